@@ -1,0 +1,94 @@
+# House rules of the build: language level, warnings, sanitizers, one library a folder, one binary a test folder.
+
+option(POSTWARDEN_TESTS "Build the unit tests" ON)
+option(POSTWARDEN_BENCH "Build the benchmarks" OFF)
+option(POSTWARDEN_FUZZ "Build the fuzz targets (clang)" OFF)
+set(POSTWARDEN_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_program(POSTWARDEN_CCACHE ccache)
+if(POSTWARDEN_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${POSTWARDEN_CCACHE})
+endif()
+
+add_library(postwarden_options INTERFACE)
+target_compile_options(postwarden_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # GCC 12 reports null dereferences and array bounds through inlined library code that cannot happen.
+  target_compile_options(postwarden_options INTERFACE -Wno-null-dereference)
+  # Debug information is only kept for the stacks of sanitizer reports; ccache finds precompiled headers again.
+  target_compile_options(postwarden_options INTERFACE -fpch-preprocess)
+endif()
+if(POSTWARDEN_SANITIZE)
+  add_compile_options(-fsanitize=${POSTWARDEN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1)
+  add_link_options(-fsanitize=${POSTWARDEN_SANITIZE})
+endif()
+
+if(WIN32)
+  # Header-only libraries reach the cross compiler through links of their own: /usr/include itself would bring glibc.
+  set(links "${CMAKE_BINARY_DIR}/header_only")
+  file(MAKE_DIRECTORY "${links}")
+  foreach(library boost nlohmann CLI spdlog fmt)
+    file(CREATE_LINK "/usr/include/${library}" "${links}/${library}" SYMBOLIC)
+  endforeach()
+  target_include_directories(postwarden_options SYSTEM INTERFACE "${links}")
+  target_compile_definitions(postwarden_options INTERFACE
+    _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE)
+  add_link_options(-static)
+else()
+  find_package(Threads REQUIRED)
+  target_link_libraries(postwarden_options INTERFACE Threads::Threads)
+endif()
+
+# postwarden_library(NAME FOLDER path [SOURCES ...] [POSIX ...] [WINDOWS ...] [LINKS ...] [PRIVATE_LINKS ...])
+#
+# One folder is one library. It can be included only as "path/header.h", and only by what links it: the include
+# directory that it gives away holds a link to this folder and to nothing else, so an include of a higher floor
+# does not compile. POSIX and WINDOWS name the files that implement the platform seam on one system.
+function(postwarden_library name)
+  cmake_parse_arguments(arg "" "FOLDER" "SOURCES;POSIX;WINDOWS;LINKS;PRIVATE_LINKS" ${ARGN})
+  set(sources ${arg_SOURCES})
+  if(WIN32)
+    list(APPEND sources ${arg_WINDOWS})
+  else()
+    list(APPEND sources ${arg_POSIX})
+  endif()
+  set(include_root "${CMAKE_BINARY_DIR}/floors/${name}")
+  cmake_path(GET arg_FOLDER PARENT_PATH parent)
+  file(MAKE_DIRECTORY "${include_root}/${parent}")
+  file(CREATE_LINK "${CMAKE_SOURCE_DIR}/${arg_FOLDER}" "${include_root}/${arg_FOLDER}" SYMBOLIC)
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    target_include_directories(${name} PUBLIC "${include_root}")
+    target_link_libraries(${name} PUBLIC postwarden_options ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+  else()
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE "${include_root}")
+    target_link_libraries(${name} INTERFACE postwarden_options ${arg_LINKS})
+  endif()
+endfunction()
+
+# The headers <platform/...> come from the sibling folder of the system that is built for.
+if(WIN32)
+  set(POSTWARDEN_PLATFORM windows)
+else()
+  set(POSTWARDEN_PLATFORM posix)
+endif()
+
+# postwarden_platform_headers(TARGET): TARGET's folder has windows/platform and posix/platform with headers of
+# the same names; those of the system built for become <platform/NAME.h> for TARGET and what links it.
+function(postwarden_platform_headers name)
+  get_target_property(type ${name} TYPE)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    target_include_directories(${name} INTERFACE "${CMAKE_CURRENT_SOURCE_DIR}/${POSTWARDEN_PLATFORM}")
+  else()
+    target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}/${POSTWARDEN_PLATFORM}")
+  endif()
+endfunction()

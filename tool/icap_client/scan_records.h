@@ -1,0 +1,87 @@
+#pragma once
+
+#include "tool/web/io_data.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace http {
+class message;
+} // namespace http
+
+namespace icap::client {
+
+/// What a mail scan carries.
+enum class content_type : std::uint32_t {
+    body = 1,
+    attachment = 2
+};
+
+// The parameters of the scans. Strings are narrow byte strings that go on the wire as they are; `timeout` is the
+// wait for the answer in milliseconds; pointers to HTTP messages are not owned and outlive the scan.
+
+struct scan_mail
+{
+    std::string user_name;
+    std::uint32_t session_id = 0;
+    std::string process_name;
+    std::uint32_t process_id = 0;
+    std::string subject;
+    std::string tag;
+    std::string mime_type;
+    content_type type = content_type::body;
+    std::string attach_name;
+    std::shared_ptr<web::io_data> data;
+    std::uint32_t timeout = 30000;
+};
+
+struct scan_health
+{
+    std::string user_name;
+    std::string health;
+    std::uint32_t timeout = 30000;
+};
+
+struct scan_object
+{
+    std::string unused; ///< no request carries it
+    std::string object_name;
+    std::shared_ptr<web::io_data> data;
+    std::uint32_t timeout = 30000;
+};
+
+struct scan_http_request
+{
+    std::uint8_t https = 0;
+    std::string user_name;
+    std::string process_name;
+    std::uint32_t process_id = 0;
+    std::uint32_t session_id = 0;
+    http::message* request = nullptr;
+    std::uint32_t timeout = 30000;
+};
+
+struct scan_http_response
+{
+    std::uint8_t https = 0;
+    std::string user_name;
+    std::string process_name;
+    std::uint32_t process_id = 0;
+    std::uint32_t session_id = 0;
+    http::message* request = nullptr;
+    http::message* response = nullptr;
+    std::uint32_t timeout = 30000;
+};
+
+struct scan_certificate
+{
+    std::string user_name;
+    std::string process_name;
+    std::uint32_t process_id = 0;
+    std::string sni;
+    std::wstring certificate_name;
+    std::uint32_t timeout = 30000;
+};
+
+} // namespace icap::client
