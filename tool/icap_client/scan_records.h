@@ -13,7 +13,8 @@ class message;
 namespace icap::client {
 
 /// What a mail scan carries.
-enum class content_type : std::uint32_t {
+enum class content_type : std::uint32_t
+{
     body = 1,
     attachment = 2
 };

@@ -3,7 +3,8 @@
 #include <cstdint>
 
 /// The result of one scan, and the verdict that is stored on a message.
-enum class ScanResult : std::int32_t {
+enum class ScanResult : std::int32_t
+{
     None = 0,    ///< not judged
     Clean = 1,   ///< no content to change; also what a failed request gives
     Blocked = 2, ///< to be removed or replaced

@@ -2,6 +2,7 @@
 
 #include "tool/icap_client/session.h"
 
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -21,15 +22,15 @@ public:
 };
 
 /// Holds one session for one user and returns it when the scope ends. The destructor may raise what
-/// release_session raises, as the pool may have been terminated meanwhile.
+/// release_session raises, as the pool may have been terminated meanwhile; while the scope is left by another
+/// exception, that one goes on and the pool's is dropped.
 class session_lease
 {
 public:
     explicit session_lease(std::shared_ptr<session_pool> pool)
         : pool_(std::move(pool))
         , session_(pool_->query_session())
-    {
-    }
+    {}
     session_lease(const session_lease&) = delete;
     session_lease& operator=(const session_lease&) = delete;
     ~session_lease() noexcept(false);
@@ -40,6 +41,7 @@ public:
 private:
     std::shared_ptr<session_pool> pool_;
     std::shared_ptr<session> session_;
+    int exceptions_ = std::uncaught_exceptions(); ///< in flight when the lease began
 };
 
 } // namespace icap::client

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "tool/icap_client/istag_notifier.h"
+#include "tool/icap_client/session_pool.h"
+#include "tool/icap_client/session_timing.h"
+#include "tool/system/clock.h"
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace tpl {
+class channel;
+} // namespace tpl
+
+namespace icap::client {
+
+struct session_target;
+
+/// Where the service is.
+struct session_manager_parameters
+{
+    std::wstring address; ///< IPv4 address as text
+    std::uint32_t port = 0;
+    std::wstring uri; ///< path of the service, beginning with "/"
+};
+
+/// The sessions to one service: made on demand, each given to one user at a time, first in first out. There is no
+/// upper limit and nothing expires: a session lives until it fails, its peer closes it, or the pool ends. Always held
+/// by a shared pointer. Any thread may query and release.
+class session_manager final : public session_pool
+{
+public:
+    /// How a session comes about; a test brings its own.
+    using session_opener = std::function<std::shared_ptr<session>(const session_target& target, tpl::channel& channel)>;
+
+    /// Connects `initial_sessions` sessions at once, so a service that cannot be reached raises here.
+    explicit session_manager(session_manager_parameters parameters, std::uint32_t initial_sessions = 1,
+                             const session_timing& timing = {},
+                             const winapi::time_source& clock = winapi::system_time_source());
+    /// The same with sessions of another make.
+    session_manager(session_manager_parameters parameters, std::uint32_t initial_sessions, session_opener opener,
+                    const session_timing& timing = {});
+    session_manager(const session_manager&) = delete;
+    session_manager& operator=(const session_manager&) = delete;
+    ~session_manager() override;
+
+    /// A new, connected session that is in no list yet. Blocks while it connects; raises when it cannot.
+    [[nodiscard]] std::shared_ptr<session> create_session();
+    /// The session that has been idle longest, or a new one. Raises std::runtime_error after terminate(), and what
+    /// create_session() raises.
+    std::shared_ptr<session> query_session() override;
+    /// Takes a session back. An invalid one is closed and waited for. Raises std::runtime_error after terminate().
+    void release_session(std::shared_ptr<session> returned) override;
+    /// Closes and drops all idle sessions and stops the channel; final.
+    void terminate() override;
+    /// The object that new sessions are to tell of a changed ISTag; not owned, may be null.
+    void set_istag_notifier(istag_notifier* notifier);
+    [[nodiscard]] bool is_terminating() const;
+
+private:
+    std::wstring address_;
+    std::uint32_t port_;
+    std::wstring uri_;
+    bool terminating_ = false; ///< under lock_
+    std::unique_ptr<tpl::channel> channel_;
+    mutable std::recursive_mutex lock_;
+    std::list<std::shared_ptr<session>> active_;             ///< idle sessions, longest idle first; under lock_
+    icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under lock_
+    session_opener opener_;
+    session_timing timing_;
+};
+
+} // namespace icap::client
