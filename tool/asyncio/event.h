@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace tpl {
+
+/// Results of a wait, with the values that the platform's waits give.
+enum class wait_result : std::uint32_t
+{
+    signalled = 0,
+    timeout = 258,
+    failed = 0xFFFFFFFF,
+};
+
+/// An unnamed auto-reset event, initially not signalled: one set() lets one wait through. Any thread may set and wait.
+class event
+{
+public:
+    /// Raises error::win32exception if the system has no event left.
+    event();
+    event(const event&) = delete;
+    event& operator=(const event&) = delete;
+    ~event();
+
+    void set() noexcept;
+    /// Waits up to `milliseconds` (tpl::infinite: without limit) and takes the signal back.
+    [[nodiscard]] wait_result wait(std::uint32_t milliseconds) noexcept;
+
+private:
+    friend class registered_wait;
+    class impl;
+    std::unique_ptr<impl> impl_;
+};
+
+} // namespace tpl

@@ -1,0 +1,136 @@
+#pragma once
+
+#include "tool/asyncio/buffer.h"
+#include "tool/asyncio/channel.h"
+#include "tool/asyncio/conduit.h"
+#include "tool/asyncio/iasync.h"
+#include "tool/wproxy/byte_filter.h"
+#include "tool/wproxy/socket_address.h"
+#include "tool/wproxy/socket_platform.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace web {
+
+/// The context of an overlapped read: its bytes land in `data`. `opcode` is read_context::read.
+struct read_context : tpl::io_context
+{
+    static constexpr std::uint32_t read = 1;
+    static constexpr std::uint32_t write = 2;
+    static constexpr std::size_t buffer_size = 16384;
+
+    read_context()
+        : data(buffer_size)
+    {
+        opcode = read;
+    }
+
+    tpl::buffer data;
+    void* event = nullptr; ///< handed to the platform with the operation; none here
+};
+
+/// A TCP socket that reads by overlapped operations completed on a channel, and writes on the caller's thread.
+///
+/// connect, write, shutdown and close belong to the thread that owns the socket; completions arrive on the channel's
+/// workers, one at a time. Every raised error is an error::win32exception with a Winsock code. While a read is
+/// outstanding the socket must stay alive: the owner closes it and destroys it once is_closed() is true, or after the
+/// channel was stopped.
+class socket : public tpl::conduit
+{
+public:
+    /// Learns of failures.
+    class state
+    {
+    public:
+        /// A Winsock code, on a channel worker or on the thread of the failed operation.
+        virtual void error(std::uint32_t code) = 0;
+
+    protected:
+        ~state() = default; // owned by the receiver, never through this interface
+    };
+
+    /// Takes the handle over, also when it raises. Raises code 6 for an invalid handle. A handle that cannot be bound
+    /// to the channel raises nothing: is_attached() tells.
+    /// @param channel may be null; attach() may follow
+    /// @param input receives what is read; may be null on a socket that never reads
+    /// @param receiver receives failures; a socket that reads has one
+    /// @param connected true for a handle that is connected already
+    socket(tpl::native_handle handle, tpl::channel* channel, tpl::iasync* input, state* receiver, bool connected,
+           socket_platform& platform = system_socket_platform());
+    socket(const socket&) = delete;
+    socket& operator=(const socket&) = delete;
+    /// Closes, and waits for a completion handler that is at its end.
+    virtual ~socket();
+
+    [[nodiscard]] tpl::native_handle handle() override { return handle_.load(); }
+    void unused() override {}
+    bool complete(std::unique_ptr<tpl::io_context> context) noexcept override;
+
+    /// Connects; blocks for up to 120000 ms. Raises the code of the failure; 10107 if no answer came.
+    void connect(const socket_address& address);
+
+    /// Starts one overlapped read. A null context makes a new one; the context is used again for every later read.
+    /// A read that cannot be started is reported to the state and raised.
+    void read(std::unique_ptr<read_context> context = nullptr);
+
+    /// Writes the range on this thread; blocks until all bytes are taken, without limit.
+    /// @param error 0, 6 for a closed socket, or one of the codes that never raise: 10053, 10054, 10058
+    /// @return the byte count of the last send
+    std::uint32_t write(const char* begin, const char* end, std::uint32_t& error);
+
+    enum : std::uint32_t
+    {
+        receive = 1,
+        send = 2
+    };
+    /// @param how `receive`, `send` or both
+    void shutdown(std::uint32_t how);
+
+    void close();
+    /// True once the socket is closed and no read is outstanding. Polls the connection for a close by the peer.
+    [[nodiscard]] bool is_closed();
+
+    /// The local address as text, "0.0.0.0" if there is none.
+    [[nodiscard]] std::string local_address();
+
+    /// Binds the handle to a channel; returns is_attached().
+    bool attach(tpl::channel* channel);
+    /// Puts a transformer between the wire and the input; null takes it out. Not while a read is outstanding.
+    void set_filter(byte_filter* filter) noexcept { filter_ = filter; }
+    [[nodiscard]] bool is_connected() const noexcept { return connected_.load(); }
+    [[nodiscard]] bool is_attached() const noexcept { return attached_.load(); }
+    [[nodiscard]] bool has_valid_handle() const noexcept { return handle_.load() != tpl::invalid_handle; }
+
+private:
+    void wait_for_connection(tpl::native_handle handle, std::int64_t started);
+    [[noreturn]] void raise_connect_error(tpl::native_handle handle, std::uint32_t code, std::int64_t started);
+    std::uint32_t write_block(const char* begin, const char* end, std::uint32_t& error);
+    void wait_for_write(tpl::native_handle handle);
+    void complete_read(std::unique_ptr<read_context> context);
+    void closed_by_peer(std::unique_ptr<read_context> context);
+    void failed_read(std::unique_ptr<read_context> context);
+    void deliver(const read_context& context);
+    void report(std::uint32_t code);
+    void drop_handle() noexcept;
+
+    socket_platform& platform_;
+    std::atomic<tpl::native_handle> handle_;
+    tpl::iasync* input_;
+    state* state_;
+    socket_event event_ = nullptr;
+    std::atomic<bool> attached_{false};
+    std::atomic<std::uint32_t> closed_{0};
+    std::atomic<std::uint32_t> send_shut_{0};
+    std::atomic<std::uint32_t> recv_shut_{0};
+    byte_filter* filter_ = nullptr;
+    tpl::channel* channel_ = nullptr;
+    std::atomic<bool> connected_;
+    std::mutex handle_lock_;     ///< a worker's use of the handle against close(), so that no closed handle is used
+    std::mutex completion_lock_; ///< held by the completion handler; the destructor waits for it
+};
+
+} // namespace web
