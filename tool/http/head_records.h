@@ -41,7 +41,8 @@ struct response_data
 };
 
 /// What a range of bytes is as a head.
-enum class head_status : std::uint32_t {
+enum class head_status : std::uint32_t
+{
     invalid = 1,  ///< these bytes are not a head of this kind
     complete = 2, ///< the whole head is here
     partial = 3   ///< more bytes are needed to tell
