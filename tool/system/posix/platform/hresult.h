@@ -5,7 +5,8 @@
 using HRESULT = std::int32_t;
 using SCODE = std::int32_t;
 
-constexpr HRESULT hresult(std::uint32_t value) noexcept {
+constexpr HRESULT hresult(std::uint32_t value) noexcept
+{
     return static_cast<HRESULT>(value);
 }
 

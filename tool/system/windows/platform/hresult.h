@@ -1,4 +1,10 @@
 #pragma once
 
-#include <winsock2.h> // ahead of windows.h, which would bring the old one
-#include <windows.h>
+#include <winsock2.h> // brings windows.h, without the old socket declarations
+
+#include <cstdint>
+
+constexpr HRESULT hresult(std::uint32_t value) noexcept
+{
+    return static_cast<HRESULT>(value);
+}

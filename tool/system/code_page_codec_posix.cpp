@@ -1,0 +1,224 @@
+#include "tool/system/code_page_codec.h"
+#include "tool/system/conversions.h"
+#include "tool/system/utf8.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <iconv.h>
+#include <memory>
+
+namespace winapi::codec {
+
+namespace {
+
+constexpr std::uint32_t code_page_1252 = 1252;
+
+/// Windows-1252 from 0x80 to 0x9F; outside of that it equals Latin-1. The five bytes that the code page leaves
+/// open stand for the control characters of the same number, as the system's own conversion has it.
+constexpr std::array<char32_t, 32> upper_1252{0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                              0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                              0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                              0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+char to_1252(char32_t code_point) noexcept
+{
+    if (code_point < 0x80 || (code_point >= 0xA0 && code_point <= 0xFF)) {
+        return static_cast<char>(static_cast<unsigned char>(code_point));
+    }
+    const auto* const found = std::find(upper_1252.begin(), upper_1252.end(), code_point);
+    if (found == upper_1252.end()) {
+        return '?';
+    }
+    return static_cast<char>(static_cast<unsigned char>(0x80 + (found - upper_1252.begin())));
+}
+
+wchar_t from_1252(char letter) noexcept
+{
+    const auto byte = static_cast<unsigned char>(letter);
+    return static_cast<wchar_t>(byte >= 0x80 && byte <= 0x9F ? upper_1252[byte - 0x80U] : char32_t{byte});
+}
+
+/// The name under which iconv knows a code page.
+std::string iconv_name(std::uint32_t code_page)
+{
+    if (code_page >= 28591 && code_page <= 28606) {
+        return "ISO-8859-" + std::to_string(code_page - 28590);
+    }
+    switch (code_page) {
+    case 10000:
+        return "MACINTOSH";
+    case 20127:
+        return "US-ASCII";
+    case 20866:
+        return "KOI8-R";
+    case 20932:
+    case 51932:
+        return "EUC-JP";
+    case 20936:
+        return "GB2312";
+    case 21866:
+        return "KOI8-U";
+    case 50220:
+    case 50221:
+    case 50222:
+        return "ISO-2022-JP";
+    case 51949:
+        return "EUC-KR";
+    case 54936:
+        return "GB18030";
+    case 65000:
+        return "UTF-7";
+    default:
+        return "CP" + std::to_string(code_page);
+    }
+}
+
+class converter
+{
+public:
+    converter(const std::string& to, const std::string& from)
+        : handle_(::iconv_open(to.c_str(), from.c_str()))
+    {}
+    converter(const converter&) = delete;
+    converter& operator=(const converter&) = delete;
+    ~converter()
+    {
+        if (valid()) {
+            ::iconv_close(handle_);
+        }
+    }
+
+    [[nodiscard]] bool valid() const noexcept { return handle_ != invalid(); }
+
+    /// Converts as much as goes; false if it stopped at something that cannot be converted or is cut short.
+    template <typename Char>
+    bool run(const char*& input, std::size_t& left, std::basic_string<Char>& out)
+    {
+        std::array<char, 1024> block{};
+        while (left != 0) {
+            auto* source = const_cast<char*>(input); // iconv's prototype, it does not write there
+            char* target = block.data();
+            std::size_t room = block.size();
+            const std::size_t result = ::iconv(handle_, &source, &left, &target, &room);
+            const int error = errno;
+            input = source;
+            append(out, block.data(), block.size() - room);
+            if (result == static_cast<std::size_t>(-1) && error != E2BIG) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Writes what a stateful code page puts at the end of a text.
+    void finish(std::string& out)
+    {
+        std::array<char, 64> block{};
+        char* target = block.data();
+        std::size_t room = block.size();
+        if (::iconv(handle_, nullptr, nullptr, &target, &room) != static_cast<std::size_t>(-1)) {
+            append(out, block.data(), block.size() - room);
+        }
+    }
+
+private:
+    static iconv_t invalid() noexcept { return reinterpret_cast<iconv_t>(-1); }
+
+    template <typename Char>
+    static void append(std::basic_string<Char>& out, const char* bytes, std::size_t count)
+    {
+        const std::size_t start = out.size();
+        out.resize(start + count / sizeof(Char));
+        std::copy_n(bytes, count / sizeof(Char) * sizeof(Char), reinterpret_cast<char*>(out.data() + start));
+    }
+
+    iconv_t handle_;
+};
+
+std::optional<std::string> encode_by_iconv(std::wstring_view text, std::uint32_t code_page)
+{
+    converter to_code_page(iconv_name(code_page), "WCHAR_T");
+    if (!to_code_page.valid()) {
+        return std::nullopt;
+    }
+    std::wstring input;
+    while (!text.empty()) {
+        input.push_back(static_cast<wchar_t>(take_code_point(text)));
+    }
+    std::string out;
+    const char* source = reinterpret_cast<const char*>(input.data());
+    std::size_t left = input.size() * sizeof(wchar_t);
+    static constexpr wchar_t default_character = L'?';
+    while (!to_code_page.run(source, left, out)) {
+        const char* stand_in = reinterpret_cast<const char*>(&default_character);
+        std::size_t stand_in_size = sizeof(default_character);
+        to_code_page.run(stand_in, stand_in_size, out);
+        source += sizeof(wchar_t);
+        left -= sizeof(wchar_t);
+    }
+    to_code_page.finish(out);
+    return out;
+}
+
+std::optional<std::wstring> decode_by_iconv(std::string_view text, std::uint32_t code_page)
+{
+    converter from_code_page("WCHAR_T", iconv_name(code_page));
+    if (!from_code_page.valid()) {
+        return std::nullopt;
+    }
+    std::wstring out;
+    const char* source = text.data();
+    std::size_t left = text.size();
+    while (!from_code_page.run(source, left, out)) {
+        out.push_back(static_cast<wchar_t>(replacement_character));
+        ++source;
+        --left;
+    }
+    return out;
+}
+
+} // namespace
+
+std::optional<std::string> encode(std::wstring_view text, std::uint32_t code_page)
+{
+    if (code_page != code_page_utf8 && code_page != code_page_1252) {
+        return encode_by_iconv(text, code_page);
+    }
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const char32_t code_point = take_code_point(text);
+        if (code_page == code_page_utf8) {
+            append_utf8(out, code_point);
+        } else {
+            out.push_back(to_1252(code_point));
+        }
+    }
+    return out;
+}
+
+std::optional<std::wstring> decode(std::string_view text, std::uint32_t code_page)
+{
+    if (code_page != code_page_utf8 && code_page != code_page_1252) {
+        return decode_by_iconv(text, code_page);
+    }
+    std::wstring out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        if (code_page == code_page_utf8) {
+            out.push_back(static_cast<wchar_t>(take_code_point(text)));
+        } else {
+            out.push_back(from_1252(text.front()));
+            text.remove_prefix(1);
+        }
+    }
+    return out;
+}
+
+std::uint32_t system_ansi_code_page() noexcept
+{
+    return code_page_1252;
+}
+
+} // namespace winapi::codec

@@ -1,0 +1,95 @@
+#include "tool/system/conversions.h"
+
+#include "tool/system/code_page_codec.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <stdexcept>
+
+namespace winapi {
+
+namespace {
+
+std::atomic<std::uint32_t> ansi_override{0};
+
+std::uint32_t real_code_page(std::uint32_t code_page) noexcept
+{
+    const bool placeholder = code_page == code_page_ansi || code_page == code_page_thread_ansi;
+    return placeholder ? ansi_code_page() : code_page;
+}
+
+unsigned char ascii_lower(char letter) noexcept
+{
+    const auto byte = static_cast<unsigned char>(letter);
+    return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + ('a' - 'A')) : byte;
+}
+
+} // namespace
+
+std::string conv_to_char(std::wstring_view text, std::uint32_t code_page)
+{
+    if (text.empty()) {
+        return {};
+    }
+    auto narrow = codec::encode(text, real_code_page(code_page));
+    if (!narrow) {
+        throw std::runtime_error("conv_to_char called wcstombs() and failed.");
+    }
+    return *std::move(narrow);
+}
+
+std::wstring conv_to_wide(std::string_view text, std::uint32_t code_page)
+{
+    if (text.empty()) {
+        return {};
+    }
+    auto wide = codec::decode(text, real_code_page(code_page));
+    if (!wide) {
+        throw std::runtime_error("conv_to_wide called mbstowcs() and failed.");
+    }
+    return *std::move(wide);
+}
+
+std::uint32_t ansi_code_page() noexcept
+{
+    const std::uint32_t chosen = ansi_override.load(std::memory_order_relaxed);
+    return chosen != 0 ? chosen : codec::system_ansi_code_page();
+}
+
+std::uint32_t ansi_code_page(std::uint32_t code_page) noexcept
+{
+    const std::uint32_t before = ansi_code_page();
+    ansi_override.store(code_page, std::memory_order_relaxed);
+    return before;
+}
+
+std::string to_hex(std::uint64_t value)
+{
+    std::array<char, 16> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16);
+    return std::string(digits.data(), end.ptr);
+}
+
+int compare_no_case(std::string_view left, std::string_view right) noexcept
+{
+    const std::size_t common = std::min(left.size(), right.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        const int difference = int{ascii_lower(left[i])} - int{ascii_lower(right[i])};
+        if (difference != 0) {
+            return difference;
+        }
+    }
+    if (left.size() == right.size()) {
+        return 0;
+    }
+    return left.size() < right.size() ? -1 : 1;
+}
+
+std::string hex32(std::uint32_t value)
+{
+    return to_hex(value);
+}
+
+} // namespace winapi

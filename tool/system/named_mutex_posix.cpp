@@ -1,0 +1,56 @@
+#include "tool/system/named_mutex.h"
+
+#include <map>
+#include <mutex>
+
+namespace winapi {
+
+namespace {
+
+struct named_mutexes
+{
+    std::mutex lock;
+    std::map<std::wstring, std::weak_ptr<std::recursive_mutex>> by_name;
+};
+
+/// Never destroyed, since initialisations may run while the process ends.
+named_mutexes& all_named_mutexes()
+{
+    static auto& all = *std::make_unique<named_mutexes>().release();
+    return all;
+}
+
+std::shared_ptr<std::recursive_mutex> create_or_open(const std::wstring& name)
+{
+    auto& all = all_named_mutexes();
+    const std::lock_guard guard(all.lock);
+    std::erase_if(all.by_name, [](const auto& entry) { return entry.second.expired(); });
+    auto& known = all.by_name[name];
+    auto mutex = known.lock();
+    if (!mutex) {
+        mutex = std::make_shared<std::recursive_mutex>();
+        known = mutex;
+    }
+    return mutex;
+}
+
+} // namespace
+
+struct named_mutex_lock::state
+{
+    explicit state(const std::wstring& name)
+        : mutex(create_or_open(name))
+        , held(*mutex)
+    {}
+
+    std::shared_ptr<std::recursive_mutex> mutex;
+    std::unique_lock<std::recursive_mutex> held; // given back before the mutex goes
+};
+
+named_mutex_lock::named_mutex_lock(const std::wstring& name)
+    : state_(std::make_unique<state>(name))
+{}
+
+named_mutex_lock::~named_mutex_lock() = default;
+
+} // namespace winapi
