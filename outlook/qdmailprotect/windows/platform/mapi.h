@@ -1,0 +1,6 @@
+#pragma once
+
+// The system's own message store interfaces, records, codes and property tags.
+#include <platform/com.h>
+
+#include <mapix.h>
