@@ -25,7 +25,7 @@ public:
 
 private:
     void dispatch_response(response_notifier& notifier);
-    void dispatch_status(response_notifier& notifier, const std::string& istag);
+    void dispatch_ok(response_notifier& notifier);
 
     std::shared_ptr<response_message> answer_;
     trace_hook trace_;

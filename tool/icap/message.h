@@ -70,7 +70,7 @@ public:
     /// The encapsulated HTTP response; raises std::runtime_error "response message does not exist".
     [[nodiscard]] virtual http::message& response() = 0;
     /// Takes an HTTP message, makes its body and rebuilds the Encapsulated header.
-    virtual void set_encapsulated(std::unique_ptr<http::message> message) = 0;
+    virtual void set_encapsulated(std::unique_ptr<http::message> part) = 0;
     /// Gives back the HTTP message of kind http::type_request or http::type_response.
     [[nodiscard]] virtual std::unique_ptr<http::message> release_encapsulated(std::uint32_t kind) = 0;
     virtual ~message() = default;

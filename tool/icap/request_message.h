@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tool/http/head_records.h"
+#include "tool/http/header_table.h"
 #include "tool/icap/message_base.h"
 
 #include <cstdint>
@@ -18,8 +18,17 @@ enum class request_method : std::uint32_t
     options = 3
 };
 
+namespace detail {
+
+/// Whether a request of that method has all its bytes. Raises std::runtime_error
+/// "complete(): unknown request method".
+[[nodiscard]] bool request_complete(request_method method, const encapsulated_part& request,
+                                    const encapsulated_part& response);
+
+} // namespace detail
+
 /// One ICAP request: complete with its head, filled with append(). Made by analyzer::extract.
-class request_message final : public message_base
+class request_message final : public message_base, public http::message_headers_impl<http::request_data>
 {
 public:
     /// Takes the head and the record of it; the record's ranges point into `raw_head`, whose buffer is moved, not
@@ -30,8 +39,8 @@ public:
     [[nodiscard]] std::uint32_t type() const override { return type_request; }
     /// REQMOD: the request's body is complete; RESPMOD: both bodies are; OPTIONS: always.
     [[nodiscard]] bool complete() override;
-    [[nodiscard]] http::message_headers& headers() override;
-    [[nodiscard]] const http::message_headers& headers() const override;
+    [[nodiscard]] http::message_headers& headers() override { return *this; }
+    [[nodiscard]] const http::message_headers& headers() const override { return *this; }
     /// Takes body bytes: encapsulated heads, then the chunked body. Raises std::runtime_error, among others
     /// "request message has been completed" for a complete message without a preview.
     std::uint64_t append(const char* begin, const char* end) override;
@@ -62,7 +71,19 @@ public:
     [[nodiscard]] std::string uri_path();
 
 private:
+    using append_handler = std::uint64_t (request_message::*)(const char* begin, const char* end);
+
+    std::uint64_t append_reqmod(const char* begin, const char* end);
+    std::uint64_t append_respmod(const char* begin, const char* end);
+    std::uint64_t append_nothing(const char* begin, const char* end);
+    /// How the body that the request is about begins.
+    [[nodiscard]] detail::body_start main_body() const noexcept;
+    /// The body that the request is about; raises std::runtime_error of that text for other methods.
+    [[nodiscard]] http::http_message_body* main_body_or(const char* unsupported) const;
+
     http::request_data record_;
+    detail::support_persistent_impl link_; ///< the method of the encapsulated request
+    append_handler append_handler_ = nullptr;
     request_method method_ = request_method::unknown;
     bool preview_present_ = false;
     std::uint64_t preview_size_ = 0;

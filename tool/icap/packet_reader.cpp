@@ -1,0 +1,115 @@
+#include "tool/icap/packet_reader.h"
+
+#include "tool/system/conversions.h"
+#include "tool/web/io_data.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string_view>
+
+namespace icap {
+namespace {
+
+constexpr std::string_view line_end = "\r\n";
+constexpr std::string_view body_end = "\r\n0\r\n\r\n";
+constexpr std::string_view doubled_end_mark = "0\r\n\r\n0\r\n\r\n";
+
+void put(http::byte_vector& bytes, std::string_view text)
+{
+    bytes.insert(bytes.end(), text.begin(), text.end());
+}
+
+/// Makes `head` the piece; returns whether there is anything to send.
+bool put_head(packet& out, const http::byte_vector& head)
+{
+    *out.bytes = head;
+    out.count = head.size();
+    return !head.empty();
+}
+
+} // namespace
+
+bool detail::body_cursor::next(web::io_data& body, http::byte_vector& bytes)
+{
+    if (size == 0) {
+        return false;
+    }
+    if (at_end()) {
+        throw std::runtime_error("packet reader: content size exceeded");
+    }
+    if (position == 0) {
+        put(bytes, winapi::to_hex(size));
+        put(bytes, line_end);
+    }
+    const std::uint64_t wanted = std::min(size - position, packet_reader_impl::piece_size);
+    const std::size_t start = bytes.size();
+    bytes.resize(start + static_cast<std::size_t>(wanted));
+    const std::uint64_t got = body.read(position, bytes.data() + start, wanted);
+    if (got == 0) {
+        // The chunk's size has been sent: nothing that could follow now would be understood by the peer.
+        throw std::runtime_error("packet reader: body ended before its size");
+    }
+    bytes.resize(start + static_cast<std::size_t>(got));
+    position += got;
+    if (at_end()) {
+        put(bytes, body_end);
+    }
+    return true;
+}
+
+packet_reader_impl::packet_reader_impl(message& source)
+    : source_(source)
+{
+    if (source_.has_request()) {
+        request_.size = source_.request().body().size();
+    }
+    if (source_.has_response()) {
+        response_.size = source_.response().body().size();
+    }
+}
+
+bool packet_reader_impl::read(packet& out)
+{
+    if (!source_.complete()) {
+        throw std::runtime_error("could no read incomplet message");
+    }
+    out.bytes->clear();
+    out.count = 0;
+    if (finished_) {
+        return false;
+    }
+    if (!head_sent_) {
+        head_sent_ = put_head(out, source_.raw_head());
+        return head_sent_;
+    }
+    if (source_.has_request()) {
+        if (!request_sent_) {
+            request_sent_ = put_head(out, source_.request().raw_head());
+            return request_sent_;
+        }
+        if (!request_.at_end() && request_.next(source_.request().body(), *out.bytes)) {
+            out.count = out.bytes->size();
+            return true;
+        }
+    }
+    if (source_.has_response()) {
+        if (!response_sent_) {
+            response_sent_ = put_head(out, source_.response().raw_head());
+            return response_sent_;
+        }
+        if (!response_.at_end() && response_.next(source_.response().body(), *out.bytes)) {
+            out.count = out.bytes->size();
+            return true;
+        }
+        if (response_.size == 0) {
+            put(*out.bytes, doubled_end_mark);
+            out.count = out.bytes->size();
+            finished_ = true;
+            return true;
+        }
+    }
+    finished_ = true;
+    return false;
+}
+
+} // namespace icap

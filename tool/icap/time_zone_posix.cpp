@@ -1,0 +1,24 @@
+#include "tool/icap/time_zone.h"
+
+namespace icap::detail {
+
+time_zone_state current_time_zone()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    time_zone_state state;
+    // The offset holds the daylight part already.
+    state.id = local.tm_isdst > 0 ? 2 : 1;
+    state.bias = static_cast<int>(-local.tm_gmtoff / 60);
+    return state;
+}
+
+std::tm utc_time(std::time_t time)
+{
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    return utc;
+}
+
+} // namespace icap::detail
