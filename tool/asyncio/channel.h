@@ -4,6 +4,7 @@
 #include "tool/asyncio/conduit.h"
 #include "tool/asyncio/thread.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -34,6 +35,8 @@ public:
     /// does nothing. On one of the workers raises std::runtime_error "error: wait on self-thread is potential
     /// deadlock".
     void stop();
+    /// True once stop() has ended all workers: no handler runs or will run. Any thread may ask.
+    [[nodiscard]] bool is_stopped() const noexcept { return stopped_.load(); }
 
     [[nodiscard]] completion_port& port_handle() noexcept { return port_; }
 
@@ -43,6 +46,7 @@ private:
 
     completion_port port_;
     std::vector<thread_handle> threads_;
+    std::atomic<bool> stopped_{false};
 };
 
 } // namespace tpl
