@@ -69,7 +69,8 @@ public:
     }
     /// A stream for one line; its level() is priority::off if the level is not enabled.
     [[nodiscard]] log_stream stream(priority::level_type level) const noexcept;
-    /// Lines above this level are dropped; 0 drops all.
+    /// Lines above this level are dropped; 0 drops all. Each sink drops lines above its own threshold on top of
+    /// that. What is set here holds until sinks or configuration change the next time.
     void threshold(priority::level_type level) noexcept { threshold_.store(level, std::memory_order_relaxed); }
 
 private:
@@ -89,8 +90,9 @@ public:
     /// The logger of that name, made at the first call. The reference stays good for the life of the process.
     logger& get_logger(std::string_view name);
 
-    /// Adds a sink and makes sure that loggers let lines up to `threshold` pass. Used by tests and embedders; the
-    /// sinks of a configuration are managed by configurator. The sink is kept until remove_sink.
+    /// Adds a sink that gets the lines of all loggers up to `threshold`, and makes sure that they pass. Used by
+    /// tests and embedders; the sinks of a configuration are managed by configurator. The sink is kept until
+    /// remove_sink; a line that another thread is just handing over may still reach it after that.
     void add_sink(std::shared_ptr<line_sink> sink, priority::level_type threshold);
     void remove_sink(const std::shared_ptr<line_sink>& sink);
 
@@ -116,6 +118,10 @@ public:
     /// std::invalid_argument, whose text names the offending part, and leaves the configuration in force as it was.
     void configure(std::wstring_view text);
 };
+
+/// Wide text for a line: the ANSI code page. A failed conversion raises std::runtime_error
+/// "conv_to_char called wcstombs() and failed.".
+std::string narrow(std::wstring_view text);
 
 /// The four loggers of the system, each fetched once.
 logger& outlook_log();  ///< "outlook": add-in, message check, settings, verdicts
