@@ -1,0 +1,75 @@
+#include "tool/icap_client/input_queue.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace icap {
+
+buffer::buffer(const char* begin, const char* end)
+    : bytes_(static_cast<std::size_t>(end - begin))
+{
+    std::copy(begin, end, bytes_.begin());
+}
+
+namespace client {
+
+input_queue::input_queue(handler handle, void* context)
+    : handle_(handle)
+    , context_(context)
+    , wait_(std::make_unique<tpl::registered_wait>(wake_, [this] { drain(); }))
+{}
+
+input_queue::~input_queue()
+{
+    stop();
+}
+
+void input_queue::push(std::shared_ptr<icap::buffer> bytes)
+{
+    bool wake = false;
+    {
+        const std::lock_guard guard(lock_);
+        buffers_.push_back(std::move(bytes));
+        wake = !std::exchange(running_, true);
+    }
+    if (wake) {
+        wake_.set();
+    }
+}
+
+void input_queue::stop()
+{
+    {
+        const std::lock_guard guard(lock_);
+        stop_ = true;
+    }
+    wait_->unregister();
+}
+
+std::size_t input_queue::size() const
+{
+    const std::lock_guard guard(lock_);
+    return buffers_.size();
+}
+
+std::shared_ptr<icap::buffer> input_queue::pop()
+{
+    const std::lock_guard guard(lock_);
+    if (stop_ || buffers_.empty()) {
+        running_ = false;
+        return nullptr;
+    }
+    auto front = std::move(buffers_.front());
+    buffers_.pop_front();
+    return front;
+}
+
+void input_queue::drain() noexcept
+{
+    while (const auto bytes = pop()) {
+        handle_(context_, *bytes);
+    }
+}
+
+} // namespace client
+} // namespace icap

@@ -1,0 +1,138 @@
+#include "tool/icap_client/processor.h"
+
+#include "logging/logging.h"
+#include "tool/icap/async_response.h"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace icap::client {
+
+namespace {
+
+/// Numbers the messages of the process, so that traces can be followed.
+std::uint32_t next_message_id() noexcept
+{
+    static std::atomic<std::uint32_t> last{0};
+    return ++last;
+}
+
+} // namespace
+
+processor::processor(web::session* session, trace_provider& trace)
+    : session_(session)
+    , trace_(trace)
+{
+    LOG_LINE(logging::icap_log(), 500, "client::processor creating");
+    analyzer_ = std::make_shared<icap::analyzer>();
+    queue_ = std::make_unique<input_queue>(
+        [](void* self, const icap::buffer& bytes) { static_cast<processor*>(self)->input_step(bytes); }, this);
+    LOG_LINE(logging::icap_log(), 500, "client::processor created");
+}
+
+processor::~processor() = default;
+
+void processor::reset()
+{
+    const std::lock_guard guard(lock_);
+    current_.reset();
+}
+
+void processor::proceed()
+{
+    throw std::runtime_error("request proceed: not implemented");
+}
+
+void processor::set_application(icap::application_process* process)
+{
+    const std::lock_guard guard(lock_);
+    application_ = process;
+}
+
+bool processor::input(const char* begin, const char* end)
+{
+    queue_->push(std::make_shared<icap::buffer>(begin, end));
+    return true;
+}
+
+std::unique_ptr<icap::transmitter> processor::make_transmitter(std::uint32_t id)
+{
+    return std::make_unique<icap::transmitter>(id, session_, busy_count_);
+}
+
+icap::application_process& processor::application_for(const char* operation) const
+{
+    const std::lock_guard guard(lock_);
+    if (application_ == nullptr) {
+        throw std::runtime_error(std::string{operation} + ": application process not initialized");
+    }
+    return *application_;
+}
+
+void processor::pass_date_to_processing_asynchronously(const std::shared_ptr<icap::application_request>& request)
+{
+    application_for("pass_date_to_processing_asynchronously").process_asynchronously(request);
+}
+
+void processor::pass_date_to_processing_directly(const std::shared_ptr<icap::application_request>& request)
+{
+    application_for("pass_date_to_processing_directly").process_directly(request);
+}
+
+void processor::stop()
+{
+    queue_->stop();
+}
+
+void processor::input_step(const icap::buffer& bytes)
+{
+    const std::lock_guard guard(lock_);
+    try {
+        analyzer_->enqueue(bytes.begin(), bytes.end());
+    } catch (const std::exception&) {
+        return; // more than an analyzer holds: these bytes are lost, and the wait for the answer ends by its time-out
+    }
+    try {
+        extract_message();
+        pass_on_answer();
+    } catch (const std::exception&) {
+        static_cast<void>(analyzer_->take_cached()); // the next bytes must not meet the ones that failed
+    }
+}
+
+void processor::extract_message()
+{
+    if (current_) {
+        analyzer_->feed(*current_);
+        return;
+    }
+    std::shared_ptr<icap::message> message = analyzer_->extract();
+    if (!message) {
+        return;
+    }
+    if (message->type() != icap::type_response) {
+        throw std::runtime_error("icap server extract message error: expected a responce message");
+    }
+    current_ = std::static_pointer_cast<icap::response_message>(message);
+    current_->set_id(next_message_id());
+    if (trace_.enabled()) {
+        trace_.write(trace_provider::message_received, current_->id(), current_->type());
+    }
+}
+
+void processor::pass_on_answer()
+{
+    if (!current_ || !current_->complete()) {
+        return;
+    }
+    auto hook = [this](const icap::response_message& answer) {
+        if (trace_.enabled()) {
+            trace_.write(trace_provider::message_processed, answer.id(), answer.type());
+        }
+    };
+    pass_date_to_processing_asynchronously(std::make_shared<icap::async_response>(current_, std::move(hook)));
+    reset();
+}
+
+} // namespace icap::client

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "tool/icap/analyzer.h"
+#include "tool/icap/response_message.h"
+#include "tool/icap_client/input_queue.h"
+#include "tool/icap_client/processing.h"
+#include "tool/icap_client/trace_provider.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace icap::client {
+
+/// Between socket and session: takes received bytes from the channel at once, and assembles answers from them on a
+/// thread of the system's pool, where the session's callbacks then run, one at a time.
+///
+/// An answer that cannot be understood ends nothing: what waits unparsed is thrown away, and whoever waits for the
+/// answer runs into the time-out.
+class processor final : public icap::processing
+{
+public:
+    /// Neither is owned, both outlive the processor.
+    explicit processor(web::session* session, trace_provider& trace = system_trace_provider());
+    processor(const processor&) = delete;
+    processor& operator=(const processor&) = delete;
+    ~processor() override;
+
+    void reset() override;
+    /// Raises std::runtime_error "request proceed: not implemented".
+    void proceed() override;
+
+    /// Who gets the answers; not owned.
+    void set_application(icap::application_process* process);
+    /// Copies the range and returns at once. A failed allocation raises error::win32exception.
+    bool input(const char* begin, const char* end);
+    /// True while a transmitter lives.
+    [[nodiscard]] bool is_busy() const noexcept { return busy_count_ != 0; }
+    [[nodiscard]] std::unique_ptr<icap::transmitter> make_transmitter(std::uint32_t id);
+    /// Raise std::runtime_error when no application is set, and what the application raises.
+    void pass_date_to_processing_asynchronously(const std::shared_ptr<icap::application_request>& request);
+    void pass_date_to_processing_directly(const std::shared_ptr<icap::application_request>& request);
+    /// Waits until a running callback has returned; afterwards bytes are taken but never handled. Not to be called by
+    /// a callback.
+    void stop();
+
+private:
+    void input_step(const icap::buffer& bytes);
+    void extract_message();
+    void pass_on_answer();
+    [[nodiscard]] icap::application_process& application_for(const char* operation) const;
+
+    std::atomic<std::uint32_t> busy_count_{0};        ///< living transmitters
+    mutable std::recursive_mutex lock_;               ///< held for one input step, callbacks included
+    std::shared_ptr<icap::response_message> current_; ///< being assembled; under lock_
+    std::shared_ptr<icap::analyzer> analyzer_;
+    web::session* session_;
+    icap::application_process* application_ = nullptr; ///< under lock_
+    trace_provider& trace_;
+    std::unique_ptr<input_queue> queue_;
+};
+
+} // namespace icap::client

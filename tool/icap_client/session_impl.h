@@ -1,0 +1,178 @@
+#pragma once
+
+#include "tool/asyncio/event.h"
+#include "tool/icap/response_message.h"
+#include "tool/icap_client/istag_notifier.h"
+#include "tool/icap_client/preview.h"
+#include "tool/icap_client/processor.h"
+#include "tool/icap_client/session.h"
+#include "tool/icap_client/session_roles.h"
+#include "tool/icap_client/session_timing.h"
+#include "tool/icap_client/trace_provider.h"
+#include "tool/system/clock.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace icap {
+class request_message;
+} // namespace icap
+
+namespace icap::client {
+
+/// Where a session connects to.
+struct session_target
+{
+    std::wstring uri; ///< ICAP URI, "icap://address:port/path"
+    web::socket_address address;
+};
+
+/// One ICAP conversation over one TCP connection: connected and past its OPTIONS exchange once it is constructed,
+/// then one scan at a time, until one fails or the peer closes the connection. Always held by a shared pointer.
+///
+/// Three kinds of thread touch it: the caller of a scan, who blocks on `reply_event_`; a channel worker, which only
+/// queues bytes; a pool thread, which parses them and runs the response callbacks.
+class session_impl final : public session,
+                           public web::session2,
+                           public icap::application_process,
+                           public icap::response_notifier,
+                           public web::async_input<session_impl, 2>,
+                           public web::socket_state<session_impl, 2>
+{
+public:
+    /// Connects and does the OPTIONS exchange; what goes wrong there is raised. The clock and the trace provider
+    /// outlive the session.
+    session_impl(const session_target& target, tpl::channel& channel, const session_timing& timing = {},
+                 const winapi::time_source& clock = winapi::system_time_source(),
+                 trace_provider& trace = system_trace_provider());
+    session_impl(const session_impl&) = delete;
+    session_impl& operator=(const session_impl&) = delete;
+    ~session_impl() override;
+
+    ScanResult scan(const scan_mail& parameters, answer_ptr& answer) override;
+    ScanResult scan(const scan_health& parameters) override;
+    ScanResult scan(const scan_certificate& parameters) override;
+    ScanResult scan(const scan_http_response& parameters, answer_ptr& answer) override;
+    ScanResult scan(const scan_http_request& parameters, answer_ptr& answer) override;
+    ScanResult scan(const scan_object& parameters) override;
+    [[nodiscard]] bool is_invalid() override;
+    [[nodiscard]] std::uint32_t idle() override;
+    void close() override;
+    [[nodiscard]] bool is_closed() override;
+
+    /// Raises std::runtime_error "session_impl::send(): not implemented".
+    void send(const char* begin, const char* end) override;
+    /// Raises std::runtime_error "session_impl::peer_name(): not implemented".
+    [[nodiscard]] std::string peer_name() override;
+
+    void process_directly(const std::shared_ptr<icap::application_request>& request) override;
+    void process_asynchronously(const std::shared_ptr<icap::application_request>& request) override;
+
+    void options(const std::string& istag, std::uint32_t preview, const std::vector<std::string>& methods) override;
+    void continue_(const std::string& istag) override;
+    void no_content(const std::string& istag) override;
+    void blocked(const std::string& istag, const std::string& threat, const answer_ptr& answer) override;
+    void repaired(const std::string& istag, const answer_ptr& answer) override;
+    using web::socket_state<session_impl, 2>::error;
+    void error(const std::string& description) override;
+
+    /// Bytes from the socket, on a channel worker.
+    bool on_input(unsigned tag, const char* begin, const char* end);
+    /// A socket error, on any thread. Only tells the log.
+    void on_network_problem(unsigned tag, std::uint32_t code);
+
+    /// Set by the pool before the session is given to anyone; not owned, may be null.
+    void set_istag_notifier(icap::client::istag_notifier* notifier);
+    /// The ISTag that was seen last.
+    [[nodiscard]] std::string istag() const;
+    /// The threat of the last blocked answer.
+    [[nodiscard]] std::string threat() const;
+    /// The preview that the service asks for, in bytes.
+    [[nodiscard]] std::uint32_t preview_size() const noexcept { return preview_size_; }
+
+private:
+    /// One scan, from its first step until its result is given back.
+    class scan_scope
+    {
+    public:
+        explicit scan_scope(session_impl& owner);
+        scan_scope(const scan_scope&) = delete;
+        scan_scope& operator=(const scan_scope&) = delete;
+        ~scan_scope();
+
+    private:
+        session_impl& owner_;
+    };
+
+    /// How a wait ended.
+    enum class reply
+    {
+        answered,
+        timeout, ///< error_ is set then
+        error    ///< the service answered with something else than a verdict
+    };
+
+    void connect(const session_target& target);
+    void detach() noexcept;
+    void clear_outcome();
+    void set_scanned_data(std::shared_ptr<web::io_data> data);
+    [[nodiscard]] answer_ptr current_answer() const;
+    [[nodiscard]] std::uint32_t idle_milliseconds() const;
+
+    // The send engine: one attempt, on the caller's thread.
+    void send_request_and_wait(std::string_view request, std::uint32_t timeout);
+    void send_message_and_wait(icap::request_message& message, std::uint32_t timeout);
+    [[nodiscard]] reply wait_for_reply(std::uint32_t timeout);
+    static void require_reply(reply got, const char* timeout_text);
+    void write(std::string_view bytes);
+    void send_options();
+    bool send_mail(const scan_mail& parameters);
+    bool send_health(const scan_health& parameters);
+    bool send_certificate(const scan_certificate& parameters);
+    [[nodiscard]] preview read_preview(http::message& message);
+    bool send_reqmod_preview(const scan_http_request& parameters);
+    bool send_respmod_preview(const scan_http_response& parameters);
+    bool send_object_preview(const scan_object& parameters);
+    ScanResult send_reqmod_continue(const scan_http_request& parameters);
+    ScanResult send_respmod_continue(const scan_http_response& parameters);
+    ScanResult send_object_continue(const scan_object& parameters);
+    void send_http_chunks(http::message& message, std::string_view method);
+    ScanResult send_http_continue(http::message& message, std::string_view method, std::uint32_t timeout);
+
+    // The response callbacks.
+    void track_istag(const std::string& istag);
+    void fire_repaired(icap::response_message& answer);
+
+    mutable std::mutex lock_;               ///< last_activity_, and the tests of is_invalid and is_closed
+    std::uint64_t last_activity_;           ///< system ticks of 100 ns; under lock_
+    std::string local_address_ = "0.0.0.0"; ///< our end of the connection, without port
+    std::string target_;                    ///< the ICAP URI
+    web::socket socket_;
+    icap::client::processor processor_;
+    tpl::event reply_event_;           ///< signalled by every answer that ends a wait
+    std::string istag_;                ///< under answer_lock_
+    std::vector<std::string> methods_; ///< kept for diagnosis; under answer_lock_
+    std::atomic<std::uint32_t> preview_size_{0};
+    std::atomic<ScanResult> result_{ScanResult::Clean};
+    std::shared_ptr<web::io_data> scanned_data_;             ///< takes a repaired body; under answer_lock_
+    icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under answer_lock_
+    std::atomic<bool> error_{false};
+    answer_ptr answer_;  ///< the last answer with a verdict; under answer_lock_
+    std::string threat_; ///< under answer_lock_
+
+    /// Parts a late answer's callback from the caller who has given up on it, so that the callback never writes into
+    /// an object that the caller has back. Not lock_, which is held for microseconds only.
+    mutable std::mutex answer_lock_;
+    bool scanning_ = false; ///< a scan runs and may take a repair; under answer_lock_
+    bool reading_ = false;  ///< a read was started, so the socket is closed only after its completion
+    tpl::channel& channel_;
+    session_timing timing_;
+    const winapi::time_source& clock_;
+};
+
+} // namespace icap::client
