@@ -1,14 +1,16 @@
 #include "tool/icap/response_synthesis.h"
 
+#include <sstream>
+
 namespace icap {
 namespace {
 
-std::string resolution(const scan_record& record)
+int resolution(const scan_record& record) noexcept
 {
     if ((record.flags & scan_record::not_repaired) != 0) {
-        return "0";
+        return 0;
     }
-    return (record.flags & scan_record::repaired) != 0 ? "1" : "2";
+    return (record.flags & scan_record::repaired) != 0 ? 1 : 2;
 }
 
 std::string last_component(const std::string& path)
@@ -21,7 +23,9 @@ std::string last_component(const std::string& path)
 
 std::string format_infection(const scan_record& record)
 {
-    return "Type=0;Resolution=" + resolution(record) + ";Threat=" + record.name + ";";
+    std::ostringstream text;
+    text << "Type=0;Resolution=" << resolution(record) << ";Threat=" << record.name << ';';
+    return text.str();
 }
 
 std::string format_scan_state(std::uint32_t value)
@@ -42,12 +46,13 @@ std::string format_scan_state(std::uint32_t value)
 
 std::string format_violations(const scan_record& record)
 {
-    std::string text = "1\r\n";
-    text += "\t/" + last_component(record.path) + "\r\n";
-    text += "\t" + record.name + "\r\n";
-    text += "\t" + std::to_string(record.size) + "\r\n";
-    text += "\t" + resolution(record) + "\r\n";
-    return text;
+    std::ostringstream text;
+    text << "1\r\n"
+         << "\t/" << last_component(record.path) << "\r\n"
+         << '\t' << record.name << "\r\n"
+         << '\t' << std::to_string(record.size) << "\r\n"
+         << '\t' << resolution(record) << "\r\n";
+    return text.str();
 }
 
 } // namespace icap
