@@ -37,8 +37,9 @@ public:
     /// The next completion; waits without limit. Returning to it tells that the last handler has ended.
     [[nodiscard]] completion wait();
 
-private:
     class impl;
+
+private:
     std::shared_ptr<impl> impl_;
 };
 

@@ -27,9 +27,10 @@ public:
     /// Waits up to `milliseconds` (tpl::infinite: without limit) and takes the signal back.
     [[nodiscard]] wait_result wait(std::uint32_t milliseconds) noexcept;
 
+    class impl;
+
 private:
     friend class registered_wait;
-    class impl;
     std::unique_ptr<impl> impl_;
 };
 

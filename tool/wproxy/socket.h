@@ -115,7 +115,10 @@ private:
     void failed_read(std::unique_ptr<read_context> context);
     void deliver(const read_context& context);
     void report(std::uint32_t code);
+    /// Ends the reading after an exception in the completion handler.
+    void detach(std::uint32_t code, const char* text, bool with_code) noexcept;
     void drop_handle() noexcept;
+    void close_event() noexcept;
 
     socket_platform& platform_;
     std::atomic<tpl::native_handle> handle_;

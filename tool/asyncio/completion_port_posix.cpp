@@ -1,0 +1,228 @@
+#include "tool/asyncio/completion_port_posix.h"
+
+#include "tool/asyncio/endpoint_posix.h"
+#include "tool/system/errors.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tpl {
+
+namespace {
+
+/// A handler that has run this long is looked at: if its thread sleeps, it is blocked.
+constexpr std::chrono::milliseconds look_after{10};
+
+int checked(int descriptor, int line)
+{
+    if (descriptor < 0) {
+        throw error::win32exception(winsock_code(errno), "tool\\asyncio\\completion_port", line);
+    }
+    return descriptor;
+}
+
+/// Whether a thread of this process is asleep, as the kernel tells.
+bool is_asleep(pid_t thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const auto name_end = text.rfind(')'); // the name before it may hold anything
+    if (name_end == std::string::npos || name_end + 2 >= text.size()) {
+        return false;
+    }
+    return text[name_end + 2] != 'R';
+}
+
+} // namespace
+
+completion_port::impl::impl(std::uint32_t concurrency)
+    : concurrency_(concurrency != 0 ? concurrency : std::max(1U, std::thread::hardware_concurrency()))
+    , epoll_(checked(::epoll_create1(EPOLL_CLOEXEC), __LINE__))
+    , wake_up_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    epoll_event interest{};
+    interest.events = EPOLLIN;
+    interest.data.u64 = 0;
+    if (wake_up_ < 0 || ::epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_up_, &interest) != 0) {
+        const int failure = errno;
+        if (wake_up_ >= 0) {
+            ::close(wake_up_);
+        }
+        ::close(epoll_);
+        throw error::win32exception(winsock_code(failure), "tool\\asyncio\\completion_port", __LINE__);
+    }
+}
+
+completion_port::impl::~impl()
+{
+    for (const auto& left : queue_) {
+        const std::unique_ptr<io_context> context(left.context);
+    }
+    ::close(wake_up_);
+    ::close(epoll_);
+}
+
+void completion_port::impl::post(const completion& done)
+{
+    const std::lock_guard guard(lock_);
+    queue_.push_back(done);
+    if (leading_) {
+        wake_leader();
+    }
+    changed_.notify_one();
+}
+
+std::uint64_t completion_port::impl::add(std::weak_ptr<endpoint> target)
+{
+    const std::lock_guard guard(lock_);
+    endpoints_.emplace(++last_id_, std::move(target));
+    return last_id_;
+}
+
+void completion_port::impl::remove(std::uint64_t id)
+{
+    const std::lock_guard guard(lock_);
+    endpoints_.erase(id);
+}
+
+int completion_port::impl::watch(int descriptor, std::uint64_t id, bool known) const noexcept
+{
+    epoll_event interest{};
+    interest.events = EPOLLIN | EPOLLRDHUP | EPOLLONESHOT;
+    interest.data.u64 = id;
+    return ::epoll_ctl(epoll_, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &interest) == 0 ? 0 : errno;
+}
+
+completion completion_port::impl::wait()
+{
+    std::unique_lock lock(lock_);
+    retire_caller();
+    for (;;) {
+        if (!slot_free()) {
+            wait_for_slot(lock);
+        } else if (!queue_.empty()) {
+            return take();
+        } else if (leading_) {
+            changed_.wait(lock);
+        } else {
+            lead(lock);
+        }
+    }
+}
+
+bool completion_port::impl::slot_free() const noexcept
+{
+    const auto busy = std::count_if(running_.begin(), running_.end(), [](const handler& one) { return !one.blocked; });
+    return static_cast<std::uint32_t>(busy) < concurrency_;
+}
+
+void completion_port::impl::retire_caller()
+{
+    const auto self = ::gettid();
+    std::erase_if(running_, [self](const handler& one) { return one.thread == self; });
+}
+
+completion completion_port::impl::take()
+{
+    const auto taken = queue_.front();
+    queue_.pop_front();
+    const bool stop = taken.key == nullptr && taken.context == nullptr;
+    if (!stop) { // a worker that stops never comes back to give its slot up
+        running_.push_back({::gettid(), std::chrono::steady_clock::now(), false});
+    }
+    // Somebody has to lead, to take what is left, or to look whether this handler blocks.
+    if (stop || slot_free() || !watching_) {
+        changed_.notify_one();
+    }
+    return taken;
+}
+
+void completion_port::impl::lead(std::unique_lock<std::mutex>& lock)
+{
+    leading_ = true;
+    lock.unlock();
+    epoll_event ready{};
+    const int count = ::epoll_wait(epoll_, &ready, 1, -1);
+    completion done;
+    bool finished = false;
+    if (count == 1 && ready.data.u64 == 0) {
+        drain_wake_ups();
+    } else if (count == 1) {
+        std::shared_ptr<endpoint> target;
+        {
+            const std::lock_guard guard(lock_);
+            if (const auto known = endpoints_.find(ready.data.u64); known != endpoints_.end()) {
+                target = known->second.lock();
+            }
+        }
+        finished = target != nullptr && target->finish_read(done);
+    }
+    lock.lock();
+    leading_ = false;
+    if (finished) {
+        queue_.push_back(done);
+    }
+}
+
+void completion_port::impl::wait_for_slot(std::unique_lock<std::mutex>& lock)
+{
+    if (watching_) {
+        changed_.wait(lock);
+        return;
+    }
+    watching_ = true;
+    changed_.wait_for(lock, look_after);
+    watching_ = false;
+    find_blocked();
+}
+
+void completion_port::impl::find_blocked()
+{
+    const auto now = std::chrono::steady_clock::now();
+    for (auto& one : running_) {
+        one.blocked = one.blocked || (now - one.since >= look_after && is_asleep(one.thread));
+    }
+}
+
+void completion_port::impl::wake_leader() const noexcept
+{
+    const std::uint64_t one = 1;
+    static_cast<void>(!::write(wake_up_, &one, sizeof one)); // fails only when wake-ups are waiting already
+}
+
+void completion_port::impl::drain_wake_ups() const noexcept
+{
+    std::uint64_t count = 0;
+    static_cast<void>(!::read(wake_up_, &count, sizeof count));
+}
+
+completion_port::completion_port(std::uint32_t concurrency)
+    : impl_(std::make_shared<impl>(concurrency))
+{}
+
+completion_port::~completion_port() = default;
+
+bool completion_port::attach(native_handle handle, conduit* key)
+{
+    return handle != invalid_handle && handle->bind(impl_, key);
+}
+
+void completion_port::post_stop()
+{
+    impl_->post({});
+}
+
+completion completion_port::wait()
+{
+    return impl_->wait();
+}
+
+} // namespace tpl

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "tool/asyncio/completion_port.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <sys/types.h>
+#include <unordered_map>
+#include <vector>
+
+namespace tpl {
+
+/// A completion port on epoll. One of the waiting workers leads: it waits for readiness and turns it into a
+/// completion. As many handlers run at a time as the concurrency says; one that blocks does not count, so that
+/// another worker may go on meanwhile.
+class completion_port::impl
+{
+public:
+    explicit impl(std::uint32_t concurrency);
+    impl(const impl&) = delete;
+    impl& operator=(const impl&) = delete;
+    ~impl();
+
+    /// Queues a completion.
+    void post(const completion& done);
+    [[nodiscard]] completion wait();
+
+    /// Makes an endpoint known; returns its number.
+    [[nodiscard]] std::uint64_t add(std::weak_ptr<endpoint> target);
+    void remove(std::uint64_t id);
+    /// Waits for one readiness to read. Returns 0 or the errno.
+    [[nodiscard]] int watch(int descriptor, std::uint64_t id, bool known) const noexcept;
+
+private:
+    using time_point = std::chrono::steady_clock::time_point;
+
+    struct handler
+    {
+        pid_t thread;
+        time_point since;
+        bool blocked; ///< found asleep, so that it does not count
+    };
+
+    [[nodiscard]] bool slot_free() const noexcept;
+    void retire_caller();
+    [[nodiscard]] completion take();
+    void lead(std::unique_lock<std::mutex>& lock);
+    void wait_for_slot(std::unique_lock<std::mutex>& lock);
+    void find_blocked();
+    void wake_leader() const noexcept;
+    void drain_wake_ups() const noexcept;
+
+    const std::uint32_t concurrency_;
+    const int epoll_;
+    const int wake_up_; ///< eventfd that ends the leader's wait
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::deque<completion> queue_;
+    std::vector<handler> running_;
+    std::unordered_map<std::uint64_t, std::weak_ptr<endpoint>> endpoints_;
+    std::uint64_t last_id_ = 0; ///< 0 itself stands for wake_up_
+    bool leading_ = false;      ///< a worker waits for readiness
+    bool watching_ = false;     ///< a worker looks for blocked handlers
+};
+
+} // namespace tpl

@@ -1,0 +1,73 @@
+#include "tool/asyncio/event_posix.h"
+#include "tool/asyncio/registered_wait.h"
+
+#include <stdexcept>
+#include <thread>
+
+namespace tpl {
+
+/// One thread a registration: callbacks come in order, one at a time, and a long one holds up nobody else's.
+class registered_wait::impl
+{
+public:
+    impl(event::impl& signal, std::function<void()> callback)
+        : signal_(signal)
+        , callback_(std::move(callback))
+        , thread_([this] { run(); })
+    {}
+    impl(const impl&) = delete;
+    impl& operator=(const impl&) = delete;
+
+    void unregister()
+    {
+        if (!thread_.joinable()) {
+            return;
+        }
+        if (thread_.get_id() == std::this_thread::get_id()) {
+            throw std::runtime_error("error: wait on self-thread is potential deadlock");
+        }
+        {
+            const std::lock_guard guard(signal_.lock);
+            ended_ = true;
+            signal_.changed.notify_all();
+        }
+        thread_.join();
+    }
+
+private:
+    void run()
+    {
+        std::unique_lock guard(signal_.lock);
+        for (;;) {
+            signal_.changed.wait(guard, [this] { return ended_ || signal_.signalled; });
+            if (ended_) {
+                return;
+            }
+            signal_.signalled = false;
+            guard.unlock();
+            callback_();
+            guard.lock();
+        }
+    }
+
+    event::impl& signal_;
+    std::function<void()> callback_;
+    bool ended_ = false; ///< guarded by the lock of the event
+    std::thread thread_;
+};
+
+registered_wait::registered_wait(event& signal, std::function<void()> callback)
+    : impl_(std::make_unique<impl>(*signal.impl_, std::move(callback)))
+{}
+
+registered_wait::~registered_wait()
+{
+    unregister();
+}
+
+void registered_wait::unregister()
+{
+    impl_->unregister();
+}
+
+} // namespace tpl
