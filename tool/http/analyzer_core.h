@@ -11,6 +11,7 @@
 #include <mutex>
 #include <span>
 #include <string_view>
+#include <utility>
 
 /// What the analyzers of ICAP and HTTP have in common: the tests that tell what a parse result means, and the loop
 /// that turns cached bytes into messages.
@@ -133,11 +134,17 @@ std::unique_ptr<Message> analyzer_core<Message>::run(Message* given, Step&& step
     std::unique_ptr<Message> made;
     bool done = given != nullptr && given->complete();
     bool stuck = false;
+    bool idle = false;
     const char* cursor = cache_.begin();
     while (!done && !stuck && cursor != cache_.end()) {
         if (given != nullptr) {
-            cursor += given->append(cursor, cache_.end());
+            const auto taken = given->append(cursor, cache_.end());
+            cursor += taken;
             done = given->complete();
+            // A chunk line that was taken earlier may need no byte now; twice nothing means a store that stands still.
+            if (taken == 0 && !done && std::exchange(idle, true)) {
+                break;
+            }
             continue;
         }
         head_result<Message> result = step(cursor, cache_.end());

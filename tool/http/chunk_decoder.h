@@ -2,6 +2,7 @@
 
 #include "tool/http/message_headers.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -37,8 +38,16 @@ public:
     /// line, or all of them when no line is finished.
     chunk_line_result read_line(const char* begin, const char* end, std::uint64_t& used);
 
-    /// The last chunk while payload of it is missing, or null.
-    [[nodiscard]] chunk_record* unfinished() noexcept;
+    /// Hands payload that the last chunk still misses to `write(begin, end)`; returns its length, 0 when the last chunk
+    /// is full. An exception from `write` leaves the record as it was.
+    template <typename Write>
+    std::uint64_t fill_unfinished(const char* begin, const char* end, Write&& write);
+
+    /// Hands the payload of a chunk of `size` bytes, as far as it is there, to `write(begin, end)` and records the
+    /// chunk; returns the payload's length.
+    template <typename Write>
+    std::uint64_t start_chunk(std::uint64_t size, const char* begin, const char* end, Write&& write);
+
     /// Raises std::runtime_error "add_chunk failed: add chunk with unspecified size".
     void add_chunk(const chunk_record& record);
     [[nodiscard]] const std::vector<chunk_record>& chunks() const noexcept { return chunks_; }
@@ -48,5 +57,29 @@ private:
     bool pending_has_line_feed_ = false;
     std::vector<chunk_record> chunks_;
 };
+
+template <typename Write>
+std::uint64_t chunk_decoder::fill_unfinished(const char* begin, const char* end, Write&& write)
+{
+    if (chunks_.empty() || chunks_.back().written >= chunks_.back().size) {
+        return 0;
+    }
+    chunk_record& last = chunks_.back();
+    const std::uint64_t count = std::min(static_cast<std::uint64_t>(end - begin), last.size - last.written);
+    write(begin, begin + count);
+    last.written += count;
+    return count;
+}
+
+template <typename Write>
+std::uint64_t chunk_decoder::start_chunk(std::uint64_t size, const char* begin, const char* end, Write&& write)
+{
+    const std::uint64_t count = std::min(static_cast<std::uint64_t>(end - begin), size);
+    if (count != 0) {
+        write(begin, begin + count);
+    }
+    add_chunk({size, count});
+    return count;
+}
 
 } // namespace http

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "tool/memory/heap.h"
+
 #include <cstddef>
-#include <memory>
 
 namespace http {
 
@@ -16,10 +17,10 @@ public:
     inmemory_cache(const inmemory_cache&) = delete;
     inmemory_cache& operator=(const inmemory_cache&) = delete;
 
-    [[nodiscard]] const char* begin() const noexcept { return block_.get(); }
+    [[nodiscard]] const char* begin() const noexcept { return block_.data(); }
     [[nodiscard]] const char* end() const noexcept { return end_; }
-    [[nodiscard]] bool empty() const noexcept { return end_ == block_.get(); }
-    [[nodiscard]] std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - block_.get()); }
+    [[nodiscard]] bool empty() const noexcept { return end_ == block_.data(); }
+    [[nodiscard]] std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - block_.data()); }
 
     /// Copies the range behind the data and returns its length. More than fits raises std::out_of_range
     /// "inmemory_cache::append() failed: max size exceeded" and changes nothing.
@@ -29,9 +30,8 @@ public:
     void eraise(const char* first, const char* last);
 
 private:
-    std::shared_ptr<char> block_;
-    char* end_;
-    char* limit_;
+    memory::block block_;
+    char* end_; ///< end of the data; the block's end bounds it
 };
 
 } // namespace http

@@ -44,9 +44,8 @@ public:
     void set_completed(bool) override {}
 
     [[nodiscard]] std::uint64_t content_length() const noexcept { return content_length_; }
-    /// The length comes from chunked framing and is not known from the head.
-    void mark_chunked() noexcept;
-    [[nodiscard]] bool chunked() const noexcept { return chunked_; }
+    /// Makes the length unknown and sets the flag: the body's length comes from chunked framing.
+    void mark_chunked();
 
 protected:
     /// `body` must not be null.
@@ -56,12 +55,13 @@ protected:
     byte_vector raw_head_;
 
 private:
+    friend class chunked_message; // reads head and store under the lock for the text of a chunked sender
+
     std::uint32_t id_ = 0;
     std::uint64_t content_length_;
     std::uint32_t created_;
     std::unique_ptr<web::io_data> body_;
     bool flag_ = false;
-    bool chunked_ = false;
     std::shared_ptr<void> attachment_;
 };
 

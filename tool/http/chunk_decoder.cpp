@@ -1,0 +1,87 @@
+#include "tool/http/chunk_decoder.h"
+
+#include "tool/http/analyzer_core.h"
+#include "tool/http/grammar.h"
+
+#include <cstring>
+#include <stdexcept>
+
+namespace http {
+
+namespace {
+
+bool has_line_feed(const char* begin, const char* end) noexcept
+{
+    return begin != end && std::memchr(begin, '\n', static_cast<std::size_t>(end - begin)) != nullptr;
+}
+
+/// Reads a line at `begin`; returns its end, or null when no line is finished.
+const char* read_finished_line(const char* begin, const char* end, chunk_line_result& out)
+{
+    chunk_line line;
+    const parse_info last = parse_last_chunk(begin, end, line);
+    if (last.hit) {
+        out.size = 0;
+        out.completed = true;
+        out.extension = line.extension;
+        out.trailers.assign(line.trailers.begin(), line.trailers.end());
+        return last.stop;
+    }
+    if (last.stop == end) {
+        return nullptr; // "0", line end: what follows decides whether this is the last chunk
+    }
+    chunk_line size_line;
+    const parse_info sized = parse_chunk_size(begin, end, size_line);
+    if (!sized.hit) {
+        return nullptr;
+    }
+    out.size = size_line.size;
+    return sized.stop;
+}
+
+} // namespace
+
+chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, std::uint64_t& used)
+{
+    chunk_line_result result;
+    used = static_cast<std::uint64_t>(end - begin);
+    // Without a line feed no line can be finished; so a line in many small pieces is not read again for each of them.
+    if (!pending_has_line_feed_ && !has_line_feed(begin, end)) {
+        pending_.insert(pending_.end(), begin, end);
+        return result;
+    }
+    const bool gathered = !pending_.empty();
+    const char* text = begin;
+    const char* text_end = end;
+    if (gathered) {
+        pending_.insert(pending_.end(), begin, end);
+        text = pending_.data();
+        text_end = text + pending_.size();
+    }
+    // The line end that closes the payload ahead, and any more of them.
+    const char* start = skip_line_ends(text, text_end);
+    if (const char* stop = read_finished_line(start, text_end, result)) {
+        const auto behind = static_cast<std::uint64_t>(text_end - stop);
+        used = used > behind ? used - behind : 0;
+        pending_.clear();
+        pending_has_line_feed_ = false;
+        return result;
+    }
+    if (gathered) {
+        pending_.erase(pending_.begin(), pending_.begin() + (start - text));
+    } else {
+        pending_.assign(start, text_end);
+    }
+    pending_has_line_feed_ = has_line_feed(pending_.data(), pending_.data() + pending_.size());
+    return result;
+}
+
+void chunk_decoder::add_chunk(const chunk_record& record)
+{
+    if (record.size == unspecified_size) {
+        throw std::runtime_error("add_chunk failed: add chunk with unspecified size");
+    }
+    chunks_.push_back(record);
+}
+
+} // namespace http

@@ -1,0 +1,171 @@
+#include "tool/http/grammar.h"
+#include "tool/http/grammar_rules.h"
+#include "tool/http/method_words.h"
+
+#include <array>
+#include <span>
+#include <string_view>
+
+namespace http {
+
+namespace {
+
+using namespace rules;
+
+/// A rule whose match is stored.
+template <typename Rule>
+bool stored(range& target, const char*& at, const char* end, Rule&& rule)
+{
+    const char* begin = at;
+    if (!rule(at, end)) {
+        return false;
+    }
+    detail::sequence(target, begin, at);
+    return true;
+}
+
+/// A word of a table, or nothing: `at` stays after a failure.
+bool word_of(const char*& at, const char* end, std::span<const std::string_view> words) noexcept
+{
+    const std::string_view text(at, static_cast<std::size_t>(end - at));
+    for (const std::string_view word : words) {
+        if (text.starts_with(word)) {
+            at += word.size();
+            return true;
+        }
+    }
+    return false;
+}
+
+bool icap_method(const char*& at, const char* end) noexcept
+{
+    static constexpr std::array<std::string_view, 3> words{"REQMOD", "OPTIONS", "RESPMOD"};
+    return word_of(at, end, words);
+}
+
+bool http_method(const char*& at, const char* end) noexcept
+{
+    return word_of(at, end, basic_methods()) || word_of(at, end, dav_methods()) ||
+           word_of(at, end, versioning_methods());
+}
+
+/// One or more bytes in "!" to "|" that are neither lower-case letters nor separators.
+bool extension_method(const char*& at, const char* end) noexcept
+{
+    const char* begin = at;
+    while (at != end && *at >= '!' && *at <= '|' && !(*at >= 'a' && *at <= 'z') && !is_separator(*at)) {
+        ++at;
+    }
+    return at != begin;
+}
+
+/// One or more bytes in 0x20 to 0xFF or 0x05, up to the place where a gap and "HTTP" follow.
+bool http_uri(const char*& at, const char* end) noexcept
+{
+    const char* begin = at;
+    while (at != end) {
+        if (*at == ' ') {
+            // All places of one run of blanks and tabs have the same text ahead, so it is looked at once.
+            const char* run = at;
+            gap(run, end);
+            if (std::string_view(run, static_cast<std::size_t>(end - run)).starts_with("HTTP")) {
+                break;
+            }
+            while (at != run && *at == ' ') {
+                ++at;
+            }
+        } else if (byte(*at) >= 0x20 || byte(*at) == 0x05) {
+            ++at;
+        } else {
+            break;
+        }
+    }
+    return at != begin;
+}
+
+/// Exactly three digits.
+bool status(const char*& at, const char* end, std::uint32_t& out) noexcept
+{
+    const char* begin = at;
+    for (int count = 0; count < 3; ++count) {
+        if (at == end || !is_digit(*at)) {
+            return false;
+        }
+        ++at;
+    }
+    if (at != end && is_digit(*at)) {
+        return false;
+    }
+    detail::digits(out, begin, at);
+    return true;
+}
+
+/// Any number of bytes in 0x20 to 0xFF; always matches.
+bool reason(const char*& at, const char* end) noexcept
+{
+    while (at != end && byte(*at) >= 0x20) {
+        ++at;
+    }
+    return true;
+}
+
+/// The protocol's name, "/" and the version.
+template <typename Record>
+bool protocol(const char*& at, const char* end, std::string_view name, Record& out)
+{
+    return stored(out.protocol, at, end, [name](const char*& a, const char* e) { return literal(a, e, name); }) &&
+           literal(at, end, "/") && stored(out.version, at, end, word);
+}
+
+/// The end of the start line, the headers, the blank line.
+bool headers_part(const char*& at, const char* end, fields& out)
+{
+    return eol(at, end) && headers(at, end, out) && eol(at, end);
+}
+
+parse_info parse_response(const char* begin, const char* end, std::string_view name, response_data& out)
+{
+    const char* at = begin;
+    const bool hit = protocol(at, end, name, out) && gap(at, end) && status(at, end, out.status) && blanks(at, end) &&
+                     stored(out.reason, at, end, reason) && headers_part(at, end, out.fields);
+    return {hit, at};
+}
+
+} // namespace
+
+parse_info parse_icap_request(const char* begin, const char* end, request_data& out)
+{
+    const char* at = begin;
+    const bool hit = stored(out.method, at, end, icap_method) && gap(at, end) && stored(out.uri, at, end, word) &&
+                     gap(at, end) && protocol(at, end, "ICAP", out) && headers_part(at, end, out.fields);
+    return {hit, at};
+}
+
+parse_info parse_icap_response(const char* begin, const char* end, response_data& out)
+{
+    return parse_response(begin, end, "ICAP", out);
+}
+
+parse_info parse_http_request(const char* begin, const char* end, request_data& out)
+{
+    const char* at = begin;
+    const bool hit = stored(out.method, at, end, http_method) && gap(at, end) && stored(out.uri, at, end, http_uri) &&
+                     gap(at, end) && protocol(at, end, "HTTP", out) && headers_part(at, end, out.fields);
+    return {hit, at};
+}
+
+parse_info parse_http_extension_request(const char* begin, const char* end, request_data& out)
+{
+    const char* at = begin;
+    const bool hit = stored(out.method, at, end, extension_method) && gap(at, end) && stored(out.uri, at, end, word) &&
+                     gap(at, end) && literal(at, end, "HTTP/") && stored(out.version, at, end, word) &&
+                     headers_part(at, end, out.fields);
+    return {hit, at};
+}
+
+parse_info parse_http_response(const char* begin, const char* end, response_data& out)
+{
+    return parse_response(begin, end, "HTTP", out);
+}
+
+} // namespace http

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "tool/http/grammar.h"
+#include "tool/http/messages.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace http {
+
+/// What an analyzer knows of a message before it makes it.
+struct message_plan
+{
+    std::uint32_t type = 0; ///< type_request or type_response
+    const char* head_begin = nullptr;
+    const char* head_end = nullptr;
+    head_grammar<request_data> request_grammar = &parse_http_request; ///< the one that read the head of a request
+    std::uint64_t content_length = 0;                                 ///< bytes, or unknown_length
+    bool chunked = false;                                             ///< the body comes in HTTP's chunked framing
+    std::uint32_t request_method = 0;                                 ///< responses: method_id of the request
+};
+
+/// Makes a message with its own copy of the head and an empty body store, wrapped in a chunked_message if it is
+/// chunked. Raises std::runtime_error "http message type is undefined", and what the store raises.
+[[nodiscard]] std::unique_ptr<message> make_message(const message_plan& plan);
+
+} // namespace http
