@@ -1,0 +1,29 @@
+#pragma once
+
+#include "outlook/qdmailprotect/check/item_events.h"
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+/// The connection point of an event handler: forwards each notification to every connected object in turn.
+class CProxyItemNotifications
+{
+public:
+    /// CannotConnect when `owner` doesn't implement IMailItemNotifications.
+    HRESULT Advise(IUnknown* owner, std::uint32_t& cookie);
+    void Unadvise(std::uint32_t cookie);
+
+    void Fire_OnReadComplete(IUnknown* item, std::int32_t* Cancel);
+    void Fire_OnUnload(IUnknown* item);
+    void Fire_OnSend(IUnknown* item, std::int32_t* Cancel);
+    void Fire_OnBeforeRead(IUnknown* item);
+    void Fire_OnBeforeAttachmentRead(IUnknown* item, IUnknown* attachment, std::int32_t* Cancel);
+
+private:
+    /// The objects connected now: a notification may connect and disconnect.
+    [[nodiscard]] std::vector<ComPtr<IMailItemNotifications>> Connected() const;
+
+    std::map<std::uint32_t, ComPtr<IMailItemNotifications>> owners_;
+    std::uint32_t nextCookie_ = 1;
+};

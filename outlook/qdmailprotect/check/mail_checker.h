@@ -1,0 +1,101 @@
+#pragma once
+
+#include "outlook/qdmailprotect/access/message_converter.h"
+#include "outlook/qdmailprotect/check/message_check.h"
+#include "outlook/qdmailprotect/check/records.h"
+#include "outlook/qdmailprotect/check/session_lookup.h"
+#include "outlook/qdmailprotect/disinfection/message_disinfector.h"
+#include "outlook/qdmailprotect/link/connection_source.h"
+#include "outlook/qdmailprotect/verdict/verdict_cache.h"
+#include "tool/icap_client/scan_records.h"
+#include "tool/system/clock.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// EnsureConnection: no service can be had. Not a failure; the check goes on and judges nothing.
+inline constexpr HRESULT NoServiceAvailable = 240;
+
+/// The longest wait for the answer to one object, in milliseconds.
+inline constexpr std::uint32_t ScanTimeout = 60000;
+
+/// What a MailChecker works with.
+struct MailCheckerServices
+{
+    std::shared_ptr<ConnectionSource> link;          ///< required
+    std::shared_ptr<MessageConverter> converter;     ///< null: embedded messages aren't sent as MIME sheets
+    std::shared_ptr<MessageDisinfector> disinfector; ///< null: condemned messages stay as they are
+    const winapi::time_source* clock = nullptr;      ///< null: the system's; else outlives the checker
+    const SessionLookup* sessions = nullptr;         ///< null: the system's; else outlives the checker
+};
+
+/// Judges messages, one at a time: asks the verdict cache, sends the body and then each attachment to the scanner,
+/// has condemned messages disinfected, and stores the verdict. It fails open: without a service, settings or readable
+/// objects nothing is judged. Nothing is kept of a message but its verdict. All operations run on the thread that
+/// delivers item events and take as long as the scanner needs, up to ScanTimeout for each object.
+///
+/// Message references that come by value are released on every path. A std::exception of a scan breaks the connection
+/// and gives E_UNEXPECTED.
+class MailChecker : public MessageCheck
+{
+public:
+    explicit MailChecker(MailCheckerServices services);
+    MailChecker(const MailChecker&) = delete;
+    MailChecker& operator=(const MailChecker&) = delete;
+    ~MailChecker() override;
+
+    /// Starts the converter if `mapiReady`, then the link, and reads the registry. `userName` is UTF-8.
+    void Init(bool mapiReady, std::uint32_t processId, std::string processName, std::string userName);
+    /// Stops the link and closes the converter.
+    void Close();
+
+    HRESULT CheckMessage(bool connectNow, bool useCache, ComPtr<IUnknown> item, ScanResult& verdict,
+                         bool& blockDisplay) override;
+    [[nodiscard]] bool IsAttachmentAllowed(const std::wstring& fileName) override;
+
+private:
+    friend class MailCheckerProbe; // tests take the steps one by one
+
+    using ResponsePtr = std::shared_ptr<icap::response_message>;
+    using PoolPtr = std::shared_ptr<icap::client::session_pool>;
+
+    HRESULT EnsureConnection(bool connectNow);
+    bool PluginTurnedOn();
+    HRESULT GetMessageSubject(IMessage* message, std::string& subjectText, std::string& mailTag);
+    /// A request with the fields that all requests of this process share.
+    icap::client::scan_mail NewScan() const;
+
+    HRESULT CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<IUnknown> item, ScanResult& verdict,
+                               bool& blockDisplay);
+    void DisinfectIfDue(const ComPtr<IMessage>& message, const MailBodyInfo& body,
+                        std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item, bool& blockDisplay);
+    HRESULT DisinfectMessage(ComPtr<IMessage> message, const MailBodyInfo& body,
+                             std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item);
+
+    HRESULT CheckMessageAsMimeSheet(bool useCache, ComPtr<IMessage> message, ScanResult& verdict,
+                                    ResponsePtr& response);
+    HRESULT ConvertToMime(IMessage* message, ComPtr<IStream>& stream);
+    HRESULT ScanMimeSheet(bool useCache, IMessage* message, ComPtr<IStream> stream, const std::string& tag,
+                          ScanResult& verdict, ResponsePtr& response);
+
+    HRESULT CheckBody(ComPtr<IMessage> message, const std::string& tag, const std::string& subject, MailBodyInfo& body);
+    HRESULT ScanBody(PoolPtr pool, ComPtr<IStream> stream, const std::string& tag, const std::string& subject,
+                     MailBodyInfo& body);
+
+    HRESULT CheckAttachments(ComPtr<IMessage> message, const std::string& mailTag,
+                             std::vector<AttachmentResult>& attachments);
+    HRESULT CheckAttachment(ComPtr<IMessage> message, const std::string& mailTag, AttachmentResult& record);
+    HRESULT ScanAttachment(IAttach* attach, PoolPtr pool, ComPtr<IStream> stream, const std::string& mailTag,
+                           AttachmentResult& record);
+    HRESULT CheckEmbeddedMessage(ComPtr<IUnknown> object, AttachmentResult& record);
+
+    bool mapiReady_ = false;
+    bool converterStarted_ = false;
+    std::uint32_t processId_ = 0;
+    std::string processName_;
+    std::string userName_;
+    MailCheckerServices services_;
+    VerdictCache verdicts_;
+};

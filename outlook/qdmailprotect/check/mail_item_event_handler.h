@@ -1,0 +1,33 @@
+#pragma once
+
+#include "outlook/qdmailprotect/check/item_events.h"
+#include "outlook/qdmailprotect/check/item_notifications.h"
+
+#include <memory>
+
+/// Listens to one loaded item and forwards each event to its owner. Lives by its references: the owner's, and the
+/// item's while it is advised.
+class CMailItemEventHandler final : public ComObject<IMailItemEventHandler, IItemEvents>
+{
+public:
+    explicit CMailItemEventHandler(std::shared_ptr<ItemEventSource> events);
+
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown* pOwner, IUnknown* pSource) override;
+    HRESULT STDMETHODCALLTYPE Unadvise() override;
+
+    void OnReadComplete(std::int32_t* Cancel) override;
+    void OnUnload() override;
+    void OnSend(std::int32_t* Cancel) override;
+    void OnBeforeRead() override;
+    void OnBeforeAttachmentRead(IUnknown* attachment, std::int32_t* Cancel) override;
+
+protected:
+    void* FindInterface(REFIID iid) override;
+
+private:
+    std::shared_ptr<ItemEventSource> events_;
+    CProxyItemNotifications notifications_;
+    ComPtr<IUnknown> pSource_;
+    std::uint32_t itemCookie_ = NotAdvised;
+    std::uint32_t ownerCookie_ = NotAdvised;
+};

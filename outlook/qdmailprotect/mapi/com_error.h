@@ -1,0 +1,19 @@
+#pragma once
+
+#include "tool/system/hresult.h"
+
+#include <exception>
+
+/// A COM failure raised as an exception, the same on every system.
+class ComError : public std::exception
+{
+public:
+    explicit ComError(HRESULT result) noexcept
+        : result_(result)
+    {}
+    [[nodiscard]] HRESULT Error() const noexcept { return result_; }
+    [[nodiscard]] const char* what() const noexcept override { return "COM error"; }
+
+private:
+    HRESULT result_;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tool/system/conversions.h"
+#include "tool/system/hresult.h"
+
+#include <cstdint>
+#include <string>
+
+/// A result as the log shows it behind "0x".
+inline std::string HexResult(HRESULT result)
+{
+    return winapi::hex32(static_cast<std::uint32_t>(result));
+}
