@@ -39,7 +39,6 @@ void channel::stop()
     }
     threads_.clear();
     stopped_ = true;
-    stopped_ = true;
 }
 
 void channel::work(void* self)
