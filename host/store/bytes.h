@@ -49,7 +49,12 @@ public:
     std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const;
     /// Writes all of it; a gap behind the end is filled with zeros.
     void write(std::uint64_t offset, const void* source, std::size_t count);
-    void append(std::string_view text) { write(size(), text.data(), text.size()); }
+    void append(std::string_view text)
+    {
+        if (!text.empty()) {
+            write(size(), text.data(), text.size());
+        }
+    }
     /// Cuts, or extends with zeros.
     void resize(std::uint64_t new_size);
     /// Turns what was written into immutable bytes; the scratch is empty afterwards.

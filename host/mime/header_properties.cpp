@@ -1,0 +1,201 @@
+#include "host/mime/header_properties.h"
+
+#include "host/mime/charset_text.h"
+#include "host/store/tags.h"
+#include "tool/system/conversions.h"
+
+#include <string_view>
+
+namespace host {
+
+namespace {
+
+/// 1601-01-01 to 1970-01-01 in units of 100 ns.
+constexpr std::int64_t unix_epoch = 116444736000000000;
+constexpr std::int64_t units_per_second = 10000000;
+
+struct date_unref
+{
+    void operator()(GDateTime* date) const noexcept { g_date_time_unref(date); }
+};
+using date_ptr = std::unique_ptr<GDateTime, date_unref>;
+
+void set_text(message_record& record, std::uint32_t tag, std::wstring_view text)
+{
+    if (!text.empty()) {
+        record.properties->set(tag, property_value::of_text(text));
+    }
+}
+
+void set_time(message_record& record, std::uint32_t tag, GDateTime* date)
+{
+    const std::int64_t seconds = g_date_time_to_unix(date);
+    const std::int64_t earliest = -unix_epoch / units_per_second;
+    if (seconds > earliest && seconds < (INT64_MAX - unix_epoch) / units_per_second) {
+        const std::int64_t time = seconds * units_per_second + unix_epoch;
+        record.properties->set(tag, property_value::of_time(static_cast<std::uint64_t>(time)));
+    }
+}
+
+std::wstring name_of(InternetAddress* address)
+{
+    const char* name = internet_address_get_name(address);
+    if (name && *name) {
+        return to_wide(name);
+    }
+    return INTERNET_ADDRESS_IS_MAILBOX(address)
+               ? to_wide(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))
+               : std::wstring();
+}
+
+std::wstring mailbox_of(InternetAddress* address)
+{
+    return INTERNET_ADDRESS_IS_MAILBOX(address)
+               ? to_wide(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))
+               : std::wstring();
+}
+
+InternetAddress* first_of(InternetAddressList* list)
+{
+    return list && internet_address_list_length(list) > 0 ? internet_address_list_get_address(list, 0) : nullptr;
+}
+
+void set_sender(GMimeMessage* message, message_record& record)
+{
+    InternetAddress* from = first_of(g_mime_message_get_from(message));
+    InternetAddress* sender = first_of(g_mime_message_get_sender(message));
+    if (!sender) {
+        sender = from;
+    }
+    if (sender) {
+        set_text(record, PR_SENDER_NAME_W, name_of(sender));
+        set_text(record, PR_SENDER_EMAIL_ADDRESS_W, mailbox_of(sender));
+        set_text(record, tag::sender_smtp_address, mailbox_of(sender));
+        set_text(record, tag::sender_address_type, L"SMTP");
+    }
+    if (from) {
+        set_text(record, PR_SENT_REPRESENTING_NAME_W, name_of(from));
+        set_text(record, tag::representing_address, mailbox_of(from));
+        set_text(record, tag::representing_address_type, L"SMTP");
+    }
+}
+
+void add_recipients(InternetAddressList* list, std::int32_t kind, std::wstring& shown, message_record& record)
+{
+    const int count = list ? internet_address_list_length(list) : 0;
+    for (int i = 0; i < count; ++i) {
+        InternetAddress* address = internet_address_list_get_address(list, i);
+        if (INTERNET_ADDRESS_IS_GROUP(address)) {
+            add_recipients(internet_address_group_get_members(INTERNET_ADDRESS_GROUP(address)), kind, shown, record);
+            continue;
+        }
+        auto recipient = std::make_shared<property_bag>();
+        recipient->set(PR_RECIPIENT_TYPE, property_value::of_long(kind));
+        recipient->set(PR_DISPLAY_NAME_W, property_value::of_text(name_of(address)));
+        recipient->set(PR_EMAIL_ADDRESS_W, property_value::of_text(mailbox_of(address)));
+        recipient->set(tag::smtp_address, property_value::of_text(mailbox_of(address)));
+        recipient->set(tag::address_type, property_value::of_text(L"SMTP"));
+        record.recipients.push_back(std::move(recipient));
+        shown += (shown.empty() ? L"" : L"; ") + name_of(address);
+    }
+}
+
+void set_recipients(GMimeMessage* message, message_record& record)
+{
+    std::wstring to;
+    std::wstring cc;
+    std::wstring bcc;
+    add_recipients(g_mime_message_get_to(message), MAPI_TO, to, record);
+    add_recipients(g_mime_message_get_cc(message), MAPI_CC, cc, record);
+    add_recipients(g_mime_message_get_bcc(message), MAPI_BCC, bcc, record);
+    set_text(record, PR_DISPLAY_TO_W, to);
+    set_text(record, PR_DISPLAY_CC_W, cc);
+    set_text(record, PR_DISPLAY_BCC_W, bcc);
+}
+
+/// When a server took the message: the date of the first Received line, behind its last semicolon.
+date_ptr received_date(GMimeObject* message)
+{
+    const char* received = g_mime_object_get_header(message, "Received");
+    if (!received) {
+        return nullptr;
+    }
+    const std::string_view line = received;
+    const std::size_t mark = line.rfind(';');
+    return mark == std::string_view::npos
+               ? nullptr
+               : date_ptr(g_mime_utils_header_decode_date(std::string(line.substr(mark + 1)).c_str()));
+}
+
+void set_times(GMimeMessage* message, message_record& record)
+{
+    GDateTime* sent = g_mime_message_get_date(message);
+    const date_ptr received = received_date(GMIME_OBJECT(message));
+    if (sent) {
+        set_time(record, PR_CLIENT_SUBMIT_TIME, sent);
+    }
+    if (received || sent) {
+        set_time(record, PR_MESSAGE_DELIVERY_TIME, received ? received.get() : sent);
+    }
+}
+
+void set_subject(GMimeMessage* message, message_record& record)
+{
+    const std::wstring subject = to_wide(g_mime_message_get_subject(message));
+    set_text(record, PR_SUBJECT_W, subject);
+    // A prefix is one to three characters, a colon and a blank.
+    const std::size_t colon = subject.find(L": ");
+    const bool has_prefix = colon != std::wstring::npos && colon >= 1 && colon <= 3;
+    const std::wstring_view topic = has_prefix ? std::wstring_view(subject).substr(colon + 2) : subject;
+    set_text(record, tag::normalized_subject, topic);
+    set_text(record, tag::conversation_topic, topic);
+}
+
+void set_identifiers(GMimeMessage* message, message_record& record)
+{
+    if (const char* id = g_mime_message_get_message_id(message); id && *id) {
+        set_text(record, PR_INTERNET_MESSAGE_ID_W, L'<' + to_wide(id) + L'>');
+    }
+    if (const char* parent = g_mime_object_get_header(GMIME_OBJECT(message), "In-Reply-To")) {
+        set_text(record, tag::in_reply_to, to_wide(parent));
+    }
+}
+
+void set_importance(GMimeMessage* message, message_record& record)
+{
+    const std::string told = text_of(g_mime_object_get_header(GMIME_OBJECT(message), "Importance"));
+    const auto is = [&told](std::string_view word) { return winapi::compare_no_case(told, word) == 0; };
+    record.properties->set(tag::importance, property_value::of_long(is("high") ? 2 : is("low") ? 0 : 1));
+}
+
+void set_content_type(GMimeMessage* message, message_record& record)
+{
+    // The headers of the top part are read together with those of the message and stand at the part.
+    GMimeObject* part = g_mime_message_get_mime_part(message);
+    const char* told = part ? g_mime_object_get_header(part, "Content-Type") : nullptr;
+    if (!told) {
+        told = g_mime_object_get_header(GMIME_OBJECT(message), "Content-Type");
+    }
+    if (told) {
+        const std::uint32_t id = record.store->names.id_of({PS_INTERNET_HEADERS, L"content-type"}, true);
+        const glib_text line(g_mime_utils_header_unfold(told));
+        set_text(record, PROP_TAG(PT_UNICODE, id), to_wide(line.get()));
+    }
+}
+
+} // namespace
+
+void set_header_properties(GMimeMessage* message, message_record& record)
+{
+    set_subject(message, record);
+    set_sender(message, record);
+    set_recipients(message, record);
+    set_times(message, record);
+    set_identifiers(message, record);
+    set_importance(message, record);
+    set_content_type(message, record);
+    const glib_text headers(g_mime_object_get_headers(GMIME_OBJECT(message), nullptr));
+    set_text(record, PR_TRANSPORT_MESSAGE_HEADERS_W, to_wide(to_utf8(text_of(headers.get()), {})));
+}
+
+} // namespace host

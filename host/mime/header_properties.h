@@ -1,0 +1,13 @@
+#pragma once
+
+#include "host/mime/gmime_ptr.h"
+#include "host/store/records.h"
+
+namespace host {
+
+/// Fills in what the mail headers tell: subject, sender, recipients, times, identifiers, importance, the header text
+/// itself, and the named property of the internet header "content-type". A header that is missing, or that says
+/// nothing, leaves no property.
+void set_header_properties(GMimeMessage* message, message_record& record);
+
+} // namespace host

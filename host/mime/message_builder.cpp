@@ -1,0 +1,258 @@
+#include "host/mime/message_builder.h"
+
+#include "host/mime/attachment_names.h"
+#include "host/mime/calendar.h"
+#include "host/mime/charset_text.h"
+#include "host/mime/header_properties.h"
+#include "host/mime/part_content.h"
+#include "host/store/tags.h"
+#include "tool/system/conversions.h"
+
+#include <utility>
+
+namespace host {
+
+namespace {
+
+constexpr int deepest_multipart = 64;
+constexpr std::int64_t native_plain = 1;
+constexpr std::int64_t native_html = 3;
+
+std::string mime_type_of(GMimeObject* part)
+{
+    const glib_text type(g_mime_content_type_get_mime_type(g_mime_object_get_content_type(part)));
+    const glib_text lower(g_ascii_strdown(type.get(), -1));
+    return text_of(lower.get());
+}
+
+bool is_type(GMimeObject* part, const char* type, const char* subtype)
+{
+    return g_mime_content_type_is_type(g_mime_object_get_content_type(part), type, subtype) != FALSE;
+}
+
+bool is_declared_attachment(GMimeObject* part)
+{
+    const char* disposition = g_mime_object_get_disposition(part);
+    return disposition && winapi::compare_no_case(disposition, "attachment") == 0;
+}
+
+property_value text_value(const char* utf8)
+{
+    return property_value::of_text(to_wide(utf8));
+}
+
+} // namespace
+
+message_builder::message_builder(std::shared_ptr<store_context> store, int depth)
+    : depth_(depth)
+{
+    record_.store = std::move(store);
+}
+
+message_record message_builder::build(GMimeMessage* message)
+{
+    set_header_properties(message, record_);
+    if (GMimeObject* top = g_mime_message_get_mime_part(message)) {
+        add(top, false);
+    }
+    set_body_kind();
+    hide_inline_images();
+    set_class(message);
+    return std::move(record_);
+}
+
+void message_builder::add(GMimeObject* part, bool alternative)
+{
+    if (GMIME_IS_MULTIPART(part)) {
+        add_multipart(GMIME_MULTIPART(part));
+    } else if (GMIME_IS_MESSAGE_PART(part)) {
+        add_message(GMIME_MESSAGE_PART(part));
+    } else if (GMIME_IS_PART(part)) {
+        add_leaf(GMIME_PART(part), alternative);
+    }
+}
+
+void message_builder::add_multipart(GMimeMultipart* multipart)
+{
+    if (nesting_ >= deepest_multipart) {
+        return;
+    }
+    ++nesting_;
+    const bool alternative = is_type(GMIME_OBJECT(multipart), "multipart", "alternative");
+    const bool had_body = body_closed_ || has_plain_ || has_html_;
+    const int count = g_mime_multipart_get_count(multipart);
+    for (int i = 0; i < count; ++i) {
+        // The first part of a related set stands where the set stands.
+        add(g_mime_multipart_get_part(multipart, i), alternative && !had_body);
+    }
+    --nesting_;
+}
+
+void message_builder::add_leaf(GMimePart* part, bool alternative)
+{
+    auto* object = GMIME_OBJECT(part);
+    if (is_type(object, "text", "calendar") && !is_declared_attachment(object)) {
+        take_calendar(part);
+    }
+    if (!take_body(part, alternative)) {
+        add_file(part);
+    }
+}
+
+bool message_builder::take_body(GMimePart* part, bool alternative)
+{
+    auto* object = GMIME_OBJECT(part);
+    if (body_closed_ || is_declared_attachment(object) || g_mime_part_get_filename(part)) {
+        return false;
+    }
+    if (is_type(object, "text", "html") && !has_html_) {
+        set_html_body(part);
+    } else if (is_type(object, "text", "plain") && !has_plain_ && !has_html_) {
+        set_plain_body(part);
+    } else {
+        return false;
+    }
+    body_closed_ = body_closed_ || !alternative;
+    return true;
+}
+
+void message_builder::set_plain_body(GMimePart* part)
+{
+    has_plain_ = true;
+    if (body_charset_.empty()) {
+        body_charset_ = charset_of(part);
+    }
+    record_.properties->set(PR_BODY_W, property_value::of_text(to_wide(part_text(part))));
+}
+
+void message_builder::set_html_body(GMimePart* part)
+{
+    has_html_ = true;
+    body_charset_ = charset_of(part);
+    const bytes_ptr data = part_content(part);
+    html_ = to_string(*data);
+    record_.properties->set(PR_HTML, property_value::of_binary(data));
+}
+
+void message_builder::set_body_kind()
+{
+    if (!has_html_ && !has_plain_) {
+        return;
+    }
+    constexpr std::int64_t western = 1252;
+    const std::uint32_t told = code_page_of(body_charset_);
+    const std::int64_t page = told != 0 ? told : body_charset_.empty() ? 20127 : western;
+    record_.properties->set(PR_NATIVE_BODY_INFO, property_value::of_long(has_html_ ? native_html : native_plain));
+    record_.properties->set(PR_INTERNET_CPID, property_value::of_long(page));
+    record_.properties->set(tag::message_code_page, property_value::of_long(page));
+}
+
+void message_builder::take_calendar(GMimePart* part)
+{
+    if (calendar_class_.empty()) {
+        const char* method = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "method");
+        calendar_class_ = calendar_class(part_text(part), method ? method : "");
+    }
+}
+
+void message_builder::set_attachment_names(GMimeObject* part, const std::wstring& fallback,
+                                           attachment_record& attachment)
+{
+    const char* told = GMIME_IS_PART(part) ? g_mime_part_get_filename(GMIME_PART(part)) : nullptr;
+    if (!told) {
+        told = g_mime_object_get_content_disposition_parameter(part, "filename");
+    }
+    if (!told) {
+        told = g_mime_object_get_content_type_parameter(part, "name");
+    }
+    const std::wstring name = to_wide(told);
+    property_bag& properties = *attachment.properties;
+    if (!name.empty()) {
+        properties.set(PR_ATTACH_LONG_FILENAME_W, property_value::of_text(name));
+        properties.set(PR_ATTACH_FILENAME_W, property_value::of_text(short_name(name)));
+        properties.set(tag::attach_extension, property_value::of_text(extension_of(name)));
+    }
+    const std::wstring shown = !name.empty() ? name
+                               : GMIME_IS_PART(part) && g_mime_part_get_content_description(GMIME_PART(part))
+                                   ? to_wide(g_mime_part_get_content_description(GMIME_PART(part)))
+                                   : fallback;
+    if (!shown.empty()) {
+        properties.set(PR_DISPLAY_NAME_W, property_value::of_text(shown));
+    }
+    const glib_text type(g_strdup(mime_type_of(part).c_str()));
+    properties.set(PR_ATTACH_MIME_TAG_W, text_value(type.get()));
+    properties.set(PR_RENDERING_POSITION, property_value::of_long(-1));
+    if (const char* id = g_mime_object_get_content_id(part)) {
+        properties.set(PR_ATTACH_CONTENT_ID_W, text_value(id));
+    }
+}
+
+void message_builder::append(attachment_record attachment)
+{
+    const auto number = static_cast<std::uint32_t>(record_.attachments.size());
+    record_.attachments.emplace(number, std::move(attachment));
+}
+
+void message_builder::add_file(GMimePart* part)
+{
+    attachment_record attachment;
+    set_attachment_names(GMIME_OBJECT(part), {}, attachment);
+    property_bag& properties = *attachment.properties;
+    if (const char* location = g_mime_part_get_content_location(part)) {
+        properties.set(PR_ATTACH_CONTENT_LOCATION_W, text_value(location));
+    }
+    properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));
+    properties.set(PR_ATTACH_DATA_BIN, property_value::of_binary(part_content(part)));
+    append(std::move(attachment));
+}
+
+void message_builder::add_message(GMimeMessagePart* part)
+{
+    GMimeMessage* inner = g_mime_message_part_get_message(part);
+    attachment_record attachment;
+    property_bag& properties = *attachment.properties;
+    if (!inner || depth_ + 1 >= deepest) {
+        set_attachment_names(GMIME_OBJECT(part), {}, attachment);
+        const glib_text rest(inner ? g_mime_object_to_string(GMIME_OBJECT(inner), nullptr) : nullptr);
+        properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));
+        properties.set(PR_ATTACH_DATA_BIN, property_value::of_binary(bytes_of(text_of(rest.get()))));
+    } else {
+        set_attachment_names(GMIME_OBJECT(part), to_wide(g_mime_message_get_subject(inner)), attachment);
+        properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_EMBEDDED_MSG));
+        message_builder builder(record_.store, depth_ + 1);
+        attachment.embedded = std::make_shared<const message_record>(builder.build(inner));
+    }
+    append(std::move(attachment));
+}
+
+void message_builder::hide_inline_images()
+{
+    constexpr std::int64_t rendered_in_body = 4;
+    for (auto& [number, attachment] : record_.attachments) {
+        const property_value* id = attachment.properties->find(PROP_ID(PR_ATTACH_CONTENT_ID_W));
+        if (!id || html_.empty()) {
+            continue;
+        }
+        const std::string reference = "cid:" + winapi::conv_to_char(id->wide(), winapi::code_page_utf8);
+        if (html_.find(reference) != std::string::npos) {
+            attachment.properties->set(PR_ATTACHMENT_HIDDEN, property_value::of_bool(true));
+            attachment.properties->set(tag::attach_flags, property_value::of_long(rendered_in_body));
+        }
+    }
+}
+
+void message_builder::set_class(GMimeMessage* message)
+{
+    GMimeObject* top = g_mime_message_get_mime_part(message);
+    std::wstring found = L"IPM.Note";
+    if (!calendar_class_.empty()) {
+        found = calendar_class_;
+    } else if (top && is_type(top, "multipart", "signed")) {
+        found = L"IPM.Note.SMIME.MultipartSigned";
+    } else if (top && (is_type(top, "application", "pkcs7-mime") || is_type(top, "application", "x-pkcs7-mime"))) {
+        found = L"IPM.Note.SMIME";
+    }
+    record_.properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(found));
+}
+
+} // namespace host

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "host/mime/gmime_ptr.h"
+#include "host/store/records.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// Makes a record of one parsed message: chooses its bodies, and makes an attachment of every other part. Messages in
+/// messages become embedded ones; below `deepest` of them the rest is kept as it is.
+class message_builder
+{
+public:
+    static constexpr int deepest = 32;
+
+    explicit message_builder(std::shared_ptr<store_context> store, int depth = 0);
+    message_record build(GMimeMessage* message);
+
+private:
+    void add(GMimeObject* part, bool alternative);
+    void add_multipart(GMimeMultipart* multipart);
+    void add_leaf(GMimePart* part, bool alternative);
+    void add_message(GMimeMessagePart* part);
+    void add_file(GMimePart* part);
+    bool take_body(GMimePart* part, bool alternative);
+    void take_calendar(GMimePart* part);
+    void set_attachment_names(GMimeObject* part, const std::wstring& fallback, attachment_record& attachment);
+    void append(attachment_record attachment);
+    void set_plain_body(GMimePart* part);
+    void set_html_body(GMimePart* part);
+    void set_body_kind();
+    void hide_inline_images();
+    void set_class(GMimeMessage* message);
+
+    int depth_;
+    int nesting_ = 0; ///< of multiparts
+    message_record record_;
+    std::string html_; ///< as it stands, to find what it refers to
+    std::string body_charset_;
+    bool has_plain_ = false;
+    bool has_html_ = false;
+    bool body_closed_ = false; ///< a body part outside of an alternative was found
+    std::wstring calendar_class_;
+};
+
+} // namespace host

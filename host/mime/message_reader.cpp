@@ -1,0 +1,136 @@
+#include "host/mime/message_reader.h"
+
+#include "host/mime/bytes_stream.h"
+#include "host/mime/message_builder.h"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <string_view>
+
+namespace host {
+
+namespace {
+
+/// The library's tables, made once and kept.
+void prepare_library()
+{
+    static std::once_flag once;
+    std::call_once(once, g_mime_init);
+}
+
+struct options_free
+{
+    void operator()(GMimeParserOptions* options) const noexcept { g_mime_parser_options_free(options); }
+};
+using options_ptr = std::unique_ptr<GMimeParserOptions, options_free>;
+
+/// Reads what careless senders write: names in encoded words where none belong, raw bytes in headers.
+options_ptr lenient_options()
+{
+    options_ptr options(g_mime_parser_options_new());
+    g_mime_parser_options_set_address_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
+    g_mime_parser_options_set_parameter_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
+    g_mime_parser_options_set_rfc2047_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
+    std::array<const char*, 3> charsets{"utf-8", "windows-1252", nullptr};
+    g_mime_parser_options_set_fallback_charsets(options.get(), charsets.data());
+    return options;
+}
+
+bool is_name_character(char c)
+{
+    return c > 0x20 && c < 0x7F && c != ':';
+}
+
+/// Whether a line has the form of a header: a name of printable characters, blanks perhaps, and a colon.
+bool is_header(std::string_view line)
+{
+    const auto name_end = std::find_if_not(line.begin(), line.end(), is_name_character);
+    const auto colon = std::find_if_not(name_end, line.end(), [](char c) { return c == ' ' || c == '\t'; });
+    return name_end != line.begin() && colon != line.end() && *colon == ':';
+}
+
+/// Looks at the beginning only. Raises unreadable_message for what cannot be a message.
+void expect_message(const bytes& source)
+{
+    if (source.size() == 0) {
+        throw unreadable_message("the message is empty");
+    }
+    std::string start(std::min<std::uint64_t>(source.size(), 16384), '\0');
+    start.resize(source.read(0, start.data(), start.size()));
+    std::string_view rest = start;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        std::string_view line = rest.substr(0, end);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        if (line.ends_with('\r')) {
+            line.remove_suffix(1);
+        }
+        if (line.find('\0') != std::string_view::npos) {
+            break;
+        }
+        if (is_header(line)) {
+            return;
+        }
+        if (!line.empty() && !line.starts_with("From ") && !line.starts_with(">From ")) {
+            break; // blank lines and an envelope line may stand in front
+        }
+    }
+    throw unreadable_message("there is no mail header at its beginning");
+}
+
+struct checksum_free
+{
+    void operator()(GChecksum* checksum) const noexcept { g_checksum_free(checksum); }
+};
+
+/// 32 bytes that follow from the origin and the contents; of long contents the size and both ends count.
+std::string entry_id(const bytes& source, const std::string& origin)
+{
+    constexpr std::uint64_t whole = 1U << 20U;
+    const std::unique_ptr<GChecksum, checksum_free> sum(g_checksum_new(G_CHECKSUM_SHA256));
+    const auto add = [&sum](const void* data, std::size_t size) {
+        g_checksum_update(sum.get(), static_cast<const guchar*>(data), static_cast<gssize>(size));
+    };
+    const std::uint64_t size = source.size();
+    add(origin.c_str(), origin.size() + 1);
+    add(&size, sizeof size);
+    std::array<char, 65536> block{};
+    for (std::uint64_t offset = 0; offset < size;) {
+        const std::size_t got = source.read(offset, block.data(), block.size());
+        if (got == 0) {
+            break;
+        }
+        add(block.data(), got);
+        offset += got;
+        if (offset >= whole && size > offset + block.size()) {
+            offset = size - block.size();
+        }
+    }
+    std::string result(32, '\0');
+    gsize length = result.size();
+    g_checksum_get_digest(sum.get(), reinterpret_cast<guint8*>(result.data()), &length);
+    return result;
+}
+
+} // namespace
+
+message_record read_message(const bytes_ptr& source, const std::string& origin,
+                            const std::shared_ptr<store_context>& store)
+{
+    prepare_library();
+    expect_message(*source);
+    const auto stream = make_bytes_stream(source);
+    const gobject_ptr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
+    g_mime_parser_set_persist_stream(parser.get(), TRUE);
+    const options_ptr options = lenient_options();
+    const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), options.get()));
+    if (!message) {
+        throw unreadable_message("it does not have the form of a message");
+    }
+    message_record record = message_builder(store).build(message.get());
+    record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(entry_id(*source, origin))));
+    return record;
+}
+
+} // namespace host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "host/store/records.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace host {
+
+/// A message that cannot be read; what() is the reason, for people.
+class unreadable_message : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads one MIME message into a record of `store`. Bodies and attachments that aren't encoded stay where they are in
+/// `source`; decoded ones are held in memory or, when large, in a temporary file. `origin` names the place that the
+/// message comes from: the same place and contents give the same entry identifier. One thread at a time.
+/// Raises unreadable_message for bytes that are no message.
+message_record read_message(const bytes_ptr& source, const std::string& origin,
+                            const std::shared_ptr<store_context>& store);
+
+} // namespace host
