@@ -154,12 +154,13 @@ struct response_rules : head_rules<response_data>
     {
         using spirit::ch_p;
         using spirit::digit_p;
+        using spirit::end_p;
         using spirit::eps_p;
         using spirit::repeat_p;
         using spirit::str_p;
         const auto protocol = store(record, &response_data::protocol);
         const auto version = store(record, &response_data::version);
-        status = (repeat_p(3)[digit_p] >> ~eps_p(digit_p))[store_status{record}];
+        status = (repeat_p(3)[digit_p] >> (end_p | eps_p(~bytes("0-9"))))[store_status{record}];
         reason = *byte_range(0x20, 0xFF);
         tail = ch_p('/') >> word[version] >> gap >> status >> blanks >> reason[store(record, &response_data::reason)] >>
                eol >> headers >> eol;

@@ -37,8 +37,11 @@ head_status request_test(const request_data& record, const parse_info& parsed, c
         if (!rules::gap(stop, end)) {
             return head_status::invalid;
         }
-        if (stop != end && gave_up(rules::word(stop, end) && rules::gap(stop, end), stop, end)) {
-            return head_status::invalid;
+        if (stop != end) {
+            const bool hit = rules::word(stop, end) && rules::gap(stop, end);
+            if (gave_up(hit, stop, end)) {
+                return head_status::invalid;
+            }
         }
     }
     if (stop != end && record.version.empty() && !record.protocol.empty()) {

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace test {
+
+/// Makes wire text from a fixed seed: the same texts on every system.
+class text_generator
+{
+public:
+    explicit text_generator(std::uint32_t seed)
+        : source_(seed)
+    {}
+
+    /// A number below `bound`.
+    std::size_t below(std::size_t bound) { return static_cast<std::size_t>(source_()) % bound; }
+    bool chance(std::size_t one_in) { return below(one_in) == 0; }
+
+    /// A whole head of one of the five kinds, with the oddities that are tolerated.
+    std::string head();
+    /// A chunk line or last chunk, with extensions and trailers.
+    std::string chunk();
+    std::string uri();
+    /// `text` with one to four bytes or words changed, put in, taken out, doubled or swapped.
+    std::string mutated(std::string text);
+    /// Bytes of any value.
+    std::string noise(std::size_t length);
+    /// Pieces of grammar in no order.
+    std::string word_salad(std::size_t pieces);
+
+private:
+    std::string_view pick(const std::vector<std::string_view>& words) { return words[below(words.size())]; }
+    std::string eol();
+    std::string gap();
+    std::string headers();
+    std::string header_line();
+
+    std::mt19937 source_;
+};
+
+} // namespace test
