@@ -286,7 +286,9 @@ void session_impl::send_http_chunks(http::message& message, std::string_view met
         write(text);
     };
     span.length = http_block;
-    while (message.read(&span, bytes)) {
+    // A message that ends within its preview has nothing left and must not be asked beyond its end.
+    const bool more = preview_size_ <= message.body_size();
+    while (more && message.read(&span, bytes)) {
         chunk.assign(winapi::to_hex(bytes.size())).append(line_end);
         chunk.append(bytes.data(), bytes.size()).append(line_end);
         send_chunk(chunk);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace test {
+
+/// Texts one behind the other.
+inline std::string joined(std::initializer_list<std::string_view> parts)
+{
+    std::string text;
+    for (const auto part : parts) {
+        text.append(part);
+    }
+    return text;
+}
+
+} // namespace test
