@@ -47,7 +47,7 @@ class socket_platform
 public:
     virtual ~socket_platform() = default;
 
-    /// socket(AF_INET, SOCK_STREAM, 0), ready for overlapped operations. tpl::invalid_handle on failure; the code is
+    /// socket(AF_INET, SOCK_STREAM, 0), ready for overlapped operations, with TCP_NODELAY. tpl::invalid_handle on failure; the code is
     /// then the thread's last error.
     [[nodiscard]] virtual tpl::native_handle open_socket() = 0;
     /// connect. A socket that event_select has made non-blocking gives 10035 while the connection is under way.

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 namespace web {
@@ -57,6 +58,9 @@ public:
             winapi::last_error_code(tpl::winsock_code(errno));
             return tpl::invalid_handle;
         }
+        // A request goes out in several small writes: none of them may wait for the acknowledgement of the last.
+        const int no_delay = 1;
+        ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof no_delay);
         return tpl::open_endpoint(descriptor);
     }
 

@@ -39,7 +39,16 @@ public:
         // Never cleaned up: sockets may live until the process ends.
     }
 
-    [[nodiscard]] tpl::native_handle open_socket() override { return ::socket(AF_INET, SOCK_STREAM, 0); }
+    [[nodiscard]] tpl::native_handle open_socket() override
+    {
+        const SOCKET handle = ::socket(AF_INET, SOCK_STREAM, 0);
+        if (handle != INVALID_SOCKET) {
+            // A request goes out in several small writes: none of them may wait for the acknowledgement of the last.
+            const BOOL no_delay = TRUE;
+            ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay), sizeof no_delay);
+        }
+        return handle;
+    }
 
     [[nodiscard]] std::uint32_t connect(tpl::native_handle handle, const socket_address& address) override
     {
