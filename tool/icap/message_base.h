@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 
 namespace icap {
 
@@ -54,6 +55,9 @@ protected:
     template <class Step>
     std::uint64_t append_range(const char* begin, const char* end, Step step)
     {
+        if (begin > end) {
+            throw std::runtime_error("append: invalid range [beg, end)");
+        }
         const rewind_received rewind(*this);
         received_ += static_cast<std::uint64_t>(end - begin);
         std::uint64_t taken = 0;
