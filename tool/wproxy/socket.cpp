@@ -206,7 +206,7 @@ std::string socket::local_address()
         error = platform_.address_to_string(local, text.data(), size);
     }
     if (error != code::success) {
-        SOCKET_LINE(200, ") could not convert host address to string");
+        LOG_LINE(logging::wpx_log(), 200, "could not convert host address to string");
         return none;
     }
     return text.c_str();
