@@ -3,6 +3,7 @@
 #include "tool/asyncio/channel.h"
 #include "tool/asyncio/event.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,6 +14,7 @@
 namespace {
 
 using test::reading_conduit;
+using testing::AnyOf;
 using tpl::wait_result;
 constexpr std::uint32_t long_wait = 60000;
 
@@ -92,7 +94,7 @@ TEST(Channel, DeliversAFailedReadWithNoCountAndTheErrorStored)
     reader.close();
     const auto done = reader.next();
     EXPECT_EQ(done.transferred, 0U);
-    EXPECT_EQ(done.error, 995U);
+    EXPECT_THAT(done.error, AnyOf(995U, 64U, 676U, 1236U)); // what a system says of a handle closed under a read
     EXPECT_NE(done.thread, std::this_thread::get_id());
     channel.stop();
 }
