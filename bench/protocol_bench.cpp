@@ -1,0 +1,120 @@
+// The protocol engine alone: bytes in memory to heads, messages and bodies. No socket.
+
+#include "tool/http/grammar.h"
+#include "tool/http/message_body.h"
+#include "tool/http/messages.h"
+#include "tool/icap/analyzer.h"
+#include "tool/icap/response_message.h"
+#include "tool/system/conversions.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr std::string_view icap_reply = "ICAP/1.0 204 No Content\r\n"
+                                        "Date: Sat, 21 Nov 2026 08:00:00 +0000\r\n"
+                                        "Service: postwarden-service\r\n"
+                                        "Service-ID: TRAL\r\n"
+                                        "ISTag: \"2026-11-21-0001\"\r\n"
+                                        "Connection: keep-alive\r\n"
+                                        "Encapsulated: null-body=0\r\n\r\n";
+
+constexpr std::string_view http_request = "POST http://check_mail?tag=<20261121.1@example.org> HTTP/1.1\r\n"
+                                          "Host: www.example.org\r\n"
+                                          "User-Agent: bench\r\n"
+                                          "Accept: text/html, application/xhtml+xml\r\n"
+                                          "Content-Type: application/octet-stream\r\n"
+                                          "Content-Length: 4096\r\n\r\n";
+
+void icap_head(benchmark::State& state)
+{
+    for (auto _ : state) {
+        http::response_data record;
+        benchmark::DoNotOptimize(
+            http::parse_icap_response(icap_reply.data(), icap_reply.data() + icap_reply.size(), record));
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(icap_reply.size()));
+}
+BENCHMARK(icap_head);
+
+void http_head(benchmark::State& state)
+{
+    for (auto _ : state) {
+        http::request_data record;
+        benchmark::DoNotOptimize(
+            http::parse_http_request(http_request.data(), http_request.data() + http_request.size(), record));
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(http_request.size()));
+}
+BENCHMARK(http_head);
+
+void icap_reply_to_message(benchmark::State& state)
+{
+    icap::analyzer analyzer;
+    for (auto _ : state) {
+        analyzer.enqueue(icap_reply.data(), icap_reply.data() + icap_reply.size());
+        benchmark::DoNotOptimize(analyzer.extract());
+    }
+}
+BENCHMARK(icap_reply_to_message);
+
+/// A store that counts and keeps nothing, so that the framing alone is measured.
+class counting_data final : public web::io_data
+{
+public:
+    std::uint64_t read(std::uint64_t, void*, std::uint64_t) override { return 0; }
+    std::uint64_t write(std::uint64_t, const void*, std::uint64_t count) override { return append(nullptr, count); }
+    std::uint64_t append(const void*, std::uint64_t count) override
+    {
+        size_ += count;
+        return count;
+    }
+    void swap(web::io_data&) override {}
+    void size(std::uint64_t new_size) override { size_ = new_size; }
+    std::uint64_t size() override { return size_; }
+
+private:
+    std::uint64_t size_ = 0;
+};
+
+/// Chunk decoding of wire bytes that come in pieces as large as a socket's receive buffer.
+void chunk_decoding(benchmark::State& state)
+{
+    constexpr std::uint64_t chunks = 1024;
+    const auto chunk_size = static_cast<std::size_t>(state.range(0));
+    constexpr std::size_t piece = 16384;
+    std::string wire;
+    for (std::uint64_t i = 0; i < chunks; ++i) {
+        wire += winapi::to_hex(chunk_size) + "\r\n" + std::string(chunk_size, 'x') + "\r\n";
+    }
+    wire += "0\r\n\r\n";
+    const std::string head = "POST / HTTP/1.1\r\nContent-Length: 4294967294\r\n\r\n";
+    for (auto _ : state) {
+        http::request_data record;
+        http::byte_vector raw(head.begin(), head.end());
+        http::parse_http_request(raw.data(), raw.data() + raw.size(), record);
+        http::request_message message(std::move(raw), record, 4294967294U, std::make_unique<counting_data>());
+        http::http_message_body body(message, false, false, 0);
+        for (std::size_t at = 0; at < wire.size();) {
+            const std::size_t limit = std::min(wire.size(), at + piece);
+            while (at < limit) {
+                at += body.append(wire.data() + at, wire.data() + limit);
+            }
+        }
+        if (!body.completed()) {
+            state.SkipWithError("the body did not end");
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(wire.size()));
+}
+BENCHMARK(chunk_decoding)->Arg(4096)->Arg(65536);
+
+} // namespace
+
+BENCHMARK_MAIN();

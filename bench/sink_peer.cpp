@@ -1,0 +1,177 @@
+#include "bench/sink_peer.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <netinet/in.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace bench {
+namespace {
+
+constexpr std::string_view options_reply = "ICAP/1.0 200 OK\r\nMethods: REQMOD, RESPMOD\r\nISTag: \"bench\"\r\n"
+                                           "Preview: 0\r\nEncapsulated: null-body=0\r\n\r\n";
+constexpr std::string_view clean_reply =
+    "ICAP/1.0 204 No Content\r\nISTag: \"bench\"\r\nEncapsulated: null-body=0\r\n\r\n";
+
+sockaddr_in loopback(std::uint16_t port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+[[noreturn]] void raise(const char* what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+bool send_all(int connection, std::string_view text)
+{
+    return send(connection, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+}
+
+/// Reads until `pending` holds `marker`; the position behind it, or npos at the end of the connection.
+std::size_t read_past(int connection, std::vector<char>& pending, std::string_view marker,
+                      std::atomic<std::uint64_t>& received)
+{
+    for (;;) {
+        const auto found = std::string_view(pending.data(), pending.size()).find(marker);
+        if (found != std::string_view::npos) {
+            return found + marker.size();
+        }
+        char block[4096];
+        const auto count = recv(connection, block, sizeof block, 0);
+        if (count <= 0) {
+            return std::string_view::npos;
+        }
+        received += static_cast<std::uint64_t>(count);
+        pending.insert(pending.end(), block, block + count);
+    }
+}
+
+/// Throws away `count` bytes, those in `pending` first.
+bool discard(int connection, std::vector<char>& pending, std::uint64_t count, std::atomic<std::uint64_t>& received)
+{
+    const auto ready = std::min<std::uint64_t>(pending.size(), count);
+    pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(ready));
+    count -= ready;
+    static thread_local char block[1U << 18U];
+    while (count > 0) {
+        const auto got = recv(connection, block, std::min<std::uint64_t>(sizeof block, count), 0);
+        if (got <= 0) {
+            return false;
+        }
+        received += static_cast<std::uint64_t>(got);
+        count -= static_cast<std::uint64_t>(got);
+    }
+    return true;
+}
+
+} // namespace
+
+sink_peer::sink_peer(kind what, std::uint64_t message_size)
+    : kind_(what)
+    , message_size_(message_size)
+    , listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    auto address = loopback(0);
+    socklen_t length = sizeof address;
+    if (listener_ < 0 || bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener_, 64) != 0 || getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        raise("listen on the loopback interface");
+    }
+    port_ = ntohs(address.sin_port);
+    acceptor_ = std::thread([this] { accept_connections(); });
+}
+
+sink_peer::~sink_peer()
+{
+    shutdown(listener_, SHUT_RDWR);
+    acceptor_.join();
+    for (const int connection : connections_) {
+        shutdown(connection, SHUT_RDWR);
+    }
+    for (auto& server : servers_) {
+        server.join();
+    }
+    for (const int connection : connections_) {
+        ::close(connection);
+    }
+    ::close(listener_);
+}
+
+void sink_peer::accept_connections()
+{
+    for (;;) {
+        const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (connection < 0) {
+            return;
+        }
+        connections_.push_back(connection);
+        servers_.emplace_back([this, connection] { serve(connection); });
+    }
+}
+
+void sink_peer::serve(int connection)
+{
+    std::vector<char> pending;
+    if (kind_ == kind::icap) {
+        while (serve_icap_request(connection, pending)) {
+        }
+        return;
+    }
+    while (discard(connection, pending, message_size_, received_) && send_all(connection, "!")) {
+    }
+}
+
+bool sink_peer::serve_icap_request(int connection, std::vector<char>& pending)
+{
+    const auto head_end = read_past(connection, pending, "\r\n\r\n", received_);
+    if (head_end == std::string_view::npos) {
+        return false;
+    }
+    const std::string_view head(pending.data(), head_end);
+    if (head.starts_with("OPTIONS")) {
+        pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(head_end));
+        return send_all(connection, options_reply);
+    }
+    constexpr std::string_view entry = "req-body=";
+    std::uint64_t http_head = 0;
+    const auto at = head.find(entry);
+    if (at == std::string_view::npos) {
+        return false;
+    }
+    std::from_chars(head.data() + at + entry.size(), head.data() + head.size(), http_head);
+    if (!discard(connection, pending, head_end + http_head, received_)) {
+        return false;
+    }
+    const auto line_end = read_past(connection, pending, "\r\n", received_);
+    if (line_end == std::string_view::npos) {
+        return false;
+    }
+    std::uint64_t size = 0;
+    std::from_chars(pending.data(), pending.data() + line_end, size, 16);
+    // The body is one chunk: its line, its bytes, and the end mark with the line end ahead of it.
+    const std::uint64_t rest = size == 0 ? line_end + 2 : line_end + size + 7;
+    return discard(connection, pending, rest, received_) && send_all(connection, clean_reply);
+}
+
+int connect_to(std::uint16_t port)
+{
+    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const auto address = loopback(port);
+    if (connection < 0 || connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        raise("connect");
+    }
+    return connection;
+}
+
+} // namespace bench
