@@ -15,8 +15,9 @@ constexpr std::size_t most_kept_files = 1000;
 
 [[noreturn]] void refuse(std::wstring_view part, const char* reason)
 {
-    throw std::invalid_argument("logging configuration: \"" + winapi::conv_to_char(part, winapi::code_page_utf8) +
-                                "\": " + reason);
+    std::string named = winapi::conv_to_char(part, winapi::code_page_utf8);
+    std::replace(named.begin(), named.end(), '\0', '?'); // the text of an exception would end there
+    throw std::invalid_argument("logging configuration: \"" + named + "\": " + reason);
 }
 
 bool is_blank(wchar_t letter) noexcept

@@ -42,7 +42,9 @@ struct sink_opener
 {
     std::shared_ptr<line_sink> operator()(const file_target& file) const
     {
-        const spdlog::filename_t name = std::filesystem::path(file.path).native();
+        // By way of UTF-8, since a path takes wide text in the way of the C locale where its own text is narrow.
+        const std::string text = winapi::conv_to_char(file.path, winapi::code_page_utf8);
+        const spdlog::filename_t name = std::filesystem::path(std::u8string(text.begin(), text.end())).native();
         return std::make_shared<library_sink>(
             std::make_shared<spdlog::sinks::rotating_file_sink_mt>(name, file.size, file.count));
     }
