@@ -63,11 +63,8 @@ protected:
     }
     void serve_continue(std::uint32_t preview, const std::string& text)
     {
-        serve(std::move(greeted(preview)
-                            .expect_until("\r\n0\r\n\r\n")
-                            .send(reply::go_on())
-                            .expect_until("0\r\n\r\n")
-                            .send(text)));
+        serve(std::move(
+            greeted(preview).expect_until("\r\n0\r\n\r\n").send(reply::go_on()).expect_until("0\r\n\r\n").send(text)));
         open();
     }
 
