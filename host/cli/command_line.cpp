@@ -1,0 +1,147 @@
+#include "host/cli/command_line.h"
+
+#include "host/cli/open_command.h"
+#include "host/cli/scan_command.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <map>
+
+namespace host {
+
+namespace {
+
+constexpr const char* open_footer =
+    R"(PATH is an .eml file, an mbox, or a folder of them (the folders in it are left out).
+Without --port the scanning service runs inside this process, on a free loopback port.
+
+Exit status: 0 all opened, 2 the command line is wrong, 3 a message could not be read (the others are
+done), 4 no service at the port that was asked for (messages open unscanned then).)";
+
+constexpr const char* scan_footer = R"(What FILE holds, by kind:
+  mail, object     the bytes that are scanned
+  http-request     an HTTP request as it goes over the wire: head, empty line, body
+  http-response    a request in that form, and directly behind it the response to it
+  certificate      a text: the server's name in the first line, the certificate's name in the second
+  health           a text whose first line is sent; FILE may be left out
+
+Prints the result (0 not judged, 1 clean, 2 blocked, 3 repaired), the threat and the service's ISTag.
+Without --port the scanning service runs inside this process, on a free loopback port.
+
+Exit status: 0 all scanned, 2 the command line is wrong, 3 a file could not be read or is not what its
+kind asks for, 4 no service, or it gave no answer.)";
+
+constexpr std::uint16_t highest_port = 65535;
+
+template <typename Options>
+void add_service_options(CLI::App& command, Options& options)
+{
+    command.add_option("--port", options.port, "Port of a scanning service on 127.0.0.1")
+        ->check(CLI::Range(std::uint16_t{1}, highest_port))
+        ->type_name("N");
+    command.add_option("--uri", options.uri, "Path of the service")->type_name("TEXT")->capture_default_str();
+    command.add_flag("--json", options.json, "One JSON object a line");
+}
+
+CLI::App* add_open(CLI::App& app, open_options& options)
+{
+    CLI::App* command = app.add_subcommand("open", "Open messages as a mail client would, with the whole check");
+    command->add_option("PATH", options.paths, "Messages")->required()->type_name("");
+    add_service_options(*command, options);
+    command->add_option("--times", options.times, "Open each message so many times in this process")
+        ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{1000000}))
+        ->type_name("N")
+        ->capture_default_str();
+    command
+        ->add_option("--registry", options.registry,
+                     "Set a value of the stand-in registry: KeepVerdictInEmail, Configuration or DumpHttpTrafficPath")
+        ->check(CLI::Validator(check_registry_value, ""))
+        ->type_name("NAME=VALUE")
+        ->take_all()
+        ->expected(1);
+    command->add_option("--log", options.log_file, "Write the log to a file")->type_name("FILE");
+    command
+        ->add_option(
+            "--log-level", options.log_level,
+            "Lines up to this level: 200 errors, 300 decisions, 400 course (default), 500 detail; without --log "
+            "they go to standard error")
+        ->check(CLI::Range(0U, 600U))
+        ->type_name("N");
+    command->footer(open_footer);
+    return command;
+}
+
+CLI::App* add_scan(CLI::App& app, scan_options& options)
+{
+    static const std::map<std::string, scan_kind> kinds{{"mail", scan_kind::mail},
+                                                        {"object", scan_kind::object},
+                                                        {"http-request", scan_kind::http_request},
+                                                        {"http-response", scan_kind::http_response},
+                                                        {"certificate", scan_kind::certificate},
+                                                        {"health", scan_kind::health}};
+    CLI::App* command = app.add_subcommand("scan", "Run one scan of each file");
+    command->add_option("FILE", options.files, "Files")->type_name("");
+    command
+        ->add_option("--kind", options.kind, "mail (default), object, http-request, http-response, certificate, health")
+        ->transform(CLI::Transformer(kinds).description(""))
+        ->type_name("KIND");
+    add_service_options(*command, options);
+    command->add_option("--timeout", options.timeout_ms, "Longest wait for an answer, in milliseconds")
+        ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{3600000}))
+        ->type_name("MS")
+        ->capture_default_str();
+    command->add_option("--repaired-to", options.repaired_to, "Write what was repaired to a file")->type_name("FILE");
+    command->footer(scan_footer);
+    return command;
+}
+
+exit_status wrong_usage(const console& where, const std::string& why)
+{
+    report(where, "command line", why + "; --help tells more");
+    return exit_status::usage;
+}
+
+exit_status run_unguarded(int argc, const char* const* argv, const console& where)
+{
+    CLI::App app("Opens mail through the postwarden check, and scans files.", "postwarden");
+    app.set_version_flag("--version", "postwarden " POSTWARDEN_VERSION);
+    app.set_help_flag("--help,-h", "Print this help and end");
+    app.require_subcommand(1);
+    open_options to_open;
+    scan_options to_scan;
+    const CLI::App* open = add_open(app, to_open);
+    const CLI::App* scan = add_scan(app, to_scan);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& told) { // help and version
+        app.exit(told, where.out, where.err);
+        return exit_status::done;
+    } catch (const CLI::ParseError& problem) {
+        return wrong_usage(where, problem.what());
+    }
+    if (open->parsed()) {
+        return run_open(to_open, where);
+    }
+    if (to_scan.files.empty() && to_scan.kind != scan_kind::health) {
+        return wrong_usage(where, "FILE is required");
+    }
+    if (!to_scan.repaired_to.empty() && to_scan.files.size() > 1) {
+        return wrong_usage(where, "--repaired-to takes one FILE only");
+    }
+    return scan->parsed() ? run_scan(to_scan, where) : exit_status::usage;
+}
+
+} // namespace
+
+exit_status run(int argc, const char* const* argv, const console& where)
+{
+    try {
+        return run_unguarded(argc, argv, where);
+    } catch (const std::exception& failure) {
+        report(where, "failed", failure.what());
+        return exit_status::failed;
+    }
+}
+
+} // namespace host

@@ -1,0 +1,220 @@
+#include "host/cli/snapshot.h"
+
+#include "host/mime/gmime_ptr.h"
+#include "tool/system/conversions.h"
+
+#include <algorithm>
+#include <array>
+
+namespace host {
+
+namespace {
+
+constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
+
+struct checksum_free
+{
+    void operator()(GChecksum* checksum) const noexcept { g_checksum_free(checksum); }
+};
+using checksum_ptr = std::unique_ptr<GChecksum, checksum_free>;
+
+void add(GChecksum* sum, const bytes& data)
+{
+    std::array<char, 65536> block{};
+    for (std::uint64_t offset = 0; offset < data.size();) {
+        const std::size_t got = data.read(offset, block.data(), block.size());
+        if (got == 0) {
+            break;
+        }
+        g_checksum_update(sum, reinterpret_cast<const guchar*>(block.data()), static_cast<gssize>(got));
+        offset += got;
+    }
+}
+
+std::string utf8(const std::wstring& text)
+{
+    return winapi::conv_to_char(text, winapi::code_page_utf8);
+}
+
+std::string text_property(const property_bag& properties, std::uint32_t tag)
+{
+    const property_value* value = properties.find(PROP_ID(tag));
+    return value && is_string(value->type) ? utf8(value->wide()) : std::string();
+}
+
+std::uint32_t number_property(const property_bag& properties, std::uint32_t tag)
+{
+    const property_value* value = properties.find(PROP_ID(tag));
+    return value ? static_cast<std::uint32_t>(value->number()) : 0;
+}
+
+bytes_ptr binary_property(const property_bag& properties, std::uint32_t tag)
+{
+    const property_value* value = properties.find(PROP_ID(tag));
+    return value && value->type == PT_BINARY ? std::get<bytes_ptr>(value->data) : nullptr;
+}
+
+attachment_snapshot take_attachment(std::uint32_t number, const attachment_record& attachment)
+{
+    const property_bag& properties = *attachment.properties;
+    attachment_snapshot result;
+    result.number = number;
+    for (const std::uint32_t tag : {std::uint32_t{PR_DISPLAY_NAME_W}, std::uint32_t{PR_ATTACH_LONG_FILENAME_W},
+                                    std::uint32_t{PR_ATTACH_FILENAME_W}}) {
+        if (result.name.empty()) {
+            result.name = text_property(properties, tag);
+        }
+    }
+    result.method = number_property(properties, PR_ATTACH_METHOD);
+    result.mime_tag = text_property(properties, PR_ATTACH_MIME_TAG_W);
+    result.content_id = text_property(properties, PR_ATTACH_CONTENT_ID_W);
+    result.hidden = number_property(properties, PR_ATTACHMENT_HIDDEN) != 0;
+    result.size = attachment.size();
+    result.data = attachment.embedded ? nullptr : binary_property(properties, PR_ATTACH_DATA_BIN);
+    result.embedded = attachment.embedded;
+    return result;
+}
+
+/// Adds what makes a message inside a message: subject, bodies and attachments.
+void add(GChecksum* sum, const message_snapshot& message)
+{
+    add(sum, *bytes_of(message.subject + '\n'));
+    for (const bytes_ptr& body : {message.body, message.html}) {
+        if (body) {
+            add(sum, *body);
+        }
+    }
+    for (const auto& attachment : message.attachments) {
+        add(sum, *bytes_of(attachment.name + '\n'));
+        if (attachment.data) {
+            add(sum, *attachment.data);
+        } else if (attachment.embedded) {
+            add(sum, take_snapshot(*attachment.embedded));
+        }
+    }
+}
+
+template <typename Source>
+std::string sha256(const Source& source)
+{
+    const checksum_ptr sum(g_checksum_new(G_CHECKSUM_SHA256));
+    add(sum.get(), source);
+    return g_checksum_get_string(sum.get());
+}
+
+nlohmann::ordered_json hash_or_null(const bytes_ptr& data)
+{
+    return data ? nlohmann::ordered_json(sha256(*data)) : nlohmann::ordered_json(nullptr);
+}
+
+bool same(const attachment_snapshot& left, const attachment_snapshot& right)
+{
+    return left.name == right.name && left.method == right.method && left.embedded == right.embedded &&
+           same_bytes(left.data, right.data);
+}
+
+std::string attachment_changes(const message_snapshot& before, const message_snapshot& after)
+{
+    const auto in = [](const std::vector<attachment_snapshot>& list, const attachment_snapshot& wanted) {
+        return std::find_if(list.begin(), list.end(), [&](const auto& a) { return a.number == wanted.number; });
+    };
+    std::size_t removed = 0;
+    std::size_t changed = 0;
+    for (const auto& attachment : before.attachments) {
+        const auto found = in(after.attachments, attachment);
+        removed += found == after.attachments.end() ? 1 : 0;
+        changed += found != after.attachments.end() && !same(attachment, *found) ? 1 : 0;
+    }
+    const auto added = std::count_if(after.attachments.begin(), after.attachments.end(), [&](const auto& attachment) {
+        return in(before.attachments, attachment) == before.attachments.end();
+    });
+    std::string text;
+    const auto say = [&text](std::size_t count, const char* what) {
+        if (count != 0) {
+            text += (text.empty() ? "" : ", ") + std::to_string(count) +
+                    (count == 1 ? " attachment " : " attachments ") + what;
+        }
+    };
+    say(removed, "removed");
+    say(changed, "changed");
+    say(static_cast<std::size_t>(added), "added");
+    return text;
+}
+
+} // namespace
+
+message_snapshot take_snapshot(const message_record& message)
+{
+    const property_bag& properties = *message.properties;
+    message_snapshot result;
+    result.subject = text_property(properties, PR_SUBJECT_W);
+    result.message_class = text_property(properties, PR_MESSAGE_CLASS_W);
+    result.body_type = number_property(properties, PR_NATIVE_BODY_INFO);
+    if (const property_value* body = properties.find(PROP_ID(PR_BODY_W))) {
+        result.body = bytes_of(utf8(body->wide()));
+    }
+    result.html = binary_property(properties, PR_HTML);
+    if (const std::uint32_t id = message.store->names.id_of({verdict_set, std::int32_t{1}}, false)) {
+        if (const property_value* verdict = properties.find(id)) {
+            result.verdict_property = static_cast<std::uint32_t>(verdict->number());
+        }
+    }
+    for (const auto& [number, attachment] : message.attachments) {
+        result.attachments.push_back(take_attachment(number, attachment));
+    }
+    return result;
+}
+
+nlohmann::ordered_json to_json(const message_snapshot& snapshot)
+{
+    nlohmann::ordered_json result;
+    result["subject"] = snapshot.subject;
+    result["message_class"] = snapshot.message_class;
+    result["body_type"] = snapshot.body_type;
+    result["body_sha256"] = hash_or_null(snapshot.body);
+    result["html_sha256"] = hash_or_null(snapshot.html);
+    result["verdict_property"] = nullptr;
+    if (snapshot.verdict_property) {
+        result["verdict_property"] = *snapshot.verdict_property;
+    }
+    auto& list = result["attachments"] = nlohmann::ordered_json::array();
+    for (const auto& attachment : snapshot.attachments) {
+        nlohmann::ordered_json entry;
+        entry["number"] = attachment.number;
+        entry["name"] = attachment.name;
+        entry["method"] = attachment.method;
+        entry["mime_tag"] = attachment.mime_tag;
+        entry["content_id"] = attachment.content_id;
+        entry["hidden"] = attachment.hidden;
+        entry["size"] = attachment.size;
+        entry["sha256"] = attachment.embedded ? nlohmann::ordered_json(sha256(take_snapshot(*attachment.embedded)))
+                                              : hash_or_null(attachment.data);
+        list.push_back(std::move(entry));
+    }
+    return result;
+}
+
+std::string describe_changes(const message_snapshot& before, const message_snapshot& after)
+{
+    std::vector<std::string> found;
+    if (before.subject != after.subject) {
+        found.emplace_back("subject");
+    }
+    if (before.message_class != after.message_class) {
+        found.emplace_back("class");
+    }
+    if (before.body_type != after.body_type || !same_bytes(before.body, after.body) ||
+        !same_bytes(before.html, after.html)) {
+        found.emplace_back("body");
+    }
+    if (const std::string attachments = attachment_changes(before, after); !attachments.empty()) {
+        found.push_back(attachments);
+    }
+    std::string text;
+    for (const auto& part : found) {
+        text += (text.empty() ? "" : ", ") + part;
+    }
+    return text;
+}
+
+} // namespace host
