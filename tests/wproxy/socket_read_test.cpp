@@ -234,6 +234,19 @@ TEST_F(SocketRead, BreaksIntoTheDebuggerForAnyOtherOpcode)
     }
 }
 
+TEST_F(SocketRead, SetsItsEventOnceEachCompletionWasHandled)
+{
+    tpl::event handled;
+    socket->read(nullptr, &handled);
+    receiver.on_input = [&] { EXPECT_EQ(handled.wait(0), tpl::wait_result::timeout); };
+    complete(platform.take_outstanding(), "one");
+    EXPECT_EQ(handled.wait(0), tpl::wait_result::signalled);
+    complete(platform.take_outstanding(), "two");
+    EXPECT_EQ(handled.wait(0), tpl::wait_result::signalled);
+    complete(platform.take_outstanding(), "", 995);
+    EXPECT_EQ(handled.wait(0), tpl::wait_result::signalled);
+}
+
 /// Splits what it is fed at commas.
 class comma_filter final : public web::byte_filter
 {

@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    static void CALLBACK fired(void* context, BOOLEAN /*timed_out*/)
+    static void CALLBACK fired(void* context, BOOLEAN /*timed_out*/) noexcept
     {
         auto& self = *static_cast<impl*>(context);
         // The pool waits for the event again while a callback runs, so a second one can come on another thread.

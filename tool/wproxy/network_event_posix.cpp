@@ -44,6 +44,12 @@ bool is_fresh(int descriptor, short ready)
 
 } // namespace
 
+bool never_connected(int descriptor)
+{
+    pollfd asked{descriptor, POLLRDHUP, 0};
+    return ::poll(&asked, 1, 0) > 0 && is_fresh(descriptor, asked.revents);
+}
+
 void posix_event::select(int descriptor, std::uint32_t mask) noexcept
 {
     descriptor_ = descriptor;

@@ -7,6 +7,9 @@
 
 namespace web {
 
+/// True for a TCP socket on which no connection was ever begun.
+[[nodiscard]] bool never_connected(int descriptor);
+
 /// What signals the network events of one socket where poll tells them. Readiness is a state and an event is told
 /// once, so this remembers which have been told. Belongs to the thread that owns the socket.
 class posix_event

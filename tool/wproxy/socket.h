@@ -3,6 +3,7 @@
 #include "tool/asyncio/buffer.h"
 #include "tool/asyncio/channel.h"
 #include "tool/asyncio/conduit.h"
+#include "tool/asyncio/event.h"
 #include "tool/asyncio/iasync.h"
 #include "tool/wproxy/byte_filter.h"
 #include "tool/wproxy/socket_address.h"
@@ -30,7 +31,7 @@ struct read_context : tpl::io_context
     }
 
     tpl::buffer data;
-    void* event = nullptr; ///< handed to the platform with the operation; none here
+    tpl::event* event = nullptr; ///< set each time a read has completed and was handled; may be null, not owned
 };
 
 /// A TCP socket that reads by overlapped operations completed on a channel, and writes on the caller's thread.
@@ -75,7 +76,8 @@ public:
 
     /// Starts one overlapped read. A null context makes a new one; the context is used again for every later read.
     /// A read that cannot be started is reported to the state and raised.
-    void read(std::unique_ptr<read_context> context = nullptr);
+    /// @param event set each time a read of this context has completed and was handled; may be null
+    void read(std::unique_ptr<read_context> context = nullptr, tpl::event* event = nullptr);
 
     /// Writes the range on this thread; blocks until all bytes are taken, without limit.
     /// @param error 0, 6 for a closed socket, or one of the codes that never raise: 10053, 10054, 10058

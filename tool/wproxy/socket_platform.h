@@ -47,8 +47,8 @@ class socket_platform
 public:
     virtual ~socket_platform() = default;
 
-    /// socket(AF_INET, SOCK_STREAM, 0), ready for overlapped operations, with TCP_NODELAY. tpl::invalid_handle on failure; the code is
-    /// then the thread's last error.
+    /// socket(AF_INET, SOCK_STREAM, 0), ready for overlapped operations, with TCP_NODELAY. tpl::invalid_handle on
+    /// failure; the code is then the thread's last error.
     [[nodiscard]] virtual tpl::native_handle open_socket() = 0;
     /// connect. A socket that event_select has made non-blocking gives 10035 while the connection is under way.
     [[nodiscard]] virtual std::uint32_t connect(tpl::native_handle handle, const socket_address& address) = 0;

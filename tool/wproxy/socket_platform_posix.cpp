@@ -120,7 +120,14 @@ public:
             count = ::send(descriptor_of(handle), source, size, MSG_NOSIGNAL);
         } while (count < 0 && errno == EINTR);
         sent = count < 0 ? 0 : static_cast<std::uint32_t>(count);
-        return count < 0 ? tpl::winsock_code(errno) : code::success;
+        if (count >= 0) {
+            return code::success;
+        }
+        const int failure = errno;
+        if (failure == EPIPE && never_connected(descriptor_of(handle))) {
+            return code::not_connected; // a mistake of the caller, not the end of a connection
+        }
+        return tpl::winsock_code(failure);
     }
 
     [[nodiscard]] std::uint32_t send_disconnect(tpl::native_handle handle) override

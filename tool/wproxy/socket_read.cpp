@@ -11,11 +11,12 @@ namespace web {
 
 namespace code = winapi::code;
 
-void socket::read(std::unique_ptr<read_context> context)
+void socket::read(std::unique_ptr<read_context> context, tpl::event* event)
 {
     if (context == nullptr) {
         context = std::make_unique<read_context>();
     }
+    context->event = event;
     auto* const started = context.get();
     SOCKET_LINE(500, ") read ctx=" << started);
     std::uint32_t error = code::success;
@@ -40,9 +41,11 @@ void socket::read(std::unique_ptr<read_context> context)
 bool socket::complete(std::unique_ptr<tpl::io_context> context) noexcept
 {
     const std::lock_guard guard(completion_lock_);
+    tpl::event* event = nullptr;
     try {
         switch (context->opcode) {
         case read_context::read:
+            event = static_cast<read_context&>(*context).event;
             complete_read(std::unique_ptr<read_context>(static_cast<read_context*>(context.release())));
             break;
         case read_context::write:
@@ -55,6 +58,9 @@ bool socket::complete(std::unique_ptr<tpl::io_context> context) noexcept
         detach(failure.code(), failure.what(), true);
     } catch (const std::exception& failure) {
         detach(code::connection_aborted, failure.what(), false);
+    }
+    if (event != nullptr) {
+        event->set();
     }
     return true;
 }
@@ -69,7 +75,8 @@ void socket::complete_read(std::unique_ptr<read_context> context)
         SOCKET_LINE(500, ") read complete ctx=" << context.get() << ", size=" << context->transferred);
         deliver(*context);
         context->reset();
-        read(std::move(context));
+        auto* const event = context->event;
+        read(std::move(context), event);
     }
 }
 
