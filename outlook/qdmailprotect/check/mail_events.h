@@ -42,7 +42,8 @@ public:
     HRESULT STDMETHODCALLTYPE OnBeforeAttachmentRead(IUnknown* item, IUnknown* attachment,
                                                      std::int32_t* Cancel) override;
 
-    /// Lets go of the handlers that are left, without an unload event. Called at disconnection.
+    /// Lets go of the handlers that are left, without an unload event. Called at disconnection: the handlers that are
+    /// advised and this object hold each other.
     void ReleaseHandlers() { handlers_.clear(); }
     [[nodiscard]] std::size_t HandlerCount() const noexcept { return handlers_.size(); }
 
