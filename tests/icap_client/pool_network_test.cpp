@@ -96,11 +96,10 @@ TEST_F(PoolOnTheNetwork, ASessionThatThePeerClosedWhileIdleIsReplaced)
     EXPECT_EQ(scan(pool, mail_of("body")), ScanResult::Clean);
     ASSERT_TRUE(peer.wait_for_end(0));
     // The close is known to the pool once the outstanding read has completed.
-    const auto probe = pool->query_session();
-    for (int attempt = 0; attempt < 3000 && !probe->is_invalid(); ++attempt) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    for (int attempt = 0; attempt < 3000 && peer.connections() == 1; ++attempt) {
+        pool->release_session(pool->query_session());
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    pool->release_session(probe);
     EXPECT_EQ(scan(pool, mail_of("body")), ScanResult::Blocked);
     EXPECT_EQ(peer.connections(), 2U);
 }

@@ -139,7 +139,7 @@ bool scripted_peer::perform(connection& served, const step& next)
         }
         return true;
     case action::wait:
-        return wait_for_release();
+        return wait_for_release(served);
     case action::pause:
         std::this_thread::sleep_for(std::chrono::milliseconds(next.count));
         return true;
@@ -195,15 +195,22 @@ bool scripted_peer::read_some(connection& served)
     return count != 0;
 }
 
-bool scripted_peer::wait_for_release()
+bool scripted_peer::wait_for_release(connection& served)
 {
-    std::unique_lock guard(lock_);
-    const bool released = changed_.wait_for(guard, patience, [this] { return stop_ || releases_ != 0; });
-    if (!released || releases_ == 0) {
-        return false;
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!stop_ && std::chrono::steady_clock::now() < deadline) {
+        {
+            const std::lock_guard guard(lock_);
+            if (releases_ != 0) {
+                --releases_;
+                return true;
+            }
+        }
+        if (served.socket.wait_readable(poll_milliseconds) && !read_some(served)) {
+            return false;
+        }
     }
-    --releases_;
-    return true;
+    return false;
 }
 
 void scripted_peer::release()

@@ -28,9 +28,9 @@ public:
     conversation& send(std::string bytes) &;
     /// The same, one byte at a time.
     conversation& send_bytewise(std::string bytes) &;
-    /// Does nothing until scripted_peer::release is called; one release lets one such step pass.
+    /// Only reads until scripted_peer::release is called; one release lets one such step pass. Ends with the client.
     conversation& wait() &;
-    /// Lets this many milliseconds pass, so that what was sent before arrives in a piece of its own.
+    /// Lets this many milliseconds pass without reading, so that what was sent before arrives in a piece of its own.
     conversation& pause(int milliseconds) &;
     conversation& close() &;
     conversation& reset() &;
@@ -112,7 +112,7 @@ private:
     bool perform(connection& served, const step& next);
     bool read_until_enough(connection& served, const step& next);
     bool read_some(connection& served);
-    bool wait_for_release();
+    bool wait_for_release(connection& served);
     void complain(const std::string& text);
 
     loopback_socket listener_;
