@@ -293,6 +293,27 @@ TEST(icap_request, stays_as_it_stood_after_a_failure_and_reads_nothing_beyond_it
               "request message has been completed");
 }
 
+/// Bytes behind an HTTP head that still lie in the place of that head are head bytes, also when a cut falls among
+/// them; the next part starts by the offsets.
+TEST(icap_request, starts_each_part_by_the_offsets_for_every_cut)
+{
+    const std::string extra = "\r\n\r\n\r\n";
+    const std::string heads = get_head + extra + page_head;
+    const std::string start = std::to_string(get_head.size() + extra.size());
+    const std::string icap_head =
+        respmod({"Encapsulated: req-hdr=0, res-hdr=" + start + ", res-body=" + std::to_string(heads.size())});
+    const std::string rest = heads + chunk("hello") + last_chunk;
+    for (std::size_t cut = 1; cut < rest.size(); ++cut) {
+        const auto message = extract_request(icap_head);
+        ASSERT_EQ(append(*message, rest.substr(0, cut)), cut);
+        ASSERT_EQ(append(*message, rest.substr(cut)), rest.size() - cut);
+        EXPECT_TRUE(message->complete()) << cut;
+        EXPECT_EQ(test::text_of(message->request().raw_head()), get_head) << cut;
+        EXPECT_EQ(test::text_of(message->response().raw_head()), page_head) << cut;
+        EXPECT_EQ(test::body_of(message->response()), "hello") << cut;
+    }
+}
+
 // ---- encapsulated messages
 
 TEST(icap_request, raises_for_messages_that_do_not_exist)
