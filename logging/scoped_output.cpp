@@ -1,0 +1,31 @@
+#include "logging/scoped_output.h"
+
+#include "logging/configuration.h"
+#include "logging/sinks.h"
+#include "tool/system/conversions.h"
+
+namespace logging {
+
+scoped_output::scoped_output(const std::string& file, std::optional<priority::level_type> level)
+{
+    if (file.empty() && !level) {
+        return;
+    }
+    sink_target target = stderr_target{};
+    if (!file.empty()) {
+        file_target wanted;
+        wanted.path = winapi::conv_to_wide(file, winapi::code_page_utf8);
+        target = wanted;
+    }
+    sink_ = open_sink(target);
+    log_manager::default_manager().add_sink(sink_, level.value_or(priority::course));
+}
+
+scoped_output::~scoped_output()
+{
+    if (sink_) {
+        log_manager::default_manager().remove_sink(sink_);
+    }
+}
+
+} // namespace logging

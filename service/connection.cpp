@@ -1,0 +1,265 @@
+#include "service/connection.h"
+
+#include "logging/logging.h"
+#include "service/bad_request.h"
+
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+
+#include <exception>
+#include <string_view>
+#include <utility>
+
+namespace service {
+
+namespace {
+
+namespace asio = boost::asio;
+using boost::system::error_code;
+
+constexpr std::size_t write_size = 65536;
+constexpr std::uint32_t continue_status = 100;
+constexpr std::uint32_t not_found = 404;
+constexpr std::uint32_t server_error = 500;
+constexpr std::uint32_t unavailable = 503;
+
+logging::logger& service_log()
+{
+    static logging::logger& log = logging::log_manager::default_manager().get_logger("service");
+    return log;
+}
+
+} // namespace
+
+connection::connection(asio::ip::tcp::socket peer, connection_services& services, end_handler ended)
+    : socket_(std::move(peer))
+    , strand_(asio::make_strand(socket_.get_executor()))
+    , timer_(strand_)
+    , services_(services)
+    , ended_(std::move(ended))
+{
+    error_code ignored;
+    socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    LOG_LINE(service_log(), 500, "connection(" << this << ") accepted");
+}
+
+connection::~connection()
+{
+    LOG_LINE(service_log(), 500, "connection(" << this << ") ended");
+    ended_();
+}
+
+void connection::start()
+{
+    asio::dispatch(strand_, [self = shared_from_this()] {
+        self->begin_request(false);
+        self->advance();
+    });
+}
+
+void connection::refuse()
+{
+    asio::dispatch(strand_, [self = shared_from_this()] {
+        LOG_LINE(service_log(), 200, "connection(" << self.get() << ") refused: too many connections");
+        self->answer(self->services_.replies.bare(self->services_.tag.current(), unavailable, true),
+                     after_write::close);
+    });
+}
+
+void connection::close()
+{
+    asio::post(strand_, [self = shared_from_this()] { self->end("the server stops"); });
+}
+
+void connection::begin_request(bool end_mark_may_lead)
+{
+    const request_reader::limits bounds{services_.settings.max_body, services_.settings.max_preview};
+    reader_.emplace(bounds, end_mark_may_lead);
+}
+
+/// Goes on with what has been read, until more is needed or something is to be answered.
+void connection::advance()
+{
+    try {
+        switch (reader_->read(inbox_)) {
+        case progress::need_more:
+            read_more();
+            break;
+        case progress::preview_ended:
+            answer(services_.replies.bare(services_.tag.current(), continue_status), after_write::behind_preview);
+            break;
+        case progress::complete:
+            judge();
+            break;
+        }
+    } catch (const bad_request& problem) {
+        answer_bad_request(problem.what(), problem.status());
+    } catch (const std::exception& problem) {
+        answer_bad_request(problem.what(), server_error);
+    }
+}
+
+void connection::read_more()
+{
+    expect_within(reader_->started() ? services_.settings.stall_timeout : services_.settings.idle_timeout);
+    socket_.async_read_some(
+        asio::buffer(block_),
+        asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t count) {
+            if (error) {
+                self->end("the peer has gone");
+                return;
+            }
+            self->inbox_.append(self->block_.data(), count);
+            self->advance();
+        }));
+}
+
+void connection::judge()
+{
+    timer_.cancel();
+    asio::post(services_.scanners, [self = shared_from_this()] {
+        reply_maker::reply reply;
+        try {
+            connection_services& services = self->services_;
+            icap::request_message& request = *self->reader_->request();
+            if (request.uri_path() != services.path) {
+                reply = services.replies.bare(services.tag.current(), not_found);
+            } else if (request.method() == icap::request_method::options) {
+                reply = services.replies.options(services.tag.refresh());
+            } else {
+                http::message& object = self->reader_->object();
+                const std::string name = object_name(*self->reader_);
+                verdict outcome = scan(*services.engine, {name, object.body_size()}, object.body(), services.stop);
+                if (const auto* failure = std::get_if<error_verdict>(&outcome)) {
+                    LOG_LINE(service_log(), 200,
+                             "connection(" << self.get() << ") could not judge '" << name << "': " << failure->why);
+                } else if (const auto* found = std::get_if<blocked_verdict>(&outcome)) {
+                    LOG_LINE(service_log(), 300,
+                             "connection(" << self.get() << ") blocked '" << name << "': " << found->threat);
+                }
+                reply = services.replies.judged(services.tag.current(), *self->reader_, std::move(outcome), name);
+            }
+        } catch (const std::exception& problem) {
+            LOG_LINE(service_log(), 200, "connection(" << self.get() << ") failed: " << problem.what());
+        }
+        asio::post(self->strand_, [self, made = std::make_shared<reply_maker::reply>(std::move(reply))] {
+            self->judged(std::move(*made));
+        });
+    });
+}
+
+void connection::judged(reply_maker::reply reply)
+{
+    if (closed_) {
+        return;
+    }
+    if (!reply) {
+        answer_bad_request("the request could not be served", server_error);
+        return;
+    }
+    const bool close = reader_->request()->connection_close();
+    answer(std::move(reply), close ? after_write::close : after_write::next_request);
+}
+
+void connection::answer_bad_request(const std::string& why, std::uint32_t status)
+{
+    LOG_LINE(service_log(), 200, "connection(" << this << ") answers " << status << ": " << why);
+    try {
+        answer(services_.replies.bare(services_.tag.current(), status, true), after_write::close);
+    } catch (const std::exception&) {
+        end("no answer could be made");
+    }
+}
+
+void connection::answer(reply_maker::reply reply, after_write next)
+{
+    if (closed_) {
+        return;
+    }
+    reply_ = std::move(reply);
+    packets_ = reply_->reader();
+    next_ = next;
+    write_more();
+}
+
+void connection::write_more()
+{
+    outbox_.clear();
+    try {
+        http::byte_vector bytes;
+        icap::packet piece{&bytes};
+        while (outbox_.size() < write_size && packets_->read(piece)) {
+            outbox_.append(bytes.data(), bytes.size());
+        }
+    } catch (const std::exception& problem) {
+        LOG_LINE(service_log(), 200, "connection(" << this << ") could not answer: " << problem.what());
+        end("the answer broke off");
+        return;
+    }
+    if (outbox_.empty()) {
+        written();
+        return;
+    }
+    expect_within(services_.settings.stall_timeout);
+    asio::async_write(socket_, asio::buffer(outbox_),
+                      asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t) {
+                          if (error) {
+                              self->end("the peer takes no answer");
+                          } else {
+                              self->write_more();
+                          }
+                      }));
+}
+
+void connection::written()
+{
+    packets_.reset();
+    reply_.reset();
+    if (next_ == after_write::close) {
+        end("the answer was the last");
+        return;
+    }
+    try {
+        if (next_ == after_write::behind_preview) {
+            reader_->continue_behind_preview();
+        } else {
+            begin_request(reader_->ended_early());
+        }
+    } catch (const std::exception& problem) {
+        end(problem.what());
+        return;
+    }
+    advance();
+}
+
+void connection::expect_within(std::chrono::milliseconds limit)
+{
+    timer_.cancel();
+    if (limit.count() == 0) {
+        return;
+    }
+    timer_.expires_after(limit);
+    timer_.async_wait([weak = weak_from_this()](const error_code& error) {
+        const auto self = weak.lock();
+        if (!error && self && self->timer_.expiry() <= asio::steady_timer::clock_type::now()) {
+            self->end("the peer stalls");
+        }
+    });
+}
+
+void connection::end(const char* why)
+{
+    if (closed_) {
+        return;
+    }
+    closed_ = true;
+    LOG_LINE(service_log(), 500, "connection(" << this << ") closes: " << why);
+    timer_.cancel();
+    error_code ignored;
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
+    socket_.close(ignored);
+}
+
+} // namespace service

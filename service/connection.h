@@ -1,0 +1,92 @@
+#pragma once
+
+#include "service/istag.h"
+#include "service/reply_maker.h"
+#include "service/request_reader.h"
+#include "service/scan_engine.h"
+#include "service/scan_server.h"
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+namespace service {
+
+/// What all connections of one server share; outlives them.
+struct connection_services
+{
+    const server_options& settings;
+    std::string path; ///< of the service's URI, with its leading "/"
+    reply_maker replies;
+    std::shared_ptr<scan_engine> engine;
+    service::istag& tag;
+    boost::asio::thread_pool& scanners;
+    std::stop_token stop;
+};
+
+/// One peer: reads requests, has their objects judged and answers, one after the other. All of it runs on the
+/// connection's strand but the judging, which runs on a scanner thread while nothing is read or written. Kept alive by
+/// its own pending operations; its end is told once.
+class connection final : public std::enable_shared_from_this<connection>
+{
+public:
+    using end_handler = std::function<void()>;
+
+    connection(boost::asio::ip::tcp::socket peer, connection_services& services, end_handler ended);
+    connection(const connection&) = delete;
+    connection& operator=(const connection&) = delete;
+    ~connection();
+
+    void start();
+    /// Answers 503 and closes: the server has all the connections that it bears.
+    void refuse();
+    /// Closes; may be called from any thread.
+    void close();
+
+private:
+    using progress = request_reader::progress;
+    enum class after_write
+    {
+        next_request,
+        behind_preview,
+        close
+    };
+
+    void begin_request(bool end_mark_may_lead);
+    void advance();
+    void read_more();
+    void judge();
+    void judged(reply_maker::reply reply);
+    void answer_bad_request(const std::string& why, std::uint32_t status);
+    void answer(reply_maker::reply reply, after_write next);
+    void write_more();
+    void written();
+    /// Closes the socket unless something happens on it for so long; zero means no limit.
+    void expect_within(std::chrono::milliseconds limit);
+    void end(const char* why);
+
+    boost::asio::ip::tcp::socket socket_;
+    boost::asio::strand<boost::asio::any_io_executor> strand_;
+    boost::asio::steady_timer timer_;
+    connection_services& services_;
+    end_handler ended_;
+    std::array<char, 16384> block_;
+    std::string inbox_;
+    std::optional<request_reader> reader_;
+    reply_maker::reply reply_;
+    std::unique_ptr<icap::packet_reader> packets_; ///< over reply_
+    std::string outbox_;
+    after_write next_ = after_write::next_request;
+    bool closed_ = false;
+};
+
+} // namespace service

@@ -1,0 +1,49 @@
+#include "service/istag.h"
+
+#include "tool/system/conversions.h"
+
+#include <cstdint>
+#include <utility>
+
+namespace service {
+
+namespace {
+
+/// FNV-1a: the tag is short, whatever the engine says of itself.
+std::uint64_t hash(std::string_view text)
+{
+    std::uint64_t value = 0xCBF29CE484222325U;
+    for (const char byte : text) {
+        value = (value ^ static_cast<unsigned char>(byte)) * 0x100000001B3U;
+    }
+    return value;
+}
+
+} // namespace
+
+istag::istag(std::shared_ptr<scan_engine> engine, std::stop_token stop)
+    : engine_(std::move(engine))
+    , stop_(std::move(stop))
+{}
+
+std::string istag::refresh()
+{
+    std::string made = "\"";
+    made.append(engine_->name()).append("-").append(winapi::to_hex(hash(engine_->identity(stop_)))).append("\"");
+    const std::lock_guard guard(lock_);
+    text_ = made;
+    return made;
+}
+
+std::string istag::current()
+{
+    {
+        const std::lock_guard guard(lock_);
+        if (!text_.empty()) {
+            return text_;
+        }
+    }
+    return refresh();
+}
+
+} // namespace service
