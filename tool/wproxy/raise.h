@@ -3,16 +3,15 @@
 #include "tool/system/errors.h"
 
 #include <cstdint>
-#include <source_location>
 #include <string_view>
 
 namespace web {
 
-/// Raises a failed socket operation with the line that it was found at.
+/// Raises a failed socket operation with the line that it was found at: that of the call.
 [[noreturn]] inline void raise_socket_error(std::uint32_t code, std::string_view text = {},
-                                            std::source_location where = std::source_location::current())
+                                            int line = __builtin_LINE())
 {
-    throw error::win32exception(code, "tool\\wproxy\\socket", static_cast<int>(where.line()), text);
+    throw error::win32exception(code, "tool\\wproxy\\socket", line, text);
 }
 
 } // namespace web
