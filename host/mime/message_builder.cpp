@@ -4,6 +4,7 @@
 #include "host/mime/calendar.h"
 #include "host/mime/charset_text.h"
 #include "host/mime/header_properties.h"
+#include "host/mime/message_reader.h"
 #include "host/mime/part_content.h"
 #include "host/store/tags.h"
 #include "tool/system/conversions.h"
@@ -211,7 +212,7 @@ void message_builder::add_message(GMimeMessagePart* part)
     GMimeMessage* inner = g_mime_message_part_get_message(part);
     attachment_record attachment;
     property_bag& properties = *attachment.properties;
-    if (!inner || depth_ + 1 >= deepest) {
+    if (!inner || depth_ + 1 >= deepest_embedded) {
         set_attachment_names(GMIME_OBJECT(part), {}, attachment);
         const glib_text rest(inner ? g_mime_object_to_string(GMIME_OBJECT(inner), nullptr) : nullptr);
         properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));

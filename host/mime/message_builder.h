@@ -10,12 +10,10 @@
 namespace host {
 
 /// Makes a record of one parsed message: chooses its bodies, and makes an attachment of every other part. Messages in
-/// messages become embedded ones; below `deepest` of them the rest is kept as it is.
+/// messages become embedded ones; below `deepest_embedded` of them the rest is kept as it is.
 class message_builder
 {
 public:
-    static constexpr int deepest = 32;
-
     explicit message_builder(std::shared_ptr<store_context> store, int depth = 0);
     message_record build(GMimeMessage* message);
 

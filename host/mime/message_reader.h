@@ -15,6 +15,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// So many messages inside one another become embedded ones; what lies deeper is kept as a file.
+inline constexpr int deepest_embedded = 32;
+
 /// Reads one MIME message into a record of `store`. Bodies and attachments that aren't encoded stay where they are in
 /// `source`; decoded ones are held in memory or, when large, in a temporary file. `origin` names the place that the
 /// message comes from: the same place and contents give the same entry identifier. One thread at a time.

@@ -191,8 +191,11 @@ HRESULT property_access::open_stream(ULONG tag, ULONG flags, IUnknown** stream)
     return guarded([&] {
         const std::uint32_t type = PROP_TYPE(tag);
         const bool modify = (flags & MAPI_MODIFY) != 0;
-        if (!is_streamed(type) || computed(PROP_ID(tag))) {
+        if (!is_streamed(type)) {
             return HRESULT{MAPI_E_INTERFACE_NOT_SUPPORTED};
+        }
+        if (computed(PROP_ID(tag))) { // numbers and objects only: there is nothing with this type
+            return HRESULT{MAPI_E_NOT_FOUND};
         }
         if ((flags & MAPI_CREATE) != 0 && !modify) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
