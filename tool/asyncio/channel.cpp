@@ -2,6 +2,9 @@
 
 #include "tool/asyncio/wait_for_thread.h"
 
+#include <memory>
+#include <utility>
+
 namespace tpl {
 
 channel::channel(std::size_t thread_count, std::uint32_t concurrency)
@@ -50,16 +53,19 @@ void channel::run()
 {
     for (;;) {
         const completion done = port_.wait();
-        if (done.key == nullptr && done.context == nullptr) {
+        std::unique_ptr<io_context> context(done.context);
+        if (done.key == nullptr && context == nullptr) {
             return;
         }
-        if (!done.succeeded) {
-            done.context->error = done.error;
+        if (done.key == nullptr || context == nullptr) {
+            continue; // belongs to no conduit's operation
         }
-        const auto count =
-            done.transferred != 0 ? done.transferred : static_cast<std::uint32_t>(done.context->InternalHigh);
-        done.context->transferred += count;
-        done.key->complete(std::unique_ptr<io_context>(done.context));
+        if (!done.succeeded) {
+            context->error = done.error;
+        }
+        const auto count = done.transferred != 0 ? done.transferred : static_cast<std::uint32_t>(context->InternalHigh);
+        context->transferred += count;
+        done.key->complete(std::move(context));
     }
 }
 

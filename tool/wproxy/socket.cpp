@@ -5,6 +5,7 @@
 #include "tool/wproxy/raise.h"
 #include "tool/wproxy/socket_log.h"
 
+#include <cstring>
 #include <ios>
 #include <sstream>
 
@@ -192,7 +193,7 @@ bool socket::is_closed()
 
 std::string socket::local_address()
 {
-    const std::string none = "0.0.0.0";
+    std::string none = "0.0.0.0";
     socket_address local;
     if (platform_.getsockname(handle_, local) != code::success) {
         return none;
@@ -209,7 +210,8 @@ std::string socket::local_address()
         LOG_LINE(logging::wpx_log(), 200, "could not convert host address to string");
         return none;
     }
-    return text.c_str();
+    text.resize(std::strlen(text.c_str()));
+    return text;
 }
 
 } // namespace web

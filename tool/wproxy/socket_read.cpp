@@ -4,6 +4,7 @@
 #include "tool/wproxy/socket.h"
 #include "tool/wproxy/socket_log.h"
 
+#include <cstdint>
 #include <exception>
 #include <ios>
 
@@ -82,12 +83,12 @@ void socket::complete_read(std::unique_ptr<read_context> context)
 
 void socket::failed_read(std::unique_ptr<read_context> context)
 {
-    const void* const address = context.get(); // for the log
+    const auto address = reinterpret_cast<std::uintptr_t>(context.get()); // for the log, also of a context that is gone
     const auto error = context->error;
-    SOCKET_LINE(500, ") error occured ctx=" << address << ", error=" << error);
+    SOCKET_LINE(500, ") error occured ctx=" << context.get() << ", error=" << error);
     context.reset();
     report(error);
-    SOCKET_LINE(500, ") with ctx=" << address << " detached from channel by error 0x" << std::hex << error);
+    SOCKET_LINE(500, ") with ctx=0x" << std::hex << address << " detached from channel by error 0x" << error);
     attached_ = false;
     ++closed_;
 }
