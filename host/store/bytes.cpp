@@ -1,12 +1,12 @@
 #include "host/store/bytes.h"
 
+#include "tool/web/body_store.h"
+
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstring>
 #include <fstream>
 #include <mutex>
-#include <random>
 #include <stdexcept>
 #include <utility>
 
@@ -124,31 +124,13 @@ bool same_bytes(const bytes_ptr& left, const bytes_ptr& right)
     return true;
 }
 
-/// A temporary file that vanishes with its object, as early as the system lets it.
+/// A temporary file that vanishes with its object.
 class scratch::file final : public bytes
 {
 public:
     file()
-        : path_(unused_path())
-        , file_(path_, std::ios::in | std::ios::out | std::ios::trunc | std::ios::binary)
-    {
-        if (!file_) {
-            throw std::runtime_error("a temporary file could not be made in the temporary folder");
-        }
-        std::error_code ignored;
-        removed_ = std::filesystem::remove(path_, ignored); // an open file keeps its name on Windows
-    }
-    file(const file&) = delete;
-    file& operator=(const file&) = delete;
-    ~file() override
-    {
-        file_.close();
-        if (!removed_) {
-            std::error_code ignored;
-            std::filesystem::remove(path_, ignored);
-        }
-    }
-
+        : store_(web::make_body_store(web::unknown_body_size))
+    {}
     [[nodiscard]] std::uint64_t size() const override { return size_; }
     std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const override
     {
@@ -156,14 +138,12 @@ public:
             return 0;
         }
         const std::lock_guard guard(lock_);
-        return read_at(file_, offset, destination, std::min<std::uint64_t>(count, size_ - offset));
+        return static_cast<std::size_t>(
+            store_->read(offset, destination, std::min<std::uint64_t>(count, size_ - offset)));
     }
     void write(std::uint64_t offset, const void* source, std::size_t count)
     {
-        file_.clear();
-        file_.seekp(static_cast<std::streamoff>(offset));
-        file_.write(static_cast<const char*>(source), static_cast<std::streamsize>(count));
-        if (!file_) {
+        if (store_->write(offset, source, count) != count) {
             throw std::runtime_error("a temporary file could not be written");
         }
         size_ = std::max(size_, offset + count);
@@ -171,20 +151,9 @@ public:
     void cut(std::uint64_t new_size) { size_ = std::min(size_, new_size); }
 
 private:
-    static std::filesystem::path unused_path()
-    {
-        static std::atomic<std::uint32_t> counter{0};
-        std::random_device random;
-        return std::filesystem::temp_directory_path() /
-               ("postwarden-" + std::to_string(random()) + std::to_string(random()) + "-" + std::to_string(++counter) +
-                ".tmp");
-    }
-
-    std::filesystem::path path_;
     mutable std::mutex lock_; ///< the file's position
-    mutable std::fstream file_;
-    std::uint64_t size_ = 0;
-    bool removed_ = false;
+    std::unique_ptr<web::io_data> store_;
+    std::uint64_t size_ = 0; ///< what lies behind it in the file is old
 };
 
 scratch::scratch() = default;

@@ -141,23 +141,5 @@ TEST(Scratch, FrozenBytesOutliveIt)
     EXPECT_EQ(pattern(300000), to_string(*frozen));
 }
 
-TEST(Scratch, LeavesNoFileBehind)
-{
-    const auto count = [] {
-        std::size_t found = 0;
-        for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
-            found += entry.path().filename().string().starts_with("postwarden-") ? 1 : 0;
-        }
-        return found;
-    };
-    const std::size_t before = count();
-    {
-        scratch target;
-        target.append(pattern(300000));
-        EXPECT_EQ(300000U, target.freeze()->size());
-    }
-    EXPECT_EQ(before, count());
-}
-
 } // namespace
 } // namespace host
