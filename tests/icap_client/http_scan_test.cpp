@@ -243,6 +243,18 @@ TEST_F(HttpScan, AResponseWithoutAnswerFailsOpen)
     EXPECT_TRUE(subject->is_invalid());
 }
 
+TEST_F(HttpScan, AChunkedResponseGoesAsTheTextOfAChunkedSender)
+{
+    serve_continue(0, reply::no_content());
+    set_request("");
+    response_message =
+        test::http_message("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n");
+    http_response.response = response_message.get();
+    http_response.timeout = 20000;
+    EXPECT_EQ(subject->scan(http_response, answer), ScanResult::Clean);
+    EXPECT_EQ(request(), joined({respmod(""), "f\r\n5\r\nhello\r\n0\r\n\r\n\r\n0\r\n\r\n"}));
+}
+
 TEST_F(HttpScan, WithoutAMessageFailsOpen)
 {
     serve(greeted(4));

@@ -496,6 +496,31 @@ TEST_F(MailScan, WithoutABodyObjectFailsOpen)
     EXPECT_FALSE(subject->is_invalid());
 }
 
+TEST_F(MailScan, APeerThatReadsLateOnlyDelaysTheWriter)
+{
+    const std::string body = patterned(8 << 20);
+    serve(std::move(greeted().pause(200).expect_until("Content-Length").expect(body.size()).send(reply::blocked("B"))));
+    open();
+    set_body(body);
+    EXPECT_EQ(scan(), ScanResult::Blocked);
+    ASSERT_TRUE(peer->wait_for_bytes(0, options_text().size() + wire(body).size()));
+    EXPECT_TRUE(request() == wire(body));
+}
+
+TEST_F(MailScan, OnAClosedSessionFailsOpen)
+{
+    serve(greeted());
+    open();
+    subject->close();
+    set_body("body");
+    mail.timeout = 50;
+    const test::log_capture log;
+    EXPECT_EQ(scan(), ScanResult::Clean);
+    EXPECT_TRUE(log.contains("failed: send request timeout occured"));
+    EXPECT_TRUE(subject->is_invalid());
+    EXPECT_EQ(request(), "");
+}
+
 TEST_F(MailScan, ManyScansShareOneConnection)
 {
     auto script = greeted();

@@ -46,10 +46,12 @@ scan_mail mail_of(const std::string& body, std::uint32_t timeout = 20000)
 class PoolOnTheNetwork : public testing::Test
 {
 protected:
-    std::shared_ptr<session_manager> pool_at(const scripted_peer& peer, std::uint32_t initial = 1)
+    std::shared_ptr<session_manager> pool_at(const scripted_peer& peer, std::uint32_t initial = 1,
+                                             std::uint32_t options_answer = 20000)
     {
         return std::make_shared<session_manager>(session_manager_parameters{L"127.0.0.1", peer.port(), L"/webscan"},
-                                                 initial, session_timing{.options_answer = 20000, .release_poll = 1});
+                                                 initial,
+                                                 session_timing{.options_answer = options_answer, .release_poll = 1});
     }
     static ScanResult scan(const std::shared_ptr<session_pool>& pool, const scan_mail& mail)
     {
@@ -252,7 +254,7 @@ TEST_F(PoolOnTheNetwork, EightThreadsSurviveFailingSessionsAndATermination)
         }
     }
     scripted_peer peer(std::move(conversations));
-    const auto pool = pool_at(peer, 2);
+    const auto pool = pool_at(peer, 2, 500);
     std::atomic<int> finished{0};
     std::vector<std::thread> users;
     for (int count = 0; count < threads; ++count) {
