@@ -18,8 +18,9 @@ struct server_options
     std::uint16_t port = 0;
     /// Path of the service's URI, with or without its leading "/": letters, digits and "/" only.
     std::string uri = "webscan";
-    /// Preview size told in the answer to OPTIONS, in bytes.
-    std::uint32_t preview = 1024;
+    /// Preview size told in the answer to OPTIONS, in bytes. None by default: the client fills up the preview of an object
+    /// that is shorter, and then has no way to go on when the preview alone doesn't clear it.
+    std::uint32_t preview = 0;
     /// Judge of the objects, in the form that make_engine() reads: "builtin", "clamd:unix:PATH", "clamd:tcp:HOST:PORT".
     /// Not looked at when `custom_engine` is set.
     std::string engine = "builtin";
