@@ -158,7 +158,7 @@ TEST_F(SessionManager, TellsQueryAndRelease)
     const auto taken = pool->query_session();
     pool->release_session(taken);
     EXPECT_EQ(log.texts("icapclnt"),
-              (texts{"active sessions = 2", joined({"query session(", address(taken), ") from 1 sessions"}),
+              (texts{"active sessions = 2", joined({"query session(", address(taken), ") from 1 sessons"}),
                      joined({"return session(", address(taken), ") to active sessions"})}));
 }
 
@@ -169,7 +169,7 @@ TEST_F(SessionManager, StepsOverAnInvalidSessionAndLeavesItInTheList)
     const test::log_capture log;
     const auto taken = pool->query_session();
     EXPECT_EQ(taken, sessions.opened[1]);
-    EXPECT_TRUE(log.contains(") from 1 sessions"));
+    EXPECT_TRUE(log.contains(") from 1 sessons"));
     // It is tested again at each query, and would be used again if it had become valid.
     const auto fresh = pool->query_session();
     EXPECT_EQ(sessions.opened[0]->validity_tests, 2);

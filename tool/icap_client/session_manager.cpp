@@ -97,7 +97,7 @@ std::shared_ptr<session> session_manager::query_session()
             auto found = std::move(*valid);
             active_.erase(valid);
             LOG_LINE(logging::icapclnt_log(), 500,
-                     "query session(" << found.get() << ") from " << active_.size() << " sessions");
+                     "query session(" << found.get() << ") from " << active_.size() << " sessons");
             return found;
         }
     }
