@@ -66,6 +66,15 @@ TEST(preview, is_at_its_end_when_the_whole_message_is_longer_and_there)
     EXPECT_TRUE(message->is_endoff_preview());
 }
 
+TEST(preview, is_not_at_its_end_when_the_whole_message_is_not_longer)
+{
+    const std::string head = test::head({"POST http://host/a HTTP/1.1", "Content-Length: 4"});
+    const auto message = extract_request(test::reqmod({"Preview: 4", encapsulated(head, "", "req-body")}) + head +
+                                         chunk("0123") + last_chunk);
+    ASSERT_TRUE(message);
+    EXPECT_FALSE(message->is_endoff_preview());
+}
+
 TEST(preview, is_not_at_its_end_before_the_body_exists)
 {
     const auto message = extract_request(test::reqmod({"Preview: 4", encapsulated(post_head, "", "req-body")}));

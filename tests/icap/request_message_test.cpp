@@ -271,12 +271,30 @@ TEST(icap_request, refuses_either_head_of_respmod_beyond_its_place)
               "respmod request: actual response header size exceeded response header size in request");
 }
 
-TEST(icap_request, counts_head_size_from_its_own_offset)
+TEST(icap_request, counts_head_sizes_from_their_own_offsets)
 {
-    const std::string end = std::to_string(get_head.size() + 7);
-    const auto message = extract_request(reqmod({"Encapsulated: req-hdr=7, null-body=" + end}) + get_head);
+    const std::string end = std::to_string(post_head.size() + 7);
+    const auto message =
+        extract_request(reqmod({"Encapsulated: req-hdr=7, req-body=" + end}) + post_head + chunk("hello") + last_chunk);
     ASSERT_TRUE(message);
     EXPECT_TRUE(message->complete());
+    EXPECT_EQ(test::body_of(message->request()), "hello");
+
+    const auto bare = extract_request(
+        reqmod({"Preview: 0", "Encapsulated: req-hdr=7, null-body=" + std::to_string(get_head.size() + 7)}) + get_head);
+    ASSERT_TRUE(bare && bare->complete());
+    // Bytes behind the head are the body's at once.
+    EXPECT_EQ(append(*bare, last_chunk), last_chunk.size());
+    EXPECT_TRUE(bare->complete());
+
+    const std::string start = std::to_string(get_head.size() + 7);
+    const std::string second_end = std::to_string(get_head.size() + page_head.size() + 7);
+    const auto both =
+        extract_request(respmod({"Encapsulated: req-hdr=7, res-hdr=" + start + ", res-body=" + second_end}) + get_head +
+                        page_head + chunk("hello") + last_chunk);
+    ASSERT_TRUE(both);
+    EXPECT_TRUE(both->complete());
+    EXPECT_EQ(test::body_of(both->response()), "hello");
 }
 
 TEST(icap_request, stays_as_it_stood_after_a_failure_and_reads_nothing_beyond_its_bytes)

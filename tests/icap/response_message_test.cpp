@@ -128,7 +128,7 @@ TEST(icap_reply, with_an_http_response_needs_an_end_of_its_head)
 
 TEST(icap_reply, starts_its_body_by_the_offsets_and_not_where_the_http_head_ends)
 {
-    const std::string bare_head = test::head({"HTTP/1.1 204 Gone away quickly, see you"});
+    const std::string bare_head = test::head({"HTTP/1.1 200 OK", "Content-Length: 15"});
     const std::string extra = "0123456789";
     const std::string text =
         reply(200, {"Encapsulated: res-hdr=0, res-body=" + std::to_string(bare_head.size() + extra.size())});
@@ -137,6 +137,8 @@ TEST(icap_reply, starts_its_body_by_the_offsets_and_not_where_the_http_head_ends
     ASSERT_TRUE(whole);
     EXPECT_TRUE(whole->complete());
     EXPECT_EQ(test::text_of(whole->response().raw_head()), bare_head);
+    // The HTTP analyzer gives what it gets behind its head to its message.
+    EXPECT_EQ(test::body_of(whole->response()), extra + "hello");
     for (std::size_t cut = 1; cut < body.size(); ++cut) {
         const auto message = extract_reply(text);
         append(*message, body.substr(0, cut));
