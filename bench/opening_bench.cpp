@@ -1,0 +1,90 @@
+// Openings of messages through the whole logic: scanned each time, and with the verdict stored on the message.
+
+#include "bench/sink_peer.h"
+#include "host/cli/fixed_connection.h"
+#include "host/cli/mail_client.h"
+#include "host/mime/message_reader.h"
+#include "host/store/bytes.h"
+#include "outlook/qdmailprotect/check/mail_checker.h"
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+/// Somebody who reads mail, with a service that lets everything through.
+class reader
+{
+public:
+    reader()
+        : peer_(bench::sink_peer::kind::icap)
+    {
+        MailCheckerServices services;
+        services.link = std::make_shared<host::fixed_connection>(peer_.port(), L"bench");
+        checker_ = std::make_shared<MailChecker>(std::move(services));
+        checker_->Init(false, 1, "bench", "S-1-5-21-0-0-0-1000");
+        client_ = std::make_unique<host::mail_client>(checker_);
+    }
+    reader(const reader&) = delete;
+    reader& operator=(const reader&) = delete;
+    ~reader()
+    {
+        client_.reset();
+        checker_->Close();
+    }
+
+    host::opening open(const std::shared_ptr<host::message_record>& message) { return client_->open(message); }
+    [[nodiscard]] std::uint64_t bytes_on_the_wire() const { return peer_.received(); }
+
+private:
+    bench::sink_peer peer_;
+    std::shared_ptr<MailChecker> checker_;
+    std::unique_ptr<host::mail_client> client_;
+};
+
+std::shared_ptr<host::message_record> make_message(int number)
+{
+    std::string text = "From: Ada <ada@example.org>\r\nSubject: Figures\r\nMessage-ID: <" + std::to_string(number) +
+                       "@example.org>\r\nMIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\n\r\n";
+    text.append(4096, 'x');
+    return std::make_shared<host::message_record>(host::read_message(
+        host::bytes_of(std::move(text)), std::to_string(number), std::make_shared<host::store_context>()));
+}
+
+void opening_with_a_scan(benchmark::State& state)
+{
+    reader desk;
+    int number = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto message = make_message(++number);
+        state.ResumeTiming();
+        if (desk.open(message).verdict != ScanResult::Clean) {
+            state.SkipWithError("not judged");
+            break;
+        }
+    }
+}
+BENCHMARK(opening_with_a_scan)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+void opening_with_a_stored_verdict(benchmark::State& state)
+{
+    reader desk;
+    const auto first = desk.open(make_message(1));
+    const auto judged = std::make_shared<host::message_record>(first.opened->message().current().copy());
+    const auto before = desk.bytes_on_the_wire();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(desk.open(judged));
+    }
+    if (desk.bytes_on_the_wire() != before || first.verdict != ScanResult::Clean) {
+        state.SkipWithError("something went over the wire");
+    }
+    state.counters["bytes_on_the_wire"] = static_cast<double>(desk.bytes_on_the_wire() - before);
+}
+BENCHMARK(opening_with_a_stored_verdict)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+BENCHMARK_MAIN();
