@@ -40,7 +40,7 @@ TEST(extension_filter, compares_whole_extensions)
 
 TEST(extension_filter, allows_names_without_an_extension)
 {
-    EXPECT_TRUE(IsExtensionAllowed(L""));
+    EXPECT_TRUE(IsExtensionAllowed(std::wstring()));
     EXPECT_TRUE(IsExtensionAllowed(L"exe"));
     EXPECT_TRUE(IsExtensionAllowed(L"."));
     EXPECT_TRUE(IsExtensionAllowed(L"name.   "));

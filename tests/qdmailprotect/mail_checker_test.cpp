@@ -12,7 +12,6 @@ using test::fake_message;
 using texts = std::vector<std::string>;
 
 constexpr ULONG VerdictTag = 0x80000003; // the first name that is resolved
-constexpr ULONG ContentType = 0x8001001F;
 constexpr HRESULT NoService = 240;
 
 class mail_checker : public test::checker_fixture

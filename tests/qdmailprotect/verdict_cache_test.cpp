@@ -375,7 +375,7 @@ TEST_F(verdict_cache, knows_enveloped_messages_by_their_content_type)
     EXPECT_FALSE(encrypted(L"application/pkcs7-mime; smime-type=signed-data"));
     EXPECT_FALSE(encrypted(L"application/pkcs7-mime; SMIME-TYPE=enveloped-data")) << "case counts";
     EXPECT_TRUE(encrypted(L"smime-type=enveloped-data"));
-    EXPECT_FALSE(encrypted(L""));
+    EXPECT_FALSE(encrypted(std::wstring()));
 }
 
 TEST_F(verdict_cache, takes_a_message_without_a_content_type_for_not_encrypted)

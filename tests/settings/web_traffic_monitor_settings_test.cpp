@@ -11,8 +11,8 @@ TEST(setting, counts_its_value_only_when_it_is_set)
 {
     EXPECT_TRUE((Setting<bool>{true, false, false}).Effective());
     EXPECT_FALSE((Setting<bool>{true, false, true}).Effective());
-    EXPECT_EQ((Setting<std::wstring>{L"default", L"", true}).Effective(), L"");
-    EXPECT_EQ((Setting<std::wstring>{L"default", L"", false}).Effective(), L"default");
+    EXPECT_EQ((Setting<std::wstring>{L"default", {}, true}).Effective(), std::wstring());
+    EXPECT_EQ((Setting<std::wstring>{L"default", {}, false}).Effective(), L"default");
 }
 
 TEST(setting, is_unset_and_zero_when_fresh)
@@ -38,7 +38,7 @@ TEST(web_traffic_monitor_settings, have_their_defaults)
     EXPECT_EQ(settings.UseSizeLimit, (Setting<bool>{true, false, false}));
     EXPECT_EQ(settings.SizeLimit, (Setting<std::uint32_t>{20971520, 0, false}));
     EXPECT_EQ(settings.ServerPort, (Setting<std::uint32_t>{1345, 0, false}));
-    EXPECT_EQ(settings.Uri, (Setting<std::wstring>{L"webscan", L"", false}));
+    EXPECT_EQ(settings.Uri, (Setting<std::wstring>{L"webscan", {}, false}));
     EXPECT_EQ(settings.UseOutlookPlugin, (Setting<bool>{true, false, false}));
     EXPECT_EQ(settings.BlockExecInAttach, (Setting<bool>{true, false, false}));
 }

@@ -4,17 +4,16 @@
 #include "tool/system/errors.h"
 #include "tool/system/win32_codes.h"
 
-#include <source_location>
 #include <utility>
 
 namespace web {
 
 namespace {
 
-void check(HRESULT result, const char* text, std::source_location where = std::source_location::current())
+void check(HRESULT result, const char* text, int line)
 {
     if (FAILED(result)) {
-        throw error::HresultException(text, result, where.file_name(), static_cast<int>(where.line()));
+        throw error::HresultException(text, result, __FILE__, line);
     }
 }
 
@@ -32,7 +31,7 @@ std::uint64_t io_stream::read(std::uint64_t offset, void* destination, std::uint
 {
     seek(offset);
     ULONG done = 0;
-    check(stream().Read(destination, static_cast<ULONG>(count), &done), "IStream::Read failed");
+    check(stream().Read(destination, static_cast<ULONG>(count), &done), "IStream::Read failed", __LINE__);
     return done;
 }
 
@@ -40,7 +39,7 @@ std::uint64_t io_stream::write(std::uint64_t offset, const void* source, std::ui
 {
     seek(offset);
     ULONG done = 0;
-    check(stream().Write(source, static_cast<ULONG>(count), &done), "IStream::Write failed");
+    check(stream().Write(source, static_cast<ULONG>(count), &done), "IStream::Write failed", __LINE__);
     return done;
 }
 
@@ -58,13 +57,13 @@ void io_stream::size(std::uint64_t new_size)
 {
     ULARGE_INTEGER size{};
     size.QuadPart = new_size;
-    check(stream().SetSize(size), "IStream::SetSize failed");
+    check(stream().SetSize(size), "IStream::SetSize failed", __LINE__);
 }
 
 std::uint64_t io_stream::size()
 {
     STATSTG stat{};
-    check(stream().Stat(&stat, STATFLAG_NONAME), "IStream::Stat failed");
+    check(stream().Stat(&stat, STATFLAG_NONAME), "IStream::Stat failed", __LINE__);
     return stat.cbSize.QuadPart;
 }
 
@@ -80,7 +79,7 @@ void io_stream::seek(std::uint64_t offset)
 {
     LARGE_INTEGER move{};
     move.QuadPart = static_cast<LONGLONG>(offset);
-    check(stream().Seek(move, STREAM_SEEK_SET, nullptr), "IStream::Seek failed");
+    check(stream().Seek(move, STREAM_SEEK_SET, nullptr), "IStream::Seek failed", __LINE__);
 }
 
 } // namespace web
