@@ -6,6 +6,8 @@
 #include <boost/lexical_cast.hpp>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
