@@ -7,7 +7,7 @@ patterns that the local service knows are put together only here, at run time.
 import documents
 import mime_text as mime
 
-CONDEMNED = "X5O!P%@AP[4\\PZX54(P^)7CC)7}$" + "EICAR-STANDARD-ANTIVIRUS-TEST-FILE!$H+H*"
+CONDEMNED = "X5O!P%@AP[4\\PZX54(P^)7CC)7}$" + "EICAR-STANDARD-" + "ANTIVIRUS-TEST-FILE!$H+H*"
 REPAIRABLE = "POSTWARDEN-" + "REPAIRABLE-TEST-PATTERN"
 
 CLEAN = "opens unchanged, verdict 1"

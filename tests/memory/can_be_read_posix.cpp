@@ -1,4 +1,4 @@
-#include "can_be_read.h"
+#include "tests/memory/can_be_read.h"
 
 #include <array>
 #include <unistd.h>

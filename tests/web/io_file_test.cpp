@@ -1,4 +1,4 @@
-#include "temporary_folder.h"
+#include "tests/web/temporary_folder.h"
 #include "tool/system/errors.h"
 #include "tool/web/io_file.h"
 #include "tool/web/io_memory.h"
