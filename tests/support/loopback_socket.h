@@ -20,6 +20,8 @@ public:
 
     /// Listens on a free port.
     static loopback_socket listen();
+    /// Connects to a port; the socket is not open when nobody listens there.
+    static loopback_socket connect(std::uint16_t port);
     [[nodiscard]] std::uint16_t port() const;
     [[nodiscard]] loopback_socket accept();
 
@@ -30,6 +32,8 @@ public:
     std::size_t receive(char* destination, std::size_t size);
     /// Sends all bytes; false when the other side takes no more.
     bool send(std::string_view bytes);
+    /// Tells the other side that no more will be sent; its bytes can still be received.
+    void end_sending() noexcept;
     void close() noexcept;
     /// Closes so that the other side sees a reset connection.
     void reset() noexcept;

@@ -28,6 +28,14 @@ sockaddr_in loopback() noexcept
     return address;
 }
 
+void set_options(std::intptr_t handle) noexcept
+{
+    const int on = 1;
+    ::setsockopt(number(handle), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const timeval limit{send_seconds, 0};
+    ::setsockopt(number(handle), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
 } // namespace
 
 loopback_socket::loopback_socket(loopback_socket&& other) noexcept
@@ -60,6 +68,22 @@ loopback_socket loopback_socket::listen()
     return made;
 }
 
+loopback_socket loopback_socket::connect(std::uint16_t port)
+{
+    loopback_socket made(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!made.is_open()) {
+        throw std::runtime_error("cannot make a socket");
+    }
+    sockaddr_in address = loopback();
+    address.sin_port = htons(port);
+    if (::connect(number(made.handle_), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        made.close();
+        return made;
+    }
+    set_options(made.handle_);
+    return made;
+}
+
 std::uint16_t loopback_socket::port() const
 {
     sockaddr_in address{};
@@ -76,10 +100,7 @@ loopback_socket loopback_socket::accept()
     if (!taken.is_open()) {
         throw std::runtime_error("cannot accept");
     }
-    const int on = 1;
-    ::setsockopt(number(taken.handle_), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const timeval limit{send_seconds, 0};
-    ::setsockopt(number(taken.handle_), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    set_options(taken.handle_);
     return taken;
 }
 
@@ -105,6 +126,11 @@ bool loopback_socket::send(std::string_view bytes)
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
+}
+
+void loopback_socket::end_sending() noexcept
+{
+    ::shutdown(number(handle_), SHUT_WR);
 }
 
 void loopback_socket::close() noexcept

@@ -26,9 +26,30 @@ public:
     ~winsock() { WSACleanup(); }
 };
 
+void need_winsock()
+{
+    static const winsock started;
+}
+
 SOCKET number(std::intptr_t handle) noexcept
 {
     return static_cast<SOCKET>(handle);
+}
+
+sockaddr_in loopback() noexcept
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+void set_options(std::intptr_t handle) noexcept
+{
+    const BOOL on = TRUE;
+    ::setsockopt(number(handle), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
+    const DWORD limit = send_milliseconds;
+    ::setsockopt(number(handle), SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&limit), sizeof limit);
 }
 
 } // namespace
@@ -53,16 +74,31 @@ loopback_socket::~loopback_socket()
 
 loopback_socket loopback_socket::listen()
 {
-    static const winsock started;
+    need_winsock();
     loopback_socket made(static_cast<std::intptr_t>(::socket(AF_INET, SOCK_STREAM, 0)));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const sockaddr_in address = loopback();
     if (!made.is_open() ||
         ::bind(number(made.handle_), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(number(made.handle_), SOMAXCONN) != 0) {
         throw std::runtime_error("cannot listen on the loopback interface");
     }
+    return made;
+}
+
+loopback_socket loopback_socket::connect(std::uint16_t port)
+{
+    need_winsock();
+    loopback_socket made(static_cast<std::intptr_t>(::socket(AF_INET, SOCK_STREAM, 0)));
+    if (!made.is_open()) {
+        throw std::runtime_error("cannot make a socket");
+    }
+    sockaddr_in address = loopback();
+    address.sin_port = htons(port);
+    if (::connect(number(made.handle_), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        made.close();
+        return made;
+    }
+    set_options(made.handle_);
     return made;
 }
 
@@ -82,10 +118,7 @@ loopback_socket loopback_socket::accept()
     if (!taken.is_open()) {
         throw std::runtime_error("cannot accept");
     }
-    const BOOL on = TRUE;
-    ::setsockopt(number(taken.handle_), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
-    const DWORD limit = send_milliseconds;
-    ::setsockopt(number(taken.handle_), SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&limit), sizeof limit);
+    set_options(taken.handle_);
     return taken;
 }
 
@@ -114,6 +147,11 @@ bool loopback_socket::send(std::string_view bytes)
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
+}
+
+void loopback_socket::end_sending() noexcept
+{
+    ::shutdown(number(handle_), SD_SEND);
 }
 
 void loopback_socket::close() noexcept
