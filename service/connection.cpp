@@ -1,11 +1,14 @@
 #include "service/connection.h"
 
-#include "logging/logging.h"
 #include "service/bad_request.h"
+#include "service/log.h"
+#include "service/text.h"
 
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/dispatch.hpp>
+#include <boost/asio/execution/outstanding_work.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/prefer.hpp>
 #include <boost/asio/write.hpp>
 
 #include <exception>
@@ -20,16 +23,11 @@ namespace asio = boost::asio;
 using boost::system::error_code;
 
 constexpr std::size_t write_size = 65536;
+constexpr std::string_view end_mark_of_nothing = "0\r\n\r\n0\r\n\r\n";
 constexpr std::uint32_t continue_status = 100;
 constexpr std::uint32_t not_found = 404;
 constexpr std::uint32_t server_error = 500;
 constexpr std::uint32_t unavailable = 503;
-
-logging::logger& service_log()
-{
-    static logging::logger& log = logging::log_manager::default_manager().get_logger("service");
-    return log;
-}
 
 } // namespace
 
@@ -118,29 +116,13 @@ void connection::read_more()
 
 void connection::judge()
 {
-    timer_.cancel();
-    asio::post(services_.scanners, [self = shared_from_this()] {
+    expect_nothing();
+    // The server's threads are not done before the verdict is there, whatever becomes of the peer meanwhile.
+    auto work = asio::prefer(socket_.get_executor(), asio::execution::outstanding_work.tracked);
+    asio::post(services_.scanners, [self = shared_from_this(), work = std::move(work)] {
         reply_maker::reply reply;
         try {
-            connection_services& services = self->services_;
-            icap::request_message& request = *self->reader_->request();
-            if (request.uri_path() != services.path) {
-                reply = services.replies.bare(services.tag.current(), not_found);
-            } else if (request.method() == icap::request_method::options) {
-                reply = services.replies.options(services.tag.refresh());
-            } else {
-                http::message& object = self->reader_->object();
-                const std::string name = object_name(*self->reader_);
-                verdict outcome = scan(*services.engine, {name, object.body_size()}, object.body(), services.stop);
-                if (const auto* failure = std::get_if<error_verdict>(&outcome)) {
-                    LOG_LINE(service_log(), 200,
-                             "connection(" << self.get() << ") could not judge '" << name << "': " << failure->why);
-                } else if (const auto* found = std::get_if<blocked_verdict>(&outcome)) {
-                    LOG_LINE(service_log(), 300,
-                             "connection(" << self.get() << ") blocked '" << name << "': " << found->threat);
-                }
-                reply = services.replies.judged(services.tag.current(), *self->reader_, std::move(outcome), name);
-            }
+            reply = self->make_reply();
         } catch (const std::exception& problem) {
             LOG_LINE(service_log(), 200, "connection(" << self.get() << ") failed: " << problem.what());
         }
@@ -148,6 +130,34 @@ void connection::judge()
             self->judged(std::move(*made));
         });
     });
+}
+
+/// The answer to the request that was read; runs on a scanner thread.
+reply_maker::reply connection::make_reply()
+{
+    icap::request_message& request = *reader_->request();
+    if (request.uri_path() != services_.path) {
+        return services_.replies.bare(services_.tag.current(), not_found);
+    }
+    if (request.method() == icap::request_method::options) {
+        return services_.replies.options(services_.tag.refresh());
+    }
+    http::message& object = reader_->object();
+    const std::string name = object_name(*reader_);
+    verdict outcome = scan(*services_.engine, {name, object.body_size()}, object.body(), services_.stop);
+    if (const auto* failure = std::get_if<error_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 200,
+                 "connection(" << this << ") could not judge '" << display_text(name)
+                               << "': " << display_text(failure->why));
+    } else if (const auto* found = std::get_if<blocked_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 300,
+                 "connection(" << this << ") blocked '" << display_text(name) << "': " << display_text(found->threat));
+    } else if (const auto* repaired = std::get_if<repaired_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 300,
+                 "connection(" << this << ") repaired '" << display_text(name)
+                               << "': " << display_text(repaired->threat));
+    }
+    return services_.replies.judged(services_.tag.current(), *reader_, std::move(outcome), name);
 }
 
 void connection::judged(reply_maker::reply reply)
@@ -160,7 +170,11 @@ void connection::judged(reply_maker::reply reply)
         return;
     }
     const bool close = reader_->request()->connection_close();
-    answer(std::move(reply), close ? after_write::close : after_write::next_request);
+    try {
+        answer(std::move(reply), close ? after_write::close : after_write::next_request);
+    } catch (const std::exception& problem) {
+        answer_bad_request(problem.what(), server_error);
+    }
 }
 
 void connection::answer_bad_request(const std::string& why, std::uint32_t status)
@@ -188,10 +202,16 @@ void connection::write_more()
 {
     outbox_.clear();
     try {
+        const bool bodiless = reply_->encapsulated().null_body != 0;
         http::byte_vector bytes;
         icap::packet piece{&bytes};
         while (outbox_.size() < write_size && packets_->read(piece)) {
-            outbox_.append(bytes.data(), bytes.size());
+            const std::string_view text(bytes.data(), bytes.size());
+            // The packets of an HTTP response end with this even where Encapsulated says that no body follows. The peer
+            // would take it for the beginning of the next answer.
+            if (!bodiless || text != end_mark_of_nothing) {
+                outbox_.append(text);
+            }
         }
     } catch (const std::exception& problem) {
         LOG_LINE(service_log(), 200, "connection(" << this << ") could not answer: " << problem.what());
@@ -218,7 +238,7 @@ void connection::written()
     packets_.reset();
     reply_.reset();
     if (next_ == after_write::close) {
-        end("the answer was the last");
+        linger();
         return;
     }
     try {
@@ -234,9 +254,34 @@ void connection::written()
     advance();
 }
 
+void connection::linger()
+{
+    error_code ignored;
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    if (services_.settings.linger_timeout.count() == 0) {
+        end("the answer was the last");
+        return;
+    }
+    expect_within(services_.settings.linger_timeout);
+    drop_what_comes();
+}
+
+void connection::drop_what_comes()
+{
+    socket_.async_read_some(
+        asio::buffer(block_),
+        asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t) {
+            if (error) {
+                self->end("the answer was the last");
+            } else {
+                self->drop_what_comes();
+            }
+        }));
+}
+
 void connection::expect_within(std::chrono::milliseconds limit)
 {
-    timer_.cancel();
+    expect_nothing();
     if (limit.count() == 0) {
         return;
     }
@@ -249,6 +294,12 @@ void connection::expect_within(std::chrono::milliseconds limit)
     });
 }
 
+/// A wait that is over already, but whose handler has not run yet, can't be cancelled: it sees the new expiry.
+void connection::expect_nothing()
+{
+    timer_.expires_at(asio::steady_timer::time_point::max());
+}
+
 void connection::end(const char* why)
 {
     if (closed_) {
@@ -256,7 +307,7 @@ void connection::end(const char* why)
     }
     closed_ = true;
     LOG_LINE(service_log(), 500, "connection(" << this << ") closes: " << why);
-    timer_.cancel();
+    expect_nothing();
     error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);

@@ -65,13 +65,18 @@ private:
     void advance();
     void read_more();
     void judge();
+    [[nodiscard]] reply_maker::reply make_reply();
     void judged(reply_maker::reply reply);
     void answer_bad_request(const std::string& why, std::uint32_t status);
     void answer(reply_maker::reply reply, after_write next);
     void write_more();
     void written();
-    /// Closes the socket unless something happens on it for so long; zero means no limit.
+    /// Ends the sending, then waits for the peer to do the same.
+    void linger();
+    void drop_what_comes();
+    /// Ends the connection unless this is called again, or expect_nothing(), within the limit; zero means no limit.
     void expect_within(std::chrono::milliseconds limit);
+    void expect_nothing();
     void end(const char* why);
 
     boost::asio::ip::tcp::socket socket_;

@@ -24,26 +24,27 @@ std::uint64_t hash(std::string_view text)
 istag::istag(std::shared_ptr<scan_engine> engine, std::stop_token stop)
     : engine_(std::move(engine))
     , stop_(std::move(stop))
+    , text_(tag_of({}))
 {}
+
+std::string istag::tag_of(std::string_view identity) const
+{
+    std::string made = "\"";
+    return made.append(engine_->name()).append("-").append(winapi::to_hex(hash(identity))).append("\"");
+}
 
 std::string istag::refresh()
 {
-    std::string made = "\"";
-    made.append(engine_->name()).append("-").append(winapi::to_hex(hash(engine_->identity(stop_)))).append("\"");
+    std::string made = tag_of(engine_->identity(stop_));
     const std::lock_guard guard(lock_);
     text_ = made;
     return made;
 }
 
-std::string istag::current()
+std::string istag::current() const
 {
-    {
-        const std::lock_guard guard(lock_);
-        if (!text_.empty()) {
-            return text_;
-        }
-    }
-    return refresh();
+    const std::lock_guard guard(lock_);
+    return text_;
 }
 
 } // namespace service

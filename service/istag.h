@@ -6,6 +6,7 @@
 #include <mutex>
 #include <stop_token>
 #include <string>
+#include <string_view>
 
 namespace service {
 
@@ -18,14 +19,17 @@ public:
 
     /// Asks the engine; may block as long as the engine's own time-out.
     std::string refresh();
-    /// The tag of the last refresh, or of the first one, which is then made.
-    std::string current();
+    /// The tag of the last refresh; ahead of the first one a tag of the engine's name alone. Never blocks: it goes into
+    /// every answer, also into those that are made where others wait.
+    [[nodiscard]] std::string current() const;
 
 private:
+    [[nodiscard]] std::string tag_of(std::string_view identity) const;
+
     std::shared_ptr<scan_engine> engine_;
     std::stop_token stop_;
-    std::mutex lock_;
-    std::string text_;
+    mutable std::mutex lock_;
+    std::string text_; ///< under lock_
 };
 
 } // namespace service

@@ -85,8 +85,6 @@ int main(int count, char** arguments)
         return 0;
     } catch (const std::invalid_argument& problem) {
         return complain(problem.what(), usage_error);
-    } catch (const boost::system::system_error& problem) {
-        return complain("port " + std::to_string(settings.port) + ": " + problem.code().message(), run_error);
     } catch (const std::exception& problem) {
         return complain(problem.what(), run_error);
     }

@@ -49,6 +49,16 @@ void add_infection(icap::response_message& reply, const std::string& threat, std
     reply.headers().set("X-Infection-Found", icap::format_infection(record));
 }
 
+/// A reply goes out only with a complete object. One whose head tells no length, or more than came, is never complete
+/// by itself: it gets the length that it has.
+void settle_length(http::message& object)
+{
+    if (!object.complete()) {
+        object.headers().set("Content-Length", std::to_string(object.body_size()));
+        object.update_length();
+    }
+}
+
 std::string text_of(const std::unique_ptr<http::byte_vector>& value)
 {
     return value ? std::string(value->begin(), value->end()) : std::string();
@@ -95,7 +105,9 @@ reply_maker::reply reply_maker::clean(const std::string& istag, request_reader& 
     }
     auto made = bare(istag, ok);
     const bool respmod = request.method() == icap::request_method::respmod;
-    made->set_encapsulated(request.release_encapsulated(respmod ? http::type_response : http::type_request));
+    auto object = request.release_encapsulated(respmod ? http::type_response : http::type_request);
+    settle_length(*object);
+    made->set_encapsulated(std::move(object));
     return made;
 }
 
@@ -124,6 +136,7 @@ reply_maker::reply reply_maker::repaired(const std::string& istag, request_reade
         object = http_reply("application/octet-stream");
     }
     object->set_body(std::move(outcome.body));
+    settle_length(*object);
     auto made = bare(istag, created);
     add_infection(*made, outcome.threat, icap::scan_record::repaired);
     made->set_encapsulated(std::move(object));

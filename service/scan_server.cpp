@@ -2,17 +2,22 @@
 
 #include "service/connection.h"
 #include "service/listener.h"
+#include "service/log.h"
 
+#include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 
 #include <algorithm>
 #include <atomic>
-#include <mutex>
-#include <set>
+#include <chrono>
 #include <stdexcept>
 #include <stop_token>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -22,6 +27,10 @@ namespace service {
 namespace {
 
 namespace asio = boost::asio;
+using boost::system::error_code;
+
+constexpr std::size_t most_refused = 64; ///< connections that are being told that there are too many
+constexpr std::chrono::milliseconds accept_pause{50};
 
 bool is_uri_character(char value)
 {
@@ -55,11 +64,15 @@ public:
     void start();
     void stop();
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
-    [[nodiscard]] std::size_t connections() const noexcept { return count_; }
+    [[nodiscard]] std::size_t connections() const noexcept { return served_ + refused_; }
 
 private:
+    void listen();
+    void run();
     void accept();
+    void accept_after_pause();
     void accepted(asio::ip::tcp::socket peer);
+    void close_all();
 
     options settings_;
     std::string path_;
@@ -67,64 +80,121 @@ private:
     std::stop_source stop_;
     istag tag_{engine_, stop_.get_token()};
     std::atomic<std::uint16_t> port_{0};
-    std::atomic<std::size_t> count_{0};
+    std::atomic<std::size_t> served_{0};  ///< open connections
+    std::atomic<std::size_t> refused_{0}; ///< connections that are being told that there are too many
     asio::io_context io_;
-    asio::ip::tcp::acceptor acceptor_{io_};
+    asio::strand<asio::any_io_executor> strand_{asio::make_strand(asio::any_io_executor(io_.get_executor()))};
+    // Under strand_:
+    asio::ip::tcp::acceptor acceptor_{strand_};
+    asio::steady_timer pause_{strand_};
+    std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are swept at times
+    bool closed_ = false;
+
     std::unique_ptr<asio::thread_pool> scanners_;
     std::unique_ptr<connection_services> services_;
-    std::mutex lock_;
-    std::vector<std::weak_ptr<connection>> open_; ///< under lock_; entries of ended connections are swept at times
     std::vector<std::thread> threads_;
 };
+
+void scan_server::implementation::listen()
+{
+    const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), settings_.port);
+    try {
+        acceptor_.open(endpoint.protocol());
+        reuse_port_of_ended_connections(acceptor_);
+        acceptor_.bind(endpoint);
+        acceptor_.listen();
+        port_ = acceptor_.local_endpoint().port();
+    } catch (const boost::system::system_error& failure) {
+        error_code ignored;
+        acceptor_.close(ignored);
+        throw std::system_error(failure.code(), "port " + std::to_string(settings_.port));
+    }
+}
 
 void scan_server::implementation::start()
 {
     if (services_) {
         throw std::logic_error("the server was started before");
     }
-    const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), settings_.port);
-    acceptor_.open(endpoint.protocol());
-    reuse_port_of_ended_connections(acceptor_);
-    acceptor_.bind(endpoint);
-    acceptor_.listen();
-    port_ = acceptor_.local_endpoint().port();
+    listen();
     scanners_ = std::make_unique<asio::thread_pool>(std::max<std::size_t>(settings_.scan_threads, 1));
     services_ = std::make_unique<connection_services>(connection_services{
         settings_, path_, reply_maker(settings_.preview), engine_, tag_, *scanners_, stop_.get_token()});
-    accept();
+    asio::post(strand_, [this] { accept(); });
     for (std::size_t i = 0; i < std::max<std::size_t>(settings_.io_threads, 1); ++i) {
-        threads_.emplace_back([this] { io_.run(); });
+        threads_.emplace_back([this] { run(); });
+    }
+}
+
+/// What a handler raises ends the connection that the handler belonged to, and nothing else.
+void scan_server::implementation::run()
+{
+    for (;;) {
+        try {
+            io_.run();
+            return;
+        } catch (const std::exception& failure) {
+            LOG_LINE(service_log(), 200, "a connection broke off: " << failure.what());
+        }
     }
 }
 
 void scan_server::implementation::accept()
 {
-    acceptor_.async_accept([this](const boost::system::error_code& error, asio::ip::tcp::socket peer) {
-        if (error == asio::error::operation_aborted || !acceptor_.is_open()) {
+    if (closed_) {
+        return;
+    }
+    acceptor_.async_accept(io_, [this](const error_code& error, asio::ip::tcp::socket peer) {
+        if (closed_) {
             return;
         }
-        if (!error) {
-            accepted(std::move(peer));
+        if (error) {
+            LOG_LINE(service_log(), 200, "could not accept: " << error.message());
+            accept_after_pause();
+            return;
         }
-        accept();
+        asio::post(strand_, [this] { accept(); }); // first, in case that the next line raises
+        accepted(std::move(peer));
     });
+}
+
+/// A failure such as a lack of descriptors lasts: trying at once, again and again, would only use up a processor.
+void scan_server::implementation::accept_after_pause()
+{
+    pause_.expires_after(accept_pause);
+    pause_.async_wait([this](const error_code&) { accept(); });
 }
 
 void scan_server::implementation::accepted(asio::ip::tcp::socket peer)
 {
-    const bool too_many = count_.fetch_add(1) >= settings_.max_connections;
-    const auto opened = std::make_shared<connection>(std::move(peer), *services_, [this] { count_.fetch_sub(1); });
-    {
-        const std::lock_guard guard(lock_);
-        if (open_.size() >= 2 * (count_ + 1)) {
-            std::erase_if(open_, [](const auto& entry) { return entry.expired(); });
-        }
-        open_.push_back(opened);
+    const bool too_many = served_ >= settings_.max_connections;
+    if (too_many && refused_ >= most_refused) {
+        return; // not even told
     }
+    std::atomic<std::size_t>& counted = too_many ? refused_ : served_;
+    const auto opened = std::make_shared<connection>(std::move(peer), *services_, [&counted] { counted.fetch_sub(1); });
+    counted.fetch_add(1);
+    if (open_.size() >= 2 * (served_ + refused_)) {
+        std::erase_if(open_, [](const auto& entry) { return entry.expired(); });
+    }
+    open_.push_back(opened);
     if (too_many) {
         opened->refuse();
     } else {
         opened->start();
+    }
+}
+
+void scan_server::implementation::close_all()
+{
+    closed_ = true;
+    error_code ignored;
+    acceptor_.close(ignored);
+    pause_.cancel();
+    for (const auto& entry : open_) {
+        if (const auto still_open = entry.lock()) {
+            still_open->close();
+        }
     }
 }
 
@@ -134,21 +204,13 @@ void scan_server::implementation::stop()
         return;
     }
     stop_.request_stop();
-    asio::post(io_, [this] {
-        boost::system::error_code ignored;
-        acceptor_.close(ignored);
-        const std::lock_guard guard(lock_);
-        for (const auto& entry : open_) {
-            if (const auto still_open = entry.lock()) {
-                still_open->close();
-            }
-        }
-    });
-    scanners_->join();
+    asio::post(strand_, [this] { close_all(); });
+    // They end with the last connection, and that one not before its object has been judged.
     for (auto& thread : threads_) {
         thread.join();
     }
     threads_.clear();
+    scanners_->join();
 }
 
 scan_server::scan_server(options settings)

@@ -18,8 +18,8 @@ struct server_options
     std::uint16_t port = 0;
     /// Path of the service's URI, with or without its leading "/": letters, digits and "/" only.
     std::string uri = "webscan";
-    /// Preview size told in the answer to OPTIONS, in bytes. None by default: the client fills up the preview of an object
-    /// that is shorter, and then has no way to go on when the preview alone doesn't clear it.
+    /// Preview size told in the answer to OPTIONS, in bytes. None by default: the client fills up the preview of an
+    /// object that is shorter, and then has no way to go on when the preview alone doesn't clear it.
     std::uint32_t preview = 0;
     /// Judge of the objects, in the form that make_engine() reads: "builtin", "clamd:unix:PATH", "clamd:tcp:HOST:PORT".
     /// Not looked at when `custom_engine` is set.
@@ -39,6 +39,9 @@ struct server_options
     std::chrono::milliseconds stall_timeout{60000};
     /// A connection without a request for so long is closed; zero keeps it, as clients pool their connections.
     std::chrono::milliseconds idle_timeout{0};
+    /// How long a peer that is told of the end of its connection may go on sending: what it sends is read and dropped,
+    /// as a connection closed with bytes unread would take the answer away from the peer.
+    std::chrono::milliseconds linger_timeout{2000};
 };
 
 /// An ICAP/1.0 server on the loopback interface: OPTIONS, REQMOD and RESPMOD at one URI, many connections at once.
