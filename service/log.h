@@ -1,0 +1,14 @@
+#pragma once
+
+#include "logging/logging.h"
+
+namespace service {
+
+/// The logger of the whole service.
+[[nodiscard]] inline logging::logger& service_log()
+{
+    static logging::logger& log = logging::log_manager::default_manager().get_logger("service");
+    return log;
+}
+
+} // namespace service
