@@ -1,4 +1,4 @@
-#include "reading_conduit.h"
+#include "tests/asyncio/reading_conduit.h"
 #include "tests/support/process_resources.h"
 #include "tool/asyncio/channel.h"
 #include "tool/asyncio/event.h"

@@ -1,4 +1,4 @@
-#include "reading_conduit.h"
+#include "tests/asyncio/reading_conduit.h"
 #include "tool/asyncio/channel.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "reading_conduit.h"
+#include "tests/asyncio/reading_conduit.h"
 
 #include "tool/wproxy/socket_platform.h"
 

@@ -1,4 +1,4 @@
-#include "fake_platform.h"
+#include "tests/wproxy/fake_platform.h"
 
 #include <algorithm>
 #include <cstring>

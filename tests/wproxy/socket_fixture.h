@@ -1,6 +1,6 @@
 #pragma once
 
-#include "fake_platform.h"
+#include "tests/wproxy/fake_platform.h"
 #include "tests/support/log_capture.h"
 #include "tool/system/errors.h"
 #include "tool/wproxy/socket.h"

@@ -1,4 +1,4 @@
-#include "socket_fixture.h"
+#include "tests/wproxy/socket_fixture.h"
 
 #include <gtest/gtest.h>
 
