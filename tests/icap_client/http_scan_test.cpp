@@ -245,7 +245,14 @@ TEST_F(HttpScan, AResponseWithoutAnswerFailsOpen)
 
 TEST_F(HttpScan, AChunkedResponseGoesAsTheTextOfAChunkedSender)
 {
-    serve_continue(0, reply::no_content());
+    // The text has an end mark of its own, ahead of the one that ends the request.
+    serve(std::move(greeted(0)
+                        .expect_until("\r\n0\r\n\r\n")
+                        .send(reply::go_on())
+                        .expect_until("0\r\n\r\n")
+                        .expect_until("0\r\n\r\n")
+                        .send(reply::no_content())));
+    open();
     set_request("");
     response_message =
         test::http_message("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n");

@@ -245,9 +245,10 @@ ScanResult session_impl::send_object_continue(const scan_object& parameters)
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") send RESPMOD request (continue) '" << parameters.object_name << "'");
     tpl::buffer buffer(object_buffer);
-    std::uint64_t offset = preview_size_;
+    const std::uint32_t previewed = preview_size_;
+    std::uint64_t offset = previewed;
     // In 32 bits: an object shorter than its preview wraps, and the first read behind its end then falls short.
-    std::uint32_t remaining = static_cast<std::uint32_t>(parameters.data->size()) - preview_size_;
+    std::uint32_t remaining = static_cast<std::uint32_t>(parameters.data->size()) - previewed;
     while (remaining != 0) {
         const std::uint32_t block = std::min(remaining, object_block);
         const std::string_view chunk = object_chunk(buffer, *parameters.data, offset, block);
@@ -278,7 +279,8 @@ void session_impl::send_http_chunks(http::message& message, std::string_view met
     http::byte_vector bytes;
     bytes.reserve(http_block);
     http::read_span span;
-    span.offset = message.raw_head().size() + std::uint64_t{preview_size_};
+    const std::uint64_t previewed = preview_size_;
+    span.offset = message.raw_head().size() + previewed;
     std::string chunk;
     const auto send_chunk = [&](std::string_view text) {
         LOG_LINE(logging::icapclnt_log(), 500,
@@ -287,7 +289,7 @@ void session_impl::send_http_chunks(http::message& message, std::string_view met
     };
     span.length = http_block;
     // A message that ends within its preview has nothing left and must not be asked beyond its end.
-    const bool more = preview_size_ <= message.body_size();
+    const bool more = previewed <= message.body_size();
     while (more && message.read(&span, bytes)) {
         chunk.assign(winapi::to_hex(bytes.size())).append(line_end);
         chunk.append(bytes.data(), bytes.size()).append(line_end);
