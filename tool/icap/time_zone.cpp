@@ -35,8 +35,9 @@ std::string format_date(std::time_t time, int bias)
     const std::size_t length = std::strftime(date.data(), date.size(), "%a, %d %b %Y %H:%M:%S", &utc);
     const int minutes = std::abs(bias);
     std::array<char, 32> zone{};
-    std::snprintf(zone.data(), zone.size(), " %c%02d%02d", bias < 0 ? '+' : '-', minutes / 60, minutes % 60);
-    return std::string(date.data(), length) + zone.data();
+    const int zone_length =
+        std::snprintf(zone.data(), zone.size(), " %c%02d%02d", bias < 0 ? '+' : '-', minutes / 60, minutes % 60);
+    return std::string(date.data(), length).append(zone.data(), static_cast<std::size_t>(zone_length));
 }
 
 std::string format_date()
