@@ -14,13 +14,13 @@ namespace {
 struct ItemKind
 {
     const IID& iid;
-    const char* word;
+    const char* failure; ///< the line for an item that has the interface but no object
 };
 
 constexpr ItemKind ItemKinds[] = {
-    {IID_MailItem, "mail"},
-    {IID_MeetingItem, "meeting"},
-    {IID_TaskItem, "task"},
+    {IID_MailItem, "Failed to get the MAPI item interface (mail), hr = "},
+    {IID_MeetingItem, "Failed to get the MAPI item interface (meeting), hr = "},
+    {IID_TaskItem, "Failed to get the MAPI item interface (task), hr = "},
 };
 
 constexpr ULONG PlainBodyBlock = 16384;
@@ -35,8 +35,7 @@ ComPtr<IUnknown> ObjectOfKind(IUnknown* item, const ItemKind& kind)
     ComPtr<IUnknown> object;
     const HRESULT result = GetMapiObject(typed.get(), object);
     if (FAILED(result) || !object) {
-        LOG_LINE(logging::outlook_log(), 200,
-                 "Failed to get the MAPI item interface (" << kind.word << "), hr = " << result);
+        LOG_LINE(logging::outlook_log(), 200, kind.failure << result);
         return nullptr;
     }
     return object;

@@ -32,28 +32,24 @@ HRESULT AdviseHandler(IMailItemEventHandler& handler, IUnknown* owner, IUnknown*
     }
 }
 
-/// The lines at both ends of one event.
+/// The lines at both ends of one event. Both texts live as long as the program and end where a value follows.
 class EventLines
 {
 public:
-    EventLines(const winapi::time_source& clock, const char* event, const void* item)
+    EventLines(const winapi::time_source& clock, const char* beginText, const char* endText, const void* item)
         : clock_(clock)
-        , event_(event)
+        , endText_(endText)
         , begin_(clock.tick_count())
     {
-        LOG_LINE(logging::outlook_log(), 400, "-=  On " << event_ << ": begin processing (" << item << ")");
+        LOG_LINE(logging::outlook_log(), 400, beginText << item << ")");
     }
     EventLines(const EventLines&) = delete;
     EventLines& operator=(const EventLines&) = delete;
-    void End() const
-    {
-        LOG_LINE(logging::outlook_log(), 400,
-                 "-=  On " << event_ << ": end processing (" << clock_.tick_count() - begin_ << "ms)");
-    }
+    void End() const { LOG_LINE(logging::outlook_log(), 400, endText_ << clock_.tick_count() - begin_ << "ms)"); }
 
 private:
     const winapi::time_source& clock_;
-    const char* event_;
+    const char* endText_;
     std::uint32_t begin_;
 };
 
@@ -123,7 +119,8 @@ void MailEvents::OnItemLoad(IUnknown* item)
 
 HRESULT STDMETHODCALLTYPE MailEvents::OnBeforeRead(IUnknown* item)
 {
-    const EventLines lines(*clock_, "before read", item);
+    const EventLines lines(*clock_, "-=  On before read: begin processing (", "-=  On before read: end processing (",
+                           item);
     displayBlocked_ = false;
     ScanResult verdict = ScanResult::None;
     bool blockDisplay = false;
@@ -141,7 +138,8 @@ HRESULT STDMETHODCALLTYPE MailEvents::OnBeforeRead(IUnknown* item)
 
 HRESULT STDMETHODCALLTYPE MailEvents::OnReadComplete(IUnknown* item, std::int32_t* Cancel)
 {
-    const EventLines lines(*clock_, "item read complete", item);
+    const EventLines lines(*clock_, "-=  On item read complete: begin processing (",
+                           "-=  On item read complete: end processing (", item);
     if (Cancel) {
         *Cancel = displayBlocked_ ? 1 : 0;
     }
@@ -151,7 +149,7 @@ HRESULT STDMETHODCALLTYPE MailEvents::OnReadComplete(IUnknown* item, std::int32_
 
 HRESULT STDMETHODCALLTYPE MailEvents::OnSend(IUnknown* item, std::int32_t*)
 {
-    const EventLines lines(*clock_, "item send", item);
+    const EventLines lines(*clock_, "-=  On item send: begin processing (", "-=  On item send: end processing (", item);
     lines.End();
     return S_OK;
 }
@@ -168,7 +166,8 @@ HRESULT STDMETHODCALLTYPE MailEvents::OnBeforeAttachmentRead(IUnknown* item, IUn
     if (!attachment || !Cancel) {
         return E_INVALIDARG;
     }
-    const EventLines lines(*clock_, "before attachment read", item);
+    const EventLines lines(*clock_, "-=  On before attachment read: begin processing (",
+                           "-=  On before attachment read: end processing (", item);
     ComPtr<OutlookAttachmentInterface> interface_;
     if (FAILED(Query(attachment, IID_OutlookAttachment, interface_)) || !interface_) {
         LOG_LINE(logging::outlook_log(), 200, "Failed to get the attachment interface");
