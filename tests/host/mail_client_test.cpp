@@ -1,0 +1,206 @@
+#include "host/cli/fixed_connection.h"
+#include "host/cli/mail_client.h"
+#include "host/cli/snapshot.h"
+#include "service/scan_server.h"
+#include "tests/host/cli_fixture.h"
+#include "tests/host/mime_fixture.h"
+#include "tests/support/log_capture.h"
+
+#include <gmock/gmock.h>
+
+namespace host::test {
+namespace {
+
+/// A check whose doings the test tells.
+class told_check final : public MessageCheck
+{
+public:
+    using work = std::function<void(IMessage& message)>;
+    HRESULT CheckMessage(bool connectNow, bool useCache, ComPtr<IUnknown> item, ScanResult& verdict,
+                         bool& blockDisplay) override
+    {
+        connect_now.push_back(connectNow);
+        used_cache = useCache;
+        ComPtr<IMessage> message;
+        ComPtr<IUnknown> object;
+        for (const IID* kind : {&IID_MailItem, &IID_MeetingItem, &IID_TaskItem}) {
+            ComPtr<OutlookItemInterface> found;
+            if (SUCCEEDED(Query(item.get(), *kind, found))) {
+                asked_kind = kind;
+                GetMapiObject(found.get(), object);
+            }
+        }
+        if (object && SUCCEEDED(Query(object.get(), IID_IMessage, message)) && doings) {
+            doings(*message);
+        }
+        verdict = told_verdict;
+        blockDisplay = block;
+        return result;
+    }
+    [[nodiscard]] bool IsAttachmentAllowed(const std::wstring&) override { return true; }
+
+    work doings;
+    ScanResult told_verdict = ScanResult::Clean;
+    HRESULT result = S_OK;
+    bool block = false;
+    bool used_cache = false;
+    const IID* asked_kind = nullptr;
+    std::vector<bool> connect_now;
+};
+
+class MailClient : public testing::Test
+{
+protected:
+    static void set_subject(IMessage& message, const wchar_t* subject)
+    {
+        SPropValue value{};
+        value.ulPropTag = PR_SUBJECT_W;
+        value.Value.lpszW = const_cast<wchar_t*>(subject);
+        ASSERT_EQ(S_OK, message.SetProps(1, &value, nullptr));
+    }
+    std::shared_ptr<message_record> stored = std::make_shared<message_record>(test::read("Subject: Old\n\nx\n"));
+    std::shared_ptr<told_check> check = std::make_shared<told_check>();
+    mail_client client{check};
+};
+
+TEST_F(MailClient, ChecksAnItemBeforeItIsRead)
+{
+    check->told_verdict = ScanResult::Blocked;
+    check->block = true;
+    const opening result = client.open(stored);
+    EXPECT_EQ(S_OK, result.result);
+    EXPECT_EQ(ScanResult::Blocked, result.verdict);
+    EXPECT_TRUE(result.blocked);
+    EXPECT_TRUE(check->used_cache);
+    EXPECT_EQ(&IID_MailItem, check->asked_kind);
+}
+
+TEST_F(MailClient, LetsOnlyTheFirstCheckConnectAtOnce)
+{
+    client.open(stored);
+    client.open(stored);
+    EXPECT_EQ((std::vector<bool>{true, false}), check->connect_now);
+}
+
+TEST_F(MailClient, MakesItemsOfTheirKind)
+{
+    stored->properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(L"IPM.Schedule.Meeting.Request"));
+    client.open(stored);
+    EXPECT_EQ(&IID_MeetingItem, check->asked_kind);
+    stored->properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(L"IPM.Task"));
+    client.open(stored);
+    EXPECT_EQ(&IID_TaskItem, check->asked_kind);
+}
+
+TEST_F(MailClient, TellsAFailedCheck)
+{
+    check->result = E_NOINTERFACE;
+    const opening result = client.open(stored);
+    EXPECT_EQ(E_NOINTERFACE, result.result);
+    EXPECT_FALSE(result.blocked);
+}
+
+TEST_F(MailClient, ShowsChangesAndKeepsOnlyWhatIsSaved)
+{
+    check->doings = [](IMessage& message) { set_subject(message, L"Unsaved"); };
+    const opening unsaved = client.open(stored);
+    EXPECT_EQ("Unsaved", take_snapshot(unsaved.opened->message().current()).subject);
+    EXPECT_EQ("Old", take_snapshot(*stored).subject);
+    check->doings = [](IMessage& message) {
+        set_subject(message, L"Saved");
+        EXPECT_EQ(S_OK, message.SaveChanges(0));
+    };
+    client.open(stored);
+    EXPECT_EQ("Saved", take_snapshot(*stored).subject);
+}
+
+TEST_F(MailClient, FreesEachMessageAfterItsOpening)
+{
+    std::weak_ptr<property_bag> bag;
+    {
+        const opening result = client.open(stored);
+        bag = result.opened->message().current().properties;
+        EXPECT_FALSE(bag.expired());
+    }
+    EXPECT_TRUE(bag.expired());
+}
+
+TEST(Snapshots, TellWhatChanged)
+{
+    const auto record = std::make_shared<message_record>(read(
+        "Subject: Old\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\nbody\n--b\nContent-Type: a/b; name=one\n\n1"
+        "\n--b\nContent-Type: a/b; name=two\n\n2\n--b--\n"));
+    const auto before = take_snapshot(*record);
+    EXPECT_EQ("", describe_changes(before, before));
+    auto changed = record->copy();
+    changed.properties->set(PR_SUBJECT_W, property_value::of_text(L"New"));
+    changed.properties->set(PR_HTML, property_value::of_binary(bytes_of("<p>")));
+    changed.attachments.erase(0);
+    changed.attachments.at(1).properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(bytes_of("3")));
+    changed.attachments[7] = attachment_record{};
+    changed.attachments[8] = attachment_record{};
+    EXPECT_EQ("subject, body, 1 attachment removed, 1 attachment changed, 2 attachments added",
+              describe_changes(before, take_snapshot(changed)));
+    EXPECT_EQ("Old", before.subject); // a snapshot doesn't follow
+}
+
+TEST(Snapshots, TellTheSameMessageBySameContents)
+{
+    const char* text = "Subject: a\n\nbody\n";
+    EXPECT_EQ("", describe_changes(take_snapshot(read(text)), take_snapshot(read(text))));
+}
+
+TEST(FixedConnection, ConnectsAndBreaks)
+{
+    service::scan_server server(service::server_options{});
+    server.start();
+    fixed_connection link(server.port(), L"webscan");
+    EXPECT_EQ(server.port(), link.GetSettings()->ServerPort.Effective());
+    EXPECT_EQ(L"webscan", link.GetSettings()->Uri.Effective());
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_EQ(nullptr, link.GetSessionManager());
+    const ::test::log_capture log;
+    link.ForceConnection(true);
+    EXPECT_TRUE(link.IsConnected());
+    EXPECT_NE(nullptr, link.GetSessionManager());
+    const auto lines = log.texts("outlook");
+    ASSERT_EQ(2U, lines.size());
+    EXPECT_EQ("Create new scan session manager: address='127.0.0.1', port=" + std::to_string(server.port()) +
+                  ", uri='/webscan'",
+              lines[0]);
+    EXPECT_EQ("Scan session manager has been created", lines[1]);
+    const auto pool = link.GetSessionManager();
+    link.ForceConnection(true);
+    EXPECT_EQ(pool, link.GetSessionManager()); // there was one
+    link.BreakConnection();
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_EQ(nullptr, link.GetSessionManager());
+    EXPECT_FALSE(link.refused());
+    link.Stop();
+}
+
+TEST(FixedConnection, TellsTheLogAndTheUserThatNobodyAnswers)
+{
+    fixed_connection link(static_cast<std::uint16_t>(std::stoi(closed_port())), L"webscan");
+    const ::test::log_capture log(200);
+    link.ForceConnection(true);
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_EQ(nullptr, link.GetSessionManager());
+    EXPECT_TRUE(link.refused());
+    EXPECT_TRUE(log.contains("Create scan session manager failed: "));
+}
+
+TEST(FixedConnection, EndsItsPool)
+{
+    service::scan_server server(service::server_options{});
+    server.start();
+    fixed_connection link(server.port(), L"webscan");
+    link.ForceConnection(true);
+    const auto pool = link.GetSessionManager();
+    link.Stop();
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_THROW(pool->query_session(), std::runtime_error);
+}
+
+} // namespace
+} // namespace host::test
