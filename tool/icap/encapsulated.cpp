@@ -59,6 +59,17 @@ const entry* entry_at(std::string_view text) noexcept
     return nullptr;
 }
 
+/// Stores a matched entry; of two entries of one name the first counts. The name reaches to the "=": behind a gap it is
+/// another name, which nobody looks up.
+void encapsulated_header(const entry& found, bool gap_before_equals, std::string_view digits,
+                         encapsulated_offsets& offsets) noexcept
+{
+    if (!gap_before_equals && offsets.*(found.flag) == 0) {
+        offsets.*(found.flag) = 1;
+        offsets.*(found.offset) = static_cast<std::uint32_t>(leading_number(digits));
+    }
+}
+
 /// Reads one entry at `position` and moves it behind the entry; leaves it alone when there is none.
 bool read_entry(std::string_view text, std::size_t& position, encapsulated_offsets& offsets) noexcept
 {
@@ -76,11 +87,7 @@ bool read_entry(std::string_view text, std::size_t& position, encapsulated_offse
     if (end == digits) {
         return false;
     }
-    // The name reaches to the "=": behind a gap it is another name, which nobody looks up.
-    if (equals == name_end && offsets.*(found->flag) == 0) {
-        offsets.*(found->flag) = 1;
-        offsets.*(found->offset) = static_cast<std::uint32_t>(leading_number(text.substr(digits, end - digits)));
-    }
+    encapsulated_header(*found, equals != name_end, text.substr(digits, end - digits), offsets);
     position = end;
     return true;
 }
