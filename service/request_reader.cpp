@@ -132,9 +132,11 @@ bool request_reader::read_head(std::string& inbox)
             throw bad_request("the head is not understood");
         }
     }
-    started_ = started_ || !inbox.empty();
+    // What may still become a blank line is nothing yet.
+    const bool begun = inbox.find_first_not_of(" \r") != std::string::npos;
+    started_ = started_ || begun;
     // Bytes that no request begins with are refused at once, not when the peer has waited for an answer long enough.
-    if (!inbox.empty() && !first_line_judged_ &&
+    if (begun && !first_line_judged_ &&
         icap::analyzer().classify(inbox.data(), inbox.data() + inbox.size()) == http::head_status::invalid) {
         throw bad_request("not a request");
     }

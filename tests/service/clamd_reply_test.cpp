@@ -1,0 +1,51 @@
+#include "service/clamd_reply.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace {
+
+using namespace service;
+
+TEST(clamd_reply, is_clean_only_when_it_says_ok)
+{
+    EXPECT_TRUE(std::holds_alternative<clean_verdict>(read_clamd_reply("stream: OK")));
+    for (const std::string_view text :
+         {"", "OK", "stream: ok", "stream: OK\n", "stream: OK ", " stream: OK", "stream:OK", "stream: ", "fd[10]: OK",
+          "stream: OK FOUND OK", "stream: FOUND", "1: stream: OK"}) {
+        EXPECT_FALSE(std::holds_alternative<clean_verdict>(read_clamd_reply(text))) << text;
+    }
+}
+
+TEST(clamd_reply, names_what_was_found)
+{
+    const verdict outcome = read_clamd_reply("stream: Win.Test.EICAR_HDB-1 FOUND");
+    ASSERT_TRUE(std::holds_alternative<blocked_verdict>(outcome));
+    EXPECT_EQ(std::get<blocked_verdict>(outcome).threat, "Win.Test.EICAR_HDB-1");
+    const verdict odd = read_clamd_reply("stream: a name FOUND FOUND");
+    ASSERT_TRUE(std::holds_alternative<blocked_verdict>(odd));
+    EXPECT_EQ(std::get<blocked_verdict>(odd).threat, "a name FOUND");
+}
+
+TEST(clamd_reply, is_an_error_in_every_other_case)
+{
+    for (const std::string_view text : {"INSTREAM size limit exceeded. ERROR", "stream: Can't open file ERROR",
+                                        "stream: FOUND", "stream:  FOUND", "UNKNOWN COMMAND", "", "PONG", "found"}) {
+        EXPECT_TRUE(std::holds_alternative<error_verdict>(read_clamd_reply(text))) << text;
+    }
+    EXPECT_EQ(std::get<error_verdict>(read_clamd_reply("INSTREAM size limit exceeded. ERROR")).why,
+              "INSTREAM size limit exceeded. ERROR");
+    EXPECT_EQ(std::get<error_verdict>(read_clamd_reply("what\n")).why, "answer not understood: what?");
+}
+
+TEST(printable, is_one_short_line_of_ascii)
+{
+    EXPECT_EQ(printable("a~ b"), "a~ b");
+    EXPECT_EQ(printable("a\r\n\x7F\xC3\xA9"), "a?????");
+    EXPECT_EQ(printable(std::string(300, 'x')), std::string(200, 'x'));
+}
+
+} // namespace

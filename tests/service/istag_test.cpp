@@ -1,0 +1,59 @@
+#include "service/istag.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <utility>
+
+namespace {
+
+using namespace service;
+
+class named_engine final : public scan_engine
+{
+public:
+    [[nodiscard]] std::string_view name() const noexcept override { return "test"; }
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, std::stop_token) override { return nullptr; }
+    [[nodiscard]] std::string identity(std::stop_token) override
+    {
+        ++asked;
+        return version;
+    }
+    std::string version = "1";
+    int asked = 0;
+};
+
+TEST(istag, is_a_quoted_text_that_follows_the_engines_identity)
+{
+    const auto engine = std::make_shared<named_engine>();
+    istag tag(engine, std::stop_token());
+    const std::string first = tag.refresh();
+    EXPECT_EQ(first.front(), '"');
+    EXPECT_EQ(first.back(), '"');
+    EXPECT_EQ(first.find("test-"), 1U);
+    EXPECT_LE(first.size(), 34U);
+    EXPECT_EQ(tag.refresh(), first);
+    engine->version = "2";
+    const std::string second = tag.refresh();
+    EXPECT_NE(second, first);
+    engine->version = "1";
+    EXPECT_EQ(tag.refresh(), first);
+}
+
+TEST(istag, asks_the_engine_only_to_refresh)
+{
+    const auto engine = std::make_shared<named_engine>();
+    istag tag(engine, std::stop_token());
+    const std::string early = tag.current();
+    EXPECT_EQ(early.find("\"test-"), 0U);
+    EXPECT_EQ(engine->asked, 0);
+    const std::string fresh = tag.refresh();
+    EXPECT_EQ(engine->asked, 1);
+    engine->version = "2";
+    EXPECT_EQ(tag.current(), fresh);
+    EXPECT_EQ(engine->asked, 1);
+}
+
+} // namespace
