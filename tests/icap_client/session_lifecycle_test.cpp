@@ -246,7 +246,7 @@ TEST_F(SessionLifecycle, IdleCountsFromTheStartOfTheLastScan)
     EXPECT_EQ(subject->idle(), 0U);
 }
 
-TEST_F(SessionLifecycle, SendAndPeerNameRaise)
+TEST_F(SessionLifecycle, WhatIsNotImplementedRaises)
 {
     serve(greeted());
     open();
@@ -261,6 +261,12 @@ TEST_F(SessionLifecycle, SendAndPeerNameRaise)
         FAIL();
     } catch (const std::runtime_error& problem) {
         EXPECT_STREQ(problem.what(), "session_impl::peer_name(): not implemented");
+    }
+    try {
+        subject->send_certificate_continue({});
+        FAIL() << "nothing was raised";
+    } catch (const std::runtime_error& problem) {
+        EXPECT_STREQ(problem.what(), "reqmod to check certificate is Not implemeted");
     }
 }
 

@@ -161,6 +161,11 @@ bool session_impl::send_certificate(const scan_certificate& parameters)
     return result_ != ScanResult::Clean;
 }
 
+ScanResult session_impl::send_certificate_continue(const scan_certificate& /*parameters*/)
+{
+    throw std::runtime_error("reqmod to check certificate is Not implemeted");
+}
+
 bool session_impl::send_mail(const scan_mail& parameters)
 {
     web::io_data& data = data_of(parameters.data);

@@ -69,6 +69,9 @@ public:
     void send(const char* begin, const char* end) override;
     /// Raises std::runtime_error "session_impl::peer_name(): not implemented".
     [[nodiscard]] std::string peer_name() override;
+    /// A certificate request has no continue step: raises std::runtime_error
+    /// "reqmod to check certificate is Not implemeted".
+    [[noreturn]] ScanResult send_certificate_continue(const scan_certificate& parameters);
 
     void process_directly(const std::shared_ptr<icap::application_request>& request) override;
     void process_asynchronously(const std::shared_ptr<icap::application_request>& request) override;
