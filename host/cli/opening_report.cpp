@@ -30,8 +30,9 @@ public:
         line["verdict"] = static_cast<std::int32_t>(entry.result.verdict);
         line["display"] = entry.result.blocked ? "blocked" : "opened";
         line["elapsed_ms"] = entry.result.elapsed_ms;
-        line["before"] = to_json(entry.before);
-        line["after"] = to_json(entry.after);
+        digest_cache digests;
+        line["before"] = to_json(entry.before, digests);
+        line["after"] = to_json(entry.after, digests);
         // A name may hold any bytes; what is not UTF-8 becomes the replacement character.
         where_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
     }

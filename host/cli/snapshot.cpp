@@ -102,9 +102,28 @@ std::string sha256(const Source& source)
     return g_checksum_get_string(sum.get());
 }
 
-nlohmann::ordered_json hash_or_null(const bytes_ptr& data)
+nlohmann::ordered_json digest_of(const bytes_ptr& data, digest_cache& digests)
 {
-    return data ? nlohmann::ordered_json(sha256(*data)) : nlohmann::ordered_json(nullptr);
+    if (!data) {
+        return nullptr;
+    }
+    std::string& digest = digests[data.get()];
+    if (digest.empty()) {
+        digest = sha256(*data);
+    }
+    return digest;
+}
+
+nlohmann::ordered_json digest_of(const attachment_snapshot& attachment, digest_cache& digests)
+{
+    if (!attachment.embedded) {
+        return digest_of(attachment.data, digests);
+    }
+    std::string& digest = digests[attachment.embedded.get()];
+    if (digest.empty()) {
+        digest = sha256(take_snapshot(*attachment.embedded));
+    }
+    return digest;
 }
 
 bool same(const attachment_snapshot& left, const attachment_snapshot& right)
@@ -165,14 +184,14 @@ message_snapshot take_snapshot(const message_record& message)
     return result;
 }
 
-nlohmann::ordered_json to_json(const message_snapshot& snapshot)
+nlohmann::ordered_json to_json(const message_snapshot& snapshot, digest_cache& digests)
 {
     nlohmann::ordered_json result;
     result["subject"] = snapshot.subject;
     result["message_class"] = snapshot.message_class;
     result["body_type"] = snapshot.body_type;
-    result["body_sha256"] = hash_or_null(snapshot.body);
-    result["html_sha256"] = hash_or_null(snapshot.html);
+    result["body_sha256"] = digest_of(snapshot.body, digests);
+    result["html_sha256"] = digest_of(snapshot.html, digests);
     result["verdict_property"] = nullptr;
     if (snapshot.verdict_property) {
         result["verdict_property"] = *snapshot.verdict_property;
@@ -187,8 +206,7 @@ nlohmann::ordered_json to_json(const message_snapshot& snapshot)
         entry["content_id"] = attachment.content_id;
         entry["hidden"] = attachment.hidden;
         entry["size"] = attachment.size;
-        entry["sha256"] = attachment.embedded ? nlohmann::ordered_json(sha256(take_snapshot(*attachment.embedded)))
-                                              : hash_or_null(attachment.data);
+        entry["sha256"] = digest_of(attachment, digests);
         list.push_back(std::move(entry));
     }
     return result;

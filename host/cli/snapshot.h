@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,8 +40,11 @@ struct message_snapshot
 
 message_snapshot take_snapshot(const message_record& message);
 
+/// Remembers the digests of contents that several snapshots share. The snapshots outlive it.
+using digest_cache = std::map<const void*, std::string>;
+
 /// The fields of a snapshot; contents as SHA-256 in hexadecimal, null for a body that isn't there.
-nlohmann::ordered_json to_json(const message_snapshot& snapshot);
+nlohmann::ordered_json to_json(const message_snapshot& snapshot, digest_cache& digests);
 
 /// What differs, for people: "subject, body, 2 attachments removed, 1 added"; empty when nothing does. The verdict
 /// property doesn't count.

@@ -1,5 +1,7 @@
 #include "host/mime/mailbox.h"
 
+#include "tool/system/conversions.h"
+
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
@@ -15,9 +17,14 @@ namespace fs = std::filesystem;
 constexpr std::string_view envelope = "From ";
 constexpr std::uint64_t kept_in_memory = 1U << 20U;
 
+bool ends_in(const fs::path& file, std::string_view extension)
+{
+    return winapi::compare_no_case(file.extension().string(), extension) == 0;
+}
+
 bool ends_like_mbox(const fs::path& file)
 {
-    return file.extension() == ".mbox" || file.extension() == ".mbx";
+    return ends_in(file, ".mbox") || ends_in(file, ".mbx");
 }
 
 /// Reads a file by lines, with the offset of each.
@@ -112,7 +119,7 @@ std::vector<fs::path> files_of_folder(const fs::path& folder)
     }
     std::vector<fs::path> files;
     for (const auto& entry : entries) {
-        const bool wanted = entry.path().extension() == ".eml" || ends_like_mbox(entry.path());
+        const bool wanted = ends_in(entry.path(), ".eml") || ends_like_mbox(entry.path());
         std::error_code ignored;
         if (wanted && !entry.is_directory(ignored)) {
             files.push_back(entry.path());

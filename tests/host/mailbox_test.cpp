@@ -53,12 +53,12 @@ TEST(Mailboxes, AreKnownByTheirEnvelopeLinesToo)
 TEST(Mailboxes, OfAFolderAreItsMailFilesByName)
 {
     const temporary_folder folder;
-    folder.write("b.eml", "Subject: b\n\n");
+    folder.write("b.EML", "Subject: b\n\n");
     folder.write("a.eml", "Subject: a\n\n");
     folder.write("box.mbox", two_messages);
     folder.write("notes.txt", "Subject: no\n\n");
     std::filesystem::create_directory(folder.path() / "inner.eml");
-    EXPECT_EQ((std::vector<std::string>{"a.eml", "b.eml", "box.mbox#1", "box.mbox#2"}),
+    EXPECT_EQ((std::vector<std::string>{"a.eml", "b.EML", "box.mbox#1", "box.mbox#2"}),
               names(find_messages(folder.path())));
 }
 
