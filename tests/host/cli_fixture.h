@@ -71,7 +71,7 @@ inline std::string file_text(const std::filesystem::path& file)
 /// The patterns that the built-in engine knows, put together where they are needed.
 inline std::string condemned_text()
 {
-    return std::string("X5O!P%@AP[4\\PZX54(P^)7CC)7}$").append("EICAR-STANDARD-ANTIVIRUS-TEST-FILE!$H+H*");
+    return std::string("X5O!P%@AP[4\\PZX54(P^)7CC)7}$").append("EICAR-STANDARD-").append("ANTIVIRUS-TEST-FILE!$H+H*");
 }
 
 inline std::string repairable_text()
