@@ -1,0 +1,313 @@
+#include "service/builtin_engine.h"
+#include "service/clamd_engine.h"
+#include "service/scan_server.h"
+#include "tests/service/requests.h"
+#include "tests/service/started_server.h"
+#include "tests/service/zip_writer.h"
+#include "tests/support/child_process.h"
+#include "tool/icap/response_message.h"
+#include "tool/icap_client/session_manager.h"
+#include "tool/web/body_store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using test::answer;
+using test::wire_client;
+using test::zip_archive;
+using test::zip_method;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* clamd_program = "/usr/sbin/clamd";
+constexpr std::size_t stream_limit = 1U << 20U;
+const std::string test_file = service::antivirus_test_text();
+
+std::string hexadecimal_bytes(std::string_view bytes)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        text += digits[value >> 4U];
+        text += digits[value & 0xFU];
+    }
+    return text;
+}
+
+std::string base64_lines(std::string_view bytes)
+{
+    constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += 3) {
+        std::uint32_t group = 0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            group = group << 8U | (at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0U);
+        }
+        for (std::size_t i = 0; i < 4; ++i) {
+            text += at + i > bytes.size() ? '=' : digits[group >> (18 - 6 * i) & 0x3FU];
+        }
+        if (at % 57 == 54) {
+            text += "\r\n";
+        }
+    }
+    return text + "\r\n";
+}
+
+/// A folder that goes with the test.
+class temporary_folder
+{
+public:
+    temporary_folder()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "postwarden-clamd-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("cannot make a folder for clamd");
+        }
+        path_ = name;
+    }
+    temporary_folder(const temporary_folder&) = delete;
+    temporary_folder& operator=(const temporary_folder&) = delete;
+    ~temporary_folder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    [[nodiscard]] std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// A clamd of our own, on a socket and with a database of its own, that knows the standard antivirus test file.
+class clamd_daemon
+{
+public:
+    clamd_daemon()
+    {
+        if (!std::filesystem::exists(clamd_program)) {
+            throw std::runtime_error(std::string(clamd_program) + " is missing: install the package clamav-daemon");
+        }
+        const auto database = folder_ / "database";
+        std::filesystem::create_directory(database);
+        // The signature is made here, so that the text stands whole in no file of the tree.
+        std::ofstream(database / "test.ndb") << "Test.File-1:0:*:" << hexadecimal_bytes(test_file) << '\n';
+        const auto configuration = folder_ / "clamd.conf";
+        std::ofstream file(configuration);
+        file << "Foreground yes\nLocalSocket " << socket() << "\nDatabaseDirectory " << database.string()
+             << "\nTemporaryDirectory " << (folder_ / "").string() << "\nStreamMaxLength 1M\nMaxThreads 4"
+             << "\nConcurrentDatabaseReload no\n";
+        if (::geteuid() == 0) {
+            file << "User root\n";
+        }
+        file.close();
+        program_.emplace(clamd_program, std::vector<std::string>{"--config-file=" + configuration.string()});
+        wait_until_it_answers();
+    }
+
+    [[nodiscard]] std::string socket() const { return (folder_ / "socket").string(); }
+    [[nodiscard]] std::string engine() const { return "clamd:unix:" + socket(); }
+    void end()
+    {
+        program_->kill(SIGTERM);
+        EXPECT_TRUE(program_->wait().has_value()) << "clamd does not end";
+    }
+
+private:
+    void wait_until_it_answers()
+    {
+        service::clamd_engine asking(service::clamd_unix_endpoint(socket()), 10s);
+        const auto deadline = std::chrono::steady_clock::now() + 60s;
+        while (!asking.identity({}).starts_with("ClamAV ")) {
+            if (program_->has_ended() || std::chrono::steady_clock::now() > deadline) {
+                throw std::runtime_error("clamd does not answer: " + program_->output() + program_->errors());
+            }
+            std::this_thread::sleep_for(20ms);
+        }
+    }
+
+    temporary_folder folder_;
+    std::optional<test::child_process> program_;
+};
+
+/// One clamd for all tests, and a server over it for each.
+class clamd : public testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        try {
+            daemon_ = std::make_unique<clamd_daemon>();
+        } catch (const std::exception& failure) {
+            GTEST_FAIL() << failure.what();
+        }
+    }
+    static void TearDownTestSuite() { daemon_.reset(); }
+
+    void SetUp() override
+    {
+        ASSERT_NE(daemon_, nullptr) << "there is no clamd to test with";
+        service::server_options options;
+        options.engine = daemon_->engine();
+        server_.emplace(options);
+    }
+
+    answer scanned(std::string_view object) { return server_->client().ask(test::mail_request(object)); }
+    void expect_found(std::string_view object)
+    {
+        const answer reply = scanned(object);
+        EXPECT_EQ(reply.status(), 200U);
+        EXPECT_THAT(reply.field("X-Infection-Found"), StartsWith("Type=0;Resolution=2;Threat=Test.File-1"));
+        EXPECT_THAT(reply.object(), HasSubstr("Test.File-1"));
+    }
+
+    static std::unique_ptr<clamd_daemon> daemon_;
+    std::optional<test::started_server> server_;
+};
+
+std::unique_ptr<clamd_daemon> clamd::daemon_;
+
+TEST_F(clamd, finds_what_its_database_knows)
+{
+    expect_found(test_file);
+    expect_found("ahead of it " + test_file + " and behind it");
+    expect_found(std::string(stream_limit - test_file.size(), ' ') + test_file);
+}
+
+TEST_F(clamd, clears_what_its_database_does_not_know)
+{
+    EXPECT_EQ(scanned("harmless").status(), 204U);
+    EXPECT_EQ(scanned("").status(), 204U);
+    EXPECT_EQ(scanned(std::string(stream_limit, 'x')).status(), 204U);
+    EXPECT_EQ(scanned(test_file.substr(1)).status(), 204U);
+    EXPECT_EQ(scanned(zip_archive("harmless.txt", "harmless", zip_method::deflated)).status(), 204U);
+}
+
+TEST_F(clamd, looks_into_archives)
+{
+    const std::string filling(50000, 'x');
+    for (const zip_method method : {zip_method::stored, zip_method::deflated}) {
+        const std::string archive = zip_archive("file.txt", filling + test_file, method);
+        if (method == zip_method::deflated) {
+            ASSERT_EQ(archive.find(test_file), std::string::npos);
+        }
+        expect_found(archive);
+    }
+    expect_found(
+        zip_archive("outer.zip", zip_archive("inner.txt", test_file, zip_method::deflated), zip_method::deflated));
+}
+
+TEST_F(clamd, looks_into_the_attachments_of_a_mail)
+{
+    const std::string archive = zip_archive("file.txt", test_file, zip_method::deflated);
+    const std::string mail =
+        "Received: from a.example.org by b.example.org; Sat, 21 Nov 2026 09:00:00 +0000\r\n"
+        "From: Ada <ada@example.org>\r\nTo: Ben <ben@example.org>\r\nSubject: Figures\r\nMIME-Version: 1.0\r\n"
+        "Content-Type: multipart/mixed; boundary=\"line\"\r\n\r\n--line\r\nContent-Type: text/plain\r\n\r\nHello\r\n"
+        "--line\r\nContent-Type: application/zip; name=\"file.zip\"\r\nContent-Transfer-Encoding: base64\r\n"
+        "Content-Disposition: attachment; filename=\"file.zip\"\r\n\r\n";
+    expect_found(mail + base64_lines(archive) + "--line--\r\n");
+    EXPECT_EQ(scanned(mail + base64_lines(zip_archive("file.txt", "harmless", zip_method::deflated)) + "--line--\r\n")
+                  .status(),
+              204U);
+}
+
+TEST_F(clamd, clears_nothing_that_is_longer_than_it_takes)
+{
+    EXPECT_EQ(scanned(std::string(stream_limit + 1, 'x')).status(), 500U);
+    EXPECT_EQ(scanned(std::string(4 * stream_limit, 'x')).status(), 500U);
+    EXPECT_NE(scanned(std::string(stream_limit, 'x') + test_file).status(), 204U);
+    // And serves on.
+    expect_found(test_file);
+}
+
+TEST_F(clamd, gives_the_tag_of_its_version)
+{
+    wire_client client = server_->client();
+    const std::string early = client.ask(test::mail_request("x")).field("ISTag");
+    const std::string told = client.ask(test::options_request()).field("ISTag");
+    EXPECT_THAT(told, StartsWith("\"clamd-"));
+    EXPECT_NE(told, early);
+    EXPECT_EQ(client.ask(test::options_request()).field("ISTag"), told);
+    EXPECT_EQ(client.ask(test::mail_request("x")).field("ISTag"), told);
+}
+
+TEST_F(clamd, judges_many_objects_at_once)
+{
+    std::vector<std::thread> threads;
+    std::vector<std::uint32_t> statuses(16);
+    for (std::size_t i = 0; i < statuses.size(); ++i) {
+        threads.emplace_back([&, i] {
+            statuses[i] = scanned(std::string(i * 10000, 'x') + (i % 2 == 0 ? test_file : "harmless")).status();
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (std::size_t i = 0; i < statuses.size(); ++i) {
+        EXPECT_EQ(statuses[i], i % 2 == 0 ? 200U : 204U) << i;
+    }
+}
+
+TEST_F(clamd, judges_for_the_real_client)
+{
+    const auto pool = std::make_shared<icap::client::session_manager>(
+        icap::client::session_manager_parameters{L"127.0.0.1", server_->port(), L"/webscan"});
+    const auto mailed = [&](const std::string& content) {
+        icap::client::scan_mail record;
+        record.type = icap::client::content_type::attachment;
+        record.attach_name = "file.zip";
+        std::shared_ptr<web::io_data> data = web::make_body_store(content.size());
+        data->append(content.data(), content.size());
+        record.data = data;
+        std::shared_ptr<icap::response_message> reply;
+        icap::client::session_lease session(pool);
+        const ScanResult result = session->scan(record, reply);
+        return std::make_pair(result, session->is_invalid());
+    };
+    EXPECT_EQ(mailed(zip_archive("file.txt", test_file, zip_method::deflated)),
+              std::make_pair(ScanResult::Blocked, false));
+    EXPECT_EQ(mailed(zip_archive("file.txt", "harmless", zip_method::deflated)),
+              std::make_pair(ScanResult::Clean, false));
+    // Fails open, but not unnoticed.
+    EXPECT_EQ(mailed(std::string(2 * stream_limit, 'x')), std::make_pair(ScanResult::Clean, true));
+    pool->terminate();
+}
+
+TEST(clamd_gone, clears_nothing)
+{
+    std::optional<clamd_daemon> daemon;
+    try {
+        daemon.emplace();
+    } catch (const std::exception& failure) {
+        GTEST_FAIL() << failure.what();
+    }
+    service::server_options options;
+    options.engine = daemon->engine();
+    const test::started_server server(options);
+    wire_client client = server.client();
+    EXPECT_EQ(client.ask(test::mail_request("harmless")).status(), 204U);
+    const std::string istag = client.ask(test::options_request()).field("ISTag");
+    daemon->end();
+    EXPECT_EQ(client.ask(test::mail_request("harmless")).status(), 500U);
+    EXPECT_EQ(client.ask(test::options_request()).field("ISTag"), istag);
+}
+
+} // namespace

@@ -1,0 +1,173 @@
+#include "service/builtin_engine.h"
+#include "service/clamd_engine.h"
+#include "tests/service/requests.h"
+#include "tests/service/wire_client.h"
+#include "tests/support/child_process.h"
+#include "tests/support/loopback_socket.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <csignal>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using test::child_process;
+using test::wire_client;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* program = SERVICE_PROGRAM;
+constexpr std::string_view heading = "listening on 127.0.0.1:";
+
+struct ending
+{
+    child_process::exit_status status;
+    std::string output;
+    std::string errors;
+};
+
+/// Runs the program to its end.
+ending run(const std::vector<std::string>& arguments)
+{
+    child_process service(program, arguments);
+    const auto status = service.wait();
+    EXPECT_TRUE(status.has_value()) << "the service goes on";
+    return {status.value_or(child_process::exit_status{-1, 0}), service.output(), service.errors()};
+}
+
+/// The port that the program says it listens on; 0 if it says anything else.
+std::uint16_t port_of(child_process& service)
+{
+    const std::string line = service.read_line().value_or("");
+    std::uint16_t port = 0;
+    if (line.starts_with(heading)) {
+        std::from_chars(line.data() + heading.size(), line.data() + line.size(), port);
+    }
+    EXPECT_NE(port, 0) << line << service.errors();
+    return port;
+}
+
+TEST(service_program, serves_until_a_signal_comes)
+{
+    for (const int signal : {SIGTERM, SIGINT}) {
+        child_process service(program, {"--port", "0"});
+        const std::uint16_t port = port_of(service);
+        wire_client client(port);
+        EXPECT_EQ(client.ask(test::options_request()).status(), 200U);
+        EXPECT_EQ(client.ask(test::mail_request("harmless")).status(), 204U);
+        EXPECT_EQ(client.ask(test::mail_request(service::antivirus_test_text())).status(), 200U);
+        wire_client half(port);
+        half.send("REQMOD icap");
+        ASSERT_TRUE(service.kill(signal));
+        EXPECT_EQ(service.wait(), (child_process::exit_status{0, 0}));
+        EXPECT_TRUE(client.closed_by_service());
+        EXPECT_TRUE(half.closed_by_service());
+        EXPECT_EQ(service.output(), std::string(heading) + std::to_string(port) + "\n");
+        EXPECT_EQ(service.errors(), "");
+    }
+}
+
+TEST(service_program, listens_on_the_port_it_is_told)
+{
+    child_process first(program, {"--port", "0"});
+    const std::uint16_t port = port_of(first);
+    ASSERT_TRUE(first.kill(SIGTERM));
+    EXPECT_EQ(first.wait(), (child_process::exit_status{0, 0}));
+    child_process second(program, {"--port", std::to_string(port)});
+    EXPECT_EQ(port_of(second), port);
+}
+
+TEST(service_program, says_that_its_port_is_taken)
+{
+    const auto listener = test::loopback_socket::listen();
+    const ending ended = run({"--port", std::to_string(listener.port())});
+    EXPECT_EQ(ended.status, (child_process::exit_status{1, 0}));
+    EXPECT_EQ(ended.output, "");
+    EXPECT_EQ(ended.errors,
+              "postwarden-service: port " + std::to_string(listener.port()) + ": Address already in use\n");
+}
+
+TEST(service_program, does_what_its_options_say)
+{
+    child_process service(program, {"--port", "0", "--uri", "a/b", "--preview", "31"});
+    wire_client client(port_of(service));
+    EXPECT_EQ(client.ask(test::options_request("icap://127.0.0.1/a/b")).field("Preview"), "31");
+    EXPECT_EQ(client.ask(test::options_request()).status(), 404U);
+}
+
+TEST(service_program, logs_to_standard_error_when_a_level_is_given)
+{
+    child_process service(program, {"--port", "0", "--log-level", "300"});
+    wire_client client(port_of(service));
+    EXPECT_EQ(client.ask(test::mail_request(service::antivirus_test_text())).status(), 200U);
+    ASSERT_TRUE(service.kill(SIGTERM));
+    EXPECT_EQ(service.wait(), (child_process::exit_status{0, 0}));
+    EXPECT_THAT(service.errors(), HasSubstr("blocked '': EICAR-Test-File"));
+    EXPECT_THAT(service.errors(), testing::Not(HasSubstr("accepted")));
+}
+
+TEST(service_program, tells_its_version_and_its_options)
+{
+    const ending version = run({"--version"});
+    EXPECT_EQ(version.status, (child_process::exit_status{0, 0}));
+    EXPECT_THAT(version.output, testing::MatchesRegex("postwarden-service [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    const ending help = run({"--help"});
+    EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
+    for (const std::string_view option :
+         {"--port", "--uri", "--preview", "--engine", "--log", "--log-level", "--version"}) {
+        EXPECT_THAT(help.output, HasSubstr(std::string(option)));
+    }
+    EXPECT_EQ(help.errors, "");
+}
+
+TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
+{
+    const std::vector<std::vector<std::string>> wrong{
+        {"--unknown"},
+        {"surplus"},
+        {"--port"},
+        {"--port", "65536"},
+        {"--port", "-1"},
+        {"--port", "x"},
+        {"--preview", "65537"},
+        {"--preview", "-1"},
+        {"--log-level", "601"},
+        {"--engine", "none"},
+        {"--engine", "clamd:tcp:192.0.2.1:3310"},
+        {"--engine", "clamd:unix:"},
+        {"--engine", "clamd:unix:/" + std::string(200, 'x')},
+        {"--uri", "a b"},
+        {"--uri", ""},
+    };
+    for (const auto& arguments : wrong) {
+        const ending ended = run(arguments);
+        const std::string shown = testing::PrintToString(arguments);
+        EXPECT_EQ(ended.status, (child_process::exit_status{2, 0})) << shown;
+        EXPECT_THAT(ended.errors, StartsWith("postwarden-service: ")) << shown;
+        EXPECT_EQ(ended.errors.find('\n'), ended.errors.size() - 1) << shown;
+        EXPECT_EQ(ended.output, "") << shown;
+    }
+}
+
+TEST(service_program, says_that_its_log_cannot_be_written)
+{
+    const ending ended = run({"--port", "0", "--log", "/dev/null/log"});
+    EXPECT_EQ(ended.status, (child_process::exit_status{1, 0}));
+    EXPECT_THAT(ended.errors, StartsWith("postwarden-service: "));
+}
+
+TEST(unix_endpoint, is_bounded_by_what_an_address_holds)
+{
+    EXPECT_NO_THROW((void)service::clamd_unix_endpoint("/" + std::string(106, 'x')));
+    EXPECT_THROW((void)service::clamd_unix_endpoint("/" + std::string(107, 'x')), std::invalid_argument);
+    EXPECT_THROW((void)service::clamd_unix_endpoint(""), std::invalid_argument);
+}
+
+} // namespace
