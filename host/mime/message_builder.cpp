@@ -65,7 +65,7 @@ message_record message_builder::build(GMimeMessage* message)
 void message_builder::add(GMimeObject* part, bool alternative)
 {
     if (GMIME_IS_MULTIPART(part)) {
-        add_multipart(GMIME_MULTIPART(part));
+        add_multipart(GMIME_MULTIPART(part), alternative);
     } else if (GMIME_IS_MESSAGE_PART(part)) {
         add_message(GMIME_MESSAGE_PART(part));
     } else if (GMIME_IS_PART(part)) {
@@ -73,20 +73,19 @@ void message_builder::add(GMimeObject* part, bool alternative)
     }
 }
 
-void message_builder::add_multipart(GMimeMultipart* multipart)
+void message_builder::add_multipart(GMimeMultipart* multipart, bool alternative)
 {
     if (nesting_ >= deepest_multipart) {
         return;
     }
     ++nesting_;
-    const bool alternative = is_type(GMIME_OBJECT(multipart), "multipart", "alternative");
-    const bool had_body = body_closed_ || has_plain_ || has_html_;
+    const bool opens_choice = !alternative && is_type(GMIME_OBJECT(multipart), "multipart", "alternative");
     const int count = g_mime_multipart_get_count(multipart);
     for (int i = 0; i < count; ++i) {
-        // The first part of a related set stands where the set stands.
-        add(g_mime_multipart_get_part(multipart, i), alternative && !had_body);
+        add(g_mime_multipart_get_part(multipart, i), alternative || opens_choice);
     }
     --nesting_;
+    body_closed_ = body_closed_ || (opens_choice && (has_plain_ || has_html_));
 }
 
 void message_builder::add_leaf(GMimePart* part, bool alternative)
@@ -108,7 +107,7 @@ bool message_builder::take_body(GMimePart* part, bool alternative)
     }
     if (is_type(object, "text", "html") && !has_html_) {
         set_html_body(part);
-    } else if (is_type(object, "text", "plain") && !has_plain_ && !has_html_) {
+    } else if (is_type(object, "text", "plain") && !has_plain_) {
         set_plain_body(part);
     } else {
         return false;

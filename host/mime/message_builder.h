@@ -18,8 +18,9 @@ public:
     message_record build(GMimeMessage* message);
 
 private:
+    /// `alternative`: the part is one of several forms of the body, or inside one.
     void add(GMimeObject* part, bool alternative);
-    void add_multipart(GMimeMultipart* multipart);
+    void add_multipart(GMimeMultipart* multipart, bool alternative);
     void add_leaf(GMimePart* part, bool alternative);
     void add_message(GMimeMessagePart* part);
     void add_file(GMimePart* part);
@@ -40,7 +41,7 @@ private:
     std::string body_charset_;
     bool has_plain_ = false;
     bool has_html_ = false;
-    bool body_closed_ = false; ///< a body part outside of an alternative was found
+    bool body_closed_ = false; ///< the bodies are found; further texts are attachments
     std::wstring calendar_class_;
 };
 

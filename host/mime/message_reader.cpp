@@ -59,6 +59,7 @@ void expect_message(const bytes& source)
     std::string start(std::min<std::uint64_t>(source.size(), 16384), '\0');
     start.resize(source.read(0, start.data(), start.size()));
     std::string_view rest = start;
+    bool seen_text = false;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         std::string_view line = rest.substr(0, end);
@@ -72,9 +73,11 @@ void expect_message(const bytes& source)
         if (is_header(line)) {
             return;
         }
-        if (!line.empty() && !line.starts_with("From ") && !line.starts_with(">From ")) {
-            break; // blank lines and an envelope line may stand in front
+        // Blank lines may stand in front, and a damaged line or an envelope line before the first good header.
+        if (line.empty() && seen_text) {
+            break;
         }
+        seen_text = seen_text || !line.empty();
     }
     throw unreadable_message("there is no mail header at its beginning");
 }

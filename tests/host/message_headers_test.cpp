@@ -147,12 +147,14 @@ TEST_P(Unreadable, IsRefusedWithAReason)
 
 INSTANTIATE_TEST_SUITE_P(Texts, Unreadable,
                          testing::Values(std::string(), std::string("\r\n\r\n"), std::string("just some words\r\n"),
+                                         std::string("words\r\n\r\nSubject: late\r\n"),
                                          std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16), std::string(4096, '\0'),
                                          std::string("S\0u\0b\0j\0e\0c\0t\0:\0", 16)));
 
 TEST(Readable, IsWhatHasOneHeaderBehindBlankOrEnvelopeLines)
 {
     EXPECT_EQ(L"a", wide(read("From someone Mon Mar 11 16:42:10 2024\nSubject: a\n\nx\n"), PR_SUBJECT_W));
+    EXPECT_NO_THROW(read("Sub\x93ject: damaged\nFrom: a@example.com\n\nx\n"));
     EXPECT_NO_THROW(read("Subject:\n"));
     EXPECT_NO_THROW(read("X : y\n\n"));
 }

@@ -51,6 +51,45 @@ TEST(Bodies, OfAnAlternativeAreBothAndNativelyHtml)
     EXPECT_TRUE(message.attachments.empty());
 }
 
+TEST(Bodies, OfAnAlternativeMayStandInSetsOfTheirOwnInAnyOrder)
+{
+    const auto message = read(R"(Content-Type: multipart/mixed; boundary=a
+
+--a
+Content-Type: multipart/alternative; boundary=b
+
+--b
+Content-Type: multipart/related; boundary=c
+
+--c
+Content-Type: text/html
+
+<p>html</p>
+--c
+Content-Type: image/png
+
+png
+--c--
+
+--b
+Content-Type: text/plain
+
+plain
+--b--
+
+--a
+Content-Type: text/html
+
+<p>footer</p>
+--a--
+)");
+    EXPECT_EQ(L"plain", wide(message, PR_BODY_W));
+    EXPECT_EQ("<p>html</p>", binary(message, PR_HTML));
+    ASSERT_EQ(2U, message.attachments.size());
+    EXPECT_EQ("png", binary(attachment(message, 0), PR_ATTACH_DATA_BIN));
+    EXPECT_EQ("<p>footer</p>", binary(attachment(message, 1), PR_ATTACH_DATA_BIN));
+}
+
 TEST(Bodies, AreTheFirstTextOnlyFurtherTextsAreAttachments)
 {
     const auto message = read(R"(Content-Type: multipart/mixed; boundary=b
