@@ -309,6 +309,7 @@ void connection::end(const char* why)
     LOG_LINE(service_log(), 500, "connection(" << this << ") closes: " << why);
     expect_nothing();
     error_code ignored;
+    socket_.cancel(ignored); // not every system lets a close end a send that is stuck
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
 }

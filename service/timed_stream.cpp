@@ -32,6 +32,7 @@ void timed_stream::wait(const bool& done, const char* what)
     }
     // The handler refers to the caller's variables: it has to have run before they go.
     error_code ignored;
+    socket_.cancel(ignored); // not every system lets a close end a send that is stuck
     socket_.close(ignored);
     while (!done) {
         io_.restart();
