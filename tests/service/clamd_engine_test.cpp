@@ -40,10 +40,16 @@ std::string zero_ended(std::string_view text)
     return std::string(text).append(1, '\0');
 }
 
+/// Reads the command first: its last byte and the size of the first chunk look like the end.
+conversation whole_object()
+{
+    return conversation().expect(command.size()).expect_until(end_of_object);
+}
+
 /// A clamd that answers like this once it has the whole object.
 std::vector<conversation> answering(const std::string& reply)
 {
-    return {conversation().expect_until(end_of_object).send(reply)};
+    return {whole_object().send(reply)};
 }
 
 verdict judged(std::uint16_t port, std::string_view object, std::chrono::milliseconds timeout = 20000ms)
@@ -109,7 +115,7 @@ TEST(clamd_engine, names_what_clamd_found)
 
 TEST(clamd_engine, reads_an_answer_that_comes_in_pieces)
 {
-    scripted_peer clamd({conversation().expect_until(end_of_object).send_bytewise(zero_ended("stream: A FOUND"))});
+    scripted_peer clamd({whole_object().send_bytewise(zero_ended("stream: A FOUND"))});
     EXPECT_TRUE(std::holds_alternative<blocked_verdict>(judged(clamd.port(), "hello")));
 }
 
@@ -132,19 +138,19 @@ TEST(clamd_engine, clears_nothing_that_clamd_did_not_clear)
 
 TEST(clamd_engine, takes_an_answer_without_its_end_for_none)
 {
-    scripted_peer closing({conversation().expect_until(end_of_object).send("stream: OK").close()});
+    scripted_peer closing({whole_object().send("stream: OK").close()});
     EXPECT_EQ(error_of(judged(closing.port(), "hello")), "connection closed within the answer");
-    scripted_peer newline({conversation().expect_until(end_of_object).send("stream: OK\n").close()});
+    scripted_peer newline({whole_object().send("stream: OK\n").close()});
     EXPECT_EQ(error_of(judged(newline.port(), "hello")), "connection closed within the answer");
-    scripted_peer mute({conversation().expect_until(end_of_object).close()});
+    scripted_peer mute({whole_object().close()});
     EXPECT_EQ(error_of(judged(mute.port(), "hello")), "connection closed without an answer");
 }
 
 TEST(clamd_engine, waits_for_an_answer_no_longer_than_it_is_told)
 {
-    scripted_peer silent({conversation().expect_until(end_of_object)});
+    scripted_peer silent({whole_object()});
     EXPECT_EQ(error_of(judged(silent.port(), "hello", 50ms)), "read: no answer in time");
-    scripted_peer half({conversation().expect_until(end_of_object).send("stream: O")});
+    scripted_peer half({whole_object().send("stream: O")});
     EXPECT_EQ(error_of(judged(half.port(), "hello", 100ms)), "read: no answer in time");
 }
 
@@ -183,7 +189,7 @@ TEST(clamd_engine, is_not_mended_by_a_connection_that_breaks)
 
 TEST(clamd_engine, gives_up_at_once_when_it_is_told_to_stop)
 {
-    scripted_peer silent({conversation().expect_until(end_of_object)});
+    scripted_peer silent({whole_object()});
     clamd_engine engine(clamd_tcp_endpoint("127.0.0.1", silent.port()), 1h);
     const auto store = stored("hello");
     std::stop_source stop;
@@ -211,10 +217,9 @@ TEST(clamd_engine, knows_clamd_by_its_version_and_keeps_the_last_one_known)
 
 TEST(clamd_engine, serves_behind_the_server)
 {
-    scripted_peer clamd({conversation().expect_until(end_of_object).send(zero_ended("stream: OK")),
-                         conversation().expect_until(end_of_object).send(zero_ended("stream: A;B=C FOUND")),
-                         conversation().expect_until(end_of_object).send(zero_ended("stream: broken ERROR")),
-                         conversation().expect_until(end_of_object).close()});
+    scripted_peer clamd({whole_object().send(zero_ended("stream: OK")),
+                         whole_object().send(zero_ended("stream: A;B=C FOUND")),
+                         whole_object().send(zero_ended("stream: broken ERROR")), whole_object().close()});
     server_options options;
     options.engine = "clamd:tcp:127.0.0.1:" + std::to_string(clamd.port());
     const test::started_server server(options);
