@@ -7,7 +7,7 @@
 #include "host/cli/snapshot.h"
 #include "host/mime/mailbox.h"
 #include "host/mime/message_reader.h"
-#include "logging/sinks.h"
+#include "logging/scoped_output.h"
 #include "logging/trace_configuration.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "tool/system/conversions.h"
@@ -72,38 +72,6 @@ void fill_registry(winapi::memory_registry& target, const std::vector<std::strin
         }
     }
 }
-
-/// Writes log lines to where the user wants them, while it lives.
-class log_output
-{
-public:
-    explicit log_output(const open_options& options)
-    {
-        if (options.log_file.empty() && !options.log_level) {
-            return;
-        }
-        logging::sink_target target = logging::stderr_target{};
-        if (!options.log_file.empty()) {
-            logging::file_target file;
-            file.path = winapi::conv_to_wide(options.log_file, winapi::code_page_utf8);
-            target = file;
-        }
-        sink_ = logging::open_sink(target);
-        const auto level = options.log_level.value_or(logging::priority::course);
-        logging::log_manager::default_manager().add_sink(sink_, level);
-    }
-    log_output(const log_output&) = delete;
-    log_output& operator=(const log_output&) = delete;
-    ~log_output()
-    {
-        if (sink_) {
-            logging::log_manager::default_manager().remove_sink(sink_);
-        }
-    }
-
-private:
-    std::shared_ptr<logging::line_sink> sink_;
-};
 
 /// The checker with its start and end.
 class running_checker
@@ -211,7 +179,7 @@ exit_status run_open(const open_options& options, const console& where)
     const winapi::registry_override override_registry(values);
     std::size_t unreadable = 0;
     const auto places = find_all(options.paths, where, unreadable);
-    const log_output log(options);
+    const logging::scoped_output log(options.log_file, options.log_level);
     logging::apply_trace_configuration();
 
     const scan_target target(options.port, options.uri);
