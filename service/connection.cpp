@@ -107,7 +107,9 @@ void connection::read_more()
         asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t count) {
             if (error) {
                 self->end("the peer has gone");
-                return;
+            }
+            if (self->closed_) {
+                return; // bytes that came together with the end
             }
             self->inbox_.append(self->block_.data(), count);
             self->advance();

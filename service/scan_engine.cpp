@@ -35,7 +35,7 @@ verdict scan_or_raise(scan_engine& engine, const object_info& info, web::io_data
 
 } // namespace
 
-verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, std::stop_token stop)
+verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const std::stop_token& stop)
 {
     try {
         return scan_or_raise(engine, info, object, stop);

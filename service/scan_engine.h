@@ -74,7 +74,8 @@ public:
 };
 
 /// Scans an object from its start to its end. Never raises: every failure becomes an error verdict.
-[[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, std::stop_token stop);
+[[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object,
+                           const std::stop_token& stop);
 
 /// Makes the engine that a text names: "builtin", "clamd:tcp:HOST:PORT" with a loopback HOST ("localhost", 127.x.x.x,
 /// ::1 or [::1]) or, where the system has such sockets, "clamd:unix:PATH". Raises std::invalid_argument with a text

@@ -40,7 +40,7 @@ bool is_uri_character(char value)
 
 std::string path_of(const std::string& uri)
 {
-    const std::string path = uri.starts_with('/') ? uri : "/" + uri;
+    std::string path = uri.starts_with('/') ? uri : "/" + uri;
     if (path.size() < 2 || !std::all_of(path.begin(), path.end(), is_uri_character)) {
         throw std::invalid_argument("'" + uri + "' is no path of a service: letters, digits and '/' only");
     }
