@@ -158,7 +158,7 @@ std::string mail_with_attachment(std::string_view body, std::string_view file_na
 
 std::string antivirus_test_file()
 {
-    return std::string("X5O!P%@AP[4\\PZX54(P^)7CC)7}$EICAR-STANDARD-") + "ANTIVIRUS-TEST-FILE!$H+H*";
+    return std::string("X5O!P%@AP[4\\PZX54(P^)7CC)7}$EICAR-STANDARD-").append("ANTIVIRUS-TEST-FILE!$H+H*");
 }
 
 } // namespace test
