@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <barrier>
 #include <stdexcept>
 #include <thread>
@@ -114,9 +115,21 @@ TEST(named_mutex, keeps_other_threads_out_until_it_is_given_back)
 TEST(named_mutex, may_be_held_several_times_over_by_one_thread)
 {
     const std::wstring name = L"Local\\postwarden-test-recursive-mutex";
-    const winapi::named_mutex_lock outer(name);
-    const winapi::named_mutex_lock inner(name);
-    SUCCEED();
+    std::atomic<bool> entered{false};
+    std::thread other;
+    {
+        const winapi::named_mutex_lock outer(name);
+        {
+            const winapi::named_mutex_lock inner(name);
+        }
+        other = std::thread([&] {
+            const winapi::named_mutex_lock held(name);
+            entered = true;
+        });
+        EXPECT_FALSE(entered); // the outer hold is still in force
+    }
+    other.join();
+    EXPECT_TRUE(entered);
 }
 
 } // namespace
