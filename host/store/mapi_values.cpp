@@ -15,14 +15,14 @@ ULONG to_ulong(std::size_t number)
 wchar_t* copy_text(const std::wstring& text, mapi_buffer& owner)
 {
     auto* copy = static_cast<wchar_t*>(owner.more((text.size() + 1) * sizeof(wchar_t)));
-    std::memcpy(copy, text.data(), text.size() * sizeof(wchar_t));
+    std::memcpy(copy, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
     return copy;
 }
 
 char* copy_text(const std::string& text, mapi_buffer& owner)
 {
     auto* copy = static_cast<char*>(owner.more(text.size() + 1));
-    std::memcpy(copy, text.data(), text.size());
+    std::memcpy(copy, text.c_str(), text.size() + 1);
     return copy;
 }
 
