@@ -34,7 +34,7 @@ std::filesystem::path dump_folder()
 std::filesystem::path dump_file(std::string_view text, const void* owner, counter& uses)
 {
     std::array<char, 64> number{};
-    std::snprintf(number.data(), number.size(), "%09d_%p", ++uses, owner);
+    static_cast<void>(std::snprintf(number.data(), number.size(), "%09d_%p", ++uses, owner));
     std::filesystem::path path = dump_folder();
     path += std::filesystem::path{std::string{text} + number.data()};
     return path;
