@@ -24,7 +24,6 @@ std::shared_ptr<std::recursive_mutex> create_or_open(const std::wstring& name)
 {
     auto& all = all_named_mutexes();
     const std::lock_guard guard(all.lock);
-    std::erase_if(all.by_name, [](const auto& entry) { return entry.second.expired(); });
     auto& known = all.by_name[name];
     auto mutex = known.lock();
     if (!mutex) {
@@ -32,6 +31,16 @@ std::shared_ptr<std::recursive_mutex> create_or_open(const std::wstring& name)
         known = mutex;
     }
     return mutex;
+}
+
+/// Lets go of a mutex under the lock of them all: the next owner of the name, whose mutex may be a new one, then sees
+/// what was written under this one. The end of a shared_ptr alone doesn't say so to one who finds it expired.
+void close(std::shared_ptr<std::recursive_mutex>& mutex)
+{
+    auto& all = all_named_mutexes();
+    const std::lock_guard guard(all.lock);
+    mutex.reset();
+    std::erase_if(all.by_name, [](const auto& entry) { return entry.second.expired(); });
 }
 
 } // namespace
@@ -43,8 +52,17 @@ struct named_mutex_lock::state
         , held(*mutex)
     {}
 
+    ~state()
+    {
+        held.unlock();
+        close(mutex);
+    }
+
+    state(const state&) = delete;
+    state& operator=(const state&) = delete;
+
     std::shared_ptr<std::recursive_mutex> mutex;
-    std::unique_lock<std::recursive_mutex> held; // given back before the mutex goes
+    std::unique_lock<std::recursive_mutex> held;
 };
 
 named_mutex_lock::named_mutex_lock(const std::wstring& name)
