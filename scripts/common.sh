@@ -3,12 +3,15 @@
 packages_to_run=(
   g++ cmake ninja-build ccache pkg-config python3-minimal python3
   libboost-dev libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libgmime-3.0-dev
+  libgsf-1-dev libssl-dev
 )
 packages_to_test=(
   googletest libbenchmark-dev zlib1g-dev
   g++-mingw-w64-x86-64-posix wine wine64 libwine-dev
   clang-14 libclang-rt-14-dev
   clamav-daemon libpython3.11-testsuite
+  openssl libemail-outlook-message-perl libemail-address-perl
+  msitools wixl
 )
 packages_to_tidy=(clang-tidy-14)
 

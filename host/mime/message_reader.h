@@ -1,19 +1,12 @@
 #pragma once
 
 #include "host/store/records.h"
+#include "host/store/unreadable_message.h"
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace host {
-
-/// A message that cannot be read; what() is the reason, for people.
-class unreadable_message : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// So many messages inside one another become embedded ones; what lies deeper is kept as a file.
 inline constexpr int deepest_embedded = 32;

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace host {
+
+/// A message that cannot be read; what() is the reason, for people.
+class unreadable_message : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace host
