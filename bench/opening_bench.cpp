@@ -73,7 +73,7 @@ void opening_with_a_stored_verdict(benchmark::State& state)
 {
     reader desk;
     const auto first = desk.open(make_message(1));
-    const auto judged = std::make_shared<host::message_record>(first.opened->message().current().copy());
+    const auto judged = std::make_shared<host::message_record>(first.shown.copy());
     const auto before = desk.bytes_on_the_wire();
     for (auto _ : state) {
         benchmark::DoNotOptimize(desk.open(judged));

@@ -33,42 +33,10 @@ exchange fails counts as clean; so does an object that is shorter than the previ
 Exit status: 0 all scanned, 2 the command line is wrong, 3 a file could not be read or is not what its
 kind asks for, 4 no service, or it gave no answer.)";
 
-constexpr std::uint16_t highest_port = 65535;
-
-template <typename Options>
-void add_service_options(CLI::App& command, Options& options)
-{
-    command.add_option("--port", options.port, "Port of a scanning service on 127.0.0.1")
-        ->check(CLI::Range(std::uint16_t{1}, highest_port))
-        ->type_name("N");
-    command.add_option("--uri", options.uri, "Path of the service")->type_name("TEXT")->capture_default_str();
-    command.add_flag("--json", options.json, "One JSON object a line");
-}
-
 CLI::App* add_open(CLI::App& app, open_options& options)
 {
     CLI::App* command = app.add_subcommand("open", "Open messages as a mail client would, with the whole check");
-    command->add_option("PATH", options.paths, "Messages")->required()->type_name("");
-    add_service_options(*command, options);
-    command->add_option("--times", options.times, "Open each message so many times in this process")
-        ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{1000000}))
-        ->type_name("N")
-        ->capture_default_str();
-    command
-        ->add_option("--registry", options.registry,
-                     "Set a value of the stand-in registry: KeepVerdictInEmail, Configuration or DumpHttpTrafficPath")
-        ->check(CLI::Validator(check_registry_value, ""))
-        ->type_name("NAME=VALUE")
-        ->take_all()
-        ->expected(1);
-    command->add_option("--log", options.log_file, "Write the log to a file")->type_name("FILE");
-    command
-        ->add_option(
-            "--log-level", options.log_level,
-            "Lines up to this level: 200 errors, 300 decisions, 400 course (default), 500 detail; without --log "
-            "they go to standard error")
-        ->check(CLI::Range(0U, 600U))
-        ->type_name("N");
+    add_open_options(*command, options);
     command->footer(open_footer);
     return command;
 }
@@ -87,7 +55,7 @@ CLI::App* add_scan(CLI::App& app, scan_options& options)
         ->add_option("--kind", options.kind, "mail (default), object, http-request, http-response, certificate, health")
         ->transform(CLI::Transformer(kinds).description(""))
         ->type_name("KIND");
-    add_service_options(*command, options);
+    add_service_options(*command, options.port, options.uri, options.json);
     command->add_option("--timeout", options.timeout_ms, "Longest wait for an answer, in milliseconds")
         ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{3600000}))
         ->type_name("MS")

@@ -1,5 +1,7 @@
 #include "host/cli/mail_client.h"
 
+#include "host/store/item.h"
+
 #include <chrono>
 #include <utility>
 
@@ -53,9 +55,9 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
         *stored = changed.copy();
         return HRESULT{S_OK};
     };
-    result.opened = MakeCom<item>(kind, MakeCom<message_object>(*stored, true, save));
+    const auto opened = MakeCom<item>(kind, MakeCom<message_object>(*stored, true, save));
     ComPtr<IUnknown> loaded;
-    result.opened->QueryInterface(IID_IUnknown, Receive(loaded));
+    opened->QueryInterface(IID_IUnknown, Receive(loaded));
 
     check_->result = E_FAIL;
     check_->seen = ScanResult::None;
@@ -70,6 +72,7 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
         static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count());
     result.result = check_->result;
     result.verdict = check_->seen;
+    result.shown = opened->message().current().copy();
     return result;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/cli/console.h"
+#include "host/opening/console.h"
 
 #include <cstdint>
 #include <optional>

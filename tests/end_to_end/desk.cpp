@@ -132,7 +132,7 @@ host::opening desk::open(const std::string& text, const std::string& origin)
 
 host::opening desk::reopen(const host::opening& former)
 {
-    return client_->open(std::make_shared<host::message_record>(former.opened->message().current().copy()));
+    return client_->open(std::make_shared<host::message_record>(former.shown.copy()));
 }
 
 std::string plain_mail(std::string_view body, std::string_view message_id)

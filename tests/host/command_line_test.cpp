@@ -1,4 +1,4 @@
-#include "host/cli/console.h"
+#include "host/opening/console.h"
 #include "tests/host/cli_fixture.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,8 @@
 #include "host/cli/fixed_connection.h"
 #include "host/cli/mail_client.h"
-#include "host/cli/snapshot.h"
+#include "host/opening/snapshot.h"
+#include "host/store/message_object.h"
+#include "outlook/qdmailprotect/mapi/outlook_items.h"
 #include "service/scan_server.h"
 #include "tests/host/cli_fixture.h"
 #include "tests/host/mime_fixture.h"
@@ -104,7 +106,7 @@ TEST_F(MailClient, ShowsChangesAndKeepsOnlyWhatIsSaved)
 {
     check->doings = [](IMessage& message) { set_subject(message, L"Unsaved"); };
     const opening unsaved = client.open(stored);
-    EXPECT_EQ("Unsaved", take_snapshot(unsaved.opened->message().current()).subject);
+    EXPECT_EQ("Unsaved", take_snapshot(unsaved.shown).subject);
     EXPECT_EQ("Old", take_snapshot(*stored).subject);
     check->doings = [](IMessage& message) {
         set_subject(message, L"Saved");
@@ -117,11 +119,11 @@ TEST_F(MailClient, ShowsChangesAndKeepsOnlyWhatIsSaved)
 TEST_F(MailClient, FreesEachMessageAfterItsOpening)
 {
     std::weak_ptr<property_bag> bag;
-    {
-        const opening result = client.open(stored);
-        bag = result.opened->message().current().properties;
+    check->doings = [&bag](IMessage& message) {
+        bag = dynamic_cast<message_object&>(message).current().properties;
         EXPECT_FALSE(bag.expired());
-    }
+    };
+    client.open(stored);
     EXPECT_TRUE(bag.expired());
 }
 

@@ -1,4 +1,4 @@
-#include "host/mime/mailbox.h"
+#include "host/files/mailbox.h"
 #include "host/mime/message_reader.h"
 #include "tests/host/mime_fixture.h"
 #include "tests/host/temporary_folder.h"

@@ -1,6 +1,6 @@
-#include "host/cli/snapshot.h"
+#include "host/opening/snapshot.h"
 
-#include "host/mime/gmime_ptr.h"
+#include "host/opening/digest.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
@@ -12,13 +12,7 @@ namespace {
 
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
 
-struct checksum_free
-{
-    void operator()(GChecksum* checksum) const noexcept { g_checksum_free(checksum); }
-};
-using checksum_ptr = std::unique_ptr<GChecksum, checksum_free>;
-
-void add(GChecksum* sum, const bytes& data)
+void add(sha256& sum, const bytes& data)
 {
     std::array<char, 65536> block{};
     for (std::uint64_t offset = 0; offset < data.size();) {
@@ -26,7 +20,7 @@ void add(GChecksum* sum, const bytes& data)
         if (got == 0) {
             break;
         }
-        g_checksum_update(sum, reinterpret_cast<const guchar*>(block.data()), static_cast<gssize>(got));
+        sum.add(block.data(), got);
         offset += got;
     }
 }
@@ -76,7 +70,7 @@ attachment_snapshot take_attachment(std::uint32_t number, const attachment_recor
 }
 
 /// Adds what makes a message inside a message: subject, bodies and attachments.
-void add(GChecksum* sum, const message_snapshot& message)
+void add(sha256& sum, const message_snapshot& message)
 {
     add(sum, *bytes_of(message.subject + '\n'));
     for (const bytes_ptr& body : {message.body, message.html}) {
@@ -95,11 +89,11 @@ void add(GChecksum* sum, const message_snapshot& message)
 }
 
 template <typename Source>
-std::string sha256(const Source& source)
+std::string digest_text(const Source& source)
 {
-    const checksum_ptr sum(g_checksum_new(G_CHECKSUM_SHA256));
-    add(sum.get(), source);
-    return g_checksum_get_string(sum.get());
+    sha256 sum;
+    add(sum, source);
+    return sum.finish();
 }
 
 nlohmann::ordered_json digest_of(const bytes_ptr& data, digest_cache& digests)
@@ -109,7 +103,7 @@ nlohmann::ordered_json digest_of(const bytes_ptr& data, digest_cache& digests)
     }
     std::string& digest = digests[data.get()];
     if (digest.empty()) {
-        digest = sha256(*data);
+        digest = digest_text(*data);
     }
     return digest;
 }
@@ -121,7 +115,7 @@ nlohmann::ordered_json digest_of(const attachment_snapshot& attachment, digest_c
     }
     std::string& digest = digests[attachment.embedded.get()];
     if (digest.empty()) {
-        digest = sha256(take_snapshot(*attachment.embedded));
+        digest = digest_text(take_snapshot(*attachment.embedded));
     }
     return digest;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/cli/console.h"
-#include "host/cli/mail_client.h"
-#include "host/cli/snapshot.h"
+#include "host/opening/console.h"
+#include "host/opening/opening.h"
+#include "host/opening/snapshot.h"
 
 #include <chrono>
 #include <cstddef>

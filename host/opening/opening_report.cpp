@@ -1,4 +1,4 @@
-#include "host/cli/opening_report.h"
+#include "host/opening/opening_report.h"
 
 #include "tool/system/conversions.h"
 

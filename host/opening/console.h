@@ -14,6 +14,7 @@ struct console
     std::ostream& err;
     bool shows_progress = false; ///< standard error is a terminal
     std::size_t width = 100;     ///< columns of the terminal
+    std::string_view program = "postwarden";
 };
 
 /// Exit statuses.
@@ -26,7 +27,7 @@ enum class exit_status : int
     no_service = 4  ///< the service that was asked for cannot be had
 };
 
-/// One line on standard error: "postwarden: what: why".
+/// One line on standard error: "postwarden: what: why", with the program's name first.
 void report(const console& where, std::string_view what, std::string_view why);
 
 /// Terminal columns that UTF-8 text takes: wide characters take two, combining ones none.

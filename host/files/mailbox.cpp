@@ -1,4 +1,4 @@
-#include "host/mime/mailbox.h"
+#include "host/files/mailbox.h"
 
 #include "tool/system/conversions.h"
 
