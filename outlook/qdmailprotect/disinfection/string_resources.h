@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 /// The texts that end up in a user's mail, by their resource number. Used on the thread that delivers events.
@@ -15,3 +16,6 @@ public:
     [[nodiscard]] virtual std::wstring Load(std::uint32_t id) const = 0;
     virtual ~StringResources() = default;
 };
+
+/// The English texts that are built in.
+std::shared_ptr<const StringResources> EnglishTexts();

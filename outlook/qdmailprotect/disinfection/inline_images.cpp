@@ -1,0 +1,124 @@
+#include "outlook/qdmailprotect/disinfection/inline_images.h"
+
+#include "outlook/qdmailprotect/disinfection/base64.h"
+#include "outlook/qdmailprotect/mapi/mapi.h"
+#include "tool/system/conversions.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cwchar>
+#include <string_view>
+
+namespace {
+
+/// How one kind of image reference is written.
+struct Form
+{
+    std::string_view prefix;
+    std::string_view replacement; ///< what stands in the place of the prefix afterwards
+    char terminator;
+};
+
+constexpr std::string_view AttributePrefix = " src=\"data:";
+constexpr std::string_view AttributeReplacement = " src=\"cid:";
+constexpr Form StyleForm{"background: url(data:", "background: url(cid:", ')'};
+constexpr std::string_view DataMarker = ";base64,";
+constexpr std::size_t LongestMimeType = 50;
+constexpr std::size_t LongestData = 0x100000;
+
+std::string UpperCase(std::string_view text)
+{
+    std::string upper(text);
+    for (char& letter : upper) {
+        if (letter >= 'a' && letter <= 'z') {
+            letter = static_cast<char>(letter - 'a' + 'A');
+        }
+    }
+    return upper;
+}
+
+/// "qdimg" and the number of a match.
+std::wstring ImageName(std::uint32_t number)
+{
+    std::array<wchar_t, 16> text{};
+    std::swprintf(text.data(), text.size(), L"qdimg%04X", static_cast<unsigned>(number));
+    return text.data();
+}
+
+/// Fills in the record of the match at `begin` and appends to `out` what takes its place. Gives the position of the
+/// terminator, which is the first character that stays, or npos when the match is left as it is.
+std::size_t ConvertMatch(std::string_view html, std::size_t begin, const Form& form, std::uint32_t number,
+                         AttachmentResult& record, std::string& out)
+{
+    const std::string_view behind = html.substr(begin + form.prefix.size());
+    const std::size_t typeSize = behind.substr(0, LongestMimeType + DataMarker.size()).find(DataMarker);
+    if (typeSize == std::string_view::npos) {
+        return std::string_view::npos;
+    }
+    record.attachMethod = ATTACH_BY_VALUE;
+    record.mimeTag = behind.substr(0, typeSize);
+    const std::string_view data = behind.substr(typeSize + DataMarker.size());
+    const std::size_t dataSize = data.substr(0, LongestData + 1).find(form.terminator);
+    if (dataSize == std::string_view::npos) {
+        return std::string_view::npos;
+    }
+    record.data = DecodeBase64(data.substr(0, dataSize));
+    const std::wstring name = ImageName(number);
+    record.fileName = name + L".png";
+    record.contentId = name + L".png@51444D41494C.5A52544D3130";
+    out.append(form.replacement).append(winapi::conv_to_char(record.contentId, winapi::code_page_thread_ansi));
+    return static_cast<std::size_t>(data.data() - html.data()) + dataSize;
+}
+
+/// Converts all matches of an attribute form. The search goes on one character behind the start of each match. A prefix
+/// begins with its only blank, and so does what takes its place: behind a converted match the next one can't begin
+/// before the terminator. So the text is read once, and written anew once, however many matches there are.
+void ConvertAll(std::string& html, const Form& form, std::uint32_t& counter, std::vector<AttachmentResult>& images)
+{
+    const std::string_view text = html;
+    std::string changed;
+    std::size_t taken = 0; ///< what stands before is in `changed`
+    std::size_t match = text.find(form.prefix);
+    while (match != std::string_view::npos) {
+        AttachmentResult& record = images.emplace_back();
+        std::string replacement;
+        const std::size_t terminator = ConvertMatch(text, match, form, ++counter, record, replacement);
+        std::size_t next = match + 1;
+        if (terminator != std::string_view::npos) {
+            changed.append(text, taken, match - taken).append(replacement);
+            taken = terminator;
+            next = terminator;
+        }
+        match = text.find(form.prefix, next);
+    }
+    if (taken != 0) {
+        changed.append(text, taken);
+        html = std::move(changed);
+    }
+}
+
+/// Converts the first match of the style form and leaves all others.
+void ConvertFirst(std::string& html, const Form& form, std::uint32_t number, std::vector<AttachmentResult>& images)
+{
+    const std::size_t match = html.find(form.prefix);
+    if (match == std::string::npos) {
+        return;
+    }
+    std::string replacement;
+    const std::size_t terminator = ConvertMatch(html, match, form, number, images.emplace_back(), replacement);
+    if (terminator != std::string::npos) {
+        html.replace(match, terminator - match, replacement);
+    }
+}
+
+} // namespace
+
+void ExtractInlineImages(std::string& html, std::vector<AttachmentResult>& images)
+{
+    const std::string upperPrefix = UpperCase(AttributePrefix);
+    std::uint32_t counter = 0;
+    ConvertAll(html, {AttributePrefix, AttributeReplacement, '"'}, counter, images);
+    ConvertAll(html, {upperPrefix, AttributeReplacement, '"'}, counter, images);
+    ConvertFirst(html, StyleForm, counter + 1, images);
+}
