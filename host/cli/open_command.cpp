@@ -8,6 +8,7 @@
 #include "logging/scoped_output.h"
 #include "logging/trace_configuration.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
+#include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 #include "tool/system/conversions.h"
 #include "tool/system/identity.h"
 #include "tool/system/registry.h"
@@ -55,6 +56,7 @@ private:
     {
         MailCheckerServices result;
         result.link = std::move(link);
+        result.disinfector = MakeMailDisinfector();
         return result;
     }
 
