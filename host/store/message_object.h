@@ -7,7 +7,7 @@ namespace host {
 /// One open message. It works on a copy: nothing reaches the store, or the message that this one is attached to,
 /// before SaveChanges; until then the object itself shows the changes, as a client displays them. It stays usable
 /// after SaveChanges. Open objects of its attachments and its tables may outlive it.
-class message_object final : public property_object<IMessage>
+class message_object : public property_object<IMessage>
 {
 public:
     message_object(const message_record& record, bool writable, message_commit commit);
