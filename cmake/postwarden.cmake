@@ -44,8 +44,14 @@ if(WIN32)
   target_include_directories(postwarden_options SYSTEM INTERFACE "${links}")
   target_compile_definitions(postwarden_options INTERFACE
     _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE)
-  add_link_options(-static)
+  add_link_options(-static -fstack-protector-strong)
+  # What goes into the product on this system: optimised, hardened, with line numbers for the separate symbol file, and
+  # without a trace of the folder that it was built in, so that the same sources give the same bytes.
+  set(postwarden_product_options
+    -O2 -g1 -fcf-protection=full -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
 else()
+  set(postwarden_product_options)
   find_package(Threads REQUIRED)
   target_link_libraries(postwarden_options INTERFACE Threads::Threads)
 endif()
@@ -71,6 +77,7 @@ function(postwarden_library name)
     add_library(${name} STATIC ${sources})
     target_include_directories(${name} PUBLIC "${include_root}")
     target_link_libraries(${name} PUBLIC postwarden_options ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+    target_compile_options(${name} PRIVATE ${postwarden_product_options})
   else()
     add_library(${name} INTERFACE)
     target_include_directories(${name} INTERFACE "${include_root}")
