@@ -1,5 +1,6 @@
 #include "host/store/mapi_values.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -85,11 +86,11 @@ public:
     void operator()(const std::vector<std::int64_t>& list)
     {
         if (type_ == (PT_LONG | MV_FLAG)) {
-            value_.MVl.cValues = to_ulong(list.size());
-            value_.MVl.lpl = static_cast<LONG*>(owner_.more(list.size() * sizeof(LONG)));
-            for (std::size_t i = 0; i < list.size(); ++i) {
-                value_.MVl.lpl[i] = static_cast<LONG>(list[i]);
-            }
+            write_numbers(list, value_.MVl.cValues, value_.MVl.lpl);
+            return;
+        }
+        if (type_ == (PT_I2 | MV_FLAG)) {
+            write_numbers(list, value_.MVi.cValues, value_.MVi.lpi);
             return;
         }
         value_.MVli.cValues = to_ulong(list.size());
@@ -98,6 +99,16 @@ public:
             value_.MVli.lpli[i].QuadPart = list[i];
         }
     }
+    void operator()(const std::vector<double>& list)
+    {
+        if (type_ == (PT_R4 | MV_FLAG)) {
+            write_numbers(list, value_.MVflt.cValues, value_.MVflt.lpflt);
+        } else { // PT_DOUBLE and PT_APPTIME share the eight bytes
+            write_numbers(list, value_.MVdbl.cValues, value_.MVdbl.lpdbl);
+        }
+    }
+    void operator()(const std::vector<GUID>& list) { write_numbers(list, value_.MVguid.cValues, value_.MVguid.lpguid); }
+    void operator()(const storage_ptr&) {} // opens as a storage only
     void operator()(const std::vector<std::wstring>& list)
     {
         value_.MVszW.cValues = to_ulong(list.size());
@@ -125,6 +136,14 @@ public:
     }
 
 private:
+    template <typename Number, typename Target>
+    void write_numbers(const std::vector<Number>& list, ULONG& count, Target*& target)
+    {
+        count = to_ulong(list.size());
+        target = static_cast<Target*>(owner_.more(list.size() * sizeof(Target)));
+        std::transform(list.begin(), list.end(), target, [](const Number& item) { return static_cast<Target>(item); });
+    }
+
     decltype(SPropValue::Value)& value_;
     std::uint32_t type_;
     mapi_buffer& owner_;
@@ -132,24 +151,33 @@ private:
 
 bool read_list(const SPropValue& source, std::uint32_t type, property_value& target)
 {
+    const auto& value = source.Value;
     if (type == (PT_LONG | MV_FLAG)) {
-        target.data = std::vector<std::int64_t>(source.Value.MVl.lpl, source.Value.MVl.lpl + source.Value.MVl.cValues);
+        target.data = std::vector<std::int64_t>(value.MVl.lpl, value.MVl.lpl + value.MVl.cValues);
+    } else if (type == (PT_I2 | MV_FLAG)) {
+        target.data = std::vector<std::int64_t>(value.MVi.lpi, value.MVi.lpi + value.MVi.cValues);
+    } else if (type == (PT_R4 | MV_FLAG)) {
+        target.data = std::vector<double>(value.MVflt.lpflt, value.MVflt.lpflt + value.MVflt.cValues);
+    } else if (type == (PT_DOUBLE | MV_FLAG) || type == (PT_APPTIME | MV_FLAG)) {
+        target.data = std::vector<double>(value.MVdbl.lpdbl, value.MVdbl.lpdbl + value.MVdbl.cValues);
+    } else if (type == (PT_CLSID | MV_FLAG)) {
+        target.data = std::vector<GUID>(value.MVguid.lpguid, value.MVguid.lpguid + value.MVguid.cValues);
     } else if (type == (PT_I8 | MV_FLAG) || type == (PT_SYSTIME | MV_FLAG) || type == (PT_CURRENCY | MV_FLAG)) {
         std::vector<std::int64_t> list;
-        for (ULONG i = 0; i < source.Value.MVli.cValues; ++i) {
-            list.push_back(source.Value.MVli.lpli[i].QuadPart);
+        for (ULONG i = 0; i < value.MVli.cValues; ++i) {
+            list.push_back(value.MVli.lpli[i].QuadPart);
         }
         target.data = std::move(list);
     } else if (type == (PT_UNICODE | MV_FLAG)) {
-        const auto& list = source.Value.MVszW;
+        const auto& list = value.MVszW;
         target.data = std::vector<std::wstring>(list.lppszW, list.lppszW + list.cValues);
     } else if (type == (PT_STRING8 | MV_FLAG)) {
-        const auto& list = source.Value.MVszA;
+        const auto& list = value.MVszA;
         target.data = std::vector<std::string>(list.lppszA, list.lppszA + list.cValues);
     } else if (type == (PT_BINARY | MV_FLAG)) {
         std::vector<std::string> list;
-        for (ULONG i = 0; i < source.Value.MVbin.cValues; ++i) {
-            const SBinary& item = source.Value.MVbin.lpbin[i];
+        for (ULONG i = 0; i < value.MVbin.cValues; ++i) {
+            const SBinary& item = value.MVbin.lpbin[i];
             list.emplace_back(reinterpret_cast<const char*>(item.lpb), item.cb);
         }
         target.data = std::move(list);

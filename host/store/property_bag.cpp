@@ -50,6 +50,7 @@ scratch& stream_state::edit()
 }
 
 property_bag::property_bag(const property_bag& other)
+    : origin_(other.origin_)
 {
     for (auto& [id, source] : other.entries_) {
         settle(source);
@@ -65,7 +66,8 @@ void property_bag::settle(entry& target)
     const auto stream = std::exchange(target.written, nullptr);
     const auto seen = from_stream_bytes(stream->type(), stream->freeze());
     // The property keeps the type that it was stored with.
-    target.value = is_string(target.value.type) ? convert_string(seen, target.value.type) : seen;
+    target.value =
+        is_string(target.value.type) ? convert_string(seen, target.value.type, target.value.code_page) : seen;
 }
 
 const property_value* property_bag::find(std::uint32_t id) const

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace host {
@@ -34,6 +35,17 @@ private:
     std::unique_ptr<scratch> edited_;
 };
 
+/// What the place that properties were read from told beside them, so that the same place can be written again without
+/// a loss: flags, unknown parts. Who read it knows what it is; to everybody else it is closed.
+class property_origin
+{
+public:
+    property_origin() = default;
+    property_origin(const property_origin&) = delete;
+    property_origin& operator=(const property_origin&) = delete;
+    virtual ~property_origin() = default;
+};
+
 /// The properties of one object by identifier; each identifier has one value of one type. What a stream writes is in
 /// the property at once, without waiting for the stream's end. Always held by a shared pointer, since streams may
 /// outlive their object. Used by one thread at a time.
@@ -54,6 +66,10 @@ public:
     /// Makes the stream's contents the property's value from now on.
     void follow(std::uint32_t id, std::shared_ptr<stream_state> stream);
 
+    /// Goes with every copy; null when there is none.
+    [[nodiscard]] const std::shared_ptr<const property_origin>& origin() const noexcept { return origin_; }
+    void origin(std::shared_ptr<const property_origin> from) noexcept { origin_ = std::move(from); }
+
 private:
     struct entry
     {
@@ -63,6 +79,7 @@ private:
     static void settle(entry& target);
 
     mutable std::map<std::uint32_t, entry> entries_;
+    std::shared_ptr<const property_origin> origin_;
 };
 
 } // namespace host

@@ -2,9 +2,98 @@
 
 #include "tool/system/conversions.h"
 
+#include <algorithm>
+#include <bit>
+
 namespace host {
 
 namespace {
+
+std::uint64_t width_of(std::uint32_t type)
+{
+    switch (type & ~MV_FLAG) {
+    case PT_I2:
+    case PT_BOOLEAN:
+        return 2;
+    case PT_LONG:
+    case PT_R4:
+    case PT_ERROR:
+        return 4;
+    case PT_CLSID:
+        return 16;
+    case PT_NULL:
+    case PT_UNSPECIFIED:
+        return 0;
+    default:
+        return 8;
+    }
+}
+
+struct measure
+{
+    std::uint32_t type;
+
+    std::uint64_t operator()(std::monostate) const { return width_of(type); }
+    std::uint64_t operator()(std::int64_t) const { return width_of(type); }
+    std::uint64_t operator()(double) const { return width_of(type); }
+    std::uint64_t operator()(const GUID&) const { return width_of(type); }
+    std::uint64_t operator()(const property_value::text& text) const { return (text->size() + 1) * 2; }
+    std::uint64_t operator()(const bytes_ptr& data) const { return data->size() + (type == PT_STRING8 ? 1 : 0); }
+    std::uint64_t operator()(const std::vector<std::int64_t>& list) const { return list.size() * width_of(type); }
+    std::uint64_t operator()(const std::vector<double>& list) const { return list.size() * width_of(type); }
+    std::uint64_t operator()(const std::vector<GUID>& list) const { return list.size() * width_of(type); }
+    std::uint64_t operator()(const storage_ptr& storage) const { return storage->size(); }
+    std::uint64_t operator()(const std::vector<std::wstring>& list) const
+    {
+        std::uint64_t sum = 0;
+        for (const auto& text : list) {
+            sum += (text.size() + 1) * 2;
+        }
+        return sum;
+    }
+    std::uint64_t operator()(const std::vector<std::string>& list) const
+    {
+        std::uint64_t sum = 0;
+        for (const auto& text : list) {
+            sum += text.size() + 1;
+        }
+        return sum;
+    }
+};
+
+/// Whether two contents of the same kind are equal.
+struct equality
+{
+    const property_value::contents& right;
+
+    bool operator()(std::monostate) const { return true; }
+    bool operator()(double left) const { return same_bits(left, std::get<double>(right)); }
+    bool operator()(const property_value::text& left) const
+    {
+        const auto& other = std::get<property_value::text>(right);
+        return left == other || *left == *other;
+    }
+    bool operator()(const bytes_ptr& left) const { return same_bytes(left, std::get<bytes_ptr>(right)); }
+    bool operator()(const std::vector<double>& left) const
+    {
+        const auto& other = std::get<std::vector<double>>(right);
+        return std::equal(left.begin(), left.end(), other.begin(), other.end(), same_bits);
+    }
+    bool operator()(const storage_ptr& left) const { return same_storage(*left, *std::get<storage_ptr>(right)); }
+    template <typename Plain>
+    bool operator()(const Plain& left) const
+    {
+        return left == std::get<Plain>(right);
+    }
+
+private:
+    static bool same_bits(double left, double right)
+    {
+        return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
+    }
+};
+
+} // namespace
 
 std::string to_utf16le(std::wstring_view text)
 {
@@ -45,57 +134,6 @@ std::wstring from_utf16le(std::string_view data)
     }
     return result;
 }
-
-std::uint64_t width_of(std::uint32_t type)
-{
-    switch (type & ~MV_FLAG) {
-    case PT_I2:
-    case PT_BOOLEAN:
-        return 2;
-    case PT_LONG:
-    case PT_R4:
-    case PT_ERROR:
-        return 4;
-    case PT_CLSID:
-        return 16;
-    case PT_NULL:
-    case PT_UNSPECIFIED:
-        return 0;
-    default:
-        return 8;
-    }
-}
-
-struct measure
-{
-    std::uint32_t type;
-
-    std::uint64_t operator()(std::monostate) const { return width_of(type); }
-    std::uint64_t operator()(std::int64_t) const { return width_of(type); }
-    std::uint64_t operator()(double) const { return width_of(type); }
-    std::uint64_t operator()(const GUID&) const { return width_of(type); }
-    std::uint64_t operator()(const property_value::text& text) const { return (text->size() + 1) * 2; }
-    std::uint64_t operator()(const bytes_ptr& data) const { return data->size() + (type == PT_STRING8 ? 1 : 0); }
-    std::uint64_t operator()(const std::vector<std::int64_t>& list) const { return list.size() * width_of(type); }
-    std::uint64_t operator()(const std::vector<std::wstring>& list) const
-    {
-        std::uint64_t sum = 0;
-        for (const auto& text : list) {
-            sum += (text.size() + 1) * 2;
-        }
-        return sum;
-    }
-    std::uint64_t operator()(const std::vector<std::string>& list) const
-    {
-        std::uint64_t sum = 0;
-        for (const auto& text : list) {
-            sum += text.size() + 1;
-        }
-        return sum;
-    }
-};
-
-} // namespace
 
 property_value property_value::of_long(std::int64_t number)
 {
@@ -139,7 +177,7 @@ std::wstring property_value::wide() const
         return **value;
     }
     if (type == PT_STRING8) {
-        return winapi::conv_to_wide(to_string(*std::get<bytes_ptr>(data)));
+        return winapi::conv_to_wide(to_string(*std::get<bytes_ptr>(data)), code_page);
     }
     return {};
 }
@@ -147,6 +185,12 @@ std::wstring property_value::wide() const
 std::uint64_t property_value::size() const
 {
     return std::visit(measure{type}, data);
+}
+
+bool same_value(const property_value& left, const property_value& right)
+{
+    return left.type == right.type && left.code_page == right.code_page && left.data.index() == right.data.index() &&
+           std::visit(equality{right.data}, left.data);
 }
 
 bool is_string(std::uint32_t type)
@@ -159,7 +203,7 @@ bool is_streamed(std::uint32_t type)
     return is_string(type) || type == PT_BINARY;
 }
 
-property_value convert_string(const property_value& value, std::uint32_t type)
+property_value convert_string(const property_value& value, std::uint32_t type, std::uint32_t code_page)
 {
     if (value.type == type) {
         return value;
@@ -167,7 +211,8 @@ property_value convert_string(const property_value& value, std::uint32_t type)
     if (type == PT_UNICODE) {
         return property_value::of_text(value.wide());
     }
-    return {PT_STRING8, bytes_of(winapi::conv_to_char(*std::get<property_value::text>(value.data)))};
+    return {PT_STRING8, bytes_of(winapi::conv_to_char(*std::get<property_value::text>(value.data), code_page)),
+            code_page};
 }
 
 bytes_ptr stream_bytes(const property_value& value)
