@@ -1,0 +1,277 @@
+#include "extlib/cctool/src/serialization/container_impl.h"
+
+#include "cctool/serialization/errors.h"
+#include "extlib/cctool/src/serialization/array_impl.h"
+#include "extlib/cctool/src/serialization/simple_values.h"
+
+#include <utility>
+
+namespace cctool::Serialization::StlDTree {
+
+using detail::ArrayValue;
+using detail::BinaryValue;
+using detail::ContainerValue;
+using detail::SimpleValueImpl;
+using detail::StringValueImpl;
+using detail::ValuePtr;
+
+namespace {
+
+constexpr const char* source_path = "extlib\\cctool\\src\\serialization\\container_impl";
+
+[[noreturn]] void Refuse(const TagId& tag, AccessFailure reason, std::uint32_t line)
+{
+    throw ContainerElementAccessError(tag, reason, {source_path, line});
+}
+
+} // namespace
+
+ContainerImpl::ContainerImpl(std::shared_ptr<ContainerValue> node) noexcept
+    : node_(std::move(node))
+{}
+
+bool ContainerImpl::HasElement(std::uint32_t id) const
+{
+    return node_->Elements().contains(id);
+}
+
+template <typename Node, typename T>
+void ContainerImpl::Put(std::uint32_t id, const T& value)
+{
+    node_->Elements().insert_or_assign(id, std::make_shared<Node>(value));
+}
+
+template <typename Node>
+std::shared_ptr<Node> ContainerImpl::Find(const TagId& tag) const
+{
+    const auto found = node_->Elements().find(tag.id);
+    if (found == node_->Elements().end()) {
+        Refuse(tag, AccessFailure::NotFound, __LINE__);
+    }
+    if (found->second->Type() != Node::type) {
+        Refuse(tag, AccessFailure::InvalidType, __LINE__);
+    }
+    return std::static_pointer_cast<Node>(found->second);
+}
+
+template <typename T>
+void ContainerImpl::GetSimple(const TagId& tag, T& value) const
+{
+    value = Find<SimpleValueImpl<T>>(tag)->Get();
+}
+
+void ContainerImpl::SetBinary(std::uint32_t id, const Bytes& value)
+{
+    Put<BinaryValue>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, bool value)
+{
+    Put<SimpleValueImpl<bool>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, const std::wstring& value)
+{
+    Put<StringValueImpl<wchar_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, const std::string& value)
+{
+    Put<StringValueImpl<char>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::uint64_t value)
+{
+    Put<SimpleValueImpl<std::uint64_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::int64_t value)
+{
+    Put<SimpleValueImpl<std::int64_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::uint32_t value)
+{
+    Put<SimpleValueImpl<std::uint32_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::int32_t value)
+{
+    Put<SimpleValueImpl<std::int32_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::uint16_t value)
+{
+    Put<SimpleValueImpl<std::uint16_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::int16_t value)
+{
+    Put<SimpleValueImpl<std::int16_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::int8_t value)
+{
+    Put<SimpleValueImpl<std::int8_t>>(id, value);
+}
+
+void ContainerImpl::Set(std::uint32_t id, std::uint8_t value)
+{
+    Put<SimpleValueImpl<std::uint8_t>>(id, value);
+}
+
+void ContainerImpl::SetVersion(const TagId& tag, const VersionPair& version)
+{
+    const auto pair = AddArray(tag.id, 2);
+    pair->Set(0, version.first);
+    pair->Set(1, version.second);
+}
+
+void ContainerImpl::GetBinary(const TagId& tag, Bytes& value) const
+{
+    value = Find<BinaryValue>(tag)->Get();
+}
+
+void ContainerImpl::Get(const TagId& tag, bool& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::wstring& value) const
+{
+    value = Find<StringValueImpl<wchar_t>>(tag)->Get();
+}
+
+void ContainerImpl::Get(const TagId& tag, std::string& value) const
+{
+    value = Find<StringValueImpl<char>>(tag)->Get();
+}
+
+void ContainerImpl::Get(const TagId& tag, std::uint64_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::int64_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::uint32_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::int32_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::uint16_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::int16_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::int8_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::Get(const TagId& tag, std::uint8_t& value) const
+{
+    GetSimple(tag, value);
+}
+
+void ContainerImpl::GetVersion(const TagId& tag, VersionPair& version) const
+{
+    const auto pair = GetArray(tag);
+    VersionPair read;
+    pair->Get(0, read.first);
+    pair->Get(1, read.second);
+    version = read;
+}
+
+std::shared_ptr<IArray> ContainerImpl::AddArray(std::uint32_t id, std::size_t size)
+{
+    auto node = std::make_shared<ArrayValue>(size);
+    auto array = std::make_shared<ArrayImpl>(node);
+    node_->Elements().insert_or_assign(id, std::move(node));
+    return array;
+}
+
+std::shared_ptr<IArray> ContainerImpl::GetArray(const TagId& tag)
+{
+    return std::make_shared<ArrayImpl>(Find<ArrayValue>(tag));
+}
+
+std::shared_ptr<const IArray> ContainerImpl::GetArray(const TagId& tag) const
+{
+    return std::make_shared<const ArrayImpl>(Find<ArrayValue>(tag));
+}
+
+std::shared_ptr<IContainer> ContainerImpl::AddContainer(std::uint32_t id)
+{
+    auto node = std::make_shared<ContainerValue>();
+    auto container = std::make_shared<ContainerImpl>(node);
+    node_->Elements().insert_or_assign(id, std::move(node));
+    return container;
+}
+
+std::shared_ptr<IContainer> ContainerImpl::GetContainer(const TagId& tag)
+{
+    return std::make_shared<ContainerImpl>(Find<ContainerValue>(tag));
+}
+
+std::shared_ptr<const IContainer> ContainerImpl::GetContainer(const TagId& tag) const
+{
+    return std::make_shared<const ContainerImpl>(Find<ContainerValue>(tag));
+}
+
+bool ContainerImpl::GetBlob(Bytes& bytes, bool append) const
+{
+    const std::size_t size = node_->SerializedSize();
+    if (!append) {
+        Bytes written(size);
+        detail::Writer writer(written.data(), size);
+        if (!node_->Serialize(writer)) {
+            return false;
+        }
+        bytes.swap(written);
+        return true;
+    }
+    const std::size_t before = bytes.size();
+    bytes.reserve(before + size);
+    bytes.resize(before + size);
+    detail::Writer writer(bytes.data() + before, size);
+    if (!node_->Serialize(writer)) {
+        bytes.resize(before);
+        return false;
+    }
+    return true;
+}
+
+} // namespace cctool::Serialization::StlDTree
+
+namespace cctool::Serialization {
+
+std::shared_ptr<IBinaryContainer> ContainerFromBinary(const void* data, std::size_t size)
+{
+    StlDTree::detail::Reader reader(data, size);
+    auto node = std::make_shared<StlDTree::ContainerValue>();
+    if (!node->Deserialize(reader)) {
+        throw InvalidDataError({StlDTree::source_path, __LINE__});
+    }
+    return std::make_shared<StlDTree::ContainerImpl>(std::move(node));
+}
+
+std::shared_ptr<IBinaryContainer> CreateEmptyContainer()
+{
+    return std::make_shared<StlDTree::ContainerImpl>(std::make_shared<StlDTree::ContainerValue>());
+}
+
+} // namespace cctool::Serialization

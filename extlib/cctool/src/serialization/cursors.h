@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+namespace cctool::Serialization::StlDTree::detail {
+
+/// The one way into a blob: a position that never passes the end. Integers are big-endian.
+class Reader
+{
+public:
+    Reader(const void* base, std::size_t size) noexcept
+        : base_(static_cast<const std::uint8_t*>(base))
+        , size_(size)
+    {}
+
+    /// False, and nothing consumed, if too few bytes are left.
+    template <typename Integer>
+    [[nodiscard]] bool Read(Integer& value) noexcept
+    {
+        static_assert(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>);
+        const std::uint8_t* bytes = Take(sizeof(Integer));
+        if (bytes == nullptr) {
+            return false;
+        }
+        std::make_unsigned_t<Integer> read = 0;
+        for (std::size_t place = 0; place < sizeof(Integer); ++place) {
+            read = static_cast<std::make_unsigned_t<Integer>>((std::uint64_t{read} << 8U) | bytes[place]);
+        }
+        value = static_cast<Integer>(read);
+        return true;
+    }
+
+    /// Steps over `count` bytes and returns the first of them; null, and nothing consumed, if fewer are left.
+    [[nodiscard]] const std::uint8_t* Take(std::uint64_t count) noexcept
+    {
+        if (count > Left()) {
+            return nullptr;
+        }
+        const std::uint8_t* bytes = base_ + position_;
+        position_ += static_cast<std::size_t>(count);
+        return bytes;
+    }
+
+    [[nodiscard]] std::size_t Left() const noexcept { return size_ - position_; }
+
+private:
+    const std::uint8_t* base_;
+    std::size_t size_;
+    std::size_t position_ = 0;
+};
+
+/// Its counterpart: writes into memory of a known size and never beyond it.
+class Writer
+{
+public:
+    Writer(std::uint8_t* base, std::size_t size) noexcept
+        : next_(base)
+        , left_(size)
+    {}
+
+    template <typename Integer>
+    [[nodiscard]] bool Write(Integer value) noexcept
+    {
+        static_assert(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>);
+        if (left_ < sizeof(Integer)) {
+            return false;
+        }
+        const auto bits = static_cast<std::make_unsigned_t<Integer>>(value);
+        for (std::size_t place = 0; place < sizeof(Integer); ++place) {
+            next_[place] = static_cast<std::uint8_t>(std::uint64_t{bits} >> (8 * (sizeof(Integer) - 1 - place)));
+        }
+        Advance(sizeof(Integer));
+        return true;
+    }
+
+    [[nodiscard]] bool WriteBytes(const void* bytes, std::size_t count) noexcept
+    {
+        if (left_ < count) {
+            return false;
+        }
+        if (count != 0) {
+            std::memcpy(next_, bytes, count);
+        }
+        Advance(count);
+        return true;
+    }
+
+    [[nodiscard]] std::size_t Left() const noexcept { return left_; }
+
+private:
+    void Advance(std::size_t count) noexcept
+    {
+        next_ += count;
+        left_ -= count;
+    }
+
+    std::uint8_t* next_;
+    std::size_t left_;
+};
+
+} // namespace cctool::Serialization::StlDTree::detail

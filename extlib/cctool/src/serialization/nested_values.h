@@ -1,0 +1,81 @@
+#pragma once
+
+#include "extlib/cctool/src/serialization/value.h"
+
+#include <map>
+#include <vector>
+
+namespace cctool::Serialization::StlDTree::detail {
+
+/// The insides of an array or container. They are released one after the other and not one within the other, however
+/// deep the tree is; that takes no memory.
+class Insides
+{
+public:
+    Insides() = default;
+    Insides(const Insides&) = delete;
+    Insides& operator=(const Insides&) = delete;
+    virtual ~Insides() = default;
+
+    /// Releases them now, or, on a thread that is within such a call already, when that call comes to it.
+    static void Release(std::unique_ptr<Insides> insides) noexcept;
+
+private:
+    std::unique_ptr<Insides> next_; ///< what waits behind these
+};
+
+/// Values in a row. A slot that was never set is null.
+class ArrayValue final : public Value
+{
+public:
+    static constexpr TypeCode type = TypeCode::Array;
+    using Items = std::vector<ValuePtr>;
+
+    explicit ArrayValue(std::size_t size = 0);
+    ~ArrayValue() override;
+
+    [[nodiscard]] Items& Elements() noexcept { return insides_->items; }
+    [[nodiscard]] const Items& Elements() const noexcept { return insides_->items; }
+
+    [[nodiscard]] TypeCode Type() const noexcept override { return type; }
+    [[nodiscard]] std::size_t SerializedSize() const override;
+    [[nodiscard]] bool Serialize(Writer& writer) const override;
+    /// A count that no vector could hold raises std::length_error "vector<T> too long".
+    [[nodiscard]] bool Deserialize(Reader& reader) override;
+
+private:
+    struct ItemInsides final : Insides
+    {
+        Items items;
+    };
+    std::unique_ptr<ItemInsides> insides_;
+};
+
+/// Values by tag, in ascending order. None of them is null.
+class ContainerValue final : public Value
+{
+public:
+    static constexpr TypeCode type = TypeCode::Container;
+    using Entries = std::map<std::uint32_t, ValuePtr>;
+
+    ContainerValue();
+    ~ContainerValue() override;
+
+    [[nodiscard]] Entries& Elements() noexcept { return insides_->entries; }
+    [[nodiscard]] const Entries& Elements() const noexcept { return insides_->entries; }
+
+    [[nodiscard]] TypeCode Type() const noexcept override { return type; }
+    [[nodiscard]] std::size_t SerializedSize() const override;
+    [[nodiscard]] bool Serialize(Writer& writer) const override;
+    /// As that of ArrayValue, whose failures may come from any depth.
+    [[nodiscard]] bool Deserialize(Reader& reader) override;
+
+private:
+    struct EntryInsides final : Insides
+    {
+        Entries entries;
+    };
+    std::unique_ptr<EntryInsides> insides_;
+};
+
+} // namespace cctool::Serialization::StlDTree::detail

@@ -1,0 +1,264 @@
+#include "extlib/cctool/src/serialization/tree_walk.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace cctool::Serialization::StlDTree::detail {
+
+namespace {
+
+using Items = ArrayValue::Items;
+using Entries = ContainerValue::Entries;
+
+constexpr std::uint64_t highest_array_count = 0x0FFFFFFFFFFFFFFF;
+constexpr std::size_t count_size = sizeof(std::uint64_t);
+constexpr std::size_t type_size = sizeof(std::uint32_t);
+constexpr std::size_t tag_size = sizeof(std::uint32_t);
+
+/// Reads elements into an array or container, and into those that it finds in there.
+class TreeReading
+{
+public:
+    explicit TreeReading(Reader& reader) noexcept
+        : reader_(reader)
+    {}
+
+    template <typename Elements>
+    bool Run(Elements& root)
+    {
+        if (!Enter(root)) {
+            return false;
+        }
+        while (!open_.empty()) {
+            if (open_.back().left == 0) {
+                open_.pop_back();
+            } else if (!ReadElement()) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    /// An array or container that waits for more elements.
+    struct Open
+    {
+        Items* items; ///< of an array, otherwise null
+        Entries* entries;
+        std::uint64_t left;
+    };
+
+    bool Enter(Items& items)
+    {
+        std::uint64_t count = 0;
+        if (!reader_.Read(count)) {
+            return false;
+        }
+        if (count > highest_array_count) {
+            throw std::length_error("vector<T> too long");
+        }
+        open_.push_back({&items, nullptr, count});
+        return true;
+    }
+
+    bool Enter(Entries& entries)
+    {
+        std::uint64_t count = 0;
+        if (!reader_.Read(count)) {
+            return false;
+        }
+        open_.push_back({nullptr, &entries, count});
+        return true;
+    }
+
+    bool ReadElement()
+    {
+        Open& open = open_.back();
+        --open.left;
+        std::uint32_t tag = 0;
+        std::uint32_t code = 0;
+        if ((open.entries != nullptr && !reader_.Read(tag)) || !reader_.Read(code)) {
+            return false;
+        }
+        const auto type = static_cast<TypeCode>(code);
+        ValuePtr created = CreateValue(type);
+        if (created == nullptr) {
+            return false;
+        }
+        Value& value = *created;
+        if (open.items != nullptr) {
+            open.items->push_back(std::move(created));
+        } else {
+            // At the end is where it belongs in a blob that keeps the order.
+            open.entries->insert_or_assign(open.entries->end(), tag, std::move(created));
+        }
+        switch (type) {
+        case TypeCode::Array:
+            return Enter(static_cast<ArrayValue&>(value).Elements());
+        case TypeCode::Container:
+            return Enter(static_cast<ContainerValue&>(value).Elements());
+        default:
+            return value.Deserialize(reader_);
+        }
+    }
+
+    Reader& reader_;
+    std::vector<Open> open_;
+};
+
+/// Visits a tree in the order of its serialised form. Visitor: bool Count(size), bool Tag(tag), bool Type(type),
+/// bool Leaf(value), bool EmptySlot(); false ends the visit.
+template <typename Visitor>
+class TreeVisit
+{
+public:
+    explicit TreeVisit(Visitor& visitor) noexcept
+        : visitor_(visitor)
+    {}
+
+    template <typename Elements>
+    bool Run(const Elements& root)
+    {
+        if (!Enter(root)) {
+            return false;
+        }
+        while (!open_.empty()) {
+            Open& open = open_.back();
+            if (open.left == 0) {
+                open_.pop_back();
+                continue;
+            }
+            --open.left;
+            if (open.item != nullptr) {
+                if (!Visit(*open.item++)) {
+                    return false;
+                }
+                continue;
+            }
+            const auto& [tag, value] = *open.entry++;
+            if (!visitor_.Tag(tag) || !Visit(value)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    /// An array or container that has more elements.
+    struct Open
+    {
+        const ValuePtr* item; ///< of an array, otherwise null
+        Entries::const_iterator entry;
+        std::size_t left;
+    };
+
+    bool Enter(const Items& items)
+    {
+        open_.push_back({items.data(), {}, items.size()});
+        return visitor_.Count(items.size());
+    }
+
+    bool Enter(const Entries& entries)
+    {
+        open_.push_back({nullptr, entries.begin(), entries.size()});
+        return visitor_.Count(entries.size());
+    }
+
+    bool Visit(const ValuePtr& value)
+    {
+        if (value == nullptr) {
+            return visitor_.EmptySlot();
+        }
+        const TypeCode type = value->Type();
+        if (!visitor_.Type(type)) {
+            return false;
+        }
+        switch (type) {
+        case TypeCode::Array:
+            return Enter(static_cast<const ArrayValue&>(*value).Elements());
+        case TypeCode::Container:
+            return Enter(static_cast<const ContainerValue&>(*value).Elements());
+        default:
+            return visitor_.Leaf(*value);
+        }
+    }
+
+    Visitor& visitor_;
+    std::vector<Open> open_;
+};
+
+struct Measure
+{
+    std::size_t size = 0;
+
+    bool Add(std::size_t bytes) noexcept
+    {
+        size += bytes;
+        return true;
+    }
+    bool Count(std::size_t) noexcept { return Add(count_size); }
+    bool Tag(std::uint32_t) noexcept { return Add(tag_size); }
+    bool Type(TypeCode) noexcept { return Add(type_size); }
+    bool Leaf(const Value& value) { return Add(value.SerializedSize()); }
+    bool EmptySlot() noexcept { return Add(type_size); }
+};
+
+struct Writing
+{
+    Writer& writer;
+
+    bool Count(std::size_t count) noexcept { return writer.Write(std::uint64_t{count}); }
+    bool Tag(std::uint32_t tag) noexcept { return writer.Write(tag); }
+    bool Type(TypeCode type) noexcept { return writer.Write(static_cast<std::uint32_t>(type)); }
+    bool Leaf(const Value& value) { return value.Serialize(writer); }
+    bool EmptySlot() noexcept { return false; }
+};
+
+template <typename Nested>
+std::size_t SizeOf(const Nested& root)
+{
+    Measure measure;
+    TreeVisit<Measure>(measure).Run(root.Elements());
+    return measure.size;
+}
+
+template <typename Nested>
+bool WriteAll(const Nested& root, Writer& writer)
+{
+    Writing writing{writer};
+    return TreeVisit<Writing>(writing).Run(root.Elements());
+}
+
+} // namespace
+
+bool ReadTree(ArrayValue& root, Reader& reader)
+{
+    return TreeReading(reader).Run(root.Elements());
+}
+
+bool ReadTree(ContainerValue& root, Reader& reader)
+{
+    return TreeReading(reader).Run(root.Elements());
+}
+
+std::size_t TreeSize(const ArrayValue& root)
+{
+    return SizeOf(root);
+}
+
+std::size_t TreeSize(const ContainerValue& root)
+{
+    return SizeOf(root);
+}
+
+bool WriteTree(const ArrayValue& root, Writer& writer)
+{
+    return WriteAll(root, writer);
+}
+
+bool WriteTree(const ContainerValue& root, Writer& writer)
+{
+    return WriteAll(root, writer);
+}
+
+} // namespace cctool::Serialization::StlDTree::detail

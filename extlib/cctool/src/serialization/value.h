@@ -1,0 +1,53 @@
+#pragma once
+
+#include "extlib/cctool/src/serialization/cursors.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace cctool::Serialization::StlDTree::detail {
+
+/// The numbers that tell the types of values apart in a blob.
+enum class TypeCode : std::uint32_t
+{
+    Signed8 = 1,
+    Unsigned8 = 2,
+    Signed16 = 3,
+    Unsigned16 = 4,
+    Signed32 = 5,
+    Unsigned32 = 6,
+    Signed64 = 7,
+    Unsigned64 = 8,
+    NarrowString = 9,
+    WideString = 10,
+    Bool = 11,
+    Binary = 12,
+    Array = 13,
+    Container = 14
+};
+
+/// A node of the tree.
+class Value
+{
+public:
+    Value() = default;
+    Value(const Value&) = delete;
+    Value& operator=(const Value&) = delete;
+    virtual ~Value() = default;
+
+    [[nodiscard]] virtual TypeCode Type() const noexcept = 0;
+    /// In bytes, without the type code that stands before a value.
+    [[nodiscard]] virtual std::size_t SerializedSize() const = 0;
+    /// False if the writer has too little room, or a slot of an array is empty.
+    [[nodiscard]] virtual bool Serialize(Writer& writer) const = 0;
+    /// False, with the value as it was, if the bytes are not such a value.
+    [[nodiscard]] virtual bool Deserialize(Reader& reader) = 0;
+};
+
+using ValuePtr = std::shared_ptr<Value>;
+
+/// An empty value of a type; null for a type that there is not.
+[[nodiscard]] ValuePtr CreateValue(TypeCode type);
+
+} // namespace cctool::Serialization::StlDTree::detail

@@ -1,0 +1,26 @@
+#include "settings/settings_blob.h"
+
+#include "settings/task_settings_ser.h"
+
+namespace DOVA::Settings {
+
+WebTrafficMonitorSettings SettingsFromBlob(std::span<const std::uint8_t> blob)
+{
+    const auto tree = cctool::Serialization::ContainerFromBinary(blob.data(), blob.size());
+    WebTrafficMonitorSettings settings;
+    Deserialize(settings, *tree);
+    return settings;
+}
+
+std::vector<std::uint8_t> BlobFromSettings(const WebTrafficMonitorSettings& settings)
+{
+    const auto tree = cctool::Serialization::CreateEmptyContainer();
+    Serialize(settings, *tree);
+    std::vector<std::uint8_t> blob;
+    if (!tree->GetBlob(blob, false)) {
+        throw cctool::Serialization::InvalidDataError({"settings/settings_blob", __LINE__}); // no slot is left empty
+    }
+    return blob;
+}
+
+} // namespace DOVA::Settings
