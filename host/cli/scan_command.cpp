@@ -145,7 +145,7 @@ private:
     /// What the session reads from, and writes a repair to.
     std::shared_ptr<web::io_data> data()
     {
-        return std::make_shared<web::io_stream>(MakeCom<byte_stream>(edited_, nullptr, 0, true));
+        return std::make_shared<web::io_stream>(make_byte_stream(edited_, nullptr, 0, true));
     }
 
     [[nodiscard]] std::string base_name() const { return std::filesystem::path(file_).filename().string(); }

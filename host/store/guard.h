@@ -1,9 +1,8 @@
 #pragma once
 
-#include "outlook/qdmailprotect/mapi/mapi.h"
+#include "outlook/qdmailprotect/mapi/result_border.h"
 
-#include <exception>
-#include <new>
+#include <utility>
 
 namespace host {
 
@@ -12,13 +11,7 @@ namespace host {
 template <typename Work>
 HRESULT guarded(Work&& work) noexcept
 {
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return MAPI_E_NOT_ENOUGH_MEMORY;
-    } catch (const std::exception&) {
-        return MAPI_E_CALL_FAILED;
-    }
+    return ResultBorder(std::forward<Work>(work));
 }
 
 } // namespace host

@@ -182,7 +182,7 @@ HRESULT property_access::create_stream(ULONG tag, bool writing, IUnknown** strea
     const property_value* value = bag_->find(id);
     const property_value shown = is_string(type) ? convert_string(*value, type) : *value;
     auto state = std::make_shared<stream_state>(stream_bytes(shown), type);
-    *stream = MakeCom<byte_stream>(std::move(state), bag_, id, writing).detach();
+    *stream = make_byte_stream(std::move(state), bag_, id, writing).detach();
     return S_OK;
 }
 

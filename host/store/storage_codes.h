@@ -1,12 +1,11 @@
 #pragma once
 
-#include "tool/system/hresult.h"
+#include "outlook/qdmailprotect/mapi/storage_codes.h"
 
 namespace host {
 
-// Answers of streams, under names that no system header takes.
-inline constexpr auto storage_invalid_function = static_cast<HRESULT>(0x80030001U);
-inline constexpr auto storage_access_denied = static_cast<HRESULT>(0x80030005U);
-inline constexpr auto storage_invalid_pointer = static_cast<HRESULT>(0x80030009U);
+inline constexpr auto storage_invalid_function = StorageInvalidFunction;
+inline constexpr auto storage_access_denied = StorageAccessDenied;
+inline constexpr auto storage_invalid_pointer = StorageInvalidPointer;
 
 } // namespace host

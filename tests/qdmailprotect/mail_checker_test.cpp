@@ -21,38 +21,36 @@ class mail_checker : public test::checker_fixture
 
 TEST_F(mail_checker, starts_converter_link_and_registry_once_each)
 {
-    MailChecker another({link, converter, disinfector, &clock, &session});
-    converter->inits = 0;
+    MailChecker another({link, converter->platform(), disinfector, &clock, &session});
     log.clear();
     another.Init(true, 1, "p", "u");
-    EXPECT_EQ(converter->inits, 1);
+    EXPECT_EQ(converter->calls, (texts{"session", "SetEncoding 3", "SetSaveFormat 1"}));
+    EXPECT_EQ(converter->open_sessions, 2) << "this one's and the fixture's";
     EXPECT_EQ(leveled(log), (texts{"500 link Start", "500 Reading additional params from registry"}));
     log.clear();
     another.Close();
     EXPECT_EQ(leveled(log), (texts{"500 link Stop"}));
-    EXPECT_EQ(converter->closes, 1);
+    EXPECT_EQ(converter->open_sessions, 1);
 }
 
 TEST_F(mail_checker, without_mapi_leaves_the_converter_alone)
 {
-    MailChecker another({link, converter, disinfector, &clock, &session});
-    converter->inits = 0;
+    MailChecker another({link, converter->platform(), disinfector, &clock, &session});
     another.Init(false, 1, "p", "u");
     another.Close();
-    EXPECT_EQ(converter->inits, 0);
-    EXPECT_EQ(converter->closes, 0);
+    EXPECT_TRUE(converter->calls.empty());
 }
 
 TEST_F(mail_checker, goes_on_without_a_converter_that_does_not_start)
 {
-    converter->init_result = false;
-    MailChecker another({link, converter, disinfector, &clock, &session});
+    converter->session_result = E_ACCESSDENIED;
+    MailChecker another({link, converter->platform(), disinfector, &clock, &session});
     log.clear();
     another.Init(true, 1, "p", "u");
     another.Close();
-    EXPECT_EQ(leveled(log), (texts{"200 Failed to initialize converter", "500 link Start",
+    EXPECT_EQ(leveled(log), (texts{"200 Failed to create the converter interface, hr=0x80070005",
+                                   "200 Failed to initialize converter", "500 link Start",
                                    "500 Reading additional params from registry", "500 link Stop"}));
-    EXPECT_EQ(converter->closes, 0) << "what was not started isn't closed";
 }
 
 TEST_F(mail_checker, is_turned_off_without_settings)
@@ -582,7 +580,7 @@ TEST_F(mail_checker, turns_an_exception_of_disinfection_into_a_failed_check)
 
 TEST_F(mail_checker, without_a_disinfector_tells_so_and_stores_the_verdict)
 {
-    MailChecker another({link, converter, nullptr, &clock, &session});
+    MailChecker another({link, converter->platform(), nullptr, &clock, &session});
     answer(ScanResult::Blocked, test::reply_with("x"));
     const auto message = new_message();
     EXPECT_EQ(another.CheckMessage(false, true, item_of(message)->reference(), verdict, block_display), S_OK);

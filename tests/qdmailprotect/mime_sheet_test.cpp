@@ -122,12 +122,11 @@ TEST_F(mime_sheet, is_not_checked_when_the_plugin_is_turned_off)
 
 TEST_F(mime_sheet, that_cannot_be_converted_gives_that_result)
 {
-    for (const bool with_stream : {false, true}) {
-        converter->result = MAPI_E_CORRUPT_DATA;
-        converter->gives_stream = with_stream;
-        EXPECT_EQ(check_sheet(), MAPI_E_CORRUPT_DATA);
-        EXPECT_EQ(leveled(log).back(), "200 Failed to convert the message to MIME, hr = 0x8004011b");
-    }
+    converter->result = MAPI_E_CORRUPT_DATA;
+    EXPECT_EQ(check_sheet(), MAPI_E_CORRUPT_DATA);
+    const texts lines = leveled(log);
+    EXPECT_EQ(lines[lines.size() - 2], "200 Failed to convert message, hr = 0x8004011b");
+    EXPECT_EQ(lines.back(), "200 Failed to convert the message to MIME, hr = 0x8004011b");
     EXPECT_TRUE(scans().empty());
 }
 
@@ -137,22 +136,29 @@ TEST_F(mime_sheet, that_converts_to_nothing_gives_the_success_code)
     EXPECT_EQ(check_sheet(), S_OK);
     EXPECT_EQ(verdict, ScanResult::None);
     EXPECT_EQ(leveled(log).back(), "200 Failed to convert the message to MIME, hr = 0x0");
+    EXPECT_TRUE(scans().empty());
 }
 
 TEST_F(mime_sheet, without_a_started_converter_cannot_be_made)
 {
-    checker.Init(false, 1, "p", "u");
-    MailChecker not_started({link, converter, disinfector, &clock, &session});
-    MailChecker none({link, nullptr, disinfector, &clock, &session});
-    log.clear();
-    none.Init(true, 1, "p", "u");
-    EXPECT_EQ(leveled(log).front(), "200 Failed to initialize converter");
-    for (MailChecker* each : {&not_started, &none}) {
+    MailChecker without_mapi({link, converter->platform(), disinfector, &clock, &session});
+    without_mapi.Init(false, 1, "p", "u");
+    converter->session_result = E_ACCESSDENIED;
+    MailChecker failed({link, converter->platform(), disinfector, &clock, &session});
+    failed.Init(true, 1, "p", "u");
+    for (MailChecker* each : {&without_mapi, &failed}) {
         EXPECT_EQ(MailCheckerProbe(*each).CheckMessageAsMimeSheet(false, message->reference(), verdict, response),
                   E_POINTER);
         EXPECT_EQ(leveled(log).back(), "200 Failed to convert the message to MIME, hr = 0x80004003");
     }
     EXPECT_EQ(converter->conversions, 0);
+}
+
+TEST_F(mime_sheet, is_scanned_from_its_beginning_wherever_the_conversion_left_the_stream)
+{
+    converter->mime = std::string(70000, 'm');
+    EXPECT_EQ(check_sheet(), S_OK);
+    EXPECT_EQ(scans()[0].data, converter->mime);
 }
 
 TEST_F(mime_sheet, without_a_pool_fails)

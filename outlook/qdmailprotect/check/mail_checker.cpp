@@ -31,6 +31,7 @@ bool IsBlocked(const AttachmentResult& record)
 
 MailChecker::MailChecker(MailCheckerServices services)
     : services_(std::move(services))
+    , converter_(services_.converter)
 {
     if (!services_.clock) {
         services_.clock = &winapi::system_time_source();
@@ -49,7 +50,7 @@ void MailChecker::Init(bool mapiReady, std::uint32_t processId, std::string proc
     processName_ = std::move(processName);
     userName_ = std::move(userName);
     if (mapiReady_) {
-        converterStarted_ = services_.converter && services_.converter->Init();
+        converterStarted_ = converter_.Init();
         if (!converterStarted_) {
             LOG_LINE(logging::outlook_log(), 200, "Failed to initialize converter");
         }
@@ -62,7 +63,7 @@ void MailChecker::Close()
 {
     services_.link->Stop();
     if (mapiReady_ && converterStarted_) {
-        services_.converter->Close();
+        converter_.Close();
         converterStarted_ = false;
     }
 }

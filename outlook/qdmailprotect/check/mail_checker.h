@@ -25,7 +25,7 @@ inline constexpr std::uint32_t ScanTimeout = 60000;
 struct MailCheckerServices
 {
     std::shared_ptr<ConnectionSource> link;          ///< required
-    std::shared_ptr<MessageConverter> converter;     ///< null: embedded messages aren't sent as MIME sheets
+    ConverterPlatform converter;                     ///< how embedded messages become MIME sheets
     std::shared_ptr<MessageDisinfector> disinfector; ///< null: condemned messages stay as they are
     const winapi::time_source* clock = nullptr;      ///< null: the system's; else outlives the checker
     const SessionLookup* sessions = nullptr;         ///< null: the system's; else outlives the checker
@@ -97,5 +97,6 @@ private:
     std::string processName_;
     std::string userName_;
     MailCheckerServices services_;
+    MessageConverter converter_;
     VerdictCache verdicts_;
 };

@@ -38,7 +38,7 @@ HRESULT MailChecker::ConvertToMime(IMessage* message, ComPtr<IStream>& stream)
 {
     const std::uint32_t begin = services_.clock->tick_count();
     LOG_LINE(logging::outlook_log(), 400, "Message conversion: starting");
-    const HRESULT result = converterStarted_ ? services_.converter->ConvertToMime(message, stream) : E_POINTER;
+    const HRESULT result = converter_.ConvertToMime(message, Receive(stream));
     if (FAILED(result) || !stream) {
         LOG_LINE(logging::outlook_log(), 200, "Failed to convert the message to MIME, hr = 0x" << HexResult(result));
         return result;

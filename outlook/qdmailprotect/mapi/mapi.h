@@ -41,6 +41,12 @@ inline constexpr CLSID CLSID_IConverterSession{
 inline constexpr IID IID_IConverterSession{
     0x4B401570, 0xB77B, 0x11D0, {0x9D, 0xA5, 0x00, 0xC0, 0x4F, 0xD6, 0x56, 0x85}};
 
+// What the converter session is told: the encoding of bodies, the form of the document, and what goes into it.
+inline constexpr std::int32_t IET_QP = 3;
+inline constexpr std::int32_t SAVE_RFC1521 = 1;
+inline constexpr ULONG CCSF_SMTP = 0x0002;
+inline constexpr ULONG CCSF_INCLUDE_BCC = 0x0020;
+
 /// The message store's own converter between messages and MIME. The operations without a telling name stay unused.
 struct IConverterSession : IUnknown
 {

@@ -19,10 +19,11 @@ HRESULT noting_disinfector::DisinfectMessage(VerdictCache&, ComPtr<IMessage> giv
 }
 
 checker_fixture::checker_fixture()
-    : checker({link, converter, disinfector, &clock, &session})
+    : checker({link, converter->platform(), disinfector, &clock, &session})
 {
     checker.Init(true, 1234, "C:\\client.exe", "S-1-5-21-1");
     link->calls.clear();
+    converter->calls.clear();
     log.clear();
 }
 

@@ -2,6 +2,7 @@
 
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "tests/qdmailprotect/support/fake_store.h"
+#include "tests/qdmailprotect/support/scripted_converter.h"
 #include "tests/qdmailprotect/support/scripted_scanner.h"
 #include "tests/support/log_capture.h"
 #include "tool/system/registry.h"
@@ -83,40 +84,6 @@ public:
         }
         return error;
     }
-};
-
-/// A converter that gives `mime`, or what it is told.
-class scripted_converter final : public MessageConverter
-{
-public:
-    explicit scripted_converter(fake_store& store)
-        : store_(store)
-    {}
-    std::string mime = "MIME-Version: 1.0\r\n\r\n";
-    bool init_result = true;
-    HRESULT result = S_OK;
-    bool gives_stream = true;
-    int inits = 0;
-    int closes = 0;
-    int conversions = 0;
-
-    bool Init() override
-    {
-        ++inits;
-        return init_result;
-    }
-    void Close() override { ++closes; }
-    HRESULT ConvertToMime(IMessage*, ComPtr<IStream>& stream) override
-    {
-        ++conversions;
-        if (gives_stream) {
-            stream = MakeCom<fake_stream>(store_, std::make_shared<std::string>(mime));
-        }
-        return result;
-    }
-
-private:
-    fake_store& store_;
 };
 
 /// Notes what it is asked to disinfect.
