@@ -1,41 +1,7 @@
+#include "outlook/qdmailprotect/mapi/late_bound.h"
 #include "outlook/qdmailprotect/mapi/outlook_items.h"
 
 namespace {
-
-/// A VARIANT that is cleared with its scope.
-class Variant
-{
-public:
-    Variant() { VariantInit(&value_); }
-    Variant(const Variant&) = delete;
-    Variant& operator=(const Variant&) = delete;
-    ~Variant() { VariantClear(&value_); }
-    VARIANT* operator&() noexcept { return &value_; }
-    VARIANT* operator->() noexcept { return &value_; }
-
-private:
-    VARIANT value_;
-};
-
-HRESULT GetProperty(IDispatch* object, DISPID id, Variant& value)
-{
-    DISPPARAMS none{};
-    return object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value, nullptr, nullptr);
-}
-
-HRESULT GetText(IDispatch* object, DISPID id, std::wstring& text)
-{
-    Variant value;
-    const HRESULT result = GetProperty(object, id, value);
-    if (FAILED(result)) {
-        return result;
-    }
-    if (value->vt != VT_BSTR) {
-        return DISP_E_TYPEMISMATCH;
-    }
-    text.assign(value->bstrVal ? value->bstrVal : L"", SysStringLen(value->bstrVal));
-    return S_OK;
-}
 
 HRESULT SetText(const std::wstring& text, VARIANT& value)
 {
@@ -52,7 +18,7 @@ HRESULT SetText(const std::wstring& text, VARIANT& value)
 HRESULT GetMapiObject(OutlookItemInterface* item, ComPtr<IUnknown>& object)
 {
     Variant value;
-    const HRESULT result = GetProperty(item, DispIdMapiObject, value);
+    const HRESULT result = GetLateBound(item, DispIdMapiObject, value);
     if (SUCCEEDED(result)) {
         const bool is_object = value->vt == VT_UNKNOWN || value->vt == VT_DISPATCH;
         object = is_object ? value->punkVal : nullptr;
@@ -62,12 +28,12 @@ HRESULT GetMapiObject(OutlookItemInterface* item, ComPtr<IUnknown>& object)
 
 HRESULT GetFileName(OutlookAttachmentInterface* attachment, std::wstring& name)
 {
-    return GetText(attachment, DispIdAttachmentFileName, name);
+    return GetLateBoundText(attachment, DispIdAttachmentFileName, name);
 }
 
 HRESULT GetDisplayName(OutlookAttachmentInterface* attachment, std::wstring& name)
 {
-    return GetText(attachment, DispIdAttachmentDisplayName, name);
+    return GetLateBoundText(attachment, DispIdAttachmentDisplayName, name);
 }
 
 HRESULT STDMETHODCALLTYPE LateBoundObject::GetTypeInfoCount(UINT* count)
