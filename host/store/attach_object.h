@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/store/object_ledger.h"
 #include "host/store/property_access.h"
 
 namespace host {
@@ -41,6 +42,7 @@ private:
     std::shared_ptr<attachment_record> record_; ///< shared with open messages inside, which commit to it
     attachment_commit commit_;
     properties access_;
+    ledger_entry entry_{"IAttach", static_cast<IAttach*>(this)};
 };
 
 } // namespace host

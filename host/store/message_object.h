@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/store/object_ledger.h"
 #include "host/store/property_access.h"
 
 namespace host {
@@ -53,6 +54,7 @@ private:
     message_commit commit_;
     properties access_;
     std::uint32_t next_number_;
+    ledger_entry entry_{"IMessage", static_cast<IMessage*>(this)};
 };
 
 } // namespace host

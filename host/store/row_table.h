@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/store/object_ledger.h"
 #include "host/store/property_bag.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
 
@@ -57,6 +58,7 @@ private:
     row_source rows_;
     std::vector<std::uint32_t> columns_;
     std::size_t position_ = 0;
+    ledger_entry entry_{"IMAPITable", static_cast<IMAPITable*>(this)};
 };
 
 } // namespace host
