@@ -24,6 +24,31 @@ constexpr const char* source_path = "extlib\\cctool\\src\\serialization\\contain
     throw ContainerElementAccessError(tag, reason, {source_path, line});
 }
 
+/// Room behind some bytes that is taken away again if it isn't kept.
+class AddedBytes
+{
+public:
+    AddedBytes(Bytes& bytes, std::size_t added)
+        : bytes_(bytes)
+        , before_(bytes.size())
+        , kept_(before_)
+    {
+        bytes.reserve(before_ + added); // not more: growth by resize() would round up
+        bytes.resize(before_ + added);
+    }
+    AddedBytes(const AddedBytes&) = delete;
+    AddedBytes& operator=(const AddedBytes&) = delete;
+    ~AddedBytes() { bytes_.resize(kept_); }
+
+    [[nodiscard]] std::uint8_t* Begin() noexcept { return bytes_.data() + before_; }
+    void Keep() noexcept { kept_ = bytes_.size(); }
+
+private:
+    Bytes& bytes_;
+    std::size_t before_;
+    std::size_t kept_;
+};
+
 } // namespace
 
 ContainerImpl::ContainerImpl(std::shared_ptr<ContainerValue> node) noexcept
@@ -244,14 +269,12 @@ bool ContainerImpl::GetBlob(Bytes& bytes, bool append) const
         bytes.swap(written);
         return true;
     }
-    const std::size_t before = bytes.size();
-    bytes.reserve(before + size);
-    bytes.resize(before + size);
-    detail::Writer writer(bytes.data() + before, size);
+    AddedBytes added(bytes, size);
+    detail::Writer writer(added.Begin(), size);
     if (!node_->Serialize(writer)) {
-        bytes.resize(before);
         return false;
     }
+    added.Keep();
     return true;
 }
 
