@@ -17,16 +17,11 @@
 /// Makes the pool of sessions to a service. Raises when the service can't be reached.
 using SessionManagerFactory = std::function<std::shared_ptr<icap::client::session_pool>(const ServerInfo& server)>;
 
-/// Reads a serialised record into one with the defaults. Raises a std::exception when it can't be understood.
-using SettingsDecoder =
-    std::function<void(const SettingsBroker::Bytes& bytes, DOVA::Settings::WebTrafficMonitorSettings& settings)>;
-
 /// What a ScannerLink works with.
 struct ScannerLinkServices
 {
     std::shared_ptr<SettingsBroker> broker;        ///< required
     std::shared_ptr<const PresenceProbe> presence; ///< null: the system's
-    SettingsDecoder decode;                        ///< required
     SessionManagerFactory newManager;              ///< empty: an icap::client::session_manager
     std::unique_ptr<TimerQueue> timers;            ///< null: the system's
     const winapi::time_source* clock = nullptr;    ///< null: the system's; else outlives the link
@@ -75,6 +70,8 @@ public:
     [[nodiscard]] bool IsServicePresent() const { return presence_->IsServicePresent(); }
 
 private:
+    friend class ScannerLinkProbe; // tests look at the server accepted last
+
     using Settings = DOVA::Settings::WebTrafficMonitorSettings;
     using Pool = icap::client::session_pool;
 
@@ -87,7 +84,6 @@ private:
 
     const std::shared_ptr<SettingsBroker> broker_;
     const std::shared_ptr<const PresenceProbe> presence_;
-    const SettingsDecoder decode_;
     const SessionManagerFactory newManager_;
     const winapi::time_source& clock_;
 

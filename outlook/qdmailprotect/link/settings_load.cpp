@@ -2,6 +2,7 @@
 #include "outlook/qdmailprotect/link/scanner_link.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
+#include "settings/settings_blob.h"
 #include "tool/system/conversions.h"
 
 #include <exception>
@@ -20,8 +21,7 @@ void ScannerLink::LoadSettings()
         visit->Connect();
         LOG_LINE(logging::outlook_log(), 500, "Connection to broker created, loading settings...");
         const SettingsBroker::Bytes bytes = visit->Load();
-        auto loaded = std::make_shared<Settings>();
-        decode_(bytes, *loaded);
+        auto loaded = std::make_shared<const Settings>(DOVA::Settings::SettingsFromBlob(bytes));
         LOG_LINE(logging::outlook_log(), 500, "Product settings loaded");
         AcceptSettings(std::move(loaded));
     } catch (const ComError& failure) {
