@@ -3,7 +3,6 @@
 #include "host/opening/digest.h"
 #include "tool/system/conversions.h"
 
-#include <algorithm>
 #include <array>
 
 namespace host {
@@ -120,40 +119,6 @@ nlohmann::ordered_json digest_of(const attachment_snapshot& attachment, digest_c
     return digest;
 }
 
-bool same(const attachment_snapshot& left, const attachment_snapshot& right)
-{
-    return left.name == right.name && left.method == right.method && left.embedded == right.embedded &&
-           same_bytes(left.data, right.data);
-}
-
-std::string attachment_changes(const message_snapshot& before, const message_snapshot& after)
-{
-    const auto in = [](const std::vector<attachment_snapshot>& list, const attachment_snapshot& wanted) {
-        return std::find_if(list.begin(), list.end(), [&](const auto& a) { return a.number == wanted.number; });
-    };
-    std::size_t removed = 0;
-    std::size_t changed = 0;
-    for (const auto& attachment : before.attachments) {
-        const auto found = in(after.attachments, attachment);
-        removed += found == after.attachments.end() ? 1 : 0;
-        changed += found != after.attachments.end() && !same(attachment, *found) ? 1 : 0;
-    }
-    const auto added = std::count_if(after.attachments.begin(), after.attachments.end(), [&](const auto& attachment) {
-        return in(before.attachments, attachment) == before.attachments.end();
-    });
-    std::string text;
-    const auto say = [&text](std::size_t count, const char* what) {
-        if (count != 0) {
-            text += (text.empty() ? "" : ", ") + std::to_string(count) +
-                    (count == 1 ? " attachment " : " attachments ") + what;
-        }
-    };
-    say(removed, "removed");
-    say(changed, "changed");
-    say(static_cast<std::size_t>(added), "added");
-    return text;
-}
-
 } // namespace
 
 message_snapshot take_snapshot(const message_record& message)
@@ -204,29 +169,6 @@ nlohmann::ordered_json to_json(const message_snapshot& snapshot, digest_cache& d
         list.push_back(std::move(entry));
     }
     return result;
-}
-
-std::string describe_changes(const message_snapshot& before, const message_snapshot& after)
-{
-    std::vector<std::string> found;
-    if (before.subject != after.subject) {
-        found.emplace_back("subject");
-    }
-    if (before.message_class != after.message_class) {
-        found.emplace_back("class");
-    }
-    if (before.body_type != after.body_type || !same_bytes(before.body, after.body) ||
-        !same_bytes(before.html, after.html)) {
-        found.emplace_back("body");
-    }
-    if (const std::string attachments = attachment_changes(before, after); !attachments.empty()) {
-        found.push_back(attachments);
-    }
-    std::string text;
-    for (const auto& part : found) {
-        text += (text.empty() ? "" : ", ") + part;
-    }
-    return text;
 }
 
 } // namespace host

@@ -46,8 +46,8 @@ using digest_cache = std::map<const void*, std::string>;
 /// The fields of a snapshot; contents as SHA-256 in hexadecimal, null for a body that isn't there.
 nlohmann::ordered_json to_json(const message_snapshot& snapshot, digest_cache& digests);
 
-/// What differs, for people: "subject, body, 2 attachments removed, 1 added"; empty when nothing does. The verdict
-/// property doesn't count.
+/// What differs, in words for people: "1 attachment replaced by a notice, body replaced, old text kept, subject
+/// replaced"; empty when nothing does. The verdict property doesn't count.
 std::string describe_changes(const message_snapshot& before, const message_snapshot& after);
 
 } // namespace host

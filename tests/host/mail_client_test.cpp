@@ -127,31 +127,6 @@ TEST_F(MailClient, FreesEachMessageAfterItsOpening)
     EXPECT_TRUE(bag.expired());
 }
 
-TEST(Snapshots, TellWhatChanged)
-{
-    const auto record = std::make_shared<message_record>(read(
-        "Subject: Old\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\nbody\n--b\nContent-Type: a/b; name=one\n\n1"
-        "\n--b\nContent-Type: a/b; name=two\n\n2\n--b--\n"));
-    const auto before = take_snapshot(*record);
-    EXPECT_EQ("", describe_changes(before, before));
-    auto changed = record->copy();
-    changed.properties->set(PR_SUBJECT_W, property_value::of_text(L"New"));
-    changed.properties->set(PR_HTML, property_value::of_binary(bytes_of("<p>")));
-    changed.attachments.erase(0);
-    changed.attachments.at(1).properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(bytes_of("3")));
-    changed.attachments[7] = attachment_record{};
-    changed.attachments[8] = attachment_record{};
-    EXPECT_EQ("subject, body, 1 attachment removed, 1 attachment changed, 2 attachments added",
-              describe_changes(before, take_snapshot(changed)));
-    EXPECT_EQ("Old", before.subject); // a snapshot doesn't follow
-}
-
-TEST(Snapshots, TellTheSameMessageBySameContents)
-{
-    const char* text = "Subject: a\n\nbody\n";
-    EXPECT_EQ("", describe_changes(take_snapshot(read(text)), take_snapshot(read(text))));
-}
-
 TEST(FixedConnection, ConnectsAndBreaks)
 {
     service::scan_server server(service::server_options{});
