@@ -1,5 +1,6 @@
 #include "host/store/byte_stream.h"
 
+#include "host/store/object_ledger.h"
 #include "outlook/qdmailprotect/access/data_stream.h"
 
 #include <typeinfo>
@@ -48,6 +49,7 @@ private:
     std::shared_ptr<stream_state> state_;
     std::shared_ptr<property_bag> bag_;
     std::uint32_t id_;
+    ledger_entry entry_{"IStream", nullptr};
 };
 
 } // namespace

@@ -20,7 +20,7 @@ bool object_ledger::add(const void* owner, const char* kind, IUnknown* object)
 {
     const std::lock_guard guard(lock_);
     if (on_) {
-        objects_.emplace(owner, object_ledger::object{kind, object});
+        objects_.emplace(owner, known{kind, object});
     }
     return on_;
 }
@@ -35,9 +35,13 @@ std::vector<object_ledger::entry> object_ledger::alive() const
 {
     const std::lock_guard guard(lock_);
     std::vector<entry> result;
-    for (const auto& [owner, object] : objects_) {
-        object.identity->AddRef();
-        result.push_back({object.kind, object.identity->Release()});
+    for (const auto& [owner, found] : objects_) {
+        ULONG references = 0;
+        if (found.identity) {
+            found.identity->AddRef();
+            references = found.identity->Release();
+        }
+        result.push_back({found.kind, references});
     }
     std::sort(result.begin(), result.end(), [](const entry& a, const entry& b) { return a.kind < b.kind; });
     return result;

@@ -18,7 +18,7 @@ public:
     struct entry
     {
         std::string kind;
-        ULONG references = 0;
+        ULONG references = 0; ///< 0 where only the object itself is known
     };
 
     static object_ledger& of_process();
@@ -33,13 +33,13 @@ private:
     bool add(const void* owner, const char* kind, IUnknown* object);
     void remove(const void* owner) noexcept;
 
-    struct object
+    struct known
     {
         const char* kind;
         IUnknown* identity;
     };
     mutable std::mutex lock_;
-    std::map<const void*, object> objects_;
+    std::map<const void*, known> objects_;
     bool on_ = false;
 };
 
@@ -47,7 +47,7 @@ private:
 class ledger_entry
 {
 public:
-    /// `kind` outlives the entry.
+    /// `kind` outlives the entry; `object` may be null.
     ledger_entry(const char* kind, IUnknown* object)
         : entered_(object_ledger::of_process().add(this, kind, object))
     {}
