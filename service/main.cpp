@@ -1,5 +1,6 @@
 #include "logging/scoped_output.h"
 #include "service/scan_server.h"
+#include "tool/presence/hold_presence.h"
 
 #include <CLI/CLI.hpp>
 #include <boost/asio/io_context.hpp>
@@ -8,6 +9,7 @@
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -22,6 +24,10 @@ constexpr const char* footer =
   clamd:unix:PATH       a clamd daemon by its socket (not on Windows)
   clamd:tcp:HOST:PORT   a clamd daemon on this machine
 
+With --hold-presence it also shows that it runs, as the product's service does: the mail add-in sees that and stops
+asking the product for settings. Needs the local system's account on Windows; elsewhere root shows it to everyone, in
+/run/postwarden, and a user to his own programs, below XDG_RUNTIME_DIR.
+
 Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it. Exit status: 0 ended by a signal, 1 could not run, 2 the
 command line is wrong.)";
 
@@ -32,8 +38,9 @@ int complain(const std::string& what, int status)
 }
 
 /// Serves until a signal comes.
-void serve(const service::server_options& settings)
+void serve(const service::server_options& settings, bool show_presence)
 {
+    const auto presence = show_presence ? presence::hold_presence() : nullptr;
     service::scan_server server(settings);
     boost::asio::io_context signals;
     boost::asio::signal_set awaited(signals, SIGINT, SIGTERM);
@@ -52,6 +59,7 @@ int main(int count, char** arguments)
     service::server_options settings;
     std::string log_file;
     std::optional<std::uint32_t> log_level;
+    bool show_presence = false;
     app.add_option("--port", settings.port, "Port on 127.0.0.1; 0 takes any free one and prints it")
         ->type_name("N")
         ->capture_default_str();
@@ -69,6 +77,7 @@ int main(int count, char** arguments)
                    "they go to standard error")
         ->type_name("N")
         ->check(CLI::Range(0U, 600U));
+    app.add_flag("--hold-presence", show_presence, "Show that the service runs, see below");
     app.set_version_flag("--version", "postwarden-service " POSTWARDEN_VERSION);
     app.footer(footer);
     try {
@@ -81,7 +90,7 @@ int main(int count, char** arguments)
     }
     try {
         const logging::scoped_output log(log_file, log_level);
-        serve(settings);
+        serve(settings, show_presence);
         return 0;
     } catch (const std::invalid_argument& problem) {
         return complain(problem.what(), usage_error);

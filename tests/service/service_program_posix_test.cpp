@@ -4,6 +4,7 @@
 #include "tests/service/wire_client.h"
 #include "tests/support/child_process.h"
 #include "tests/support/loopback_socket.h"
+#include "tool/presence/lock_file_posix.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,9 +12,12 @@
 #include <charconv>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -121,7 +125,7 @@ TEST(service_program, tells_its_version_and_its_options)
     const ending help = run({"--help"});
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
     for (const std::string_view option :
-         {"--port", "--uri", "--preview", "--engine", "--log", "--log-level", "--version"}) {
+         {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version"}) {
         EXPECT_THAT(help.output, HasSubstr(std::string(option)));
     }
     EXPECT_EQ(help.errors, "");
@@ -154,6 +158,63 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         EXPECT_EQ(ended.errors.find('\n'), ended.errors.size() - 1) << shown;
         EXPECT_EQ(ended.output, "") << shown;
     }
+}
+
+/// A folder for the sign that the service runs, named to the programs that are started meanwhile.
+class presence_folder
+{
+public:
+    presence_folder()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "service-XXXXXX").string();
+        base_ = ::mkdtemp(pattern.data());
+        ::setenv("POSTWARDEN_RUNTIME_DIR", (base_ + "/presence").c_str(), 1);
+    }
+    presence_folder(const presence_folder&) = delete;
+    presence_folder& operator=(const presence_folder&) = delete;
+    ~presence_folder()
+    {
+        ::unsetenv("POSTWARDEN_RUNTIME_DIR");
+        std::filesystem::remove_all(base_);
+    }
+    [[nodiscard]] static bool is_held()
+    {
+        return presence::look_at(presence::own_lock_place()) == presence::lock_state::held;
+    }
+
+private:
+    std::string base_;
+};
+
+TEST(service_program, shows_its_presence_only_when_told_and_only_while_it_runs)
+{
+    const presence_folder folder;
+    {
+        child_process service(program, {"--port", "0"});
+        port_of(service);
+        EXPECT_FALSE(folder.is_held());
+    }
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        child_process service(program, {"--port", "0", "--hold-presence"});
+        port_of(service);
+        EXPECT_TRUE(folder.is_held());
+        ASSERT_TRUE(service.kill(signal));
+        ASSERT_TRUE(service.wait().has_value());
+        EXPECT_FALSE(folder.is_held()) << signal;
+    }
+}
+
+TEST(service_program, says_that_another_shows_the_presence)
+{
+    const presence_folder folder;
+    child_process first(program, {"--port", "0", "--hold-presence"});
+    port_of(first);
+    const ending second = run({"--port", "0", "--hold-presence"});
+    EXPECT_EQ(second.status, (child_process::exit_status{1, 0}));
+    EXPECT_EQ(second.output, "");
+    EXPECT_THAT(second.errors, StartsWith("postwarden-service: the presence cannot be shown: "));
+    EXPECT_THAT(second.errors, HasSubstr("another service holds it"));
+    EXPECT_TRUE(folder.is_held());
 }
 
 TEST(service_program, says_that_its_log_cannot_be_written)
