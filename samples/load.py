@@ -40,8 +40,26 @@ def attachments(source):
     return made
 
 
-def generated(count, seed):
-    """Yields (file name, bytes) of `count` messages; about one in fifty is condemned."""
+CONDEMNED_IN = ["body", "attachment", "forward", "both"]
+
+
+def condemned_files(where, number):
+    """The attachments of a message that is condemned there; message `number` is unlike all others."""
+    made = []
+    if where in ("attachment", "both"):
+        data = ("rem %d\r\n%s\r\n" % (number, messages.CONDEMNED)).encode("ascii")
+        made.append(mime.attachment(data, "tool-%d.com" % number, "application/octet-stream"))
+    if where == "forward":
+        made.append(mime.forwarded(mime.message(
+            messages.headers(messages.TOM, messages.ANNA, "Forwarded %d" % number, "Mon, 01 Jan 2024 08:00:00 +0000",
+                             "inner-%d@office.example.com" % number),
+            mime.text("Seen this?\n\n%s\n" % messages.CONDEMNED, encoding="7bit", charset="us-ascii"))))
+    return made
+
+
+def generated(count, seed, condemned=False):
+    """Yields (file name, bytes) of `count` messages. About one in fifty is condemned, in its body; or all are, in turn
+    in their body, an attachment, a forwarded message, and both of the first, as their names say."""
     source = random.Random(seed)
     for number in range(1, count + 1):
         name = "%s %s" % (source.choice(FIRST), source.choice(LAST))
@@ -51,12 +69,14 @@ def generated(count, seed):
         heads = messages.headers(sender, messages.ANNA, "%s %d" % (source.choice(TOPICS), number), date,
                                  "load-%d-%d@office.example.com" % (seed, number))
         text = body_text(source)
-        if source.randrange(50) == 0:
+        where = CONDEMNED_IN[number % len(CONDEMNED_IN)] if condemned else ""
+        if source.randrange(50) == 0 and not condemned or where in ("body", "both"):
             text += "\n" + messages.CONDEMNED + "\n"
         form = source.choices(["plain", "html", "alternative"], [40, 20, 40])[0]
         html = messages.page("".join("<p>%s</p>" % p for p in text.split("\n\n")))
         body = mime.text(text) if form == "plain" else html
         if form == "alternative":
             body = mime.multipart("alternative", [mime.text(text), html])
-        files = attachments(source)
-        yield "load-%06d.eml" % number, mime.message(heads, mime.multipart("mixed", [body, *files]) if files else body)
+        files = attachments(source) + condemned_files(where, number)
+        file = "load-%06d%s.eml" % (number, where and "-" + where)
+        yield file, mime.message(heads, mime.multipart("mixed", [body, *files]) if files else body)

@@ -3,7 +3,8 @@
 
     make_samples.py OUT                       the sample mailbox: OUT/*.eml, OUT/archive.mbox, OUT/expectations.txt,
                                               and OUT/unreadable/ with files that are no messages
-    make_samples.py OUT --count N [--seed S]  N generated messages for load tests
+    make_samples.py OUT --count N [--seed S]  N generated messages for load tests; with --condemned there is something
+                                              in each that the scanner objects to
 
 The same arguments always write the same bytes. Nothing of it is tracked, since some of the messages carry the
 standard antivirus test file, which any scanner on the way would take out.
@@ -63,14 +64,17 @@ def main(arguments):
     parser.add_argument("out", type=pathlib.Path, help="folder to write to; made when missing")
     parser.add_argument("--count", type=int, help="write that many generated messages instead")
     parser.add_argument("--seed", type=int, default=1, help="what the generated messages follow from (default 1)")
+    parser.add_argument("--condemned", action="store_true", help="something to object to in every generated message")
     options = parser.parse_args(arguments)
     if options.count is not None and options.count < 0:
         parser.error("--count must not be negative")
+    if options.condemned and options.count is None:
+        parser.error("--condemned needs --count")
     options.out.mkdir(parents=True, exist_ok=True)
     if options.count is None:
         print("%d messages in %s" % (write_mailbox(options.out), options.out))
         return 0
-    for name, data in load.generated(options.count, options.seed):
+    for name, data in load.generated(options.count, options.seed, options.condemned):
         write(options.out / name, data)
     print("%d generated messages in %s" % (options.count, options.out))
     return 0
