@@ -51,4 +51,18 @@ void apply_trace_configuration()
     }
 }
 
+void close_trace_configuration() noexcept
+{
+    try {
+        auto& last = last_applied();
+        const std::lock_guard guard(last.lock);
+        if (last.text) {
+            last.text.reset();
+            configurator::default_configurator().configure({});
+        }
+    } catch (const std::exception&) {
+        return; // nobody is left to be told
+    }
+}
+
 } // namespace logging

@@ -7,4 +7,8 @@ namespace logging {
 /// line at level 200 of the logger "outlook" and is not tried again. May be called from any thread.
 void apply_trace_configuration();
 
+/// Ends what apply_trace_configuration has put in force: the files are closed, and the same text will be applied anew.
+/// A library that is about to be unloaded leaves nothing open by this. May be called from any thread.
+void close_trace_configuration() noexcept;
+
 } // namespace logging

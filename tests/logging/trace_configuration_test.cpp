@@ -62,6 +62,24 @@ TEST_F(trace_configuration, is_not_applied_twice_when_the_text_has_not_changed)
     EXPECT_EQ(logging::log_manager::enabled_.load(), 500U) << "what was configured since then stays";
 }
 
+TEST_F(trace_configuration, is_applied_again_after_it_was_closed)
+{
+    set(fresh(L"level=300; stderr"));
+    logging::apply_trace_configuration();
+    logging::close_trace_configuration();
+    EXPECT_EQ(logging::log_manager::enabled_.load(), 0U);
+    logging::apply_trace_configuration();
+    EXPECT_EQ(logging::log_manager::enabled_.load(), 300U);
+}
+
+TEST_F(trace_configuration, that_was_not_applied_leaves_others_in_force_when_closed)
+{
+    logging::close_trace_configuration(); // of the tests before
+    logging::configurator::default_configurator().configure(L"level=500; stderr");
+    logging::close_trace_configuration();
+    EXPECT_EQ(logging::log_manager::enabled_.load(), 500U);
+}
+
 TEST_F(trace_configuration, tells_of_a_broken_text_in_one_line_and_goes_on)
 {
     const test::log_capture log;

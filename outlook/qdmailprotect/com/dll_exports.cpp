@@ -1,0 +1,40 @@
+// The module's exported functions. No exception gets out of what stands behind them.
+#include "outlook/qdmailprotect/com/module.h"
+#include "outlook/qdmailprotect/com/services.h"
+#include "outlook/qdmailprotect/com/system_registration.h"
+
+namespace {
+
+constinit SystemRegistration registration;
+constinit CQDMailProtectModule module(&NewConnect, registration);
+
+} // namespace
+
+extern "C" {
+
+HRESULT WINAPI DllCanUnloadNow()
+{
+    return module.CanUnloadNow();
+}
+
+HRESULT WINAPI DllGetClassObject(REFCLSID classId, REFIID iid, void** object)
+{
+    return module.GetClassObject(classId, iid, object);
+}
+
+HRESULT WINAPI DllRegisterServer()
+{
+    return module.RegisterServer();
+}
+
+HRESULT WINAPI DllUnregisterServer()
+{
+    return module.UnregisterServer();
+}
+
+HRESULT WINAPI DllInstall(BOOL install, LPCWSTR commandLine)
+{
+    return module.Install(install != FALSE, commandLine);
+}
+
+} // extern "C"
