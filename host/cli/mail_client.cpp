@@ -33,8 +33,9 @@ private:
     std::shared_ptr<MessageCheck> real_;
 };
 
-mail_client::mail_client(std::shared_ptr<MessageCheck> check)
+mail_client::mail_client(std::shared_ptr<MessageCheck> check, std::shared_ptr<const smime_identity> identity)
     : check_(std::make_shared<observed_check>(std::move(check)))
+    , identity_(std::move(identity))
     , events_(std::make_shared<event_source>())
     , receiver_(MakeCom<MailEvents>(check_, events_))
 {
@@ -52,10 +53,16 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
     const property_value* message_class = stored->properties->find(PROP_ID(PR_MESSAGE_CLASS_W));
     const item_kind kind = kind_of_class(message_class ? message_class->wide() : std::wstring());
     const auto save = [stored](const message_record& changed) {
-        *stored = changed.copy();
+        *stored = settled(changed);
         return HRESULT{S_OK};
     };
-    const auto opened = MakeCom<item>(kind, MakeCom<message_object>(*stored, true, save));
+    const auto kept = MakeCom<message_object>(*stored, true, save);
+    ComPtr<message_object> displayed = kept;
+    if (is_enveloped(*stored)) {
+        const auto contents = decrypt(*stored, identity_.get(), &result.closed);
+        displayed = wrap_enveloped(kept, contents ? &*contents : nullptr);
+    }
+    const auto opened = MakeCom<item>(kind, displayed);
     ComPtr<IUnknown> loaded;
     opened->QueryInterface(IID_IUnknown, Receive(loaded));
 
@@ -72,7 +79,7 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
         static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count());
     result.result = check_->result;
     result.verdict = check_->seen;
-    result.shown = opened->message().current().copy();
+    result.shown = settled(kept->current());
     return result;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/opening/opening.h"
+#include "host/smime/enveloped_message.h"
 #include "host/store/event_source.h"
 #include "outlook/qdmailprotect/check/mail_events.h"
 #include "outlook/qdmailprotect/check/message_check.h"
@@ -9,11 +10,13 @@
 
 namespace host {
 
-/// Opens messages as the mail client does: item load, before read, read complete, unload, on the calling thread.
+/// Opens messages as the mail client does: item load, before read, read complete, unload, on the calling thread. An
+/// enveloped message opens as the wrapper of what its reader may see.
 class mail_client final : public message_opener
 {
 public:
-    explicit mail_client(std::shared_ptr<MessageCheck> check);
+    /// `identity` is the reader's own; null: enveloped messages stay closed.
+    explicit mail_client(std::shared_ptr<MessageCheck> check, std::shared_ptr<const smime_identity> identity = nullptr);
     mail_client(const mail_client&) = delete;
     mail_client& operator=(const mail_client&) = delete;
     ~mail_client() override;
@@ -24,6 +27,7 @@ private:
     class observed_check;
 
     std::shared_ptr<observed_check> check_;
+    std::shared_ptr<const smime_identity> identity_;
     std::shared_ptr<event_source> events_;
     ComPtr<MailEvents> receiver_;
 };

@@ -70,8 +70,8 @@ exit_status run_open(const open_options& options, const console& where)
     winapi::memory_registry values;
     fill_registry(values, options.registry);
     const winapi::registry_override override_registry(values);
-    std::size_t unreadable = 0;
-    const auto places = find_all_messages(options.paths, where, unreadable);
+    opening_totals totals;
+    const auto places = find_all_messages(options.paths, where, totals);
     const logging::scoped_output log(options.log_file, options.log_level);
     logging::apply_trace_configuration();
 
@@ -84,13 +84,14 @@ exit_status run_open(const open_options& options, const console& where)
         const message_reader read = [](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_message(open_message(place), place.name(), store);
         };
-        open_messages(places, options.times, options.json, read, client, where, unreadable);
+        const opening_plan plan{options.times, options.json, nullptr, false};
+        open_messages(places, plan, read, client, where, totals);
     }
     if (target.asked_for() && link->refused()) {
         report(where, "127.0.0.1:" + std::to_string(target.port()), "no scanning service answers there");
         return exit_status::no_service;
     }
-    return unreadable == 0 ? exit_status::done : exit_status::unreadable;
+    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
 }
 
 } // namespace host

@@ -15,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view envelope = "From ";
+constexpr std::string_view compound_file = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
 constexpr std::uint64_t kept_in_memory = 1U << 20U;
 
 bool ends_in(const fs::path& file, std::string_view extension)
@@ -89,17 +90,17 @@ std::vector<message_place> split_mbox(const fs::path& file)
     return found;
 }
 
-bool begins_with_envelope(const fs::path& file)
+bool begins_with(const fs::path& file, std::string_view expected)
 {
     std::ifstream input(file, std::ios::binary);
-    std::string start(envelope.size(), '\0');
+    std::string start(expected.size(), '\0');
     input.read(start.data(), static_cast<std::streamsize>(start.size()));
-    return input && start == envelope;
+    return input && start == expected;
 }
 
 std::vector<message_place> messages_of_file(const fs::path& file)
 {
-    if (ends_like_mbox(file) || begins_with_envelope(file)) {
+    if (ends_like_mbox(file) || begins_with(file, envelope)) {
         auto found = split_mbox(file);
         if (found.size() > 1 || (ends_like_mbox(file) && !found.empty())) {
             return found;
@@ -119,10 +120,11 @@ std::vector<fs::path> files_of_folder(const fs::path& folder)
     }
     std::vector<fs::path> files;
     for (const auto& entry : entries) {
-        const bool wanted = ends_in(entry.path(), ".eml") || ends_like_mbox(entry.path());
+        const fs::path& file = entry.path();
+        const bool wanted = ends_in(file, ".eml") || ends_in(file, ".msg") || ends_like_mbox(file);
         std::error_code ignored;
         if (wanted && !entry.is_directory(ignored)) {
-            files.push_back(entry.path());
+            files.push_back(file);
         }
     }
     std::sort(files.begin(), files.end());
@@ -172,9 +174,15 @@ std::vector<message_place> find_messages(const fs::path& path)
         found.insert(found.end(), more.begin(), more.end());
     }
     if (found.empty()) {
-        throw std::runtime_error("the folder holds no .eml or .mbox file");
+        throw std::runtime_error("the folder holds no .eml, .msg or .mbox file");
     }
     return found;
+}
+
+mail_format format_of(const message_place& place)
+{
+    const bool outlook = place.number == 0 && (begins_with(place.file, compound_file) || ends_in(place.file, ".msg"));
+    return outlook ? mail_format::msg : mail_format::eml;
 }
 
 bytes_ptr open_message(const message_place& place)

@@ -22,13 +22,24 @@ struct message_place
     [[nodiscard]] std::string name() const;
 };
 
+/// The forms that one message has on disk.
+enum class mail_format
+{
+    eml, ///< a MIME document
+    msg  ///< an Outlook message file
+};
+
+/// The form of the message at a place: an Outlook message file begins as a compound file does, or its name ends
+/// in ".msg".
+mail_format format_of(const message_place& place);
+
 /// The messages that a path names: a file is one message, or all those of an mbox (its name ends in ".mbox" or ".mbx",
-/// or it begins with an envelope line and holds a further one); a folder is all its files that end in ".eml", ".mbox"
-/// or ".mbx", by name, without the folders in it. Raises std::runtime_error with the reason when the path or folder
-/// cannot be read.
+/// or it begins with an envelope line and holds a further one); a folder is all its files that end in ".eml", ".msg",
+/// ".mbox" or ".mbx", by name, without the folders in it. Raises std::runtime_error with the reason when the path or
+/// folder cannot be read.
 std::vector<message_place> find_messages(const std::filesystem::path& path);
 
-/// The bytes of a message; of an mbox, without the envelope line and with its quoted lines as they were. Raises
+/// The bytes of a message in MIME; of an mbox, without the envelope line and with its quoted lines as they were. Raises
 /// std::runtime_error when the file cannot be read.
 bytes_ptr open_message(const message_place& place);
 

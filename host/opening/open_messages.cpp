@@ -20,26 +20,108 @@ std::size_t widest_name(const std::vector<message_place>& places, std::size_t te
     return std::min(widest, std::max(least, terminal > other_columns ? terminal - other_columns : least));
 }
 
-void open_one(message_opener& client, const message_place& place, const message_reader& read, std::uint32_t times,
-              opening_report& output, progress_bar& bar)
+/// Opens the messages of one run.
+class open_run
 {
-    const auto stored = std::make_shared<message_record>(read(place, std::make_shared<store_context>()));
-    for (std::uint32_t number = 1; number <= times; ++number) {
-        reported_opening entry;
-        entry.file = place.name();
-        entry.number = number;
-        entry.before = take_snapshot(*stored);
-        entry.result = client.open(stored);
-        entry.after = take_snapshot(entry.result.shown);
+public:
+    open_run(const opening_plan& plan, const message_reader& read, message_opener& client, const console& where,
+             opening_totals& totals)
+        : plan_(plan)
+        , read_(read)
+        , client_(client)
+        , where_(where)
+        , totals_(totals)
+    {}
+
+    void open_all(const std::vector<message_place>& places)
+    {
+        const auto output =
+            plan_.json ? make_json_report(where_) : make_table_report(where_, widest_name(places, where_.width));
+        progress_bar bar(where_, places.size());
+        std::size_t done = 0;
+        for (const auto& place : places) {
+            bar.show(done++);
+            try {
+                open_one(place, *output, bar);
+            } catch (const std::exception& failure) {
+                bar.clear();
+                report(where_, place.name(), failure.what());
+                ++totals_.unreadable;
+            }
+        }
         bar.clear();
-        output.add(entry);
+        output->finish(totals_);
     }
-}
+
+private:
+    void open_one(const message_place& place, opening_report& output, progress_bar& bar)
+    {
+        auto stored = std::make_shared<message_record>(read_(place, store_));
+        std::unique_ptr<message_copy> copy;
+        for (std::uint32_t number = 1; number <= plan_.times; ++number) {
+            if (number > 1 && plan_.reopen) {
+                if (!copy) {
+                    return; // there is nothing to start from, as was told
+                }
+                stored = read_copy(*copy, *stored);
+            }
+            reported_opening entry;
+            entry.file = place.name();
+            entry.number = number;
+            entry.before = take_snapshot(*stored);
+            entry.result = client_.open(stored);
+            entry.after = take_snapshot(entry.result.shown);
+            bar.clear();
+            if (number == 1 && !entry.result.closed.empty()) {
+                report(where_, place.name(), "its contents stay closed: " + entry.result.closed);
+            }
+            if (plan_.copies && (number == 1 || plan_.reopen)) {
+                save(place, entry.result.shown, copy);
+            }
+            output.add(entry);
+        }
+    }
+
+    /// The copy in the place of the message: what tells one message of the store from the others stays its own.
+    [[nodiscard]] std::shared_ptr<message_record> read_copy(const message_copy& copy,
+                                                            const message_record& former) const
+    {
+        auto result = std::make_shared<message_record>(copy.read(store_));
+        if (const property_value* id = former.properties->find(PROP_ID(PR_ENTRYID))) {
+            result->properties->set(PR_ENTRYID, *id);
+        }
+        return result;
+    }
+
+    /// `copy` is null afterwards when the message could not be saved.
+    void save(const message_place& place, const message_record& message, std::unique_ptr<message_copy>& copy)
+    {
+        const bool first = !copy;
+        try {
+            if (first) {
+                copy = plan_.copies->copy_of(place);
+            }
+            copy->write(message);
+            totals_.saved += first ? 1 : 0;
+        } catch (const std::exception& failure) {
+            report(where_, place.name(), std::string("it cannot be saved: ") + failure.what());
+            ++totals_.unsaved;
+            copy.reset();
+        }
+    }
+
+    const opening_plan& plan_;
+    const message_reader& read_;
+    message_opener& client_;
+    const console& where_;
+    opening_totals& totals_;
+    std::shared_ptr<store_context> store_ = std::make_shared<store_context>();
+};
 
 } // namespace
 
 std::vector<message_place> find_all_messages(const std::vector<std::string>& paths, const console& where,
-                                             std::size_t& unreadable)
+                                             opening_totals& totals)
 {
     std::vector<message_place> places;
     for (const std::string& path : paths) {
@@ -48,30 +130,17 @@ std::vector<message_place> find_all_messages(const std::vector<std::string>& pat
             places.insert(places.end(), found.begin(), found.end());
         } catch (const std::exception& failure) {
             report(where, path, failure.what());
-            ++unreadable;
+            ++totals.unreadable;
         }
     }
     return places;
 }
 
-void open_messages(const std::vector<message_place>& places, std::uint32_t times, bool json, const message_reader& read,
-                   message_opener& client, const console& where, std::size_t& unreadable)
+void open_messages(const std::vector<message_place>& places, const opening_plan& plan, const message_reader& read,
+                   message_opener& client, const console& where, opening_totals& totals)
 {
-    const auto output = json ? make_json_report(where) : make_table_report(where, widest_name(places, where.width));
-    progress_bar bar(where, places.size());
-    std::size_t done = 0;
-    for (const auto& place : places) {
-        bar.show(done++);
-        try {
-            open_one(client, place, read, times, *output, bar);
-        } catch (const std::exception& failure) {
-            bar.clear();
-            report(where, place.name(), failure.what());
-            ++unreadable;
-        }
-    }
-    bar.clear();
-    output->finish(unreadable);
+    totals.folder = plan.copies ? plan.copies->folder() : std::string();
+    open_run(plan, read, client, where, totals).open_all(places);
 }
 
 } // namespace host

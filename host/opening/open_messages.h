@@ -2,6 +2,7 @@
 
 #include "host/files/mailbox.h"
 #include "host/opening/console.h"
+#include "host/opening/message_copies.h"
 #include "host/opening/opening.h"
 #include "host/opening/opening_report.h"
 
@@ -18,13 +19,25 @@ namespace host {
 using message_reader =
     std::function<message_record(const message_place& place, const std::shared_ptr<store_context>& store)>;
 
-/// All messages behind the paths; a path that cannot be read is told and counted in `unreadable`.
+/// All messages behind the paths; a path that cannot be read is told and counted in `totals`.
 std::vector<message_place> find_all_messages(const std::vector<std::string>& paths, const console& where,
-                                             std::size_t& unreadable);
+                                             opening_totals& totals);
 
-/// Opens each message `times` times, every time as it was saved last, and tells of it: one JSON object an opening, or a
-/// table. What cannot be read is told and counted in `unreadable`; the rest is done.
-void open_messages(const std::vector<message_place>& places, std::uint32_t times, bool json, const message_reader& read,
-                   message_opener& client, const console& where, std::size_t& unreadable);
+/// How messages are opened.
+struct opening_plan
+{
+    std::uint32_t times = 1; ///< openings of each message
+    bool json = false;       ///< tell of them in JSON, one object an opening, instead of in a table
+    /// Takes a copy of each message as its first opening leaves it; null: nothing is saved.
+    message_copies* copies = nullptr;
+    /// Each further opening starts from the copy, read from disk, and leaves a new one; otherwise from the message as
+    /// its store has it.
+    bool reopen = false;
+};
+
+/// Opens each message and tells of it. All messages are those of one store. What cannot be read or saved is told and
+/// counted in `totals`; the rest is done.
+void open_messages(const std::vector<message_place>& places, const opening_plan& plan, const message_reader& read,
+                   message_opener& client, const console& where, opening_totals& totals);
 
 } // namespace host

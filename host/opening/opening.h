@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace host {
 
@@ -15,7 +16,10 @@ struct opening
     ScanResult verdict = ScanResult::None;
     bool blocked = false;         ///< the display was stopped
     std::uint64_t elapsed_ms = 0; ///< from item load to read complete
-    message_record shown;         ///< the message as it stood when it was displayed, changes that nobody saved included
+    /// The message as it stood when it was displayed, changes that nobody saved included. Of an enveloped message the
+    /// one behind its wrapper, never the decrypted contents.
+    message_record shown;
+    std::string closed; ///< why the contents of an enveloped message can't be shown, for people; empty when they can
 };
 
 /// Opens messages as a mail client does.

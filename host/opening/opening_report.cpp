@@ -36,7 +36,7 @@ public:
         // A name may hold any bytes; what is not UTF-8 becomes the replacement character.
         where_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
     }
-    void finish(std::size_t) override {}
+    void finish(const opening_totals&) override {}
 
 private:
     const console& where_;
@@ -71,7 +71,7 @@ public:
             changes.empty() ? "-" : changes);
     }
 
-    void finish(std::size_t unreadable) override
+    void finish(const opening_totals& totals) override
     {
         const auto spent =
             std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
@@ -82,8 +82,14 @@ public:
         if (failed_ != 0) {
             where_.out << ", " << failed_ << (failed_ == 1 ? " check failed" : " checks failed");
         }
-        if (unreadable != 0) {
-            where_.out << "; " << unreadable << " could not be read";
+        if (totals.saved != 0 && !totals.folder.empty()) {
+            where_.out << "; " << totals.saved << " saved in " << totals.folder;
+        }
+        if (totals.unsaved != 0) {
+            where_.out << "; " << totals.unsaved << " could not be saved";
+        }
+        if (totals.unreadable != 0) {
+            where_.out << "; " << totals.unreadable << " could not be read";
         }
         where_.out << std::endl;
     }

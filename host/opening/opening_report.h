@@ -22,13 +22,22 @@ struct reported_opening
     message_snapshot after;
 };
 
+/// What came of many messages, beside their openings.
+struct opening_totals
+{
+    std::size_t unreadable = 0; ///< left out
+    std::size_t saved = 0;      ///< copies that stand on disk
+    std::size_t unsaved = 0;    ///< messages whose copy could not be written
+    std::string folder;         ///< where the copies stand; empty when they don't stay
+};
+
 /// Tells of the openings as they come.
 class opening_report
 {
 public:
     virtual void add(const reported_opening& entry) = 0;
-    /// After the last one; `unreadable` messages were left out.
-    virtual void finish(std::size_t unreadable) = 0;
+    /// After the last one.
+    virtual void finish(const opening_totals& totals) = 0;
     virtual ~opening_report() = default;
 };
 

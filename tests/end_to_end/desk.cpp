@@ -2,6 +2,7 @@
 
 #include "host/mime/message_reader.h"
 #include "host/store/bytes.h"
+#include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 
 #include <utility>
 
@@ -107,14 +108,15 @@ void impatient_link::BreakConnection()
     pool_.reset();
 }
 
-desk::desk(std::uint16_t port)
+desk::desk(std::uint16_t port, std::shared_ptr<const host::smime_identity> identity)
     : link_(std::make_shared<impatient_link>(port))
 {
     MailCheckerServices services;
     services.link = link_;
+    services.disinfector = MakeMailDisinfector();
     checker_ = std::make_shared<MailChecker>(std::move(services));
     checker_->Init(false, 4711, "/usr/bin/mail-client", "S-1-5-21-0-0-0-1000");
-    client_ = std::make_unique<host::mail_client>(checker_);
+    client_ = std::make_unique<host::mail_client>(checker_, std::move(identity));
 }
 
 desk::~desk()
@@ -123,11 +125,15 @@ desk::~desk()
     checker_->Close();
 }
 
-host::opening desk::open(const std::string& text, const std::string& origin)
+std::shared_ptr<host::message_record> desk::receive(const std::string& text, const std::string& origin)
 {
     const std::string place = origin.empty() ? "message " + std::to_string(++opened_) : origin;
-    return client_->open(std::make_shared<host::message_record>(
-        host::read_message(host::bytes_of(text), place, std::make_shared<host::store_context>())));
+    return std::make_shared<host::message_record>(host::read_message(host::bytes_of(text), place, store_));
+}
+
+host::opening desk::open(const std::string& text, const std::string& origin)
+{
+    return client_->open(receive(text, origin));
 }
 
 host::opening desk::reopen(const host::opening& former)

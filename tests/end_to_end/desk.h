@@ -44,7 +44,8 @@ private:
 class desk
 {
 public:
-    explicit desk(std::uint16_t port);
+    /// `identity` is the reader's own, for encrypted mail.
+    explicit desk(std::uint16_t port, std::shared_ptr<const host::smime_identity> identity = nullptr);
     desk(const desk&) = delete;
     desk& operator=(const desk&) = delete;
     ~desk();
@@ -52,11 +53,16 @@ public:
     /// Opens a message given as MIME text, unsaved: what the check puts on it is gone when it is closed. Messages of
     /// the same text and origin have the same entry identifier; without an origin each is another one.
     host::opening open(const std::string& text, const std::string& origin = {});
+    /// Reads a message given as MIME text into the store of this desk.
+    std::shared_ptr<host::message_record> receive(const std::string& text, const std::string& origin = {});
+    /// Opens a message of the store; what is saved reaches it.
+    host::opening open(const std::shared_ptr<host::message_record>& stored) { return client_->open(stored); }
     /// Opens the message as a former opening has left it.
     host::opening reopen(const host::opening& former);
     [[nodiscard]] impatient_link& link() noexcept { return *link_; }
 
 private:
+    std::shared_ptr<host::store_context> store_ = std::make_shared<host::store_context>();
     std::shared_ptr<impatient_link> link_;
     std::shared_ptr<MailChecker> checker_;
     std::unique_ptr<host::mail_client> client_;

@@ -74,7 +74,7 @@ TEST(Mailboxes, ThatCannotBeReadSayWhy)
         return std::string("(found)");
     };
     EXPECT_EQ("there is no such file or folder", reason(folder.path() / "missing"));
-    EXPECT_EQ("the folder holds no .eml or .mbox file", reason(folder.path()));
+    EXPECT_EQ("the folder holds no .eml, .msg or .mbox file", reason(folder.path()));
 }
 
 TEST(Mailboxes, OfThePythonTestSuiteAreReadOrRefusedWithAReason)
