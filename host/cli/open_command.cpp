@@ -2,9 +2,9 @@
 
 #include "host/cli/fixed_connection.h"
 #include "host/cli/mail_client.h"
-#include "host/cli/scan_target.h"
 #include "host/mime/message_reader.h"
 #include "host/opening/open_messages.h"
+#include "host/opening/scan_target.h"
 #include "logging/scoped_output.h"
 #include "logging/trace_configuration.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"

@@ -1,7 +1,7 @@
 #include "host/cli/scan_command.h"
 
 #include "host/cli/http_text.h"
-#include "host/cli/scan_target.h"
+#include "host/opening/scan_target.h"
 #include "host/store/byte_stream.h"
 #include "outlook/qdmailprotect/access/io_stream.h"
 #include "tool/icap/reply_readers.h"

@@ -1,4 +1,4 @@
-#include "host/cli/scan_target.h"
+#include "host/opening/scan_target.h"
 
 #include "service/scan_server.h"
 
