@@ -1,0 +1,194 @@
+#pragma once
+
+#include "outlook/qdmailprotect/mapi/com_object.h"
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Wrappers for the objects of a real message store. They note each operation, make any of them fail, and count
+/// themselves, so that a reference too many or too few shows.
+namespace test {
+
+/// What all wrappers of one test share. Outlives them.
+class store_trace
+{
+public:
+    store_trace() = default;
+    store_trace(const store_trace&) = delete;
+    store_trace& operator=(const store_trace&) = delete;
+
+    /// The n-th operation from now on, from 1, gives `result` and isn't passed on; its out-parameters stay empty. S_OK
+    /// makes a store that claims success and does nothing.
+    void fail_nth(std::size_t n, HRESULT result);
+    /// The same for each operation whose text begins with `start`.
+    void fail(std::string start, HRESULT result) { failures_[std::move(start)] = result; }
+
+    /// Notes an operation; true, with its `result`, if it is to fail.
+    bool fails(const std::string& operation, HRESULT& result);
+    /// The operations so far: the object's name, the operation, its arguments.
+    [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
+    /// Those that begin with `start`.
+    [[nodiscard]] std::vector<std::string> calls(const std::string& start) const;
+    /// Forgets the operations and the failures.
+    void clear();
+
+    int alive = 0; ///< wrappers that have not ended
+
+private:
+    std::vector<std::string> calls_;
+    std::map<std::string, HRESULT> failures_;
+    std::size_t failing_ = 0; ///< number of operations at which the n-th fails; 0 for none
+    HRESULT result_ = S_OK;
+};
+
+/// Counts one wrapper and gives it a name among the calls.
+class traced
+{
+public:
+    traced(const traced&) = delete;
+    traced& operator=(const traced&) = delete;
+
+protected:
+    traced(store_trace& trace, std::string name)
+        : trace_(trace)
+        , name_(std::move(name))
+    {
+        ++trace_.alive;
+    }
+    ~traced() { --trace_.alive; }
+    bool fails(const std::string& operation, HRESULT& result) { return trace_.fails(name_ + "." + operation, result); }
+
+    store_trace& trace_;
+    std::string name_;
+};
+
+/// A stream of the store.
+class traced_stream final : public ComObject<IStream>, private traced
+{
+public:
+    traced_stream(store_trace& trace, std::string name, ComPtr<IStream> inner)
+        : traced(trace, std::move(name))
+        , inner_(std::move(inner))
+    {}
+
+    HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG count, ULONG* read) override;
+    HRESULT STDMETHODCALLTYPE Write(const void* buffer, ULONG count, ULONG* written) override;
+    HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position) override;
+    HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) override;
+    HRESULT STDMETHODCALLTYPE CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read,
+                                     ULARGE_INTEGER* written) override;
+    HRESULT STDMETHODCALLTYPE Commit(DWORD flags) override;
+    HRESULT STDMETHODCALLTYPE Revert() override;
+    HRESULT STDMETHODCALLTYPE LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER count, DWORD type) override;
+    HRESULT STDMETHODCALLTYPE UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER count, DWORD type) override;
+    HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD flags) override;
+    HRESULT STDMETHODCALLTYPE Clone(IStream** clone) override;
+
+protected:
+    void* FindInterface(REFIID iid) override;
+
+private:
+    ComPtr<IStream> inner_;
+};
+
+/// IMAPIProp over an object of the store; streams that it opens are wrapped, other objects are handed on as they are.
+template <typename Inner, typename... Interfaces>
+class traced_prop : public ComObject<Interfaces...>, protected traced
+{
+public:
+    HRESULT STDMETHODCALLTYPE GetLastError(HRESULT result, ULONG flags, LPMAPIERROR* error) override
+    {
+        return inner_->GetLastError(result, flags, error);
+    }
+    HRESULT STDMETHODCALLTYPE SaveChanges(ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count, LPSPropValue* values) override;
+    HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, LPSPropTagArray* tags) override;
+    HRESULT STDMETHODCALLTYPE OpenProperty(ULONG tag, LPCIID iid, ULONG options, ULONG flags,
+                                           LPUNKNOWN* object) override;
+    HRESULT STDMETHODCALLTYPE SetProps(ULONG count, LPSPropValue values, LPSPropProblemArray* problems) override;
+    HRESULT STDMETHODCALLTYPE DeleteProps(LPSPropTagArray tags, LPSPropProblemArray* problems) override;
+    HRESULT STDMETHODCALLTYPE CopyTo(ULONG, LPCIID, LPSPropTagArray, ULONG, LPMAPIPROGRESS, LPCIID, LPVOID, ULONG,
+                                     LPSPropProblemArray*) override
+    {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE CopyProps(LPSPropTagArray, ULONG, LPMAPIPROGRESS, LPCIID, LPVOID, ULONG,
+                                        LPSPropProblemArray*) override
+    {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetNamesFromIDs(LPSPropTagArray* tags, LPGUID set, ULONG flags, ULONG* count,
+                                              LPMAPINAMEID** names) override;
+    HRESULT STDMETHODCALLTYPE GetIDsFromNames(ULONG count, LPMAPINAMEID* names, ULONG flags,
+                                              LPSPropTagArray* tags) override;
+
+protected:
+    traced_prop(store_trace& trace, std::string name, ComPtr<Inner> inner)
+        : traced(trace, std::move(name))
+        , inner_(std::move(inner))
+    {}
+
+    ComPtr<Inner> inner_;
+};
+
+/// An attachment of the store.
+class traced_attach final : public traced_prop<IAttach, IAttach>
+{
+public:
+    traced_attach(store_trace& trace, std::string name, ComPtr<IAttach> inner)
+        : traced_prop(trace, std::move(name), std::move(inner))
+    {}
+
+protected:
+    void* FindInterface(REFIID iid) override;
+};
+
+/// A message of the store, which may be the wrapper of an encrypted one. Its attachments are called "attach" and their
+/// number. Tables are handed on as they are.
+class traced_message final : public traced_prop<IMessage, IMessage, ISecuredMessage>
+{
+public:
+    traced_message(store_trace& trace, std::string name, ComPtr<IMessage> inner)
+        : traced_prop(trace, std::move(name), std::move(inner))
+    {}
+
+    /// Answers ISecuredMessage from now on and gives `base`, which may be null, as the message inside.
+    void wrap(ComPtr<IMessage> base)
+    {
+        secured_ = true;
+        base_ = std::move(base);
+    }
+    /// A reference as a callee takes it over.
+    [[nodiscard]] ComPtr<IMessage> reference() noexcept { return ComPtr<IMessage>(static_cast<IMessage*>(this)); }
+    [[nodiscard]] IMessage* pointer() noexcept { return this; }
+
+    HRESULT STDMETHODCALLTYPE GetAttachmentTable(ULONG flags, LPMAPITABLE* table) override;
+    HRESULT STDMETHODCALLTYPE OpenAttach(ULONG number, LPCIID iid, ULONG flags, LPATTACH* attach) override;
+    HRESULT STDMETHODCALLTYPE CreateAttach(LPCIID iid, ULONG flags, ULONG* number, LPATTACH* attach) override;
+    HRESULT STDMETHODCALLTYPE DeleteAttach(ULONG number, ULONG ui, LPMAPIPROGRESS progress, ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE GetRecipientTable(ULONG flags, LPMAPITABLE* table) override;
+    HRESULT STDMETHODCALLTYPE ModifyRecipients(ULONG flags, LPADRLIST changes) override;
+    HRESULT STDMETHODCALLTYPE SubmitMessage(ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE SetReadFlag(ULONG flags) override;
+
+    HRESULT STDMETHODCALLTYPE Unused4() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Unused5() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Unused6() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Unused7() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Unused8() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetBaseMessage(IMessage** base) override;
+
+protected:
+    void* FindInterface(REFIID iid) override;
+
+private:
+    ComPtr<IAttach> wrap_attach(ULONG number, ComPtr<IAttach> attach);
+
+    bool secured_ = false;
+    ComPtr<IMessage> base_;
+};
+
+} // namespace test
