@@ -110,8 +110,8 @@ TEST(notice_page, has_an_image_that_is_a_whole_png)
         const std::string_view checked = rest.substr(4, 4 + size);
         EXPECT_EQ(big_endian(rest.substr(8 + size)), crc(checked)) << checked.substr(0, 4);
         if (checked.starts_with("IHDR")) {
-            EXPECT_EQ(big_endian(checked.substr(4)), 48U);
-            EXPECT_EQ(big_endian(checked.substr(8)), 48U);
+            EXPECT_EQ(big_endian(checked.substr(4)), 96U);
+            EXPECT_EQ(big_endian(checked.substr(8)), 96U);
         }
         kinds.append(checked.substr(0, 4)).append(" ");
         rest.remove_prefix(12 + size);
