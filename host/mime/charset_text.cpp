@@ -98,6 +98,14 @@ std::uint32_t code_page_of(std::string_view charset)
     return found == code_pages.end() ? 0 : found->second;
 }
 
+std::string charset_of_page(std::uint32_t code_page)
+{
+    constexpr std::uint32_t ascii = 20127;
+    const auto* const found = std::find_if(code_pages.begin(), code_pages.end(),
+                                           [&](const auto& entry) { return entry.second == code_page; });
+    return code_page == ascii || found == code_pages.end() ? std::string() : std::string(found->first);
+}
+
 std::string to_utf8(std::string_view text, const std::string& charset)
 {
     const bool is_utf8 = g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;

@@ -4,12 +4,14 @@
 #include "host/mime/calendar.h"
 #include "host/mime/charset_text.h"
 #include "host/mime/header_properties.h"
-#include "host/mime/message_reader.h"
+#include "host/mime/own_headers.h"
 #include "host/mime/part_content.h"
 #include "host/store/tags.h"
 #include "tool/system/conversions.h"
 
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace host {
 
@@ -44,8 +46,9 @@ property_value text_value(const char* utf8)
 
 } // namespace
 
-message_builder::message_builder(std::shared_ptr<store_context> store, int depth)
-    : depth_(depth)
+message_builder::message_builder(std::shared_ptr<store_context> store, written_by author, int depth)
+    : author_(author)
+    , depth_(depth)
 {
     record_.store = std::move(store);
 }
@@ -59,6 +62,10 @@ message_record message_builder::build(GMimeMessage* message)
     set_body_kind();
     hide_inline_images();
     set_class(message);
+    if (author_ == written_by::this_program) {
+        restore_properties(message);
+        restore_attachments(message);
+    }
     return std::move(record_);
 }
 
@@ -187,10 +194,11 @@ void message_builder::set_attachment_names(GMimeObject* part, const std::wstring
     }
 }
 
-void message_builder::append(attachment_record attachment)
+void message_builder::append(GMimeObject* part, attachment_record attachment)
 {
     const auto number = static_cast<std::uint32_t>(record_.attachments.size());
     record_.attachments.emplace(number, std::move(attachment));
+    told_attachments_.emplace(number, text_of(g_mime_object_get_header(part, own_headers::attachment_name)));
 }
 
 void message_builder::add_file(GMimePart* part)
@@ -203,7 +211,7 @@ void message_builder::add_file(GMimePart* part)
     }
     properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));
     properties.set(PR_ATTACH_DATA_BIN, property_value::of_binary(part_content(part)));
-    append(std::move(attachment));
+    append(GMIME_OBJECT(part), std::move(attachment));
 }
 
 void message_builder::add_message(GMimeMessagePart* part)
@@ -219,10 +227,10 @@ void message_builder::add_message(GMimeMessagePart* part)
     } else {
         set_attachment_names(GMIME_OBJECT(part), to_wide(g_mime_message_get_subject(inner)), attachment);
         properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_EMBEDDED_MSG));
-        message_builder builder(record_.store, depth_ + 1);
+        message_builder builder(record_.store, author_, depth_ + 1);
         attachment.embedded = std::make_shared<const message_record>(builder.build(inner));
     }
-    append(std::move(attachment));
+    append(GMIME_OBJECT(part), std::move(attachment));
 }
 
 void message_builder::hide_inline_images()
@@ -253,6 +261,51 @@ void message_builder::set_class(GMimeMessage* message)
         found = L"IPM.Note.SMIME";
     }
     record_.properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(found));
+}
+
+void message_builder::restore_properties(GMimeMessage* message)
+{
+    auto* object = GMIME_OBJECT(message);
+    const char* told = g_mime_object_get_header(object, own_headers::properties_name);
+    if (!told) {
+        return;
+    }
+    name_table& names = record_.store->names;
+    record_.properties = own_headers::from_text(told, names, *record_.properties);
+    own_headers::set_verdict(record_, text_of(g_mime_object_get_header(object, own_headers::verdict_name)));
+    record_.recipients.clear();
+    GMimeHeaderList* headers = g_mime_object_get_header_list(object);
+    const int count = g_mime_header_list_get_count(headers);
+    for (int i = 0; i < count; ++i) {
+        GMimeHeader* header = g_mime_header_list_get_header_at(headers, i);
+        if (winapi::compare_no_case(g_mime_header_get_name(header), own_headers::recipient_name) == 0) {
+            record_.recipients.push_back(own_headers::from_text(text_of(g_mime_header_get_value(header)), names, {}));
+        }
+    }
+}
+
+void message_builder::restore_attachments(GMimeMessage* message)
+{
+    std::map<std::uint32_t, attachment_record> found;
+    std::vector<attachment_record> unnumbered;
+    for (auto& [position, attachment] : record_.attachments) {
+        std::string& told = told_attachments_[position];
+        if (told.empty()) { // the headers of a message that is a single part stand at the message
+            told = text_of(g_mime_object_get_header(GMIME_OBJECT(message), own_headers::attachment_name));
+        }
+        std::string_view list = told;
+        const auto number = own_headers::take_number(list);
+        if (number) {
+            attachment.properties = own_headers::from_text(list, record_.store->names, *attachment.properties);
+        }
+        if (!number || !found.emplace(*number, attachment).second) {
+            unnumbered.push_back(attachment);
+        }
+    }
+    for (auto& attachment : unnumbered) {
+        found.emplace(found.empty() ? 0 : found.rbegin()->first + 1, std::move(attachment));
+    }
+    record_.attachments = std::move(found);
 }
 
 } // namespace host

@@ -1,20 +1,23 @@
 #pragma once
 
 #include "host/mime/gmime_ptr.h"
+#include "host/mime/message_reader.h"
 #include "host/store/records.h"
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace host {
 
 /// Makes a record of one parsed message: chooses its bodies, and makes an attachment of every other part. Messages in
-/// messages become embedded ones; below `deepest_embedded` of them the rest is kept as it is.
+/// messages become embedded ones; below `deepest_embedded` of them the rest is kept as it is. In a document that this
+/// program wrote the headers of its own have the last word.
 class message_builder
 {
 public:
-    explicit message_builder(std::shared_ptr<store_context> store, int depth = 0);
+    message_builder(std::shared_ptr<store_context> store, written_by author, int depth = 0);
     message_record build(GMimeMessage* message);
 
 private:
@@ -27,13 +30,16 @@ private:
     bool take_body(GMimePart* part, bool alternative);
     void take_calendar(GMimePart* part);
     void set_attachment_names(GMimeObject* part, const std::wstring& fallback, attachment_record& attachment);
-    void append(attachment_record attachment);
+    void append(GMimeObject* part, attachment_record attachment);
     void set_plain_body(GMimePart* part);
     void set_html_body(GMimePart* part);
     void set_body_kind();
     void hide_inline_images();
     void set_class(GMimeMessage* message);
+    void restore_properties(GMimeMessage* message);
+    void restore_attachments(GMimeMessage* message);
 
+    written_by author_;
     int depth_;
     int nesting_ = 0; ///< of multiparts
     message_record record_;
@@ -43,6 +49,7 @@ private:
     bool has_html_ = false;
     bool body_closed_ = false; ///< the bodies are found; further texts are attachments
     std::wstring calendar_class_;
+    std::map<std::uint32_t, std::string> told_attachments_; ///< by number: what the document tells of them
 };
 
 } // namespace host

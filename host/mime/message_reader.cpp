@@ -2,22 +2,15 @@
 
 #include "host/mime/bytes_stream.h"
 #include "host/mime/message_builder.h"
+#include "host/mime/mime_library.h"
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 #include <string_view>
 
 namespace host {
 
 namespace {
-
-/// The library's tables, made once and kept.
-void prepare_library()
-{
-    static std::once_flag once;
-    std::call_once(once, g_mime_init);
-}
 
 struct options_free
 {
@@ -119,9 +112,9 @@ std::string entry_id(const bytes& source, const std::string& origin)
 } // namespace
 
 message_record read_message(const bytes_ptr& source, const std::string& origin,
-                            const std::shared_ptr<store_context>& store)
+                            const std::shared_ptr<store_context>& store, written_by author)
 {
-    prepare_library();
+    prepare_mime_library();
     expect_message(*source);
     const auto stream = make_bytes_stream(source);
     const gobject_ptr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
@@ -131,8 +124,10 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     if (!message) {
         throw unreadable_message("it does not have the form of a message");
     }
-    message_record record = message_builder(store).build(message.get());
-    record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(entry_id(*source, origin))));
+    message_record record = message_builder(store, author).build(message.get());
+    if (author == written_by::anyone || !record.properties->find(PROP_ID(PR_ENTRYID))) {
+        record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(entry_id(*source, origin))));
+    }
     return record;
 }
 

@@ -1,0 +1,397 @@
+#include "host/mime/document_builder.h"
+
+#include "host/mime/charset_text.h"
+#include "host/mime/header_text.h"
+#include "host/mime/header_writer.h"
+#include "host/mime/message_properties.h"
+#include "host/mime/message_reader.h"
+#include "host/mime/own_headers.h"
+#include "host/store/tags.h"
+#include "outlook/qdmailprotect/mapi/com_error.h"
+#include "tool/system/conversions.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+std::string utf8(const std::wstring& text)
+{
+    return winapi::conv_to_char(text, winapi::code_page_utf8);
+}
+
+/// What the mail client makes of a calendar part, told backwards; empty for a message that is none.
+std::string calendar_method(std::wstring_view message_class)
+{
+    constexpr std::wstring_view meeting = L"IPM.Schedule.Meeting.";
+    if (message_class.starts_with(L"IPM.Task")) {
+        return "REQUEST";
+    }
+    if (!message_class.starts_with(meeting)) {
+        return {};
+    }
+    const std::wstring_view kind = message_class.substr(meeting.size());
+    return kind.starts_with(L"Resp") ? "REPLY" : kind.starts_with(L"Cancel") ? "CANCEL" : "REQUEST";
+}
+
+/// The message's own content type as it came, if it says that the message is nothing but an S/MIME envelope.
+content_type_ptr envelope_type(IMessage& message)
+{
+    const std::uint32_t tag = named_tag(message, PS_INTERNET_HEADERS, L"content-type", PT_UNICODE);
+    const std::string told = tag == 0 ? std::string() : utf8(text_property(message, tag));
+    content_type_ptr type(told.empty() ? nullptr : g_mime_content_type_parse(nullptr, without_controls(told).c_str()));
+    if (type && (g_mime_content_type_is_type(type.get(), "application", "pkcs7-mime") ||
+                 g_mime_content_type_is_type(type.get(), "application", "x-pkcs7-mime"))) {
+        return type;
+    }
+    return nullptr;
+}
+
+/// One attachment, opened.
+struct open_attachment
+{
+    ComPtr<IAttach> object;
+    std::uint32_t number = 0;
+    std::uint32_t method = 0;
+    std::string mime_tag;
+    std::string name;
+    std::string content_id;
+    bool hidden = false;
+};
+
+open_attachment open_at(IMessage& message, std::uint32_t number)
+{
+    open_attachment result;
+    result.number = number;
+    const HRESULT opened = message.OpenAttach(number, nullptr, 0, Receive(result.object));
+    if (FAILED(opened) || !result.object) {
+        throw ComError(FAILED(opened) ? opened : E_FAIL);
+    }
+    IAttach& object = *result.object;
+    result.method = number_property(object, PR_ATTACH_METHOD).value_or(NO_ATTACHMENT);
+    result.mime_tag = utf8(text_property(object, PR_ATTACH_MIME_TAG_W));
+    result.content_id = utf8(text_property(object, PR_ATTACH_CONTENT_ID_W));
+    result.hidden = flag_property(object, PR_ATTACHMENT_HIDDEN);
+    for (const std::uint32_t tag : {std::uint32_t{PR_ATTACH_LONG_FILENAME_W}, std::uint32_t{PR_ATTACH_FILENAME_W},
+                                    std::uint32_t{PR_DISPLAY_NAME_W}}) {
+        const bool is_name = tag != PR_DISPLAY_NAME_W || result.method != ATTACH_EMBEDDED_MSG;
+        if (result.name.empty() && is_name) {
+            result.name = without_controls(utf8(text_property(object, tag)));
+        }
+    }
+    return result;
+}
+
+std::vector<std::uint32_t> attachment_numbers(IMessage& message)
+{
+    ComPtr<IMAPITable> table;
+    const HRESULT result = message.GetAttachmentTable(0, Receive(table));
+    if (FAILED(result) || !table) {
+        throw ComError(FAILED(result) ? result : E_FAIL);
+    }
+    std::vector<std::uint32_t> numbers;
+    each_row(*table, {PR_ATTACH_NUM}, [&numbers](const SRow& row) {
+        if (const auto number = number_in(row, PR_ATTACH_NUM)) {
+            numbers.push_back(*number);
+        }
+    });
+    return numbers;
+}
+
+/// Two parts as one multipart, or the one that is there.
+class gathering
+{
+public:
+    gathering(part_maker& parts, const char* subtype)
+        : parts_(parts)
+        , subtype_(subtype)
+    {}
+    void add(gobject_ptr<GMimeObject> part)
+    {
+        if (part) {
+            found_.push_back(std::move(part));
+        }
+    }
+    /// A multipart if there are several, or if `always`; null when there is nothing.
+    gobject_ptr<GMimeObject> take(bool always = false)
+    {
+        if (found_.empty()) {
+            return nullptr;
+        }
+        if (found_.size() == 1 && !always) {
+            return std::move(found_.front());
+        }
+        auto result = parts_.multipart(subtype_);
+        for (const auto& part : found_) {
+            add_part(*result, *part);
+        }
+        return result;
+    }
+
+private:
+    part_maker& parts_;
+    const char* subtype_;
+    std::vector<gobject_ptr<GMimeObject>> found_;
+};
+
+} // namespace
+
+/// The parts of one message.
+class document_builder::message_parts
+{
+public:
+    message_parts(document_builder& owner, IMessage& message, const message_record* kept, int depth)
+        : owner_(owner)
+        , message_(message)
+        , kept_(kept)
+        , depth_(depth)
+        , class_(text_property(message, PR_MESSAGE_CLASS_W))
+        , choices_(owner.parts_, "alternative")
+        , related_(owner.parts_, "related")
+        , mixed_(owner.parts_, "mixed")
+    {}
+
+    gobject_ptr<GMimeObject> make()
+    {
+        const std::vector<std::uint32_t> numbers = attachment_numbers(message_);
+        add_bodies();
+        if (numbers.size() == 1 && !has_plain_ && !has_html_) {
+            if (auto envelope = make_envelope(numbers.front())) {
+                return envelope;
+            }
+        }
+        std::string method = calendar_method(class_);
+        std::vector<gobject_ptr<GMimeObject>> images;
+        for (const std::uint32_t number : numbers) {
+            const open_attachment attachment = open_at(message_, number);
+            if (is_calendar(attachment) && !method.empty()) {
+                choices_.add(make_calendar(attachment, std::exchange(method, {})));
+            } else if (is_image(attachment)) {
+                images.push_back(make_part(attachment, "inline"));
+            } else {
+                mixed_.add(make_part(attachment, "attachment"));
+            }
+        }
+        return join(std::move(images));
+    }
+
+    /// The identifiers of the bodies that the document holds.
+    [[nodiscard]] std::vector<std::uint32_t> bodies() const
+    {
+        std::vector<std::uint32_t> result;
+        if (has_plain_) {
+            result.push_back(PROP_ID(PR_BODY_W));
+        }
+        if (has_html_) {
+            result.push_back(PROP_ID(PR_HTML));
+        }
+        return result;
+    }
+
+private:
+    void add_bodies()
+    {
+        if (ComPtr<IStream> plain = property_stream(message_, PR_BODY_W)) {
+            has_plain_ = true;
+            choices_.add(owner_.parts_.body("plain", "utf-8", utf8_content(stream_content(std::move(plain)))));
+        }
+        if (ComPtr<IStream> html = property_stream(message_, PR_HTML)) {
+            has_html_ = true;
+            const std::uint32_t page = number_property(message_, PR_INTERNET_CPID).value_or(0);
+            choices_.add(owner_.parts_.body("html", charset_of_page(page), stream_content(std::move(html))));
+        }
+    }
+
+    /// Bodies, images and files as one part; there is one even when the message has nothing.
+    gobject_ptr<GMimeObject> join(std::vector<gobject_ptr<GMimeObject>> images)
+    {
+        gobject_ptr<GMimeObject> body = choices_.take();
+        if (!images.empty()) {
+            const glib_text type(g_mime_content_type_get_mime_type(g_mime_object_get_content_type(body.get())));
+            related_.add(std::move(body));
+            for (auto& image : images) {
+                related_.add(std::move(image));
+            }
+            body = related_.take();
+            g_mime_object_set_content_type_parameter(body.get(), "type", type.get());
+        }
+        gathering all(owner_.parts_, "mixed");
+        const bool has_body = body != nullptr;
+        all.add(std::move(body));
+        gobject_ptr<GMimeObject> files = mixed_.take(true);
+        if (!files) {
+            gobject_ptr<GMimeObject> only = all.take();
+            return only ? std::move(only) : owner_.parts_.body("plain", "utf-8", text_content({}));
+        }
+        if (has_body) {
+            g_mime_multipart_insert(GMIME_MULTIPART(files.get()), 0, all.take().get());
+        }
+        return files;
+    }
+
+    [[nodiscard]] bool is_image(const open_attachment& attachment) const
+    {
+        return has_html_ && attachment.hidden && attachment.method == ATTACH_BY_VALUE &&
+               is_plain_word(attachment.content_id);
+    }
+
+    static bool is_calendar(const open_attachment& attachment)
+    {
+        return attachment.method == ATTACH_BY_VALUE &&
+               winapi::compare_no_case(attachment.mime_tag, "text/calendar") == 0;
+    }
+
+    /// A message that is nothing but an envelope stays one.
+    gobject_ptr<GMimeObject> make_envelope(std::uint32_t number)
+    {
+        if (!class_.starts_with(L"IPM.Note.SMIME")) {
+            return nullptr;
+        }
+        const content_type_ptr type = envelope_type(message_);
+        const open_attachment attachment = open_at(message_, number);
+        if (!type || attachment.method != ATTACH_BY_VALUE) {
+            return nullptr;
+        }
+        auto part = owner_.parts_.file(type.get(), contents_of(attachment));
+        g_mime_object_set_disposition(part.get(), "attachment");
+        describe(attachment, naming::in_both, *part);
+        return part;
+    }
+
+    gobject_ptr<GMimeObject> make_calendar(const open_attachment& attachment, const std::string& method)
+    {
+        const content_type_ptr type(g_mime_content_type_new("text", "calendar"));
+        auto part = owner_.parts_.file(type.get(), contents_of(attachment));
+        g_mime_object_set_content_type_parameter(part.get(), "charset", "utf-8");
+        g_mime_object_set_content_type_parameter(part.get(), "method", method.c_str());
+        describe(attachment, naming::in_type, *part);
+        return part;
+    }
+
+    gobject_ptr<GMimeObject> make_part(const open_attachment& attachment, const char* disposition)
+    {
+        gobject_ptr<GMimeObject> part;
+        if (attachment.method == ATTACH_EMBEDDED_MSG) {
+            part = make_message(attachment);
+        }
+        const bool is_file = !part;
+        if (is_file) {
+            part = owner_.parts_.file(type_of_file(attachment.mime_tag).get(), contents_of(attachment));
+        }
+        g_mime_object_set_disposition(part.get(), disposition);
+        describe(attachment, is_file ? naming::in_both : naming::in_disposition, *part);
+        return part;
+    }
+
+    /// Null when the attachment holds no message, whatever it says.
+    gobject_ptr<GMimeObject> make_message(const open_attachment& attachment)
+    {
+        ComPtr<IUnknown> opened;
+        const HRESULT result =
+            attachment.object->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, Receive(opened));
+        if (result == MAPI_E_NOT_FOUND) {
+            return nullptr;
+        }
+        ComPtr<IMessage> inner;
+        const HRESULT queried = FAILED(result) ? result : Query(opened.get(), IID_IMessage, inner);
+        if (FAILED(queried)) {
+            throw ComError(queried);
+        }
+        const attachment_record* record = kept_attachment(attachment.number);
+        const auto document = owner_.build(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);
+        return owner_.parts_.message(document.get());
+    }
+
+    static content_ptr contents_of(const open_attachment& attachment)
+    {
+        ComPtr<IStream> stream = property_stream(*attachment.object, PR_ATTACH_DATA_BIN);
+        return stream ? stream_content(std::move(stream)) : text_content({});
+    }
+
+    [[nodiscard]] const attachment_record* kept_attachment(std::uint32_t number) const
+    {
+        if (!kept_) {
+            return nullptr;
+        }
+        const auto found = kept_->attachments.find(number);
+        return found == kept_->attachments.end() ? nullptr : &found->second;
+    }
+
+    /// A part that holds a message has its name in the disposition alone.
+    void describe(const open_attachment& attachment, naming where, GMimeObject& part)
+    {
+        if (!attachment.name.empty()) {
+            set_part_name(part, attachment.name, where);
+        }
+        if (is_plain_word(attachment.content_id)) {
+            g_mime_object_set_content_id(&part, attachment.content_id.c_str());
+        }
+        if (const attachment_record* record = kept_attachment(attachment.number)) {
+            own_headers::listing_rules rules;
+            if (where != naming::in_disposition) {
+                rules.in_document.push_back(PROP_ID(PR_ATTACH_DATA_BIN));
+            }
+            const std::string list = own_headers::to_text(*record->properties, kept_->store->names, rules);
+            append_raw_header(&part, own_headers::attachment_name,
+                              header_lines(own_headers::numbered(attachment.number, list)));
+        }
+    }
+
+    document_builder& owner_;
+    IMessage& message_;
+    const message_record* kept_;
+    int depth_;
+    std::wstring class_;
+    gathering choices_;
+    gathering related_;
+    gathering mixed_;
+    bool has_plain_ = false;
+    bool has_html_ = false;
+};
+
+namespace {
+
+/// Tells in headers of this program's own what the document cannot say otherwise.
+void write_own_headers(const message_record& record, std::vector<std::uint32_t> bodies, GMimeMessage* document)
+{
+    GMimeObject* object = GMIME_OBJECT(document);
+    own_headers::listing_rules rules;
+    rules.in_document = std::move(bodies);
+    if (const auto verdict = own_headers::find_verdict(record)) {
+        rules.left_out = verdict->id;
+        append_raw_header(object, own_headers::verdict_name, header_lines(std::to_string(verdict->number)));
+    }
+    append_raw_header(object, own_headers::properties_name,
+                      header_lines(own_headers::to_text(*record.properties, record.store->names, rules)));
+    for (const auto& recipient : record.recipients) {
+        append_raw_header(object, own_headers::recipient_name,
+                          header_lines(own_headers::to_text(*recipient, record.store->names, {})));
+    }
+}
+
+} // namespace
+
+document_builder::document_builder(bool include_bcc, std::shared_ptr<stream_failure> failure)
+    : parts_(std::move(failure))
+    , include_bcc_(include_bcc)
+{}
+
+gobject_ptr<GMimeMessage> document_builder::build(IMessage& message, const message_record* kept, int depth)
+{
+    if (depth >= deepest_embedded) {
+        throw std::runtime_error("the messages inside one another are too many");
+    }
+    gobject_ptr<GMimeMessage> document(g_mime_message_new(FALSE));
+    write_headers(message, include_bcc_, document.get());
+    message_parts parts(*this, message, kept, depth);
+    const auto content = parts.make();
+    if (kept) {
+        write_own_headers(*kept, parts.bodies(), document.get());
+    }
+    g_mime_message_set_mime_part(document.get(), content.get());
+    return document;
+}
+
+} // namespace host

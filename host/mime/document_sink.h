@@ -1,0 +1,11 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace host {
+
+/// Takes a document piece by piece.
+using document_sink = std::function<void(std::string_view piece)>;
+
+} // namespace host

@@ -1,0 +1,151 @@
+#include "host/mime/header_text.h"
+
+#include "host/mime/property_text.h"
+
+#include <algorithm>
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t longest_line = 76;
+constexpr std::size_t longest_word = 900; ///< a line that holds it stays below the 998 characters that are allowed
+
+bool is_letter(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+bool is_name_character(char c)
+{
+    return c > ' ' && c < '\x7F' && c != ':';
+}
+
+bool is_blank(char c)
+{
+    return c == ' ' || c == '\t';
+}
+
+/// Text that means the same unencoded: no blanks that might get lost, nothing that looks like an encoded word.
+bool is_plain(std::string_view text)
+{
+    const bool printable = std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    std::size_t word = 0;
+    std::size_t longest = 0;
+    for (const char c : text) {
+        word = c == ' ' ? 0 : word + 1;
+        longest = std::max(longest, word);
+    }
+    return printable && longest < longest_word && !text.starts_with(' ') && !text.ends_with(' ') &&
+           text.find("  ") == std::string_view::npos && text.find("=?") == std::string_view::npos;
+}
+
+/// Breaks lines in front of blanks.
+std::string folded(std::string_view text)
+{
+    std::string result = " ";
+    std::size_t column = longest_line / 4; // the name stands in front
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(' ', 1), text.size());
+        if (column + end > longest_line && text.front() == ' ') {
+            result += '\n';
+            column = 0;
+        }
+        result += text.substr(0, end);
+        column += end;
+        text.remove_prefix(end);
+    }
+    return result + '\n';
+}
+
+/// How much of UTF-8 text fits into one encoded word, whole characters only.
+std::size_t word_size(std::string_view utf8)
+{
+    constexpr std::size_t most = 45; // 60 characters of base64
+    std::size_t size = std::min(utf8.size(), most);
+    while (size > 1 && size < utf8.size() && (static_cast<unsigned char>(utf8[size]) & 0xC0U) == 0x80U) {
+        --size;
+    }
+    return size;
+}
+
+} // namespace
+
+std::vector<kept_header> split_headers(std::string_view text)
+{
+    std::vector<kept_header> found;
+    bool in_header = false;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        while (line.ends_with('\r')) {
+            line.remove_suffix(1);
+        }
+        if (!line.empty() && is_blank(line.front())) {
+            if (in_header && line.find_first_not_of(" \t") != std::string_view::npos) {
+                found.back().value.append(line).push_back('\n');
+            }
+            continue;
+        }
+        const auto name_end = std::find_if_not(line.begin(), line.end(), is_name_character);
+        const auto colon = std::find_if_not(name_end, line.end(), is_blank);
+        in_header = !line.empty() && is_letter(line.front()) && colon != line.end() && *colon == ':';
+        if (in_header) {
+            found.push_back({{line.begin(), name_end}, std::string(colon + 1, line.end()) + '\n'});
+        }
+    }
+    return found;
+}
+
+std::string header_words(std::string_view utf8)
+{
+    if (is_plain(utf8)) {
+        return folded(utf8);
+    }
+    std::string result;
+    while (!utf8.empty()) {
+        const std::size_t size = word_size(utf8);
+        result += result.empty() ? " " : "\n ";
+        result += "=?utf-8?B?" + base64_encode(utf8.substr(0, size)) + "?=";
+        utf8.remove_prefix(size);
+    }
+    return result + '\n';
+}
+
+std::string header_lines(std::string_view compact)
+{
+    std::string result;
+    std::size_t room = longest_line - longest_line / 3; // the name stands in front
+    while (!compact.empty()) {
+        const std::size_t size = std::min(compact.size(), room);
+        result += result.empty() ? " " : "\n ";
+        result += compact.substr(0, size);
+        compact.remove_prefix(size);
+        room = longest_line;
+    }
+    return (result.empty() ? " " : result) + '\n';
+}
+
+bool is_plain_word(std::string_view text)
+{
+    return !text.empty() && text.size() <= longest_word &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~' && c != '<' && c != '>'; });
+}
+
+std::string without_controls(std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20U || c == 0x7F; }, ' ');
+    return text;
+}
+
+void append_raw_header(GMimeObject* object, const char* name, const std::string& value)
+{
+    GMimeHeaderList* headers = g_mime_object_get_header_list(object);
+    g_mime_header_list_append(headers, name, "", nullptr);
+    GMimeHeader* added = g_mime_header_list_get_header_at(headers, g_mime_header_list_get_count(headers) - 1);
+    g_mime_header_set_raw_value(added, value.c_str());
+}
+
+} // namespace host
