@@ -187,9 +187,9 @@ TEST(inline_images, inside_the_type_of_another_are_swallowed_by_it)
 TEST(inline_images, inside_a_rejected_one_are_found)
 {
     // The marker is too far from the first prefix and near enough to the second.
-    const std::string far(45, 'x');
-    const auto result = convert("<i src=\"data:" + far + " src=\"data:b/c;base64,AAAA\">");
-    EXPECT_EQ(result.html, "<i src=\"data:" + far + " src=\"cid:" + content_id("0002") + "\">");
+    const std::string filler(45, 'x');
+    const auto result = convert("<i src=\"data:" + filler + " src=\"data:b/c;base64,AAAA\">");
+    EXPECT_EQ(result.html, "<i src=\"data:" + filler + " src=\"cid:" + content_id("0002") + "\">");
     ASSERT_EQ(result.images.size(), 2U);
     EXPECT_TRUE(is_empty(result.images[0]));
     EXPECT_EQ(result.images[1].mimeTag, "b/c");

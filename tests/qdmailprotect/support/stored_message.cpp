@@ -61,8 +61,8 @@ stored_message::stored_message(store_trace& trace, std::string name, std::shared
     set_text(PR_BODY_W, L"Old text");
     record_.properties->set(PR_HTML, host::property_value::of_binary(host::bytes_of("<p>Old and long body</p>")));
     record_.properties->set(PR_ENTRYID, host::property_value::of_binary(host::bytes_of("\x01\x02")));
-    record_.properties->set(PR_NATIVE_BODY_INFO, host::property_value::of_long(1));
-    record_.properties->set(PR_INTERNET_CPID, host::property_value::of_long(1252));
+    set_number(PR_NATIVE_BODY_INFO, 1);
+    set_number(PR_INTERNET_CPID, 1252);
 }
 
 void stored_message::attach(std::uint32_t number, std::wstring_view name, const std::string& contents)
@@ -78,6 +78,11 @@ void stored_message::never_scanned(std::uint32_t number)
 void stored_message::set_text(ULONG tag, std::wstring_view text)
 {
     record_.properties->set(tag, host::property_value::of_text(text));
+}
+
+void stored_message::set_number(ULONG tag, std::int64_t number)
+{
+    record_.properties->set(tag, host::property_value::of_long(number));
 }
 
 void stored_message::remove(ULONG tag)

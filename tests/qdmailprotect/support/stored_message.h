@@ -37,6 +37,7 @@ public:
     /// Makes an attachment one that the check skips, a link to a file elsewhere.
     void never_scanned(std::uint32_t number);
     void set_text(ULONG tag, std::wstring_view text);
+    void set_number(ULONG tag, std::int64_t number);
     void remove(ULONG tag);
     /// Gives the message the named property that makes it an encrypted one.
     void make_encrypted();
