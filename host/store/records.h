@@ -13,6 +13,9 @@ namespace host {
 
 struct message_record;
 
+/// So many messages inside one another become embedded ones; what lies deeper is kept as it came.
+inline constexpr int deepest_embedded = 32;
+
 /// One attachment: its properties, and the message inside when the method says so.
 struct attachment_record
 {

@@ -1,0 +1,399 @@
+#include "host/msg/compound_check.h"
+
+#include "host/store/unreadable_message.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace host::msg {
+
+namespace {
+
+constexpr std::array<unsigned char, 8> signature{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+constexpr std::size_t header_size = 512;
+constexpr std::size_t entry_size = 128;
+constexpr std::size_t mini_sector_size = 64;
+constexpr std::uint32_t largest_sector = 0xFFFFFFFA; ///< the marks of a chain's end and of free sectors lie above
+constexpr std::uint32_t end_of_chain = 0xFFFFFFFE;
+constexpr std::uint32_t no_entry = 0xFFFFFFFF;
+constexpr std::uint32_t mini_stream_limit = 4096; ///< smaller streams live in mini sectors
+constexpr std::size_t table_sectors_in_header = 109;
+
+enum entry_type : unsigned
+{
+    unused = 0,
+    storage = 1,
+    stream = 2,
+    root = 5
+};
+
+[[noreturn]] void refuse(const char* reason)
+{
+    throw unreadable_message(reason);
+}
+
+[[noreturn]] void refuse_cut()
+{
+    refuse("it is not a whole file: a part of it is missing");
+}
+
+[[noreturn]] void refuse_table()
+{
+    refuse("its table of contents is damaged");
+}
+
+std::uint32_t number_at(const std::string& data, std::size_t offset, std::size_t width)
+{
+    std::uint32_t result = 0;
+    for (std::size_t i = width; i-- > 0;) {
+        result = result << 8U | static_cast<unsigned char>(data[offset + i]);
+    }
+    return result;
+}
+
+std::uint32_t u32(const std::string& data, std::size_t offset)
+{
+    return number_at(data, offset, 4);
+}
+
+std::uint32_t u16(const std::string& data, std::size_t offset)
+{
+    return number_at(data, offset, 2);
+}
+
+/// Sectors of one size, each of which belongs to one chain at most.
+class sector_space
+{
+public:
+    sector_space() = default;
+    explicit sector_space(std::uint64_t count)
+        : used_(count, false)
+    {}
+    [[nodiscard]] std::uint64_t count() const noexcept { return used_.size(); }
+    void take(std::uint32_t sector)
+    {
+        if (sector >= used_.size()) {
+            refuse_cut();
+        }
+        if (used_[sector]) {
+            refuse("two parts of it claim the same place");
+        }
+        used_[sector] = true;
+    }
+
+private:
+    std::vector<bool> used_;
+};
+
+struct directory_entry
+{
+    std::string name; ///< UTF-16LE, letters of ASCII in capitals
+    unsigned type = unused;
+    std::uint32_t left = no_entry;
+    std::uint32_t right = no_entry;
+    std::uint32_t child = no_entry;
+    std::uint32_t start = end_of_chain;
+    std::uint64_t size = 0;
+};
+
+class checker
+{
+public:
+    explicit checker(const bytes& file)
+        : file_(file)
+    {}
+
+    void run()
+    {
+        read_header();
+        read_table_of_sectors();
+        read_directory();
+        read_mini_sectors();
+        walk_directory();
+    }
+
+private:
+    void read_header();
+    void read_table_of_sectors();
+    void read_directory();
+    void read_mini_sectors();
+    void walk_directory();
+    void visit_children(std::uint32_t parent, std::size_t depth, std::size_t way);
+    void check_stream(const directory_entry& entry);
+
+    [[nodiscard]] std::string read(std::uint64_t offset, std::size_t count) const;
+    [[nodiscard]] std::string read_sector(std::uint32_t sector) const;
+    [[nodiscard]] std::uint64_t offset_of(std::uint32_t sector) const { return (sector + 1ULL) << shift_; }
+    [[nodiscard]] std::uint32_t next_of(std::uint32_t sector) const;
+    /// The sectors of a chain; `most` of them. A longer chain is cut there, a shorter one ends by its mark.
+    std::vector<std::uint32_t> follow(std::uint32_t first, std::uint64_t most);
+    static directory_entry parse_entry(const std::string& data, std::size_t offset, bool wide_sizes);
+
+    struct place
+    {
+        std::uint32_t storage;
+        std::size_t depth;
+        std::size_t way;
+    };
+
+    const bytes& file_;
+    std::string header_;
+    unsigned shift_ = 9;
+    std::size_t sector_size_ = 512;
+    sector_space sectors_;
+    sector_space mini_sectors_;
+    std::vector<std::uint32_t> table_;
+    std::vector<std::uint32_t> mini_table_;
+    std::vector<directory_entry> entries_;
+    std::vector<bool> visited_;
+    std::vector<place> open_storages_;
+};
+
+std::string checker::read(std::uint64_t offset, std::size_t count) const
+{
+    std::string result(count, '\0');
+    if (file_.read(offset, result.data(), count) != count) {
+        refuse_cut();
+    }
+    return result;
+}
+
+std::string checker::read_sector(std::uint32_t sector) const
+{
+    return read(offset_of(sector), sector_size_);
+}
+
+std::uint32_t checker::next_of(std::uint32_t sector) const
+{
+    if (sector >= table_.size()) {
+        refuse_cut();
+    }
+    return table_[sector];
+}
+
+std::vector<std::uint32_t> checker::follow(std::uint32_t first, std::uint64_t most)
+{
+    std::vector<std::uint32_t> chain;
+    for (std::uint32_t sector = first; sector != end_of_chain && chain.size() < most; sector = next_of(sector)) {
+        if (sector >= largest_sector) {
+            refuse_cut();
+        }
+        sectors_.take(sector);
+        chain.push_back(sector);
+    }
+    return chain;
+}
+
+void checker::read_header()
+{
+    if (!begins_like_compound_file(file_)) {
+        refuse(file_.size() == 0 ? "the file is empty" : "it is not an Outlook message file");
+    }
+    if (file_.size() < header_size) {
+        refuse_cut();
+    }
+    header_ = read(0, header_size);
+    const std::uint32_t version = u16(header_, 26);
+    shift_ = u16(header_, 30);
+    const bool known_form = (version == 3 && shift_ == 9) || (version == 4 && shift_ == 12);
+    if (!known_form || u16(header_, 28) != 0xFFFE || u16(header_, 32) != 6 || u32(header_, 56) != mini_stream_limit) {
+        refuse("its header is damaged");
+    }
+    sector_size_ = std::size_t{1} << shift_;
+    // The last sector may be short; whoever needs the missing part finds out.
+    const std::uint64_t behind_header = file_.size() < sector_size_ ? 0 : file_.size() - sector_size_;
+    const std::uint64_t count = (behind_header + sector_size_ - 1) >> shift_;
+    if (count > largest_sector) {
+        refuse("it is too large");
+    }
+    sectors_ = sector_space(count);
+}
+
+void checker::read_table_of_sectors()
+{
+    const std::uint32_t wanted = u32(header_, 44);
+    if (wanted > sectors_.count()) {
+        refuse_cut();
+    }
+    std::vector<std::uint32_t> parts;
+    for (std::size_t i = 0; i < table_sectors_in_header && parts.size() < wanted; ++i) {
+        parts.push_back(u32(header_, 76 + i * 4));
+    }
+    std::uint32_t list = u32(header_, 68);
+    while (parts.size() < wanted) {
+        if (list >= largest_sector) {
+            refuse_cut();
+        }
+        sectors_.take(list);
+        const std::string sector = read_sector(list);
+        for (std::size_t i = 0; i + 8 <= sector.size() && parts.size() < wanted; i += 4) {
+            parts.push_back(u32(sector, i));
+        }
+        list = u32(sector, sector.size() - 4);
+    }
+    table_.reserve(parts.size() * sector_size_ / 4);
+    for (const std::uint32_t part : parts) {
+        sectors_.take(part);
+        const std::string sector = read_sector(part);
+        for (std::size_t i = 0; i < sector.size(); i += 4) {
+            table_.push_back(u32(sector, i));
+        }
+    }
+}
+
+directory_entry checker::parse_entry(const std::string& data, std::size_t offset, bool wide_sizes)
+{
+    directory_entry entry;
+    entry.type = static_cast<unsigned char>(data[offset + 66]);
+    if (entry.type == unused) {
+        return entry;
+    }
+    const std::uint32_t name_size = u16(data, offset + 64);
+    if (name_size < 2 || name_size > 64 || name_size % 2 != 0) {
+        refuse_table();
+    }
+    entry.name = data.substr(offset, name_size - 2);
+    for (std::size_t i = 0; i < entry.name.size(); i += 2) {
+        const char letter = entry.name[i];
+        if (entry.name[i + 1] == '\0' && letter >= 'a' && letter <= 'z') {
+            entry.name[i] = static_cast<char>(letter - ('a' - 'A'));
+        }
+    }
+    entry.left = u32(data, offset + 68);
+    entry.right = u32(data, offset + 72);
+    entry.child = u32(data, offset + 76);
+    entry.start = u32(data, offset + 116);
+    entry.size = u32(data, offset + 120);
+    if (wide_sizes) {
+        entry.size |= static_cast<std::uint64_t>(u32(data, offset + 124)) << 32U;
+    }
+    return entry;
+}
+
+void checker::read_directory()
+{
+    for (const std::uint32_t sector : follow(u32(header_, 48), sectors_.count())) {
+        const std::string data = read_sector(sector);
+        for (std::size_t i = 0; i < data.size(); i += entry_size) {
+            entries_.push_back(parse_entry(data, i, shift_ != 9));
+        }
+    }
+    if (entries_.empty() || entries_.front().type != root) {
+        refuse_table();
+    }
+    visited_.assign(entries_.size(), false);
+}
+
+void checker::read_mini_sectors()
+{
+    for (const std::uint32_t sector : follow(u32(header_, 60), u32(header_, 64))) {
+        const std::string data = read_sector(sector);
+        for (std::size_t i = 0; i < data.size(); i += 4) {
+            mini_table_.push_back(u32(data, i));
+        }
+    }
+    const directory_entry& whole = entries_.front();
+    const std::uint64_t needed = (whole.size + sector_size_ - 1) >> shift_;
+    const auto chain = follow(whole.start, needed);
+    if (chain.size() < needed) {
+        refuse_cut();
+    }
+    mini_sectors_ = sector_space((whole.size + mini_sector_size - 1) / mini_sector_size);
+    if (!chain.empty() && offset_of(chain.back()) + (whole.size - ((needed - 1) << shift_)) > file_.size()) {
+        refuse_cut();
+    }
+}
+
+void checker::check_stream(const directory_entry& entry)
+{
+    if (entry.size >= mini_stream_limit) {
+        const std::uint64_t needed = (entry.size + sector_size_ - 1) >> shift_;
+        if (needed > sectors_.count()) {
+            refuse_cut();
+        }
+        const auto chain = follow(entry.start, needed);
+        const std::uint64_t in_last = entry.size - ((needed - 1) << shift_);
+        if (chain.size() < needed || offset_of(chain.back()) + in_last > file_.size()) {
+            refuse_cut();
+        }
+        return;
+    }
+    std::uint32_t sector = entry.start;
+    for (std::uint64_t left = (entry.size + mini_sector_size - 1) / mini_sector_size; left > 0; --left) {
+        mini_sectors_.take(sector);
+        if (sector >= mini_table_.size()) {
+            refuse_cut();
+        }
+        sector = mini_table_[sector];
+    }
+}
+
+/// The neighbours below `parent` form a tree of their own; inner storages are put off.
+void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_t way)
+{
+    struct step
+    {
+        std::uint32_t entry;
+        std::size_t way;
+    };
+    std::unordered_set<std::string> names;
+    std::vector<step> open{{entries_[parent].child, way + 1}};
+    while (!open.empty()) {
+        const step now = open.back();
+        open.pop_back();
+        if (now.entry == no_entry) {
+            continue;
+        }
+        if (now.entry >= entries_.size() || visited_[now.entry]) {
+            refuse_table();
+        }
+        visited_[now.entry] = true;
+        const directory_entry& entry = entries_[now.entry];
+        if ((entry.type != storage && entry.type != stream) || !names.insert(entry.name).second) {
+            refuse_table();
+        }
+        if (now.way > longest_way) {
+            refuse("its table of contents is too long");
+        }
+        open.push_back({entry.left, now.way + 1});
+        open.push_back({entry.right, now.way + 1});
+        if (entry.type == stream) {
+            check_stream(entry);
+        } else {
+            open_storages_.push_back({now.entry, depth + 1, now.way});
+        }
+    }
+}
+
+void checker::walk_directory()
+{
+    visited_[0] = true;
+    open_storages_.push_back({0, 0, 0});
+    while (!open_storages_.empty()) {
+        const place now = open_storages_.back();
+        open_storages_.pop_back();
+        if (now.depth > deepest_storage) {
+            refuse("its messages are nested too deep");
+        }
+        visit_children(now.storage, now.depth, now.way);
+    }
+}
+
+} // namespace
+
+bool begins_like_compound_file(const bytes& file)
+{
+    std::array<unsigned char, signature.size()> start{};
+    return file.read(0, start.data(), start.size()) == start.size() && start == signature;
+}
+
+void check_compound_file(const bytes& file)
+{
+    checker(file).run();
+}
+
+} // namespace host::msg

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "host/store/bytes.h"
+
+namespace host::msg {
+
+/// Storages in one another that a compound file may have; the system's readers and ours go down by recursion.
+inline constexpr std::size_t deepest_storage = 512;
+/// Length of the longest way from the root to an entry of the directory, all neighbours on it counted.
+inline constexpr std::size_t longest_way = 16384;
+
+/// True when the bytes begin like a compound file.
+bool begins_like_compound_file(const bytes& file);
+
+/// Looks through the skeleton of a compound file before the system's reader gets it: all sectors of each stream must be
+/// there, none may serve twice, and the directory must be a tree with different names in each storage. Raises
+/// unreadable_message with the reason, for people. Reads no contents; memory and time are bounded by the file's size.
+void check_compound_file(const bytes& file);
+
+} // namespace host::msg
