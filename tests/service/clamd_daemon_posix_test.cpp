@@ -1,10 +1,9 @@
 #include "service/builtin_engine.h"
-#include "service/clamd_engine.h"
 #include "service/scan_server.h"
+#include "tests/service/clamd_daemon.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
 #include "tests/service/zip_writer.h"
-#include "tests/support/child_process.h"
 #include "tool/icap/response_message.h"
 #include "tool/icap_client/session_manager.h"
 #include "tool/web/body_store.h"
@@ -12,45 +11,25 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
-using namespace std::chrono_literals;
 using test::answer;
+using test::clamd_daemon;
 using test::wire_client;
 using test::zip_archive;
 using test::zip_method;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char* clamd_program = "/usr/sbin/clamd";
 constexpr std::size_t stream_limit = 1U << 20U;
 const std::string test_file = service::antivirus_test_text();
-
-std::string hexadecimal_bytes(std::string_view bytes)
-{
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text += digits[value >> 4U];
-        text += digits[value & 0xFU];
-    }
-    return text;
-}
 
 std::string base64_lines(std::string_view bytes)
 {
@@ -70,82 +49,6 @@ std::string base64_lines(std::string_view bytes)
     }
     return text + "\r\n";
 }
-
-/// A folder that goes with the test.
-class temporary_folder
-{
-public:
-    temporary_folder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "postwarden-clamd-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("cannot make a folder for clamd");
-        }
-        path_ = name;
-    }
-    temporary_folder(const temporary_folder&) = delete;
-    temporary_folder& operator=(const temporary_folder&) = delete;
-    ~temporary_folder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    [[nodiscard]] std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
-};
-
-/// A clamd of our own, on a socket and with a database of its own, that knows the standard antivirus test file.
-class clamd_daemon
-{
-public:
-    clamd_daemon()
-    {
-        if (!std::filesystem::exists(clamd_program)) {
-            throw std::runtime_error(std::string(clamd_program) + " is missing: install the package clamav-daemon");
-        }
-        const auto database = folder_ / "database";
-        std::filesystem::create_directory(database);
-        // The signature is made here, so that the text stands whole in no file of the tree.
-        std::ofstream(database / "test.ndb") << "Test.File-1:0:*:" << hexadecimal_bytes(test_file) << '\n';
-        const auto configuration = folder_ / "clamd.conf";
-        std::ofstream file(configuration);
-        file << "Foreground yes\nLocalSocket " << socket() << "\nDatabaseDirectory " << database.string()
-             << "\nTemporaryDirectory " << (folder_ / "").string() << "\nStreamMaxLength 1M\nMaxThreads 4"
-             << "\nConcurrentDatabaseReload no\n";
-        if (::geteuid() == 0) {
-            file << "User root\n";
-        }
-        file.close();
-        program_.emplace(clamd_program, std::vector<std::string>{"--config-file=" + configuration.string()});
-        wait_until_it_answers();
-    }
-
-    [[nodiscard]] std::string socket() const { return (folder_ / "socket").string(); }
-    [[nodiscard]] std::string engine() const { return "clamd:unix:" + socket(); }
-    void end()
-    {
-        program_->kill(SIGTERM);
-        EXPECT_TRUE(program_->wait().has_value()) << "clamd does not end";
-    }
-
-private:
-    void wait_until_it_answers()
-    {
-        service::clamd_engine asking(service::clamd_unix_endpoint(socket()), 10s);
-        const auto deadline = std::chrono::steady_clock::now() + 60s;
-        while (!asking.identity({}).starts_with("ClamAV ")) {
-            if (program_->has_ended() || std::chrono::steady_clock::now() > deadline) {
-                throw std::runtime_error("clamd does not answer: " + program_->output() + program_->errors());
-            }
-            std::this_thread::sleep_for(20ms);
-        }
-    }
-
-    temporary_folder folder_;
-    std::optional<test::child_process> program_;
-};
 
 /// One clamd for all tests, and a server over it for each.
 class clamd : public testing::Test
