@@ -1,8 +1,8 @@
 // Openings of messages through the whole logic: scanned each time, and with the verdict stored on the message.
 
 #include "bench/sink_peer.h"
-#include "host/cli/fixed_connection.h"
 #include "host/cli/mail_client.h"
+#include "host/cli/service_link.h"
 #include "host/mime/message_reader.h"
 #include "host/store/bytes.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
@@ -22,7 +22,7 @@ public:
         : peer_(bench::sink_peer::kind::icap)
     {
         MailCheckerServices services;
-        services.link = std::make_shared<host::fixed_connection>(peer_.port(), L"bench");
+        services.link = host::service_link(peer_.port(), L"bench").get();
         checker_ = std::make_shared<MailChecker>(std::move(services));
         checker_->Init(false, 1, "bench", "S-1-5-21-0-0-0-1000");
         client_ = std::make_unique<host::mail_client>(checker_);

@@ -14,10 +14,12 @@ namespace {
 
 constexpr const char* open_footer =
     R"(PATH is an .eml file, an mbox, or a folder of them (the folders in it are left out).
-Without --port the scanning service runs inside this process, on a free loopback port.
+Without --port and --settings the scanning service runs inside this process, on a free loopback port. As
+with the product, no settings are loaded while a service shows its presence (postwarden-service
+--hold-presence); then the defaults hold, with port 1345 and path "/webscan".
 
 Exit status: 0 all opened, 2 the command line is wrong, 3 a message could not be read (the others are
-done), 4 no service at the port that was asked for (messages open unscanned then).)";
+done), 4 no service where one was asked for (messages open unscanned then).)";
 
 constexpr const char* scan_footer = R"(What FILE holds, by kind:
   mail, object     the bytes that are scanned
@@ -37,6 +39,13 @@ CLI::App* add_open(CLI::App& app, open_options& options)
 {
     CLI::App* command = app.add_subcommand("open", "Open messages as a mail client would, with the whole check");
     add_open_options(*command, options);
+    command
+        ->add_option("--settings", options.settings_file,
+                     "Settings as the product gives them, as a blob or as JSON: they name port and path, and each look "
+                     "at them reads the file anew")
+        ->type_name("FILE")
+        ->excludes("--port")
+        ->excludes("--uri");
     command->footer(open_footer);
     return command;
 }

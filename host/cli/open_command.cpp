@@ -1,14 +1,16 @@
 #include "host/cli/open_command.h"
 
-#include "host/cli/fixed_connection.h"
 #include "host/cli/mail_client.h"
+#include "host/cli/service_link.h"
 #include "host/mime/message_reader.h"
 #include "host/opening/open_messages.h"
 #include "host/opening/scan_target.h"
+#include "host/settings/settings_file.h"
 #include "logging/scoped_output.h"
 #include "logging/trace_configuration.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
+#include "settings/settings_blob.h"
 #include "tool/system/conversions.h"
 #include "tool/system/identity.h"
 #include "tool/system/registry.h"
@@ -63,10 +65,54 @@ private:
     std::shared_ptr<MailChecker> checker_;
 };
 
+/// The service that messages are sent to, and the link to it: by the settings of a file, at the port that the user
+/// named, or inside this process.
+class opening_service
+{
+public:
+    explicit opening_service(const open_options& options)
+    {
+        if (!options.settings_file.empty()) {
+            link_ = std::make_unique<service_link>(options.settings_file);
+            return;
+        }
+        target_ = std::make_unique<scan_target>(options.port, options.uri);
+        link_ = std::make_unique<service_link>(target_->port(),
+                                               winapi::conv_to_wide(target_->uri(), winapi::code_page_utf8));
+    }
+
+    [[nodiscard]] const service_link& link() const noexcept { return *link_; }
+    /// The user asked for a service, and it could not be reached.
+    [[nodiscard]] bool missing() const { return (!target_ || target_->asked_for()) && link_->refused(); }
+    [[nodiscard]] std::string place() const
+    {
+        return "127.0.0.1:" + std::to_string(link_->get()->GetSettings()->ServerPort.Effective());
+    }
+
+private:
+    std::unique_ptr<scan_target> target_;
+    std::unique_ptr<service_link> link_;
+};
+
+/// Says what is wrong with a file of settings before anything is opened; false then.
+bool check_settings(const std::string& file, const console& where)
+{
+    try {
+        static_cast<void>(DOVA::Settings::SettingsFromBlob(load_settings_bytes(file)));
+        return true;
+    } catch (const std::exception& failure) {
+        report(where, file, failure.what());
+        return false;
+    }
+}
+
 } // namespace
 
 exit_status run_open(const open_options& options, const console& where)
 {
+    if (!options.settings_file.empty() && !check_settings(options.settings_file, where)) {
+        return exit_status::usage;
+    }
     winapi::memory_registry values;
     fill_registry(values, options.registry);
     const winapi::registry_override override_registry(values);
@@ -75,11 +121,9 @@ exit_status run_open(const open_options& options, const console& where)
     const logging::scoped_output log(options.log_file, options.log_level);
     logging::apply_trace_configuration();
 
-    const scan_target target(options.port, options.uri);
-    const auto link =
-        std::make_shared<fixed_connection>(target.port(), winapi::conv_to_wide(target.uri(), winapi::code_page_utf8));
+    const opening_service service(options);
     {
-        const running_checker checker(link);
+        const running_checker checker(service.link().get());
         mail_client client(checker.get());
         const message_reader read = [](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_message(open_message(place), place.name(), store);
@@ -87,8 +131,8 @@ exit_status run_open(const open_options& options, const console& where)
         const opening_plan plan{options.times, options.json, nullptr, false};
         open_messages(places, plan, read, client, where, totals);
     }
-    if (target.asked_for() && link->refused()) {
-        report(where, "127.0.0.1:" + std::to_string(target.port()), "no scanning service answers there");
+    if (service.missing()) {
+        report(where, service.place(), "no scanning service answers there");
         return exit_status::no_service;
     }
     return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;

@@ -18,6 +18,7 @@ struct open_options
     std::vector<std::string> paths;
     std::optional<std::uint16_t> port;
     std::string uri = "webscan";
+    std::string settings_file; ///< blob or JSON; empty: the service is told by port and uri
     std::uint32_t times = 1;
     std::vector<std::string> registry; ///< NAME=VALUE
     std::string log_file;

@@ -1,4 +1,3 @@
-#include "host/cli/fixed_connection.h"
 #include "host/cli/mail_client.h"
 #include "host/opening/snapshot.h"
 #include "host/store/message_object.h"
@@ -125,58 +124,6 @@ TEST_F(MailClient, FreesEachMessageAfterItsOpening)
     };
     client.open(stored);
     EXPECT_TRUE(bag.expired());
-}
-
-TEST(FixedConnection, ConnectsAndBreaks)
-{
-    service::scan_server server(service::server_options{});
-    server.start();
-    fixed_connection link(server.port(), L"webscan");
-    EXPECT_EQ(server.port(), link.GetSettings()->ServerPort.Effective());
-    EXPECT_EQ(L"webscan", link.GetSettings()->Uri.Effective());
-    EXPECT_FALSE(link.IsConnected());
-    EXPECT_EQ(nullptr, link.GetSessionManager());
-    const ::test::log_capture log;
-    link.ForceConnection(true);
-    EXPECT_TRUE(link.IsConnected());
-    EXPECT_NE(nullptr, link.GetSessionManager());
-    const auto lines = log.texts("outlook");
-    ASSERT_EQ(2U, lines.size());
-    EXPECT_EQ("Create new scan session manager: address='127.0.0.1', port=" + std::to_string(server.port()) +
-                  ", uri='/webscan'",
-              lines[0]);
-    EXPECT_EQ("Scan session manager has been created", lines[1]);
-    const auto pool = link.GetSessionManager();
-    link.ForceConnection(true);
-    EXPECT_EQ(pool, link.GetSessionManager()); // there was one
-    link.BreakConnection();
-    EXPECT_FALSE(link.IsConnected());
-    EXPECT_EQ(nullptr, link.GetSessionManager());
-    EXPECT_FALSE(link.refused());
-    link.Stop();
-}
-
-TEST(FixedConnection, TellsTheLogAndTheUserThatNobodyAnswers)
-{
-    fixed_connection link(static_cast<std::uint16_t>(std::stoi(closed_port())), L"webscan");
-    const ::test::log_capture log(200);
-    link.ForceConnection(true);
-    EXPECT_FALSE(link.IsConnected());
-    EXPECT_EQ(nullptr, link.GetSessionManager());
-    EXPECT_TRUE(link.refused());
-    EXPECT_TRUE(log.contains("Create scan session manager failed: "));
-}
-
-TEST(FixedConnection, EndsItsPool)
-{
-    service::scan_server server(service::server_options{});
-    server.start();
-    fixed_connection link(server.port(), L"webscan");
-    link.ForceConnection(true);
-    const auto pool = link.GetSessionManager();
-    link.Stop();
-    EXPECT_FALSE(link.IsConnected());
-    EXPECT_THROW(pool->query_session(), std::runtime_error);
 }
 
 } // namespace

@@ -9,18 +9,18 @@
 
 namespace {
 
-std::shared_ptr<icap::client::session_pool> NewSessionManager(const ServerInfo& server)
-{
-    return std::make_shared<icap::client::session_manager>(
-        icap::client::session_manager_parameters{server.address, server.port, server.uri});
-}
-
 std::unique_ptr<TimerQueue> GivenOrSystem(std::unique_ptr<TimerQueue> timers)
 {
     return timers ? std::move(timers) : NewTimerQueue();
 }
 
 } // namespace
+
+std::shared_ptr<icap::client::session_pool> NewSessionManager(const ServerInfo& server)
+{
+    return std::make_shared<icap::client::session_manager>(
+        icap::client::session_manager_parameters{server.address, server.port, server.uri});
+}
 
 ScannerLink::ScannerLink(ScannerLinkServices services)
     : broker_(std::move(services.broker))

@@ -17,12 +17,15 @@
 /// Makes the pool of sessions to a service. Raises when the service can't be reached.
 using SessionManagerFactory = std::function<std::shared_ptr<icap::client::session_pool>(const ServerInfo& server)>;
 
+/// The factory of the add-in: a session manager with its first session.
+[[nodiscard]] std::shared_ptr<icap::client::session_pool> NewSessionManager(const ServerInfo& server);
+
 /// What a ScannerLink works with.
 struct ScannerLinkServices
 {
     std::shared_ptr<SettingsBroker> broker;        ///< required
     std::shared_ptr<const PresenceProbe> presence; ///< null: the system's
-    SessionManagerFactory newManager;              ///< empty: an icap::client::session_manager
+    SessionManagerFactory newManager;              ///< empty: NewSessionManager
     std::unique_ptr<TimerQueue> timers;            ///< null: the system's
     const winapi::time_source* clock = nullptr;    ///< null: the system's; else outlives the link
 };
