@@ -1,0 +1,38 @@
+#include "cctool/error.h"
+#include "settings/json/settings_json.h"
+#include "settings/settings_blob.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <stdexcept>
+
+/// Reads a settings blob. A record that was read must come back from its blob as an equal one, and have a JSON form.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    using namespace DOVA::Settings;
+    WebTrafficMonitorSettings settings;
+    try {
+        settings = SettingsFromBlob(std::span(data, size));
+    } catch (const cctool::Error& refused) {
+        (void)refused.what();
+        return 0;
+    } catch (const std::length_error&) {
+        return 0;
+    }
+    const auto fail = [](const char* what) {
+        std::fprintf(stderr, "%s\n", what);
+        std::abort();
+    };
+    if (!(SettingsFromBlob(BlobFromSettings(settings)) == settings)) {
+        fail("settings are not those that were written");
+    }
+    // Unpaired surrogates are replaced on the way to JSON, so that only what came from JSON once must come back.
+    const WebTrafficMonitorSettings from_json = SettingsFromJson(JsonFromSettings(settings));
+    if (!(SettingsFromJson(JsonFromSettings(from_json)) == from_json)) {
+        fail("settings are not those that were told as JSON");
+    }
+    return 0;
+}
