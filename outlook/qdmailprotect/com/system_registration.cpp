@@ -17,16 +17,8 @@ HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR*
 HRESULT WINAPI UnRegisterTypeLibForUser(REFGUID id, WORD major, WORD minor, LCID locale, SYSKIND system);
 }
 
-namespace {
-
-constexpr const char* SourcePath = "outlook\\qdmailprotect\\com\\system_registration";
-constexpr const wchar_t* AppId = L"{3104EC0B-CD0B-44A8-B469-EE0979E22057}";
-constexpr const wchar_t* ScriptType = L"REGISTRY";
-
-constexpr CLSID CLSID_Registrar{0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
-constexpr IID IID_IRegistrar{0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
-
-/// The system's interpreter of registry scripts. The operations without parameters stay unused.
+/// The system's interpreter of registry scripts. Its implementation is the system's, so the name is known outside of
+/// this file: of a class that is its own the compiler would know that nobody implements it.
 struct IRegistrar : IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE AddReplacement(LPCOLESTR key, LPCOLESTR item) = 0;
@@ -43,6 +35,15 @@ struct IRegistrar : IUnknown
 protected:
     ~IRegistrar() = default;
 };
+
+namespace {
+
+constexpr const char* SourcePath = "outlook\\qdmailprotect\\com\\system_registration";
+constexpr const wchar_t* AppId = L"{3104EC0B-CD0B-44A8-B469-EE0979E22057}";
+constexpr const wchar_t* ScriptType = L"REGISTRY";
+
+constexpr CLSID CLSID_Registrar{0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+constexpr IID IID_IRegistrar{0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 
 /// The registrar with the replacements that the script asks for.
 HRESULT MakeRegistrar(const std::wstring& modulePath, ComPtr<IRegistrar>& registrar)
