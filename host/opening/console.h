@@ -24,7 +24,9 @@ enum class exit_status : int
     failed = 1,     ///< something broke inside
     usage = 2,      ///< the command line cannot be understood
     unreadable = 3, ///< a message could not be read; the others were done
-    no_service = 4  ///< the service that was asked for cannot be had
+    no_service = 4, ///< the service that was asked for cannot be had
+    no_addin = 5,   ///< the add-in cannot be loaded, or refuses to be connected
+    leak = 6        ///< an object that was handed to the add-in was never released
 };
 
 /// One line on standard error: "postwarden: what: why", with the program's name first.

@@ -4,6 +4,7 @@
 #include "tool/system/conversions.h"
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace host {
@@ -36,16 +37,38 @@ std::string narrow(const std::wstring& text)
     return winapi::conv_to_char(text, winapi::code_page_utf8);
 }
 
-/// The class object that a module gives for a class that only the current user has registered.
-HRESULT class_of_user(const std::wstring& prog_id, CLSID& id, ComPtr<IClassFactory>& factory)
+constexpr const wchar_t* classes = L"Software\\Classes\\";
+
+/// The class of a ProgID as one root has it. A ProgID without a class of its own stands for its current version; not
+/// every system's look-up follows that.
+std::optional<std::wstring> class_of_prog_id(HKEY root, const std::wstring& prog_id)
 {
-    const std::wstring classes = L"Software\\Classes\\";
-    const auto class_id = registry_key::open(HKEY_CURRENT_USER, classes + prog_id + L"\\CLSID").text({});
+    const auto own = registry_key::open(root, classes + prog_id + L"\\CLSID").text({});
+    const auto current = registry_key::open(root, classes + prog_id + L"\\CurVer").text({});
+    return own || !current ? own : registry_key::open(root, classes + *current + L"\\CLSID").text({});
+}
+
+HRESULT class_of_machine(const std::wstring& prog_id, CLSID& id)
+{
+    const HRESULT found = CLSIDFromProgID(prog_id.c_str(), &id);
+    if (SUCCEEDED(found)) {
+        return found;
+    }
+    const auto class_id = class_of_prog_id(HKEY_LOCAL_MACHINE, prog_id);
+    return class_id ? CLSIDFromString(class_id->c_str(), &id) : found;
+}
+
+/// The class object that a module gives for a class that only the current user has registered.
+HRESULT class_of_user(const std::wstring& prog_id, ComPtr<IClassFactory>& factory)
+{
+    CLSID id{};
+    const auto class_id = class_of_prog_id(HKEY_CURRENT_USER, prog_id);
     if (!class_id || FAILED(CLSIDFromString(class_id->c_str(), &id))) {
         return CO_E_CLASSSTRING;
     }
     const auto module_path =
-        registry_key::open(HKEY_CURRENT_USER, classes + L"CLSID\\" + *class_id + L"\\InprocServer32").text({});
+        registry_key::open(HKEY_CURRENT_USER, std::wstring(classes) + L"CLSID\\" + *class_id + L"\\InprocServer32")
+            .text({});
     if (!module_path) {
         return REGDB_E_CLASSNOTREG;
     }
@@ -66,12 +89,12 @@ ComPtr<addin_interface> create_addin(const std::wstring& prog_id)
 {
     CLSID id{};
     ComPtr<IUnknown> object;
-    HRESULT result = CLSIDFromProgID(prog_id.c_str(), &id);
+    HRESULT result = class_of_machine(prog_id, id);
     if (SUCCEEDED(result)) {
         result = CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, Receive(object));
     } else {
         ComPtr<IClassFactory> factory;
-        result = class_of_user(prog_id, id, factory);
+        result = class_of_user(prog_id, factory);
         if (SUCCEEDED(result)) {
             result = factory->CreateInstance(nullptr, IID_IUnknown, Receive(object));
         }

@@ -1,0 +1,164 @@
+#include "host/mailhost/mailhost_command.h"
+
+#include "host/mailhost/class_exports.h"
+#include "host/mailhost/loaded_addins.h"
+#include "host/mailhost/machine_values.h"
+#include "host/msg/msg_file.h"
+#include "host/opening/open_messages.h"
+#include "host/opening/scan_target.h"
+#include "host/outlook/outlook_client.h"
+#include "host/store/object_ledger.h"
+#include "logging/scoped_output.h"
+#include "settings/settings_blob.h"
+#include "tool/system/conversions.h"
+#include "tool/system/registry.h"
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+namespace host {
+
+namespace {
+
+/// COM on this thread, as a mail client's main thread has it.
+class single_apartment
+{
+public:
+    single_apartment()
+    {
+        if (FAILED(OleInitialize(nullptr))) {
+            throw std::runtime_error("COM cannot be started");
+        }
+    }
+    single_apartment(const single_apartment&) = delete;
+    single_apartment& operator=(const single_apartment&) = delete;
+    ~single_apartment() { OleUninitialize(); }
+};
+
+/// Hears the add-in's trace: it tells the outcome of checks, and goes to where the user wants the log.
+class addin_trace
+{
+public:
+    addin_trace()
+        : listener_([this](std::string_view line) { hear(line); })
+    {}
+    [[nodiscard]] check_outcome& outcome() noexcept { return outcome_; }
+    /// A connection was asked for and could not be had, once or more.
+    [[nodiscard]] bool refused() const noexcept { return refused_; }
+
+private:
+    void hear(std::string_view line)
+    {
+        const trace_line parts = parse_trace_line(line);
+        if (parts.level == 0) {
+            return;
+        }
+        outcome_.hear(parts);
+        refused_ = refused_ || parts.text == "No ICAP server available" || parts.text == "Scan server is unavailable";
+        LOG_LINE(logging::log_manager::default_manager().get_logger(parts.logger), parts.level, parts.text);
+    }
+
+    check_outcome outcome_;
+    std::atomic<bool> refused_{false};
+    trace_listener listener_;
+};
+
+/// The add-in's trace goes to this process's listener, which needs the course of a check at least.
+registry_value trace_setting(const open_options& options)
+{
+    const std::uint32_t level = std::max(options.log_level.value_or(0), logging::priority::course);
+    return {std::wstring(winapi::registry_names::trace_key), std::wstring(winapi::registry_names::trace_configuration),
+            L"level=" + std::to_wstring(std::min(level, logging::priority::off - 1)) + L"; debugger"};
+}
+
+void fill_registry(const open_options& options, machine_values& values)
+{
+    for (const std::string& text : options.registry) {
+        const registry_value value = parse_registry_value(text);
+        if (value.name == winapi::registry_names::trace_configuration) {
+            logging::configurator::default_configurator().configure(std::get<std::wstring>(value.value));
+        } else {
+            values.set(value);
+        }
+    }
+    values.set(trace_setting(options));
+}
+
+std::vector<std::uint8_t> settings_for(const scan_target& target)
+{
+    DOVA::Settings::WebTrafficMonitorSettings settings;
+    settings.ServerPort.value = target.port();
+    settings.ServerPort.isSet = true;
+    settings.Uri.value = winapi::conv_to_wide(target.uri(), winapi::code_page_utf8);
+    settings.Uri.isSet = true;
+    return DOVA::Settings::BlobFromSettings(settings);
+}
+
+/// Tells of the objects that nobody released; true when there are any.
+bool report_leaks(const console& where)
+{
+    std::map<std::string, std::pair<std::size_t, std::size_t>> kinds;
+    for (const object_ledger::entry& left : object_ledger::of_process().alive()) {
+        ++kinds[left.kind].first;
+        kinds[left.kind].second += left.references;
+    }
+    for (const auto& [kind, counts] : kinds) {
+        report(where, "leak",
+               kind + ": " + std::to_string(counts.first) + " never released, with " + std::to_string(counts.second) +
+                   " references");
+    }
+    return !kinds.empty();
+}
+
+void open_with_addins(const mailhost_options& options, const std::vector<message_place>& places,
+                      const scan_target& target, addin_trace& trace, const console& where, opening_totals& totals)
+{
+    machine_values values;
+    fill_registry(options.open, values);
+    offer_broker([&target] { return settings_for(target); });
+    {
+        const auto client = MakeCom<application>(winapi::conv_to_wide(options.version, winapi::code_page_utf8));
+        loaded_addins addins(client);
+        client->startup();
+        addins.startup_complete();
+        outlook_client desk(client, trace.outcome());
+        const message_reader read = [](const message_place& place, const std::shared_ptr<store_context>& store) {
+            return read_msg(place.file, store);
+        };
+        open_messages(places, {options.open.times, options.open.json, nullptr, false}, read, desk, where, totals);
+        client->quit();
+    }
+    offer_broker({});
+}
+
+} // namespace
+
+exit_status run_mailhost(const mailhost_options& options, const console& where)
+{
+    opening_totals totals;
+    const auto places = find_all_messages(options.open.paths, where, totals);
+    const logging::scoped_output log(options.open.log_file, options.open.log_level);
+    const scan_target target(options.open.port, options.open.uri);
+    object_ledger::of_process().switch_on(true);
+    addin_trace trace;
+    try {
+        const single_apartment apartment;
+        open_with_addins(options, places, target, trace, where, totals);
+    } catch (const addin_failure& failure) {
+        report(where, "add-in", failure.what());
+        return exit_status::no_addin;
+    }
+    if (report_leaks(where)) {
+        return exit_status::leak;
+    }
+    if (target.asked_for() && trace.refused()) {
+        report(where, "127.0.0.1:" + std::to_string(target.port()), "no scanning service answers there");
+        return exit_status::no_service;
+    }
+    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
+}
+
+} // namespace host

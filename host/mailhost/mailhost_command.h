@@ -1,0 +1,20 @@
+#pragma once
+
+#include "host/opening/console.h"
+#include "host/opening/open_options.h"
+
+#include <string>
+
+namespace host {
+
+/// What the user asked of mailhost.
+struct mailhost_options
+{
+    open_options open;
+    std::string version = "16.0.4266.1001"; ///< what the application object tells the add-ins
+};
+
+/// Opens the messages with the registered add-ins, as the mail client would.
+exit_status run_mailhost(const mailhost_options& options, const console& where);
+
+} // namespace host
