@@ -1,5 +1,6 @@
 #include "tests/end_to_end/desk.h"
 
+#include "host/mime/converter_session.h"
 #include "host/mime/message_reader.h"
 #include "host/store/bytes.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
@@ -7,74 +8,6 @@
 #include <utility>
 
 namespace test {
-
-namespace {
-
-using icap::client::session;
-
-/// Runs every scan with the patience of a test.
-class impatient_session final : public session
-{
-public:
-    explicit impatient_session(std::shared_ptr<session> real)
-        : real_(std::move(real))
-    {}
-    ScanResult scan(const icap::client::scan_mail& parameters, answer_ptr& answer) override
-    {
-        return real_->scan(hasty(parameters), answer);
-    }
-    ScanResult scan(const icap::client::scan_health& parameters) override { return real_->scan(hasty(parameters)); }
-    ScanResult scan(const icap::client::scan_certificate& parameters) override
-    {
-        return real_->scan(hasty(parameters));
-    }
-    ScanResult scan(const icap::client::scan_http_response& parameters, answer_ptr& answer) override
-    {
-        return real_->scan(hasty(parameters), answer);
-    }
-    ScanResult scan(const icap::client::scan_http_request& parameters, answer_ptr& answer) override
-    {
-        return real_->scan(hasty(parameters), answer);
-    }
-    ScanResult scan(const icap::client::scan_object& parameters) override { return real_->scan(hasty(parameters)); }
-    bool is_invalid() override { return real_->is_invalid(); }
-    std::uint32_t idle() override { return real_->idle(); }
-    void close() override { real_->close(); }
-    bool is_closed() override { return real_->is_closed(); }
-
-    [[nodiscard]] std::shared_ptr<session> release() { return std::move(real_); }
-
-private:
-    template <typename Record>
-    static Record hasty(Record record)
-    {
-        record.timeout = patience;
-        return record;
-    }
-    std::shared_ptr<session> real_;
-};
-
-class impatient_pool final : public icap::client::session_pool
-{
-public:
-    explicit impatient_pool(std::shared_ptr<icap::client::session_pool> real)
-        : real_(std::move(real))
-    {}
-    std::shared_ptr<session> query_session() override
-    {
-        return std::make_shared<impatient_session>(real_->query_session());
-    }
-    void release_session(std::shared_ptr<session> returned) override
-    {
-        real_->release_session(std::static_pointer_cast<impatient_session>(returned)->release());
-    }
-    void terminate() override { real_->terminate(); }
-
-private:
-    std::shared_ptr<icap::client::session_pool> real_;
-};
-
-} // namespace
 
 impatient_link::impatient_link(std::uint16_t port)
     : port_(port)
@@ -91,12 +24,8 @@ void impatient_link::Stop()
 
 void impatient_link::ForceConnection(bool)
 {
-    icap::client::session_timing timing;
-    timing.options_answer = patience;
-    timing.release_poll = 1;
     try {
-        pool_ = std::make_shared<impatient_pool>(std::make_shared<icap::client::session_manager>(
-            icap::client::session_manager_parameters{L"127.0.0.1", port_, L"/webscan"}, 1U, timing));
+        pool_ = connect_impatiently({L"127.0.0.1", port_, L"/webscan"}, patience);
     } catch (const std::exception&) {
         pool_.reset();
     }
@@ -109,13 +38,23 @@ void impatient_link::BreakConnection()
 }
 
 desk::desk(std::uint16_t port, std::shared_ptr<const host::smime_identity> identity)
-    : link_(std::make_shared<impatient_link>(port))
+    : desk(std::make_shared<impatient_link>(port), std::move(identity))
+{}
+
+desk::desk(const std::shared_ptr<impatient_link>& link, std::shared_ptr<const host::smime_identity> identity)
+    : desk(std::static_pointer_cast<ConnectionSource>(link), std::move(identity))
+{
+    link_ = link;
+}
+
+desk::desk(std::shared_ptr<ConnectionSource> link, std::shared_ptr<const host::smime_identity> identity)
 {
     MailCheckerServices services;
-    services.link = link_;
+    services.link = std::move(link);
+    services.converter.createSession = host::converter_session::create;
     services.disinfector = MakeMailDisinfector();
     checker_ = std::make_shared<MailChecker>(std::move(services));
-    checker_->Init(false, 4711, "/usr/bin/mail-client", "S-1-5-21-0-0-0-1000");
+    checker_->Init(true, 4711, "/usr/bin/mail-client", "S-1-5-21-0-0-0-1000");
     client_ = std::make_unique<host::mail_client>(checker_, std::move(identity));
 }
 

@@ -3,7 +3,7 @@
 #include "host/cli/mail_client.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "outlook/qdmailprotect/link/connection_source.h"
-#include "tool/icap_client/session_manager.h"
+#include "tests/end_to_end/impatient_pool.h"
 
 #include <cstdint>
 #include <memory>
@@ -40,12 +40,14 @@ private:
     std::size_t breaks_ = 0;
 };
 
-/// Somebody who reads mail: the whole logic over a link to one port.
+/// Somebody who reads mail: the whole logic over a link, which it starts and stops.
 class desk
 {
 public:
     /// `identity` is the reader's own, for encrypted mail.
     explicit desk(std::uint16_t port, std::shared_ptr<const host::smime_identity> identity = nullptr);
+    explicit desk(std::shared_ptr<ConnectionSource> link,
+                  std::shared_ptr<const host::smime_identity> identity = nullptr);
     desk(const desk&) = delete;
     desk& operator=(const desk&) = delete;
     ~desk();
@@ -59,9 +61,12 @@ public:
     host::opening open(const std::shared_ptr<host::message_record>& stored) { return client_->open(stored); }
     /// Opens the message as a former opening has left it.
     host::opening reopen(const host::opening& former);
+    /// The link of a desk at a port.
     [[nodiscard]] impatient_link& link() noexcept { return *link_; }
 
 private:
+    desk(const std::shared_ptr<impatient_link>& link, std::shared_ptr<const host::smime_identity> identity);
+
     std::shared_ptr<host::store_context> store_ = std::make_shared<host::store_context>();
     std::shared_ptr<impatient_link> link_;
     std::shared_ptr<MailChecker> checker_;
