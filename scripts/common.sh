@@ -10,10 +10,11 @@ packages_to_test=(
   g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev
   clang-14 libclang-rt-14-dev
   clamav-daemon libpython3.11-testsuite
-  openssl libemail-outlook-message-perl libemail-address-perl
+  openssl libemail-outlook-message-perl libemail-address-perl python3-olefile
   msitools wixl
 )
 packages_to_tidy=(clang-tidy-14)
+packages_to_render=(chromium)
 
 jobs=$(nproc 2>/dev/null || echo 2)
 export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}

@@ -101,7 +101,7 @@ private:
         set_number(header, next_attachment, std::max(u32_at(header, next_attachment), attachments.next()));
         set_number(header, recipient_count, recipients.count());
         set_number(header, attachment_count, attachments.count());
-        compose_properties(*completed(message), kept, kind, texts, std::move(header), names_, target);
+        compose_properties(*completed(message, kind), kept, kind, texts, std::move(header), names_, target);
         const bool was_root = kept && kept->name.empty();
         if (kind == object_kind::message) {
             target.class_id(was_root ? kept->class_id : message_class_id);
@@ -136,7 +136,7 @@ private:
         const auto old = kept ? number_of(kept->name, attachment_prefix) : std::nullopt;
         property_bag bag(*attachment.properties);
         if (!kept) {
-            bag.set(PR_ATTACH_NUM, property_value::of_long(number));
+            set_if_missing(bag, PR_ATTACH_NUM, property_value::of_long(number));
         }
         storage_builder storage;
         if (attachment.embedded) {
@@ -201,12 +201,12 @@ private:
     }
 
     /// The message's properties with those that follow from it, or that the format wants of a new file.
-    static std::shared_ptr<property_bag> completed(const message_record& message)
+    static std::shared_ptr<property_bag> completed(const message_record& message, object_kind kind)
     {
         auto bag = std::make_shared<property_bag>(*message.properties);
         const bool attached = !message.attachments.empty();
         const property_value* told = bag->find(PROP_ID(PR_HASATTACH));
-        if (!kept_of(*bag)) {
+        if (!kept_of(*bag) && kind == object_kind::message) {
             const property_value* mask = bag->find(PROP_ID(store_support_mask));
             bag->set(store_support_mask, property_value::of_long((mask ? mask->number() : 0) | unicode_texts));
             bag->set(PR_HASATTACH, property_value::of_bool(attached));

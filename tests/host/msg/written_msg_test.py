@@ -1,0 +1,222 @@
+#!/usr/bin/python3
+"""written_msg_test.py MSG_COPY SAMPLES: looks with other programs' eyes at the message files that we write.
+
+Samples and generated mail become .msg files. msgconvert turns them into MIME, which Python's email package reads:
+subject, bodies, names and contents of attachments must be those of the message. olefile takes the compound files apart:
+class, counts, sizes and the mapping of property names must follow the format's description.
+"""
+
+import collections
+import email
+import email.policy
+import hashlib
+import json
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+import zlib
+
+import olefile
+
+MESSAGE_CLASS = "00020D0B-0000-0000-C000-000000000046"
+problems = []
+
+
+def expect(truth, file, what, *details):
+    if not truth:
+        problems.append("%s: %s %s" % (file, what, " / ".join(repr(d) for d in details)))
+
+
+def run(*command, cwd=None):
+    done = subprocess.run(command, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+    if done.returncode != 0:
+        sys.exit("%s failed: %s" % (command[0], done.stderr.decode("utf-8", "replace")[-2000:]))
+    return done.stdout.decode("utf-8")
+
+
+# --- What msgconvert and the email package see -------------------------------------------------------------------
+
+
+def header_text(message, name):
+    """A header with its raw bytes taken for UTF-8."""
+    return str(message[name] or "").encode("utf-8", "surrogateescape").decode("utf-8", "replace")
+
+
+def lines_of(text):
+    return [line.rstrip() for line in text.strip().splitlines()]
+
+
+def own_parts(part):
+    """The leaves of a message, without those of the messages in it."""
+    if part.get_content_maintype() == "multipart":
+        for inner in part.iter_parts():
+            yield from own_parts(inner)
+    else:
+        yield part
+
+
+def check_converted(file, shown, document):
+    message = email.message_from_bytes(document, policy=email.policy.default)
+    subject = header_text(message, "Subject")
+    if "\ufffd" not in subject:  # the header lines of the original are damaged where they give no text
+        expect(subject == shown["subject"], file, "subject", subject, shown["subject"])
+    bodies, attachments = {}, []
+    for part in own_parts(message):
+        if part.get_content_disposition() == "inline":
+            bodies[part.get_content_type()] = part.get_payload(decode=True)
+        else:
+            attachments.append(part)
+    plain = bodies.get("text/plain", b"").decode("utf-8")
+    expect(lines_of(plain) == lines_of(shown["body"]), file, "body", plain[:80], shown["body"][:80])
+    html = bodies.get("text/html")
+    expect((html is not None) == (shown["html_sha256"] is not None), file, "HTML is there")
+    if html is not None:
+        expect(hashlib.sha256(html).hexdigest() == shown["html_sha256"], file, "HTML", html[:80])
+    expect(len(attachments) == len(shown["attachments"]), file, "attachments", len(attachments))
+    for part, entry in zip(attachments, shown["attachments"]):
+        if entry["method"] == 5:
+            expect(part.get_content_type() == "message/rfc822", file, "embedded message", part.get_content_type())
+            continue
+        name = (part.get_filename() or "").encode("utf-8", "surrogateescape").decode("utf-8", "replace")
+        expect(name == entry["name"], file, "name", name, entry["name"])
+        digest = hashlib.sha256(part.get_payload(decode=True)).hexdigest()
+        expect(digest == entry["sha256"], file, "contents of " + name)
+        expect(part.get_content_type() == entry["mime_tag"], file, "kind of " + name, part.get_content_type())
+
+
+# --- What olefile sees -------------------------------------------------------------------------------------------
+
+FIXED = {0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x0A, 0x0B, 0x14, 0x40}
+TERMINATORS = {0x1E: 1, 0x1F: 2}
+
+
+class Taken:
+    """A compound file with note of what was looked at."""
+
+    def __init__(self, file):
+        self.ole = olefile.OleFileIO(file, raise_defects=olefile.DEFECT_POTENTIAL)
+        self.streams = {"/".join(path) for path in self.ole.listdir(streams=True, storages=False)}
+        self.storages = {"/".join(path) for path in self.ole.listdir(streams=False, storages=True)}
+
+    def take(self, path):
+        self.streams.discard(path)
+        return self.ole.openstream(path).read()
+
+    def inner(self, prefix, name):
+        return sorted(s for s in self.storages if s.startswith(prefix + name) and "/" not in s[len(prefix):])
+
+
+def check_object(file, taken, prefix, kind):
+    data = taken.take(prefix + "__properties_version1.0")
+    header = {"message": 32, "embedded": 24}.get(kind, 8)
+    expect((len(data) - header) % 16 == 0, file, prefix + " list of properties", len(data))
+    values = {}
+    for at in range(header, len(data), 16):
+        tag, flags, size, reserved = struct.unpack_from("<IIII", data, at)
+        what = "%s%08X" % (prefix, tag)
+        expect(tag not in values, file, what + " twice")
+        expect(flags == 6, file, what + " flags", flags)
+        values[tag] = data[at + 8:at + 16]
+        stream = "%s__substg1.0_%08X" % (prefix, tag)
+        if tag & 0xFFFF == 0x0D:
+            expect(size == 0xFFFFFFFF and reserved == 1, file, what + " object", size, reserved)
+            expect(stream in taken.storages, file, what + " storage")
+            check_object(file, taken, stream + "/", "embedded")
+        elif tag & 0xFFFF not in FIXED:
+            expect(stream in taken.streams, file, what + " stream")
+            values[tag] = taken.take(stream)
+            expect(size == len(values[tag]) + TERMINATORS.get(tag & 0xFFFF, 0), file, what + " size", size)
+            expect(reserved == 0, file, what + " reserved", reserved)
+    if kind in ("message", "embedded"):
+        check_message(file, taken, prefix, kind, data)
+    return values
+
+
+def check_message(file, taken, prefix, kind, data):
+    recipients = taken.inner(prefix, "__recip_version1.0_#")
+    attachments = taken.inner(prefix, "__attach_version1.0_#")
+    counts = (len(recipients), len(attachments), len(recipients), len(attachments))
+    expect(struct.unpack_from("<IIII", data, 8) == counts, file, prefix + " counts", data[:24])
+    expect(data[:8] == bytes(8) and data[24:32] in (bytes(8), data[24:32] if kind == "embedded" else None), file,
+           "spare bytes")
+    for number, storage in enumerate(recipients):
+        expect(storage.endswith("#%08X" % number), file, "number of", storage)
+        check_object(file, taken, storage + "/", "recipient")
+    for number, storage in enumerate(attachments):
+        expect(storage.endswith("#%08X" % number), file, "number of", storage)
+        values = check_object(file, taken, storage + "/", "attachment")
+        expect(struct.unpack_from("<I", values[0x0E210003])[0] == number, file, storage + " tells its number")
+
+
+def checksum(name):
+    """The checksum of the format: that of zlib without its inversions."""
+    return zlib.crc32(name, 0xFFFFFFFF) ^ 0xFFFFFFFF
+
+
+def check_names(file, taken):
+    root = "__nameid_version1.0/__substg1.0_"
+    guids, entries, strings = (taken.take(root + tag) for tag in ("00020102", "00030102", "00040102"))
+    expect(len(guids) % 16 == 0 and len(entries) % 8 == 0, file, "mapping of names")
+    wanted = collections.defaultdict(list)
+    for number, (told, second) in enumerate(struct.iter_unpack("<II", entries)):
+        kind, guid, index = second & 1, second >> 1 & 0x7FFF, second >> 16
+        expect(index == number, file, "index of a name", index)
+        expect(guid in (1, 2) or 3 <= guid < 3 + len(guids) // 16, file, "set of a name", guid)
+        looked = told
+        if kind:
+            size = struct.unpack_from("<I", strings, told)[0]
+            looked = checksum(strings[told + 4:told + 4 + size])
+        wanted[0x1000 + (looked ^ (guid << 1 | kind)) % 0x1F].append(struct.pack("<II", looked, second))
+    for stream, expected in wanted.items():
+        expect(taken.take("%s%04X0102" % (root, stream)) == b"".join(expected), file, "reverse stream", hex(stream))
+    return len(entries) // 8
+
+
+def check_structure(path, shown):
+    taken = Taken(str(path))
+    expect(taken.ole.root.clsid == MESSAGE_CLASS, path.name, "class", taken.ole.root.clsid)
+    values = check_object(path.name, taken, "", "message")
+    names = check_names(path.name, taken)
+    expect(not taken.streams, path.name, "streams without a property", sorted(taken.streams))
+    expect(not taken.ole.parsing_issues, path.name, "defects", taken.ole.parsing_issues)
+    expect(struct.unpack_from("<I", values[0x340D0003])[0] & 0x40000, path.name, "says that its texts are Unicode")
+    expect(not [tag for tag in values if tag & 0xFFFF == 0x1E], path.name, "narrow texts")
+    expect(values.get(0x0037001F, b"").decode("utf-16-le") == shown["subject"], path.name, "stored subject")
+    named = [tag for tag in values if tag >= 0x80000000]
+    expect(all(tag >> 16 < 0x8000 + names for tag in named), path.name, "names of", named)
+    taken.ole.close()
+
+
+def check_folder(msg_copy, mail, work):
+    work.mkdir()
+    converted = work / "converted"
+    converted.mkdir()
+    lines = [json.loads(line) for line in run(msg_copy, str(mail), str(work)).splitlines()]
+    run("msgconvert", *(str(work / line["file"]) for line in lines), cwd=converted)
+    for line in lines:
+        file = line["file"]
+        expect(line["before"] == line["after"], file, "reads the same again", line["before"], line["after"])
+        check_structure(work / file, line["before"])
+        check_converted(file, line["before"], (converted / (file[:-len(".msg")] + ".eml")).read_bytes())
+    return len(lines)
+
+
+def main(msg_copy, samples):
+    with tempfile.TemporaryDirectory(prefix="written_msg_") as folder:
+        folder = pathlib.Path(folder)
+        make = [sys.executable, str(pathlib.Path(samples) / "make_samples.py")]
+        run(*make, str(folder / "samples"))
+        run(*make, str(folder / "generated"), "--count", "40", "--seed", "7")
+        count = check_folder(msg_copy, folder / "samples", folder / "a")
+        count += check_folder(msg_copy, folder / "generated", folder / "b")
+    expect(count >= 70, "all", "messages looked at", count)
+    for problem in problems[:50]:
+        print(problem)
+    print("%d message files, %d problems" % (count, len(problems)))
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
