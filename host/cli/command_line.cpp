@@ -2,6 +2,7 @@
 
 #include "host/cli/open_command.h"
 #include "host/cli/scan_command.h"
+#include "host/cli/settings_command.h"
 
 #include <CLI/CLI.hpp>
 
@@ -88,8 +89,10 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
     app.require_subcommand(1);
     open_options to_open;
     scan_options to_scan;
+    settings_options settings;
     const CLI::App* open = add_open(app, to_open);
     const CLI::App* scan = add_scan(app, to_scan);
+    const CLI::App* with_settings = add_settings(app, settings);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& told) { // help and version
@@ -100,6 +103,9 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
     }
     if (open->parsed()) {
         return run_open(to_open, where);
+    }
+    if (with_settings->parsed()) {
+        return run_settings(settings, where);
     }
     if (to_scan.files.empty() && to_scan.kind != scan_kind::health) {
         return wrong_usage(where, "FILE is required");

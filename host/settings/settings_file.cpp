@@ -30,8 +30,11 @@ std::string read_settings_file(const std::filesystem::path& file)
 {
     std::error_code failure;
     const auto status = std::filesystem::status(file, failure);
-    if (!std::filesystem::exists(status)) {
-        throw settings_file_error(failure ? failure.message() : "there is no such file");
+    if (status.type() == std::filesystem::file_type::not_found) {
+        throw settings_file_error("there is no such file");
+    }
+    if (failure) {
+        throw settings_file_error(failure.message());
     }
     if (std::filesystem::is_directory(status)) {
         throw settings_file_error("is a folder");
