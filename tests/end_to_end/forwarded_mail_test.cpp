@@ -60,11 +60,9 @@ protected:
 
 TEST_F(forwarded_mail, goes_over_the_wire_as_a_body_and_then_whole)
 {
-    const test::log_capture log;
     start({});
     const auto opened = reader->open(forwarding_mail("Figures", "Here they are."));
     EXPECT_EQ(opened.verdict, ScanResult::Clean);
-    for (auto& l : log.lines()) { if (l.level<=400) std::cerr << l.level << " " << l.text << "\n"; }
     EXPECT_THAT(engine->objects(),
                 ElementsAre("See below.", "Here they are.",
                             AllOf(HasSubstr("Subject: Figures\r\n"), HasSubstr("Message-ID: <inner@example.org>\r\n"),
