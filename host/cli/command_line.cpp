@@ -14,13 +14,19 @@ namespace host {
 namespace {
 
 constexpr const char* open_footer =
-    R"(PATH is an .eml file, an mbox, or a folder of them (the folders in it are left out).
+    R"(PATH is an .eml or .msg file, an mbox, or a folder of them (the folders in it are left out).
 Without --port and --settings the scanning service runs inside this process, on a free loopback port. As
 with the product, no settings are loaded while a service shows its presence (postwarden-service
 --hold-presence); then the defaults hold, with port 1345 and path "/webscan".
 
-Exit status: 0 all opened, 2 the command line is wrong, 3 a message could not be read (the others are
-done), 4 no service where one was asked for (messages open unscanned then).)";
+A saved copy has the name of its message; one of an mbox has its number behind it, "mbox-3.eml". A file
+that is there already stays: the copy then gets a number too, "report-2.eml". It is the message as it
+stood on display at its first opening, with --reopen at its last one; of an encrypted message, what stands
+behind the display: still encrypted, unless the check replaced its body. The "before" and "after" of --json
+and the last column of the table tell of the same.
+
+Exit status: 0 all opened, 1 a copy could not be saved, 2 the command line is wrong, 3 a message could
+not be read (the others are done), 4 no service where one was asked for (messages open unscanned then).)";
 
 constexpr const char* scan_footer = R"(What FILE holds, by kind:
   mail, object     the bytes that are scanned
@@ -36,7 +42,29 @@ exchange fails counts as clean; so does an object that is shorter than the previ
 Exit status: 0 all scanned, 2 the command line is wrong, 3 a file could not be read or is not what its
 kind asks for, 4 no service, or it gave no answer.)";
 
-CLI::App* add_open(CLI::App& app, open_options& options)
+void add_mail_options(CLI::App& command, mail_options& mail)
+{
+    static const std::map<std::string, mail_format> formats{{"eml", mail_format::eml}, {"msg", mail_format::msg}};
+    command.add_option("--save", mail.save_to, "Save each message as it then stands; the folder is made when missing")
+        ->type_name("DIR");
+    command.add_option("--format", mail.format, "Form of the saved messages: eml or msg (default: as the source)")
+        ->transform(CLI::CheckedTransformer(formats).description(""))
+        ->type_name("FORM");
+    command.add_flag("--reopen", mail.reopen,
+                     "Start each opening after the first from the saved message, read from disk; opens twice unless "
+                     "--times says more; without --save the messages are saved to a passing folder");
+    command.add_flag("--saved", mail.saved,
+                     "PATH holds messages that --save wrote: the verdict that a header of theirs tells is believed");
+    CLI::Option* key =
+        command.add_option("--smime-key", mail.smime_key, "Private key that opens encrypted messages, PEM")
+            ->type_name("FILE");
+    CLI::Option* certificate =
+        command.add_option("--smime-cert", mail.smime_certificate, "Certificate of that key, PEM")->type_name("FILE");
+    key->needs(certificate);
+    certificate->needs(key);
+}
+
+CLI::App* add_open(CLI::App& app, open_options& options, mail_options& mail)
 {
     CLI::App* command = app.add_subcommand("open", "Open messages as a mail client would, with the whole check");
     add_open_options(*command, options);
@@ -47,8 +75,24 @@ CLI::App* add_open(CLI::App& app, open_options& options)
         ->type_name("FILE")
         ->excludes("--port")
         ->excludes("--uri");
+    add_mail_options(*command, mail);
     command->footer(open_footer);
     return command;
+}
+
+/// Settles what depends on several options; says what is wrong with them, empty when nothing is.
+std::string settle(const CLI::App& command, open_options& options, const mail_options& mail)
+{
+    if (command.count("--save") != 0 && mail.save_to.empty()) {
+        return "--save needs a folder";
+    }
+    if (mail.format && mail.save_to.empty() && !mail.reopen) {
+        return "--format says how messages are saved: give --save or --reopen too";
+    }
+    if (mail.reopen && command.count("--times") == 0) {
+        options.times = 2;
+    }
+    return mail.reopen && options.times < 2 ? "--reopen opens each message twice at least" : "";
 }
 
 CLI::App* add_scan(CLI::App& app, scan_options& options)
@@ -88,9 +132,10 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
     app.set_help_flag("--help,-h", "Print this help and end");
     app.require_subcommand(1);
     open_options to_open;
+    mail_options mail;
     scan_options to_scan;
     settings_options settings;
-    const CLI::App* open = add_open(app, to_open);
+    const CLI::App* open = add_open(app, to_open, mail);
     const CLI::App* scan = add_scan(app, to_scan);
     const CLI::App* with_settings = add_settings(app, settings);
     try {
@@ -102,7 +147,8 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
         return wrong_usage(where, problem.what());
     }
     if (open->parsed()) {
-        return run_open(to_open, where);
+        const std::string wrong = settle(*open, to_open, mail);
+        return wrong.empty() ? run_open(to_open, mail, where) : wrong_usage(where, wrong);
     }
     if (with_settings->parsed()) {
         return run_settings(settings, where);

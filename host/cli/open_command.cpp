@@ -1,8 +1,10 @@
 #include "host/cli/open_command.h"
 
 #include "host/cli/mail_client.h"
+#include "host/cli/mail_files.h"
+#include "host/cli/saved_messages.h"
 #include "host/cli/service_link.h"
-#include "host/mime/message_reader.h"
+#include "host/mime/converter_session.h"
 #include "host/opening/open_messages.h"
 #include "host/opening/scan_target.h"
 #include "host/settings/settings_file.h"
@@ -58,6 +60,7 @@ private:
     {
         MailCheckerServices result;
         result.link = std::move(link);
+        result.converter.createSession = converter_session::create;
         result.disinfector = MakeMailDisinfector();
         return result;
     }
@@ -106,12 +109,57 @@ bool check_settings(const std::string& file, const console& where)
     }
 }
 
+/// The reader's own identity; null without one.
+std::shared_ptr<const smime_identity> load_identity(const mail_options& mail)
+{
+    return mail.smime_key.empty() ? nullptr
+                                  : std::make_shared<const smime_identity>(mail.smime_key, mail.smime_certificate);
+}
+
+/// Where copies go; null when none are wanted.
+std::unique_ptr<message_copies> make_copies(const mail_options& mail)
+{
+    if (!mail.save_to.empty()) {
+        return std::make_unique<saved_messages>(mail.save_to, mail.format);
+    }
+    return mail.reopen ? std::make_unique<passing_messages>(mail.format) : nullptr;
+}
+
+/// Runs `make`; what it raises is told, and nothing comes of it.
+template <typename Make>
+auto attempt(Make&& make, const std::string& what, const console& where) -> std::optional<decltype(make())>
+{
+    try {
+        return make();
+    } catch (const std::exception& failure) {
+        report(where, what, failure.what());
+        return std::nullopt;
+    }
+}
+
+exit_status status_of(const opening_totals& totals)
+{
+    if (totals.unsaved != 0) {
+        return exit_status::failed;
+    }
+    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
+}
+
 } // namespace
 
-exit_status run_open(const open_options& options, const console& where)
+exit_status run_open(const open_options& options, const mail_options& mail, const console& where)
 {
     if (!options.settings_file.empty() && !check_settings(options.settings_file, where)) {
         return exit_status::usage;
+    }
+    const auto identity = attempt([&] { return load_identity(mail); }, "S/MIME key", where);
+    if (!identity) {
+        return exit_status::usage;
+    }
+    const auto copies =
+        attempt([&] { return make_copies(mail); }, mail.save_to.empty() ? "temporary folder" : mail.save_to, where);
+    if (!copies) {
+        return exit_status::failed;
     }
     winapi::memory_registry values;
     fill_registry(values, options.registry);
@@ -124,18 +172,18 @@ exit_status run_open(const open_options& options, const console& where)
     const opening_service service(options);
     {
         const running_checker checker(service.link().get());
-        mail_client client(checker.get());
-        const message_reader read = [](const message_place& place, const std::shared_ptr<store_context>& store) {
-            return read_message(open_message(place), place.name(), store);
+        mail_client client(checker.get(), *identity);
+        const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
+            return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
         };
-        const opening_plan plan{options.times, options.json, nullptr, false};
+        const opening_plan plan{options.times, options.json, copies->get(), mail.reopen};
         open_messages(places, plan, read, client, where, totals);
     }
     if (service.missing()) {
         report(where, service.place(), "no scanning service answers there");
         return exit_status::no_service;
     }
-    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
+    return status_of(totals);
 }
 
 } // namespace host

@@ -1,11 +1,27 @@
 #pragma once
 
+#include "host/files/mailbox.h"
 #include "host/opening/console.h"
 #include "host/opening/open_options.h"
 
+#include <optional>
+#include <string>
+
 namespace host {
 
-/// Opens the messages through the whole check. What cannot be read is told on standard error, and the rest is done.
-exit_status run_open(const open_options& options, const console& where);
+/// What the user asked of "postwarden open" beside the openings themselves.
+struct mail_options
+{
+    std::string save_to;               ///< folder; empty: nothing is saved
+    std::optional<mail_format> format; ///< of the copies; empty: as the message itself
+    bool reopen = false;
+    bool saved = false;    ///< the messages are copies that were saved so
+    std::string smime_key; ///< PEM files, both or none
+    std::string smime_certificate;
+};
+
+/// Opens the messages through the whole check. What cannot be read or saved is told on standard error, and the rest is
+/// done.
+exit_status run_open(const open_options& options, const mail_options& mail, const console& where);
 
 } // namespace host

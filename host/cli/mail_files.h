@@ -1,0 +1,24 @@
+#pragma once
+
+#include "host/files/mailbox.h"
+#include "host/mime/message_reader.h"
+#include "host/store/records.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace host {
+
+/// Reads the message at a place, whatever its form, into a record of `store`. What an .eml file says in headers of this
+/// program's own counts if `author` is this program; an .msg file is believed as it stands, as the mail client does.
+/// Raises unreadable_message, or std::runtime_error when the file itself cannot be read.
+message_record read_mail(const message_place& place, const std::shared_ptr<store_context>& store, written_by author);
+
+/// Writes a message as a file of that form, whole or not at all. Raises an exception derived from std::exception with
+/// the reason.
+void write_mail(const message_record& message, mail_format format, const std::filesystem::path& file);
+
+/// ".eml" or ".msg".
+const char* extension_of(mail_format format);
+
+} // namespace host

@@ -1,0 +1,153 @@
+#include "host/cli/saved_messages.h"
+
+#include "host/cli/mail_files.h"
+#include "tool/system/conversions.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t longest_name = 200; ///< bytes; leaves room for numbers and extension in the usual 255
+
+[[noreturn]] void refuse(int error)
+{
+    throw std::runtime_error(std::generic_category().message(error));
+}
+
+/// Cut between two characters of UTF-8.
+std::string shortened(std::string text)
+{
+    if (text.size() > longest_name) {
+        std::size_t end = longest_name;
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+            --end;
+        }
+        text.resize(end);
+    }
+    return text;
+}
+
+/// The name without the extension, where that is one of mail.
+std::string stem_of(const message_place& place)
+{
+    const fs::path name = place.file.filename();
+    for (const char* known : {".eml", ".msg", ".mbox", ".mbx"}) {
+        if (winapi::compare_no_case(name.extension().string(), known) == 0) {
+            return name.stem().string();
+        }
+    }
+    return name.string();
+}
+
+/// Makes an empty file; false when there is something of that name.
+bool make_new(const fs::path& file)
+{
+    std::FILE* made = std::fopen(file.c_str(), "wx");
+    if (!made) {
+        if (errno != EEXIST) {
+            refuse(errno);
+        }
+        return false;
+    }
+    std::fclose(made);
+    return true;
+}
+
+/// A copy whose name was free, and is kept free for it by an empty file until it is written.
+class reserved_copy final : public message_copy
+{
+public:
+    reserved_copy(fs::path file, mail_format format)
+        : format_(format)
+    {
+        place_.file = std::move(file);
+    }
+    reserved_copy(const reserved_copy&) = delete;
+    reserved_copy& operator=(const reserved_copy&) = delete;
+    ~reserved_copy() override
+    {
+        if (!written_) {
+            std::error_code ignored;
+            fs::remove(place_.file, ignored);
+        }
+    }
+
+    void write(const message_record& message) override
+    {
+        write_mail(message, format_, place_.file);
+        written_ = true;
+    }
+    [[nodiscard]] message_record read(const std::shared_ptr<store_context>& store) const override
+    {
+        return read_mail(place_, store, written_by::this_program);
+    }
+
+private:
+    message_place place_;
+    mail_format format_;
+    bool written_ = false;
+};
+
+} // namespace
+
+std::string copy_name(const message_place& place, mail_format format)
+{
+    std::string name = shortened(stem_of(place));
+    if (place.number != 0) {
+        name += '-' + std::to_string(place.number);
+    }
+    return name + extension_of(format);
+}
+
+saved_messages::saved_messages(fs::path folder, std::optional<mail_format> format)
+    : folder_(std::move(folder))
+    , format_(format)
+{
+    std::error_code problem;
+    fs::create_directories(folder_, problem);
+    if (problem) {
+        refuse(problem.value());
+    }
+    if (!fs::is_directory(folder_)) {
+        refuse(ENOTDIR);
+    }
+}
+
+std::unique_ptr<message_copy> saved_messages::copy_of(const message_place& place)
+{
+    const mail_format format = format_.value_or(format_of(place));
+    const fs::path name = copy_name(place, format);
+    fs::path file = folder_ / name;
+    for (std::size_t number = 2; !make_new(file); ++number) {
+        file = folder_ / (name.stem().string() + '-' + std::to_string(number) + extension_of(format));
+    }
+    return std::make_unique<reserved_copy>(std::move(file), format);
+}
+
+passing_messages::passing_messages(std::optional<mail_format> format)
+{
+    std::string name = (fs::temp_directory_path() / "postwarden-XXXXXX").string();
+    if (!::mkdtemp(name.data())) {
+        refuse(errno);
+    }
+    folder_ = name;
+    inside_ = std::make_unique<saved_messages>(folder_, format);
+}
+
+passing_messages::~passing_messages()
+{
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+} // namespace host
