@@ -1,12 +1,16 @@
 #include "host/mailhost/mailhost_command.h"
 
+#include "host/files/path_text.h"
 #include "host/mailhost/class_exports.h"
 #include "host/mailhost/loaded_addins.h"
 #include "host/mailhost/machine_values.h"
+#include "host/mime/converter_session.h"
 #include "host/msg/msg_file.h"
 #include "host/opening/open_messages.h"
 #include "host/opening/scan_target.h"
+#include "host/outlook/class_object.h"
 #include "host/outlook/outlook_client.h"
+#include "host/settings/settings_file.h"
 #include "host/store/object_ledger.h"
 #include "logging/scoped_output.h"
 #include "settings/settings_blob.h"
@@ -16,6 +20,7 @@
 #include <algorithm>
 #include <atomic>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -87,12 +92,16 @@ void fill_registry(const open_options& options, machine_values& values)
     values.set(trace_setting(options));
 }
 
-std::vector<std::uint8_t> settings_for(const scan_target& target)
+/// What the broker gives: the settings of a file as it now is, or those for one service.
+std::vector<std::uint8_t> settings_for(const std::string& file, const scan_target* target)
 {
+    if (!target) {
+        return load_settings_bytes(path_of(file));
+    }
     DOVA::Settings::WebTrafficMonitorSettings settings;
-    settings.ServerPort.value = target.port();
+    settings.ServerPort.value = target->port();
     settings.ServerPort.isSet = true;
-    settings.Uri.value = winapi::conv_to_wide(target.uri(), winapi::code_page_utf8);
+    settings.Uri.value = winapi::conv_to_wide(target->uri(), winapi::code_page_utf8);
     settings.Uri.isSet = true;
     return DOVA::Settings::BlobFromSettings(settings);
 }
@@ -113,12 +122,34 @@ bool report_leaks(const console& where)
     return !kinds.empty();
 }
 
+/// The class that a mail client has for turning messages into MIME documents.
+HRESULT make_converter(IUnknown** object)
+{
+    ComPtr<IConverterSession> session;
+    const HRESULT result = converter_session::create(Receive(session));
+    *object = session.detach();
+    return result;
+}
+
+/// Says what is wrong with a file of settings before anything is opened; false then.
+bool check_settings(const std::string& file, const console& where)
+{
+    try {
+        static_cast<void>(DOVA::Settings::SettingsFromBlob(load_settings_bytes(path_of(file))));
+        return true;
+    } catch (const std::exception& failure) {
+        report(where, file, failure.what());
+        return false;
+    }
+}
+
 void open_with_addins(const mailhost_options& options, const std::vector<message_place>& places,
-                      const scan_target& target, addin_trace& trace, const console& where, opening_totals& totals)
+                      const scan_target* target, addin_trace& trace, const console& where, opening_totals& totals)
 {
     machine_values values;
     fill_registry(options.open, values);
-    offer_broker([&target] { return settings_for(target); });
+    offer_broker([file = options.open.settings_file, target] { return settings_for(file, target); });
+    const registered_class converter(CLSID_IConverterSession, make_converter);
     {
         const auto client = MakeCom<application>(winapi::conv_to_wide(options.version, winapi::code_page_utf8));
         loaded_addins addins(client);
@@ -138,15 +169,22 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
 
 exit_status run_mailhost(const mailhost_options& options, const console& where)
 {
+    const std::string& file = options.open.settings_file;
+    if (!file.empty() && !check_settings(file, where)) {
+        return exit_status::usage;
+    }
     opening_totals totals;
     const auto places = find_all_messages(options.open.paths, where, totals);
     const logging::scoped_output log(options.open.log_file, options.open.log_level);
-    const scan_target target(options.open.port, options.open.uri);
+    std::optional<scan_target> target;
+    if (file.empty()) {
+        target.emplace(options.open.port, options.open.uri);
+    }
     object_ledger::of_process().switch_on(true);
     addin_trace trace;
     try {
         const single_apartment apartment;
-        open_with_addins(options, places, target, trace, where, totals);
+        open_with_addins(options, places, target ? &*target : nullptr, trace, where, totals);
     } catch (const addin_failure& failure) {
         report(where, "add-in", failure.what());
         return exit_status::no_addin;
@@ -154,8 +192,9 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
     if (report_leaks(where)) {
         return exit_status::leak;
     }
-    if (target.asked_for() && trace.refused()) {
-        report(where, "127.0.0.1:" + std::to_string(target.port()), "no scanning service answers there");
+    if ((!target || target->asked_for()) && trace.refused()) {
+        report(where, target ? "127.0.0.1:" + std::to_string(target->port()) : file,
+               "no scanning service answers there");
         return exit_status::no_service;
     }
     return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;

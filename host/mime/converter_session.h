@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/store/object_ledger.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
 
 namespace host {
@@ -32,6 +33,9 @@ public:
 
 protected:
     void* FindInterface(REFIID iid) override;
+
+private:
+    ledger_entry entry_{"converter session", static_cast<IConverterSession*>(this)};
 };
 
 } // namespace host
