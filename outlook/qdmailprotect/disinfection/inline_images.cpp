@@ -4,11 +4,11 @@
 #include "outlook/qdmailprotect/mapi/mapi.h"
 #include "tool/system/conversions.h"
 
-#include <algorithm>
-#include <array>
+#include <boost/format.hpp>
+
 #include <cstdint>
-#include <cwchar>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -41,9 +41,7 @@ std::string UpperCase(std::string_view text)
 /// "qdimg" and the number of a match.
 std::wstring ImageName(std::uint32_t number)
 {
-    std::array<wchar_t, 16> text{};
-    std::swprintf(text.data(), text.size(), L"qdimg%04X", static_cast<unsigned>(number));
-    return text.data();
+    return L"qdimg" + (boost::wformat(L"%04X") % number).str();
 }
 
 /// Fills in the record of the match at `begin` and appends to `out` what takes its place. Gives the position of the
