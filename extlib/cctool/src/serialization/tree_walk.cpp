@@ -1,5 +1,6 @@
 #include "extlib/cctool/src/serialization/tree_walk.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -11,6 +12,9 @@ using Items = ArrayValue::Items;
 using Entries = ContainerValue::Entries;
 
 constexpr std::uint64_t highest_array_count = 0x0FFFFFFFFFFFFFFF;
+/// Memory for so many elements is asked for at once, as the parts of a setting are three; all others must show up
+/// first, since a count costs an enemy nothing.
+constexpr std::uint64_t trusted_array_count = 4;
 constexpr std::size_t count_size = sizeof(std::uint64_t);
 constexpr std::size_t type_size = sizeof(std::uint32_t);
 constexpr std::size_t tag_size = sizeof(std::uint32_t);
@@ -57,6 +61,7 @@ private:
         if (count > highest_array_count) {
             throw std::length_error("vector<T> too long");
         }
+        items.reserve(static_cast<std::size_t>(std::min(count, trusted_array_count)));
         open_.push_back({&items, nullptr, count});
         return true;
     }

@@ -1,0 +1,152 @@
+#include "cctool/serialization/container.h"
+#include "settings/settings_blob.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+using cctool::Serialization::Bytes;
+using cctool::Serialization::ContainerFromBinary;
+using DOVA::Settings::BlobFromSettings;
+using DOVA::Settings::SettingsFromBlob;
+using DOVA::Settings::WebTrafficMonitorSettings;
+
+/// Settings as a product could have them: with `entries` entries in each of the lists that administrators fill.
+WebTrafficMonitorSettings SettingsWithLists(std::int64_t entries)
+{
+    WebTrafficMonitorSettings settings;
+    settings.ServerPort = {1345, 1400, true};
+    for (std::int64_t entry = 0; entry < entries; ++entry) {
+        const std::wstring name = L"host-" + std::to_wstring(entry) + L".example.org";
+        settings.ExcludedAddresses.value.push_back(name);
+        settings.ExcludeProcesses.value.push_back(L"C:\\Program Files\\Example\\" + name + L".exe");
+        settings.UrlRules.value.push_back({true, 1, L"*://" + name + L"/*", L"rule of " + name});
+        settings.ControlledPorts.value.push_back(static_cast<std::uint32_t>(1024 + entry));
+    }
+    return settings;
+}
+
+void CountBytes(benchmark::State& state, std::size_t size)
+{
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+    state.counters["blob"] = static_cast<double>(size);
+}
+
+/// The bytes alone: what reading and writing a blob are measured against.
+void CopyBlob(benchmark::State& state)
+{
+    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    Bytes target(blob.size());
+    for (auto _ : state) {
+        std::memcpy(target.data(), blob.data(), blob.size());
+        benchmark::DoNotOptimize(target.data());
+        benchmark::ClobberMemory();
+    }
+    CountBytes(state, blob.size());
+}
+
+void DecodeTree(benchmark::State& state)
+{
+    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ContainerFromBinary(blob.data(), blob.size()));
+    }
+    CountBytes(state, blob.size());
+}
+
+void EncodeTree(benchmark::State& state)
+{
+    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    const auto tree = ContainerFromBinary(blob.data(), blob.size());
+    Bytes target;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(tree->GetBlob(target, false));
+    }
+    CountBytes(state, blob.size());
+}
+
+/// One text or binary value of many bytes: the cost of bytes rather than of values.
+template <typename Value>
+std::shared_ptr<cctool::Serialization::IBinaryContainer> TreeOfOneValue(const Value& value)
+{
+    auto tree = cctool::Serialization::CreateEmptyContainer();
+    if constexpr (std::is_same_v<Value, Bytes>) {
+        tree->SetBinary(1, value);
+    } else {
+        tree->Set(1, value);
+    }
+    return tree;
+}
+
+void DecodeTreeOf(benchmark::State& state, const std::shared_ptr<cctool::Serialization::IBinaryContainer>& tree)
+{
+    Bytes blob;
+    if (!tree->GetBlob(blob, false)) {
+        state.SkipWithError("no blob");
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ContainerFromBinary(blob.data(), blob.size()));
+    }
+    CountBytes(state, blob.size());
+}
+
+constexpr std::size_t many = 1U << 20U;
+
+void DecodeBinary(benchmark::State& state)
+{
+    DecodeTreeOf(state, TreeOfOneValue(Bytes(many, 'x')));
+}
+
+void DecodeWideText(benchmark::State& state)
+{
+    DecodeTreeOf(state, TreeOfOneValue(std::wstring(many / 2, L'x')));
+}
+
+void LoadSettings(benchmark::State& state)
+{
+    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(SettingsFromBlob(blob));
+    }
+    CountBytes(state, blob.size());
+}
+
+void MakeBlob(benchmark::State& state)
+{
+    const WebTrafficMonitorSettings settings = SettingsWithLists(state.range(0));
+    std::size_t size = 0;
+    for (auto _ : state) {
+        size = BlobFromSettings(settings).size();
+    }
+    CountBytes(state, size);
+}
+
+void CompareEqualSettings(benchmark::State& state)
+{
+    const WebTrafficMonitorSettings settings = SettingsWithLists(state.range(0));
+    const WebTrafficMonitorSettings same = settings;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(settings == same);
+    }
+}
+
+// The settings of a fresh product, of a busy one, and of one that nobody tidies up.
+BENCHMARK(CopyBlob)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(DecodeTree)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(EncodeTree)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(DecodeBinary)->Unit(benchmark::kMicrosecond);
+BENCHMARK(DecodeWideText)->Unit(benchmark::kMicrosecond);
+BENCHMARK(LoadSettings)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(MakeBlob)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(CompareEqualSettings)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+BENCHMARK_MAIN();
