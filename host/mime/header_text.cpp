@@ -113,15 +113,16 @@ std::string header_words(std::string_view utf8)
     return result + '\n';
 }
 
-std::string header_lines(std::string_view compact)
+std::string header_lines(std::string_view list)
 {
     std::string result;
     std::size_t room = longest_line - longest_line / 3; // the name stands in front
-    while (!compact.empty()) {
-        const std::size_t size = std::min(compact.size(), room);
+    while (!list.empty()) {
+        const std::size_t pair = std::min(list.find(';'), list.size() - 1) + 1;
+        const std::size_t size = std::min(pair, room);
         result += result.empty() ? " " : "\n ";
-        result += compact.substr(0, size);
-        compact.remove_prefix(size);
+        result += list.substr(0, size);
+        list.remove_prefix(size);
         room = longest_line;
     }
     return (result.empty() ? " " : result) + '\n';

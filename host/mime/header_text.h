@@ -22,8 +22,8 @@ std::vector<kept_header> split_headers(std::string_view text);
 /// UTF-8 text as a header value that reads back to the very same text: plain where it can be, else encoded words.
 std::string header_words(std::string_view utf8);
 
-/// A value without blanks as a header value, cut into lines.
-std::string header_lines(std::string_view compact);
+/// A list without blanks, with ";" between its entries, as a header value: each entry begins a line.
+std::string header_lines(std::string_view list);
 
 /// Printable ASCII without blanks, "<" and ">"; not empty, not too long for a line.
 bool is_plain_word(std::string_view text);
