@@ -25,7 +25,7 @@ constexpr sid make_sid(std::uint8_t authority, std::uint8_t subauthority)
     return {{1, 1, 0, 0, 0, 0, 0, authority, subauthority, 0, 0, 0}};
 }
 
-inline constexpr sid local_system_sid = make_sid(5, 18); ///< S-1-5-18, of the NT authority
-inline constexpr sid everyone_sid = make_sid(1, 0);      ///< S-1-1-0, of the world authority
+inline constexpr sid local_system_sid = make_sid(5, 18); ///< S-1-5-18, of SECURITY_NT_AUTHORITY
+inline constexpr sid everyone_sid = make_sid(1, 0);      ///< S-1-1-0, of SECURITY_WORLD_SID_AUTHORITY
 
 } // namespace presence

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// In-process server and handler, local and remote server.
-constexpr DWORD activation = 23;
+constexpr DWORD activation = CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+static_assert(activation == 23);
 constexpr DISPID load_method = 2;
 constexpr LONG load_argument = 1;
 constexpr VARTYPE byte_array = VT_ARRAY | VT_UI1;

@@ -139,7 +139,7 @@ std::shared_ptr<icap::client::session_pool> ScannerLink::CreateSessionManager()
                      << "address='" << winapi::conv_to_char(ServerInfo::Loopback)
                      << "', port=" << settings->ServerPort.Effective() << ", uri='/"
                      << winapi::conv_to_char(settings->Uri.Effective()) << "'");
-        const auto made = newManager_(ComposeServerInfo(*settings));
+        auto made = newManager_(ComposeServerInfo(*settings));
         LOG_LINE(logging::outlook_log(), 500, "Scan session manager has been created");
         InstallManager(made, true);
         return made;
