@@ -9,7 +9,8 @@
 
 namespace test {
 
-/// Judges as another engine does, and counts the objects that it is asked about.
+/// Judges as another engine does, and counts the objects that it is asked about. The question whether a scanner is
+/// there, which a link asks when it connects, comes without an object.
 class counting_engine final : public service::scan_engine
 {
 public:
@@ -20,8 +21,7 @@ public:
     [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info& info,
                                                               std::stop_token stop) override
     {
-        ++objects_;
-        return real_->begin(info, std::move(stop));
+        return std::make_unique<scan>(*this, real_->begin(info, std::move(stop)));
     }
     [[nodiscard]] std::string identity(std::stop_token stop) override { return real_->identity(std::move(stop)); }
 
@@ -29,6 +29,29 @@ public:
     std::size_t take_count() { return objects_.exchange(0); }
 
 private:
+    class scan final : public service::object_scan
+    {
+    public:
+        scan(counting_engine& owner, std::unique_ptr<service::object_scan> real)
+            : owner_(owner)
+            , real_(std::move(real))
+        {}
+        scan(const scan&) = delete;
+        scan& operator=(const scan&) = delete;
+        ~scan() override { owner_.objects_ += has_bytes_ ? 1 : 0; }
+        bool data(std::string_view piece) override
+        {
+            has_bytes_ = has_bytes_ || !piece.empty();
+            return real_->data(piece);
+        }
+        [[nodiscard]] service::verdict finish(web::io_data& object) override { return real_->finish(object); }
+
+    private:
+        counting_engine& owner_;
+        std::unique_ptr<service::object_scan> real_;
+        bool has_bytes_ = false;
+    };
+
     std::shared_ptr<service::scan_engine> real_;
     std::atomic<std::size_t> objects_ = 0;
 };

@@ -3,6 +3,8 @@
 #include "tests/service/clamd_daemon.h"
 #include "tests/support/child_process.h"
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -67,9 +69,14 @@ void clamd_daemon::write_configuration(const std::string& stream_limit)
 {
     const auto database = folder_ / "database";
     std::filesystem::create_directory(database);
-    // The signature is made here, so that the text stands whole in no file of the tree.
-    std::ofstream(database / "test.ndb") << "Test.File-1:0:*:" << hexadecimal_bytes(service::antivirus_test_text())
-                                         << '\n';
+    // The signatures are made here, so that the text stands whole in no file of the tree. Of HTML only a form in small
+    // letters is looked at.
+    const std::string text = service::antivirus_test_text();
+    std::string small = text;
+    std::transform(small.begin(), small.end(), small.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::ofstream(database / "test.ndb") << "Test.File-1:0:*:" << hexadecimal_bytes(text) << '\n'
+                                         << "Test.File-1:3:*:" << hexadecimal_bytes(small) << '\n';
     std::ofstream file(folder_ / "clamd.conf");
     file << "Foreground yes\nLocalSocket " << socket() << "\nDatabaseDirectory " << database.string()
          << "\nTemporaryDirectory " << folder_.string() << "\nStreamMaxLength " << stream_limit << "\nMaxThreads 4"
