@@ -129,8 +129,10 @@ private:
     [[nodiscard]] std::string read_sector(std::uint32_t sector) const;
     [[nodiscard]] std::uint64_t offset_of(std::uint32_t sector) const { return (sector + 1ULL) << shift_; }
     [[nodiscard]] std::uint32_t next_of(std::uint32_t sector) const;
-    /// The sectors of a chain; `most` of them. A longer chain is cut there, a shorter one ends by its mark.
-    std::vector<std::uint32_t> follow(std::uint32_t first, std::uint64_t most);
+    /// The sectors of a chain up to the mark of its end.
+    std::vector<std::uint32_t> follow(std::uint32_t first);
+    /// A chain that holds so many bytes, or more; the file has all of them.
+    void follow_contents(std::uint32_t first, std::uint64_t size);
     static directory_entry parse_entry(const std::string& data, std::size_t offset, bool wide_sizes);
 
     struct place
@@ -175,17 +177,26 @@ std::uint32_t checker::next_of(std::uint32_t sector) const
     return table_[sector];
 }
 
-std::vector<std::uint32_t> checker::follow(std::uint32_t first, std::uint64_t most)
+std::vector<std::uint32_t> checker::follow(std::uint32_t first)
 {
     std::vector<std::uint32_t> chain;
-    for (std::uint32_t sector = first; sector != end_of_chain && chain.size() < most; sector = next_of(sector)) {
-        if (sector >= largest_sector) {
-            refuse_cut();
-        }
+    for (std::uint32_t sector = first; sector != end_of_chain; sector = next_of(sector)) {
         sectors_.take(sector);
         chain.push_back(sector);
     }
     return chain;
+}
+
+void checker::follow_contents(std::uint32_t first, std::uint64_t size)
+{
+    if (size == 0) {
+        return;
+    }
+    const auto chain = follow(first);
+    const std::uint64_t last = (size - 1) >> shift_;
+    if (chain.size() <= last || offset_of(chain[last]) + (size - (last << shift_)) > file_.size()) {
+        refuse_cut();
+    }
 }
 
 void checker::read_header()
@@ -224,16 +235,16 @@ void checker::read_table_of_sectors()
         parts.push_back(u32(header_, 76 + i * 4));
     }
     std::uint32_t list = u32(header_, 68);
-    while (parts.size() < wanted) {
-        if (list >= largest_sector) {
-            refuse_cut();
-        }
+    for (std::uint32_t left = u32(header_, 72); left > 0; --left) {
         sectors_.take(list);
         const std::string sector = read_sector(list);
         for (std::size_t i = 0; i + 8 <= sector.size() && parts.size() < wanted; i += 4) {
             parts.push_back(u32(sector, i));
         }
         list = u32(sector, sector.size() - 4);
+    }
+    if (parts.size() < wanted) {
+        refuse_cut();
     }
     table_.reserve(parts.size() * sector_size_ / 4);
     for (const std::uint32_t part : parts) {
@@ -276,13 +287,14 @@ directory_entry checker::parse_entry(const std::string& data, std::size_t offset
 
 void checker::read_directory()
 {
-    for (const std::uint32_t sector : follow(u32(header_, 48), sectors_.count())) {
+    for (const std::uint32_t sector : follow(u32(header_, 48))) {
         const std::string data = read_sector(sector);
         for (std::size_t i = 0; i < data.size(); i += entry_size) {
             entries_.push_back(parse_entry(data, i, shift_ != 9));
         }
     }
-    if (entries_.empty() || entries_.front().type != root) {
+    const bool has_root = !entries_.empty() && entries_.front().type == root;
+    if (!has_root || entries_.front().left != no_entry || entries_.front().right != no_entry) {
         refuse_table();
     }
     visited_.assign(entries_.size(), false);
@@ -290,45 +302,34 @@ void checker::read_directory()
 
 void checker::read_mini_sectors()
 {
-    for (const std::uint32_t sector : follow(u32(header_, 60), u32(header_, 64))) {
+    for (const std::uint32_t sector : follow(u32(header_, 60))) {
         const std::string data = read_sector(sector);
         for (std::size_t i = 0; i < data.size(); i += 4) {
             mini_table_.push_back(u32(data, i));
         }
     }
     const directory_entry& whole = entries_.front();
-    const std::uint64_t needed = (whole.size + sector_size_ - 1) >> shift_;
-    const auto chain = follow(whole.start, needed);
-    if (chain.size() < needed) {
-        refuse_cut();
-    }
+    follow_contents(whole.start, whole.size);
     mini_sectors_ = sector_space((whole.size + mini_sector_size - 1) / mini_sector_size);
-    if (!chain.empty() && offset_of(chain.back()) + (whole.size - ((needed - 1) << shift_)) > file_.size()) {
-        refuse_cut();
-    }
 }
 
 void checker::check_stream(const directory_entry& entry)
 {
     if (entry.size >= mini_stream_limit) {
-        const std::uint64_t needed = (entry.size + sector_size_ - 1) >> shift_;
-        if (needed > sectors_.count()) {
-            refuse_cut();
-        }
-        const auto chain = follow(entry.start, needed);
-        const std::uint64_t in_last = entry.size - ((needed - 1) << shift_);
-        if (chain.size() < needed || offset_of(chain.back()) + in_last > file_.size()) {
-            refuse_cut();
-        }
+        follow_contents(entry.start, entry.size);
         return;
     }
-    std::uint32_t sector = entry.start;
-    for (std::uint64_t left = (entry.size + mini_sector_size - 1) / mini_sector_size; left > 0; --left) {
+    std::uint64_t left = entry.size;
+    for (std::uint32_t sector = entry.start; entry.size != 0 && sector != end_of_chain;) {
         mini_sectors_.take(sector);
+        left -= std::min<std::uint64_t>(left, mini_sector_size);
         if (sector >= mini_table_.size()) {
             refuse_cut();
         }
         sector = mini_table_[sector];
+    }
+    if (left != 0) {
+        refuse_cut();
     }
 }
 
@@ -362,6 +363,9 @@ void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_
         open.push_back({entry.left, now.way + 1});
         open.push_back({entry.right, now.way + 1});
         if (entry.type == stream) {
+            if (entry.child != no_entry) {
+                refuse_table();
+            }
             check_stream(entry);
         } else {
             open_storages_.push_back({now.entry, depth + 1, now.way});

@@ -19,11 +19,16 @@ namespace {
 
 static_assert(sizeof(GUID) == 16, "class identifiers are read and written as they lie in memory");
 
-/// The library's types, made once and kept.
+void ignore_warning(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
+
+/// The library's types, made once and kept. What it has to say of a file goes nowhere: users get a reason from us.
 void prepare_library()
 {
     static std::once_flag once;
-    std::call_once(once, gsf_init);
+    std::call_once(once, [] {
+        gsf_init();
+        g_log_set_handler("libgsf:msole", G_LOG_LEVEL_WARNING, ignore_warning, nullptr);
+    });
 }
 
 class storage_loader

@@ -30,14 +30,9 @@ public:
         : list_(std::move(header))
     {}
 
-    static made_object message(std::uint32_t recipients = 0, std::uint32_t attachments = 0)
-    {
-        return made_object(counts(recipients, attachments) + std::string(8, '\0'));
-    }
-    static made_object embedded(std::uint32_t recipients = 0, std::uint32_t attachments = 0)
-    {
-        return made_object(counts(recipients, attachments));
-    }
+    /// Messages count what is added to them.
+    static made_object message() { return {std::string(32, '\0'), true}; }
+    static made_object embedded() { return {std::string(24, '\0'), true}; }
     static made_object part() { return made_object(std::string(8, '\0')); }
 
     /// Any entry.
@@ -68,10 +63,12 @@ public:
     made_object& narrow(std::uint32_t tag, const std::string& text) { return value(tag, text, 1); }
     made_object& recipient(std::uint32_t number, const made_object& part)
     {
+        count(8, number);
         return storage(msg::numbered_name(msg::recipient_prefix, number), part.build());
     }
     made_object& attachment(std::uint32_t number, const made_object& part)
     {
+        count(12, number);
         return storage(msg::numbered_name(msg::attachment_prefix, number), part.build());
     }
     made_object& class_id(const GUID& id)
@@ -88,16 +85,25 @@ public:
     }
 
 private:
-    static std::string counts(std::uint32_t recipients, std::uint32_t attachments)
+    made_object(std::string header, bool counts)
+        : list_(std::move(header))
+        , counts_(counts)
+    {}
+
+    /// The next number is at `offset`, the count two numbers on.
+    void count(std::size_t offset, std::uint32_t number)
     {
-        std::string header(8, '\0');
-        for (const std::uint32_t number : {recipients, attachments, recipients, attachments}) {
-            msg::append_u32(header, number);
+        if (counts_) {
+            std::string next;
+            msg::append_u32(next, std::max(msg::u32_at(list_, offset), number + 1));
+            std::string sum;
+            msg::append_u32(sum, msg::u32_at(list_, offset + 8) + 1);
+            list_.replace(offset, 4, next).replace(offset + 8, 4, sum);
         }
-        return header;
     }
 
     std::string list_;
+    bool counts_ = false;
     storage_tree tree_;
 };
 
@@ -256,8 +262,15 @@ protected:
         msg::write_compound_file(*contents, place(name));
         return place(name);
     }
-    std::filesystem::path make(const made_object& object, const std::string& name = "mail.msg") const
+    /// Adds the mapping of names that every message file has.
+    std::filesystem::path make(made_object object, const std::string& name = "mail.msg") const
     {
+        object.storage(std::string(msg::names_storage),
+                       std::make_shared<storage_tree>(storage_tree{{},
+                                                                   {{"__substg1.0_00020102", bytes_of({})},
+                                                                    {"__substg1.0_00030102", bytes_of({})},
+                                                                    {"__substg1.0_00040102", bytes_of({})}},
+                                                                   {}}));
         return make(object.build(), name);
     }
     static message_record read(const std::filesystem::path& file)
