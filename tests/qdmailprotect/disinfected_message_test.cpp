@@ -133,6 +133,19 @@ TEST_F(disinfected_message, has_the_scanners_page_for_its_condemned_body)
                       }));
 }
 
+TEST_F(disinfected_message, gives_an_attached_message_up_as_a_whole)
+{
+    message.attach_message(0, L"forwarded", L"evil inside");
+    answer(ScanResult::Clean); // the body outside
+    answer(ScanResult::Clean); // the body inside
+    answer_blocked("<p>the sheet is gone</p>");
+    EXPECT_EQ(open(message), S_OK);
+    EXPECT_EQ(scans().size(), 3U) << "the attached message goes over the wire twice";
+    EXPECT_EQ(message.attachments(), (texts{"1 forwarded.htm"}));
+    EXPECT_EQ(message.value(1, PR_ATTACH_DATA_BIN), "<p>the sheet is gone</p>");
+    EXPECT_EQ(message.value(PR_SUBJECT_W), NewSubject);
+}
+
 TEST_F(disinfected_message, that_was_judged_clean_is_unchanged_but_for_its_verdict)
 {
     message.attach(0, L"sound.txt", "sound");

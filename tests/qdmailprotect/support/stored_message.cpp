@@ -70,6 +70,20 @@ void stored_message::attach(std::uint32_t number, std::wstring_view name, const 
     record_.attachments[number] = file_attachment(name, contents);
 }
 
+void stored_message::attach_message(std::uint32_t number, std::wstring_view subject, std::wstring_view text)
+{
+    host::message_record inner;
+    inner.store = record_.store;
+    inner.properties->set(PR_SUBJECT_W, host::property_value::of_text(subject));
+    inner.properties->set(PR_BODY_W, host::property_value::of_text(text));
+    inner.properties->set(PR_NATIVE_BODY_INFO, host::property_value::of_long(1));
+    host::attachment_record attachment;
+    attachment.properties->set(PR_ATTACH_METHOD, host::property_value::of_long(ATTACH_EMBEDDED_MSG));
+    attachment.properties->set(PR_DISPLAY_NAME_W, host::property_value::of_text(subject));
+    attachment.embedded = std::make_shared<const host::message_record>(std::move(inner));
+    record_.attachments[number] = std::move(attachment);
+}
+
 void stored_message::never_scanned(std::uint32_t number)
 {
     record_.attachments.at(number).properties->set(PR_ATTACH_METHOD, host::property_value::of_long(ATTACH_BY_REF_ONLY));

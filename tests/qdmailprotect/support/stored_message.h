@@ -34,6 +34,8 @@ public:
                             std::shared_ptr<host::store_context> store = nullptr);
 
     void attach(std::uint32_t number, std::wstring_view name, const std::string& contents);
+    /// Attaches a message with a subject and a plain body.
+    void attach_message(std::uint32_t number, std::wstring_view subject, std::wstring_view text);
     /// Makes an attachment one that the check skips, a link to a file elsewhere.
     void never_scanned(std::uint32_t number);
     void set_text(ULONG tag, std::wstring_view text);

@@ -184,6 +184,13 @@ HRESULT STDMETHODCALLTYPE traced_stream::Clone(IStream** clone)
     return fails("Clone", result) ? result : inner_->Clone(clone);
 }
 
+HRESULT STDMETHODCALLTYPE traced_table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows)
+{
+    HRESULT result = S_OK;
+    *rows = nullptr;
+    return fails("QueryRows " + std::to_string(count), result) ? result : inner_->QueryRows(count, flags, rows);
+}
+
 template <typename Inner, typename... Interfaces>
 HRESULT STDMETHODCALLTYPE traced_prop<Inner, Interfaces...>::SaveChanges(ULONG flags)
 {
@@ -220,12 +227,23 @@ HRESULT STDMETHODCALLTYPE traced_prop<Inner, Interfaces...>::OpenProperty(ULONG 
     }
     ComPtr<IUnknown> opened;
     result = inner_->OpenProperty(tag, iid, options, flags, Receive(opened));
-    ComPtr<IStream> stream;
-    if (opened && SUCCEEDED(Query(opened.get(), IID_IStream, stream))) {
-        opened = ComPtr<IUnknown>(MakeCom<traced_stream>(trace_, name_ + "." + hex_tag(tag), std::move(stream)));
-    }
-    *object = opened.detach();
+    *object = wrap_opened(tag, std::move(opened)).detach();
     return result;
+}
+
+template <typename Inner, typename... Interfaces>
+ComPtr<IUnknown> traced_prop<Inner, Interfaces...>::wrap_opened(ULONG tag, ComPtr<IUnknown> opened)
+{
+    const std::string name = name_ + "." + hex_tag(tag);
+    ComPtr<IStream> stream;
+    ComPtr<IMessage> message;
+    if (opened && SUCCEEDED(Query(opened.get(), IID_IStream, stream))) {
+        return ComPtr<IUnknown>(MakeCom<traced_stream>(trace_, name, std::move(stream)));
+    }
+    if (opened && SUCCEEDED(Query(opened.get(), IID_IMessage, message))) {
+        return ComPtr<IUnknown>(MakeCom<traced_message>(trace_, name, std::move(message))->reference());
+    }
+    return opened;
 }
 
 template <typename Inner, typename... Interfaces>
@@ -291,7 +309,16 @@ ComPtr<IAttach> traced_message::wrap_attach(ULONG attach_number, ComPtr<IAttach>
 HRESULT STDMETHODCALLTYPE traced_message::GetAttachmentTable(ULONG flags, LPMAPITABLE* table)
 {
     HRESULT result = S_OK;
-    return fails("GetAttachmentTable", result) ? result : inner_->GetAttachmentTable(flags, table);
+    *table = nullptr;
+    if (fails("GetAttachmentTable", result)) {
+        return result;
+    }
+    ComPtr<IMAPITable> opened;
+    result = inner_->GetAttachmentTable(flags, Receive(opened));
+    if (opened) {
+        *table = MakeCom<traced_table>(trace_, name_ + ".table", std::move(opened)).detach();
+    }
+    return result;
 }
 
 HRESULT STDMETHODCALLTYPE traced_message::OpenAttach(ULONG attach_number, LPCIID iid, ULONG flags, LPATTACH* attach)

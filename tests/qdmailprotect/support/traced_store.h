@@ -94,7 +94,50 @@ private:
     ComPtr<IStream> inner_;
 };
 
-/// IMAPIProp over an object of the store; streams that it opens are wrapped, other objects are handed on as they are.
+/// A table of the store; only the rows can be asked for.
+class traced_table final : public ComObject<IMAPITable>, private traced
+{
+public:
+    traced_table(store_trace& trace, std::string name, ComPtr<IMAPITable> inner)
+        : traced(trace, std::move(name))
+        , inner_(std::move(inner))
+    {}
+
+    HRESULT STDMETHODCALLTYPE GetLastError(HRESULT, ULONG, LPMAPIERROR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Advise(ULONG, LPMAPIADVISESINK, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Unadvise(ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetStatus(ULONG*, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetColumns(LPSPropTagArray, ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE QueryColumns(ULONG, LPSPropTagArray*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetRowCount(ULONG, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SeekRow(BOOKMARK, LONG, LONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SeekRowApprox(ULONG, ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE QueryPosition(ULONG*, ULONG*, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE FindRow(LPSRestriction, BOOKMARK, ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Restrict(LPSRestriction, ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE CreateBookmark(BOOKMARK*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE FreeBookmark(BOOKMARK) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SortTable(LPSSortOrderSet, ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE QuerySortOrder(LPSSortOrderSet*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE QueryRows(LONG count, ULONG flags, LPSRowSet* rows) override;
+    HRESULT STDMETHODCALLTYPE Abort() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE ExpandRow(ULONG, LPBYTE, ULONG, ULONG, LPSRowSet*, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE CollapseRow(ULONG, LPBYTE, ULONG, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE WaitForCompletion(ULONG, ULONG, ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetCollapseState(ULONG, ULONG, LPBYTE, ULONG*, LPBYTE*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetCollapseState(ULONG, ULONG, LPBYTE, BOOKMARK*) override { return E_NOTIMPL; }
+
+protected:
+    void* FindInterface(REFIID iid) override
+    {
+        return iid == IID_IUnknown || iid == IID_IMAPITable ? static_cast<IMAPITable*>(this) : nullptr;
+    }
+
+private:
+    ComPtr<IMAPITable> inner_;
+};
+
+/// IMAPIProp over an object of the store; the streams and messages that it opens are wrapped.
 template <typename Inner, typename... Interfaces>
 class traced_prop : public ComObject<Interfaces...>, protected traced
 {
@@ -130,6 +173,8 @@ protected:
         : traced(trace, std::move(name))
         , inner_(std::move(inner))
     {}
+    /// The object that an opened property is shown as.
+    ComPtr<IUnknown> wrap_opened(ULONG tag, ComPtr<IUnknown> opened);
 
     ComPtr<Inner> inner_;
 };
@@ -147,7 +192,7 @@ protected:
 };
 
 /// A message of the store, which may be the wrapper of an encrypted one. Its attachments are called "attach" and their
-/// number. Tables are handed on as they are.
+/// number, its tables "table".
 class traced_message final : public traced_prop<IMessage, IMessage, ISecuredMessage>
 {
 public:
