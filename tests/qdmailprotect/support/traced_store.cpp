@@ -184,6 +184,12 @@ HRESULT STDMETHODCALLTYPE traced_stream::Clone(IStream** clone)
     return fails("Clone", result) ? result : inner_->Clone(clone);
 }
 
+HRESULT STDMETHODCALLTYPE traced_table::SetColumns(LPSPropTagArray tags, ULONG flags)
+{
+    HRESULT result = S_OK;
+    return fails("SetColumns", result) ? result : inner_->SetColumns(tags, flags);
+}
+
 HRESULT STDMETHODCALLTYPE traced_table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows)
 {
     HRESULT result = S_OK;

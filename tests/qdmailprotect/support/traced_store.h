@@ -94,7 +94,7 @@ private:
     ComPtr<IStream> inner_;
 };
 
-/// A table of the store; only the rows can be asked for.
+/// A table of the store; only the rows can be asked for, by columns of choice.
 class traced_table final : public ComObject<IMAPITable>, private traced
 {
 public:
@@ -107,7 +107,7 @@ public:
     HRESULT STDMETHODCALLTYPE Advise(ULONG, LPMAPIADVISESINK, ULONG*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Unadvise(ULONG) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetStatus(ULONG*, ULONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetColumns(LPSPropTagArray, ULONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetColumns(LPSPropTagArray tags, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE QueryColumns(ULONG, LPSPropTagArray*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetRowCount(ULONG, ULONG*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE SeekRow(BOOKMARK, LONG, LONG*) override { return E_NOTIMPL; }
