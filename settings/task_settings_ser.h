@@ -61,9 +61,11 @@ template <typename Tree, typename Key, typename T>
 void Read(const Tree& tree, const Key& key, std::vector<T>& list)
 {
     const auto items = tree.GetArray(key);
-    std::vector<T> fresh(items->Size());
-    for (std::size_t index = 0; index < fresh.size(); ++index) {
-        Read(*items, index, fresh[index]);
+    std::vector<T> fresh; // grows as the items prove good: a record takes far more memory than the least item of a blob
+    for (std::size_t index = 0; index < items->Size(); ++index) {
+        T item{};
+        Read(*items, index, item);
+        fresh.push_back(std::move(item));
     }
     list = std::move(fresh);
 }

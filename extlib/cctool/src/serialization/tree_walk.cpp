@@ -47,8 +47,8 @@ private:
     /// An array or container that waits for more elements.
     struct Open
     {
-        Items* items; ///< of an array, otherwise null
-        Entries* entries;
+        Items* items;     ///< of an array
+        Entries* entries; ///< of a container, otherwise null
         std::uint64_t left;
     };
 
@@ -91,11 +91,11 @@ private:
             return false;
         }
         Value& value = *created;
-        if (open.items != nullptr) {
-            open.items->push_back(std::move(created));
-        } else {
+        if (open.entries != nullptr) {
             // At the end is where it belongs in a blob that keeps the order.
             open.entries->insert_or_assign(open.entries->end(), tag, std::move(created));
+        } else {
+            open.items->push_back(std::move(created));
         }
         switch (type) {
         case TypeCode::Array:
