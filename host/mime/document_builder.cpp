@@ -291,13 +291,13 @@ private:
         ComPtr<IUnknown> opened;
         const HRESULT result =
             attachment.object->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, Receive(opened));
-        if (result == MAPI_E_NOT_FOUND) {
+        if (result == MAPI_E_NOT_FOUND || (SUCCEEDED(result) && !opened)) {
             return nullptr;
         }
         ComPtr<IMessage> inner;
         const HRESULT queried = FAILED(result) ? result : Query(opened.get(), IID_IMessage, inner);
-        if (FAILED(queried)) {
-            throw ComError(queried);
+        if (FAILED(queried) || !inner) {
+            throw ComError(FAILED(queried) ? queried : E_FAIL);
         }
         const attachment_record* record = kept_attachment(attachment.number);
         const auto document = owner_.build(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);

@@ -1,9 +1,11 @@
 #include "host/mime/header_properties.h"
 
 #include "host/mime/charset_text.h"
+#include "host/mime/encoded_words.h"
 #include "host/store/tags.h"
 #include "tool/system/conversions.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace host {
@@ -37,11 +39,27 @@ void set_time(message_record& record, std::uint32_t tag, GDateTime* date)
     }
 }
 
+/// The text on one line: where it was folded, one blank.
+std::wstring unfolded(const std::wstring& text)
+{
+    constexpr std::wstring_view blanks = L" \t\r\n";
+    std::wstring result;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find_first_of(blanks, start), text.size());
+        const std::size_t next = std::min(text.find_first_not_of(blanks, end), text.size());
+        const std::wstring between = text.substr(end, next - end);
+        result += text.substr(start, end - start);
+        result += between.find(L'\n') == std::wstring::npos ? between : L" ";
+        start = next;
+    }
+    return result;
+}
+
 std::wstring name_of(InternetAddress* address)
 {
     const char* name = internet_address_get_name(address);
     if (name && *name) {
-        return to_wide(name);
+        return unfolded(to_wide(name));
     }
     return INTERNET_ADDRESS_IS_MAILBOX(address)
                ? to_wide(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))
@@ -187,6 +205,9 @@ void set_content_type(GMimeMessage* message, message_record& record)
 
 void set_header_properties(GMimeMessage* message, message_record& record)
 {
+    const glib_text headers(g_mime_object_get_headers(GMIME_OBJECT(message), nullptr));
+    set_text(record, PR_TRANSPORT_MESSAGE_HEADERS_W, to_wide(to_utf8(text_of(headers.get()), {})));
+    join_encoded_words(GMIME_OBJECT(message));
     set_subject(message, record);
     set_sender(message, record);
     set_recipients(message, record);
@@ -194,8 +215,6 @@ void set_header_properties(GMimeMessage* message, message_record& record)
     set_identifiers(message, record);
     set_importance(message, record);
     set_content_type(message, record);
-    const glib_text headers(g_mime_object_get_headers(GMIME_OBJECT(message), nullptr));
-    set_text(record, PR_TRANSPORT_MESSAGE_HEADERS_W, to_wide(to_utf8(text_of(headers.get()), {})));
 }
 
 } // namespace host

@@ -58,15 +58,36 @@ std::string folded(std::string_view text)
     return result + '\n';
 }
 
-/// How much of UTF-8 text fits into one encoded word, whole characters only.
-std::size_t word_size(std::string_view utf8)
+bool begins_character(std::string_view utf8, std::size_t at)
+{
+    return at == utf8.size() || (static_cast<unsigned char>(utf8[at]) & 0xC0U) != 0x80U;
+}
+
+/// Takes the next encoded word off the front. Only the last base64 word is padded, because there are readers that stop
+/// at padding; where whole characters don't come out even, the first of them is a word of its own, in the other
+/// encoding.
+std::string take_word(std::string_view& utf8)
 {
     constexpr std::size_t most = 45; // 60 characters of base64
     std::size_t size = std::min(utf8.size(), most);
-    while (size > 1 && size < utf8.size() && (static_cast<unsigned char>(utf8[size]) & 0xC0U) == 0x80U) {
-        --size;
+    if (size < utf8.size()) {
+        while (size > 0 && !begins_character(utf8, size)) {
+            size -= 3;
+        }
     }
-    return size;
+    if (size > 0) {
+        std::string word = "=?utf-8?B?" + base64_encode(utf8.substr(0, size)) + "?=";
+        utf8.remove_prefix(size);
+        return word;
+    }
+    std::string word = "=?utf-8?Q?";
+    do {
+        static constexpr std::string_view digits = "0123456789ABCDEF";
+        const auto byte = static_cast<unsigned char>(utf8.front());
+        word += {'=', digits[byte >> 4U], digits[byte & 0x0FU]};
+        utf8.remove_prefix(1);
+    } while (!begins_character(utf8, 0));
+    return word + "?=";
 }
 
 } // namespace
@@ -105,10 +126,8 @@ std::string header_words(std::string_view utf8)
     }
     std::string result;
     while (!utf8.empty()) {
-        const std::size_t size = word_size(utf8);
         result += result.empty() ? " " : "\n ";
-        result += "=?utf-8?B?" + base64_encode(utf8.substr(0, size)) + "?=";
-        utf8.remove_prefix(size);
+        result += take_word(utf8);
     }
     return result + '\n';
 }

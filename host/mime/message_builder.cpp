@@ -3,6 +3,7 @@
 #include "host/mime/attachment_names.h"
 #include "host/mime/calendar.h"
 #include "host/mime/charset_text.h"
+#include "host/mime/encoded_words.h"
 #include "host/mime/header_properties.h"
 #include "host/mime/own_headers.h"
 #include "host/mime/part_content.h"
@@ -165,6 +166,7 @@ void message_builder::take_calendar(GMimePart* part)
 void message_builder::set_attachment_names(GMimeObject* part, const std::wstring& fallback,
                                            attachment_record& attachment)
 {
+    join_encoded_words(part);
     const char* told = GMIME_IS_PART(part) ? g_mime_part_get_filename(GMIME_PART(part)) : nullptr;
     if (!told) {
         told = g_mime_object_get_content_disposition_parameter(part, "filename");

@@ -97,8 +97,8 @@ ComPtr<IStream> property_stream(IMAPIProp& object, std::uint32_t tag)
     }
     ComPtr<IStream> stream;
     const HRESULT queried = FAILED(result) ? result : Query(opened.get(), IID_IStream, stream);
-    if (FAILED(queried)) {
-        throw ComError(queried);
+    if (FAILED(queried) || !stream) {
+        throw ComError(FAILED(queried) ? queried : E_FAIL);
     }
     return stream;
 }

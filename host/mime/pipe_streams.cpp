@@ -33,16 +33,19 @@ pipe_end& end_of(void* stream)
     return *static_cast<HostPipeStream*>(stream)->end;
 }
 
-/// The border to the C library: what `work` raises is kept, and the library gets its own way of telling.
+/// The border to the C library: what `work` raises is kept, and the library gets its own way of telling. Behind a
+/// failure nothing more is done, however the library goes on.
 template <typename Work>
 auto kept(pipe_end& end, Work&& work) noexcept -> decltype(work())
 {
+    if (end.failure->first) {
+        errno = EIO;
+        return -1;
+    }
     try {
         return work();
     } catch (...) {
-        if (!end.failure->first) {
-            end.failure->first = std::current_exception();
-        }
+        end.failure->first = std::current_exception();
         errno = EIO;
         return -1;
     }

@@ -218,7 +218,7 @@ bool parse_value(std::string_view text, std::uint32_t type, property_value& valu
 std::string percent_encode(std::string_view text)
 {
     static constexpr std::string_view digits = "0123456789ABCDEF";
-    static constexpr std::string_view encoded = "%;,/=\"\\()<>"; // marks of the list, and of header syntax
+    static constexpr std::string_view encoded = "%;,/#=\"\\()<>"; // marks of the list, and of header syntax
     std::string result;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);

@@ -24,7 +24,7 @@ void quoted_printable::append(std::string_view text, std::string& out)
 
 void quoted_printable::finish(std::string& out)
 {
-    put_blank(true, out);
+    put_blank(!cr_, out);
     if (cr_) {
         put_code('\r', out);
         cr_ = false;

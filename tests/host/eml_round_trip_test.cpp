@@ -2,38 +2,17 @@
 // leaves, and what no mail ever looked like.
 
 #include "host/files/mailbox.h"
-#include "host/mime/message_writer.h"
-#include "host/opening/snapshot.h"
-#include "tests/host/mime_fixture.h"
-#include "tests/host/store_fixture.h"
+#include "tests/host/document_fixture.h"
 #include "tests/host/temporary_folder.h"
 #include "tool/system/conversions.h"
 
 #include <cstdlib>
-#include <random>
+#include <map>
 
 namespace host::test {
 namespace {
 
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
-
-std::string document(const message_record& message, bool keep_properties = true, bool include_bcc = true)
-{
-    std::string text;
-    write_mime(message, {include_bcc, keep_properties}, [&text](std::string_view piece) { text.append(piece); });
-    return text;
-}
-
-message_record read_saved(const std::string& text, written_by author = written_by::this_program)
-{
-    return read_message(bytes_of(text), "saved", std::make_shared<store_context>(), author);
-}
-
-std::string snapshot_text(const message_record& message)
-{
-    digest_cache digests;
-    return to_json(take_snapshot(message), digests).dump(1);
-}
 
 /// The name of an identifier that may differ from store to store.
 std::string stable_name(std::uint32_t tag, const name_table& names)
@@ -90,11 +69,11 @@ void expect_same(const message_record& left, const message_record& right, const 
 
 void expect_round_trip(const message_record& message, const std::string& what)
 {
-    const std::string text = document(message);
+    const std::string text = saved_document(message);
     const message_record again = read_saved(text);
     EXPECT_EQ(snapshot_text(message), snapshot_text(again)) << what;
     expect_same(message, again, what);
-    EXPECT_EQ(text, document(again)) << what << ": written again it is the same file";
+    EXPECT_EQ(text, saved_document(again)) << what << ": written again it is the same file";
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = text.find('\n', start);
         ASSERT_NE(end, std::string::npos) << what << ": the last line has no end";

@@ -1,5 +1,6 @@
 // mail_copy IN OUT: reads every message of a folder and writes it to OUT as a file of this program's, NAME.eml, and as
-// the document that the converter session makes of it, NAME.mime. Prints one JSON object a line: what the message shows.
+// the document that the converter session makes of it, NAME.mime. Prints one JSON object a line: what the message
+// shows.
 
 #include "host/files/mailbox.h"
 #include "host/mime/message_reader.h"

@@ -159,5 +159,28 @@ TEST(Readable, IsWhatHasOneHeaderBehindBlankOrEnvelopeLines)
     EXPECT_NO_THROW(read("X : y\n\n"));
 }
 
+TEST(MailHeaders, ReadARowOfPaddedWordsToItsEnd)
+{
+    const auto message = read("Subject: =?utf-8?B?w7w=?=\n =?UTF-8?b?w7w=?= =?utf-8?B?eA==?= and =?utf-8?B?w7w=?=\n"
+                              "From: =?utf-8?B?w4Q=?=\n =?utf-8?B?w7w=?= <a@b>\n"
+                              "To: =?utf-8?B?w4Q=?= =?utf-8?B?w7w=?= <c@d>, =?utf-8?B?w7w=?= <e@f>\n\ntext\n");
+    EXPECT_EQ(L"\u00FC\u00FCx and \u00FC", wide(message, PR_SUBJECT_W));
+    EXPECT_EQ(L"\u00C4\u00FC", wide(message, PR_SENDER_NAME_W));
+    EXPECT_EQ(L"\u00C4\u00FC; \u00FC", wide(message, PR_DISPLAY_TO_W));
+    EXPECT_NE(std::wstring::npos, wide(message, PR_TRANSPORT_MESSAGE_HEADERS_W).find(L"=?UTF-8?b?w7w=?="));
+}
+
+TEST(MailHeaders, ReadANameThatIsFolded)
+{
+    const auto message = read("From: \"The  Board\n\tof Directors\" <a@b>\n\ntext\n");
+    EXPECT_EQ(L"The  Board of Directors", wide(message, PR_SENDER_NAME_W));
+}
+
+TEST(MailHeaders, ReadACharacterThatIsCutBetweenTwoWords)
+{
+    const auto message = read("Subject: =?utf-8?B?4oI=?= =?utf-8?B?rA==?=\n\ntext\n");
+    EXPECT_EQ(L"\u20AC", wide(message, PR_SUBJECT_W));
+}
+
 } // namespace
 } // namespace host::test

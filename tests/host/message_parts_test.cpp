@@ -442,5 +442,15 @@ TEST(CharacterSets, AreConverted)
     EXPECT_EQ("", to_utf8("", "utf-8"));
 }
 
+TEST(MessageParts, ReadANameInARowOfPaddedWordsToItsEnd)
+{
+    const auto message =
+        read("MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=x\n\n--x\n"
+             "Content-Type: application/pdf\n"
+             "Content-Disposition: attachment;\n filename=\"=?utf-8?B?w4Q=?=\n =?utf-8?B?w7wucGRm?=\"\n"
+             "\ncontents\n--x--\n");
+    EXPECT_EQ(L"\u00C4\u00FC.pdf", wide(attachment(message, 0), PR_ATTACH_LONG_FILENAME_W));
+}
+
 } // namespace
 } // namespace host::test
