@@ -36,12 +36,12 @@ private:
             : owner_(owner)
             , real_(std::move(real))
         {}
-        scan(const scan&) = delete;
-        scan& operator=(const scan&) = delete;
-        ~scan() override { owner_.objects_ += has_bytes_ ? 1 : 0; }
         bool data(std::string_view piece) override
         {
-            has_bytes_ = has_bytes_ || !piece.empty();
+            if (!counted_ && !piece.empty()) {
+                counted_ = true; // before the verdict, so that who has it finds the object counted
+                ++owner_.objects_;
+            }
             return real_->data(piece);
         }
         [[nodiscard]] service::verdict finish(web::io_data& object) override { return real_->finish(object); }
@@ -49,7 +49,7 @@ private:
     private:
         counting_engine& owner_;
         std::unique_ptr<service::object_scan> real_;
-        bool has_bytes_ = false;
+        bool counted_ = false;
     };
 
     std::shared_ptr<service::scan_engine> real_;
