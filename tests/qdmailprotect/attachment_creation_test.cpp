@@ -116,6 +116,22 @@ TEST_F(attachment_creation, of_text_fails_without_an_attachment)
     EXPECT_EQ(message.attachments(), texts{});
 }
 
+TEST_F(attachment_creation, does_not_use_an_attachment_or_contents_that_come_with_a_failure)
+{
+    trace.deny("message.CreateAttach", MAPI_E_NO_ACCESS);
+    EXPECT_EQ(add_text(), E_FAIL);
+    EXPECT_EQ(add_binary(), E_FAIL);
+    EXPECT_EQ(trace.calls().size(), 2U);
+    trace.clear();
+    trace.deny("attach2.OpenProperty", MAPI_E_NO_ACCESS);
+    trace.deny("attach3.OpenProperty", MAPI_E_NO_ACCESS);
+    EXPECT_EQ(add_text(), E_NOINTERFACE);
+    EXPECT_EQ(add_binary(), E_NOINTERFACE);
+    EXPECT_TRUE(trace.calls("attach2.37010102").empty());
+    EXPECT_TRUE(trace.calls("attach3.37010102").empty());
+    EXPECT_EQ(message.attachments(), texts{});
+}
+
 TEST_F(attachment_creation, of_text_fails_without_its_contents_and_keeps_nothing)
 {
     trace.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);

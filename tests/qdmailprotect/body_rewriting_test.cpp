@@ -234,6 +234,14 @@ TEST_F(body_rewriting, gives_up_where_the_store_claims_success_without_an_object
     EXPECT_EQ(test::leveled(log).size(), 3U);
 }
 
+TEST_F(body_rewriting, does_not_use_an_object_that_comes_with_a_failure)
+{
+    trace.deny("message.OpenProperty", MAPI_E_NO_ACCESS);
+    EXPECT_FALSE(modify());
+    EXPECT_EQ(test::leveled(log).back(), "200 Failed to open mail body");
+    EXPECT_TRUE(trace.calls("message.10130102").empty());
+}
+
 TEST_F(body_rewriting, gives_up_without_a_stream)
 {
     trace.fail("message.10130102.QueryInterface", E_NOINTERFACE);

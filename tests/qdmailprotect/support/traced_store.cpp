@@ -14,6 +14,11 @@ std::string hex_tag(ULONG tag)
     return std::string(8 - digits.size(), '0') + digits;
 }
 
+bool begins_with(const std::string& text, const std::string& start)
+{
+    return text.compare(0, start.size(), start) == 0;
+}
+
 std::string number(std::uint64_t value)
 {
     return std::to_string(value);
@@ -68,6 +73,16 @@ void store_trace::fail_nth(std::size_t n, HRESULT result)
     result_ = result;
 }
 
+HRESULT store_trace::answer(const std::string& operation, HRESULT real) const
+{
+    for (const auto& [start, denial] : denials_) {
+        if (begins_with(operation, start)) {
+            return denial;
+        }
+    }
+    return real;
+}
+
 bool store_trace::fails(const std::string& operation, HRESULT& result)
 {
     calls_.push_back(operation);
@@ -76,7 +91,7 @@ bool store_trace::fails(const std::string& operation, HRESULT& result)
         return true;
     }
     for (const auto& [start, scripted] : failures_) {
-        if (operation.compare(0, start.size(), start) == 0) {
+        if (begins_with(operation, start)) {
             result = scripted;
             return true;
         }
@@ -88,7 +103,7 @@ std::vector<std::string> store_trace::calls(const std::string& start) const
 {
     std::vector<std::string> found;
     std::copy_if(calls_.begin(), calls_.end(), std::back_inserter(found),
-                 [&](const std::string& call) { return call.compare(0, start.size(), start) == 0; });
+                 [&](const std::string& call) { return begins_with(call, start); });
     return found;
 }
 
@@ -96,6 +111,7 @@ void store_trace::clear()
 {
     calls_.clear();
     failures_.clear();
+    denials_.clear();
     failing_ = 0;
 }
 
@@ -227,14 +243,15 @@ HRESULT STDMETHODCALLTYPE traced_prop<Inner, Interfaces...>::OpenProperty(ULONG 
 {
     HRESULT result = S_OK;
     *object = nullptr;
-    if (fails("OpenProperty " + hex_tag(tag) + " " + interface_text(*iid) + " " + number(options) + " " + number(flags),
-              result)) {
+    const std::string operation =
+        "OpenProperty " + hex_tag(tag) + " " + interface_text(*iid) + " " + number(options) + " " + number(flags);
+    if (fails(operation, result)) {
         return result;
     }
     ComPtr<IUnknown> opened;
     result = inner_->OpenProperty(tag, iid, options, flags, Receive(opened));
     *object = wrap_opened(tag, std::move(opened)).detach();
-    return result;
+    return answer(operation, result);
 }
 
 template <typename Inner, typename... Interfaces>
@@ -344,13 +361,14 @@ HRESULT STDMETHODCALLTYPE traced_message::CreateAttach(LPCIID iid, ULONG flags, 
 {
     HRESULT result = S_OK;
     *attach = nullptr;
-    if (fails(std::string("CreateAttach ") + (iid ? "iid " : "null ") + number(flags), result)) {
+    const std::string operation = std::string("CreateAttach ") + (iid ? "iid " : "null ") + number(flags);
+    if (fails(operation, result)) {
         return result;
     }
     ComPtr<IAttach> created;
     result = inner_->CreateAttach(iid, flags, attach_number, Receive(created));
     *attach = wrap_attach(*attach_number, std::move(created)).detach();
-    return result;
+    return answer(operation, result);
 }
 
 HRESULT STDMETHODCALLTYPE traced_message::DeleteAttach(ULONG attach_number, ULONG ui, LPMAPIPROGRESS progress,

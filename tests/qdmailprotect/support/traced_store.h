@@ -26,8 +26,14 @@ public:
     /// The same for each operation whose text begins with `start`.
     void fail(std::string start, HRESULT result) { failures_[std::move(start)] = result; }
 
+    /// OpenProperty and CreateAttach, where their text begins with `start`, are passed on and yet answered with
+    /// `result`: a store that hands out an object together with a failure.
+    void deny(std::string start, HRESULT result) { denials_[std::move(start)] = result; }
+
     /// Notes an operation; true, with its `result`, if it is to fail.
     bool fails(const std::string& operation, HRESULT& result);
+    /// The answer of an operation that was passed on.
+    [[nodiscard]] HRESULT answer(const std::string& operation, HRESULT real) const;
     /// The operations so far: the object's name, the operation, its arguments.
     [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
     /// Those that begin with `start`.
@@ -40,6 +46,7 @@ public:
 private:
     std::vector<std::string> calls_;
     std::map<std::string, HRESULT> failures_;
+    std::map<std::string, HRESULT> denials_;
     std::size_t failing_ = 0; ///< number of operations at which the n-th fails; 0 for none
     HRESULT result_ = S_OK;
 };
@@ -60,6 +67,11 @@ protected:
     }
     ~traced() { --trace_.alive; }
     bool fails(const std::string& operation, HRESULT& result) { return trace_.fails(name_ + "." + operation, result); }
+
+    [[nodiscard]] HRESULT answer(const std::string& operation, HRESULT real) const
+    {
+        return trace_.answer(name_ + "." + operation, real);
+    }
 
     store_trace& trace_;
     std::string name_;
