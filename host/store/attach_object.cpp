@@ -2,6 +2,7 @@
 
 #include "host/store/guard.h"
 #include "host/store/message_object.h"
+#include "host/store/storage_object.h"
 
 #include <utility>
 
@@ -56,9 +57,26 @@ HRESULT attach_object::SaveChanges(ULONG flags)
     });
 }
 
+HRESULT attach_object::open_storage(ULONG flags, IUnknown** object) const
+{
+    if ((flags & (MAPI_MODIFY | MAPI_CREATE)) != 0) {
+        return MAPI_E_NO_SUPPORT;
+    }
+    const property_value* value = access_.bag().find(PROP_ID(PR_ATTACH_DATA_OBJ));
+    const auto* storage = value ? std::get_if<storage_ptr>(&value->data) : nullptr;
+    if (!storage) {
+        return MAPI_E_NOT_FOUND;
+    }
+    *object = make_storage_object(*storage).detach();
+    return S_OK;
+}
+
 HRESULT attach_object::open_object(ULONG tag, REFIID iid, ULONG flags, IUnknown** object)
 {
     return guarded([&] {
+        if (tag == PR_ATTACH_DATA_OBJ && iid == IID_IStorage) {
+            return open_storage(flags, object);
+        }
         if (tag != PR_ATTACH_DATA_OBJ || !(iid == IID_IMessage)) {
             return HRESULT{MAPI_E_INTERFACE_NOT_SUPPORTED};
         }

@@ -38,6 +38,9 @@ private:
         const attach_object& owner_;
     };
 
+    /// The storage of an OLE object, to be looked into only.
+    HRESULT open_storage(ULONG flags, IUnknown** object) const;
+
     std::uint32_t number_;
     std::shared_ptr<attachment_record> record_; ///< shared with open messages inside, which commit to it
     attachment_commit commit_;

@@ -345,6 +345,36 @@ TEST_F(MsgReading, KeepsOleStoragesWhole)
     EXPECT_EQ("", rewriting_differs(file));
 }
 
+TEST_F(MsgReading, OpensOleStoragesToBeLookedInto)
+{
+    const auto inside = made_object::part().class_id(some_set).stream("CONTENTS", "abc");
+    const auto file = make(plain_message().attachment(
+        0, made_object::part()
+               .entry(PR_ATTACH_METHOD, 6)
+               .entry(PR_ATTACH_DATA_OBJ, 0xFFFFFFFF, 4)
+               .storage("__substg1.0_3701000D", made_object::part().storage("Inner", inside.build()).build())));
+    const auto message = MakeCom<message_object>(read(file), true, [](const message_record&) { return S_OK; });
+    ComPtr<IAttach> attach;
+    ASSERT_EQ(S_OK, message->OpenAttach(0, nullptr, 0, Receive(attach)));
+    ComPtr<IUnknown> opened;
+    EXPECT_EQ(MAPI_E_NOT_FOUND, attach->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, Receive(opened)));
+    EXPECT_EQ(MAPI_E_NO_SUPPORT,
+              attach->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IStorage, 0, MAPI_MODIFY, Receive(opened)));
+    ASSERT_EQ(S_OK, attach->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IStorage, 0, 0, Receive(opened)));
+    ComPtr<IStorage> storage;
+    ASSERT_EQ(S_OK, Query(opened.get(), IID_IStorage, storage));
+    ComPtr<IStorage> inner;
+    ASSERT_EQ(S_OK, storage->OpenStorage(L"INNER", nullptr, 0, nullptr, 0, Receive(inner)));
+    STATSTG stat{};
+    ASSERT_EQ(S_OK, inner->Stat(&stat, STATFLAG_NONAME));
+    EXPECT_EQ(some_set, stat.clsid);
+    ComPtr<IStream> stream;
+    EXPECT_EQ(static_cast<HRESULT>(0x80030002U), inner->OpenStream(L"other", nullptr, 0, 0, Receive(stream)));
+    ASSERT_EQ(S_OK, inner->OpenStream(L"contents", nullptr, 0, 0, Receive(stream)));
+    EXPECT_EQ("abc", read_all(stream.get()));
+    EXPECT_EQ(static_cast<HRESULT>(0x80030005U), inner->CreateStream(L"new", 0, 0, 0, Receive(stream)));
+}
+
 TEST_F(MsgReading, TakesThePageOfNarrowTextFromTheMessage)
 {
     const std::string cyrillic = winapi::conv_to_char(L"Договор", 1251);
