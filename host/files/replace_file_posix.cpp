@@ -36,7 +36,7 @@ bool create(const fs::path& file)
 
 bool is_writable(const fs::path& file)
 {
-    return ::access(file.c_str(), W_OK) == 0;
+    return ::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) == 0;
 }
 
 void sync(const fs::path& file)
