@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <set>
-#include <set>
 #include <stdexcept>
 
 namespace host::test {
