@@ -1,0 +1,136 @@
+// Outlook message files: written and read, and beside it the time that msgconvert takes for the same files.
+
+#include "host/msg/msg_file.h"
+#include "host/store/tags.h"
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using namespace host;
+
+/// A message with so many attachments of a size, as a file in a folder that goes with the object.
+class file_with
+{
+public:
+    file_with(std::int64_t attachments, std::int64_t size)
+        : folder_(std::filesystem::temp_directory_path() / ("msg_bench_" + std::to_string(::getpid())))
+        , file(folder_ / "mail.msg")
+        , message(make(attachments, static_cast<std::size_t>(size)))
+    {
+        std::filesystem::create_directories(folder_);
+        write_msg(message, file);
+        bytes = static_cast<std::int64_t>(std::filesystem::file_size(file));
+    }
+    file_with(const file_with&) = delete;
+    file_with& operator=(const file_with&) = delete;
+    ~file_with()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+
+    /// Turns the file into MIME by msgconvert, a process of its own; false when that fails.
+    [[nodiscard]] bool convert() const
+    {
+        const std::string command =
+            "msgconvert --outfile '" + (folder_ / "mail.eml").string() + "' '" + file.string() + "' >/dev/null 2>&1";
+        return std::system(command.c_str()) == 0; // NOLINT(cert-env33-c): the names are ours
+    }
+
+private:
+    static message_record make(std::int64_t attachments, std::size_t size)
+    {
+        message_record record;
+        record.properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(L"IPM.Note"));
+        record.properties->set(PR_SUBJECT_W, property_value::of_text(L"Figures"));
+        record.properties->set(0x1000001F, property_value::of_text(std::wstring(4096, L'x')));
+        std::mt19937 random(1);
+        std::string contents(size, '\0');
+        for (char& letter : contents) {
+            letter = static_cast<char>(random());
+        }
+        const bytes_ptr data = bytes_of(std::move(contents));
+        for (std::int64_t i = 0; i < attachments; ++i) {
+            attachment_record attachment;
+            attachment.properties->set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));
+            attachment.properties->set(PR_ATTACH_LONG_FILENAME_W, property_value::of_text(L"figures.bin"));
+            attachment.properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(data));
+            record.attachments.emplace(static_cast<std::uint32_t>(i), std::move(attachment));
+        }
+        return record;
+    }
+
+    std::filesystem::path folder_;
+
+public:
+    std::filesystem::path file;
+    message_record message;
+    std::int64_t bytes = 0;
+};
+
+/// Reads the contents of every attachment.
+std::uint64_t read_contents(const message_record& message)
+{
+    static std::array<char, 65536> block;
+    std::uint64_t sum = 0;
+    for (const auto& [number, attachment] : message.attachments) {
+        const auto& data = std::get<bytes_ptr>(attachment.properties->find(PROP_ID(PR_ATTACH_DATA_BIN))->data);
+        for (std::uint64_t offset = 0; offset < data->size(); offset += block.size()) {
+            sum += data->read(offset, block.data(), block.size());
+        }
+    }
+    return sum;
+}
+
+void arguments(benchmark::internal::Benchmark* bench)
+{
+    bench->Args({1, 4096})->Args({20, 100000})->Args({4, 16 << 20})->UseRealTime()->Unit(benchmark::kMillisecond);
+}
+
+/// Until everything is on the disk, so the disk's own speed counts.
+void write(benchmark::State& state)
+{
+    const file_with made(state.range(0), state.range(1));
+    for (auto _ : state) {
+        write_msg(made.message, made.file);
+    }
+    state.SetBytesProcessed(state.iterations() * made.bytes);
+}
+BENCHMARK(write)->Apply(arguments);
+
+/// All properties, and the contents of every attachment.
+void read(benchmark::State& state)
+{
+    const file_with made(state.range(0), state.range(1));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(read_contents(read_msg(made.file, std::make_shared<store_context>())));
+    }
+    state.SetBytesProcessed(state.iterations() * made.bytes);
+}
+BENCHMARK(read)->Apply(arguments);
+
+/// The same file turned into MIME by msgconvert, as a process of its own.
+void msgconvert(benchmark::State& state)
+{
+    const file_with made(state.range(0), state.range(1));
+    for (auto _ : state) {
+        if (!made.convert()) {
+            state.SkipWithError("msgconvert cannot be run or failed");
+            break;
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * made.bytes);
+}
+BENCHMARK(msgconvert)->Apply(arguments)->Iterations(3);
+
+} // namespace
+
+BENCHMARK_MAIN();
