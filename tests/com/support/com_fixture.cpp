@@ -44,7 +44,7 @@ void com_fixture::connected()
 ComPtr<host::outlook_item> com_fixture::new_item(const IID& kind)
 {
     const auto message = MakeCom<fake_message>(store);
-    message->properties.set_bytes(PR_ENTRYID, "id" + std::to_string(store.alive));
+    message->properties.set_bytes(PR_ENTRYID, "id" + std::to_string(++items_made_));
     message->properties.set_long(PR_NATIVE_BODY_INFO, 1);
     message->properties.set_bytes(PR_BODY_A, "plain text");
     return MakeCom<host::outlook_item>(kind, identity(message));

@@ -53,6 +53,9 @@ protected:
     std::shared_ptr<LocalisedStrings> strings = std::make_shared<LocalisedStrings>();
     ComPtr<host::application> outlook = MakeCom<host::application>(L"16.0.0.0");
     ComPtr<CConnect> addin;
+
+private:
+    int items_made_ = 0;
 };
 
 } // namespace test

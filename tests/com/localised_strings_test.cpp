@@ -1,0 +1,80 @@
+#include "outlook/qdmailprotect/com/localised_strings.h"
+#include "outlook/qdmailprotect/com/own_module.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint32_t NoText = 663;
+
+/// The folder of the sample of a localisation library, as a module path in it.
+std::wstring beside_the_sample()
+{
+    return (fs::path(SATELLITE_FILE).parent_path() / L"any.dll").wstring();
+}
+
+TEST(localised_strings, without_a_library_are_the_modules_own)
+{
+    LocalisedStrings strings;
+    const auto english = EnglishTexts();
+    for (const std::uint32_t id :
+         {StringResources::ModifiedSubject, StringResources::BodyLabel, StringResources::SubjectLabel}) {
+        EXPECT_FALSE(strings.Load(id).empty());
+        EXPECT_EQ(strings.Load(id), english->Load(id)) << "the resource and the built-in text are one";
+    }
+    EXPECT_EQ(strings.Load(NoText), L"");
+}
+
+TEST(localised_strings, beside_no_library_are_the_modules_own)
+{
+    LocalisedStrings strings;
+    strings.LoadLibraryBeside(L"C:\\no such folder\\postwarden.dll");
+    EXPECT_FALSE(strings.HasLibrary());
+    EXPECT_EQ(strings.Load(StringResources::BodyLabel), L"Body:");
+}
+
+TEST(localised_strings, with_a_library_are_its_texts_first)
+{
+    LocalisedStrings strings;
+    strings.LoadLibraryBeside(beside_the_sample());
+    ASSERT_TRUE(strings.HasLibrary());
+    EXPECT_EQ(strings.Load(StringResources::ModifiedSubject),
+              L"[Morvelane Ostrand 10.1] Es wurde ein sch\u00E4dliches oder anderes Objekt gefunden. Die E-Mail wurde "
+              L"ge\u00E4ndert.");
+    EXPECT_EQ(strings.Load(StringResources::BodyLabel), L"Text:");
+    EXPECT_EQ(strings.Load(StringResources::SubjectLabel), L"Betreff:");
+    EXPECT_EQ(strings.Load(NoText), L"") << "found in neither";
+    strings.FreeLibrary();
+    EXPECT_FALSE(strings.HasLibrary());
+    EXPECT_EQ(strings.Load(StringResources::SubjectLabel), L"Subject:");
+}
+
+TEST(localised_strings, take_what_the_library_lacks_from_the_module)
+{
+    LocalisedStrings strings;
+    // A system library with texts of its own, but none of these numbers.
+    const fs::path folder = fs::temp_directory_path() / L"postwarden localisation";
+    fs::create_directories(folder);
+    wchar_t system[MAX_PATH];
+    ASSERT_NE(GetSystemDirectoryW(system, MAX_PATH), 0U);
+    fs::copy_file(fs::path(system) / L"version.dll", folder / LocalisedStrings::LibraryName,
+                  fs::copy_options::overwrite_existing);
+    strings.LoadLibraryBeside((folder / L"postwarden.dll").wstring());
+    ASSERT_TRUE(strings.HasLibrary());
+    EXPECT_EQ(strings.Load(StringResources::BodyLabel), L"Body:");
+    strings.FreeLibrary();
+    fs::remove_all(folder);
+}
+
+TEST(localised_strings, are_sought_behind_the_last_separator)
+{
+    EXPECT_EQ(BesidePath(L"C:\\a\\b.dll", L"c"), L"C:\\a\\c");
+    EXPECT_EQ(BesidePath(L"C:\\a/b.dll", L"c"), L"C:\\a/c");
+    EXPECT_EQ(BesidePath(L"b.dll", L"c"), L"c");
+}
+
+} // namespace
