@@ -318,6 +318,52 @@ TEST_F(ComBrokerTest, LoadsOnManyThreadsAtOnce)
     EXPECT_FALSE(log.contains("failed"));
 }
 
+/// One call of the stand-in broker with these arguments, in their order of passing.
+HRESULT call_stand_in(DISPID id, WORD flags, std::vector<VARIANTARG> arguments, const IID& iid = IID_NULL)
+{
+    ComPtr<IDispatch> broker;
+    CLSID id_of_class{};
+    EXPECT_EQ(::CLSIDFromProgID(ComBroker::ProgId, &id_of_class), S_OK);
+    EXPECT_EQ(::CoCreateInstance(id_of_class, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, Receive(broker)), S_OK);
+    if (!broker) {
+        return E_POINTER;
+    }
+    DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
+    VARIANT answer;
+    ::VariantInit(&answer);
+    const HRESULT result = broker->Invoke(id, iid, LOCALE_USER_DEFAULT, flags, &parameters, &answer, nullptr, nullptr);
+    ::VariantClear(&answer);
+    return result;
+}
+
+VARIANTARG number(LONG value, VARTYPE type = VT_I4)
+{
+    VARIANTARG argument{};
+    argument.vt = type;
+    argument.lVal = value;
+    return argument;
+}
+
+TEST_F(ComBrokerTest, StandInAnswersItsOneCallOnly)
+{
+    const registered_broker broker;
+    serve(settings_of(1));
+    ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(1)}), S_OK);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(1)}, IID_IUnknown), DISP_E_UNKNOWNINTERFACE);
+    EXPECT_EQ(call_stand_in(1, DISPATCH_METHOD, {number(1)}), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_PROPERTYGET, {number(1)}), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {}), DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(1), number(1)}), DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(1, VT_UI4)}), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(0)}), E_INVALIDARG);
+    set_text(HKEY_CURRENT_USER, config_key, L"Answer", L"bytes");
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(1)}), S_OK);
+    set_text(HKEY_CURRENT_USER, config_key, L"Answer", L"something");
+    EXPECT_EQ(call_stand_in(2, DISPATCH_METHOD, {number(1)}), E_UNEXPECTED);
+    ::CoUninitialize();
+}
+
 constexpr CLSID own_class{0x7D6F2B11, 0x40B5, 0x4B0E, {0x8E, 0x0A, 0x3D, 0x52, 0x6C, 0x1F, 0x90, 0x11}};
 
 /// An object that answers the call as the test says.
