@@ -1,7 +1,7 @@
 #include "host/mailhost/mailhost_command.h"
 
 #include "host/files/path_text.h"
-#include "host/mailhost/class_exports.h"
+#include "host/mailhost/broker_class.h"
 #include "host/mailhost/loaded_addins.h"
 #include "host/mailhost/machine_values.h"
 #include "host/mime/converter_session.h"

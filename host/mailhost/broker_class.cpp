@@ -1,4 +1,4 @@
-#include "host/mailhost/class_exports.h"
+#include "host/mailhost/broker_class.h"
 
 #include "host/outlook/class_object.h"
 #include "host/store/guard.h"

@@ -1,0 +1,97 @@
+"""A Windows machine for tests: a Wine prefix of their own, its registry, and what runs in it."""
+
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+
+WAIT = 300  # seconds that one program may take
+
+
+class WineDesk:
+    def __init__(self, prefix):
+        self.prefix = pathlib.Path(prefix)
+        self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEDEBUG="-all", DISPLAY="",
+                                WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d")
+        if not (self.prefix / "system.reg").exists():
+            self.prefix.parent.mkdir(parents=True, exist_ok=True)
+            self.run("wineboot", "-i")
+
+    def run(self, *arguments, cwd=None):
+        """Runs a program and gives what came of it; its output as text."""
+        done = subprocess.run(["wine", *map(str, arguments)], env=self.environment, cwd=cwd, timeout=WAIT,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        done.stdout = done.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
+        done.stderr = done.stderr.decode("utf-8", "replace").replace("\r\n", "\n")
+        return done
+
+    def start(self, *arguments):
+        return subprocess.Popen(["wine", *map(str, arguments)], env=self.environment, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+
+    def stop(self):
+        subprocess.run(["wineserver", "-w"], env=self.environment, timeout=WAIT)
+
+    def registry(self, root):
+        """All keys below a root, each with its values by name; the default value has the name "@"."""
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder) / "keys.reg"
+            self.run("reg", "export", root, windows_path(file), "/y")
+            return parse_registry(file.read_text("utf-16"))
+
+    def set_text(self, key, name, text):
+        value = ["/v", name] if name else ["/ve"]
+        assert self.run("reg", "add", key, *value, "/t", "REG_SZ", "/d", text, "/f").returncode == 0
+
+    def set_number(self, key, name, number):
+        assert self.run("reg", "add", key, "/v", name, "/t", "REG_DWORD", "/d", number, "/f").returncode == 0
+
+    def remove_key(self, key):
+        return self.run("reg", "delete", key, "/f").returncode == 0
+
+
+def windows_path(path):
+    return "Z:" + str(pathlib.Path(path).resolve()).replace("/", "\\")
+
+
+def parse_registry(text):
+    keys = {}
+    values = None
+    text = text.replace("\r\n", "\n").replace("\\\n  ", "")
+    for line in text.split("\n"):
+        if line.startswith("["):
+            values = keys.setdefault(line[1:-1].split("\\", 1)[1] if "\\" in line else "", {})
+        elif "=" in line and values is not None:
+            name, value = split_value(line)
+            values[name] = value
+    return keys
+
+
+def split_value(line):
+    """ "name"="text", @=..., "name"=dword:00000003 """
+    if line.startswith("@="):
+        return "@", plain(line[2:])
+    end = 1
+    while line[end] != '"':
+        end += 2 if line[end] == "\\" else 1
+    return line[1:end].replace('\\"', '"').replace("\\\\", "\\"), plain(line[end + 2:])
+
+
+def plain(value):
+    if value.startswith('"'):
+        return value[1:-1].replace('\\"', '"').replace("\\\\", "\\")
+    if value.startswith("dword:"):
+        return int(value[6:], 16)
+    return value
+
+
+def difference(before, after):
+    """Keys that are new or hold other values, and keys that are gone."""
+    changed = {key: values for key, values in after.items() if before.get(key) != values}
+    gone = sorted(key for key in before if key not in after)
+    return changed, gone
+
+
+def json_lines(text):
+    return [json.loads(line) for line in text.splitlines() if line.startswith("{")]
