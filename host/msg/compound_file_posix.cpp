@@ -74,7 +74,7 @@ private:
 
 struct file_close
 {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
 using file_ptr = std::unique_ptr<std::FILE, file_close>;
 
@@ -144,7 +144,7 @@ void save_storage(const storage_tree& contents, const std::filesystem::path& fil
 {
     prepare_library();
     errno = 0;
-    const file_ptr target(std::fopen(file.c_str(), "wb"));
+    file_ptr target(std::fopen(file.c_str(), "wb"));
     expect(target != nullptr);
     {
         const gsf_ptr<GsfOutput> sink(gsf_output_stdio_new_FILE(file.c_str(), target.get(), TRUE));
@@ -153,6 +153,7 @@ void save_storage(const storage_tree& contents, const std::filesystem::path& fil
         expect(gsf_output_close(GSF_OUTPUT(root.get())) != FALSE);
     }
     expect(std::fflush(target.get()) == 0 && std::ferror(target.get()) == 0);
+    expect(std::fclose(target.release()) == 0);
 }
 
 } // namespace host::msg

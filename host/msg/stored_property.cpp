@@ -249,6 +249,7 @@ public:
     void operator()(const std::vector<std::wstring>& list)
     {
         std::vector<std::string> items;
+        items.reserve(list.size());
         for (const auto& text : list) {
             items.push_back(to_utf16le(text) + std::string(2, '\0'));
         }
@@ -261,6 +262,7 @@ public:
             return;
         }
         std::vector<std::string> items;
+        items.reserve(list.size());
         for (const auto& text : list) {
             items.push_back(text + '\0');
         }
