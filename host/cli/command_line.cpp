@@ -68,13 +68,6 @@ CLI::App* add_open(CLI::App& app, open_options& options, mail_options& mail)
 {
     CLI::App* command = app.add_subcommand("open", "Open messages as a mail client would, with the whole check");
     add_open_options(*command, options);
-    command
-        ->add_option("--settings", options.settings_file,
-                     "Settings as the product gives them, as a blob or as JSON: they name port and path, and each look "
-                     "at them reads the file anew")
-        ->type_name("FILE")
-        ->excludes("--port")
-        ->excludes("--uri");
     add_mail_options(*command, mail);
     command->footer(open_footer);
     return command;

@@ -81,6 +81,13 @@ void add_open_options(CLI::App& command, open_options& options)
             "they go to standard error")
         ->check(CLI::Range(0U, 600U))
         ->type_name("N");
+    command
+        .add_option("--settings", options.settings_file,
+                    "Settings as the product gives them, as a blob or as JSON: they name port and path, and each look "
+                    "at them reads the file anew")
+        ->type_name("FILE")
+        ->excludes("--port")
+        ->excludes("--uri");
 }
 
 std::string check_registry_value(const std::string& text)

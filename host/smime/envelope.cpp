@@ -3,20 +3,11 @@
 #include "host/smime/byte_bio.h"
 #include "host/smime/openssl_ptr.h"
 
-#include <algorithm>
-#include <array>
 #include <openssl/cmserr.h>
-#include <string_view>
 
 namespace host {
 
 namespace {
-
-using namespace std::string_view_literals;
-
-// Object identifiers with their tag and length: pkcs7-envelopedData and id-smime-ct-authEnvelopedData.
-constexpr std::string_view enveloped_type = "\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x03"sv;
-constexpr std::string_view authenticated_type = "\x06\x0B\x2A\x86\x48\x86\xF7\x0D\x01\x09\x10\x01\x17"sv;
 
 /// True when the session key of the envelope is there for the owner of the certificate.
 bool is_recipient(CMS_ContentInfo* content, X509* certificate)
@@ -41,19 +32,6 @@ bool is_recipient(CMS_ContentInfo* content, X509* certificate)
 }
 
 } // namespace
-
-bool looks_enveloped(const bytes& data)
-{
-    std::array<char, 32> start{};
-    const std::string_view text(start.data(), data.read(0, start.data(), start.size()));
-    if (text.size() < 2 || text[0] != '\x30') { // a sequence
-        return false;
-    }
-    const auto length = static_cast<unsigned char>(text[1]);
-    const std::size_t more = length < 0x80U ? 0 : length & 0x7FU; // bytes of a long length
-    const std::string_view type = text.substr(std::min(text.size(), 2 + more));
-    return type.starts_with(enveloped_type) || type.starts_with(authenticated_type);
-}
 
 bytes_ptr open_envelope(const bytes& envelope, const smime_identity& identity, std::string& problem)
 {

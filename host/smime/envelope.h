@@ -7,9 +7,6 @@
 
 namespace host {
 
-/// True for bytes that begin as CMS EnvelopedData or AuthEnvelopedData do, in DER or BER.
-bool looks_enveloped(const bytes& data);
-
 /// Opens CMS EnvelopedData or AuthEnvelopedData. Null when it cannot be opened whole, with the reason for people in
 /// `problem`: what came out until then is thrown away, since nothing vouches for it.
 bytes_ptr open_envelope(const bytes& envelope, const smime_identity& identity, std::string& problem);

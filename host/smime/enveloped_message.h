@@ -1,32 +1,17 @@
 #pragma once
 
+#include "host/smime/secured_message.h"
 #include "host/smime/smime_identity.h"
-#include "host/store/message_object.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 
 namespace host {
 
-/// True for an S/MIME enveloped message: its class says S/MIME, and its one attachment is an envelope, damaged or not.
-/// A signed message isn't one, nor is a message that gave up its encrypted form.
-bool is_enveloped(const message_record& message);
-
-/// What an enveloped message shows its reader: the decrypted bodies and attachments under the envelope's own subject,
-/// sender, recipients and identifiers. Nothing without an identity, or when the message isn't for it or is damaged;
-/// the reason, for people, then stands in `problem` if it isn't null. What is decrypted stays in memory or, when
-/// large, in a temporary file without a name.
+/// What an enveloped message shows its reader, decrypted. Nothing without an identity, or when the message isn't for it
+/// or is damaged; the reason, for people, then stands in `problem` if it isn't null. What is decrypted stays in memory
+/// or, when large, in a temporary file without a name.
 std::optional<message_record> decrypt(const message_record& enveloped, const smime_identity* identity,
                                       std::string* problem = nullptr);
-
-/// The object that a mail client gives out for an enveloped message: it shows `contents` (null: neither body nor
-/// attachments, but the envelope's other properties), answers ISecuredMessage, and has `base` behind it. The contents
-/// are only shown: its SaveChanges answers MAPI_E_NO_ACCESS, that of `base` reaches the store.
-ComPtr<message_object> wrap_enveloped(ComPtr<message_object> base, const message_record* contents);
-
-/// What is to be kept of a message that has been worked on: a message that gave up its encrypted form by a change of
-/// its class also loses the header line that calls it enveloped.
-message_record settled(const message_record& message);
 
 } // namespace host
