@@ -10,6 +10,7 @@
 #include "host/store/tags.h"
 #include "tool/system/conversions.h"
 
+#include <filesystem>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -38,6 +39,17 @@ bool is_declared_attachment(GMimeObject* part)
 {
     const char* disposition = g_mime_object_get_disposition(part);
     return disposition && winapi::compare_no_case(disposition, "attachment") == 0;
+}
+
+/// An S/MIME message by its type, or, where a sender knows no better, by the name of its only file.
+bool is_secured(GMimeObject* part)
+{
+    if (is_type(part, "application", "pkcs7-mime") || is_type(part, "application", "x-pkcs7-mime")) {
+        return true;
+    }
+    const char* name = GMIME_IS_PART(part) ? g_mime_part_get_filename(GMIME_PART(part)) : nullptr;
+    return is_type(part, "application", "octet-stream") && name &&
+           winapi::compare_no_case(std::filesystem::path(name).extension().string(), ".p7m") == 0;
 }
 
 property_value text_value(const char* utf8)
@@ -259,7 +271,7 @@ void message_builder::set_class(GMimeMessage* message)
         found = calendar_class_;
     } else if (top && is_type(top, "multipart", "signed")) {
         found = L"IPM.Note.SMIME.MultipartSigned";
-    } else if (top && (is_type(top, "application", "pkcs7-mime") || is_type(top, "application", "x-pkcs7-mime"))) {
+    } else if (top && is_secured(top)) {
         found = L"IPM.Note.SMIME";
     }
     record_.properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(found));

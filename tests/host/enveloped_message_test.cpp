@@ -87,8 +87,9 @@ TEST_F(Enveloped, OpensInEveryTransferEncodingAndUnderTheOldTypeName)
                                            {"-aes-128-cbc", "-stream", "-indef", "-outform", "DER"});
     const auto owner = identity();
     for (const std::string& form : {envelope, streamed}) {
-        for (const char* type : {"pkcs7-mime; smime-type=enveloped-data", "x-pkcs7-mime; name=smime.p7m",
-                                 "PKCS7-MIME; SMIME-Type=\"Enveloped-Data\"", "pkcs7-mime"}) {
+        for (const char* type :
+             {"pkcs7-mime; smime-type=enveloped-data", "x-pkcs7-mime; name=smime.p7m",
+              "PKCS7-MIME; SMIME-Type=\"Enveloped-Data\"", "pkcs7-mime", "octet-stream; name=SMIME.P7M"}) {
             const auto message = read_raw("Subject: Binary\r\nContent-Type: application/" + std::string(type) +
                                           "\r\nContent-Transfer-Encoding: binary\r\n\r\n" + form);
             EXPECT_TRUE(is_enveloped(message)) << type;
@@ -246,6 +247,8 @@ TEST(EnvelopedTest, SignedAndOtherMessagesAreNone)
     EXPECT_FALSE(is_enveloped(read("Content-Type: multipart/signed; boundary=b\n\n--b\n\nx\n--b\n"
                                    "Content-Type: application/pkcs7-signature\n\nx\n--b--\n")));
     EXPECT_FALSE(is_enveloped(read("Content-Type: application/pkcs7-mime; smime-type=signed-data\n\nx\n")));
+    EXPECT_FALSE(is_enveloped(read("Content-Type: application/octet-stream; name=smime.bin\n\nx\n")));
+    EXPECT_FALSE(is_enveloped(read("Content-Type: application/octet-stream; name=smime.p7m\n\nx\n")));
     EXPECT_FALSE(is_enveloped(read("Content-Type: application/pkcs7-mime; smime-type=compressed-data\n\nx\n")));
     EXPECT_FALSE(is_enveloped(read("Content-Type: application/pkcs7-mime; name=smime.p7m\n\nx\n")));
     EXPECT_FALSE(is_enveloped(read("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nx\n--b\n"
