@@ -3,6 +3,7 @@
 #include "host/mime/bytes_stream.h"
 #include "host/mime/message_builder.h"
 #include "host/mime/mime_library.h"
+#include "host/opening/entry_id.h"
 
 #include <algorithm>
 #include <array>
@@ -73,40 +74,6 @@ void expect_message(const bytes& source)
         seen_text = seen_text || !line.empty();
     }
     throw unreadable_message("there is no mail header at its beginning");
-}
-
-struct checksum_free
-{
-    void operator()(GChecksum* checksum) const noexcept { g_checksum_free(checksum); }
-};
-
-/// 32 bytes that follow from the origin and the contents; of long contents the size and both ends count.
-std::string entry_id(const bytes& source, const std::string& origin)
-{
-    constexpr std::uint64_t whole = 1U << 20U;
-    const std::unique_ptr<GChecksum, checksum_free> sum(g_checksum_new(G_CHECKSUM_SHA256));
-    const auto add = [&sum](const void* data, std::size_t size) {
-        g_checksum_update(sum.get(), static_cast<const guchar*>(data), static_cast<gssize>(size));
-    };
-    const std::uint64_t size = source.size();
-    add(origin.c_str(), origin.size() + 1);
-    add(&size, sizeof size);
-    std::array<char, 65536> block{};
-    for (std::uint64_t offset = 0; offset < size;) {
-        const std::size_t got = source.read(offset, block.data(), block.size());
-        if (got == 0) {
-            break;
-        }
-        add(block.data(), got);
-        offset += got;
-        if (offset >= whole && size > offset + block.size()) {
-            offset = size - block.size();
-        }
-    }
-    std::string result(32, '\0');
-    gsize length = result.size();
-    g_checksum_get_digest(sum.get(), reinterpret_cast<guint8*>(result.data()), &length);
-    return result;
 }
 
 } // namespace

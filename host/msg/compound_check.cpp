@@ -107,13 +107,14 @@ public:
         : file_(file)
     {}
 
-    void run()
+    std::size_t run()
     {
         read_header();
         read_table_of_sectors();
         read_directory();
         read_mini_sectors();
         walk_directory();
+        return found_;
     }
 
 private:
@@ -153,6 +154,7 @@ private:
     std::vector<directory_entry> entries_;
     std::vector<bool> visited_;
     std::vector<place> open_storages_;
+    std::size_t found_ = 0;
 };
 
 std::string checker::read(std::uint64_t offset, std::size_t count) const
@@ -353,6 +355,7 @@ void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_
             refuse_table();
         }
         visited_[now.entry] = true;
+        ++found_;
         const directory_entry& entry = entries_[now.entry];
         if ((entry.type != storage && entry.type != stream) || !names.insert(entry.name).second) {
             refuse_table();
@@ -395,9 +398,9 @@ bool begins_like_compound_file(const bytes& file)
     return file.read(0, start.data(), start.size()) == start.size() && start == signature;
 }
 
-void check_compound_file(const bytes& file)
+std::size_t check_compound_file(const bytes& file)
 {
-    checker(file).run();
+    return checker(file).run();
 }
 
 } // namespace host::msg

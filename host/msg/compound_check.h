@@ -15,6 +15,7 @@ bool begins_like_compound_file(const bytes& file);
 /// Looks through the skeleton of a compound file before the system's reader gets it: all sectors of each stream must be
 /// there, none may serve twice, and the directory must be a tree with different names in each storage. Raises
 /// unreadable_message with the reason, for people. Reads no contents; memory and time are bounded by the file's size.
-void check_compound_file(const bytes& file);
+/// Returns the number of storages and streams below the root.
+std::size_t check_compound_file(const bytes& file);
 
 } // namespace host::msg

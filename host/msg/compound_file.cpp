@@ -1,12 +1,22 @@
 #include "host/msg/compound_file.h"
 
 #include "host/msg/compound_check.h"
+#include "host/store/unreadable_message.h"
 
 namespace host::msg {
 
 namespace {
 
 constexpr std::uint64_t kept_in_memory = 1U << 20U;
+
+std::size_t count_parts(const storage_tree& tree)
+{
+    std::size_t sum = tree.streams.size() + tree.storages.size();
+    for (const auto& storage : tree.storages) {
+        sum += count_parts(*storage.contents);
+    }
+    return sum;
+}
 
 } // namespace
 
@@ -16,8 +26,12 @@ storage_ptr read_compound_file(const std::filesystem::path& file)
     if (contents->size() <= kept_in_memory) {
         contents = bytes_of(to_string(*contents));
     }
-    check_compound_file(*contents);
-    return load_storage(file, contents);
+    const std::size_t parts = check_compound_file(*contents);
+    storage_ptr root = load_storage(file, contents);
+    if (count_parts(*root) != parts) { // what a library silently leaves out would be gone when the file is written
+        throw unreadable_message("its table of contents is damaged");
+    }
+    return root;
 }
 
 void write_compound_file(const storage_tree& contents, const std::filesystem::path& file)
