@@ -82,9 +82,7 @@ std::string take_word(std::string_view& utf8)
     }
     std::string word = "=?utf-8?Q?";
     do {
-        static constexpr std::string_view digits = "0123456789ABCDEF";
-        const auto byte = static_cast<unsigned char>(utf8.front());
-        word += {'=', digits[byte >> 4U], digits[byte & 0x0FU]};
+        word += '=' + hex_text(static_cast<unsigned char>(utf8.front()), 2);
         utf8.remove_prefix(1);
     } while (!begins_character(utf8, 0));
     return word + "?=";

@@ -25,25 +25,18 @@ bool parse_number(std::string_view text, Number& number, int base = 10)
     return problem == std::errc() && end == text.data() + text.size();
 }
 
-std::string hex(std::uint32_t number, std::size_t digits)
-{
-    std::string text = winapi::to_hex(number);
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) { return c >= 'a' ? c - 'a' + 'A' : c; });
-    return text.insert(0, digits - std::min(digits, text.size()), '0');
-}
-
 /// "0037001F", or for a named property "SET/#NUMBER/TYPE" or "SET/NAME/TYPE".
 std::string tag_text(std::uint32_t tag, const name_table& names)
 {
     const property_name* name = PROP_ID(tag) < first_named ? nullptr : names.name_of(PROP_ID(tag));
     if (!name) {
-        return hex(tag, 8);
+        return hex_text(tag, 8);
     }
     const auto* number = std::get_if<std::int32_t>(&name->name);
     const std::string word =
         number ? "#" + std::to_string(*number)
                : percent_encode(winapi::conv_to_char(std::get<std::wstring>(name->name), winapi::code_page_utf8));
-    return guid_text(name->set) + "/" + word + "/" + hex(PROP_TYPE(tag), 4);
+    return guid_text(name->set) + "/" + word + "/" + hex_text(PROP_TYPE(tag), 4);
 }
 
 /// The tag that a text stands for; 0 when it stands for none.

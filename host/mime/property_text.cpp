@@ -3,10 +3,9 @@
 #include "host/mime/storage_text.h"
 #include "tool/system/conversions.h"
 
-#include <array>
+#include <algorithm>
 #include <bit>
 #include <charconv>
-#include <cstdio>
 #include <glib.h>
 #include <memory>
 #include <utility>
@@ -217,7 +216,6 @@ bool parse_value(std::string_view text, std::uint32_t type, property_value& valu
 
 std::string percent_encode(std::string_view text)
 {
-    static constexpr std::string_view digits = "0123456789ABCDEF";
     static constexpr std::string_view encoded = "%;,/#=\"\\()<>"; // marks of the list, and of header syntax
     std::string result;
     for (const char c : text) {
@@ -225,9 +223,7 @@ std::string percent_encode(std::string_view text)
         if (byte > ' ' && byte < 0x7FU && encoded.find(c) == std::string_view::npos) {
             result += c;
         } else {
-            result += '%';
-            result += digits[byte >> 4U];
-            result += digits[byte & 0x0FU];
+            result += '%' + hex_text(byte, 2);
         }
     }
     return result;
@@ -269,15 +265,22 @@ std::string base64_decode(std::string_view text)
     return result;
 }
 
+std::string hex_text(std::uint64_t number, std::size_t digits)
+{
+    std::string text = winapi::to_hex(number);
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
+    return text.insert(0, digits - std::min(digits, text.size()), '0');
+}
+
 std::string guid_text(const GUID& identifier)
 {
-    std::array<char, 39> text{};
-    const auto* last = identifier.Data4;
-    std::snprintf(text.data(), text.size(), "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                  static_cast<unsigned>(identifier.Data1), static_cast<unsigned>(identifier.Data2),
-                  static_cast<unsigned>(identifier.Data3), last[0], last[1], last[2], last[3], last[4], last[5],
-                  last[6], last[7]);
-    return text.data();
+    std::string text = "{" + hex_text(identifier.Data1, 8) + "-" + hex_text(identifier.Data2, 4) + "-" +
+                       hex_text(identifier.Data3, 4) + "-";
+    for (std::size_t i = 0; i < 8; ++i) {
+        text += (i == 2 ? "-" : "") + hex_text(identifier.Data4[i], 2);
+    }
+    return text + "}";
 }
 
 bool parse_guid(std::string_view text, GUID& identifier)

@@ -2,6 +2,7 @@
 
 #include "host/store/property_value.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -26,6 +27,9 @@ std::string percent_decode(std::string_view text);
 std::string base64_encode(std::string_view bytes);
 /// What isn't of base64 is skipped.
 std::string base64_decode(std::string_view text);
+
+/// A number in upper-case hexadecimal with so many digits at least.
+std::string hex_text(std::uint64_t number, std::size_t digits);
 
 /// "{876FC580-B672-40CF-B853-5D1F000D0FD6}"
 std::string guid_text(const GUID& identifier);
