@@ -18,7 +18,7 @@ struct kept_property
     std::uint32_t id = 0; ///< in the property bag; 0: it is in none and is written again in any case
     /// What was read for `id`. While the bag still has this, `stored` is written again as it is.
     property_value value;
-    /// A further entry for `id` that isn't what the bag shows; it goes when the value changes.
+    /// A further entry for `id`, which the bag doesn't show; it stays as long as the one that it shows.
     bool shadow = false;
 };
 

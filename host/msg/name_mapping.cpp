@@ -22,6 +22,7 @@ constexpr std::uint32_t first_listed_guid = 3; ///< the numbers below stand for 
 constexpr std::uint32_t reverse_streams = 0x1F;
 constexpr std::uint32_t first_reverse_stream = 0x1000;
 constexpr std::uint32_t most_names = 0x7FFE;
+constexpr std::uint32_t longest_name = 2048; ///< in bytes; entries may share a name, but not to fill memory with it
 
 constexpr GUID mapi_set{0x00020328, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 constexpr GUID public_strings_set{0x00020329, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -64,7 +65,7 @@ struct mapping_streams
             refuse();
         }
         const std::uint32_t size = u32_at(strings, offset);
-        if (size > strings.size() - 4 - offset) {
+        if (size > strings.size() - 4 - offset || size > longest_name) {
             refuse();
         }
         return from_utf16le(std::string_view(strings).substr(offset + 4, size));

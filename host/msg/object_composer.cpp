@@ -81,22 +81,25 @@ void compose_properties(const property_bag& bag, const kept_object* kept, object
                         std::string header, name_writer& names, storage_builder& target)
 {
     properties_composer composer(std::move(header), names, target);
-    std::set<std::uint32_t> done;
+    std::set<std::uint32_t> same{0}; // what is in no bag stays in any case
     if (kind == object_kind::message || kind == object_kind::embedded) {
-        done.insert(PROP_ID(PR_ENTRYID)); // the store's, not the message's; one that the file has stays
+        same.insert(PROP_ID(PR_ENTRYID)); // the store's, not the message's; one that the file has stays
     }
+    std::set<std::uint32_t> done = same;
     if (kept) {
         for (const auto& property : kept->properties) {
-            const bool stays = property.id == 0 || done.contains(property.id);
-            const property_value* now = bag.find(property.id);
-            if (stays || (now && same_value(*now, property.value))) {
-                composer.put_kept(property, *kept);
-            } else if (now && !property.shadow) {
-                composer.put_new(property.id, in_form(*now, texts), &property.stored);
+            const property_value* now = property.shadow ? nullptr : bag.find(property.id);
+            if (now && same_value(*now, property.value)) {
+                same.insert(property.id);
             }
+            done.insert(property.id);
         }
         for (const auto& property : kept->properties) {
-            done.insert(property.id);
+            if (same.contains(property.id)) {
+                composer.put_kept(property, *kept);
+            } else if (const property_value* now = bag.find(property.id); now && !property.shadow) {
+                composer.put_new(property.id, in_form(*now, texts), &property.stored);
+            }
         }
     }
     for (const std::uint32_t tag : bag.tags()) {

@@ -6,6 +6,7 @@
 #include "tool/system/conversions.h"
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -88,7 +89,14 @@ stored_property take_property(storage_contents& storage, const property_entry& e
     return property;
 }
 
-std::vector<stored_property> take_properties(storage_contents& storage, object_kind kind, std::string& header)
+/// An entry with its value; one that repeats the tag of an earlier entry has none of its own.
+struct taken_property
+{
+    stored_property stored;
+    bool repeated;
+};
+
+std::vector<taken_property> take_properties(storage_contents& storage, object_kind kind, std::string& header)
 {
     const auto* list = storage.take_stream(properties_stream);
     if (!list) {
@@ -101,20 +109,25 @@ std::vector<stored_property> take_properties(storage_contents& storage, object_k
         throw unreadable_message("a list of properties is cut off");
     }
     header = data.substr(0, begin);
-    std::vector<stored_property> properties;
+    std::vector<taken_property> properties;
+    std::set<std::uint32_t> tags;
     for (std::size_t i = begin; i < data.size(); i += property_entry().size()) {
         property_entry entry{};
         data.copy(entry.data(), entry.size(), i);
-        properties.push_back(take_property(storage, entry));
+        if (tags.insert(tag_of(entry)).second) {
+            properties.push_back({take_property(storage, entry), false});
+        } else {
+            properties.push_back({{entry, {}, {}}, true});
+        }
     }
     return properties;
 }
 
-std::uint32_t number_of_property(const std::vector<stored_property>& properties, std::uint32_t tag)
+std::uint32_t number_of_property(const std::vector<taken_property>& properties, std::uint32_t tag)
 {
     const auto found = std::find_if(properties.begin(), properties.end(),
-                                    [tag](const auto& property) { return property.tag() == tag; });
-    return found == properties.end() ? 0 : u32_at(found->entry, entry_value);
+                                    [tag](const auto& property) { return property.stored.tag() == tag; });
+    return found == properties.end() ? 0 : u32_at(found->stored.entry, entry_value);
 }
 
 /// A code page that this system can convert and that narrow text can be in.
@@ -130,7 +143,7 @@ bool is_usable(std::uint32_t code_page)
     }
 }
 
-std::uint32_t code_page_of(const std::vector<stored_property>& properties, std::uint32_t inherited)
+std::uint32_t code_page_of(const std::vector<taken_property>& properties, std::uint32_t inherited)
 {
     for (const std::uint32_t tag : {std::uint32_t{tag::message_code_page}, std::uint32_t{PR_INTERNET_CPID}}) {
         const std::uint32_t told = number_of_property(properties, tag);
@@ -141,11 +154,11 @@ std::uint32_t code_page_of(const std::vector<stored_property>& properties, std::
     return inherited;
 }
 
-bool all_narrow(const std::vector<stored_property>& properties)
+bool all_narrow(const std::vector<taken_property>& properties)
 {
     const auto has = [&](std::uint32_t type) {
         return std::any_of(properties.begin(), properties.end(),
-                           [type](const auto& property) { return PROP_TYPE(property.tag()) == type; });
+                           [type](const auto& property) { return PROP_TYPE(property.stored.tag()) == type; });
     };
     return has(PT_STRING8) && !has(PT_UNICODE);
 }
@@ -200,15 +213,18 @@ std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_
     const std::uint32_t html_page = number_of_property(properties, PR_INTERNET_CPID);
 
     std::map<std::uint32_t, std::size_t> shown; // by identifier in the store: which entry
-    for (auto& stored : properties) {
+    for (auto& [stored, repeated] : properties) {
         kept_property property;
         property.id = store_id(PROP_ID(stored.tag()), file);
-        property.value = decode_or_empty(stored, kept->code_page);
+        property.shadow = repeated;
+        if (!repeated) {
+            property.value = decode_or_empty(stored, kept->code_page);
+        }
         if (is_message(kind) && property.id == html_id && is_string(property.value.type)) {
             property.value = html_bytes(property.value, html_page);
         }
         property.stored = std::move(stored);
-        if (property.id != 0) {
+        if (property.id != 0 && !repeated) {
             const auto [place, first] = shown.emplace(property.id, kept->properties.size());
             if (!first && rank(property.stored) > rank(kept->properties[place->second].stored)) {
                 kept->properties[place->second].shadow = true;
@@ -219,12 +235,9 @@ std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_
         }
         kept->properties.push_back(std::move(property));
     }
-    for (auto& property : kept->properties) {
-        if (property.shadow) {
-            property.value = kept->properties[shown.at(property.id)].value;
-        } else if (property.id != 0) {
-            bag.set(PROP_TAG(property.value.type, property.id), property.value);
-        }
+    for (const auto& [id, place] : shown) {
+        const property_value& value = kept->properties[place].value;
+        bag.set(PROP_TAG(value.type, id), value);
     }
     return kept;
 }

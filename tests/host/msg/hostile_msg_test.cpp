@@ -164,6 +164,22 @@ TEST_F(HostileMsg, MayHaveTheSameEntryManyTimes)
     EXPECT_EQ("", rewriting_differs(file));
 }
 
+TEST_F(HostileMsg, MayRepeatTheEntryOfALongListWithoutHavingItsValueManyTimes)
+{
+    auto object = plain_message().value(0x6100101F, std::string(4 * 2000, '\2'));
+    for (std::uint32_t i = 0; i < 2000; ++i) {
+        object.stream(msg::element_name(0x6100101F, i), to_utf16le(L"a"));
+    }
+    for (int i = 0; i < 100000; ++i) {
+        object.entry(0x6100101F, 8000);
+    }
+    object.storage("__nameid_version1.0", made_object("").build());
+    const storage_ptr root = object.build();
+    const auto record = msg::parse_message(*root, std::make_shared<store_context>());
+    EXPECT_EQ(2000U, std::get<std::vector<std::wstring>>(property(*record.properties, 0x6100101F).data).size());
+    EXPECT_TRUE(same_bytes(root->streams.back().contents, msg::compose_message(record)->streams.back().contents));
+}
+
 TEST_F(HostileMsg, MayHaveThousandsOfAttachments)
 {
     auto object = plain_message();

@@ -217,8 +217,9 @@ TEST_F(NameMapping, IsRefusedWhenItIsDamaged)
     EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), "")); // a string that isn't there
     EXPECT_EQ(damaged, reason(guid, le({0xFFFFFFFC, 3U << 1U | 1U}), length_and_text(L"a")));
     EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), le({0xFFFFFFFF, 0}))); // a longer one than there is
-    EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U, 8, 3U << 1U}), ""));          // two names for one number
-    EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U | 0xFFFFU << 16U}), ""));      // a number that is none
+    EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), length_and_text(std::wstring(1025, L'n'))));
+    EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U, 8, 3U << 1U}), ""));     // two names for one number
+    EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U | 0xFFFFU << 16U}), "")); // a number that is none
 }
 
 TEST_F(NameMapping, MayBeMissing)
