@@ -100,41 +100,16 @@ std::vector<std::uint32_t> attachment_numbers(IMessage& message)
     return numbers;
 }
 
-/// Two parts as one multipart, or the one that is there.
-class gathering
-{
-public:
-    gathering(part_maker& parts, const char* subtype)
-        : parts_(parts)
-        , subtype_(subtype)
-    {}
-    void add(gobject_ptr<GMimeObject> part)
-    {
-        if (part) {
-            found_.push_back(std::move(part));
-        }
-    }
-    /// A multipart if there are several, or if `always`; null when there is nothing.
-    gobject_ptr<GMimeObject> take(bool always = false)
-    {
-        if (found_.empty()) {
-            return nullptr;
-        }
-        if (found_.size() == 1 && !always) {
-            return std::move(found_.front());
-        }
-        auto result = parts_.multipart(subtype_);
-        for (const auto& part : found_) {
-            add_part(*result, *part);
-        }
-        return result;
-    }
+using part_list = std::vector<gobject_ptr<GMimeObject>>;
 
-private:
-    part_maker& parts_;
-    const char* subtype_;
-    std::vector<gobject_ptr<GMimeObject>> found_;
-};
+gobject_ptr<GMimeObject> gather(part_maker& parts, const char* subtype, const part_list& found)
+{
+    auto result = parts.multipart(subtype);
+    for (const auto& part : found) {
+        add_part(*result, *part);
+    }
+    return result;
+}
 
 } // namespace
 
@@ -148,87 +123,76 @@ public:
         , kept_(kept)
         , depth_(depth)
         , class_(text_property(message, PR_MESSAGE_CLASS_W))
-        , choices_(owner.parts_, "alternative")
-        , related_(owner.parts_, "related")
-        , mixed_(owner.parts_, "mixed")
     {}
 
     gobject_ptr<GMimeObject> make()
     {
         const std::vector<std::uint32_t> numbers = attachment_numbers(message_);
         add_bodies();
-        if (numbers.size() == 1 && !has_plain_ && !has_html_) {
+        if (numbers.size() == 1 && choices_.empty()) {
             if (auto envelope = make_envelope(numbers.front())) {
                 return envelope;
             }
         }
         std::string method = calendar_method(class_);
-        std::vector<gobject_ptr<GMimeObject>> images;
         for (const std::uint32_t number : numbers) {
             const open_attachment attachment = open_at(message_, number);
             if (is_calendar(attachment) && !method.empty()) {
-                choices_.add(make_calendar(attachment, std::exchange(method, {})));
+                choices_.push_back(make_calendar(attachment, std::exchange(method, {})));
             } else if (is_image(attachment)) {
-                images.push_back(make_part(attachment, "inline"));
+                images_.push_back(make_part(attachment, "inline"));
             } else {
-                mixed_.add(make_part(attachment, "attachment"));
+                files_.push_back(make_part(attachment, "attachment"));
             }
         }
-        return join(std::move(images));
+        return join();
     }
 
-    /// The identifiers of the bodies that the document holds.
-    [[nodiscard]] std::vector<std::uint32_t> bodies() const
-    {
-        std::vector<std::uint32_t> result;
-        if (has_plain_) {
-            result.push_back(PROP_ID(PR_BODY_W));
-        }
-        if (has_html_) {
-            result.push_back(PROP_ID(PR_HTML));
-        }
-        return result;
-    }
+    /// The identifiers of the bodies that the document holds as they are.
+    [[nodiscard]] const std::vector<std::uint32_t>& bodies() const noexcept { return bodies_; }
 
 private:
     void add_bodies()
     {
         if (ComPtr<IStream> plain = property_stream(message_, PR_BODY_W)) {
-            has_plain_ = true;
-            choices_.add(owner_.parts_.body("plain", "utf-8", utf8_content(stream_content(std::move(plain)))));
+            bodies_.push_back(PROP_ID(PR_BODY_W));
+            choices_.push_back(owner_.parts_.body("plain", "utf-8", utf8_content(stream_content(std::move(plain)))));
         }
         if (ComPtr<IStream> html = property_stream(message_, PR_HTML)) {
-            has_html_ = true;
+            bodies_.push_back(PROP_ID(PR_HTML));
             const std::uint32_t page = number_property(message_, PR_INTERNET_CPID).value_or(0);
-            choices_.add(owner_.parts_.body("html", charset_of_page(page), stream_content(std::move(html))));
+            add_html(charset_of_page(page), stream_content(std::move(html)));
+        } else if (ComPtr<IStream> text = property_stream(message_, tag::body_html)) {
+            add_html("utf-8", utf8_content(stream_content(std::move(text))));
         }
     }
 
-    /// Bodies, images and files as one part; there is one even when the message has nothing.
-    gobject_ptr<GMimeObject> join(std::vector<gobject_ptr<GMimeObject>> images)
+    void add_html(const std::string& charset, content_ptr content)
     {
-        gobject_ptr<GMimeObject> body = choices_.take();
-        if (!images.empty()) {
+        has_html_ = true;
+        choices_.push_back(owner_.parts_.body("html", charset, std::move(content)));
+    }
+
+    /// Bodies, images and files as one part; there is one even when the message has nothing.
+    gobject_ptr<GMimeObject> join()
+    {
+        gobject_ptr<GMimeObject> body;
+        if (!choices_.empty()) {
+            body = choices_.size() == 1 ? std::move(choices_.front()) : gather(owner_.parts_, "alternative", choices_);
+        }
+        if (!images_.empty()) {
             const glib_text type(g_mime_content_type_get_mime_type(g_mime_object_get_content_type(body.get())));
-            related_.add(std::move(body));
-            for (auto& image : images) {
-                related_.add(std::move(image));
-            }
-            body = related_.take();
+            images_.insert(images_.begin(), std::move(body));
+            body = gather(owner_.parts_, "related", images_);
             g_mime_object_set_content_type_parameter(body.get(), "type", type.get());
         }
-        gathering all(owner_.parts_, "mixed");
-        const bool has_body = body != nullptr;
-        all.add(std::move(body));
-        gobject_ptr<GMimeObject> files = mixed_.take(true);
-        if (!files) {
-            gobject_ptr<GMimeObject> only = all.take();
-            return only ? std::move(only) : owner_.parts_.body("plain", "utf-8", text_content({}));
+        if (files_.empty()) {
+            return body ? std::move(body) : owner_.parts_.body("plain", "utf-8", text_content({}));
         }
-        if (has_body) {
-            g_mime_multipart_insert(GMIME_MULTIPART(files.get()), 0, all.take().get());
+        if (body) {
+            files_.insert(files_.begin(), std::move(body));
         }
-        return files;
+        return gather(owner_.parts_, "mixed", files_);
     }
 
     [[nodiscard]] bool is_image(const open_attachment& attachment) const
@@ -344,10 +308,10 @@ private:
     const message_record* kept_;
     int depth_;
     std::wstring class_;
-    gathering choices_;
-    gathering related_;
-    gathering mixed_;
-    bool has_plain_ = false;
+    part_list choices_; ///< forms of the body
+    part_list images_;  ///< that the HTML shows
+    part_list files_;
+    std::vector<std::uint32_t> bodies_;
     bool has_html_ = false;
 };
 

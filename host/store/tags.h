@@ -13,6 +13,7 @@ inline constexpr std::uint32_t representing_address_type = 0x0064001F;
 inline constexpr std::uint32_t normalized_subject = 0x0E1D001F;
 inline constexpr std::uint32_t conversation_topic = 0x0070001F;
 inline constexpr std::uint32_t in_reply_to = 0x1042001F;
+inline constexpr std::uint32_t body_html = 0x1013001F; ///< HTML as text, where it isn't kept as bytes
 inline constexpr std::uint32_t message_size = 0x0E080003;
 inline constexpr std::uint32_t message_code_page = 0x3FFD0003;
 inline constexpr std::uint32_t address_type = 0x3002001F;

@@ -61,6 +61,15 @@ TEST(mime_document, tells_the_charset_of_its_html)
     EXPECT_THAT(document(message), HasSubstr("\r\n\r\n<p>=E4</p>=\r\n"));
 }
 
+TEST(mime_document, has_html_that_is_kept_as_text_in_utf_8)
+{
+    message_record message = note();
+    message.properties->set(tag::body_html, property_value::of_text(L"<p>\u00E4</p>"));
+    EXPECT_THAT(document(message), HasSubstr("text/html; charset=utf-8\r\n"));
+    EXPECT_THAT(document(message), HasSubstr("<p>=C3=A4</p>"));
+    EXPECT_EQ(wide(read_saved(saved_document(message)), tag::body_html), L"<p>\u00E4</p>");
+}
+
 TEST(mime_document, holds_long_bodies_that_only_open_as_streams)
 {
     const std::wstring line = L"\u00DCbersicht\r\n";
