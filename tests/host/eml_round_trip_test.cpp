@@ -290,5 +290,38 @@ TEST_F(saved_mail, of_messages_like_no_mail_reads_back_to_the_same_message)
     }
 }
 
+TEST_F(saved_mail, is_a_file_with_all_that_reading_it_again_needs)
+{
+    const temporary_folder folder;
+    message_record message = note();
+    add_recipient(message, MAPI_BCC, L"Dan", L"dan@example.org");
+    set_verdict(message, 2);
+    write_eml(message, folder.path() / "note.eml");
+    EXPECT_EQ(to_string(*bytes_of_file(folder.path() / "note.eml")), saved_document(message));
+    EXPECT_NE(saved_document(message).find("Bcc: Dan <dan@example.org>"), std::string::npos);
+    write_eml(note(L"Another"), folder.path() / "note.eml");
+    EXPECT_EQ(to_string(*bytes_of_file(folder.path() / "note.eml")), saved_document(note(L"Another")));
+}
+
+TEST_F(saved_mail, that_cannot_be_written_leaves_the_old_file_and_no_other)
+{
+    message_record deep = note(L"0");
+    for (int level = 0; level < deepest_embedded; ++level) {
+        message_record outer = note(std::to_wstring(level));
+        outer.attachments.emplace(0, message_attachment(std::move(deep)));
+        deep = std::move(outer);
+    }
+    const temporary_folder folder;
+    const auto file = folder.write("note.eml", "old");
+    EXPECT_THROW(write_eml(deep, file), std::runtime_error);
+    EXPECT_EQ(to_string(*bytes_of_file(file)), "old");
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+        files += entry.exists() ? 1 : 0;
+    }
+    EXPECT_EQ(files, 1U);
+    EXPECT_ANY_THROW(write_eml(note(), folder.path() / "no such folder" / "note.eml"));
+}
+
 } // namespace
 } // namespace host::test
