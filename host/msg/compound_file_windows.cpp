@@ -46,7 +46,8 @@ void expect_written(HRESULT result)
         while (reason.ends_with('\n') || reason.ends_with('\r')) {
             reason.pop_back();
         }
-        throw std::runtime_error(reason.empty() ? "the file cannot be written" : reason);
+        throw std::runtime_error(
+            reason.empty() ? "the system refuses it: 0x" + winapi::hex32(static_cast<std::uint32_t>(result)) : reason);
     }
 }
 

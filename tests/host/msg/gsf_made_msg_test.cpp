@@ -1,4 +1,5 @@
-// Message files made with libgsf alone, without any code of ours: read, and written again stream by stream.
+// Message files made with libgsf alone, without any code of ours: read, and written again stream by stream. And what
+// only its speed allows.
 
 #include "tests/host/msg/msg_fixture.h"
 
@@ -138,6 +139,18 @@ TEST_F(GsfMadeMsg, WithEverythingTheFormatHasIsKeptByteForByte)
     EXPECT_EQ(
         9, property(*record.attachments.at(1).embedded->properties, PROP_TAG(PT_LONG, named({set, 0x8530}))).number());
     EXPECT_EQ("", rewriting_differs(place()));
+}
+
+TEST_F(GsfMadeMsg, MayHaveThousandsOfAttachments)
+{
+    auto object = plain_message();
+    const auto part = file_part("x");
+    for (std::uint32_t i = 0; i < 3000; ++i) {
+        object.attachment(i, part);
+    }
+    const auto file = make(object);
+    EXPECT_EQ(3000U, read(file).attachments.size());
+    EXPECT_EQ("", rewriting_differs(file));
 }
 
 TEST_F(GsfMadeMsg, WithSectorsOf4096BytesIsRead)

@@ -180,15 +180,15 @@ TEST_F(HostileMsg, MayRepeatTheEntryOfALongListWithoutHavingItsValueManyTimes)
     EXPECT_TRUE(same_bytes(root->streams.back().contents, msg::compose_message(record)->streams.back().contents));
 }
 
-TEST_F(HostileMsg, MayHaveThousandsOfAttachments)
+TEST_F(HostileMsg, MayHaveHundredsOfAttachments)
 {
     auto object = plain_message();
     const auto part = file_part("x");
-    for (std::uint32_t i = 0; i < 3000; ++i) {
+    for (std::uint32_t i = 0; i < 300; ++i) {
         object.attachment(i, part);
     }
     const auto file = make(object);
-    EXPECT_EQ(3000U, read(file).attachments.size());
+    EXPECT_EQ(300U, read(file).attachments.size());
     EXPECT_EQ("", rewriting_differs(file));
 }
 
