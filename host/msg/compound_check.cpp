@@ -17,7 +17,8 @@ constexpr std::array<unsigned char, 8> signature{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0
 constexpr std::size_t header_size = 512;
 constexpr std::size_t entry_size = 128;
 constexpr std::size_t mini_sector_size = 64;
-constexpr std::uint32_t largest_sector = 0xFFFFFFFA; ///< the marks of a chain's end and of free sectors lie above
+constexpr std::uint32_t largest_sector = 0xFFFFFFFA;
+constexpr std::uint32_t first_mark = 0xFFFFFFFC; ///< marks: a chain's end, free sectors, those of the tables
 constexpr std::uint32_t end_of_chain = 0xFFFFFFFE;
 constexpr std::uint32_t no_entry = 0xFFFFFFFF;
 constexpr std::uint32_t mini_stream_limit = 4096; ///< smaller streams live in mini sectors
@@ -63,6 +64,17 @@ std::uint32_t u32(const std::string& data, std::size_t offset)
 std::uint32_t u16(const std::string& data, std::size_t offset)
 {
     return number_at(data, offset, 2);
+}
+
+/// Readers give up at an entry that is neither a place nor a mark, also one that no chain leads to.
+void expect_entries(const std::vector<std::uint32_t>& entries)
+{
+    const bool sound = std::all_of(entries.begin(), entries.end(), [&entries](std::uint32_t entry) {
+        return entry < entries.size() || entry >= first_mark;
+    });
+    if (!sound) {
+        refuse("its table of places is damaged");
+    }
 }
 
 /// Sectors of one size, each of which belongs to one chain at most.
@@ -256,6 +268,7 @@ void checker::read_table_of_sectors()
             table_.push_back(u32(sector, i));
         }
     }
+    expect_entries(table_);
 }
 
 directory_entry checker::parse_entry(const std::string& data, std::size_t offset, bool wide_sizes)
@@ -310,6 +323,7 @@ void checker::read_mini_sectors()
             mini_table_.push_back(u32(data, i));
         }
     }
+    expect_entries(mini_table_);
     const directory_entry& whole = entries_.front();
     follow_contents(whole.start, whole.size);
     mini_sectors_ = sector_space((whole.size + mini_sector_size - 1) / mini_sector_size);

@@ -114,6 +114,14 @@ TEST_F(DamagedCompoundFile, IsRefusedForChainsThatRunInACircle)
     EXPECT_EQ(twice, with(sector(u32(60)) + small * 4, small));
 }
 
+TEST_F(DamagedCompoundFile, IsRefusedForEntriesOfItsTablesThatLeadNowhere)
+{
+    const std::string nowhere = "its table of places is damaged";
+    EXPECT_EQ(nowhere, with(sector(u32(76)) + 508, 0xFFFF000C)); // of a sector that isn't there
+    EXPECT_EQ(nowhere, with(sector(u32(60)) + 508, 0xFFFF000C));
+    EXPECT_EQ("", with(sector(u32(60)) + 508, 0xFFFFFFFE));
+}
+
 TEST_F(DamagedCompoundFile, IsRefusedForStreamsThatShareASector)
 {
     const std::uint32_t other = u32(entry(2, "__substg1.0_1000001F") + 116);
