@@ -157,7 +157,7 @@ TEST_F(module_registration, may_be_made_and_taken_back_twice)
 
 TEST_F(module_registration, replaces_the_class_whole)
 {
-    ASSERT_TRUE(test::write_registry_text(HKEY_LOCAL_MACHINE, Classes + ClassKey + L"\\Stray", L"", L"from before"));
+    ASSERT_TRUE(test::write_registry_text(HKEY_LOCAL_MACHINE, Classes + ClassKey + L"\\Stray", {}, L"from before"));
     ASSERT_EQ(register_it(), 0);
     EXPECT_EQ(class_tree(HKEY_LOCAL_MACHINE), class_entries(Classes));
 }
