@@ -44,15 +44,7 @@ kind asks for, 4 no service, or it gave no answer.)";
 
 void add_mail_options(CLI::App& command, mail_options& mail)
 {
-    static const std::map<std::string, mail_format> formats{{"eml", mail_format::eml}, {"msg", mail_format::msg}};
-    command.add_option("--save", mail.save_to, "Save each message as it then stands; the folder is made when missing")
-        ->type_name("DIR");
-    command.add_option("--format", mail.format, "Form of the saved messages: eml or msg (default: as the source)")
-        ->transform(CLI::CheckedTransformer(formats).description(""))
-        ->type_name("FORM");
-    command.add_flag("--reopen", mail.reopen,
-                     "Start each opening after the first from the saved message, read from disk; opens twice unless "
-                     "--times says more; without --save the messages are saved to a passing folder");
+    add_saving_options(command, mail.saving);
     command.add_flag("--saved", mail.saved,
                      "PATH holds messages that --save wrote: the verdict that a header of theirs tells is believed");
     CLI::Option* key =
@@ -71,21 +63,6 @@ CLI::App* add_open(CLI::App& app, open_options& options, mail_options& mail)
     add_mail_options(*command, mail);
     command->footer(open_footer);
     return command;
-}
-
-/// Settles what depends on several options; says what is wrong with them, empty when nothing is.
-std::string settle(const CLI::App& command, open_options& options, const mail_options& mail)
-{
-    if (command.count("--save") != 0 && mail.save_to.empty()) {
-        return "--save needs a folder";
-    }
-    if (mail.format && mail.save_to.empty() && !mail.reopen) {
-        return "--format says how messages are saved: give --save or --reopen too";
-    }
-    if (mail.reopen && command.count("--times") == 0) {
-        options.times = 2;
-    }
-    return mail.reopen && options.times < 2 ? "--reopen opens each message twice at least" : "";
 }
 
 CLI::App* add_scan(CLI::App& app, scan_options& options)
@@ -140,7 +117,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
         return wrong_usage(where, problem.what());
     }
     if (open->parsed()) {
-        const std::string wrong = settle(*open, to_open, mail);
+        const std::string wrong = settle(*open, to_open, mail.saving);
         return wrong.empty() ? run_open(to_open, mail, where) : wrong_usage(where, wrong);
     }
     if (with_settings->parsed()) {

@@ -1,9 +1,8 @@
 #include "host/cli/open_command.h"
 
 #include "host/cli/mail_client.h"
-#include "host/cli/mail_files.h"
-#include "host/cli/saved_messages.h"
 #include "host/cli/service_link.h"
+#include "host/mail/mail_files.h"
 #include "host/mime/converter_session.h"
 #include "host/opening/open_messages.h"
 #include "host/opening/scan_target.h"
@@ -116,15 +115,6 @@ std::shared_ptr<const smime_identity> load_identity(const mail_options& mail)
                                   : std::make_shared<const smime_identity>(mail.smime_key, mail.smime_certificate);
 }
 
-/// Where copies go; null when none are wanted.
-std::unique_ptr<message_copies> make_copies(const mail_options& mail)
-{
-    if (!mail.save_to.empty()) {
-        return std::make_unique<saved_messages>(mail.save_to, mail.format);
-    }
-    return mail.reopen ? std::make_unique<passing_messages>(mail.format) : nullptr;
-}
-
 /// Runs `make`; what it raises is told, and nothing comes of it.
 template <typename Make>
 auto attempt(Make&& make, const std::string& what, const console& where) -> std::optional<decltype(make())>
@@ -156,8 +146,8 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     if (!identity) {
         return exit_status::usage;
     }
-    const auto copies =
-        attempt([&] { return make_copies(mail); }, mail.save_to.empty() ? "temporary folder" : mail.save_to, where);
+    const auto copies = attempt([&] { return make_copies(mail.saving); },
+                                mail.saving.save_to.empty() ? "temporary folder" : mail.saving.save_to, where);
     if (!copies) {
         return exit_status::failed;
     }
@@ -176,7 +166,7 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
         const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
         };
-        const opening_plan plan{options.times, options.json, copies->get(), mail.reopen};
+        const opening_plan plan{options.times, options.json, copies->get(), mail.saving.reopen};
         open_messages(places, plan, read, client, where, totals);
     }
     if (service.missing()) {

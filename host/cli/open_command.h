@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/files/mailbox.h"
+#include "host/mail/saving_options.h"
 #include "host/opening/console.h"
 #include "host/opening/open_options.h"
 
@@ -12,9 +12,7 @@ namespace host {
 /// What the user asked of "postwarden open" beside the openings themselves.
 struct mail_options
 {
-    std::string save_to;               ///< folder; empty: nothing is saved
-    std::optional<mail_format> format; ///< of the copies; empty: as the message itself
-    bool reopen = false;
+    saving_options saving;
     bool saved = false;    ///< the messages are copies that were saved so
     std::string smime_key; ///< PEM files, both or none
     std::string smime_certificate;

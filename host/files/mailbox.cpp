@@ -1,5 +1,6 @@
 #include "host/files/mailbox.h"
 
+#include "host/files/path_text.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ constexpr std::uint64_t kept_in_memory = 1U << 20U;
 
 bool ends_in(const fs::path& file, std::string_view extension)
 {
-    return winapi::compare_no_case(file.extension().string(), extension) == 0;
+    return winapi::compare_no_case(text_of_path(file.extension()), extension) == 0;
 }
 
 bool ends_like_mbox(const fs::path& file)
@@ -153,7 +154,7 @@ bytes_ptr open_mbox_message(const message_place& place)
 
 std::string message_place::name() const
 {
-    return number == 0 ? file.string() : file.string() + "#" + std::to_string(number);
+    return number == 0 ? text_of_path(file) : text_of_path(file) + "#" + std::to_string(number);
 }
 
 std::vector<message_place> find_messages(const fs::path& path)

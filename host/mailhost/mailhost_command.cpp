@@ -1,6 +1,7 @@
 #include "host/mailhost/mailhost_command.h"
 
 #include "host/files/path_text.h"
+#include "host/mail/mail_files.h"
 #include "host/mailhost/broker_class.h"
 #include "host/mailhost/loaded_addins.h"
 #include "host/mailhost/machine_values.h"
@@ -143,6 +144,21 @@ bool check_settings(const std::string& file, const console& where)
     }
 }
 
+/// The message in the folder that has the name of the encrypted one.
+std::optional<message_record> read_decrypted(const std::string& folder, const message_place& encrypted,
+                                             const std::shared_ptr<store_context>& store, std::string& why)
+{
+    try {
+        if (!folder.empty()) {
+            return read_msg(path_of(folder) / encrypted.file.filename(), store);
+        }
+        why = "it is encrypted, and --decrypted was not given";
+    } catch (const std::exception& failure) {
+        why = failure.what();
+    }
+    return {};
+}
+
 void open_with_addins(const mailhost_options& options, const std::vector<message_place>& places,
                       const scan_target* target, addin_trace& trace, const console& where, opening_totals& totals)
 {
@@ -155,11 +171,18 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
         loaded_addins addins(client);
         client->startup();
         addins.startup_complete();
-        outlook_client desk(client, trace.outcome());
-        const message_reader read = [](const message_place& place, const std::shared_ptr<store_context>& store) {
-            return read_msg(place.file, store);
+        message_place current;
+        outlook_client desk(client, trace.outcome(), [&](const message_record& enveloped, std::string& why) {
+            return read_decrypted(options.decrypted, current, enveloped.store, why);
+        });
+        const message_reader read = [&current](const message_place& place,
+                                               const std::shared_ptr<store_context>& store) {
+            current = place;
+            return read_mail(place, store, written_by::anyone);
         };
-        open_messages(places, {options.open.times, options.open.json, nullptr, false}, read, desk, where, totals);
+        const auto copies = make_copies(options.saving);
+        const opening_plan plan{options.open.times, options.open.json, copies.get(), options.saving.reopen};
+        open_messages(places, plan, read, desk, where, totals);
         client->quit();
     }
     offer_broker({});
@@ -196,6 +219,9 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
         report(where, target ? "127.0.0.1:" + std::to_string(target->port()) : file,
                "no scanning service answers there");
         return exit_status::no_service;
+    }
+    if (totals.unsaved != 0) {
+        return exit_status::failed;
     }
     return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/mail/saving_options.h"
 #include "host/opening/console.h"
 #include "host/opening/open_options.h"
 
@@ -11,7 +12,9 @@ namespace host {
 struct mailhost_options
 {
     open_options open;
+    saving_options saving;
     std::string version = "16.0.4266.1001"; ///< what the application object tells the add-ins
+    std::string decrypted;                  ///< folder of what is inside encrypted messages; empty: they stay closed
 };
 
 /// Opens the messages with the registered add-ins, as the mail client would.

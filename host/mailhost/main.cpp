@@ -52,11 +52,17 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
     CLI::App app("Opens mail as the mail client would, with the add-ins that are registered for it.", "mailhost");
     app.set_version_flag("--version", "mailhost " POSTWARDEN_VERSION);
     app.set_help_flag("--help,-h", "Print this help and end");
+    app.allow_windows_style_options(false); // a path may begin with a slash
     host::mailhost_options options;
     host::add_open_options(app, options.open);
+    host::add_saving_options(app, options.saving);
     app.add_option("--version-string", options.version, "Version that the client says it has")
         ->type_name("TEXT")
         ->capture_default_str();
+    app.add_option("--decrypted", options.decrypted,
+                   "What is inside encrypted messages, as messages of the same names: there is no key to open them "
+                   "with here")
+        ->type_name("DIR");
     app.footer(footer);
     std::vector<const char*> pointers;
     for (const std::string& argument : arguments) {
@@ -69,6 +75,11 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
         return host::exit_status::done;
     } catch (const CLI::ParseError& problem) {
         report(where, "command line", std::string(problem.what()) + "; --help tells more");
+        return host::exit_status::usage;
+    }
+    const std::string wrong = settle(app, options.open, options.saving);
+    if (!wrong.empty()) {
+        report(where, "command line", wrong + "; --help tells more");
         return host::exit_status::usage;
     }
     return run_mailhost(options, where);

@@ -1,5 +1,6 @@
 #include "host/opening/open_messages.h"
 
+#include "host/files/path_text.h"
 #include "host/opening/snapshot.h"
 
 #include <algorithm>
@@ -126,7 +127,7 @@ std::vector<message_place> find_all_messages(const std::vector<std::string>& pat
     std::vector<message_place> places;
     for (const std::string& path : paths) {
         try {
-            const auto found = find_messages(path);
+            const auto found = find_messages(path_of(path));
             places.insert(places.end(), found.begin(), found.end());
         } catch (const std::exception& failure) {
             report(where, path, failure.what());

@@ -1,6 +1,6 @@
 #include "host/outlook/outlook_client.h"
 
-#include "host/store/message_object.h"
+#include "host/smime/secured_message.h"
 
 #include <chrono>
 #include <utility>
@@ -17,22 +17,43 @@ item_kind kind_of(const message_record& message)
 
 } // namespace
 
-outlook_client::outlook_client(ComPtr<application> client, check_outcome& outcome)
+outlook_client::outlook_client(ComPtr<application> client, check_outcome& outcome, envelope_opener open_envelope)
     : client_(std::move(client))
     , outcome_(outcome)
+    , open_envelope_(std::move(open_envelope))
 {}
+
+ComPtr<message_object> outlook_client::displayed(const message_record& stored, const ComPtr<message_object>& kept,
+                                                 std::string& closed) const
+{
+    if (!is_enveloped(stored)) {
+        return kept;
+    }
+    std::optional<message_record> inner;
+    if (open_envelope_) {
+        inner = open_envelope_(stored, closed);
+    } else {
+        closed = "it is encrypted, and its contents were not given";
+    }
+    if (!inner) {
+        return wrap_enveloped(kept, nullptr);
+    }
+    const message_record contents = shown_contents(stored, *inner);
+    return wrap_enveloped(kept, &contents);
+}
 
 opening outlook_client::open(const std::shared_ptr<message_record>& stored)
 {
     const auto save = [stored](const message_record& changed) {
-        *stored = changed.copy();
+        *stored = settled(changed);
         return HRESULT{S_OK};
     };
-    const auto message = MakeCom<message_object>(*stored, true, save);
-    const auto item = MakeCom<outlook_item>(interface_of_kind(kind_of(*stored)),
-                                            ComPtr<IUnknown>(static_cast<IMessage*>(message.get())));
-    outcome_.take();
     opening result;
+    const auto kept = MakeCom<message_object>(*stored, true, save);
+    const ComPtr<message_object> seen = displayed(*stored, kept, result.closed);
+    const auto item = MakeCom<outlook_item>(interface_of_kind(kind_of(*stored)),
+                                            ComPtr<IUnknown>(static_cast<IMessage*>(seen.get())));
+    outcome_.take();
     const auto start = std::chrono::steady_clock::now();
     client_->item_load(item.get());
     item->before_read();
@@ -50,7 +71,7 @@ opening outlook_client::open(const std::shared_ptr<message_record>& stored)
     const check_outcome::result outcome = outcome_.take();
     result.result = outcome.check;
     result.verdict = outcome.verdict;
-    result.shown = message->current().copy();
+    result.shown = settled(kept->current());
     return result;
 }
 

@@ -4,6 +4,11 @@
 #include "host/outlook/application.h"
 #include "host/outlook/check_outcome.h"
 #include "host/outlook/items.h"
+#include "host/store/message_object.h"
+
+#include <functional>
+#include <optional>
+#include <string>
 
 namespace host {
 
@@ -12,14 +17,23 @@ namespace host {
 class outlook_client final : public message_opener
 {
 public:
-    /// `outcome` hears the trace of the add-in.
-    outlook_client(ComPtr<application> client, check_outcome& outcome);
+    /// Gives what is inside an encrypted message; nothing, and why for people, when it cannot be had.
+    using envelope_opener =
+        std::function<std::optional<message_record>(const message_record& enveloped, std::string& why)>;
+
+    /// `outcome` hears the trace of the add-in. Without an opener encrypted messages stay closed.
+    outlook_client(ComPtr<application> client, check_outcome& outcome, envelope_opener open_envelope = {});
 
     opening open(const std::shared_ptr<message_record>& stored) override;
 
 private:
+    /// What the reader of a message gets to see: of an encrypted one its wrapper.
+    [[nodiscard]] ComPtr<message_object> displayed(const message_record& stored, const ComPtr<message_object>& kept,
+                                                   std::string& closed) const;
+
     ComPtr<application> client_;
     check_outcome& outcome_;
+    envelope_opener open_envelope_;
 };
 
 } // namespace host

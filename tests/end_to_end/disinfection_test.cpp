@@ -1,6 +1,6 @@
 // What disinfection promises, on many messages: opened by the command line, saved, and opened again.
 
-#include "host/cli/mail_files.h"
+#include "host/mail/mail_files.h"
 #include "service/builtin_engine.h"
 #include "service/clamd_engine.h"
 #include "service/scan_server.h"

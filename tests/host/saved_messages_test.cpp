@@ -1,4 +1,4 @@
-#include "host/cli/saved_messages.h"
+#include "host/mail/saved_messages.h"
 #include "service/scan_server.h"
 #include "tests/host/cli_fixture.h"
 #include "tests/host/mime_fixture.h"

@@ -14,16 +14,19 @@ class WineDesk:
         self.prefix = pathlib.Path(prefix)
         self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEDEBUG="-all", DISPLAY="",
                                 WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d")
+        self.prefix.parent.mkdir(parents=True, exist_ok=True)
+        # The server stays between two programs: each start of it costs more than what is tested.
+        subprocess.run(["wineserver", f"-p{WAIT}"], env=self.environment, timeout=WAIT)
         if not (self.prefix / "system.reg").exists():
-            self.prefix.parent.mkdir(parents=True, exist_ok=True)
             self.run("wineboot", "-i")
 
     def run(self, *arguments, cwd=None):
         """Runs a program and gives what came of it; its output as text."""
-        done = subprocess.run(["wine", *map(str, arguments)], env=self.environment, cwd=cwd, timeout=WAIT,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        done.stdout = done.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
-        done.stderr = done.stderr.decode("utf-8", "replace").replace("\r\n", "\n")
+        # Into files: Wine's own services inherit a pipe, and would keep it open.
+        with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+            done = subprocess.run(["wine", *map(str, arguments)], env=self.environment, cwd=cwd, timeout=WAIT,
+                                  stdin=subprocess.DEVNULL, stdout=out, stderr=err)
+            done.stdout, done.stderr = text_in(out), text_in(err)
         return done
 
     def start(self, *arguments):
@@ -31,7 +34,7 @@ class WineDesk:
                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
 
     def stop(self):
-        subprocess.run(["wineserver", "-w"], env=self.environment, timeout=WAIT)
+        subprocess.run(["wineserver", "-k"], env=self.environment, timeout=WAIT)
 
     def registry(self, root):
         """All keys below a root, each with its values by name; the default value has the name "@"."""
@@ -49,6 +52,11 @@ class WineDesk:
 
     def remove_key(self, key):
         return self.run("reg", "delete", key, "/f").returncode == 0
+
+
+def text_in(file):
+    file.seek(0)
+    return file.read().decode("utf-8", "replace").replace("\r\n", "\n")
 
 
 def windows_path(path):

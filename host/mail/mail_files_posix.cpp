@@ -1,5 +1,4 @@
-#include "host/cli/mail_files.h"
-
+#include "host/mail/mail_files.h"
 #include "host/mime/message_writer.h"
 #include "host/msg/msg_file.h"
 
@@ -18,11 +17,6 @@ void write_mail(const message_record& message, mail_format format, const std::fi
     } else {
         write_eml(message, file);
     }
-}
-
-const char* extension_of(mail_format format)
-{
-    return format == mail_format::msg ? ".msg" : ".eml";
 }
 
 } // namespace host

@@ -1,12 +1,10 @@
-#include "host/cli/saved_messages.h"
+#include "host/mail/saved_messages.h"
 
-#include "host/cli/mail_files.h"
+#include "host/files/new_file.h"
+#include "host/files/path_text.h"
+#include "host/mail/mail_files.h"
 #include "tool/system/conversions.h"
 
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -18,11 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t longest_name = 200; ///< bytes; leaves room for numbers and extension in the usual 255
-
-[[noreturn]] void refuse(int error)
-{
-    throw std::runtime_error(std::generic_category().message(error));
-}
 
 /// Cut between two characters of UTF-8.
 std::string shortened(std::string text)
@@ -42,25 +35,11 @@ std::string stem_of(const message_place& place)
 {
     const fs::path name = place.file.filename();
     for (const char* known : {".eml", ".msg", ".mbox", ".mbx"}) {
-        if (winapi::compare_no_case(name.extension().string(), known) == 0) {
-            return name.stem().string();
+        if (winapi::compare_no_case(text_of_path(name.extension()), known) == 0) {
+            return text_of_path(name.stem());
         }
     }
-    return name.string();
-}
-
-/// Makes an empty file; false when there is something of that name.
-bool make_new(const fs::path& file)
-{
-    std::FILE* made = std::fopen(file.c_str(), "wx");
-    if (!made) {
-        if (errno != EEXIST) {
-            refuse(errno);
-        }
-        return false;
-    }
-    static_cast<void>(std::fclose(made)); // nothing was written
-    return true;
+    return text_of_path(name);
 }
 
 /// A copy whose name was free, and is kept free for it by an empty file until it is written.
@@ -115,32 +94,30 @@ saved_messages::saved_messages(fs::path folder, std::optional<mail_format> forma
 {
     std::error_code problem;
     fs::create_directories(folder_, problem);
-    if (problem) {
-        refuse(problem.value());
+    if (!problem && !fs::is_directory(folder_)) {
+        problem = std::make_error_code(std::errc::not_a_directory);
     }
-    if (!fs::is_directory(folder_)) {
-        refuse(ENOTDIR);
+    if (problem) {
+        throw std::runtime_error(problem.message());
     }
 }
 
 std::unique_ptr<message_copy> saved_messages::copy_of(const message_place& place)
 {
     const mail_format format = format_.value_or(format_of(place));
-    const fs::path name = copy_name(place, format);
+    const fs::path name = path_of(copy_name(place, format));
     fs::path file = folder_ / name;
-    for (std::size_t number = 2; !make_new(file); ++number) {
-        file = folder_ / (name.stem().string() + '-' + std::to_string(number) + extension_of(format));
+    for (std::size_t number = 2; !make_new_file(file); ++number) {
+        fs::path other = name.stem();
+        other += '-' + std::to_string(number) + extension_of(format);
+        file = folder_ / other;
     }
     return std::make_unique<reserved_copy>(std::move(file), format);
 }
 
 passing_messages::passing_messages(std::optional<mail_format> format)
+    : folder_(make_private_folder())
 {
-    std::string name = (fs::temp_directory_path() / "postwarden-XXXXXX").string();
-    if (!::mkdtemp(name.data())) {
-        refuse(errno);
-    }
-    folder_ = name;
     inside_ = std::make_unique<saved_messages>(folder_, format);
 }
 

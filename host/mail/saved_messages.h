@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/files/mailbox.h"
+#include "host/files/path_text.h"
 #include "host/opening/message_copies.h"
 
 #include <filesystem>
@@ -24,7 +25,7 @@ public:
     saved_messages(std::filesystem::path folder, std::optional<mail_format> format);
 
     std::unique_ptr<message_copy> copy_of(const message_place& place) override;
-    [[nodiscard]] std::string folder() const override { return folder_.string(); }
+    [[nodiscard]] std::string folder() const override { return text_of_path(folder_); }
 
 private:
     std::filesystem::path folder_;
