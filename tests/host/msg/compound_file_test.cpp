@@ -1,6 +1,9 @@
 #include "host/msg/compound_check.h"
 #include "tests/host/msg/msg_fixture.h"
 
+#include <atomic>
+#include <thread>
+
 namespace host::test {
 namespace {
 
@@ -98,6 +101,32 @@ TEST_F(CompoundFile, ReadsPiecesOfLargeStreams)
     }
     char one = 0;
     EXPECT_EQ(0U, large.read(contents.size(), &one, 1));
+}
+
+TEST_F(CompoundFile, LetsManyThreadsReadAndForgetItsStreams)
+{
+    std::vector<storage_tree::stream> streams;
+    for (std::size_t i = 0; i < 8; ++i) {
+        streams.push_back({"large " + std::to_string(i), bytes_of(pattern(300000 + i))});
+    }
+    auto tree = written_and_read(storage_with(streams));
+    std::vector<std::thread> readers;
+    std::atomic<int> right = 0;
+    for (std::size_t i = 0; i < 8; ++i) {
+        bytes_ptr own;
+        for (const auto& stream : tree->streams) {
+            own = stream.name == streams[i].name ? stream.contents : own;
+        }
+        readers.emplace_back([own = std::move(own), &right, i]() mutable {
+            right += to_string(*own) == pattern(300000 + i) ? 1 : 0;
+            own.reset();
+        });
+    }
+    tree.reset();
+    for (auto& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(8, right);
 }
 
 TEST_F(CompoundFile, IsToldFromOtherFilesByItsBeginning)
