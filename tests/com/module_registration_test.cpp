@@ -176,7 +176,7 @@ TEST_F(module_registration, lets_com_find_the_class)
     ASSERT_EQ(register_it(), 0);
     ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
     CLSID id{};
-    EXPECT_EQ(CLSIDFromProgID(L"QDMailProtect.Connect", &id), S_OK);
+    EXPECT_EQ(CLSIDFromProgID(L"QDMailProtect.Connect.1", &id), S_OK);
     {
         ComPtr<IUnknown> object;
         EXPECT_EQ(CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, Receive(object)), S_OK);

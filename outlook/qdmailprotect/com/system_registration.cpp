@@ -59,6 +59,15 @@ HRESULT MakeRegistrar(const std::wstring& modulePath, ComPtr<IRegistrar>& regist
     return result;
 }
 
+bool IsTypeLibraryRegistered()
+{
+    BSTR path = nullptr;
+    const HRESULT result =
+        QueryPathOfRegTypeLib(LIBID_QDMailProtectLib, TypeLibraryMajor, TypeLibraryMinor, LOCALE_NEUTRAL, &path);
+    SysFreeString(path);
+    return SUCCEEDED(result);
+}
+
 /// The script in the module's resources.
 std::wstring LoadScript()
 {
@@ -111,6 +120,6 @@ HRESULT SystemRegistration::UnregisterTypeLibrary(RegistrationScope scope)
             ? UnRegisterTypeLibForUser(LIBID_QDMailProtectLib, TypeLibraryMajor, TypeLibraryMinor, LOCALE_NEUTRAL,
                                        SYS_WIN64)
             : UnRegisterTypeLib(LIBID_QDMailProtectLib, TypeLibraryMajor, TypeLibraryMinor, LOCALE_NEUTRAL, SYS_WIN64);
-    // What is to be taken away and isn't there is no failure.
-    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;
+    // What is to be taken away and isn't there is no failure; how it is told differs between systems.
+    return FAILED(result) && !IsTypeLibraryRegistered() ? S_OK : result;
 }
