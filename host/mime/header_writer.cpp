@@ -15,9 +15,8 @@ namespace host {
 
 namespace {
 
-/// 1601-01-01 to 1970-01-01 in units of 100 ns.
-constexpr std::int64_t unix_epoch = 116444736000000000;
-constexpr std::int64_t units_per_second = 10000000;
+constexpr std::int64_t unix_epoch = 11644473600; ///< seconds from 1601-01-01 to 1970-01-01
+constexpr std::uint64_t units_per_second = 10000000;
 
 struct date_unref
 {
@@ -201,7 +200,7 @@ private:
             append_kept("Date");
             return;
         }
-        const std::int64_t seconds = (static_cast<std::int64_t>(*time) - unix_epoch) / units_per_second;
+        const std::int64_t seconds = static_cast<std::int64_t>(*time / units_per_second) - unix_epoch;
         if (told && g_date_time_to_unix(told.get()) == seconds) {
             append_kept(*kept);
             return;

@@ -417,8 +417,12 @@ TEST(mime_document, tells_the_time_of_sending_as_the_mail_did)
     message_record fresh = note();
     fresh.properties->set(PR_CLIENT_SUBMIT_TIME, property_value::of_time(november));
     EXPECT_THAT(document(fresh), HasSubstr("Date: Sat, 21 Nov 2026 09:00:00 +0000\r\n"));
-    fresh.properties->set(PR_CLIENT_SUBMIT_TIME, property_value::of_time(0x7FFFFFFFFFFFFFFF));
-    EXPECT_THAT(document(fresh), Not(HasSubstr("Date:"))) << "a time that no calendar has";
+    for (const std::uint64_t time : {0x7FFFFFFFFFFFFFFFU, 0x8000000000000000U, 0xFFFFFFFFFFFFFFFFU}) {
+        fresh.properties->set(PR_CLIENT_SUBMIT_TIME, property_value::of_time(time));
+        EXPECT_THAT(document(fresh), Not(HasSubstr("Date:"))) << "a time that no calendar has";
+    }
+    fresh.properties->set(PR_CLIENT_SUBMIT_TIME, property_value::of_time(0));
+    EXPECT_THAT(document(fresh), HasSubstr("Date: Mon, 01 Jan 1601 00:00:00 +0000\r\n"));
 }
 
 TEST(mime_document, tells_identifiers_and_importance)
