@@ -16,7 +16,7 @@ constexpr CLSID broker_class{0xD0A8B1C4, 0x7E36, 0x4B52, {0x8C, 0x6E, 0x1F, 0x93
 struct offered_broker
 {
     std::mutex lock;
-    settings_broker::source settings;
+    settings_broker::answer settings;
 };
 
 offered_broker& of_process()
@@ -27,7 +27,7 @@ offered_broker& of_process()
 
 } // namespace
 
-void offer_broker(settings_broker::source settings)
+void offer_broker(settings_broker::answer settings)
 {
     const std::lock_guard guard(of_process().lock);
     of_process().settings = std::move(settings);

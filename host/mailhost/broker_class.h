@@ -4,8 +4,8 @@
 
 namespace host {
 
-/// Whether this program stands in for the product's broker, and with what. Without a source its class is not there. The
-/// program's manifest names the class, so that the whole process, and nobody else, finds it by its name.
-void offer_broker(settings_broker::source settings);
+/// Whether this program stands in for the product's broker, and with what. Without an answer its class is not there.
+/// The program's manifest names the class, so that the whole process, and nobody else, finds it by its name.
+void offer_broker(settings_broker::answer settings);
 
 } // namespace host

@@ -1,6 +1,7 @@
 #include "host/mailhost/machine_values.h"
 
 #include <memory>
+#include <ranges>
 #include <stdexcept>
 #include <string>
 
@@ -72,8 +73,8 @@ key_ptr open_for_change(const std::wstring& path)
 
 machine_values::~machine_values()
 {
-    for (auto last = changes_.rbegin(); last != changes_.rend(); ++last) {
-        undo(*last);
+    for (const change& last : changes_ | std::views::reverse) {
+        undo(last);
     }
 }
 

@@ -164,7 +164,9 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
 {
     machine_values values;
     fill_registry(options.open, values);
-    offer_broker([file = options.open.settings_file, target] { return settings_for(file, target); });
+    offer_broker([file = options.open.settings_file, target](VARIANT& value) {
+        return put_bytes(settings_for(file, target), value);
+    });
     const registered_class converter(CLSID_IConverterSession, make_converter);
     {
         const auto client = MakeCom<application>(winapi::conv_to_wide(options.version, winapi::code_page_utf8));

@@ -41,6 +41,7 @@ bool is_terminal(DWORD handle)
 std::vector<std::string> utf8_arguments(int argc, wchar_t** argv)
 {
     std::vector<std::string> result;
+    result.reserve(static_cast<std::size_t>(argc));
     for (int i = 0; i < argc; ++i) {
         result.push_back(winapi::conv_to_char(argv[i], winapi::code_page_utf8));
     }
@@ -65,6 +66,7 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
         ->type_name("DIR");
     app.footer(footer);
     std::vector<const char*> pointers;
+    pointers.reserve(arguments.size());
     for (const std::string& argument : arguments) {
         pointers.push_back(argument.c_str());
     }

@@ -129,9 +129,10 @@ std::string date_header(IMessage& message)
     constexpr std::array days{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     constexpr std::array months{"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%s, %02d %s %d %02d:%02d:%02d +0000", days.at(parts.wDayOfWeek),
-                  parts.wDay, months.at(parts.wMonth - 1U), parts.wYear, parts.wHour, parts.wMinute, parts.wSecond);
-    return header("Date", text.data());
+    const int length =
+        std::snprintf(text.data(), text.size(), "%s, %02d %s %d %02d:%02d:%02d +0000", days.at(parts.wDayOfWeek),
+                      parts.wDay, months.at(parts.wMonth - 1U), parts.wYear, parts.wHour, parts.wMinute, parts.wSecond);
+    return header("Date", length > 0 ? std::string(text.data()) : std::string());
 }
 
 } // namespace

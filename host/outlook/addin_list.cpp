@@ -25,7 +25,9 @@ void add_entries(HKEY root, bool of_user, entries& found)
 {
     const std::wstring path(addins_key);
     for (const std::wstring& name : registry_key::open(root, path).subkeys()) {
-        const registry_key key = registry_key::open(root, path + L"\\" + name);
+        std::wstring own_path = path;
+        own_path.append(L"\\").append(name);
+        const registry_key key = registry_key::open(root, own_path);
         found[name] = {name, key.text(L"FriendlyName").value_or(name), key.number(L"LoadBehavior").value_or(0),
                        of_user};
     }

@@ -27,6 +27,8 @@ HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* paramete
     return parameters->rgvarg[0].lVal == settings_broker::load_argument ? HRESULT{S_OK} : E_INVALIDARG;
 }
 
+} // namespace
+
 HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value)
 {
     SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
@@ -45,9 +47,7 @@ HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value)
     return SafeArrayUnaccessData(array);
 }
 
-} // namespace
-
-settings_broker::settings_broker(source settings)
+settings_broker::settings_broker(answer settings)
     : settings_(std::move(settings))
 {}
 
@@ -89,7 +89,7 @@ HRESULT settings_broker::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPAR
         return E_POINTER;
     }
     VariantInit(result);
-    return guarded([&] { return put_bytes(settings_(), *result); });
+    return guarded([&] { return settings_(*result); });
 }
 
 } // namespace host

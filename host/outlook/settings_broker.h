@@ -9,17 +9,20 @@
 
 namespace host {
 
+/// An array of bytes as a value.
+HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value);
+
 /// Stands in for the product's broker: method 2 with the number 1 gives the settings as an array of bytes. Late bound
 /// only, without type information. May be used on any thread.
-class settings_broker final : public ComObject<IDispatch>
+class settings_broker : public ComObject<IDispatch>
 {
 public:
     static constexpr DISPID load_method = 2;
     static constexpr LONG load_argument = 1;
-    /// Gives the settings as they now stand. What it raises becomes a failure of the call.
-    using source = std::function<std::vector<std::uint8_t>()>;
+    /// Fills in what the method gives, asked anew at each call. What it raises becomes a failure of the call.
+    using answer = std::function<HRESULT(VARIANT& value)>;
 
-    explicit settings_broker(source settings);
+    explicit settings_broker(answer settings);
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
@@ -32,7 +35,7 @@ protected:
     void* FindInterface(REFIID iid) override;
 
 private:
-    source settings_;
+    answer settings_;
     ledger_entry entry_{"settings broker", static_cast<IDispatch*>(this)};
 };
 

@@ -79,7 +79,7 @@ void live_addin::SetUp()
 {
     object_ledger::of_process().switch_on(true);
     listener_ = std::make_unique<trace_listener>([this](std::string_view line) { hear(line); });
-    offer_broker([this] { return settings_with(port_); });
+    offer_broker([this](VARIANT& value) { return put_bytes(settings_with(port_), value); });
 }
 
 void live_addin::TearDown()

@@ -16,7 +16,7 @@ public:
         : root_(root)
         , path_(L"Software\\postwarden test " + std::to_wstring(GetCurrentProcessId()) + L" " + name)
     {
-        EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_CURRENT_USER, path_.c_str(), 0, nullptr, REG_OPTION_VOLATILE,
+        EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_CURRENT_USER, path_.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                                                  KEY_ALL_ACCESS, nullptr, &key_, nullptr));
         EXPECT_EQ(ERROR_SUCCESS, RegOverridePredefKey(root_, key_));
     }
@@ -40,7 +40,7 @@ inline void set_value(HKEY root, const std::wstring& key, const std::wstring& na
                       std::size_t size)
 {
     HKEY made = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(root, key.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+    ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(root, key.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
                                              nullptr, &made, nullptr));
     EXPECT_EQ(ERROR_SUCCESS,
               RegSetValueExW(made, name.c_str(), 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size)));
