@@ -65,7 +65,7 @@ HRESULT attach_object::open_storage(ULONG flags, IUnknown** object) const
     const property_value* value = access_.bag().find(PROP_ID(PR_ATTACH_DATA_OBJ));
     const auto* storage = value ? std::get_if<storage_ptr>(&value->data) : nullptr;
     if (!storage) {
-        return MAPI_E_NOT_FOUND;
+        return record_->embedded ? MAPI_E_INTERFACE_NOT_SUPPORTED : MAPI_E_NOT_FOUND;
     }
     *object = make_storage_object(*storage).detach();
     return S_OK;
