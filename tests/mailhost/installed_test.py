@@ -412,6 +412,71 @@ class Mailhost(Machine):
         self.assertIn("400 outlook", text)
         self.assertIn("Additions params - KeepVerdictInEmail = 1", text)
 
+    def test_saves_copies_that_need_no_service_any_more(self):
+        saved = FOLDER / "saved"
+        condemned = FOLDER / "messages" / "27-condemned-attachment.msg"
+        done = mailhost("--json", "--save", saved, condemned)
+        self.assertEqual(0, done.returncode, done.stderr)
+        after = json_lines(done.stdout)[0]["after"]
+        again = mailhost("--json", "--port", "9", saved)  # nobody listens there
+        self.assertEqual(4, again.returncode, again.stderr)
+        opening = json_lines(again.stdout)[0]
+        self.assertEqual((2, after), (opening["verdict"], opening["before"]))
+        self.assertEqual(opening["before"], opening["after"])
+        native = subprocess.run([LINUX / "host/postwarden", "open", "--json", saved], capture_output=True, text=True)
+        self.assertEqual(comparable(opening), comparable(json_lines(native.stdout)[0]))
+
+    def test_opens_again_what_it_has_just_saved(self):
+        done = mailhost("--json", "--reopen", FOLDER / "messages" / "25-condemned-body.msg")
+        self.assertEqual(0, done.returncode, done.stderr)
+        first, second = json_lines(done.stdout)
+        self.assertEqual(first["after"], second["before"])
+        self.assertEqual((2, 2), (first["verdict"], second["verdict"]))
+
+    def test_writes_no_mail_of_another_form(self):
+        done = mailhost("--json", "--save", FOLDER / "other", "--format", "eml", self.message)
+        self.assertEqual(1, done.returncode)
+        self.assertIn("only Outlook message files are written on this system", done.stderr)
+
+    def test_takes_settings_from_a_file_through_the_broker(self):
+        settings = FOLDER / "settings.json"
+        condemned = FOLDER / "messages" / "25-condemned-body.msg"
+
+        def opening_with(**values):
+            settings.write_text(json.dumps({name: {"value": value, "isSet": True} for name, value in values.items()}))
+            done = mailhost("--json", "--settings", settings, condemned)
+            self.assertEqual(0, done.returncode, done.stderr)
+            return json_lines(done.stdout)[0]
+
+        with windows_service() as port:
+            self.assertEqual(2, opening_with(ServerPort=port)["verdict"])
+            off = opening_with(ServerPort=port, UseOutlookPlugin=False)
+            self.assertEqual(("0x80004002", 0), (off["hr"], off["verdict"]))
+            limited = opening_with(ServerPort=port, SizeLimit=10, UseSizeLimit=True)
+            self.assertEqual(0, limited["verdict"])
+
+    def test_refuses_settings_that_are_none(self):
+        settings = FOLDER / "bad.json"
+        settings.write_text('{"ServerPort": 1}')
+        done = mailhost("--settings", settings, self.message)
+        self.assertEqual(2, done.returncode)
+        self.assertIn("ServerPort: must be an object", done.stderr)
+
+    def test_shows_a_table_to_people(self):
+        done = mailhost(self.message)
+        self.assertEqual(0, done.returncode, done.stderr)
+        lines = done.stdout.splitlines()
+        self.assertTrue(lines[0].startswith("MESSAGE "), lines)
+        self.assertRegex(lines[1], r"01-status-report\.msg +clean +opened +\d+  -$")
+        self.assertRegex(lines[-1], r"^1 opening in \d+ ms: 1 clean")
+
+    def test_takes_names_in_every_script(self):
+        copy = FOLDER / "Журнал крана – 日本.msg"
+        shutil.copy(self.message, copy)
+        done = mailhost("--json", copy)
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertTrue(json_lines(done.stdout)[0]["file"].endswith(copy.name), done.stdout)
+
     def test_refuses_options_that_it_does_not_know(self):
         done = mailhost("--bogus", self.message)
         self.assertEqual(2, done.returncode)
