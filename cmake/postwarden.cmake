@@ -44,6 +44,8 @@ if(WIN32)
   target_include_directories(postwarden_options SYSTEM INTERFACE "${links}")
   target_compile_definitions(postwarden_options INTERFACE
     _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE)
+  # Without this the language's recursive mutexes never free what the thread library allocates at their first lock.
+  target_compile_definitions(postwarden_options INTERFACE _GTHREAD_USE_RECURSIVE_MUTEX_INIT_FUNC)
   add_link_options(-static -fstack-protector-strong)
   # What goes into the product on this system: optimised, hardened, with line numbers for the separate symbol file, and
   # without a trace of the folder that it was built in, so that the same sources give the same bytes.

@@ -1,6 +1,7 @@
 #include "host/outlook/items.h"
 #include "host/store/message_object.h"
 #include "tests/mailhost/live_addin.h"
+#include "tests/support/process_memory.h"
 #include "tests/support/process_resources.h"
 
 #include <windows.h>
@@ -8,7 +9,6 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <psapi.h>
 #include <thread>
 
 namespace host::test {
@@ -238,16 +238,6 @@ TEST_F(LiveService, MayComeLaterThanTheClient)
     disconnect();
 }
 
-/// Bytes of this process's own memory.
-std::size_t private_bytes()
-{
-    PROCESS_MEMORY_COUNTERS_EX counters{};
-    counters.cb = sizeof counters;
-    K32GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
-                            sizeof counters);
-    return counters.PrivateUsage;
-}
-
 TEST_F(LiveOpenings, NeedNoMoreOfTheProcessAfterTenThousand)
 {
     start_service();
@@ -267,7 +257,7 @@ TEST_F(LiveOpenings, NeedNoMoreOfTheProcessAfterTenThousand)
     };
     rounds(250);
     const auto before = process_resources::now();
-    const std::size_t memory = private_bytes();
+    const std::size_t memory = ::test::heap_bytes();
     rounds(2500);
     constexpr process_resources workers{2, 4}; // the system's pool takes one more now and then, with its handles
     const process_resources bound{before.threads + workers.threads, before.handles + workers.handles};
@@ -275,7 +265,7 @@ TEST_F(LiveOpenings, NeedNoMoreOfTheProcessAfterTenThousand)
     EXPECT_LE(after.threads, bound.threads);
     EXPECT_LE(after.handles, bound.handles);
     constexpr std::size_t allowed = 2U << 20U; // the table of verdicts grows with new messages
-    EXPECT_LE(private_bytes(), memory + allowed);
+    EXPECT_LE(::test::heap_bytes(), memory + allowed);
 }
 
 } // namespace

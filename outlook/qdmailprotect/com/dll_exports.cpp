@@ -3,6 +3,12 @@
 #include "outlook/qdmailprotect/com/services.h"
 #include "outlook/qdmailprotect/com/system_registration.h"
 
+namespace __gnu_cxx {
+// The language's run-time library keeps memory for exceptions that are raised when there is none; this gives it back.
+// No header has it.
+void __freeres();
+} // namespace __gnu_cxx
+
 namespace {
 
 constinit SystemRegistration registration;
@@ -11,6 +17,14 @@ constinit CQDMailProtectModule module(&NewConnect, registration);
 } // namespace
 
 extern "C" {
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* process_ends)
+{
+    if (reason == DLL_PROCESS_DETACH && process_ends == nullptr) {
+        __gnu_cxx::__freeres();
+    }
+    return TRUE;
+}
 
 HRESULT WINAPI DllCanUnloadNow()
 {
