@@ -264,7 +264,7 @@ TEST_F(LiveOpenings, NeedNoMoreOfTheProcessAfterTenThousand)
     const auto after = process_resources::settled(bound);
     EXPECT_LE(after.threads, bound.threads);
     EXPECT_LE(after.handles, bound.handles);
-    constexpr std::size_t allowed = 2U << 20U; // the table of verdicts grows with new messages
+    constexpr std::size_t allowed = 1U << 19U; // the table of verdicts grows with new messages
     EXPECT_LE(::test::heap_bytes(), memory + allowed);
 }
 
