@@ -1,0 +1,195 @@
+// What the add-in costs its client, measured through COM as the client would: the registered module, connected, with
+// real messages and a service in this process. Windows only; "regsvr32 postwarden.dll" comes first.
+
+#include "host/mailhost/broker_class.h"
+#include "host/mailhost/loaded_addins.h"
+#include "host/opening/snapshot.h"
+#include "host/outlook/outlook_client.h"
+#include "service/scan_server.h"
+#include "settings/settings_blob.h"
+#include "tool/icap_client/session_manager.h"
+#include "tool/web/body_store.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace host;
+using clock_type = std::chrono::steady_clock;
+using microseconds = std::chrono::duration<double, std::micro>;
+
+constexpr int connections = 50;
+constexpr int openings = 1000;
+constexpr std::size_t body_size = 65536;
+
+double time_of(const std::function<void()>& work)
+{
+    const auto start = clock_type::now();
+    work();
+    return microseconds(clock_type::now() - start).count();
+}
+
+double median(std::vector<double> times)
+{
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
+}
+
+/// The median time of `work` in microseconds.
+double median(int rounds, const std::function<void()>& work)
+{
+    std::vector<double> times;
+    for (int i = 0; i < rounds; ++i) {
+        times.push_back(time_of(work));
+    }
+    return median(std::move(times));
+}
+
+std::shared_ptr<message_record> new_message(const std::string& body)
+{
+    static int made = 0;
+    auto message = std::make_shared<message_record>();
+    property_bag& properties = *message->properties;
+    properties.set(PR_ENTRYID, property_value::of_binary(bytes_of("bench " + std::to_string(++made))));
+    properties.set(PR_MESSAGE_CLASS_W, property_value::of_text(L"IPM.Note"));
+    properties.set(PR_SUBJECT_W, property_value::of_text(L"Crane inspection"));
+    properties.set(PR_NATIVE_BODY_INFO, property_value::of_long(3));
+    properties.set(PR_HTML, property_value::of_binary(bytes_of(body)));
+    return message;
+}
+
+/// One message with the verdict that the add-in has put on it.
+std::shared_ptr<message_record> judged_message(outlook_client& client)
+{
+    const auto message = new_message("Nothing of note.");
+    return std::make_shared<message_record>(client.open(message).shown.copy());
+}
+
+void offer_settings(std::uint16_t port)
+{
+    DOVA::Settings::WebTrafficMonitorSettings settings;
+    settings.ServerPort.value = port;
+    settings.ServerPort.isSet = true;
+    offer_broker(
+        [blob = DOVA::Settings::BlobFromSettings(settings)](VARIANT& value) { return put_bytes(blob, value); });
+}
+
+void tell_size()
+{
+    std::array<wchar_t, MAX_PATH> path{};
+    WIN32_FILE_ATTRIBUTE_DATA facts{};
+    GetModuleFileNameW(GetModuleHandleW(L"postwarden.dll"), path.data(), static_cast<DWORD>(path.size()));
+    if (GetFileAttributesExW(path.data(), GetFileExInfoStandard, &facts) != 0) {
+        std::printf("%-44s %10lu bytes\n", "the module", facts.nFileSizeLow);
+    }
+}
+
+void tell(const char* what, double time)
+{
+    std::printf("%-44s %10.1f us\n", what, time);
+}
+
+/// Scans of one body without the add-in: the exchange with the service alone.
+class bare_exchange
+{
+public:
+    bare_exchange(std::uint16_t port, const std::string& body)
+        : pool_(std::make_shared<icap::client::session_manager>(
+              icap::client::session_manager_parameters{L"127.0.0.1", port, L"/webscan"}, 1U))
+    {
+        record_.user_name = "S-1-5-21-0-0-0-1000";
+        record_.process_name = "bench";
+        record_.mime_type = "text/html";
+        record_.data = web::make_body_store(static_cast<std::uint32_t>(body.size()));
+        record_.data->append(body.data(), body.size());
+        record_.timeout = 60000;
+    }
+    bare_exchange(const bare_exchange&) = delete;
+    bare_exchange& operator=(const bare_exchange&) = delete;
+    ~bare_exchange() { pool_->terminate(); }
+
+    void scan()
+    {
+        icap::client::session_lease lease(pool_);
+        icap::client::session::answer_ptr answer;
+        if (lease->scan(record_, answer) != ScanResult::Clean) {
+            throw std::runtime_error("the service does not clear the body");
+        }
+    }
+
+private:
+    std::shared_ptr<icap::client::session_manager> pool_;
+    icap::client::scan_mail record_;
+};
+
+void run()
+{
+    service::scan_server server(service::server_options{});
+    server.start();
+    offer_settings(server.port());
+    const auto program = MakeCom<application>(L"16.0.4266.1001");
+    check_outcome unheard; // the trace stays off, as in everyday use
+    outlook_client client(program, unheard);
+    const std::string body(body_size, 'x');
+
+    std::unique_ptr<loaded_addins> at_first;
+    const double first = time_of([&] { at_first = std::make_unique<loaded_addins>(program); });
+    at_first.reset();
+    tell("first load and connection", first);
+    tell_size();
+    tell("later connection and disconnection", median(connections, [&] { const loaded_addins once(program); }));
+
+    const auto blank = new_message("Nothing of note.");
+    const double alone = median(openings, [&] { client.open(blank); });
+    tell("opening without the add-in", alone);
+
+    loaded_addins addins(program);
+    addins.startup_complete();
+    const auto judged = judged_message(client);
+    if (!take_snapshot(*judged).verdict_property) {
+        throw std::runtime_error("the add-in has put no verdict on a message: is it connected to the service?");
+    }
+    tell("opening with a stored verdict", median(openings, [&] { client.open(judged); }));
+
+    // Turn by turn, so that a busy machine slows both.
+    bare_exchange exchange(server.port(), body);
+    std::vector<double> openings_with_a_scan;
+    std::vector<double> exchanges;
+    for (int i = 0; i < openings; ++i) {
+        const auto message = new_message(body);
+        openings_with_a_scan.push_back(time_of([&] { client.open(message); }));
+        exchanges.push_back(time_of([&] { exchange.scan(); }));
+    }
+    const double scanned = median(std::move(openings_with_a_scan));
+    const double wire = median(std::move(exchanges));
+    tell("opening with a clean body of 64 KiB", scanned);
+    tell("the exchange with the service in that", wire);
+    std::printf("%-44s %10.1f %%\n", "share of the add-in itself", 100.0 * (scanned - alone - wire) / scanned);
+}
+
+} // namespace
+
+int main()
+{
+    OleInitialize(nullptr);
+    int status = 0;
+    try {
+        run();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "bench_addin: %s\n", failure.what());
+        status = 1;
+    }
+    offer_broker({});
+    OleUninitialize();
+    return status;
+}
