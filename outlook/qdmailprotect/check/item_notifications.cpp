@@ -1,13 +1,19 @@
 #include "outlook/qdmailprotect/check/item_notifications.h"
 
+#include <new>
+
 HRESULT CProxyItemNotifications::Advise(IUnknown* owner, std::uint32_t& cookie)
 {
     ComPtr<IMailItemNotifications> notifications;
     if (FAILED(Query(owner, IID_IMailItemNotifications, notifications)) || !notifications) {
         return CannotConnect;
     }
+    try {
+        owners_.emplace(nextCookie_, std::move(notifications));
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY; // the handler undoes what came before
+    }
     cookie = nextCookie_++;
-    owners_.emplace(cookie, std::move(notifications));
     return S_OK;
 }
 

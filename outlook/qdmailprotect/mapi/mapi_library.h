@@ -6,7 +6,6 @@
 #include <platform/handles.h>
 
 #include <mutex>
-#include <string>
 
 // Windows only. MAPI is bound at run time, so that a machine without it still loads the add-in. MAPIInitialize,
 // MAPIUninitialize, MAPIAllocateBuffer, MAPIAllocateMore and MAPIFreeBuffer are called by these names as anywhere; the
@@ -16,9 +15,11 @@
 class MapiLibrary
 {
 public:
-    /// `fileName` without a path. If the process has a module of that name, it is that one; otherwise the system
-    /// folder's.
-    explicit MapiLibrary(std::wstring fileName);
+    /// `fileName` without a path, a literal. If the process has a module of that name, it is that one; otherwise the
+    /// system folder's.
+    explicit MapiLibrary(const wchar_t* fileName) noexcept
+        : fileName_(fileName)
+    {}
 
     /// The library's results, or the system's error as an HRESULT when there is no library or no such entry.
     HRESULT Initialize(void* options);
@@ -34,7 +35,7 @@ private:
     template <typename Function>
     HRESULT Find(const char* name, Function& function, Function& found);
 
-    std::wstring fileName_;
+    const wchar_t* fileName_;
     std::mutex lock_; ///< guards the fields below, never held during a call
     winapi::module_handle module_;
     LPMAPIINITIALIZE initialize_ = nullptr;
@@ -45,4 +46,4 @@ private:
 };
 
 /// The library behind the entry points' own names.
-MapiLibrary& SystemMapi();
+MapiLibrary& SystemMapi() noexcept;

@@ -1,7 +1,7 @@
 #include "outlook/qdmailprotect/mapi/mapi_library.h"
 
 #include <array>
-#include <utility>
+#include <string>
 
 namespace {
 
@@ -12,10 +12,10 @@ HRESULT LastResult()
 
 /// The library, with a reference of our own. The client may have brought one of its own; a library of that name in
 /// the folder of the executable, or in the current one, is not looked for.
-HMODULE OpenLibrary(const std::wstring& fileName)
+HMODULE OpenLibrary(const wchar_t* fileName)
 {
     HMODULE module = nullptr;
-    if (::GetModuleHandleExW(0, fileName.c_str(), &module) != FALSE) {
+    if (::GetModuleHandleExW(0, fileName, &module) != FALSE) {
         return module;
     }
     std::array<wchar_t, MAX_PATH> folder{};
@@ -27,10 +27,6 @@ HMODULE OpenLibrary(const std::wstring& fileName)
 }
 
 } // namespace
-
-MapiLibrary::MapiLibrary(std::wstring fileName)
-    : fileName_(std::move(fileName))
-{}
 
 template <typename Function>
 HRESULT MapiLibrary::Find(const char* name, Function& function, Function& found)
@@ -103,7 +99,7 @@ void MapiLibrary::Release() noexcept
     module_.reset();
 }
 
-MapiLibrary& SystemMapi()
+MapiLibrary& SystemMapi() noexcept
 {
     static MapiLibrary library(L"mapi32.dll");
     return library;
