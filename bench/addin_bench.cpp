@@ -49,6 +49,7 @@ double median(std::vector<double> times)
 double median(int rounds, const std::function<void()>& work)
 {
     std::vector<double> times;
+    times.reserve(static_cast<std::size_t>(rounds));
     for (int i = 0; i < rounds; ++i) {
         times.push_back(time_of(work));
     }
@@ -186,7 +187,7 @@ int main()
     try {
         run();
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "bench_addin: %s\n", failure.what());
+        static_cast<void>(std::fprintf(stderr, "bench_addin: %s\n", failure.what()));
         status = 1;
     }
     offer_broker({});

@@ -1,6 +1,6 @@
 #include "host/files/new_file.h"
 
-#include <windows.h>
+#include <platform/handles.h>
 
 #include <stdexcept>
 #include <string>
@@ -19,15 +19,15 @@ namespace {
 
 bool make_new_file(const std::filesystem::path& file)
 {
-    HANDLE made = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (made == INVALID_HANDLE_VALUE) {
+    const winapi::file_handle made(
+        CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!made) {
         const DWORD error = GetLastError();
         if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) {
             refuse(error);
         }
         return false;
     }
-    CloseHandle(made);
     return true;
 }
 

@@ -1,20 +1,14 @@
 #include "host/mailhost/machine_values.h"
 
-#include <memory>
-#include <ranges>
+#include <platform/handles.h>
+
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
 namespace host {
 
 namespace {
-
-struct close_key
-{
-    using pointer = HKEY;
-    void operator()(HKEY key) const noexcept { RegCloseKey(key); }
-};
-using key_ptr = std::unique_ptr<void, close_key>;
 
 void require(LONG code)
 {
@@ -25,10 +19,8 @@ void require(LONG code)
 
 bool has_key(const std::wstring& path)
 {
-    HKEY key = nullptr;
-    const LONG code = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
-    const key_ptr closing(key);
-    return code == ERROR_SUCCESS;
+    winapi::registry_handle key;
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS;
 }
 
 std::wstring parent_of(const std::wstring& path)
@@ -39,11 +31,10 @@ std::wstring parent_of(const std::wstring& path)
 
 bool is_empty(const std::wstring& path)
 {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+    winapi::registry_handle key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) {
         return false;
     }
-    const key_ptr key(opened);
     DWORD keys = 0;
     DWORD values = 0;
     return RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr, nullptr,
@@ -61,27 +52,25 @@ std::size_t missing_keys(std::wstring path)
     return count;
 }
 
-key_ptr open_for_change(const std::wstring& path)
+winapi::registry_handle open_for_change(const std::wstring& path)
 {
-    HKEY key = nullptr;
-    require(
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key, nullptr));
-    return key_ptr(key);
+    winapi::registry_handle key;
+    require(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, key.put(),
+                            nullptr));
+    return key;
 }
 
 } // namespace
 
 machine_values::~machine_values()
 {
-    for (const change& last : changes_ | std::views::reverse) {
-        undo(last);
-    }
+    std::for_each(changes_.rbegin(), changes_.rend(), undo);
 }
 
 void machine_values::set(const registry_value& wanted)
 {
     change done{wanted.key, wanted.name, missing_keys(wanted.key), REG_NONE, {}};
-    const key_ptr key = open_for_change(wanted.key);
+    const winapi::registry_handle key = open_for_change(wanted.key);
     DWORD size = 0;
     if (RegQueryValueExW(key.get(), wanted.name.c_str(), nullptr, &done.type, nullptr, &size) == ERROR_SUCCESS) {
         done.before.emplace(size);
@@ -101,19 +90,17 @@ void machine_values::set(const registry_value& wanted)
 
 void machine_values::undo(const change& done) noexcept
 {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, done.key.c_str(), 0, KEY_WRITE, &opened) != ERROR_SUCCESS) {
+    winapi::registry_handle key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, done.key.c_str(), 0, KEY_WRITE, key.put()) != ERROR_SUCCESS) {
         return;
     }
-    {
-        const key_ptr key(opened);
-        if (done.before) {
-            RegSetValueExW(key.get(), done.name.c_str(), 0, done.type, done.before->data(),
-                           static_cast<DWORD>(done.before->size()));
-        } else {
-            RegDeleteValueW(key.get(), done.name.c_str());
-        }
+    if (done.before) {
+        RegSetValueExW(key.get(), done.name.c_str(), 0, done.type, done.before->data(),
+                       static_cast<DWORD>(done.before->size()));
+    } else {
+        RegDeleteValueW(key.get(), done.name.c_str());
     }
+    key.reset(); // a key that is open can't go
     std::wstring path = done.key;
     for (std::size_t left = done.keys_made; left != 0 && is_empty(path); --left) {
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());

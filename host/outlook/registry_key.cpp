@@ -5,10 +5,7 @@ namespace host {
 registry_key registry_key::open(HKEY root, const std::wstring& path)
 {
     registry_key result;
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
-        result.key_.reset(key);
-    }
+    RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, result.key_.put());
     return result;
 }
 

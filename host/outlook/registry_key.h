@@ -1,9 +1,8 @@
 #pragma once
 
-#include <windows.h>
+#include <platform/handles.h>
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,19 +15,14 @@ class registry_key
 public:
     static registry_key open(HKEY root, const std::wstring& path);
 
-    explicit operator bool() const noexcept { return key_ != nullptr; }
+    explicit operator bool() const noexcept { return static_cast<bool>(key_); }
     [[nodiscard]] std::vector<std::wstring> subkeys() const;
     /// A string value; the default value has an empty name.
     [[nodiscard]] std::optional<std::wstring> text(const std::wstring& name) const;
     [[nodiscard]] std::optional<std::uint32_t> number(const std::wstring& name) const;
 
 private:
-    struct close
-    {
-        using pointer = HKEY;
-        void operator()(HKEY key) const noexcept { RegCloseKey(key); }
-    };
-    std::unique_ptr<void, close> key_;
+    winapi::registry_handle key_;
 };
 
 } // namespace host
