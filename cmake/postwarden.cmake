@@ -3,6 +3,7 @@
 option(POSTWARDEN_TESTS "Build the unit tests" ON)
 option(POSTWARDEN_BENCH "Build the benchmarks" OFF)
 option(POSTWARDEN_FUZZ "Build the fuzz targets (clang)" OFF)
+option(POSTWARDEN_PCH "Compile what most files include only once; off, each file shows that it includes what it uses" OFF)
 set(POSTWARDEN_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -13,7 +14,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 find_program(POSTWARDEN_CCACHE ccache)
 if(POSTWARDEN_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${CMAKE_COMMAND} -E env CCACHE_DEPEND=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
       ${POSTWARDEN_CCACHE})
 endif()
 
@@ -58,6 +60,17 @@ else()
   target_link_libraries(postwarden_options INTERFACE Threads::Threads)
 endif()
 
+set(postwarden_common_headers
+  <algorithm> <array> <atomic> <chrono> <cstdint> <filesystem> <functional> <map> <memory> <mutex> <optional> <set>
+  <sstream> <string> <string_view> <thread> <utility> <variant> <vector>)
+if(POSTWARDEN_PCH)
+  file(CONFIGURE OUTPUT precompiled.cpp CONTENT "")
+  add_library(postwarden_pch OBJECT "${CMAKE_CURRENT_BINARY_DIR}/precompiled.cpp")
+  target_link_libraries(postwarden_pch PRIVATE postwarden_options)
+  target_compile_options(postwarden_pch PRIVATE ${postwarden_product_options})
+  target_precompile_headers(postwarden_pch PRIVATE ${postwarden_common_headers})
+endif()
+
 # postwarden_library(NAME FOLDER path [SOURCES ...] [POSIX ...] [WINDOWS ...] [LINKS ...] [PRIVATE_LINKS ...])
 #
 # One folder is one library. It can be included only as "path/header.h", and only by what links it: the include
@@ -80,6 +93,9 @@ function(postwarden_library name)
     target_include_directories(${name} PUBLIC "${include_root}")
     target_link_libraries(${name} PUBLIC postwarden_options ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
     target_compile_options(${name} PRIVATE ${postwarden_product_options})
+    if(POSTWARDEN_PCH)
+      target_precompile_headers(${name} REUSE_FROM postwarden_pch)
+    endif()
   else()
     add_library(${name} INTERFACE)
     target_include_directories(${name} INTERFACE "${include_root}")
