@@ -7,8 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -91,6 +93,24 @@ public:
 protected:
     std::wstring FileName() override { return file_name; }
     std::wstring DisplayName() override { return display_name; }
+};
+
+/// A handler that listens to nothing and does something at its end.
+class ending_handler final : public ComObject<IMailItemEventHandler>
+{
+public:
+    explicit ending_handler(std::function<void()> end)
+        : end_(std::move(end))
+    {}
+    ~ending_handler() override { end_(); }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown*, IUnknown*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Unadvise() override { return S_OK; }
+
+protected:
+    void* FindInterface(REFIID) override { return static_cast<IMailItemEventHandler*>(this); }
+
+private:
+    std::function<void()> end_;
 };
 
 class mail_events : public ::testing::Test
@@ -206,26 +226,9 @@ TEST_F(mail_events, take_a_handler_that_is_advised_already_for_a_failure)
 TEST_F(mail_events, replace_the_handler_of_an_item_that_is_loaded_twice)
 {
     int alive = 0;
-    class counting_handler final : public ComObject<IMailItemEventHandler>
-    {
-    public:
-        explicit counting_handler(int& count)
-            : count_(count)
-        {
-            ++count_;
-        }
-        ~counting_handler() override { --count_; }
-        HRESULT STDMETHODCALLTYPE Advise(IUnknown*, IUnknown*) override { return S_OK; }
-        HRESULT STDMETHODCALLTYPE Unadvise() override { return S_OK; }
-
-    protected:
-        void* FindInterface(REFIID) override { return static_cast<IMailItemEventHandler*>(this); }
-
-    private:
-        int& count_;
-    };
     events = new_events([&](const auto&, ComPtr<IUnknown>& handler) {
-        handler = ComPtr<IUnknown>(MakeCom<counting_handler>(alive));
+        ++alive;
+        handler = ComPtr<IUnknown>(MakeCom<ending_handler>([&alive] { --alive; }));
         return S_OK;
     });
     events->OnItemLoad(item.get());
@@ -238,6 +241,27 @@ TEST_F(mail_events, replace_the_handler_of_an_item_that_is_loaded_twice)
     EXPECT_EQ(alive, 1);
     events->ReleaseHandlers();
     EXPECT_EQ(alive, 0);
+    EXPECT_EQ(events->HandlerCount(), 0U);
+}
+
+TEST_F(mail_events, may_come_while_the_handlers_are_released)
+{
+    bool ended = false;
+    events = new_events([&](const auto&, ComPtr<IUnknown>& handler) {
+        handler = ComPtr<IUnknown>(MakeCom<ending_handler>([&] {
+            if (!std::exchange(ended, true)) {
+                events->OnItemLoad(item.get());
+                events->OnUnload(other.get());
+            }
+        }));
+        return S_OK;
+    });
+    events->OnItemLoad(item.get());
+    events->OnItemLoad(other.get());
+    events->ReleaseHandlers();
+    EXPECT_TRUE(ended);
+    EXPECT_EQ(events->HandlerCount(), 1U) << "the one that was made meanwhile";
+    events->ReleaseHandlers();
     EXPECT_EQ(events->HandlerCount(), 0U);
 }
 

@@ -117,6 +117,11 @@ void MailEvents::OnItemLoad(IUnknown* item)
     LOG_LINE(logging::outlook_log(), 400, "-===  On item load: end processing");
 }
 
+void MailEvents::ReleaseHandlers()
+{
+    const auto released = std::exchange(handlers_, {}); // the end of one may bring another event
+}
+
 HRESULT STDMETHODCALLTYPE MailEvents::OnBeforeRead(IUnknown* item)
 {
     const EventLines lines(*clock_, "-=  On before read: begin processing (", "-=  On before read: end processing (",

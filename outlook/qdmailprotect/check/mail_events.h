@@ -44,7 +44,7 @@ public:
 
     /// Lets go of the handlers that are left, without an unload event. Called at disconnection: the handlers that are
     /// advised and this object hold each other.
-    void ReleaseHandlers() { handlers_.clear(); }
+    void ReleaseHandlers();
     [[nodiscard]] std::size_t HandlerCount() const noexcept { return handlers_.size(); }
 
 protected:
