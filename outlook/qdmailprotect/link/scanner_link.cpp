@@ -158,18 +158,21 @@ ServerInfo ScannerLink::ComposeServerInfo(const Settings& settings)
 
 void ScannerLink::FollowServer()
 {
-    const auto before = GetSessionManager(); // a pool must not end under the lock
+    std::shared_ptr<Pool> ended; // outlives the guard
     const std::lock_guard guard(lock_);
-    CompareServerInfo(ComposeServerInfo(*settings_), "Server info has changed, breaking connection");
+    ended = CompareServerInfo(ComposeServerInfo(*settings_), "Server info has changed, breaking connection");
 }
 
-void ScannerLink::CompareServerInfo(ServerInfo composed, const char* changeText)
+std::shared_ptr<icap::client::session_pool> ScannerLink::CompareServerInfo(ServerInfo composed, const char* changeText)
 {
+    std::shared_ptr<Pool> ended;
     if (std::exchange(firstInfo_, false)) {
         serverInfo_ = std::move(composed);
     } else if (composed != serverInfo_) {
         LOG_LINE(logging::outlook_log(), 400, changeText);
         serverInfo_ = std::move(composed);
+        ended = sessionManager_;
         BreakConnection();
     }
+    return ended;
 }

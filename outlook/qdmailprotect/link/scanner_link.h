@@ -80,7 +80,8 @@ private:
 
     static ServerInfo ComposeServerInfo(const Settings& settings);
     void FollowServer();
-    void CompareServerInfo(ServerInfo composed, const char* changeText);
+    /// Called under the lock. Returns the manager of a connection that it broke: a pool must not end under the lock.
+    [[nodiscard]] std::shared_ptr<Pool> CompareServerInfo(ServerInfo composed, const char* changeText);
     void AcceptSettings(std::shared_ptr<const Settings> loaded);
     /// Returns the manager that was installed, so that the caller may let it end without the lock.
     std::shared_ptr<Pool> InstallManager(std::shared_ptr<Pool> manager, bool connect);

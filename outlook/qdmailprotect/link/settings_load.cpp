@@ -33,7 +33,7 @@ void ScannerLink::LoadSettings()
 
 void ScannerLink::AcceptSettings(std::shared_ptr<const Settings> loaded)
 {
-    const auto before = GetSessionManager(); // a pool must not end under the lock
+    std::shared_ptr<Pool> ended; // outlives the guard
     const std::lock_guard guard(lock_);
     if (*loaded != *settings_) {
         LOG_LINE(logging::outlook_log(), 500,
@@ -45,5 +45,5 @@ void ScannerLink::AcceptSettings(std::shared_ptr<const Settings> loaded)
                      << "block exec: " << loaded->BlockExecInAttach.Effective() << "\r\n");
     }
     settings_ = std::move(loaded);
-    CompareServerInfo(ComposeServerInfo(*settings_), "Connection settings have changed, breaking connection");
+    ended = CompareServerInfo(ComposeServerInfo(*settings_), "Connection settings have changed, breaking connection");
 }

@@ -1,3 +1,4 @@
+#include "logging/logging.h"
 #include "outlook/qdmailprotect/link/bytes_broker.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "settings/settings_blob.h"
@@ -6,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -277,6 +281,42 @@ TEST_F(SettingsLoad, LetsTheOldPoolEndOutsideTheLock)
     other.CreateSessionManager();
     other.BreakConnection();
     EXPECT_FALSE(other.IsConnected());
+}
+
+/// Does something at each line up to its threshold.
+class line_hook final : public logging::line_sink
+{
+public:
+    explicit line_hook(std::function<void()> at_line)
+        : at_line_(std::move(at_line))
+    {}
+    void write(logging::priority::level_type, std::string_view, std::string_view) override { at_line_(); }
+
+private:
+    std::function<void()> at_line_;
+};
+
+TEST(SettingsLoadUnderWay, LetsAPoolEndOutsideTheLockThatCameInTheMeantime)
+{
+    auto blob = DOVA::Settings::BlobFromSettings(settings_of(4711));
+    ScannerLink* target = nullptr;
+    ScannerLinkServices services;
+    services.broker = std::make_shared<BytesBroker>([&blob] { return blob; });
+    services.presence = std::make_shared<test::switched_presence>();
+    services.newManager = [&target](const ServerInfo&) { return std::make_shared<looking_pool>(*target); };
+    ScannerLink link(std::move(services));
+    target = &link;
+    link.LoadSettings();
+    blob = DOVA::Settings::BlobFromSettings(settings_of(4712));
+    // The one line at this level tells of the break; the lines of a manager's creation are below it.
+    int managers = 0;
+    const auto hook = std::make_shared<line_hook>([&] { managers += link.CreateSessionManager() ? 1 : 0; });
+    logging::log_manager::default_manager().add_sink(hook, 400);
+    link.LoadSettings(); // would never come back
+    logging::log_manager::default_manager().remove_sink(hook);
+    EXPECT_EQ(managers, 1);
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_EQ(link.GetSessionManager(), nullptr);
 }
 
 } // namespace
