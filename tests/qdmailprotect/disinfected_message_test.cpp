@@ -34,11 +34,12 @@ protected:
         checker_fixture::TearDown();
     }
 
-    HRESULT open(stored_message& opened)
+    HRESULT open(stored_message& opened) { return open(opened, whole); }
+    HRESULT open(stored_message& opened, MailChecker& by)
     {
         ComPtr<IUnknown> object(opened.reference());
         auto item = MakeCom<test::fake_item>(store, IID_MailItem, std::move(object))->reference();
-        return whole.CheckMessage(false, true, std::move(item), verdict, block_display);
+        return by.CheckMessage(false, true, std::move(item), verdict, block_display);
     }
     void answer_blocked(const std::string& page) { answer(ScanResult::Blocked, test::reply_with(page)); }
     [[nodiscard]] values now() { return test::values_of(*message.now().properties); }
@@ -131,6 +132,17 @@ TEST_F(disinfected_message, has_the_scanners_page_for_its_condemned_body)
                           {PR_DISPLAY_NAME_W, "original_body.txt"},
                           {PR_ATTACH_DATA_BIN, "Subject: Old subject\r\n\r\nBody:\r\n\r\nOld text"},
                       }));
+}
+
+TEST_F(disinfected_message, is_what_a_checker_leaves_that_was_given_no_disinfector)
+{
+    MailChecker plain({link, converter->platform(), nullptr, &clock, &session});
+    message.attach(1, L"invoice.doc", "evil");
+    answer(ScanResult::Clean); // the body
+    answer_blocked("<p>invoice.doc is gone</p>");
+    EXPECT_EQ(open(message, plain), S_OK);
+    EXPECT_EQ(message.attachments(), (texts{"2 invoice.doc.htm"}));
+    EXPECT_EQ(now()[PR_SUBJECT_W], NewSubject);
 }
 
 TEST_F(disinfected_message, gives_an_attached_message_up_as_a_whole)

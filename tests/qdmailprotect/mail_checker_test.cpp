@@ -227,8 +227,6 @@ TEST_F(mail_checker, turned_off_does_not_even_look_into_the_cache)
 {
     const auto message = new_message();
     ASSERT_EQ(check(message), S_OK);
-    message->properties.set_long(VerdictTag, 2);
-    message->properties.remove(VerdictTag);
     probe.verdicts().AddMessage(message->pointer(), ScanResult::Blocked);
     message->properties.remove(VerdictTag);
     link->settings->UseOutlookPlugin = {true, false, true};
@@ -576,19 +574,6 @@ TEST_F(mail_checker, turns_an_exception_of_disinfection_into_a_failed_check)
     answer(ScanResult::Blocked, test::reply_with("x"));
     EXPECT_EQ(check(new_message()), E_UNEXPECTED);
     EXPECT_EQ(link->calls, (texts{"BreakConnection"}));
-}
-
-TEST_F(mail_checker, without_a_disinfector_tells_so_and_stores_the_verdict)
-{
-    MailChecker another({link, converter->platform(), nullptr, &clock, &session});
-    answer(ScanResult::Blocked, test::reply_with("x"));
-    const auto message = new_message();
-    EXPECT_EQ(another.CheckMessage(false, true, item_of(message)->reference(), verdict, block_display), S_OK);
-    EXPECT_EQ(verdict, ScanResult::Blocked);
-    EXPECT_EQ(message->properties.find(VerdictTag)->number, 2U);
-    const texts lines = leveled(log);
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "300 Disinfection is not available, the message stays as it is"),
-              lines.end());
 }
 
 TEST_F(mail_checker, judges_meeting_and_task_items_alike)

@@ -6,6 +6,7 @@
 #include "outlook/qdmailprotect/check/message_ids.h"
 #include "outlook/qdmailprotect/check/response_contents.h"
 #include "outlook/qdmailprotect/check/scan_border.h"
+#include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"
@@ -33,6 +34,9 @@ MailChecker::MailChecker(MailCheckerServices services)
     : services_(std::move(services))
     , converter_(services_.converter)
 {
+    if (!services_.disinfector) {
+        services_.disinfector = MakeMailDisinfector();
+    }
     if (!services_.clock) {
         services_.clock = &winapi::system_time_source();
     }
@@ -213,9 +217,5 @@ void MailChecker::DisinfectIfDue(const ComPtr<IMessage>& message, const MailBody
 HRESULT MailChecker::DisinfectMessage(ComPtr<IMessage> message, const MailBodyInfo& body,
                                       std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item)
 {
-    if (!services_.disinfector) {
-        LOG_LINE(logging::outlook_log(), 300, "Disinfection is not available, the message stays as it is");
-        return E_NOTIMPL;
-    }
     return services_.disinfector->DisinfectMessage(verdicts_, std::move(message), body, attachments, std::move(item));
 }

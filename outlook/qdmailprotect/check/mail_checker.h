@@ -26,7 +26,7 @@ struct MailCheckerServices
 {
     std::shared_ptr<ConnectionSource> link;          ///< required
     ConverterPlatform converter;                     ///< how embedded messages become MIME sheets
-    std::shared_ptr<MessageDisinfector> disinfector; ///< null: condemned messages stay as they are
+    std::shared_ptr<MessageDisinfector> disinfector; ///< null: the one that changes messages, with its built-in texts
     const winapi::time_source* clock = nullptr;      ///< null: the system's; else outlives the checker
     const SessionLookup* sessions = nullptr;         ///< null: the system's; else outlives the checker
 };
