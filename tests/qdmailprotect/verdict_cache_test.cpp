@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 using test::fake_message;
@@ -357,6 +360,35 @@ TEST_F(verdict_cache, trims_itself_to_1001_entries_at_the_5000th)
     EXPECT_EQ(lines[lines.size() - 2],
               "400 Adding message to internal cache, MessageID: 6F6E65206D6F7265, verdict: 1, cache size = 5000");
     EXPECT_EQ(lines.back(), "400 Clearing the cache...");
+}
+
+TEST_F(verdict_cache, trims_itself_without_regard_to_age)
+{
+    keep_verdict(1); // so that only memory knows the verdicts
+    const auto message = new_message();
+    const auto name = [&](int number) { message->properties.set_bytes(PR_ENTRYID, std::to_string(number)); };
+    const auto survivors = [&](bool backwards) {
+        VerdictCache filled;
+        for (int i = 0; i < 5000; ++i) {
+            name(backwards ? 4999 - i : i);
+            filled.AddMessage(message->pointer(), ScanResult::Clean);
+        }
+        std::vector<int> found;
+        for (int number = 0; number < 5000; ++number) {
+            name(number);
+            if (filled.FindMessage(message->pointer(), verdict, nullptr)) {
+                found.push_back(number);
+            }
+        }
+        return found;
+    };
+    const std::vector<int> rising = survivors(false);
+    const std::vector<int> falling = survivors(true);
+    EXPECT_EQ(rising.size(), 1001U);
+    EXPECT_EQ(falling.size(), 1001U);
+    std::vector<int> both;
+    std::set_intersection(rising.begin(), rising.end(), falling.begin(), falling.end(), std::back_inserter(both));
+    EXPECT_GE(both.size(), 980U) << "only within the last bucket may the order count";
 }
 
 TEST_F(verdict_cache, knows_enveloped_messages_by_their_content_type)

@@ -220,12 +220,13 @@ void VerdictCache::AddToInternalCache(const std::string& id, ScanResult verdict)
         return;
     }
     LOG_LINE(logging::outlook_log(), 400, "Clearing the cache...");
-    // Neither age nor use is recorded: what survives is whatever the iteration reaches first.
+    // Neither age nor use is recorded, and what survives must not depend on them. So the table is walked by its
+    // buckets: from end to end it may have its newest entries first.
     std::unordered_map<std::string, ScanResult> kept;
-    for (const auto& entry : internal_) {
-        kept.insert(entry);
-        if (kept.size() > TrimBeyond) {
-            break;
+    for (std::size_t bucket = 0; bucket < internal_.bucket_count() && kept.size() <= TrimBeyond; ++bucket) {
+        for (auto entry = internal_.cbegin(bucket); entry != internal_.cend(bucket) && kept.size() <= TrimBeyond;
+             ++entry) {
+            kept.insert(*entry);
         }
     }
     internal_.swap(kept);
