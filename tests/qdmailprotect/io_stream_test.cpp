@@ -1,4 +1,5 @@
 #include "outlook/qdmailprotect/access/io_stream.h"
+#include "outlook/qdmailprotect/mapi/com_error.h"
 #include "tests/qdmailprotect/support/fake_store.h"
 #include "tool/system/errors.h"
 #include "tool/web/io_memory.h"
@@ -9,6 +10,17 @@
 #include <limits>
 #include <string>
 #include <typeinfo>
+
+namespace web {
+
+/// Leaves a bridge as a swap with an empty one would.
+class io_stream_probe
+{
+public:
+    static void take_stream(io_stream& bridge) { bridge.stream_.reset(); }
+};
+
+} // namespace web
 
 namespace {
 
@@ -133,6 +145,30 @@ TEST_F(stream_bridge, does_not_swap_with_another_kind)
     web::io_memory memory(16);
     EXPECT_THROW(bridge.swap(memory), std::bad_cast);
     EXPECT_EQ(bridge.size(), 10U);
+}
+
+TEST_F(stream_bridge, without_its_stream_raises_at_each_call)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    web::io_stream_probe::take_stream(bridge);
+    const std::vector<std::function<void()>> calls{
+        [&] { bridge.read(0, buffer, 1); }, [&] { bridge.write(0, buffer, 1); },
+        [&] { bridge.append(buffer, 1); },  [&] { bridge.size(1); },
+        [&] { (void)bridge.size(); },
+    };
+    for (const auto& call : calls) {
+        HRESULT result = S_OK;
+        try {
+            call();
+        } catch (const ComError& failure) {
+            result = failure.Error();
+        }
+        EXPECT_EQ(result, E_POINTER);
+    }
+    web::io_stream other{ComPtr<IStream>(stream)};
+    bridge.swap(other);
+    EXPECT_EQ(bridge.size(), 10U);
+    EXPECT_THROW((void)other.size(), ComError);
 }
 
 TEST_F(stream_bridge, raises_each_failed_call_with_its_text)

@@ -25,6 +25,8 @@ public:
     [[nodiscard]] std::uint64_t size() override;
 
 private:
+    friend class io_stream_probe; // tests take the stream away
+
     IStream& stream() const;
     void seek(std::uint64_t offset);
 
