@@ -2,6 +2,7 @@
 
 #include "logging/logging.h"
 #include "outlook/qdmailprotect/access/properties.h"
+#include "outlook/qdmailprotect/check/records.h"
 #include "outlook/qdmailprotect/mapi/outlook_items.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
 #include "tool/system/conversions.h"
@@ -115,7 +116,7 @@ HRESULT ReadPlainBody(IMessage* message, std::string& text)
 std::uint32_t DeduceBodyType(IMessage* message)
 {
     if (HasText(message, PR_HTML)) {
-        return 3;
+        return HtmlBody;
     }
-    return HasText(message, PR_BODY_A) ? 1 : 0;
+    return HasText(message, PR_BODY_A) ? PlainBody : UndefinedBody;
 }

@@ -13,5 +13,5 @@ HRESULT ItemToMessage(ComPtr<IUnknown> item, ComPtr<IMessage>& message);
 /// first NUL byte only.
 HRESULT ReadPlainBody(IMessage* message, std::string& text);
 
-/// What kind of body a message has that doesn't tell it: 3 HTML, 1 plain, 0 neither.
+/// The type of the body of a message that doesn't tell it: HtmlBody, PlainBody or UndefinedBody.
 std::uint32_t DeduceBodyType(IMessage* message);

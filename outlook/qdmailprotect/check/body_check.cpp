@@ -12,16 +12,12 @@
 
 namespace {
 
-constexpr std::uint32_t PlainBody = 1;
-constexpr std::uint32_t RtfBody = 2;
-constexpr std::uint32_t HtmlBody = 3;
-
 std::uint32_t FindBodyType(IMessage* message)
 {
-    std::uint32_t type = 0;
+    std::uint32_t type = UndefinedBody;
     GetPropLong(message, PR_NATIVE_BODY_INFO, type);
     LOG_LINE(logging::outlook_log(), 400, "Native body type: " << type);
-    if (type == 0) {
+    if (type == UndefinedBody) {
         type = DeduceBodyType(message);
         LOG_LINE(logging::outlook_log(), 400, "Deduced body type: " << type);
     }

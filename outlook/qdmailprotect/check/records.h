@@ -12,10 +12,16 @@ namespace icap {
 class response_message;
 } // namespace icap
 
+// The types of bodies, as messages tell them.
+inline constexpr std::uint32_t UndefinedBody = 0;
+inline constexpr std::uint32_t PlainBody = 1;
+inline constexpr std::uint32_t RtfBody = 2;
+inline constexpr std::uint32_t HtmlBody = 3;
+
 /// What the check of one body leaves for disinfection. Lives for one check.
 struct MailBodyInfo
 {
-    std::uint32_t bodyType = 0;                           ///< 0 undefined, 1 plain, 2 RTF, 3 HTML
+    std::uint32_t bodyType = UndefinedBody;               ///< may be a number that has no name here
     std::string subject;                                  ///< in the thread's ANSI code page
     std::string plainBody;                                ///< the plain text body as read
     std::shared_ptr<icap::response_message> scanResponse; ///< the scanner's answer; may be null

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr std::uint32_t RtfBody = 2;
-constexpr std::uint32_t HtmlBody = 3;
 constexpr std::uint32_t Utf8 = winapi::code_page_utf8;
 constexpr ULONG ForWriting = 1; ///< STGM_WRITE
 
