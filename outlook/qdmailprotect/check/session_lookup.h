@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 /// The system's numbers for a process. May be used from any thread.
 class SessionLookup

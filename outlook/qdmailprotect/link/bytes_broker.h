@@ -3,7 +3,6 @@
 #include "outlook/qdmailprotect/link/settings_broker.h"
 
 #include <functional>
-#include <string>
 
 /// A broker whose bytes come from a function that is called anew at each load, and from several threads at once.
 class BytesBroker final : public SettingsBroker
