@@ -99,9 +99,11 @@ bool begins_with(const fs::path& file, std::string_view expected)
     return input && start == expected;
 }
 
+/// An mbox that cannot be opened is one message, so that its reader tells why and the others of its folder are read.
 std::vector<message_place> messages_of_file(const fs::path& file)
 {
-    if (ends_like_mbox(file) || begins_with(file, envelope)) {
+    const bool opens = static_cast<bool>(std::ifstream(file, std::ios::binary));
+    if (opens && (ends_like_mbox(file) || begins_with(file, envelope))) {
         auto found = split_mbox(file);
         if (found.size() > 1 || (ends_like_mbox(file) && !found.empty())) {
             return found;
@@ -124,7 +126,9 @@ std::vector<fs::path> files_of_folder(const fs::path& folder)
         const fs::path& file = entry.path();
         const bool wanted = ends_in(file, ".eml") || ends_in(file, ".msg") || ends_like_mbox(file);
         std::error_code ignored;
-        if (wanted && !entry.is_directory(ignored)) {
+        const fs::file_status status = entry.status(ignored);
+        // Nobody waits at a pipe; a link to nothing is told when it is read.
+        if (wanted && (fs::is_regular_file(status) || !fs::exists(status))) {
             files.push_back(file);
         }
     }

@@ -35,8 +35,8 @@ mail_format format_of(const message_place& place);
 
 /// The messages that a path names: a file is one message, or all those of an mbox (its name ends in ".mbox" or ".mbx",
 /// or it begins with an envelope line and holds a further one); a folder is all its files that end in ".eml", ".msg",
-/// ".mbox" or ".mbx", by name, without the folders in it. Raises std::runtime_error with the reason when the path or
-/// folder cannot be read.
+/// ".mbox" or ".mbx", by name, without the folders, pipes and devices in it. A file that cannot be read is one message.
+/// Raises std::runtime_error with the reason when there is no such path or the folder cannot be read.
 std::vector<message_place> find_messages(const std::filesystem::path& path);
 
 /// The bytes of a message in MIME; of an mbox, without the envelope line and with its quoted lines as they were. Raises

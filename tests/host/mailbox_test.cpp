@@ -4,6 +4,7 @@
 #include "tests/host/temporary_folder.h"
 
 #include <fstream>
+#include <sys/stat.h>
 
 namespace host::test {
 namespace {
@@ -60,6 +61,17 @@ TEST(Mailboxes, OfAFolderAreItsMailFilesByName)
     std::filesystem::create_directory(folder.path() / "inner.eml");
     EXPECT_EQ((std::vector<std::string>{"a.eml", "b.EML", "box.mbox#1", "box.mbox#2"}),
               names(find_messages(folder.path())));
+}
+
+TEST(Mailboxes, OfAFolderAreFoundBesideWhatCannotBeRead)
+{
+    const temporary_folder folder;
+    folder.write("b.eml", "Subject: b\n\n");
+    std::filesystem::create_symlink(folder.path() / "missing", folder.path() / "a.mbox");
+    ASSERT_EQ(0, ::mkfifo((folder.path() / "c.eml").c_str(), 0600)); // opening it would wait for a writer
+    const auto places = find_messages(folder.path());
+    EXPECT_EQ((std::vector<std::string>{"a.mbox", "b.eml"}), names(places));
+    EXPECT_THROW(open_message(places[0]), std::runtime_error);
 }
 
 TEST(Mailboxes, ThatCannotBeReadSayWhy)
