@@ -76,8 +76,12 @@ void write_atomically(const fs::path& target, const std::function<void(const fs:
     const fs::file_status status = fs::status(place);
     expect_replaceable(place, status);
     temporary_file temporary(place.parent_path());
+    const bool replaces = fs::exists(status);
+    if (replaces) { // from the beginning: nobody sees the new contents who may not see the old
+        fs::permissions(temporary.path(), status.permissions() | fs::perms::owner_read | fs::perms::owner_write);
+    }
     write(temporary.path());
-    if (fs::exists(status)) {
+    if (replaces) {
         fs::permissions(temporary.path(), status.permissions());
     }
     replacing::sync(temporary.path());

@@ -175,6 +175,20 @@ TEST(AtomicFilePosix, KeepsThePermissionsOfTheOldFile)
     EXPECT_EQ(wanted, fs::status(target).permissions());
 }
 
+TEST(AtomicFilePosix, NeverShowsTheNewContentsToMoreThanTheOldOnes)
+{
+    const temporary_folder folder;
+    const fs::path target = folder.path() / "report.eml";
+    fill(target, "old");
+    const auto wanted = fs::perms::owner_read | fs::perms::owner_write;
+    fs::permissions(target, wanted);
+    write_atomically(target, [wanted](const fs::path& temporary) {
+        EXPECT_EQ(wanted, fs::status(temporary).permissions());
+        fill(temporary, "new");
+    });
+    EXPECT_EQ(wanted, fs::status(target).permissions());
+}
+
 TEST(AtomicFilePosix, TakesNamesAsLongAsTheyCanBe)
 {
     const temporary_folder folder;
