@@ -57,19 +57,39 @@ bool has_secured_class(const message_record& message)
            !found.starts_with(lower(std::wstring(clear_signed_class)));
 }
 
+/// The value of a parameter of a header line, without its quotes; empty when there is none of that name.
+std::wstring parameter(std::wstring_view line, std::wstring_view wanted)
+{
+    constexpr std::wstring_view blanks = L" \t\r\n\"";
+    bool quoted = false;
+    std::size_t start = 0; // of what stands between two ";"
+    for (std::size_t at = 0; at <= line.size(); ++at) {
+        if (at < line.size() && (quoted || line[at] != L';')) {
+            quoted = quoted != (line[at] == L'"');
+            continue;
+        }
+        const std::wstring_view piece = line.substr(start, at - start);
+        start = at + 1;
+        const std::size_t equals = piece.find(L'=');
+        const std::size_t name = piece.find_first_not_of(blanks);
+        if (equals == std::wstring_view::npos || name > equals) {
+            continue;
+        }
+        const std::wstring_view told = piece.substr(name, equals - name);
+        const std::size_t value = piece.find_first_not_of(blanks, equals + 1);
+        if (value != std::wstring_view::npos && told.substr(0, told.find_last_not_of(blanks) + 1) == wanted) {
+            return std::wstring(piece.substr(value, piece.find_first_of(blanks, value) - value));
+        }
+    }
+    return {};
+}
+
 /// The parameter smime-type of the content-type header, in lower case; empty when it isn't told.
 std::wstring told_type(const message_record& message)
 {
     const std::uint32_t id = content_type_id(message, false);
-    const std::wstring line = id != 0 ? text_property(*message.properties, PROP_TAG(PT_UNICODE, id)) : std::wstring();
-    constexpr std::wstring_view name = L"smime-type";
-    constexpr std::wstring_view blanks = L" \t\"";
-    const std::size_t equals = line.find(L'=', std::min(line.find(name), line.size()));
-    const std::size_t begin = equals == std::wstring::npos ? equals : line.find_first_not_of(blanks, equals + 1);
-    if (begin == std::wstring::npos) {
-        return {};
-    }
-    return line.substr(begin, line.find_first_of(L" \t\";", begin) - begin);
+    return id == 0 ? std::wstring()
+                   : parameter(text_property(*message.properties, PROP_TAG(PT_UNICODE, id)), L"smime-type");
 }
 
 /// True for bytes that begin as CMS EnvelopedData or AuthEnvelopedData do, in DER or BER.

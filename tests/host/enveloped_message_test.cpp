@@ -241,6 +241,19 @@ TEST_F(Enveloped, LeavesNoFileWhenItIsOpened)
     EXPECT_EQ(before, count());
 }
 
+TEST(EnvelopedTest, GoesByTheTypeAndNotByWhatAnotherParameterSays)
+{
+    for (const char* parameters : {"; name=\"smime-type=signed-data; x\"; smime-type=enveloped-data",
+                                   "; x-smime-type=signed-data; "
+                                   "smime-type = \"enveloped-data\"",
+                                   ";SMIME-TYPE=enveloped-data;smime-type=signed-data"}) {
+        EXPECT_TRUE(is_enveloped(read("Content-Type: application/pkcs7-mime" + std::string(parameters) + "\n\nx\n")))
+            << parameters;
+    }
+    EXPECT_FALSE(is_enveloped(read(
+        "Content-Type: application/pkcs7-mime; name=\"smime-type=enveloped-data\"; smime-type=signed-data\n\nx\n")));
+}
+
 TEST(EnvelopedTest, SignedAndOtherMessagesAreNone)
 {
     EXPECT_FALSE(is_enveloped(read("Subject: a\n\nbody\n")));
