@@ -8,6 +8,7 @@
 #include <fstream>
 #include <mutex>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace host {
@@ -53,11 +54,13 @@ public:
         : file_(path, std::ios::in | std::ios::binary)
         , offset_(offset)
     {
-        if (!file_) {
+        std::error_code ignored;
+        file_.seekg(0, std::ios::end);
+        const std::streamoff last = file_.tellg();
+        if (last < 0 || std::filesystem::is_directory(path, ignored)) { // not there, or nothing that has an end
             throw std::runtime_error("the file could not be opened");
         }
-        file_.seekg(0, std::ios::end);
-        const auto end = static_cast<std::uint64_t>(file_.tellg());
+        const auto end = static_cast<std::uint64_t>(last);
         size_ = offset >= end ? 0 : std::min(size, end - offset);
     }
     [[nodiscard]] std::uint64_t size() const override { return size_; }

@@ -1,7 +1,7 @@
 #include "host/store/property_bag.h"
 
-#include <algorithm>
 #include <array>
+#include <stdexcept>
 #include <utility>
 
 namespace host {
@@ -41,6 +41,9 @@ scratch& stream_state::edit()
         std::array<char, 65536> block{};
         for (std::uint64_t offset = 0; offset < base_->size();) {
             const std::size_t got = base_->read(offset, block.data(), block.size());
+            if (got == 0) {
+                throw std::runtime_error("a property could not be read");
+            }
             copy->write(offset, block.data(), got);
             offset += got;
         }
@@ -63,11 +66,15 @@ void property_bag::settle(entry& target)
     if (!target.written) {
         return;
     }
-    const auto stream = std::exchange(target.written, nullptr);
-    const auto seen = from_stream_bytes(stream->type(), stream->freeze());
-    // The property keeps the type that it was stored with.
-    target.value =
-        is_string(target.value.type) ? convert_string(seen, target.value.type, target.value.code_page) : seen;
+    property_value seen = from_stream_bytes(target.written->type(), target.written->freeze());
+    // The property keeps the type that it was stored with, and narrow text its code page.
+    if (seen.type == PT_STRING8 && target.value.type == PT_STRING8) {
+        seen.code_page = target.value.code_page;
+    } else if (is_string(target.value.type)) {
+        seen = convert_string(seen, target.value.type, target.value.code_page);
+    }
+    target.value = std::move(seen);
+    target.written = nullptr; // only now: what cannot be converted is not lost
 }
 
 const property_value* property_bag::find(std::uint32_t id) const

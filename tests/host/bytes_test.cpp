@@ -65,6 +65,11 @@ TEST(Bytes, RefuseAFileThatIsNotThere)
     EXPECT_THROW(bytes_of_file("no such file"), std::runtime_error);
 }
 
+TEST(Bytes, RefuseAFolder)
+{
+    EXPECT_THROW(to_string(*bytes_of_file(std::filesystem::temp_directory_path())), std::runtime_error);
+}
+
 TEST(Bytes, AreTheSameByContentWhateverHoldsThem)
 {
     const std::string text = pattern(200000);

@@ -108,6 +108,31 @@ TEST_F(Streams, ThatWriteNarrowTextKeepTheStoredType)
     EXPECT_STREQ(L"Jello", got[0].Value.lpszW);
 }
 
+TEST_F(Streams, ThatWriteNarrowTextKeepItsCodePage)
+{
+    constexpr std::uint32_t cyrillic = 1251;
+    stored->properties->set(CHANGE_PROP_TYPE(PR_SUBJECT_W, PT_STRING8), {PT_STRING8, bytes_of("\xC4\xE0"), cyrillic});
+    const auto message = open();
+    const auto stream = open_stream(message.get(), CHANGE_PROP_TYPE(PR_SUBJECT_W, PT_STRING8), MAPI_MODIFY);
+    seek(stream.get(), 0, STREAM_SEEK_END);
+    write(stream.get(), "\xF2");
+    EXPECT_STREQ(L"\u0414\u0430\u0442", get_props(message.get(), {PR_SUBJECT_W})[0].Value.lpszW);
+}
+
+TEST_F(Streams, FailWhenTheContentsCannotBeCopied)
+{
+    class torn final : public bytes
+    {
+    public:
+        [[nodiscard]] std::uint64_t size() const override { return 10; }
+        std::size_t read(std::uint64_t, void*, std::size_t) const override { return 0; }
+    };
+    stored->properties->set(PR_HTML, property_value::of_binary(std::make_shared<torn>()));
+    const auto message = open();
+    const auto stream = open_stream(message.get(), PR_HTML, MAPI_MODIFY);
+    EXPECT_EQ(E_FAIL, stream->Write("x", 1, nullptr));
+}
+
 TEST_F(Streams, SeeThePropertyAsItWasWhenOpened)
 {
     const auto message = open();
