@@ -29,6 +29,14 @@ std::uint64_t width_of(std::uint32_t type)
     }
 }
 
+/// Bytes of a text in UTF-16 with the zero at its end, whatever the system's wide characters are.
+std::uint64_t bytes_of_text(const std::wstring& text)
+{
+    const auto pairs =
+        std::count_if(text.begin(), text.end(), [](wchar_t c) { return static_cast<std::uint32_t>(c) > 0xFFFFU; });
+    return (text.size() + static_cast<std::uint64_t>(pairs) + 1) * 2;
+}
+
 struct measure
 {
     std::uint32_t type;
@@ -37,7 +45,7 @@ struct measure
     std::uint64_t operator()(std::int64_t) const { return width_of(type); }
     std::uint64_t operator()(double) const { return width_of(type); }
     std::uint64_t operator()(const GUID&) const { return width_of(type); }
-    std::uint64_t operator()(const property_value::text& text) const { return (text->size() + 1) * 2; }
+    std::uint64_t operator()(const property_value::text& text) const { return bytes_of_text(*text); }
     std::uint64_t operator()(const bytes_ptr& data) const { return data->size() + (type == PT_STRING8 ? 1 : 0); }
     std::uint64_t operator()(const std::vector<std::int64_t>& list) const { return list.size() * width_of(type); }
     std::uint64_t operator()(const std::vector<double>& list) const { return list.size() * width_of(type); }
@@ -47,7 +55,7 @@ struct measure
     {
         std::uint64_t sum = 0;
         for (const auto& text : list) {
-            sum += (text.size() + 1) * 2;
+            sum += bytes_of_text(text);
         }
         return sum;
     }

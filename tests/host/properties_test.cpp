@@ -84,6 +84,13 @@ TEST_F(Properties, AboveTheLimitOpenOnlyAsAStream)
     EXPECT_EQ(limit + 1, size_of(open_stream(message.get(), large_tag, 0).get()));
 }
 
+TEST_F(Properties, AreAsLargeOnEverySystem)
+{
+    const std::wstring text = from_utf16le({"a\0\x3D\xD8\0\xDE", 6}); // a letter, and a character that is a pair
+    EXPECT_EQ(8U, property_value::of_text(text).size());
+    EXPECT_EQ(16U, (property_value{PT_UNICODE | MV_FLAG, std::vector<std::wstring>{text, text}}).size());
+}
+
 TEST_F(Properties, ComeAllTogetherWithoutATagArray)
 {
     const auto got = get_props(open().get(), {});
