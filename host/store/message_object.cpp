@@ -5,6 +5,8 @@
 #include "host/store/row_table.h"
 #include "host/store/tags.h"
 
+#include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace host {
@@ -24,16 +26,31 @@ std::vector<std::uint32_t> recipient_columns()
 }
 
 /// The attachments as rows: each with the number and size that no property holds.
-std::vector<row_table::shared_row> attachment_rows(const message_record& message)
+row_source attachment_rows(const std::shared_ptr<message_record>& message)
 {
-    std::vector<row_table::shared_row> rows;
-    for (const auto& [number, attachment] : message.attachments) {
-        auto row = std::make_shared<property_bag>(*attachment.properties);
-        row->set(PR_ATTACH_NUM, property_value::of_long(number));
-        row->set(PR_ATTACH_SIZE, property_value::of_long(static_cast<std::int64_t>(attachment.size())));
-        rows.push_back(std::move(row));
-    }
-    return rows;
+    return {[message] { return message->attachments.size(); },
+            [message](std::size_t first, std::size_t last) {
+                std::vector<row_source::row> rows;
+                auto next = std::next(message->attachments.begin(), static_cast<std::ptrdiff_t>(first));
+                for (std::size_t i = first; i < last; ++i, ++next) {
+                    const auto& [number, attachment] = *next;
+                    auto row = std::make_shared<property_bag>(*attachment.properties);
+                    row->set(PR_ATTACH_NUM, property_value::of_long(number));
+                    row->set(PR_ATTACH_SIZE, property_value::of_long(static_cast<std::int64_t>(attachment.size())));
+                    rows.push_back(std::move(row));
+                }
+                return rows;
+            }};
+}
+
+row_source recipient_rows(const std::shared_ptr<message_record>& message)
+{
+    return {[message] { return message->recipients.size(); },
+            [message](std::size_t first, std::size_t last) {
+                const auto begin = message->recipients.begin();
+                return std::vector<row_source::row>(begin + static_cast<std::ptrdiff_t>(first),
+                                                    begin + static_cast<std::ptrdiff_t>(last));
+            }};
 }
 
 } // namespace
@@ -85,8 +102,7 @@ HRESULT message_object::GetAttachmentTable(ULONG, LPMAPITABLE* table)
         if (!table) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
         }
-        const auto rows = [record = record_] { return attachment_rows(*record); };
-        *table = MakeCom<row_table>(rows, attachment_columns()).detach();
+        *table = MakeCom<row_table>(attachment_rows(record_), attachment_columns()).detach();
         return HRESULT{S_OK};
     });
 }
@@ -165,10 +181,7 @@ HRESULT message_object::GetRecipientTable(ULONG, LPMAPITABLE* table)
         if (!table) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
         }
-        const auto rows = [record = record_] {
-            return std::vector<row_table::shared_row>(record->recipients.begin(), record->recipients.end());
-        };
-        *table = MakeCom<row_table>(rows, recipient_columns()).detach();
+        *table = MakeCom<row_table>(recipient_rows(record_), recipient_columns()).detach();
         return HRESULT{S_OK};
     });
 }

@@ -10,9 +10,9 @@ namespace host {
 
 namespace {
 
-constexpr std::uint64_t largest_cell = 255 * sizeof(wchar_t) + 2; // tables cut what is longer; here it is left out
-constexpr ULONG status_complete = 0;
-constexpr ULONG type_dynamic = 1;
+constexpr std::uint64_t largest_cell = 510; ///< tables cut what is longer; here it is left out
+constexpr ULONG status_complete = 0;        ///< TBLSTAT_COMPLETE
+constexpr ULONG type_dynamic = 2;           ///< TBLTYPE_DYNAMIC
 
 property_value cell(const property_bag& row, std::uint32_t tag)
 {
@@ -61,16 +61,16 @@ HRESULT row_table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows)
         if (!rows || count == 0) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
         }
-        const auto all = rows_();
-        const std::size_t start = std::min(position_, all.size());
+        const std::size_t size = rows_.count();
+        const std::size_t start = std::min(position_, size);
         const auto wanted = static_cast<std::size_t>(count > 0 ? count : -static_cast<std::int64_t>(count));
         // A negative count reads the rows in front of the position.
         const std::size_t first = count > 0 ? start : start - std::min(start, wanted);
-        const std::size_t last = count > 0 ? start + std::min(wanted, all.size() - start) : start;
+        const std::size_t last = count > 0 ? start + std::min(wanted, size - start) : start;
         RowSetPtr result = make_rows(last - first);
-        for (std::size_t i = first; i < last; ++i) {
-            SRow& target = result->aRow[i - first];
-            target.lpProps = make_row(*all[i]);
+        for (const auto& row : rows_.rows(first, last)) {
+            SRow& target = result->aRow[result->cRows];
+            target.lpProps = make_row(*row);
             target.cValues = static_cast<ULONG>(columns_.size());
             ++result->cRows;
         }
@@ -109,7 +109,7 @@ HRESULT row_table::GetRowCount(ULONG, ULONG* count)
         if (!count) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
         }
-        *count = static_cast<ULONG>(rows_().size());
+        *count = static_cast<ULONG>(rows_.count());
         return HRESULT{S_OK};
     });
 }
@@ -117,7 +117,7 @@ HRESULT row_table::GetRowCount(ULONG, ULONG* count)
 HRESULT row_table::SeekRow(BOOKMARK origin, LONG count, LONG* sought)
 {
     return guarded([&] {
-        const auto size = static_cast<std::int64_t>(rows_().size());
+        const auto size = static_cast<std::int64_t>(rows_.count());
         std::int64_t base = 0;
         if (origin == BOOKMARK_CURRENT) {
             base = std::min(static_cast<std::int64_t>(position_), size);
@@ -141,7 +141,7 @@ HRESULT row_table::SeekRowApprox(ULONG numerator, ULONG denominator)
         if (denominator == 0) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
         }
-        const std::uint64_t size = rows_().size();
+        const std::uint64_t size = rows_.count();
         position_ = numerator >= denominator ? size : size * numerator / denominator;
         return HRESULT{S_OK};
     });
@@ -153,7 +153,7 @@ HRESULT row_table::QueryPosition(ULONG* row, ULONG* numerator, ULONG* denominato
         if (!row || !numerator || !denominator) {
             return HRESULT{MAPI_E_INVALID_PARAMETER};
         }
-        const std::size_t size = rows_().size();
+        const std::size_t size = rows_.count();
         *row = static_cast<ULONG>(std::min(position_, size));
         *numerator = *row;
         *denominator = size == 0 ? 1 : static_cast<ULONG>(size);

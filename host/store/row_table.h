@@ -4,22 +4,30 @@
 #include "host/store/property_bag.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace host {
 
-/// A table over rows of properties that are asked for anew at every call, so that it shows what is there now. Without
-/// SetColumns each row has the columns that it was made with, strings as Unicode; a value that a row lacks, or that is
-/// too large for a table, is PT_ERROR. Restricting, sorting, bookmarks, categories and notifications answer
-/// MAPI_E_NO_SUPPORT.
+/// Where a table has its rows from. Both are asked anew at every call of the table, so that it shows what is there now.
+struct row_source
+{
+    using row = std::shared_ptr<const property_bag>;
+
+    std::function<std::size_t()> count;
+    /// The rows from `first` up to `last`, which is left out; both are within the count.
+    std::function<std::vector<row>(std::size_t first, std::size_t last)> rows;
+};
+
+/// A table over rows of properties. Without SetColumns each row has the columns that it was made with, strings as
+/// Unicode; a value that a row lacks, or bytes that are too many for a table, is PT_ERROR. Restricting, sorting,
+/// bookmarks, categories and notifications answer MAPI_E_NO_SUPPORT.
 class row_table final : public ComObject<IMAPITable>
 {
 public:
-    using shared_row = std::shared_ptr<const property_bag>;
-    using row_source = std::function<std::vector<shared_row>()>;
-
     row_table(row_source rows, std::vector<std::uint32_t> columns);
 
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT result, ULONG flags, LPMAPIERROR* error) override;

@@ -1,3 +1,4 @@
+#include "host/store/row_table.h"
 #include "tests/host/store_fixture.h"
 
 namespace host::test {
@@ -105,6 +106,66 @@ TEST_F(Attachments, ShowTheColumnsThatAreSet)
     ULONG count = 0;
     EXPECT_EQ(S_OK, table->GetRowCount(0, &count));
     EXPECT_EQ(2U, count);
+}
+
+TEST_F(Attachments, AreMadeRowsOnlyWhenTheyAreAskedFor)
+{
+    std::vector<std::pair<std::size_t, std::size_t>> asked;
+    const row_source source{[] { return std::size_t{1000}; },
+                            [&asked](std::size_t first, std::size_t last) {
+                                asked.emplace_back(first, last);
+                                return std::vector<row_source::row>(last - first, std::make_shared<property_bag>());
+                            }};
+    const auto table = MakeCom<row_table>(source, std::vector<std::uint32_t>{PR_ATTACH_NUM});
+    const auto query = [&table](LONG count) {
+        SRowSet* found = nullptr;
+        EXPECT_EQ(S_OK, table->QueryRows(count, 0, &found));
+        return RowSetPtr(found)->cRows;
+    };
+    EXPECT_EQ(3U, query(3));
+    ULONG count = 0;
+    EXPECT_EQ(S_OK, table->GetRowCount(0, &count));
+    EXPECT_EQ(1000U, count);
+    EXPECT_EQ(S_OK, table->SeekRow(BOOKMARK_END, -2, nullptr));
+    EXPECT_EQ(2U, query(64));
+    EXPECT_EQ((std::vector<std::pair<std::size_t, std::size_t>>{{0, 3}, {998, 1000}}), asked);
+}
+
+TEST_F(Attachments, TellThatTheirTableFollowsTheMessage)
+{
+    const auto message = open();
+    ComPtr<IMAPITable> table;
+    ASSERT_EQ(S_OK, message->GetAttachmentTable(0, Receive(table)));
+    ULONG status = 9;
+    ULONG type = 9;
+    EXPECT_EQ(S_OK, table->GetStatus(&status, &type));
+    EXPECT_EQ(0U, status); // complete
+    EXPECT_EQ(2U, type);   // dynamic
+    EXPECT_EQ(MAPI_E_INVALID_PARAMETER, table->GetStatus(&status, nullptr));
+    EXPECT_EQ(S_OK, message->DeleteAttach(0, 0, nullptr, 0));
+    ULONG row = 9;
+    ULONG numerator = 9;
+    ULONG denominator = 9;
+    EXPECT_EQ(S_OK, table->SeekRowApprox(1, 1));
+    EXPECT_EQ(S_OK, table->QueryPosition(&row, &numerator, &denominator));
+    EXPECT_EQ((std::vector<ULONG>{1, 1, 1}), (std::vector<ULONG>{row, numerator, denominator}));
+}
+
+TEST_F(Attachments, ShowBytesInTheTableUpToItsLimit)
+{
+    constexpr ULONG encoding = 0x37020102;
+    stored->attachments.at(0).properties->set(encoding, property_value::of_binary(bytes_of(std::string(510, 'e'))));
+    stored->attachments.at(3).properties->set(encoding, property_value::of_binary(bytes_of(std::string(511, 'e'))));
+    const auto message = open();
+    ComPtr<IMAPITable> table;
+    ASSERT_EQ(S_OK, message->GetAttachmentTable(0, Receive(table)));
+    tag_list columns{encoding};
+    ASSERT_EQ(S_OK, table->SetColumns(columns.get(), 0));
+    SRowSet* found = nullptr;
+    ASSERT_EQ(S_OK, table->QueryRows(2, 0, &found));
+    const RowSetPtr owner(found);
+    EXPECT_EQ(510U, found->aRow[0].lpProps[0].Value.bin.cb);
+    EXPECT_EQ(MAPI_E_NOT_ENOUGH_MEMORY, found->aRow[1].lpProps[0].Value.err);
 }
 
 TEST_F(Attachments, DoNotTakeRestrictionsSortsOrBookmarks)
