@@ -34,11 +34,12 @@ bool same(const attachment_snapshot& left, const attachment_snapshot& right)
            same_bytes(left.data, right.data);
 }
 
+/// Snapshots list attachments by their numbers.
 const attachment_snapshot* find(const std::vector<attachment_snapshot>& list, std::uint32_t number)
 {
-    const auto found =
-        std::find_if(list.begin(), list.end(), [number](const auto& entry) { return entry.number == number; });
-    return found == list.end() ? nullptr : &*found;
+    const auto found = std::lower_bound(list.begin(), list.end(), number,
+                                        [](const auto& entry, std::uint32_t wanted) { return entry.number < wanted; });
+    return found == list.end() || found->number != number ? nullptr : &*found;
 }
 
 attachment_list missing_in(const std::vector<attachment_snapshot>& list, const std::vector<attachment_snapshot>& other)

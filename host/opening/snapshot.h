@@ -35,7 +35,7 @@ struct message_snapshot
     bytes_ptr body;              ///< plain text in UTF-8; null when absent
     bytes_ptr html;              ///< null when absent
     std::optional<std::uint32_t> verdict_property;
-    std::vector<attachment_snapshot> attachments;
+    std::vector<attachment_snapshot> attachments; ///< by number
 };
 
 message_snapshot take_snapshot(const message_record& message);
