@@ -39,8 +39,8 @@ Prints the result (0 not judged, 1 clean, 2 blocked, 3 repaired), the threat and
 Without --port the scanning service runs inside this process, on a free loopback port. A scan whose
 exchange fails counts as clean; so does an object that is shorter than the preview its service wants.
 
-Exit status: 0 all scanned, 2 the command line is wrong, 3 a file could not be read or is not what its
-kind asks for, 4 no service, or it gave no answer.)";
+Exit status: 0 all scanned, 1 what was repaired could not be written, 2 the command line is wrong, 3 a file
+could not be read or is not what its kind asks for, 4 no service, or it gave no answer.)";
 
 void add_mail_options(CLI::App& command, mail_options& mail)
 {

@@ -263,7 +263,7 @@ void write_file(const std::string& path, const bytes& data)
     for (std::uint64_t offset = 0; output && offset < data.size();) {
         const std::size_t got = data.read(offset, block.data(), block.size());
         if (got == 0) {
-            break;
+            throw std::runtime_error("what was repaired cannot be read");
         }
         output.write(block.data(), static_cast<std::streamsize>(got));
         offset += got;
@@ -271,6 +271,18 @@ void write_file(const std::string& path, const bytes& data)
     output.close();
     if (!output) {
         throw std::runtime_error("the file cannot be written");
+    }
+}
+
+/// Writes what was repaired; a failure is told.
+exit_status keep(const bytes& repaired, const std::string& file, const console& where)
+{
+    try {
+        write_file(file, repaired);
+        return exit_status::done;
+    } catch (const std::exception& failure) {
+        report(where, file, failure.what());
+        return exit_status::failed;
     }
 }
 
@@ -289,12 +301,14 @@ void print(const std::string& file, const scan_options& options, const scan_outc
         where.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
         return;
     }
-    where.out << (file.empty() ? "service" : file) << ": " << result << " (" << result_words.at(result) << ")";
+    // The file's name may be anybody's choice, threat and tag are the service's.
+    where.out << (file.empty() ? "service" : printable(file)) << ": " << result << " (" << result_words.at(result)
+              << ")";
     if (!outcome.threat.empty()) {
-        where.out << ", threat " << outcome.threat;
+        where.out << ", threat " << printable(outcome.threat);
     }
-    where.out << ", ISTag " << (outcome.istag.empty() ? "none" : outcome.istag) << ", " << outcome.elapsed_ms << " ms"
-              << std::endl;
+    where.out << ", ISTag " << (outcome.istag.empty() ? "none" : printable(outcome.istag)) << ", " << outcome.elapsed_ms
+              << " ms" << std::endl;
 }
 
 /// The pool with one session; nothing when the service cannot be had.
@@ -321,10 +335,8 @@ exit_status scan_file(const std::string& file, const scan_options& options,
         report(where, file.empty() ? "service" : file, "the service gave no answer, which counts as clean");
         return exit_status::no_service;
     }
-    if (outcome.repaired && !options.repaired_to.empty()) {
-        write_file(options.repaired_to, *outcome.repaired);
-    }
-    return exit_status::done;
+    return outcome.repaired && !options.repaired_to.empty() ? keep(*outcome.repaired, options.repaired_to, where)
+                                                            : exit_status::done;
 }
 
 } // namespace

@@ -53,7 +53,8 @@ decoded decode(std::string_view text)
     return {};
 }
 
-/// The text with "?" for what a terminal must not get.
+} // namespace
+
 std::string printable(std::string_view text)
 {
     std::string result;
@@ -68,8 +69,6 @@ std::string printable(std::string_view text)
     }
     return result;
 }
-
-} // namespace
 
 void report(const console& where, std::string_view what, std::string_view why)
 {

@@ -29,6 +29,9 @@ enum class exit_status : int
     leak = 6        ///< an object that was handed to the add-in was never released
 };
 
+/// UTF-8 text with "?" for what a terminal must not get: control characters and invalid bytes.
+std::string printable(std::string_view text);
+
 /// One line on standard error: "postwarden: what: why", with the program's name first.
 void report(const console& where, std::string_view what, std::string_view why);
 

@@ -99,6 +99,22 @@ TEST_F(ScanCommand, KeepsWhatWasRepaired)
                 testing::AllOf(testing::StartsWith("HTTP/1.1 200"), testing::EndsWith("\r\n\r\nleft [removed] right")));
 }
 
+TEST_F(ScanCommand, TellsThatItCannotWriteWhatWasRepaired)
+{
+    const std::string target = (folder.path() / "none" / "repaired.txt").string();
+    const auto result = command({"scan", "--repaired-to", target, write("damaged.txt", repairable_text())});
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("postwarden: " + target + ": the file cannot be written\n", result.err);
+    EXPECT_THAT(result.out, HasSubstr("3 (repaired)"));
+}
+
+TEST_F(ScanCommand, SendsNothingToATerminalThatSteersIt)
+{
+    const auto result = command({"scan", write("a\x1B[2Jb.txt", "fine")});
+    EXPECT_EQ(0, result.status);
+    EXPECT_THAT(result.out, HasSubstr("a?[2Jb.txt: 1 (clean)"));
+}
+
 TEST_F(ScanCommand, WritesNothingWhereNothingWasRepaired)
 {
     const auto target = folder.path() / "repaired.txt";
