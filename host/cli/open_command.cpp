@@ -2,6 +2,7 @@
 
 #include "host/cli/mail_client.h"
 #include "host/cli/service_link.h"
+#include "host/files/path_text.h"
 #include "host/mail/mail_files.h"
 #include "host/mime/converter_session.h"
 #include "host/opening/open_messages.h"
@@ -11,7 +12,6 @@
 #include "logging/trace_configuration.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
-#include "settings/settings_blob.h"
 #include "tool/system/conversions.h"
 #include "tool/system/identity.h"
 #include "tool/system/registry.h"
@@ -75,7 +75,7 @@ public:
     explicit opening_service(const open_options& options)
     {
         if (!options.settings_file.empty()) {
-            link_ = std::make_unique<service_link>(options.settings_file);
+            link_ = std::make_unique<service_link>(path_of(options.settings_file));
             return;
         }
         target_ = std::make_unique<scan_target>(options.port, options.uri);
@@ -96,18 +96,6 @@ private:
     std::unique_ptr<service_link> link_;
 };
 
-/// Says what is wrong with a file of settings before anything is opened; false then.
-bool check_settings(const std::string& file, const console& where)
-{
-    try {
-        static_cast<void>(DOVA::Settings::SettingsFromBlob(load_settings_bytes(file)));
-        return true;
-    } catch (const std::exception& failure) {
-        report(where, file, failure.what());
-        return false;
-    }
-}
-
 /// The reader's own identity; null without one.
 std::shared_ptr<const smime_identity> load_identity(const mail_options& mail)
 {
@@ -127,19 +115,12 @@ auto attempt(Make&& make, const std::string& what, const console& where) -> std:
     }
 }
 
-exit_status status_of(const opening_totals& totals)
-{
-    if (totals.unsaved != 0) {
-        return exit_status::failed;
-    }
-    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
-}
-
 } // namespace
 
 exit_status run_open(const open_options& options, const mail_options& mail, const console& where)
 {
-    if (!options.settings_file.empty() && !check_settings(options.settings_file, where)) {
+    const std::string& file = options.settings_file;
+    if (!file.empty() && !attempt([&] { return load_settings(path_of(file)); }, file, where)) {
         return exit_status::usage;
     }
     const auto identity = attempt([&] { return load_identity(mail); }, "S/MIME key", where);

@@ -2,7 +2,6 @@
 
 #include "host/settings/settings_file.h"
 #include "outlook/qdmailprotect/link/bytes_broker.h"
-#include "settings/settings_blob.h"
 #include "tool/icap_client/session_manager.h"
 
 #include <functional>
@@ -19,20 +18,10 @@ public:
     [[nodiscard]] bool IsServicePresent() const override { return false; }
 };
 
-SettingsBroker::Bytes settings_of(std::uint16_t port, const std::wstring& uri)
-{
-    DOVA::Settings::WebTrafficMonitorSettings settings;
-    settings.ServerPort.value = port;
-    settings.ServerPort.isSet = true;
-    settings.Uri.value = uri;
-    settings.Uri.isSet = true;
-    return DOVA::Settings::BlobFromSettings(settings);
-}
-
 } // namespace
 
 service_link::service_link(std::uint16_t port, const std::wstring& uri)
-    : service_link([bytes = settings_of(port, uri)] { return bytes; }, std::make_shared<no_presence>())
+    : service_link([bytes = settings_bytes_of_service(port, uri)] { return bytes; }, std::make_shared<no_presence>())
 {}
 
 service_link::service_link(std::filesystem::path settings_file)

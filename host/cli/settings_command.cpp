@@ -1,10 +1,8 @@
 #include "host/cli/settings_command.h"
 
-#include "cctool/serialization/errors.h"
 #include "host/files/atomic_file.h"
 #include "host/settings/settings_file.h"
 #include "settings/json/settings_json.h"
-#include "settings/settings_blob.h"
 
 #include <CLI/CLI.hpp>
 
@@ -36,26 +34,6 @@ constexpr const char* make_footer =
 
 Exit status: 0 made, 1 OUT could not be written, 2 the command line is wrong, 3 the JSON could not be read
 or is refused.)";
-
-/// Why bytes are no settings, without the place in the source that the error itself tells.
-std::string reason_of(const cctool::Error& error)
-{
-    const std::string description = error.Context() != nullptr ? error.Context()->description : std::string();
-    return description.empty() ? "holds no settings blob" : "holds no settings blob: " + description;
-}
-
-WebTrafficMonitorSettings load_settings(const std::string& file)
-{
-    try {
-        return DOVA::Settings::SettingsFromBlob(load_settings_bytes(file));
-    } catch (const cctool::Serialization::IncompatibleVersionError&) {
-        throw settings_file_error("holds settings of a version that is not understood");
-    } catch (const cctool::Error& error) {
-        throw settings_file_error(reason_of(error));
-    } catch (const std::length_error&) {
-        throw settings_file_error("holds no settings blob");
-    }
-}
 
 void show_table(const WebTrafficMonitorSettings& settings, const console& where)
 {

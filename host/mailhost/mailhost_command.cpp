@@ -14,7 +14,6 @@
 #include "host/settings/settings_file.h"
 #include "host/store/object_ledger.h"
 #include "logging/scoped_output.h"
-#include "settings/settings_blob.h"
 #include "tool/system/conversions.h"
 #include "tool/system/registry.h"
 
@@ -99,12 +98,7 @@ std::vector<std::uint8_t> settings_for(const std::string& file, const scan_targe
     if (!target) {
         return load_settings_bytes(path_of(file));
     }
-    DOVA::Settings::WebTrafficMonitorSettings settings;
-    settings.ServerPort.value = target->port();
-    settings.ServerPort.isSet = true;
-    settings.Uri.value = winapi::conv_to_wide(target->uri(), winapi::code_page_utf8);
-    settings.Uri.isSet = true;
-    return DOVA::Settings::BlobFromSettings(settings);
+    return settings_bytes_of_service(target->port(), winapi::conv_to_wide(target->uri(), winapi::code_page_utf8));
 }
 
 /// Tells of the objects that nobody released; true when there are any.
@@ -136,7 +130,7 @@ HRESULT make_converter(IUnknown** object)
 bool check_settings(const std::string& file, const console& where)
 {
     try {
-        static_cast<void>(DOVA::Settings::SettingsFromBlob(load_settings_bytes(path_of(file))));
+        static_cast<void>(load_settings(path_of(file)));
         return true;
     } catch (const std::exception& failure) {
         report(where, file, failure.what());
@@ -222,10 +216,7 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
                "no scanning service answers there");
         return exit_status::no_service;
     }
-    if (totals.unsaved != 0) {
-        return exit_status::failed;
-    }
-    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
+    return status_of(totals);
 }
 
 } // namespace host

@@ -119,6 +119,14 @@ private:
 
 } // namespace
 
+exit_status status_of(const opening_totals& totals)
+{
+    if (totals.unsaved != 0) {
+        return exit_status::failed;
+    }
+    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
+}
+
 std::unique_ptr<opening_report> make_json_report(const console& where)
 {
     return std::make_unique<json_report>(where);

@@ -31,6 +31,9 @@ struct opening_totals
     std::string folder;         ///< where the copies stand; empty when they don't stay
 };
 
+/// The exit status that follows from them.
+exit_status status_of(const opening_totals& totals);
+
 /// Tells of the openings as they come.
 class opening_report
 {

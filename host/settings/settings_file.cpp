@@ -1,5 +1,6 @@
 #include "host/settings/settings_file.h"
 
+#include "cctool/serialization/errors.h"
 #include "settings/json/settings_json.h"
 #include "settings/settings_blob.h"
 
@@ -22,6 +23,13 @@ bool is_json(std::string_view content)
     }
     const std::size_t first = content.find_first_not_of(" \t\r\n");
     return first != std::string_view::npos && content[first] == '{';
+}
+
+/// Why bytes are no settings, without the place in the source that the error itself tells.
+std::string reason_of(const cctool::Error& error)
+{
+    const std::string description = error.Context() != nullptr ? error.Context()->description : std::string();
+    return description.empty() ? "holds no settings blob" : "holds no settings blob: " + description;
 }
 
 } // namespace
@@ -70,6 +78,29 @@ std::vector<std::uint8_t> load_settings_bytes(const std::filesystem::path& file)
     const std::string content = read_settings_file(file);
     return is_json(content) ? settings_bytes_of_json(content)
                             : std::vector<std::uint8_t>(content.begin(), content.end());
+}
+
+DOVA::Settings::WebTrafficMonitorSettings load_settings(const std::filesystem::path& file)
+{
+    try {
+        return DOVA::Settings::SettingsFromBlob(load_settings_bytes(file));
+    } catch (const cctool::Serialization::IncompatibleVersionError&) {
+        throw settings_file_error("holds settings of a version that is not understood");
+    } catch (const cctool::Error& error) {
+        throw settings_file_error(reason_of(error));
+    } catch (const std::length_error&) {
+        throw settings_file_error("holds no settings blob");
+    }
+}
+
+std::vector<std::uint8_t> settings_bytes_of_service(std::uint16_t port, const std::wstring& uri)
+{
+    DOVA::Settings::WebTrafficMonitorSettings settings;
+    settings.ServerPort.value = port;
+    settings.ServerPort.isSet = true;
+    settings.Uri.value = uri;
+    settings.Uri.isSet = true;
+    return DOVA::Settings::BlobFromSettings(settings);
 }
 
 } // namespace host

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "settings/web_traffic_monitor_settings.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
@@ -23,6 +25,13 @@ public:
 /// The blob of a file of either form. A blob is given as it is, good or bad; JSON becomes a blob of the latest layout,
 /// and what is wrong with it is raised as settings_file_error.
 [[nodiscard]] std::vector<std::uint8_t> load_settings_bytes(const std::filesystem::path& file);
+
+/// The settings of a file of either form. What the bytes lack is raised as settings_file_error too, in words for
+/// people.
+[[nodiscard]] DOVA::Settings::WebTrafficMonitorSettings load_settings(const std::filesystem::path& file);
+
+/// The blob of the default settings for a service at this port; `uri` is its path without the leading "/".
+[[nodiscard]] std::vector<std::uint8_t> settings_bytes_of_service(std::uint16_t port, const std::wstring& uri);
 
 /// The blob of JSON text; settings_file_error for anything else.
 [[nodiscard]] std::vector<std::uint8_t> settings_bytes_of_json(const std::string& text);

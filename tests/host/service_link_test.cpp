@@ -149,6 +149,9 @@ TEST_F(OpenWithSettings, RefusesAFileThatIsNoneBeforeAnythingIsOpened)
         ASSERT_EQ(1U, lines_of(result.err).size());
         EXPECT_EQ(0U, result.err.find("postwarden: " + file + ": ")) << result.err;
     }
+    // For people: not where in the source it was found.
+    EXPECT_EQ("postwarden: " + broken + ": holds no settings blob\n",
+              command({"open", "--settings", broken, mail}).err);
 }
 
 TEST_F(OpenWithSettings, TakesEitherAFileOrAPortAndPath)

@@ -92,6 +92,21 @@ TEST_F(SettingsFile, IsReadAnewEachTime)
     EXPECT_EQ(2U, SettingsFromBlob(load_settings_bytes(file)).ServerPort.Effective());
 }
 
+TEST_F(SettingsFile, HoldsSettingsInEitherForm)
+{
+    const auto blob = folder.write("blob", text_of(settings_bytes_of_service(1400, L"other/path")));
+    EXPECT_EQ(1400U, load_settings(blob).ServerPort.Effective());
+    EXPECT_EQ(L"other/path", load_settings(blob).Uri.Effective());
+    const auto json = folder.write("json", R"({"ServerPort": {"value": 1401, "isSet": true}})");
+    EXPECT_EQ(1401U, load_settings(json).ServerPort.Effective());
+}
+
+TEST_F(SettingsFile, ThatHoldsNoSettingsIsRefused)
+{
+    EXPECT_EQ("holds no settings blob", refusal([&] { (void)load_settings(folder.write("settings", "text")); }));
+    EXPECT_EQ("there is no such file", refusal([&] { (void)load_settings(folder.path() / "none"); }));
+}
+
 TEST(SettingsBytes, OfTextThatIsNoJsonAreRefused)
 {
     EXPECT_NE("", refusal([] { (void)settings_bytes_of_json("no JSON"); }));
