@@ -162,19 +162,11 @@ bool parse_storage(std::string_view text, property_value& value)
     return good;
 }
 
-} // namespace
-
-std::string value_text(const property_value& value)
-{
-    return std::visit(writer{value.code_page}, value.data);
-}
-
-bool parse_value(std::string_view text, std::uint32_t type, property_value& value)
+bool parse_contents(std::string_view text, property_value& value)
 {
     if (text.empty()) {
         return false;
     }
-    value = property_value{type, {}};
     const std::string_view rest = text.substr(1);
     const auto number = [](std::string_view digits, std::int64_t& result) { return parse_number(digits, result); };
     switch (text.front()) {
@@ -212,6 +204,71 @@ bool parse_value(std::string_view text, std::uint32_t type, property_value& valu
     default:
         return false;
     }
+}
+
+template <typename Kind>
+bool holds(const property_value& value)
+{
+    return std::holds_alternative<Kind>(value.data);
+}
+
+/// Whether the contents are what a value of this type has: the store goes by the type. Others than these types are
+/// only kept, with whatever they have.
+bool fits_type(const property_value& value)
+{
+    switch (value.type) {
+    case PT_I2:
+    case PT_LONG:
+    case PT_BOOLEAN:
+    case PT_ERROR:
+    case PT_I8:
+    case PT_CURRENCY:
+    case PT_SYSTIME:
+        return holds<std::int64_t>(value);
+    case PT_R4:
+    case PT_DOUBLE:
+    case PT_APPTIME:
+        return holds<double>(value);
+    case PT_CLSID:
+        return holds<GUID>(value);
+    case PT_UNICODE:
+        return holds<property_value::text>(value);
+    case PT_STRING8:
+    case PT_BINARY:
+        return holds<bytes_ptr>(value);
+    case PT_I2 | MV_FLAG:
+    case PT_LONG | MV_FLAG:
+    case PT_I8 | MV_FLAG:
+    case PT_CURRENCY | MV_FLAG:
+    case PT_SYSTIME | MV_FLAG:
+        return holds<std::vector<std::int64_t>>(value);
+    case PT_R4 | MV_FLAG:
+    case PT_DOUBLE | MV_FLAG:
+    case PT_APPTIME | MV_FLAG:
+        return holds<std::vector<double>>(value);
+    case PT_CLSID | MV_FLAG:
+        return holds<std::vector<GUID>>(value);
+    case PT_UNICODE | MV_FLAG:
+        return holds<std::vector<std::wstring>>(value);
+    case PT_STRING8 | MV_FLAG:
+    case PT_BINARY | MV_FLAG:
+        return holds<std::vector<std::string>>(value);
+    default:
+        return true;
+    }
+}
+
+} // namespace
+
+std::string value_text(const property_value& value)
+{
+    return std::visit(writer{value.code_page}, value.data);
+}
+
+bool parse_value(std::string_view text, std::uint32_t type, property_value& value)
+{
+    value = property_value{type, {}};
+    return parse_contents(text, value) && fits_type(value);
 }
 
 std::string percent_encode(std::string_view text)

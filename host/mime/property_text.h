@@ -16,7 +16,7 @@ namespace host {
 /// same behind a code page and ":", "o" a storage, "-" nothing. A capital is a list of that kind with "," behind each
 /// value.
 std::string value_text(const property_value& value);
-/// False for what is no such text.
+/// False for what is no such text, or not of a kind that a value of that type has.
 bool parse_value(std::string_view text, std::uint32_t type, property_value& value);
 
 /// Letters, digits and most signs stay; everything else, "%" too, becomes "%" and two hexadecimal digits.

@@ -6,8 +6,6 @@ namespace host {
 
 namespace {
 
-constexpr int deepest_storage = 64;
-
 void put(std::string& out, std::uint64_t number)
 {
     for (unsigned i = 0; i < 8; ++i) {
@@ -71,7 +69,7 @@ private:
     bool good_ = true;
 };
 
-storage_ptr read(reader& input, int depth)
+storage_ptr read(reader& input, std::size_t depth)
 {
     auto tree = std::make_shared<storage_tree>();
     const std::string_view class_id = input.take(sizeof tree->class_id);

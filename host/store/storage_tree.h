@@ -3,12 +3,16 @@
 #include "host/store/bytes.h"
 #include "outlook/qdmailprotect/mapi/mapi.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace host {
+
+/// Storages in one another that a file may have; readers and writers go down by recursion.
+inline constexpr std::size_t deepest_storage = 512;
 
 struct storage_tree;
 using storage_ptr = std::shared_ptr<const storage_tree>;

@@ -166,7 +166,20 @@ TEST(own_headers, that_cannot_be_understood_are_left_out)
                              "3FE41003=N1,x,",
                              "3FE4000D=oAAAA",
                              "1000001E=c125b:5A==",
-                             "1000001F=@"}) {
+                             "1000001F=@",
+                             "0037001F=n5",
+                             "0037001E=n5",
+                             "0037001F=-",
+                             "0037001F=bAAAA",
+                             "00170003=tone",
+                             "10130102=t5",
+                             "10130102=Tx,",
+                             "3FE40005=n5",
+                             "3FE40048=bAAAA",
+                             "3FE41003=n1",
+                             "3FE41003=Tx,",
+                             "3FE4101F=N1,",
+                             "3FE41102=T1,"}) {
         EXPECT_TRUE(own_headers::from_text(text, names, {})->tags().empty()) << text;
     }
     const auto rest = own_headers::from_text("0037001F=tgood;=;nonsense;00170003=n1", names, {});
@@ -241,6 +254,25 @@ TEST(own_headers, tell_the_verdict_as_a_number)
     own_headers::set_verdict(message, "2");
     ASSERT_TRUE(own_headers::find_verdict(message));
     EXPECT_EQ(own_headers::find_verdict(message)->number, 2);
+}
+
+/// So many storages in one another.
+storage_ptr nested_storages(std::size_t count)
+{
+    auto tree = std::make_shared<storage_tree>();
+    if (count > 1) {
+        tree->storages.push_back({"inner", nested_storages(count - 1)});
+    }
+    return tree;
+}
+
+TEST(storage_text, holds_as_many_storages_in_one_another_as_a_message_file)
+{
+    const storage_ptr deepest = nested_storages(deepest_storage);
+    const storage_ptr again = parse_storage_text(storage_text(*deepest));
+    ASSERT_NE(again, nullptr);
+    EXPECT_TRUE(same_storage(*deepest, *again));
+    EXPECT_EQ(parse_storage_text(storage_text(*nested_storages(deepest_storage + 1))), nullptr);
 }
 
 TEST(storage_text, that_is_damaged_is_no_storage)
