@@ -23,6 +23,7 @@ bool is_blank(char c)
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
+/// Looks no further than the next "?" that ends a piece: a text full of beginnings is gone through once.
 std::optional<base64_word> word_at(std::string_view value)
 {
     constexpr std::string_view start = "=?";
@@ -35,14 +36,15 @@ std::optional<base64_word> word_at(std::string_view value)
         (value[mark + 1] != 'B' && value[mark + 1] != 'b') || value[mark + 2] != '?') {
         return std::nullopt;
     }
+    const std::string_view charset = value.substr(start.size(), mark - start.size());
     const std::size_t text = mark + 3;
-    const std::size_t close = value.find(end, text);
-    const std::string_view inside = value.substr(0, std::min(close, value.size()));
-    if (close == std::string_view::npos || std::any_of(inside.begin(), inside.end(), is_blank)) {
+    const std::size_t close = std::min(value.find('?', text), value.size());
+    const std::string_view inside = value.substr(text, close - text);
+    if (!value.substr(close).starts_with(end) || std::any_of(charset.begin(), charset.end(), is_blank) ||
+        std::any_of(inside.begin(), inside.end(), is_blank)) {
         return std::nullopt;
     }
-    return base64_word{value.substr(start.size(), mark - start.size()), value.substr(text, close - text),
-                       close + end.size()};
+    return base64_word{charset, inside, close + end.size()};
 }
 
 } // namespace

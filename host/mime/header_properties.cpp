@@ -1,12 +1,16 @@
 #include "host/mime/header_properties.h"
 
+#include "host/mime/address_list.h"
 #include "host/mime/charset_text.h"
 #include "host/mime/encoded_words.h"
 #include "host/store/tags.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace host {
 
@@ -55,80 +59,64 @@ std::wstring unfolded(const std::wstring& text)
     return result;
 }
 
-std::wstring name_of(InternetAddress* address)
+std::wstring name_of(const mail_address& who)
 {
-    const char* name = internet_address_get_name(address);
-    if (name && *name) {
-        return unfolded(to_wide(name));
+    return who.name.empty() ? to_wide(who.address) : unfolded(to_wide(who.name));
+}
+
+/// The mailboxes of all headers of a name.
+std::vector<mail_address> addresses_in(GMimeMessage* message, std::string_view name)
+{
+    std::vector<mail_address> found;
+    GMimeHeaderList* headers = g_mime_object_get_header_list(GMIME_OBJECT(message));
+    const int count = g_mime_header_list_get_count(headers);
+    for (int i = 0; i < count; ++i) {
+        GMimeHeader* header = g_mime_header_list_get_header_at(headers, i);
+        if (winapi::compare_no_case(g_mime_header_get_name(header), name) == 0) {
+            std::vector<mail_address> more = read_addresses(text_of(g_mime_header_get_raw_value(header)));
+            found.insert(found.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+        }
     }
-    return INTERNET_ADDRESS_IS_MAILBOX(address)
-               ? to_wide(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))
-               : std::wstring();
-}
-
-std::wstring mailbox_of(InternetAddress* address)
-{
-    return INTERNET_ADDRESS_IS_MAILBOX(address)
-               ? to_wide(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))
-               : std::wstring();
-}
-
-InternetAddress* first_of(InternetAddressList* list)
-{
-    return list && internet_address_list_length(list) > 0 ? internet_address_list_get_address(list, 0) : nullptr;
+    return found;
 }
 
 void set_sender(GMimeMessage* message, message_record& record)
 {
-    InternetAddress* from = first_of(g_mime_message_get_from(message));
-    InternetAddress* sender = first_of(g_mime_message_get_sender(message));
-    if (!sender) {
-        sender = from;
-    }
-    if (sender) {
-        set_text(record, PR_SENDER_NAME_W, name_of(sender));
-        set_text(record, PR_SENDER_EMAIL_ADDRESS_W, mailbox_of(sender));
-        set_text(record, tag::sender_smtp_address, mailbox_of(sender));
+    const std::vector<mail_address> from = addresses_in(message, "From");
+    const std::vector<mail_address> told = addresses_in(message, "Sender");
+    const std::vector<mail_address>& sender = told.empty() ? from : told;
+    if (!sender.empty()) {
+        const std::wstring address = to_wide(sender.front().address);
+        set_text(record, PR_SENDER_NAME_W, name_of(sender.front()));
+        set_text(record, PR_SENDER_EMAIL_ADDRESS_W, address);
+        set_text(record, tag::sender_smtp_address, address);
         set_text(record, tag::sender_address_type, L"SMTP");
     }
-    if (from) {
-        set_text(record, PR_SENT_REPRESENTING_NAME_W, name_of(from));
-        set_text(record, tag::representing_address, mailbox_of(from));
+    if (!from.empty()) {
+        set_text(record, PR_SENT_REPRESENTING_NAME_W, name_of(from.front()));
+        set_text(record, tag::representing_address, to_wide(from.front().address));
         set_text(record, tag::representing_address_type, L"SMTP");
     }
 }
 
-void add_recipients(InternetAddressList* list, std::int32_t kind, std::wstring& shown, message_record& record)
+/// Adds the mailboxes of a kind to the recipients, and their names to a property.
+void set_recipients(const std::vector<mail_address>& list, std::int32_t kind, std::uint32_t shown_tag,
+                    message_record& record)
 {
-    const int count = list ? internet_address_list_length(list) : 0;
-    for (int i = 0; i < count; ++i) {
-        InternetAddress* address = internet_address_list_get_address(list, i);
-        if (INTERNET_ADDRESS_IS_GROUP(address)) {
-            add_recipients(internet_address_group_get_members(INTERNET_ADDRESS_GROUP(address)), kind, shown, record);
-            continue;
-        }
+    std::wstring shown;
+    for (const mail_address& who : list) {
+        const std::wstring name = name_of(who);
+        const auto address = property_value::of_text(to_wide(who.address));
         auto recipient = std::make_shared<property_bag>();
         recipient->set(PR_RECIPIENT_TYPE, property_value::of_long(kind));
-        recipient->set(PR_DISPLAY_NAME_W, property_value::of_text(name_of(address)));
-        recipient->set(PR_EMAIL_ADDRESS_W, property_value::of_text(mailbox_of(address)));
-        recipient->set(tag::smtp_address, property_value::of_text(mailbox_of(address)));
+        recipient->set(PR_DISPLAY_NAME_W, property_value::of_text(name));
+        recipient->set(PR_EMAIL_ADDRESS_W, address);
+        recipient->set(tag::smtp_address, address);
         recipient->set(tag::address_type, property_value::of_text(L"SMTP"));
         record.recipients.push_back(std::move(recipient));
-        shown += (shown.empty() ? L"" : L"; ") + name_of(address);
+        shown += (shown.empty() ? L"" : L"; ") + name;
     }
-}
-
-void set_recipients(GMimeMessage* message, message_record& record)
-{
-    std::wstring to;
-    std::wstring cc;
-    std::wstring bcc;
-    add_recipients(g_mime_message_get_to(message), MAPI_TO, to, record);
-    add_recipients(g_mime_message_get_cc(message), MAPI_CC, cc, record);
-    add_recipients(g_mime_message_get_bcc(message), MAPI_BCC, bcc, record);
-    set_text(record, PR_DISPLAY_TO_W, to);
-    set_text(record, PR_DISPLAY_CC_W, cc);
-    set_text(record, PR_DISPLAY_BCC_W, bcc);
+    set_text(record, shown_tag, shown);
 }
 
 /// When a server took the message: the date of the first Received line, behind its last semicolon.
@@ -194,8 +182,8 @@ void set_content_type(GMimeMessage* message, message_record& record)
     if (!told) {
         told = g_mime_object_get_header(GMIME_OBJECT(message), "Content-Type");
     }
-    if (told) {
-        const std::uint32_t id = record.store->names.id_of({PS_INTERNET_HEADERS, L"content-type"}, true);
+    const std::uint32_t id = told ? record.store->names.id_of({PS_INTERNET_HEADERS, L"content-type"}, true) : 0;
+    if (id != 0) {
         const glib_text line(g_mime_utils_header_unfold(told));
         set_text(record, PROP_TAG(PT_UNICODE, id), to_wide(line.get()));
     }
@@ -210,7 +198,9 @@ void set_header_properties(GMimeMessage* message, message_record& record)
     join_encoded_words(GMIME_OBJECT(message));
     set_subject(message, record);
     set_sender(message, record);
-    set_recipients(message, record);
+    set_recipients(addresses_in(message, "To"), MAPI_TO, PR_DISPLAY_TO_W, record);
+    set_recipients(addresses_in(message, "Cc"), MAPI_CC, PR_DISPLAY_CC_W, record);
+    set_recipients(addresses_in(message, "Bcc"), MAPI_BCC, PR_DISPLAY_BCC_W, record);
     set_times(message, record);
     set_identifiers(message, record);
     set_importance(message, record);

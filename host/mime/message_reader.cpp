@@ -6,30 +6,11 @@
 #include "host/opening/entry_id.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 namespace host {
 
 namespace {
-
-struct options_free
-{
-    void operator()(GMimeParserOptions* options) const noexcept { g_mime_parser_options_free(options); }
-};
-using options_ptr = std::unique_ptr<GMimeParserOptions, options_free>;
-
-/// Reads what careless senders write: names in encoded words where none belong, raw bytes in headers.
-options_ptr lenient_options()
-{
-    options_ptr options(g_mime_parser_options_new());
-    g_mime_parser_options_set_address_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
-    g_mime_parser_options_set_parameter_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
-    g_mime_parser_options_set_rfc2047_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
-    std::array<const char*, 3> charsets{"utf-8", "windows-1252", nullptr};
-    g_mime_parser_options_set_fallback_charsets(options.get(), charsets.data());
-    return options;
-}
 
 bool is_name_character(char c)
 {
@@ -86,8 +67,7 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     const auto stream = make_bytes_stream(source);
     const gobject_ptr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
     g_mime_parser_set_persist_stream(parser.get(), TRUE);
-    const options_ptr options = lenient_options();
-    const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), options.get()));
+    const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), lenient_options()));
     if (!message) {
         throw unreadable_message("it does not have the form of a message");
     }

@@ -15,11 +15,6 @@ namespace host {
 
 namespace {
 
-struct options_free
-{
-    void operator()(GMimeFormatOptions* options) const noexcept { g_mime_format_options_free(options); }
-};
-
 /// Hands pieces on in larger blocks: the library writes a header line in several.
 class blocks
 {
@@ -54,8 +49,7 @@ void write_document(IMessage& message, const message_record* kept, bool include_
     prepare_mime_library();
     const auto failure = std::make_shared<stream_failure>();
     const auto document = document_builder(include_bcc, failure).build(message, kept);
-    const std::unique_ptr<GMimeFormatOptions, options_free> format(g_mime_format_options_new());
-    g_mime_format_options_set_newline_format(format.get(), GMIME_NEWLINE_FORMAT_DOS);
+    const format_options_ptr format = mail_format_options();
     blocks out(sink);
     const auto stream = make_sink_stream([&out](std::string_view piece) { out.write(piece); }, failure);
     const ssize_t written = g_mime_object_write_to_stream(GMIME_OBJECT(document.get()), format.get(), stream.get());

@@ -1,3 +1,4 @@
+#include "host/mime/encoded_words.h"
 #include "tests/host/mime_fixture.h"
 
 namespace host::test {
@@ -174,6 +175,18 @@ TEST(MailHeaders, ReadANameThatIsFolded)
 {
     const auto message = read("From: \"The  Board\n\tof Directors\" <a@b>\n\ntext\n");
     EXPECT_EQ(L"The  Board of Directors", wide(message, PR_SENDER_NAME_W));
+}
+
+TEST(MailHeaders, FullOfBeginningsOfWordsAreReadInOneSweep)
+{
+    std::string text;
+    for (int i = 0; i < 100000; ++i) {
+        text += "=?a?B?x";
+    }
+    EXPECT_EQ(text, join_encoded_words(text));
+    EXPECT_EQ(text + " ?=", join_encoded_words(text + " ?="));
+    EXPECT_EQ("=?a?B?x y?= =?a?B?eA==?=", join_encoded_words("=?a?B?x y?= =?a?B?eA==?="));
+    EXPECT_EQ("=?a?B?eHk=?=", join_encoded_words("=?a?B?eA==?= =?A?b?eQ==?="));
 }
 
 TEST(MailHeaders, ReadACharacterThatIsCutBetweenTwoWords)
