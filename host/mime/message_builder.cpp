@@ -5,12 +5,16 @@
 #include "host/mime/charset_text.h"
 #include "host/mime/encoded_words.h"
 #include "host/mime/header_properties.h"
+#include "host/mime/mime_library.h"
 #include "host/mime/own_headers.h"
 #include "host/mime/part_content.h"
+#include "host/mime/pipe_streams.h"
 #include "host/store/tags.h"
 #include "tool/system/conversions.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -57,6 +61,44 @@ property_value text_value(const char* utf8)
     return property_value::of_text(to_wide(utf8));
 }
 
+/// A part as it stands in the mail, headers and all, with the line ends of mail.
+bytes_ptr source_of(GMimeObject* part)
+{
+    scratch source;
+    const auto failure = std::make_shared<stream_failure>();
+    const auto stream = make_sink_stream([&source](std::string_view piece) { source.append(piece); }, failure);
+    const format_options_ptr format = mail_format_options();
+    g_mime_object_write_to_stream(part, format.get(), stream.get());
+    failure->raise();
+    return source.freeze();
+}
+
+/// A multipart in which no part could be found, but something else was.
+bool is_closed(GMimeMultipart* multipart)
+{
+    const char* prologue = g_mime_multipart_get_prologue(multipart);
+    return prologue && g_mime_multipart_get_count(multipart) == 0 &&
+           std::string_view(prologue).find_first_not_of(" \t\r\n") != std::string_view::npos;
+}
+
+/// What the addresses with "cid:" in an HTML text refer to: all up to the sign that ends the address.
+std::set<std::string_view> content_ids_in(std::string_view html)
+{
+    constexpr std::string_view scheme = "cid:";
+    std::set<std::string_view> found;
+    for (std::size_t at = html.find(scheme); at != std::string_view::npos; at = html.find(scheme, at)) {
+        const char before = at == 0 ? ' ' : html[at - 1];
+        const std::string_view ends = before == '"'    ? "\""
+                                      : before == '\'' ? "'"
+                                      : before == '('  ? ")"
+                                                       : " \t\r\n>\"')&";
+        const std::size_t start = at + scheme.size();
+        at = std::min(html.find_first_of(ends, start), html.size());
+        found.insert(html.substr(start, at - start));
+    }
+    return found;
+}
+
 } // namespace
 
 message_builder::message_builder(std::shared_ptr<store_context> store, written_by author, int depth)
@@ -95,7 +137,8 @@ void message_builder::add(GMimeObject* part, bool alternative)
 
 void message_builder::add_multipart(GMimeMultipart* multipart, bool alternative)
 {
-    if (nesting_ >= deepest_multipart) {
+    if (nesting_ >= deepest_multipart || is_closed(multipart)) {
+        add_whole(GMIME_OBJECT(multipart), source_of(GMIME_OBJECT(multipart)));
         return;
     }
     ++nesting_;
@@ -200,8 +243,7 @@ void message_builder::set_attachment_names(GMimeObject* part, const std::wstring
     if (!shown.empty()) {
         properties.set(PR_DISPLAY_NAME_W, property_value::of_text(shown));
     }
-    const glib_text type(g_strdup(mime_type_of(part).c_str()));
-    properties.set(PR_ATTACH_MIME_TAG_W, text_value(type.get()));
+    properties.set(PR_ATTACH_MIME_TAG_W, text_value(mime_type_of(part).c_str()));
     properties.set(PR_RENDERING_POSITION, property_value::of_long(-1));
     if (const char* id = g_mime_object_get_content_id(part)) {
         properties.set(PR_ATTACH_CONTENT_ID_W, text_value(id));
@@ -231,32 +273,34 @@ void message_builder::add_file(GMimePart* part)
 void message_builder::add_message(GMimeMessagePart* part)
 {
     GMimeMessage* inner = g_mime_message_part_get_message(part);
-    attachment_record attachment;
-    property_bag& properties = *attachment.properties;
     if (!inner || depth_ + 1 >= deepest_embedded) {
-        set_attachment_names(GMIME_OBJECT(part), {}, attachment);
-        const glib_text rest(inner ? g_mime_object_to_string(GMIME_OBJECT(inner), nullptr) : nullptr);
-        properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));
-        properties.set(PR_ATTACH_DATA_BIN, property_value::of_binary(bytes_of(text_of(rest.get()))));
-    } else {
-        set_attachment_names(GMIME_OBJECT(part), to_wide(g_mime_message_get_subject(inner)), attachment);
-        properties.set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_EMBEDDED_MSG));
-        message_builder builder(record_.store, author_, depth_ + 1);
-        attachment.embedded = std::make_shared<const message_record>(builder.build(inner));
+        add_whole(GMIME_OBJECT(part), inner ? source_of(GMIME_OBJECT(inner)) : bytes_of({}));
+        return;
     }
+    attachment_record attachment;
+    set_attachment_names(GMIME_OBJECT(part), to_wide(g_mime_message_get_subject(inner)), attachment);
+    attachment.properties->set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_EMBEDDED_MSG));
+    message_builder builder(record_.store, author_, depth_ + 1);
+    attachment.embedded = std::make_shared<const message_record>(builder.build(inner));
     append(GMIME_OBJECT(part), std::move(attachment));
+}
+
+void message_builder::add_whole(GMimeObject* part, bytes_ptr source)
+{
+    attachment_record attachment;
+    set_attachment_names(part, {}, attachment);
+    attachment.properties->set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_BY_VALUE));
+    attachment.properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(std::move(source)));
+    append(part, std::move(attachment));
 }
 
 void message_builder::hide_inline_images()
 {
     constexpr std::int64_t rendered_in_body = 4;
+    const std::set<std::string_view> shown = content_ids_in(html_);
     for (auto& [number, attachment] : record_.attachments) {
         const property_value* id = attachment.properties->find(PROP_ID(PR_ATTACH_CONTENT_ID_W));
-        if (!id || html_.empty()) {
-            continue;
-        }
-        const std::string reference = "cid:" + winapi::conv_to_char(id->wide(), winapi::code_page_utf8);
-        if (html_.find(reference) != std::string::npos) {
+        if (id && shown.contains(winapi::conv_to_char(id->wide(), winapi::code_page_utf8))) {
             attachment.properties->set(PR_ATTACHMENT_HIDDEN, property_value::of_bool(true));
             attachment.properties->set(tag::attach_flags, property_value::of_long(rendered_in_body));
         }
@@ -316,8 +360,12 @@ void message_builder::restore_attachments(GMimeMessage* message)
             unnumbered.push_back(attachment);
         }
     }
+    std::uint32_t number = found.empty() ? 0 : found.rbegin()->first + 1;
     for (auto& attachment : unnumbered) {
-        found.emplace(found.empty() ? 0 : found.rbegin()->first + 1, std::move(attachment));
+        while (found.contains(number)) { // the last of all numbers may be given
+            ++number;
+        }
+        found.emplace(number, std::move(attachment));
     }
     record_.attachments = std::move(found);
 }

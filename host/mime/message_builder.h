@@ -12,8 +12,9 @@
 namespace host {
 
 /// Makes a record of one parsed message: chooses its bodies, and makes an attachment of every other part. Messages in
-/// messages become embedded ones; below `deepest_embedded` of them the rest is kept as it is. In a document that this
-/// program wrote the headers of its own have the last word.
+/// messages become embedded ones, `deepest_embedded` of them at most. What is nested deeper, messages or multiparts, is
+/// kept as a file, and so is a multipart without parts. In a document that this program wrote the headers of its own
+/// have the last word.
 class message_builder
 {
 public:
@@ -27,6 +28,8 @@ private:
     void add_leaf(GMimePart* part, bool alternative);
     void add_message(GMimeMessagePart* part);
     void add_file(GMimePart* part);
+    /// What isn't taken apart becomes a file, so that it is kept and checked.
+    void add_whole(GMimeObject* part, bytes_ptr source);
     bool take_body(GMimePart* part, bool alternative);
     void take_calendar(GMimePart* part);
     void set_attachment_names(GMimeObject* part, const std::wstring& fallback, attachment_record& attachment);

@@ -234,6 +234,28 @@ png
     EXPECT_EQ(nullptr, attachment(message, 1).find(PROP_ID(PR_ATTACHMENT_HIDDEN))); // nobody would see it otherwise
 }
 
+/// Whether the one image of a message with this HTML is hidden.
+bool is_hidden(const std::string& html, const std::string& id)
+{
+    const auto message = read("Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n\n" + html +
+                              "\n--b\nContent-Type: image/png\nContent-ID: <" + id + ">\n\npng\n--b--\n");
+    return number(attachment(message, 0), PR_ATTACHMENT_HIDDEN) == 1;
+}
+
+TEST(Attachments, AreShownByAnAddressInAnyForm)
+{
+    for (const char* html :
+         {"<img src=\"cid:a@x\">", "<img src='cid:a@x'>", "<img src=cid:a@x>", "<img src=cid:a@x />",
+          "<p style=\"background: url(cid:a@x)\">", "<p style=\"background: url(&quot;cid:a@x&quot;)\">",
+          "cid:b <img src=\"cid:cid:\"> <img src=\"cid:a@x\">", "<img src=\"cid:a@x"}) {
+        EXPECT_TRUE(is_hidden(html, "a@x")) << html;
+    }
+    EXPECT_TRUE(is_hidden("<img src=\"cid:a(1) &b@x\">", "a(1) &b@x"));
+    for (const char* html : {"<img src=\"cid:a@x1\">", "<img src=\"a@x\">", "<img src=\"cid:\">", "cid:"}) {
+        EXPECT_FALSE(is_hidden(html, "a@x")) << html;
+    }
+}
+
 TEST(Attachments, ThatAreMessagesKeepTheirParts)
 {
     const auto message = read(R"(Content-Type: multipart/mixed; boundary=b
@@ -292,6 +314,23 @@ TEST(Attachments, NestOnlySoDeep)
     EXPECT_NE(std::string::npos, binary(attachment(*level, 0), PR_ATTACH_DATA_BIN).find("innermost"));
 }
 
+TEST(Attachments, ThatAreMessagesTooDeepAreKeptToTheirLastByte)
+{
+    std::string text =
+        "Subject: innermost\nContent-Type: application/zip; name=a.zip\n\nPK" + std::string(3, '\0') + "end\n";
+    for (int i = 0; i < deepest_embedded; ++i) {
+        text = "Content-Type: message/rfc822\n\n" + text;
+    }
+    const auto message = read("Subject: outer\n" + text);
+    const message_record* level = &message;
+    while (level->attachments.at(0).embedded) {
+        level = level->attachments.at(0).embedded.get();
+    }
+    EXPECT_EQ(
+        crlf("Subject: innermost\nContent-Type: application/zip; name=a.zip\n\nPK" + std::string(3, '\0') + "end\n"),
+        binary(attachment(*level, 0), PR_ATTACH_DATA_BIN));
+}
+
 TEST(Attachments, WithADamagedEncodingKeepWhatCanBeRead)
 {
     const auto message = read("Content-Type: application/zip\nContent-Transfer-Encoding: base64\n\nUEsh!!!\n");
@@ -337,17 +376,42 @@ cut)");
     EXPECT_EQ(L"first", wide(message, PR_BODY_W));
     ASSERT_EQ(1U, message.attachments.size());
     EXPECT_EQ("cut", binary(attachment(message, 0), PR_ATTACH_DATA_BIN));
-    EXPECT_NO_THROW(read("Content-Type: multipart/mixed\n\n--x\n\nno boundary told\n"));
 }
 
-TEST(MultipartStructures, MayNestWithoutBound)
+TEST(MultipartStructures, WithoutAnyPartAreKeptAsAFile)
+{
+    for (const char* type :
+         {"multipart/mixed", "multipart/mixed; boundary=y", "multipart/alternative; boundary=\"\""}) {
+        const auto message = read("Content-Type: " + std::string(type) + "\n\n--x\n\nhidden\n");
+        ASSERT_EQ(1U, message.attachments.size()) << type;
+        EXPECT_EQ(std::int64_t{ATTACH_BY_VALUE}, number(attachment(message, 0), PR_ATTACH_METHOD));
+        EXPECT_NE(std::string::npos, binary(attachment(message, 0), PR_ATTACH_DATA_BIN).find("hidden")) << type;
+    }
+    EXPECT_TRUE(read("Content-Type: multipart/mixed; boundary=x\n\n--x--\n").attachments.empty());
+    EXPECT_TRUE(read("Content-Type: multipart/mixed; boundary=x\n\n\n").attachments.empty());
+}
+
+/// A message of so many multiparts in one another, with a file in the innermost.
+std::string nested_multiparts(int depth)
 {
     std::string text = "Subject: x\n";
-    for (int i = 0; i < 5000; ++i) {
+    for (int i = 0; i < depth; ++i) {
         const std::string mark = std::to_string(i);
         text += "Content-Type: multipart/mixed; boundary=b" + mark + "\n\n--b" + mark + "\n";
     }
-    EXPECT_NO_THROW(read(text + "\nend\n"));
+    return text + "Content-Type: application/zip; name=deep.zip\n\nend\n";
+}
+
+TEST(MultipartStructures, MayNestWithoutBoundAndLoseNothing)
+{
+    const auto flat = read(nested_multiparts(64));
+    EXPECT_EQ(L"deep.zip", wide(attachment(flat, 0), PR_ATTACH_LONG_FILENAME_W));
+    for (const int depth : {65, 1000, 5000}) {
+        const auto message = read(nested_multiparts(depth));
+        ASSERT_EQ(1U, message.attachments.size()) << depth;
+        EXPECT_EQ(L"multipart/mixed", wide(attachment(message, 0), PR_ATTACH_MIME_TAG_W));
+        EXPECT_NE(std::string::npos, binary(attachment(message, 0), PR_ATTACH_DATA_BIN).find("name=deep.zip")) << depth;
+    }
 }
 
 constexpr std::string_view calendar =
