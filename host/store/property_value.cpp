@@ -32,8 +32,10 @@ std::uint64_t width_of(std::uint32_t type)
 /// Bytes of a text in UTF-16 with the zero at its end, whatever the system's wide characters are.
 std::uint64_t bytes_of_text(const std::wstring& text)
 {
-    const auto pairs =
-        std::count_if(text.begin(), text.end(), [](wchar_t c) { return static_cast<std::uint32_t>(c) > 0xFFFFU; });
+    const auto pairs = std::count_if(text.begin(), text.end(), [](wchar_t c) {
+        const auto unit = static_cast<std::uint32_t>(c); // by itself the comparison is settled where it has 16 bits
+        return unit > 0xFFFFU;
+    });
     return (text.size() + static_cast<std::uint64_t>(pairs) + 1) * 2;
 }
 
