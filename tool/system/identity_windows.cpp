@@ -1,8 +1,8 @@
+#include "tool/system/identity_windows.h"
+
 #include "tool/system/errors.h"
 #include "tool/system/identity.h"
 #include "tool/system/win32_codes.h"
-
-#include <windows.h>
 
 #include <array>
 #include <memory>
@@ -28,13 +28,17 @@ std::wstring current_user_name()
 
 std::wstring user_sid_text(const std::wstring& user_name)
 {
+    return user_sid_text(user_name, ::LookupAccountNameW);
+}
+
+std::wstring user_sid_text(const std::wstring& user_name, account_look_up look_up)
+{
     alignas(SID) std::array<std::byte, 260> sid{};
     std::array<wchar_t, 20> domain{};
     auto sid_size = static_cast<DWORD>(sid.size());
     auto domain_size = static_cast<DWORD>(domain.size());
     SID_NAME_USE use{};
-    if (::LookupAccountNameW(nullptr, user_name.c_str(), sid.data(), &sid_size, domain.data(), &domain_size, &use) ==
-        0) {
+    if (look_up(nullptr, user_name.c_str(), sid.data(), &sid_size, domain.data(), &domain_size, &use) == 0) {
         return {};
     }
     wchar_t* text = nullptr;
