@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -94,6 +95,26 @@ TEST_F(server, stays_while_a_client_locks_it)
     factory.reset();
     EXPECT_EQ(module.CanUnloadNow(), S_FALSE);
     EXPECT_EQ(again->LockServer(FALSE), S_OK);
+}
+
+TEST_F(server, counts_what_is_held_on_every_thread)
+{
+    get_factory();
+    const auto make_and_drop = [this] {
+        for (int i = 0; i < 1000; ++i) {
+            const ComPtr<IUnknown> made = make_plain();
+            EXPECT_EQ(module.CanUnloadNow(), S_FALSE);
+        }
+    };
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads) {
+        thread = std::thread(make_and_drop);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    factory.reset();
+    EXPECT_EQ(module.CanUnloadNow(), S_OK);
 }
 
 TEST_F(server, makes_the_products_add_in)

@@ -3,30 +3,48 @@
 #include "logging/trace_configuration.h"
 #include "outlook/qdmailprotect/mapi/mapi_library.h"
 
-#include <atomic>
+#include <windows.h>
+
 #include <cstdint>
+#include <mutex>
 
 namespace {
 
-constinit std::atomic<std::int32_t> references{0};
+/// A lock that takes no memory, and so never fails.
+class SlimLock
+{
+public:
+    void lock() noexcept { ::AcquireSRWLockExclusive(&lock_); }
+    void unlock() noexcept { ::ReleaseSRWLockExclusive(&lock_); }
+
+private:
+    SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
+constinit SlimLock lock;
+constinit std::int32_t references = 0; // under lock
 
 } // namespace
 
 void LockModule() noexcept
 {
+    const std::lock_guard guard(lock);
     ++references;
 }
 
 void UnlockModule() noexcept
 {
-    if (--references == 0) {
+    const std::lock_guard guard(lock);
+    if (references == 1) { // still counted, so that no other thread takes the module for unused meanwhile
         logging::close_trace_configuration();
         SystemMapi().Release();
     }
+    --references;
 }
 
 bool ModuleInUse() noexcept
 {
+    const std::lock_guard guard(lock);
     return references != 0;
 }
 

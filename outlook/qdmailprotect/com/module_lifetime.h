@@ -1,8 +1,8 @@
 #pragma once
 
 /// Keeps the add-in's module in memory while it lives. Every object that the mail client may hold has one as its first
-/// member, so that it ends last. When the last one has gone, the module can be unloaded at any moment: the logs are
-/// closed and the message store's library is let go. May be made and destroyed on any thread.
+/// member, so that it ends last. With the last one the logs are closed and the message store's library is let go; when
+/// it has gone, the module can be unloaded at any moment. May be made and destroyed on any thread.
 class ModuleReference
 {
 public:
