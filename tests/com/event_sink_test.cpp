@@ -108,6 +108,11 @@ TEST_F(event_sink, is_its_event_interface_and_late_bound_without_a_description)
     ComPtr<ITypeInfo> information;
     EXPECT_EQ(sink->GetTypeInfo(0, 0, Receive(information)), E_NOTIMPL);
     EXPECT_EQ(sink->GetIDsOfNames(IID_NULL, nullptr, 0, 0, nullptr), DISP_E_UNKNOWNNAME);
+    std::wstring name = L"ReadComplete";
+    LPOLESTR names[] = {name.data()};
+    DISPID id = 1;
+    EXPECT_EQ(sink->GetIDsOfNames(IID_NULL, names, 1, 0, &id), DISP_E_UNKNOWNNAME);
+    EXPECT_EQ(id, DISPID_UNKNOWN);
 }
 
 TEST_F(event_sink, keeps_the_module_while_it_lives)

@@ -28,8 +28,11 @@ HRESULT STDMETHODCALLTYPE EventSink::GetTypeInfo(UINT, LCID, ITypeInfo** info)
     return E_NOTIMPL;
 }
 
-HRESULT STDMETHODCALLTYPE EventSink::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
+HRESULT STDMETHODCALLTYPE EventSink::GetIDsOfNames(REFIID, LPOLESTR*, UINT count, LCID, DISPID* identifiers)
 {
+    if (identifiers) {
+        std::fill_n(identifiers, count, DISPID_UNKNOWN);
+    }
     return DISP_E_UNKNOWNNAME;
 }
 
