@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -15,6 +17,25 @@ constexpr std::uint32_t NoText = 663;
 std::wstring beside_the_sample()
 {
     return (fs::path(SATELLITE_FILE).parent_path() / L"any.dll").wstring();
+}
+
+constexpr std::uint32_t FirstOfBlock = 800; // texts stand in blocks of 16
+
+/// Adds a block of texts to a library, numbered from FirstOfBlock on.
+void add_texts(const fs::path& library, std::vector<std::wstring> texts)
+{
+    texts.resize(16);
+    std::wstring block; // each behind its length
+    for (const std::wstring& text : texts) {
+        block.append(1, static_cast<wchar_t>(text.size())).append(text);
+    }
+    const HANDLE update = ::BeginUpdateResourceW(library.c_str(), FALSE);
+    ASSERT_NE(update, nullptr);
+    EXPECT_NE(::UpdateResourceW(update, RT_STRING, MAKEINTRESOURCEW(FirstOfBlock / 16 + 1),
+                                MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL), block.data(),
+                                static_cast<DWORD>(block.size() * sizeof(wchar_t))),
+              FALSE);
+    EXPECT_NE(::EndUpdateResourceW(update, FALSE), FALSE);
 }
 
 TEST(localised_strings, without_a_library_are_the_modules_own)
@@ -66,6 +87,22 @@ TEST(localised_strings, take_what_the_library_lacks_from_the_module)
     strings.LoadLibraryBeside((folder / L"postwarden.dll").wstring());
     ASSERT_TRUE(strings.HasLibrary());
     EXPECT_EQ(strings.Load(StringResources::BodyLabel), L"Body:");
+    strings.FreeLibrary();
+    fs::remove_all(folder);
+}
+
+TEST(localised_strings, count_up_to_512_characters)
+{
+    const fs::path folder = fs::temp_directory_path() / L"postwarden long texts";
+    fs::create_directories(folder);
+    const fs::path library = folder / LocalisedStrings::LibraryName;
+    fs::copy_file(SATELLITE_FILE, library, fs::copy_options::overwrite_existing);
+    add_texts(library, {std::wstring(512, L'a'), std::wstring(513, L'b')});
+    LocalisedStrings strings;
+    strings.LoadLibraryBeside((folder / L"postwarden.dll").wstring());
+    ASSERT_TRUE(strings.HasLibrary());
+    EXPECT_EQ(strings.Load(FirstOfBlock), std::wstring(512, L'a'));
+    EXPECT_EQ(strings.Load(FirstOfBlock + 1), std::wstring(512, L'b'));
     strings.FreeLibrary();
     fs::remove_all(folder);
 }
