@@ -49,9 +49,13 @@ public:
     void TearDown() override
     {
         converter_.reset();
+        forget_registry();
+        OleUninitialize();
+    }
+    void forget_registry()
+    {
         user_.reset();
         machine_.reset();
-        OleUninitialize();
     }
 
 private:
@@ -60,7 +64,14 @@ private:
     std::optional<registered_class> converter_;
 };
 
-const auto* const around = testing::AddGlobalTestEnvironment(new surroundings); // gtest ends it
+surroundings* add_surroundings()
+{
+    auto* const made = new surroundings; // gtest ends it
+    testing::AddGlobalTestEnvironment(made);
+    return made;
+}
+
+surroundings* const around = add_surroundings();
 
 std::vector<std::uint8_t> settings_with(std::uint16_t port)
 {
@@ -115,6 +126,12 @@ void live_addin::disconnect()
     client_.reset();
     addin_.reset();
     program_ = nullptr;
+}
+
+void live_addin::end_process(unsigned status)
+{
+    around->forget_registry();
+    ExitProcess(status);
 }
 
 service::scan_server& live_addin::start_service()

@@ -33,6 +33,8 @@ protected:
     /// Connects the add-in to a client of that version and tells it that the client has started. Raises addin_failure.
     void connect(const std::wstring& version = L"16.0.4266.1001");
     void disconnect();
+    /// Ends the process as the client's fast shutdown does, without a word to the add-in.
+    [[noreturn]] static void end_process(unsigned status);
     /// A new service on a free port, which the broker tells from now on.
     service::scan_server& start_service();
     /// The port that the broker tells.
@@ -67,7 +69,7 @@ std::string condemned_text();
 /// Adds a file.
 void attach(message_record& message, const std::wstring& name, const std::string& contents);
 
-/// How many objects of the module are in use: false when it could be unloaded.
+/// True while something of the module is in use, so that it can't be unloaded.
 bool module_in_use();
 
 } // namespace host::test

@@ -174,6 +174,19 @@ TEST_F(LiveOpenings, MayBeUnderWayWhenTheAddInIsDisconnected)
     loaded->drop_sinks();
 }
 
+TEST_F(LiveOpenings, LetAClientEndWithoutAWord)
+{
+    constexpr int status = 3;
+    const auto open_and_end = [this] {
+        start_service();
+        connect();
+        const auto item = load(plain_message("Nothing of note."));
+        item->before_read(); // the add-in's threads are at work from here on
+        end_process(status);
+    };
+    EXPECT_EXIT(open_and_end(), testing::ExitedWithCode(status), "");
+}
+
 TEST_F(LiveOpenings, GoOnUnscannedWithoutAService)
 {
     auto& service = start_service();
@@ -203,7 +216,7 @@ protected:
     }
 };
 
-TEST_F(LiveService, MayDieWhileAnItemIsOpenAndComeBackOnAnotherPort)
+TEST_F(LiveService, MayDieWhileAnItemIsOpenAndComeBackOnItsPortAndOnAnother)
 {
     auto& first = start_service();
     connect();
@@ -215,6 +228,14 @@ TEST_F(LiveService, MayDieWhileAnItemIsOpenAndComeBackOnAnotherPort)
     EXPECT_FALSE(unscanned.blocked);
 
     const auto old_port = first.port();
+    service::server_options same_port;
+    same_port.port = old_port;
+    service::scan_server restarted(same_port);
+    restarted.start();
+    EXPECT_TRUE(judged_in_time());
+    EXPECT_FALSE(item->read_complete());
+    restarted.stop();
+
     auto& second = start_service(); // the broker tells of its port
     EXPECT_NE(old_port, second.port());
     EXPECT_TRUE(judged_in_time());
