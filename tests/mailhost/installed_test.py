@@ -227,12 +227,18 @@ class Package(Machine):
         subprocess.run(["wixl", "-a", "x64", "-D", "Version=9.0.0", "-o", "newer.msi", "postwarden.wxs"], cwd=newer,
                        check=True)
         installer("/i", newer / "newer.msi")
-        products = [key for key in DESK.registry("HKLM\\Software") if re.search(r"Installer\\Products\\[0-9A-F]+$", key)]
+        products = installed_products()
         self.assertEqual(1, len(products), products)
+        installer("/i", self.package)  # an older version is refused
+        self.assertEqual(products, installed_products())
         path = self.INSTALLED + "postwarden.dll"
         self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
         installer("/x", newer / "newer.msi")
         self.assertEqual(set(), self.installed_files())
+
+
+def installed_products():
+    return [key for key in DESK.registry("HKLM\\Software") if re.search(r"Installer\\Products\\[0-9A-F]+$", key)]
 
 
 def installer(action, package, *properties):
@@ -411,6 +417,13 @@ class Mailhost(Machine):
         text = log.read_text("utf-8", "replace")
         self.assertIn("400 outlook", text)
         self.assertIn("Additions params - KeepVerdictInEmail = 1", text)
+
+    def test_traces_as_deep_as_its_log_is_configured(self):
+        for level in (400, 500):
+            done = mailhost("--registry", f"Configuration=level={level}; stderr", self.message)
+            self.assertEqual(0, done.returncode, done.stderr)
+            self.assertIn("400 outlook", done.stderr)
+            self.assertEqual(level == 500, "500 outlook" in done.stderr, done.stderr)
 
     def test_saves_copies_that_need_no_service_any_more(self):
         saved = FOLDER / "saved"
