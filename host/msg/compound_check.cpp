@@ -1,5 +1,6 @@
 #include "host/msg/compound_check.h"
 
+#include "host/msg/layout.h"
 #include "host/store/unreadable_message.h"
 
 #include <algorithm>
@@ -14,8 +15,8 @@ namespace host::msg {
 namespace {
 
 constexpr std::array<unsigned char, 8> signature{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
-constexpr std::size_t header_size = 512;
-constexpr std::size_t entry_size = 128;
+constexpr std::size_t file_header_size = 512;
+constexpr std::size_t directory_entry_size = 128;
 constexpr std::size_t mini_sector_size = 64;
 constexpr std::uint32_t largest_sector = 0xFFFFFFFA;
 constexpr std::uint32_t first_mark = 0xFFFFFFFC; ///< marks: a chain's end, free sectors, those of the tables
@@ -45,25 +46,6 @@ enum entry_type : unsigned
 [[noreturn]] void refuse_table()
 {
     refuse("its table of contents is damaged");
-}
-
-std::uint32_t number_at(const std::string& data, std::size_t offset, std::size_t width)
-{
-    std::uint32_t result = 0;
-    for (std::size_t i = width; i-- > 0;) {
-        result = result << 8U | static_cast<unsigned char>(data[offset + i]);
-    }
-    return result;
-}
-
-std::uint32_t u32(const std::string& data, std::size_t offset)
-{
-    return number_at(data, offset, 4);
-}
-
-std::uint32_t u16(const std::string& data, std::size_t offset)
-{
-    return number_at(data, offset, 2);
 }
 
 /// Readers give up at an entry that is neither a place nor a mark, also one that no chain leads to.
@@ -218,14 +200,15 @@ void checker::read_header()
     if (!begins_like_compound_file(file_)) {
         refuse(file_.size() == 0 ? "the file is empty" : "it is not an Outlook message file");
     }
-    if (file_.size() < header_size) {
+    if (file_.size() < file_header_size) {
         refuse_cut();
     }
-    header_ = read(0, header_size);
-    const std::uint32_t version = u16(header_, 26);
-    shift_ = u16(header_, 30);
+    header_ = read(0, file_header_size);
+    const std::uint32_t version = u16_at(header_, 26);
+    shift_ = u16_at(header_, 30);
     const bool known_form = (version == 3 && shift_ == 9) || (version == 4 && shift_ == 12);
-    if (!known_form || u16(header_, 28) != 0xFFFE || u16(header_, 32) != 6 || u32(header_, 56) != mini_stream_limit) {
+    if (!known_form || u16_at(header_, 28) != 0xFFFE || u16_at(header_, 32) != 6 ||
+        u32_at(header_, 56) != mini_stream_limit) {
         refuse("its header is damaged");
     }
     sector_size_ = std::size_t{1} << shift_;
@@ -240,22 +223,22 @@ void checker::read_header()
 
 void checker::read_table_of_sectors()
 {
-    const std::uint32_t wanted = u32(header_, 44);
+    const std::uint32_t wanted = u32_at(header_, 44);
     if (wanted > sectors_.count()) {
         refuse_cut();
     }
     std::vector<std::uint32_t> parts;
     for (std::size_t i = 0; i < table_sectors_in_header && parts.size() < wanted; ++i) {
-        parts.push_back(u32(header_, 76 + i * 4));
+        parts.push_back(u32_at(header_, 76 + i * 4));
     }
-    std::uint32_t list = u32(header_, 68);
-    for (std::uint32_t left = u32(header_, 72); left > 0; --left) {
+    std::uint32_t list = u32_at(header_, 68);
+    for (std::uint32_t left = u32_at(header_, 72); left > 0; --left) {
         sectors_.take(list);
         const std::string sector = read_sector(list);
         for (std::size_t i = 0; i + 8 <= sector.size() && parts.size() < wanted; i += 4) {
-            parts.push_back(u32(sector, i));
+            parts.push_back(u32_at(sector, i));
         }
-        list = u32(sector, sector.size() - 4);
+        list = u32_at(sector, sector.size() - 4);
     }
     if (parts.size() < wanted) {
         refuse_cut();
@@ -265,7 +248,7 @@ void checker::read_table_of_sectors()
         sectors_.take(part);
         const std::string sector = read_sector(part);
         for (std::size_t i = 0; i < sector.size(); i += 4) {
-            table_.push_back(u32(sector, i));
+            table_.push_back(u32_at(sector, i));
         }
     }
     expect_entries(table_);
@@ -278,7 +261,7 @@ directory_entry checker::parse_entry(const std::string& data, std::size_t offset
     if (entry.type == unused) {
         return entry;
     }
-    const std::uint32_t name_size = u16(data, offset + 64);
+    const std::uint32_t name_size = u16_at(data, offset + 64);
     if (name_size < 2 || name_size > 64 || name_size % 2 != 0) {
         refuse_table();
     }
@@ -289,22 +272,22 @@ directory_entry checker::parse_entry(const std::string& data, std::size_t offset
             entry.name[i] = static_cast<char>(letter - ('a' - 'A'));
         }
     }
-    entry.left = u32(data, offset + 68);
-    entry.right = u32(data, offset + 72);
-    entry.child = u32(data, offset + 76);
-    entry.start = u32(data, offset + 116);
-    entry.size = u32(data, offset + 120);
+    entry.left = u32_at(data, offset + 68);
+    entry.right = u32_at(data, offset + 72);
+    entry.child = u32_at(data, offset + 76);
+    entry.start = u32_at(data, offset + 116);
+    entry.size = u32_at(data, offset + 120);
     if (wide_sizes) {
-        entry.size |= static_cast<std::uint64_t>(u32(data, offset + 124)) << 32U;
+        entry.size |= static_cast<std::uint64_t>(u32_at(data, offset + 124)) << 32U;
     }
     return entry;
 }
 
 void checker::read_directory()
 {
-    for (const std::uint32_t sector : follow(u32(header_, 48))) {
+    for (const std::uint32_t sector : follow(u32_at(header_, 48))) {
         const std::string data = read_sector(sector);
-        for (std::size_t i = 0; i < data.size(); i += entry_size) {
+        for (std::size_t i = 0; i < data.size(); i += directory_entry_size) {
             entries_.push_back(parse_entry(data, i, shift_ != 9));
         }
     }
@@ -317,10 +300,10 @@ void checker::read_directory()
 
 void checker::read_mini_sectors()
 {
-    for (const std::uint32_t sector : follow(u32(header_, 60))) {
+    for (const std::uint32_t sector : follow(u32_at(header_, 60))) {
         const std::string data = read_sector(sector);
         for (std::size_t i = 0; i < data.size(); i += 4) {
-            mini_table_.push_back(u32(data, i));
+            mini_table_.push_back(u32_at(data, i));
         }
     }
     expect_entries(mini_table_);
