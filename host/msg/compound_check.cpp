@@ -357,7 +357,7 @@ void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_
         if ((entry.type != storage && entry.type != stream) || !names.insert(entry.name).second) {
             refuse_table();
         }
-        if (now.way > longest_way) {
+        if (now.way > longest_way || names.size() > most_parts) {
             refuse("its table of contents is too long");
         }
         open.push_back({entry.left, now.way + 1});

@@ -3,6 +3,8 @@
 #include "host/msg/compound_check.h"
 #include "host/store/unreadable_message.h"
 
+#include <stdexcept>
+
 namespace host::msg {
 
 namespace {
@@ -16,6 +18,17 @@ std::size_t count_parts(const storage_tree& tree)
         sum += count_parts(*storage.contents);
     }
     return sum;
+}
+
+/// Raises std::runtime_error for what read_compound_file would refuse.
+void expect_readable(const storage_tree& tree)
+{
+    if (tree.streams.size() + tree.storages.size() > most_parts) {
+        throw std::runtime_error("it has more parts than a message file can hold");
+    }
+    for (const auto& storage : tree.storages) {
+        expect_readable(*storage.contents);
+    }
 }
 
 } // namespace
@@ -36,6 +49,7 @@ storage_ptr read_compound_file(const std::filesystem::path& file)
 
 void write_compound_file(const storage_tree& contents, const std::filesystem::path& file)
 {
+    expect_readable(contents);
     save_storage(contents, file);
 }
 

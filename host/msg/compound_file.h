@@ -11,7 +11,8 @@ namespace host::msg {
 /// file that is no compound file or a damaged one, and std::runtime_error when the system refuses.
 storage_ptr read_compound_file(const std::filesystem::path& file);
 
-/// Writes a compound file over what is there. Raises std::runtime_error with the reason; the file is damaged then.
+/// Writes a compound file over what is there. Raises std::runtime_error with the reason: before anything is written,
+/// for contents that could not be read again; otherwise the file is damaged then.
 void write_compound_file(const storage_tree& contents, const std::filesystem::path& file);
 
 /// What the system's compound file library does for these two. `bytes` are those of a file that was found sound.

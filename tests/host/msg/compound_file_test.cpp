@@ -152,6 +152,22 @@ TEST_F(CompoundFile, SaysWhyItCannotBeWritten)
     }
 }
 
+TEST_F(CompoundFile, IsNotWrittenWithMorePartsThanAreRead)
+{
+    std::vector<storage_tree::stream> streams;
+    for (std::size_t i = 0; i <= msg::most_parts; ++i) {
+        streams.push_back({"stream " + std::to_string(i), bytes_of({})});
+    }
+    const auto outer = storage_with({}, {{"Inner", storage_with(std::move(streams))}});
+    try {
+        msg::write_compound_file(*outer, place());
+        FAIL() << "was written";
+    } catch (const std::runtime_error& reason) {
+        EXPECT_STREQ("it has more parts than a message file can hold", reason.what());
+    }
+    EXPECT_FALSE(std::filesystem::exists(place()));
+}
+
 TEST_F(CompoundFile, TakesStoragesUpToTheLimitOfNesting)
 {
     const auto deep = nested(msg::deepest_storage - 1);

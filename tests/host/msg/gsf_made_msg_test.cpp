@@ -1,6 +1,7 @@
 // Message files made with libgsf alone, without any code of ours: read, and written again stream by stream. And what
 // only its speed allows.
 
+#include "host/msg/compound_check.h"
 #include "tests/host/msg/msg_fixture.h"
 
 #include <array>
@@ -151,6 +152,21 @@ TEST_F(GsfMadeMsg, MayHaveThousandsOfAttachments)
     const auto file = make(object);
     EXPECT_EQ(3000U, read(file).attachments.size());
     EXPECT_EQ("", rewriting_differs(file));
+}
+
+TEST_F(GsfMadeMsg, IsRefusedForAStorageOfTooManyParts)
+{
+    for (const std::size_t more : {0U, 1U}) {
+        make_file(place(), [more](GsfOutfile* root) {
+            add_stream(root, "__properties_version1.0", std::string(32, '\0'));
+            add_storage(root, "Inner", [more](GsfOutfile* inner) {
+                for (std::size_t i = 0; i < msg::most_parts + more; ++i) {
+                    add_stream(inner, std::to_string(i).c_str(), "");
+                }
+            });
+        });
+        EXPECT_EQ(more == 0 ? "" : "its table of contents is too long", refusal(place()));
+    }
 }
 
 TEST_F(GsfMadeMsg, WithSectorsOf4096BytesIsRead)
