@@ -26,6 +26,8 @@ std::string value_name(std::uint32_t tag);
 std::string element_name(std::uint32_t tag, std::uint32_t index);
 /// "__attach_version1.0_#0000000A".
 std::string numbered_name(std::string_view prefix, std::uint32_t number);
+/// The largest number of a recipient or attachment: MAPI counts in signed numbers, and there is always a next one.
+inline constexpr std::uint32_t largest_number = 0x7FFFFFFE;
 /// The number of such a name, in whatever case of letters; empty when it isn't one.
 std::optional<std::uint32_t> number_of(std::string_view name, std::string_view prefix);
 /// The name with its ASCII letters in capitals, as compound files compare them.

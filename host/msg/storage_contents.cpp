@@ -51,7 +51,7 @@ std::map<std::uint32_t, const storage_tree::storage*> storage_contents::take_num
         const auto number = number_of(name, prefix);
         if (number) {
             at.taken = true;
-            if (!result.emplace(*number, &tree_.storages[at.index]).second) {
+            if (*number > largest_number || !result.emplace(*number, &tree_.storages[at.index]).second) {
                 throw unreadable_message("its table of contents is damaged");
             }
         }

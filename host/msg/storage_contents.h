@@ -23,7 +23,7 @@ public:
     const storage_tree::stream* take_stream(std::string_view name);
     const storage_tree::storage* take_storage(std::string_view name);
     /// Takes the storages that are named by the prefix and a number, by number. Raises unreadable_message when two have
-    /// the same number.
+    /// the same number, or one has a number beyond largest_number.
     std::map<std::uint32_t, const storage_tree::storage*> take_numbered(std::string_view prefix);
 
     /// What nobody took.

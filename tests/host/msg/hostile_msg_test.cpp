@@ -107,6 +107,19 @@ TEST_F(HostileMsg, IsRefusedWhenLessIsThereThanItCounts)
     EXPECT_EQ("it tells of 4294967295 attachments but holds 1", reason(object.attachment(0, file_part("x"))));
 }
 
+TEST_F(HostileMsg, IsRefusedForNumbersThatHaveNoNext)
+{
+    const std::string damaged = "its table of contents is damaged";
+    for (const auto& prefix : {msg::recipient_prefix, msg::attachment_prefix}) {
+        const auto with = [&](std::uint32_t number) {
+            return reason(plain_message().storage(msg::numbered_name(prefix, number), made_object::part().build()));
+        };
+        EXPECT_EQ("", with(0x7FFFFFFE));
+        EXPECT_EQ(damaged, with(0x7FFFFFFF));
+        EXPECT_EQ(damaged, with(0xFFFFFFFF));
+    }
+}
+
 TEST_F(HostileMsg, IsRefusedForListsOfHugeLengths)
 {
     const std::string lengths(400000, '\xFF');
