@@ -77,12 +77,14 @@ public:
     {
         storage_builder target;
         compose(message, object_kind::message, target);
-        // The names last: until here they may grow.
+        // Behind the properties, since until here the names may grow.
         target.add(storage_tree::storage{std::string(names_storage), names_.storage()});
+        add_rest(kept_of(*message.properties), target);
         return target.build();
     }
 
 private:
+    /// All but what has no owner.
     void compose(const message_record& message, object_kind kind, storage_builder& target)
     {
         const kept_object* kept = kept_of(*message.properties);
@@ -108,7 +110,6 @@ private:
         } else if (kept && !was_root) {
             target.class_id(kept->class_id);
         }
-        add_rest(kept, target);
     }
 
     void add_recipient(const property_bag& recipient, numbering& numbers, const text_form& texts,
@@ -154,6 +155,7 @@ private:
         storage_builder storage;
         compose(message, object_kind::embedded, storage);
         const kept_object* kept = kept_of(*message.properties);
+        add_rest(kept, storage);
         const std::string usual = value_name(PR_ATTACH_DATA_OBJ);
         const bool as_it_was = kept && folded(kept->name) == folded(usual);
         target.add(storage_tree::storage{as_it_was ? kept->name : usual, storage.build()});

@@ -305,6 +305,32 @@ TEST_F(MsgWriting, WritesAnEmbeddedMessageOfAFileAsAFileOfItsOwn)
     EXPECT_TRUE(find_stream(*root, "kept"));
 }
 
+TEST_F(MsgWriting, LosesNoNamesToAPartOfTheFileThatIsCalledLikeTheirs)
+{
+    const property_name verdict{{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0, 0x0D, 0x0F, 0xD6}}, 1};
+    const auto inner =
+        made_object::embedded().storage("__nameid_version1.0", made_object("").stream("other", "names").build());
+    for (const bool as_stream : {true, false}) {
+        message_record record;
+        if (as_stream) {
+            record = read(make(plain_message().stream("__NameID_version1.0", "none").build()));
+        } else {
+            record = read(make(plain_message().attachment(0, made_object::part()
+                                                                 .entry(PR_ATTACH_METHOD, 5)
+                                                                 .entry(PR_ATTACH_DATA_OBJ, 0xFFFFFFFF, 1)
+                                                                 .storage("__substg1.0_3701000D", inner.build()))));
+            record = record.attachments.at(0).embedded->copy();
+        }
+        const std::uint32_t tag = PROP_TAG(PT_LONG, record.store->names.id_of(verdict, true));
+        record.properties->set(tag, property_value::of_long(2));
+        write_msg(record, place("again.msg"));
+        const message_record again = read(place("again.msg"));
+        const std::uint32_t id = again.store->names.id_of(verdict, false);
+        ASSERT_NE(0U, id) << as_stream;
+        EXPECT_EQ(2, property(*again.properties, PROP_TAG(PT_LONG, id)).number()) << as_stream;
+    }
+}
+
 TEST_F(MsgWriting, WritesOverTheFileThatTheMessageCameFrom)
 {
     const auto file = make(plain_message().attachment(0, file_part(std::string(300000, 'x'))));
