@@ -5,7 +5,6 @@
 #include "host/store/property_value.h"
 #include "host/store/unreadable_message.h"
 
-#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
@@ -21,7 +20,8 @@ constexpr std::size_t mapping_entry_size = 8;
 constexpr std::uint32_t first_listed_guid = 3; ///< the numbers below stand for sets that need no place in the list
 constexpr std::uint32_t reverse_streams = 0x1F;
 constexpr std::uint32_t first_reverse_stream = 0x1000;
-constexpr std::uint32_t most_names = 0x7FFE;
+constexpr std::uint32_t last_index = 0x7FFE; ///< of a name; its identifier is first_named and that
+constexpr std::uint32_t last_set = 0x7FFF;
 constexpr std::uint32_t longest_name = 2048; ///< in bytes; entries may share a name, but not to fill memory with it
 
 constexpr GUID mapi_set{0x00020328, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -30,6 +30,11 @@ constexpr GUID public_strings_set{0x00020329, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0,
 [[noreturn]] void refuse()
 {
     throw unreadable_message("its list of property names is damaged");
+}
+
+[[noreturn]] void refuse_names()
+{
+    throw std::runtime_error("the message has more named properties than a message file can hold");
 }
 
 std::string key_of(const property_name& name)
@@ -135,16 +140,18 @@ private:
         if (set == public_strings_set) {
             return 2;
         }
-        const auto found = std::find(sets_.begin(), sets_.end(), set);
-        const auto place = static_cast<std::uint32_t>(found - sets_.begin());
-        if (found == sets_.end()) {
-            sets_.push_back(set);
-            guids_ += bytes_of_guid(set);
+        const std::string key = bytes_of_guid(set);
+        const auto [found, added] = sets_.emplace(key, first_listed_guid + static_cast<std::uint32_t>(sets_.size()));
+        if (found->second > last_set) {
+            refuse_names();
         }
-        return place + first_listed_guid;
+        if (added) {
+            guids_ += key;
+        }
+        return found->second;
     }
 
-    std::vector<GUID> sets_;
+    std::map<std::string, std::uint32_t> sets_; ///< where each stands in the list
     std::string guids_;
     std::string entries_;
     std::string strings_;
@@ -185,7 +192,7 @@ name_mapping::name_mapping(storage_ptr storage)
         if ((kind_and_set & 1U) != 0) {
             name.name = streams.string_at(told);
         }
-        if (index > most_names || !names_.emplace(first_named + index, std::move(name)).second) {
+        if (index > last_index || !names_.emplace(first_named + index, std::move(name)).second) {
             refuse();
         }
     }
@@ -224,10 +231,12 @@ name_writer::name_writer(const name_table& names, std::shared_ptr<const name_map
 bool name_writer::stays_nameless(const property_name& name) const
 {
     const auto* number = std::get_if<std::int32_t>(&name.name);
-    if (!(name.set == nameless_set) || !number) {
+    constexpr auto first = static_cast<std::int32_t>(first_named);
+    constexpr auto last = static_cast<std::int32_t>(first_named + last_index);
+    if (!(name.set == nameless_set) || !number || *number < first || *number > last) {
         return false;
     }
-    const auto index = static_cast<std::size_t>(*number) - first_named;
+    const auto index = static_cast<std::size_t>(*number - first);
     return index >= names_.size() || key_of(names_[index]) == key_of(name);
 }
 
@@ -235,8 +244,8 @@ std::uint32_t name_writer::append(const property_name& name)
 {
     for (;;) {
         const auto id = static_cast<std::uint32_t>(first_named + names_.size());
-        if (names_.size() >= most_names) {
-            throw std::runtime_error("the message has more named properties than a message file can hold");
+        if (names_.size() > last_index) {
+            refuse_names();
         }
         added_ = true;
         if (nameless_.contains(id)) { // taken: it gets the name that it lacks

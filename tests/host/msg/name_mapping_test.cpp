@@ -187,6 +187,68 @@ TEST_F(NameMapping, KeepsPropertiesWithoutANameUnderTheirNumber)
     EXPECT_EQ("", difference(record, again));
 }
 
+TEST_F(NameMapping, TakesOnlyNumbersOfNamedPropertiesForThoseOfNamelessOnes)
+{
+    // A stranger's file may name the set in which we keep the numbers.
+    const auto names =
+        mapping(msg::bytes_of_guid(msg::nameless_set),
+                le({0x37, 3U << 1U, 0x12348001, 3U << 1U | 1U << 16U, 0xFFFF, 3U << 1U | 2U << 16U}), "");
+    const auto file = mapped_message(names).entry(0x80000003, 1).entry(0x80010003, 2).entry(0x80020003, 3);
+    EXPECT_EQ("", rewriting(file));
+    message_record record = read_made(file);
+    for (const std::int32_t number : {0x37, 0x12348001, 0xFFFF}) { // changed, so that they are written anew
+        const auto id = record.store->names.id_of({msg::nameless_set, number}, false);
+        ASSERT_NE(0U, id) << number;
+        record.properties->set(PROP_TAG(PT_LONG, id), property_value::of_long(number));
+    }
+    message_record moved; // as into a file with other names
+    moved.store = record.store;
+    for (const std::uint32_t tag : record.properties->tags()) {
+        moved.properties->set(tag, *record.properties->find(PROP_ID(tag)));
+    }
+    for (const message_record* each : {&record, &moved}) {
+        write_msg(*each, place("again.msg"));
+        EXPECT_EQ("", difference(*each, read(place("again.msg"))));
+    }
+}
+
+TEST_F(NameMapping, HoldsNamesOfAsManySetsAsItCanCount)
+{
+    std::string sets;
+    std::string entries;
+    auto file = made_object::message().class_id(msg::message_class_id);
+    constexpr std::uint32_t most = 0x7FFD; // two names less than a store has identifiers
+    for (std::uint32_t i = 0; i < most; ++i) {
+        sets += msg::bytes_of_guid({i, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, 8}});
+        entries += le({7, (3U + i) << 1U | i << 16U});
+        file.entry(0x80000003 + (i << 16U), i);
+    }
+    file.storage("__nameid_version1.0", mapping(sets, entries, ""));
+    message_record record = read_made(file);
+    const auto add = [&record](const property_name& name) {
+        record.properties->set(PROP_TAG(PT_LONG, record.store->names.id_of(name, true)), property_value::of_long(2));
+    };
+    add({{0, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, 8}}, 8});
+    write_msg(record, place("again.msg"));
+    EXPECT_EQ("", difference(record, read(place("again.msg"))));
+    add({verdict_set, 1});
+    try {
+        write_msg(record, place("again.msg"));
+        FAIL() << "was written";
+    } catch (const std::runtime_error& reason) {
+        EXPECT_STREQ("the message has more named properties than a message file can hold", reason.what());
+    }
+    // The store has no identifier left for the names of another file.
+    const auto other =
+        mapped_message(mapping(msg::bytes_of_guid(some_set), le({7, 3U << 1U}), "")).entry(0x80000003, 1);
+    try {
+        read_msg(MsgTest::make(other.build()), record.store);
+        FAIL() << "was read";
+    } catch (const unreadable_message& reason) {
+        EXPECT_STREQ("it has too many named properties", reason.what());
+    }
+}
+
 TEST_F(NameMapping, TellsNamelessPropertiesOfDifferentFilesApart)
 {
     // Number 1 has no name in the one file, and one in the other.
