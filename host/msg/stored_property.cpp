@@ -5,11 +5,15 @@
 
 #include <bit>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 namespace host::msg {
 
 namespace {
+
+constexpr std::uint64_t largest_value =
+    0x7FFFFFF0; ///< sizes are told in 32 bits, and readers take them for signed ones
 
 template <typename Number>
 Number number_at(std::string_view data, std::size_t offset)
@@ -278,6 +282,9 @@ public:
 private:
     void add_value(bytes_ptr data, std::uint32_t terminator)
     {
+        if (data->size() > largest_value) {
+            throw std::runtime_error("a part of the message is larger than a message file can hold");
+        }
         set_u32(target_.entry, entry_size, static_cast<std::uint32_t>(data->size()) + terminator);
         target_.streams.push_back({value_name(target_.tag()), std::move(data)});
     }

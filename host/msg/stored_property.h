@@ -23,7 +23,8 @@ struct stored_property
 /// Raises unreadable_message when the parts don't fit together.
 property_value decode(const stored_property& stored, std::uint32_t code_page);
 
-/// A property as it is written for the first time.
+/// A property as it is written for the first time. Raises std::runtime_error for contents that are too large for a
+/// file.
 stored_property encode(std::uint32_t tag, const property_value& value);
 
 /// The same property under another tag, its streams and storages renamed.

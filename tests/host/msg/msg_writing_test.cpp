@@ -365,6 +365,25 @@ TEST_F(MsgWriting, LeavesTheOldFileWhenItCannotWriteTheNewOne)
     EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder.path()), {}));
 }
 
+TEST_F(MsgWriting, RefusesContentsThatAreTooLargeForAFile)
+{
+    class endless final : public bytes
+    {
+    public:
+        [[nodiscard]] std::uint64_t size() const override { return std::uint64_t{1} << 32U; }
+        std::size_t read(std::uint64_t, void*, std::size_t) const override { return 0; }
+    };
+    message_record record;
+    record.attachments[0].properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(std::make_shared<endless>()));
+    try {
+        write_msg(record, place());
+        FAIL() << "was written";
+    } catch (const std::runtime_error& reason) {
+        EXPECT_STREQ("a part of the message is larger than a message file can hold", reason.what());
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
 TEST_F(MsgWriting, GivesGeneratedMessagesBack)
 {
     std::mt19937 random(11);
