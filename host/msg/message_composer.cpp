@@ -193,7 +193,7 @@ private:
             return;
         }
         const auto data = std::find_if(kept->properties.begin(), kept->properties.end(),
-                                       [](const auto& property) { return property.id == data_id; });
+                                       [](const auto& property) { return property.id == data_id && !property.shadow; });
         const property_value* now = bag.find(data_id);
         const bool was_there = data != kept->properties.end();
         const bool same = was_there && now ? same_value(*now, data->value) : was_there == (now != nullptr);

@@ -448,6 +448,17 @@ TEST_F(MsgReading, ShowsTheWidestOfSeveralEntriesForOneProperty)
                              [](const auto& stream) { return stream.name == "__substg1.0_6100001E"; }));
 }
 
+TEST_F(MsgReading, KeepsTheToldSizeOfContentsThatHaveAnotherEntryInFront)
+{
+    const auto file =
+        make(plain_message().attachment(0, made_object::part()
+                                               .entry(PR_ATTACH_SIZE, 99)
+                                               .narrow(CHANGE_PROP_TYPE(PR_ATTACH_DATA_BIN, PT_STRING8), "x")
+                                               .value(PR_ATTACH_DATA_BIN, "the contents")));
+    EXPECT_EQ("the contents", bytes_in(*read(file).attachments.at(0).properties, PR_ATTACH_DATA_BIN));
+    EXPECT_EQ("", rewriting_differs(file));
+}
+
 TEST_F(MsgReading, GivesTheSamePlaceAndContentsTheSameEntryIdentifier)
 {
     const auto file = make(plain_message().value(PR_ENTRYID, "the identifier of some store"));
