@@ -137,7 +137,7 @@ TEST_F(MsgWriting, WritesValuesOfEveryType)
     set(0x60121014, {0, std::vector<std::int64_t>{INT64_MAX}});
     set(0x60131040, {0, std::vector<std::int64_t>{}});
     set(0x60141048, {0, std::vector<GUID>{verdict_set, {}}});
-    set(0x6015101F, {0, std::vector<std::wstring>{L"Größe", L""}});
+    set(0x6015101F, {0, std::vector<std::wstring>{L"Größe", std::wstring()}});
     set(0x60161102, {0, std::vector<std::string>{"", std::string(2, '\0')}});
     set(0x601700FB, {0, bytes_of("of a type that nobody knows")});
     set(0x601800FD, {0, std::int64_t{0x1122334455667788}});
