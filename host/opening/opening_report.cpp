@@ -45,6 +45,19 @@ private:
 /// By verdict.
 constexpr std::array<const char*, 4> verdict_names{"not judged", "clean", "condemned", "repaired"};
 
+bool is_known(ScanResult verdict)
+{
+    const auto number = static_cast<std::int32_t>(verdict);
+    return number >= 0 && static_cast<std::size_t>(number) < verdict_names.size();
+}
+
+/// A message may carry any number for its verdict, which is believed as it stands.
+std::string verdict_text(ScanResult verdict)
+{
+    return is_known(verdict) ? verdict_names.at(static_cast<std::size_t>(verdict))
+                             : "unknown " + std::to_string(static_cast<std::int32_t>(verdict));
+}
+
 class table_report final : public opening_report
 {
 public:
@@ -61,12 +74,13 @@ public:
         }
         ++opened_;
         const bool failed = FAILED(entry.result.result);
-        const auto verdict = static_cast<std::size_t>(entry.result.verdict);
-        ++(failed ? failed_ : verdicts_.at(verdict));
+        const ScanResult verdict = entry.result.verdict;
+        const auto counted = static_cast<std::size_t>(is_known(verdict) ? verdict : ScanResult::None);
+        ++(failed ? failed_ : verdicts_.at(counted));
         blocked_ += entry.result.blocked ? 1 : 0;
         const std::string changes = describe_changes(entry.before, entry.after);
         changed_ += changes.empty() ? 0 : 1;
-        row(entry.file, failed ? "failed " + result_text(entry.result.result) : verdict_names.at(verdict),
+        row(entry.file, failed ? "failed " + result_text(entry.result.result) : verdict_text(verdict),
             entry.result.blocked ? "blocked" : "opened", std::to_string(entry.result.elapsed_ms),
             changes.empty() ? "-" : changes);
     }
@@ -114,7 +128,7 @@ private:
     std::size_t failed_ = 0;
     std::size_t blocked_ = 0;
     std::size_t changed_ = 0;
-    std::array<std::size_t, 4> verdicts_{};
+    std::array<std::size_t, verdict_names.size()> verdicts_{};
 };
 
 } // namespace

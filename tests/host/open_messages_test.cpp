@@ -28,7 +28,7 @@ public:
         subjects.push_back(subject_of(*stored));
         ids.push_back(binary(*stored, PR_ENTRYID));
         opening result;
-        result.verdict = ScanResult::Clean;
+        result.verdict = verdict;
         result.closed = closed;
         result.shown = stored->copy();
         result.shown.properties->set(PR_SUBJECT_W, property_value::of_text(wide(*stored, PR_SUBJECT_W) + L"!"));
@@ -37,6 +37,7 @@ public:
     std::vector<std::string> subjects;
     std::vector<std::string> ids;
     std::string closed;
+    ScanResult verdict = ScanResult::Clean;
 };
 
 /// Copies in memory that fail when they are told to.
@@ -176,6 +177,20 @@ TEST_F(OpenMessages, WhoseCopiesCannotBeReadCountAsUnreadable)
     run({2, false, &copies, true});
     EXPECT_THAT(client.subjects, ElementsAre("one", "two"));
     EXPECT_EQ(2U, totals.unreadable);
+}
+
+TEST_F(OpenMessages, MayCarryAnyNumberForTheirVerdict)
+{
+    sources.resize(1);
+    for (const std::int32_t number : {77, -1, 4}) {
+        out.str("");
+        client.verdict = static_cast<ScanResult>(number);
+        run({});
+        EXPECT_THAT(out.str(), HasSubstr("unknown " + std::to_string(number) + " "));
+        EXPECT_THAT(out.str(), HasSubstr(" 0 clean, 0 condemned, 0 repaired, 1 not judged"));
+    }
+    EXPECT_EQ("", err.str());
+    EXPECT_EQ(0U, totals.unreadable);
 }
 
 TEST_F(OpenMessages, TellOnceWhyTheirContentsStayClosed)
