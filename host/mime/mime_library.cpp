@@ -19,11 +19,13 @@ struct options_free
 
 using header_work = void (*)(GMimeObject* object, GMimeHeader* header);
 
+void do_nothing(GMimeObject*, GMimeHeader*) {}
+
 /// What the library does itself with a header of a message.
 struct own_work
 {
-    header_work added = nullptr;
-    header_work changed = nullptr;
+    header_work added = do_nothing;
+    header_work changed = do_nothing;
 };
 
 own_work& work_of_library()
