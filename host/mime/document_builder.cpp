@@ -1,13 +1,12 @@
 #include "host/mime/document_builder.h"
 
-#include "host/mime/charset_text.h"
+#include "host/mime/charset_names.h"
 #include "host/mime/header_text.h"
 #include "host/mime/header_writer.h"
+#include "host/mime/message_attachments.h"
 #include "host/mime/message_properties.h"
-#include "host/mime/message_reader.h"
 #include "host/mime/own_headers.h"
 #include "host/store/tags.h"
-#include "outlook/qdmailprotect/mapi/com_error.h"
 #include "tool/system/conversions.h"
 
 #include <stdexcept>
@@ -36,21 +35,30 @@ std::string calendar_method(std::wstring_view message_class)
     return kind.starts_with(L"Resp") ? "REPLY" : kind.starts_with(L"Cancel") ? "CANCEL" : "REQUEST";
 }
 
-/// The message's own content type as it came, if it says that the message is nothing but an S/MIME envelope.
+/// The message's own content type with the kind that it tells, if it says that the message is nothing but an S/MIME
+/// envelope.
 content_type_ptr envelope_type(IMessage& message)
 {
+    constexpr const char* kind_name = "smime-type";
     const std::uint32_t tag = named_tag(message, PS_INTERNET_HEADERS, L"content-type", PT_UNICODE);
     const std::string told = tag == 0 ? std::string() : utf8(text_property(message, tag));
-    content_type_ptr type(told.empty() ? nullptr : g_mime_content_type_parse(nullptr, without_controls(told).c_str()));
-    if (type && (g_mime_content_type_is_type(type.get(), "application", "pkcs7-mime") ||
-                 g_mime_content_type_is_type(type.get(), "application", "x-pkcs7-mime"))) {
-        return type;
+    const content_type_ptr type(told.empty() ? nullptr
+                                             : g_mime_content_type_parse(nullptr, without_controls(told).c_str()));
+    const bool enveloped = type && (g_mime_content_type_is_type(type.get(), "application", "pkcs7-mime") ||
+                                    g_mime_content_type_is_type(type.get(), "application", "x-pkcs7-mime"));
+    if (!enveloped) {
+        return nullptr;
     }
-    return nullptr;
+    content_type_ptr result(g_mime_content_type_new("application", g_mime_content_type_get_media_subtype(type.get())));
+    if (const std::string kind = text_of(g_mime_content_type_get_parameter(type.get(), kind_name));
+        is_plain_word(kind)) {
+        g_mime_content_type_set_parameter(result.get(), kind_name, kind.c_str());
+    }
+    return result;
 }
 
 /// One attachment, opened.
-struct open_attachment
+struct opened_attachment
 {
     ComPtr<IAttach> object;
     std::uint32_t number = 0;
@@ -61,43 +69,18 @@ struct open_attachment
     bool hidden = false;
 };
 
-open_attachment open_at(IMessage& message, std::uint32_t number)
+opened_attachment open_at(IMessage& message, std::uint32_t number)
 {
-    open_attachment result;
+    opened_attachment result;
     result.number = number;
-    const HRESULT opened = message.OpenAttach(number, nullptr, 0, Receive(result.object));
-    if (FAILED(opened) || !result.object) {
-        throw ComError(FAILED(opened) ? opened : E_FAIL);
-    }
+    result.object = open_attachment(message, number);
     IAttach& object = *result.object;
     result.method = number_property(object, PR_ATTACH_METHOD).value_or(NO_ATTACHMENT);
     result.mime_tag = utf8(text_property(object, PR_ATTACH_MIME_TAG_W));
     result.content_id = utf8(text_property(object, PR_ATTACH_CONTENT_ID_W));
     result.hidden = flag_property(object, PR_ATTACHMENT_HIDDEN);
-    for (const std::uint32_t tag : {std::uint32_t{PR_ATTACH_LONG_FILENAME_W}, std::uint32_t{PR_ATTACH_FILENAME_W},
-                                    std::uint32_t{PR_DISPLAY_NAME_W}}) {
-        const bool is_name = tag != PR_DISPLAY_NAME_W || result.method != ATTACH_EMBEDDED_MSG;
-        if (result.name.empty() && is_name) {
-            result.name = without_controls(utf8(text_property(object, tag)));
-        }
-    }
+    result.name = without_controls(attachment_name(object));
     return result;
-}
-
-std::vector<std::uint32_t> attachment_numbers(IMessage& message)
-{
-    ComPtr<IMAPITable> table;
-    const HRESULT result = message.GetAttachmentTable(0, Receive(table));
-    if (FAILED(result) || !table) {
-        throw ComError(FAILED(result) ? result : E_FAIL);
-    }
-    std::vector<std::uint32_t> numbers;
-    each_row(*table, {PR_ATTACH_NUM}, [&numbers](const SRow& row) {
-        if (const auto number = number_in(row, PR_ATTACH_NUM)) {
-            numbers.push_back(*number);
-        }
-    });
-    return numbers;
 }
 
 using part_list = std::vector<gobject_ptr<GMimeObject>>;
@@ -136,7 +119,7 @@ public:
         }
         std::string method = calendar_method(class_);
         for (const std::uint32_t number : numbers) {
-            const open_attachment attachment = open_at(message_, number);
+            const opened_attachment attachment = open_at(message_, number);
             if (is_calendar(attachment) && !method.empty()) {
                 choices_.push_back(make_calendar(attachment, std::exchange(method, {})));
             } else if (is_image(attachment)) {
@@ -195,13 +178,13 @@ private:
         return gather(owner_.parts_, "mixed", files_);
     }
 
-    [[nodiscard]] bool is_image(const open_attachment& attachment) const
+    [[nodiscard]] bool is_image(const opened_attachment& attachment) const
     {
         return has_html_ && attachment.hidden && attachment.method == ATTACH_BY_VALUE &&
                is_plain_word(attachment.content_id);
     }
 
-    static bool is_calendar(const open_attachment& attachment)
+    static bool is_calendar(const opened_attachment& attachment)
     {
         return attachment.method == ATTACH_BY_VALUE &&
                winapi::compare_no_case(attachment.mime_tag, "text/calendar") == 0;
@@ -214,7 +197,7 @@ private:
             return nullptr;
         }
         const content_type_ptr type = envelope_type(message_);
-        const open_attachment attachment = open_at(message_, number);
+        const opened_attachment attachment = open_at(message_, number);
         if (!type || attachment.method != ATTACH_BY_VALUE) {
             return nullptr;
         }
@@ -224,7 +207,7 @@ private:
         return part;
     }
 
-    gobject_ptr<GMimeObject> make_calendar(const open_attachment& attachment, const std::string& method)
+    gobject_ptr<GMimeObject> make_calendar(const opened_attachment& attachment, const std::string& method)
     {
         const content_type_ptr type(g_mime_content_type_new("text", "calendar"));
         auto part = owner_.parts_.file(type.get(), contents_of(attachment));
@@ -234,7 +217,7 @@ private:
         return part;
     }
 
-    gobject_ptr<GMimeObject> make_part(const open_attachment& attachment, const char* disposition)
+    gobject_ptr<GMimeObject> make_part(const opened_attachment& attachment, const char* disposition)
     {
         gobject_ptr<GMimeObject> part;
         if (attachment.method == ATTACH_EMBEDDED_MSG) {
@@ -242,7 +225,8 @@ private:
         }
         const bool is_file = !part;
         if (is_file) {
-            part = owner_.parts_.file(type_of_file(attachment.mime_tag).get(), contents_of(attachment));
+            const content_type_ptr type(g_mime_content_type_parse(nullptr, type_of_file(attachment.mime_tag).c_str()));
+            part = owner_.parts_.file(type.get(), contents_of(attachment));
         }
         g_mime_object_set_disposition(part.get(), disposition);
         describe(attachment, is_file ? naming::in_both : naming::in_disposition, *part);
@@ -250,25 +234,18 @@ private:
     }
 
     /// Null when the attachment holds no message, whatever it says.
-    gobject_ptr<GMimeObject> make_message(const open_attachment& attachment)
+    gobject_ptr<GMimeObject> make_message(const opened_attachment& attachment)
     {
-        ComPtr<IUnknown> opened;
-        const HRESULT result =
-            attachment.object->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, Receive(opened));
-        if (result == MAPI_E_NOT_FOUND || (SUCCEEDED(result) && !opened)) {
+        const ComPtr<IMessage> inner = message_inside(*attachment.object);
+        if (!inner) {
             return nullptr;
-        }
-        ComPtr<IMessage> inner;
-        const HRESULT queried = FAILED(result) ? result : Query(opened.get(), IID_IMessage, inner);
-        if (FAILED(queried) || !inner) {
-            throw ComError(FAILED(queried) ? queried : E_FAIL);
         }
         const attachment_record* record = kept_attachment(attachment.number);
         const auto document = owner_.build(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);
         return owner_.parts_.message(document.get());
     }
 
-    static content_ptr contents_of(const open_attachment& attachment)
+    static content_ptr contents_of(const opened_attachment& attachment)
     {
         ComPtr<IStream> stream = property_stream(*attachment.object, PR_ATTACH_DATA_BIN);
         return stream ? stream_content(std::move(stream)) : text_content({});
@@ -284,7 +261,7 @@ private:
     }
 
     /// A part that holds a message has its name in the disposition alone.
-    void describe(const open_attachment& attachment, naming where, GMimeObject& part)
+    void describe(const opened_attachment& attachment, naming where, GMimeObject& part)
     {
         if (!attachment.name.empty()) {
             set_part_name(part, attachment.name, where);

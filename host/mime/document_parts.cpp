@@ -1,8 +1,5 @@
 #include "host/mime/document_parts.h"
 
-#include "tool/system/conversions.h"
-
-#include <algorithm>
 #include <utility>
 
 namespace host {
@@ -12,14 +9,6 @@ namespace {
 gobject_ptr<GMimeObject> as_object(void* object)
 {
     return gobject_ptr<GMimeObject>(GMIME_OBJECT(object));
-}
-
-bool is_token(std::string_view text)
-{
-    constexpr std::string_view marks = "()<>@,;:\\\"/[]?=";
-    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
-        return c > ' ' && c <= '~' && marks.find(c) == std::string_view::npos;
-    });
 }
 
 void name_in_utf8(GMimeParamList* parameters, const char* name)
@@ -68,10 +57,8 @@ gobject_ptr<GMimeObject> part_maker::message(GMimeMessage* inner)
 
 gobject_ptr<GMimeObject> part_maker::multipart(const char* subtype)
 {
-    // Contents are encoded, and neither encoding lets "=_" through.
-    const std::string boundary = "=_part_" + std::to_string(++boundaries_) + "_";
     auto part = as_object(g_mime_multipart_new_with_subtype(subtype));
-    g_mime_multipart_set_boundary(GMIME_MULTIPART(part.get()), boundary.c_str());
+    g_mime_multipart_set_boundary(GMIME_MULTIPART(part.get()), boundaries_.next().c_str());
     return part;
 }
 
@@ -91,17 +78,6 @@ void set_part_name(GMimeObject& part, const std::string& name, naming where)
         g_mime_object_set_content_type_parameter(&part, "name", name.c_str());
         name_in_utf8(g_mime_content_type_get_parameters(g_mime_object_get_content_type(&part)), "name");
     }
-}
-
-content_type_ptr type_of_file(std::string_view mime_tag)
-{
-    const std::size_t slash = std::min(mime_tag.find('/'), mime_tag.size());
-    const std::string type(mime_tag.substr(0, slash));
-    const std::string subtype(mime_tag.substr(std::min(slash + 1, mime_tag.size())));
-    const auto is = [&type](std::string_view other) { return winapi::compare_no_case(type, other) == 0; };
-    const bool single = is_token(type) && is_token(subtype) && !is("multipart") && !is("message");
-    return content_type_ptr(single ? g_mime_content_type_new(type.c_str(), subtype.c_str())
-                                   : g_mime_content_type_new("application", "octet-stream"));
 }
 
 } // namespace host

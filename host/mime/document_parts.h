@@ -1,13 +1,12 @@
 #pragma once
 
+#include "host/mime/boundaries.h"
 #include "host/mime/content_source.h"
 #include "host/mime/gmime_ptr.h"
 #include "host/mime/pipe_streams.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 
 namespace host {
 
@@ -23,12 +22,12 @@ public:
     gobject_ptr<GMimeObject> file(GMimeContentType* type, content_ptr content);
     /// A message as a part.
     gobject_ptr<GMimeObject> message(GMimeMessage* inner);
-    /// An empty multipart; its boundary is like no other in the document, and like nothing that a part can contain.
+    /// An empty multipart with a boundary of its own.
     gobject_ptr<GMimeObject> multipart(const char* subtype);
 
 private:
     std::shared_ptr<stream_failure> failure_;
-    std::uint32_t boundaries_ = 0;
+    boundaries boundaries_;
 };
 
 void add_part(GMimeObject& multipart, GMimeObject& part);
@@ -49,9 +48,5 @@ struct content_type_unref
     void operator()(GMimeContentType* type) const noexcept { g_object_unref(type); }
 };
 using content_type_ptr = std::unique_ptr<GMimeContentType, content_type_unref>;
-
-/// The type for a file that is said to be of `mime_tag`: that type if it is one of a single part, else
-/// application/octet-stream.
-content_type_ptr type_of_file(std::string_view mime_tag);
 
 } // namespace host

@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t longest_line = 76;
 constexpr std::size_t longest_word = 900; ///< a line that holds it stays below the 998 characters that are allowed
+constexpr std::size_t longest_name = 90;  ///< of a header: the longest word fits on its line
 
 bool is_letter(char c)
 {
@@ -109,7 +110,9 @@ std::vector<kept_header> split_headers(std::string_view text)
         }
         const auto name_end = std::find_if_not(line.begin(), line.end(), is_name_character);
         const auto colon = std::find_if_not(name_end, line.end(), is_blank);
-        in_header = !line.empty() && is_letter(line.front()) && colon != line.end() && *colon == ':';
+        const auto name_size = static_cast<std::size_t>(name_end - line.begin());
+        in_header = !line.empty() && is_letter(line.front()) && name_size <= longest_name && colon != line.end() &&
+                    *colon == ':';
         if (in_header) {
             found.push_back({{line.begin(), name_end}, std::string(colon + 1, line.end()) + '\n'});
         }
@@ -135,12 +138,15 @@ std::string header_lines(std::string_view list)
     std::string result;
     std::size_t room = longest_line - longest_line / 3; // the name stands in front
     while (!list.empty()) {
-        const std::size_t pair = std::min(list.find(';'), list.size() - 1) + 1;
-        const std::size_t size = std::min(pair, room);
-        result += result.empty() ? " " : "\n ";
-        result += list.substr(0, size);
-        list.remove_prefix(size);
-        room = longest_line;
+        const std::size_t end = std::min(list.find(';'), list.size() - 1) + 1;
+        for (std::string_view pair = list.substr(0, end); !pair.empty();) {
+            const std::size_t size = std::min(pair.size(), room);
+            result += result.empty() ? " " : "\n ";
+            result += pair.substr(0, size);
+            pair.remove_prefix(size);
+            room = longest_line;
+        }
+        list.remove_prefix(end);
     }
     return (result.empty() ? " " : result) + '\n';
 }
@@ -156,6 +162,32 @@ std::string without_controls(std::string text)
     std::replace_if(
         text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20U || c == 0x7F; }, ' ');
     return text;
+}
+
+std::string with_word_breaks(std::string_view utf8)
+{
+    std::string result;
+    std::size_t word = 0;
+    for (const char c : utf8) {
+        word = c > ' ' && c <= '~' ? word + 1 : 0;
+        if (word > longest_word) {
+            result += ' ';
+            word = 1;
+        }
+        result += c;
+    }
+    return result;
+}
+
+std::string ascii_of_line(std::string_view text)
+{
+    std::string result;
+    for (const char c : text) {
+        if (c >= ' ' && c <= '~' && result.size() < longest_word) {
+            result += c;
+        }
+    }
+    return result;
 }
 
 void append_raw_header(GMimeObject* object, const char* name, const std::string& value)

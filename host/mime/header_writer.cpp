@@ -65,12 +65,28 @@ struct mailbox
     [[nodiscard]] bool empty() const { return name.empty() && address.empty(); }
 };
 
-void add(const mailbox& who, GMimeAddressType kind, GMimeMessage* document)
+using address_list = gobject_ptr<InternetAddressList>;
+
+void add(const mailbox& who, const address_list& list)
 {
-    const gobject_ptr<InternetAddress> address(
-        internet_address_mailbox_new(who.name.empty() ? nullptr : who.name.c_str(), who.address.c_str()));
+    const gobject_ptr<InternetAddress> address(internet_address_mailbox_new(
+        who.name.empty() ? nullptr : with_word_breaks(who.name).c_str(), who.address.c_str()));
     internet_address_set_charset(address.get(), "utf-8");
-    internet_address_list_add(g_mime_message_get_addresses(document, kind), address.get());
+    // The library knows how to write other than ASCII in a domain only, and folds no address.
+    auto* written = INTERNET_ADDRESS_MAILBOX(address.get());
+    const std::string plain = text_of(internet_address_mailbox_get_idn_addr(written));
+    if (const std::string fitting = ascii_of_line(plain); fitting != plain) {
+        internet_address_mailbox_set_addr(written, fitting.c_str());
+    }
+    internet_address_list_add(list.get(), address.get());
+}
+
+/// Adds a whole list at once: the library writes the header anew with each change.
+void set_addresses(GMimeMessage* document, GMimeAddressType kind, const address_list& list)
+{
+    if (internet_address_list_length(list.get()) > 0) {
+        internet_address_list_append(g_mime_message_get_addresses(document, kind), list.get());
+    }
 }
 
 class header_writer
@@ -147,10 +163,17 @@ private:
             append_kept("From");
             return;
         }
-        add(from.empty() ? sender : from, GMIME_ADDRESS_TYPE_FROM, document_);
+        write_mailbox(from.empty() ? sender : from, GMIME_ADDRESS_TYPE_FROM);
         if (!from.empty() && !sender.empty() && sender.address != from.address) {
-            add(sender, GMIME_ADDRESS_TYPE_SENDER, document_);
+            write_mailbox(sender, GMIME_ADDRESS_TYPE_SENDER);
         }
+    }
+
+    void write_mailbox(const mailbox& who, GMimeAddressType kind)
+    {
+        const address_list list(internet_address_list_new());
+        add(who, list);
+        set_addresses(document_, kind, list);
     }
 
     void write_recipients(bool include_bcc)
@@ -160,8 +183,9 @@ private:
         if (FAILED(result) || !table) {
             throw ComError(FAILED(result) ? result : E_FAIL);
         }
-        bool seen_to = false;
-        bool seen_cc = false;
+        const address_list to(internet_address_list_new());
+        const address_list cc(internet_address_list_new());
+        const address_list bcc(internet_address_list_new());
         each_row(*table, {PR_RECIPIENT_TYPE, PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, tag::smtp_address},
                  [&](const SRow& row) {
                      std::wstring address = text_in(row, tag::smtp_address);
@@ -170,22 +194,20 @@ private:
                      }
                      const mailbox who(text_in(row, PR_DISPLAY_NAME_W), address);
                      const std::uint32_t kind = number_in(row, PR_RECIPIENT_TYPE).value_or(MAPI_TO) & 0x0FU;
-                     if (who.empty()) {
-                         return;
-                     }
-                     if (kind == MAPI_TO || kind == MAPI_CC) {
-                         seen_to = seen_to || kind == MAPI_TO;
-                         seen_cc = seen_cc || kind == MAPI_CC;
-                         add(who, kind == MAPI_TO ? GMIME_ADDRESS_TYPE_TO : GMIME_ADDRESS_TYPE_CC, document_);
-                     } else if (kind == MAPI_BCC && include_bcc) {
-                         add(who, GMIME_ADDRESS_TYPE_BCC, document_);
+                     if (!who.empty() && kind >= MAPI_TO && kind <= MAPI_BCC) {
+                         add(who, kind == MAPI_TO ? to : kind == MAPI_CC ? cc : bcc);
                      }
                  });
+        set_addresses(document_, GMIME_ADDRESS_TYPE_TO, to);
+        set_addresses(document_, GMIME_ADDRESS_TYPE_CC, cc);
+        if (include_bcc) {
+            set_addresses(document_, GMIME_ADDRESS_TYPE_BCC, bcc);
+        }
         // A list of nobody, such as that of undisclosed recipients, makes no row.
-        if (!seen_to) {
+        if (internet_address_list_length(to.get()) == 0) {
             append_kept("To");
         }
-        if (!seen_cc) {
+        if (internet_address_list_length(cc.get()) == 0) {
             append_kept("Cc");
         }
     }

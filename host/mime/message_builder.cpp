@@ -2,6 +2,7 @@
 
 #include "host/mime/attachment_names.h"
 #include "host/mime/calendar.h"
+#include "host/mime/charset_names.h"
 #include "host/mime/charset_text.h"
 #include "host/mime/encoded_words.h"
 #include "host/mime/header_properties.h"

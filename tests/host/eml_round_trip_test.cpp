@@ -6,6 +6,7 @@
 #include "tests/host/temporary_folder.h"
 #include "tool/system/conversions.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -81,6 +82,8 @@ void expect_round_trip(const message_record& message, const std::string& what)
         ASSERT_LE(end - start, 999U) << what << ": a line longer than mail may have";
         start = end + 1;
     }
+    EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+        << what << ": other characters than mail may have";
 }
 
 void set_verdict(message_record& message, std::int32_t verdict)

@@ -1,5 +1,6 @@
 #include "host/mime/attachment_names.h"
 #include "host/mime/calendar.h"
+#include "host/mime/charset_names.h"
 #include "host/mime/charset_text.h"
 #include "host/store/item.h"
 #include "tests/host/mime_fixture.h"

@@ -373,6 +373,87 @@ TEST(mime_document, encodes_long_names_so_that_they_read_back)
     EXPECT_EQ(wide(read_saved(document(message), written_by::anyone), PR_SENDER_NAME_W), name);
 }
 
+/// What every document is, whatever the message says: lines of ASCII as long as mail may have.
+void expect_lines_of_mail(const std::string& text)
+{
+    for (const char c : text) {
+        ASSERT_TRUE((c >= ' ' && c <= '~') || c == '\t' || c == '\r' || c == '\n') << text.substr(0, 2000);
+    }
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = text.find("\r\n", start);
+        ASSERT_NE(end, std::string::npos);
+        ASSERT_LE(end - start, 998U) << text.substr(start, 100);
+        start = end + 2;
+    }
+}
+
+TEST(mime_document, has_lines_of_mail_whatever_the_properties_say)
+{
+    std::wstring words;
+    for (int i = 0; i < 2000; ++i) {
+        words += L"Ash, ";
+    }
+    for (const std::wstring& text :
+         {std::wstring(3000, L'x'), std::wstring(3000, L'\u00FC'), words, std::wstring(3000, L'"'),
+          std::wstring(3000, L'('), std::wstring(1500, L'x') + L'\u00FC' + std::wstring(1500, L'x'),
+          L"a/" + std::wstring(2000, L'b')}) {
+        message_record message = note(text);
+        set_binary(message, PR_HTML, "<p>");
+        for (const std::uint32_t tag :
+             {std::uint32_t{PR_SENDER_NAME_W}, std::uint32_t{PR_SENDER_EMAIL_ADDRESS_W}, tag::representing_address,
+              std::uint32_t{PR_SENT_REPRESENTING_NAME_W}, std::uint32_t{PR_INTERNET_MESSAGE_ID_W}, tag::in_reply_to,
+              std::uint32_t{PR_TRANSPORT_MESSAGE_HEADERS_W}}) {
+            set_text(message, tag, text);
+        }
+        add_recipient(message, MAPI_CC, text, text);
+        add_recipient(message, MAPI_BCC, L"", text);
+        attachment_record file = file_attachment(text, "f");
+        file.properties->set(PR_ATTACH_MIME_TAG_W, property_value::of_text(text));
+        file.properties->set(PR_ATTACH_CONTENT_ID_W, property_value::of_text(text));
+        file.properties->set(PR_ATTACHMENT_HIDDEN, property_value::of_bool(true));
+        message.attachments.emplace(0, std::move(file));
+        ASSERT_NO_FATAL_FAILURE(expect_lines_of_mail(document(message)));
+        ASSERT_NO_FATAL_FAILURE(expect_lines_of_mail(saved_document(message)));
+    }
+}
+
+TEST(mime_document, has_lines_of_mail_whatever_the_kept_headers_say)
+{
+    const std::wstring name(2000, L'n');
+    const std::wstring word(899, L'w');
+    const std::wstring headers = name + L": a\n" + name.substr(0, 90) + L": " + word + L"\n" + name.substr(0, 91) +
+                                 L": " + word + L"\nX-Wide: \u00FC" + word + L"\nX-Bare:\n";
+    message_record message = note();
+    set_text(message, PR_TRANSPORT_MESSAGE_HEADERS_W, headers);
+    ASSERT_NO_FATAL_FAILURE(expect_lines_of_mail(document(message)));
+    EXPECT_EQ(count_of(document(message), std::string(90, 'n') + ": " + std::string(899, 'w') + "\r\n"), 1U);
+}
+
+TEST(mime_document, of_an_envelope_keeps_the_kind_and_no_other_word_of_its_type)
+{
+    const message_record message = read("Subject: x\nContent-Type: application/X-PKCS7-mime; smime-type=signed-data; " +
+                                        std::string(2000, 'p') + "=1\n\nx\n");
+    const std::string text = document(message);
+    ASSERT_NO_FATAL_FAILURE(expect_lines_of_mail(text));
+    EXPECT_THAT(head_of(text), HasSubstr("Content-Type: application/X-PKCS7-mime; smime-type=signed-data\r\n"));
+}
+
+TEST(mime_document, names_an_address_that_is_not_ascii_as_far_as_mail_can)
+{
+    message_record message = note();
+    set_text(message, PR_SENDER_EMAIL_ADDRESS_W, L"ad\u00E4@b\u00FCro.example");
+    EXPECT_THAT(document(message), HasSubstr("From: Ada <ad@xn--bro-hoa.example>\r\n"));
+}
+
+TEST(mime_document, names_all_of_very_many_recipients)
+{
+    message_record message = note();
+    for (int i = 0; i < 20000; ++i) {
+        add_recipient(message, MAPI_TO, L"Somebody", L"somebody@example.org");
+    }
+    EXPECT_EQ(count_of(document(message), "<somebody@example.org>"), 20000U);
+}
+
 TEST(mime_document, keeps_the_headers_that_the_message_came_with)
 {
     const message_record message =
@@ -505,6 +586,20 @@ TEST(own_headers_in_mail, that_give_a_number_twice_lose_no_attachment)
     ASSERT_EQ(again.attachments.size(), 2U);
     EXPECT_EQ(binary(*again.attachments.at(4).properties, PR_ATTACH_DATA_BIN), "a");
     EXPECT_EQ(binary(*again.attachments.at(5).properties, PR_ATTACH_DATA_BIN), "b");
+}
+
+TEST(own_headers_in_mail, that_give_the_last_number_twice_lose_no_attachment)
+{
+    message_record message = note();
+    for (const std::uint32_t number : {0U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
+        message.attachments.emplace(number, file_attachment(L"a", std::to_string(number)));
+    }
+    std::string text = saved_document(message);
+    text.replace(text.find("number=4294967294"), 17, "number=4294967295");
+    const message_record again = read_saved(text);
+    ASSERT_EQ(again.attachments.size(), 3U);
+    EXPECT_EQ(binary(*again.attachments.at(0xFFFFFFFFU).properties, PR_ATTACH_DATA_BIN), "4294967294");
+    EXPECT_EQ(binary(*again.attachments.at(1).properties, PR_ATTACH_DATA_BIN), "4294967295");
 }
 
 } // namespace
