@@ -2,6 +2,7 @@
 
 #include "host/store/byte_stream.h"
 #include "host/store/guard.h"
+#include "host/store/object_ledger.h"
 #include "host/store/property_bag.h"
 #include "host/store/storage_codes.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
@@ -113,6 +114,7 @@ protected:
 
 private:
     storage_ptr storage_;
+    ledger_entry entry_{"IStorage", static_cast<IStorage*>(this)};
 };
 
 } // namespace

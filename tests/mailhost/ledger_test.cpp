@@ -34,6 +34,7 @@ protected:
     {
         message_record record;
         record.attachments[0].properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(bytes_of("abc")));
+        record.attachments[1].properties->set(PR_ATTACH_DATA_OBJ, {PT_OBJECT, std::make_shared<const storage_tree>()});
         return MakeCom<message_object>(record, true, [](const message_record&) { return HRESULT{S_OK}; });
     }
 };
@@ -59,8 +60,14 @@ TEST_F(Ledger, TellsWhatNobodyReleasedByItsKind)
     ASSERT_EQ(S_OK, message->GetAttachmentTable(0, &table));
     IUnknown* stream = nullptr;
     ASSERT_EQ(S_OK, attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0, &stream));
+    IAttach* object = nullptr;
+    ASSERT_EQ(S_OK, message->OpenAttach(1, nullptr, 0, &object));
+    IUnknown* storage = nullptr;
+    ASSERT_EQ(S_OK, object->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IStorage, 0, 0, &storage));
+    object->Release();
     table->AddRef();
-    EXPECT_THAT(alive(), ElementsAre("IAttach 1", "IMAPITable 2", "IMessage 1", "IStream 0"));
+    EXPECT_THAT(alive(), ElementsAre("IAttach 1", "IMAPITable 2", "IMessage 1", "IStorage 1", "IStream 0"));
+    storage->Release();
     stream->Release();
     table->Release();
     EXPECT_THAT(alive(), Contains("IMAPITable 1"));
