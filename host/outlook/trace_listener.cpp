@@ -18,6 +18,7 @@ struct listening
 {
     std::recursive_mutex lock;
     trace_listener::line_handler heard;
+    bool hears = false; ///< a line is being handled, by the thread that holds the lock
 };
 
 listening& of_process()
@@ -38,8 +39,10 @@ LONG CALLBACK listen(EXCEPTION_POINTERS* raised)
     }
     listening& only = of_process();
     const std::lock_guard guard(only.lock);
-    if (only.heard) {
+    if (only.heard && !only.hears) {
+        only.hears = true;
         only.heard(line);
+        only.hears = false;
     }
     return EXCEPTION_CONTINUE_EXECUTION;
 }

@@ -13,7 +13,8 @@ class trace_listener
 public:
     using line_handler = std::function<void(std::string_view line)>;
 
-    /// `heard` may be called by several threads, one after the other. It must not raise, nor send lines itself.
+    /// `heard` may be called by several threads, one after the other. It must not raise. Lines that it sends itself,
+    /// as a log that goes to the debugger does, are swallowed.
     explicit trace_listener(line_handler heard);
     trace_listener(const trace_listener&) = delete;
     trace_listener& operator=(const trace_listener&) = delete;

@@ -34,6 +34,18 @@ TEST(TraceListener, HearsTheLinesOfThisProcessOnTheirThread)
     EXPECT_THAT(heard, ElementsAre("one", "two"));
 }
 
+TEST(TraceListener, DoesNotHearWhatItsHandlerSends)
+{
+    std::vector<std::string> heard;
+    const trace_listener listener([&heard](std::string_view line) {
+        heard.emplace_back(line);
+        OutputDebugStringA("an echo");
+    });
+    OutputDebugStringA("one");
+    OutputDebugStringA("two");
+    EXPECT_THAT(heard, ElementsAre("one", "two"));
+}
+
 TEST(TraceListener, LeavesExceptionsAlone)
 {
     const trace_listener listener([](std::string_view) {});
