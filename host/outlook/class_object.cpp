@@ -1,5 +1,7 @@
 #include "host/outlook/class_object.h"
 
+#include "host/store/guard.h"
+
 #include <stdexcept>
 #include <utility>
 
@@ -24,7 +26,7 @@ HRESULT class_object::CreateInstance(IUnknown* outer, REFIID iid, void** object)
         return CLASS_E_NOAGGREGATION;
     }
     ComPtr<IUnknown> made;
-    const HRESULT result = make_(Receive(made));
+    const HRESULT result = guarded([&] { return make_(Receive(made)); });
     return FAILED(result) ? result : made->QueryInterface(iid, object);
 }
 

@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// Makes an object; the reference is the caller's.
+/// Makes an object; the reference is the caller's. What it raises becomes a failure of the creation.
 using object_maker = std::function<HRESULT(IUnknown** object)>;
 
 /// A class object over a function.

@@ -1,5 +1,7 @@
 #include "host/outlook/connection_point.h"
 
+#include "host/store/guard.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -47,9 +49,11 @@ HRESULT connection_point::Advise(IUnknown* sink, DWORD* cookie)
     if (FAILED(Query(sink, events_, answering)) || !answering) {
         return CONNECT_E_CANNOTCONNECT;
     }
-    *cookie = next_cookie_++;
-    sinks_.emplace(*cookie, std::move(answering));
-    return S_OK;
+    return guarded([&] {
+        sinks_.emplace(next_cookie_, std::move(answering));
+        *cookie = next_cookie_++;
+        return HRESULT{S_OK};
+    });
 }
 
 HRESULT connection_point::Unadvise(DWORD cookie)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/store/guard.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
 
 #include <string_view>
@@ -43,7 +44,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID, DISPID* identifiers) override
     {
-        return find_names(properties(), iid, names, count, identifiers);
+        return guarded([&] { return find_names(properties(), iid, names, count, identifiers); });
     }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                                      EXCEPINFO*, UINT*) override
@@ -54,7 +55,7 @@ public:
         }
         VARIANT value;
         VariantInit(&value);
-        const HRESULT got = get(id, value);
+        const HRESULT got = guarded([&] { return get(id, value); });
         if (FAILED(got) || !result) {
             VariantClear(&value);
             return got;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
 
 namespace host::test {
@@ -74,6 +75,14 @@ TEST(SettingsBrokers, TurnWhatIsRaisedIntoAFailure)
     const auto broker = broker_of([](VARIANT&) -> HRESULT { throw std::runtime_error("no file"); });
     broker_call call;
     EXPECT_EQ(MAPI_E_CALL_FAILED, call.make(*broker, VT_I4, 1));
+}
+
+TEST(ClassObjects, TurnWhatIsRaisedIntoAFailure)
+{
+    const auto factory = MakeCom<class_object>([](IUnknown**) -> HRESULT { throw std::bad_alloc(); });
+    ComPtr<IUnknown> made;
+    EXPECT_EQ(E_OUTOFMEMORY, factory->CreateInstance(nullptr, IID_IUnknown, Receive(made)));
+    EXPECT_EQ(nullptr, made);
 }
 
 TEST(RegisteredClasses, AreMadeByComWhileTheyAreOffered)
