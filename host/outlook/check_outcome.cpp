@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdint>
+#include <system_error>
 #include <utility>
 
 namespace host {
@@ -9,7 +10,8 @@ namespace host {
 namespace {
 
 /// The number behind `beginning`; false when the text is another one.
-bool number_behind(std::string_view text, std::string_view beginning, int base, std::uint32_t& number)
+template <typename Number>
+bool number_behind(std::string_view text, std::string_view beginning, int base, Number& number)
 {
     if (!text.starts_with(beginning)) {
         return false;
@@ -26,12 +28,13 @@ void check_outcome::hear(const trace_line& line)
     if (line.logger != "outlook") {
         return;
     }
-    std::uint32_t number = 0;
+    std::int32_t verdict = 0;
+    std::uint32_t failure = 0;
     const std::lock_guard guard(lock_);
-    if (number_behind(line.text, "Message checked, result = ", 10, number)) {
-        last_ = {S_OK, static_cast<ScanResult>(number)};
-    } else if (number_behind(line.text, "Failed to check message, hr = ", 16, number)) {
-        last_ = {static_cast<HRESULT>(number), ScanResult::None};
+    if (number_behind(line.text, "Message checked, result = ", 10, verdict)) {
+        last_ = {S_OK, static_cast<ScanResult>(verdict)};
+    } else if (number_behind(line.text, "Failed to check message, hr = ", 16, failure)) {
+        last_ = {static_cast<HRESULT>(failure), ScanResult::None};
     }
 }
 

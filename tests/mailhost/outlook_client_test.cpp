@@ -155,6 +155,8 @@ TEST(CheckOutcome, IsReadFromTheLinesOfTheAddIn)
     EXPECT_EQ(S_OK, checked.check);
     EXPECT_EQ(ScanResult::Blocked, checked.verdict);
     EXPECT_EQ(E_FAIL, outcome.take().check);
+    outcome.hear({400, "outlook", "Message checked, result = -7"}); // what a message carries is believed
+    EXPECT_EQ(-7, static_cast<std::int32_t>(outcome.take().verdict));
 }
 
 } // namespace
