@@ -17,7 +17,6 @@
 #include "tool/system/conversions.h"
 #include "tool/system/registry.h"
 
-#include <algorithm>
 #include <atomic>
 #include <map>
 #include <optional>
@@ -71,12 +70,20 @@ private:
     trace_listener listener_;
 };
 
-/// The add-in's trace goes to this process's listener, which needs the course of a check at least.
-registry_value trace_setting(const open_options& options)
+/// The add-in's trace goes to this process's listener, which needs the course of a check at least, and whatever the
+/// logs of this process take.
+registry_value trace_setting()
 {
-    const std::uint32_t level = std::max(options.log_level.value_or(0), logging::priority::course);
+    const auto is_taken = [](logging::priority::level_type level) {
+        return logging::outlook_log().enabled(level) || logging::icapclnt_log().enabled(level) ||
+               logging::icap_log().enabled(level) || logging::wpx_log().enabled(level);
+    };
+    logging::priority::level_type level = logging::priority::off - 1;
+    while (level > logging::priority::course && !is_taken(level)) {
+        --level;
+    }
     return {std::wstring(winapi::registry_names::trace_key), std::wstring(winapi::registry_names::trace_configuration),
-            L"level=" + std::to_wstring(std::min(level, logging::priority::off - 1)) + L"; debugger"};
+            L"level=" + std::to_wstring(level) + L"; debugger"};
 }
 
 void fill_registry(const open_options& options, machine_values& values)
@@ -89,7 +96,7 @@ void fill_registry(const open_options& options, machine_values& values)
             values.set(value);
         }
     }
-    values.set(trace_setting(options));
+    values.set(trace_setting());
 }
 
 /// What the broker gives: the settings of a file as it now is, or those for one service.
