@@ -15,6 +15,7 @@ namespace host {
 namespace {
 
 constexpr std::string_view fold = "\r\n ";
+constexpr std::size_t longest_word = 900; ///< a line that holds it stays below the 998 characters that are allowed
 
 std::string utf8(std::wstring_view text)
 {
@@ -62,14 +63,36 @@ std::string encoded_word(std::string_view piece)
     return word + "?=";
 }
 
+std::string as_encoded_words(std::string_view utf8_text)
+{
+    constexpr std::size_t bytes_of_word = 18; // each takes three letters at most, a word 75
+    std::string result;
+    for (std::string_view rest = utf8_text; !rest.empty();) {
+        const std::size_t length = whole_characters(rest, bytes_of_word);
+        result += (result.empty() ? "" : std::string(fold)) + encoded_word(rest.substr(0, length));
+        rest.remove_prefix(length);
+    }
+    return result;
+}
+
+/// A name in front of an address: signs that mean something in a list are encoded as well.
+std::string phrase(const std::wstring& name)
+{
+    const bool plain = std::all_of(name.begin(), name.end(), [](wchar_t c) {
+        return c == L' ' || (c < 0x80 && is_word_letter(static_cast<char>(c)));
+    });
+    return plain ? encoded_words(name) : as_encoded_words(utf8(name));
+}
+
 /// A name and address; a name alone where the address isn't known.
 std::string mailbox_text(const std::wstring& name, std::wstring address)
 {
     std::erase_if(address, [](wchar_t c) { return c <= L' ' || c > L'~' || c == L'<' || c == L'>'; });
+    address.resize(std::min(address.size(), longest_word));
     if (name.empty() || name == address) {
         return utf8(address);
     }
-    return encoded_words(name) + (address.empty() ? std::string() : std::string(fold) + "<" + utf8(address) + ">");
+    return phrase(name) + (address.empty() ? std::string() : std::string(fold) + "<" + utf8(address) + ">");
 }
 
 std::string header(std::string_view name, const std::string& value)
@@ -139,40 +162,47 @@ std::string date_header(IMessage& message)
 
 std::string encoded_words(std::wstring_view text)
 {
-    if (is_plain(text)) {
-        return utf8(text);
+    return is_plain(text) ? utf8(text) : as_encoded_words(utf8(text));
+}
+
+std::string header_parameter(std::string_view name, std::string_view utf8_text)
+{
+    constexpr std::size_t longest_piece = 60;
+    std::vector<std::string> pieces{"utf-8''"};
+    for (const char c : utf8_text) {
+        const bool plain = is_word_letter(c) || c == '.' || c == '-' || c == '_';
+        const std::string letter = plain ? std::string(1, c) : "%" + hex_digits(static_cast<unsigned char>(c));
+        if (pieces.back().size() + letter.size() > longest_piece) {
+            pieces.emplace_back();
+        }
+        pieces.back() += letter;
     }
-    constexpr std::size_t bytes_of_word = 18; // each takes three letters at most, a word 75
-    const std::string whole = utf8(text);
     std::string result;
-    for (std::string_view rest = whole; !rest.empty();) {
-        const std::size_t length = whole_characters(rest, bytes_of_word);
-        result += (result.empty() ? "" : std::string(fold)) + encoded_word(rest.substr(0, length));
-        rest.remove_prefix(length);
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const std::string number = pieces.size() == 1 ? std::string() : "*" + std::to_string(i);
+        result += ";" + std::string(fold) + std::string(name) + number + "*=" + pieces[i];
     }
     return result;
 }
 
-std::string header_parameter(std::string_view name, std::wstring_view text)
+bool is_identifier(std::wstring_view text)
 {
-    std::string encoded;
-    for (const char c : utf8(text)) {
-        if (is_word_letter(c) || c == '.' || c == '-' || c == '_') {
-            encoded.push_back(c);
-        } else {
-            encoded += "%" + hex_digits(static_cast<unsigned char>(c));
-        }
-    }
-    return ";" + std::string(fold) + std::string(name) + "*=utf-8''" + encoded;
+    return !text.empty() && text.size() <= longest_word && std::all_of(text.begin(), text.end(), [](wchar_t c) {
+        return c > L' ' && c <= L'~' && c != L'<' && c != L'>';
+    });
 }
 
 std::string mail_headers(IMessage& message, bool include_bcc)
 {
-    const std::wstring id = text_property(message, PR_INTERNET_MESSAGE_ID_W);
+    const std::wstring told = text_property(message, PR_INTERNET_MESSAGE_ID_W);
+    std::wstring_view id = told;
+    if (id.starts_with(L'<') && id.ends_with(L'>')) {
+        id = id.substr(1, id.size() - 2);
+    }
     const std::wstring subject = text_property(message, PR_SUBJECT_W);
     return sender_headers(message) + recipient_headers(message, include_bcc) +
            header("Subject", subject.empty() ? std::string() : encoded_words(subject)) + date_header(message) +
-           header("Message-ID", is_plain(id) ? utf8(id) : std::string()) + "MIME-Version: 1.0\r\n";
+           header("Message-ID", is_identifier(id) ? "<" + utf8(id) + ">" : std::string()) + "MIME-Version: 1.0\r\n";
 }
 
 } // namespace host

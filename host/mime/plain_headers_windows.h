@@ -11,8 +11,11 @@ namespace host {
 /// line end behind the last.
 std::string encoded_words(std::wstring_view text);
 
-/// A parameter of a header with a text of any characters, as RFC 2231 has it, from its ";" on.
-std::string header_parameter(std::string_view name, std::wstring_view text);
+/// A parameter of a header with a UTF-8 text of any characters, as RFC 2231 has it, from its ";" on. Lines are folded.
+std::string header_parameter(std::string_view name, std::string_view utf8_text);
+
+/// Printable ASCII without blanks, "<" and ">"; not empty, not too long for a line.
+bool is_identifier(std::wstring_view text);
 
 /// Sender, recipients, subject, date and identifier of a message as header lines. Raises ComError.
 std::string mail_headers(IMessage& message, bool include_bcc);

@@ -149,7 +149,71 @@ TEST(MimeHeaders, EncodeWhatIsNotPlain)
     EXPECT_EQ("=?utf-8?Q?J=C3=BCrgen?=", encoded_words(L"J\u00FCrgen"));
     EXPECT_EQ("=?utf-8?Q?a=0D=0AX=3A=20y?=", encoded_words(L"a\r\nX: y"));
     EXPECT_THAT(encoded_words(std::wstring(200, L'a')), HasSubstr("?=\r\n =?utf-8?Q?"));
-    EXPECT_EQ(";\r\n name*=utf-8''a%20%22b%22%C3%BC.txt", header_parameter("name", L"a \"b\"\u00FC.txt"));
+    EXPECT_EQ(";\r\n name*=utf-8''a%20%22b%22%C3%BC.txt", header_parameter("name", "a \"b\"\xC3\xBC.txt"));
+}
+
+TEST(MimeHeaders, AreFoldedWhereAParameterIsLong)
+{
+    EXPECT_EQ(";\r\n name*0*=utf-8''" + std::string(53, 'x') + ";\r\n name*1*=" + std::string(47, 'x'),
+              header_parameter("name", std::string(100, 'x')));
+    EXPECT_THAT(header_parameter("name", std::string(52, 'x') + "\xC3\xBC"),
+                testing::EndsWith("x;\r\n name*1*=%C3%BC"));
+}
+
+TEST(MimeHeaders, LetNoNameAddAnAddressAndNoIdentifierALine)
+{
+    message_record message = letter();
+    message.properties->set(PR_SENDER_NAME_W, property_value::of_text(L"Ada, <eve@example.org>"));
+    message.properties->set(PR_INTERNET_MESSAGE_ID_W, property_value::of_text(L"<1>\r\nX-Evil: yes"));
+    attachment_record picture = file(L"p.png", "png");
+    picture.properties->set(PR_ATTACH_CONTENT_ID_W, property_value::of_text(L"\u00FC@x"));
+    message.attachments.emplace(0, std::move(picture));
+    const std::string document = written(message);
+    EXPECT_THAT(document, StartsWith("From: =?utf-8?Q?Ada=2C=20=3Ceve=40example=2E?=\r\n =?utf-8?Q?org=3E?=\r\n"
+                                     " <ada@example.org>\r\n"));
+    EXPECT_THAT(document, Not(HasSubstr("X-Evil")));
+    EXPECT_THAT(document, Not(HasSubstr("Content-ID")));
+}
+
+TEST(MimeHeaders, KeepIdentifiersThatFillALine)
+{
+    message_record message = letter();
+    const std::wstring id = L"<" + std::wstring(200, L'i') + L"@example.org>";
+    message.properties->set(PR_INTERNET_MESSAGE_ID_W, property_value::of_text(id));
+    EXPECT_THAT(written(message), HasSubstr("Message-ID: <" + std::string(200, 'i') + "@example.org>\r\n"));
+}
+
+TEST(MimeDocuments, SendAFileOfATypeWithPartsAsPlainBytes)
+{
+    for (const wchar_t* type : {L"Multipart/mixed", L"MESSAGE/rfc822", L"text/", L"text/a b", L"nonsense"}) {
+        message_record message = letter();
+        attachment_record part = file(L"a.eml", "Subject: x\r\n\r\n");
+        part.properties->set(PR_ATTACH_MIME_TAG_W, property_value::of_text(type));
+        message.attachments.emplace(0, std::move(part));
+        EXPECT_THAT(written(message), HasSubstr("Content-Type: application/octet-stream\r\n"));
+    }
+}
+
+TEST(MimeDocuments, NameTheCharacterSetOfTheirHtml)
+{
+    message_record message = letter();
+    message.properties->set(PR_HTML, property_value::of_binary(bytes_of("<p>")));
+    for (const auto& [page, charset] :
+         {std::pair{20866, "koi8-r"}, {50220, "iso-2022-jp"}, {28591, "iso-8859-1"}, {65001, "utf-8"}}) {
+        message.properties->set(PR_INTERNET_CPID, property_value::of_long(page));
+        EXPECT_THAT(written(message), HasSubstr("Content-Type: text/html; charset=" + std::string(charset) + "\r\n"));
+    }
+    message.properties->set(PR_INTERNET_CPID, property_value::of_long(4711));
+    EXPECT_THAT(written(message), HasSubstr("Content-Type: text/html\r\n"));
+}
+
+TEST(MimeDocuments, HoldHtmlThatIsKeptAsText)
+{
+    message_record message = letter();
+    message.properties->set(tag::body_html, property_value::of_text(L"<p>\u00E9</p>"));
+    EXPECT_THAT(written(message), HasSubstr("Content-Type: text/html; charset=utf-8\r\n"
+                                            "Content-Transfer-Encoding: quoted-printable\r\n\r\n"
+                                            "<p>=C3=A9</p>"));
 }
 
 } // namespace
