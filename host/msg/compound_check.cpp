@@ -1,6 +1,7 @@
 #include "host/msg/compound_check.h"
 
 #include "host/msg/layout.h"
+#include "host/store/storage_tree.h"
 #include "host/store/unreadable_message.h"
 
 #include <algorithm>

@@ -4,8 +4,6 @@
 
 namespace host::msg {
 
-/// Storages in one another that a compound file may have; the system's readers and ours go down by recursion.
-inline constexpr std::size_t deepest_storage = 512;
 /// Length of the longest way from the root to an entry of the directory, all neighbours on it counted.
 inline constexpr std::size_t longest_way = 16384;
 /// Parts that one storage may have: readers look for each from the first one on. A message file has 2048 recipients and

@@ -170,9 +170,9 @@ TEST_F(CompoundFile, IsNotWrittenWithMorePartsThanAreRead)
 
 TEST_F(CompoundFile, TakesStoragesUpToTheLimitOfNesting)
 {
-    const auto deep = nested(msg::deepest_storage - 1);
+    const auto deep = nested(deepest_storage - 1);
     EXPECT_EQ("", difference(*deep, *written_and_read(deep)));
-    const auto file = make(nested(msg::deepest_storage + 1));
+    const auto file = make(nested(deepest_storage + 1));
     EXPECT_EQ("its messages are nested too deep", refusal(file));
 }
 
