@@ -2,6 +2,7 @@
 
 #include "logging/logging.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
+#include "outlook/qdmailprotect/mapi/late_bound.h"
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
 
@@ -44,20 +45,6 @@ public:
 
 private:
     HRESULT result_;
-};
-
-/// A VARIANT that is cleared with its scope.
-class Variant
-{
-public:
-    Variant() { ::VariantInit(&value_); }
-    Variant(const Variant&) = delete;
-    Variant& operator=(const Variant&) = delete;
-    ~Variant() { ::VariantClear(&value_); }
-    [[nodiscard]] VARIANT* get() noexcept { return &value_; }
-
-private:
-    VARIANT value_{};
 };
 
 /// The elements of a byte array, readable while this lives.
@@ -117,9 +104,9 @@ public:
         argument.lVal = load_argument;
         DISPPARAMS parameters{&argument, nullptr, 1, 0};
         Variant answer;
-        ThrowIfFailed(broker_->Invoke(load_method, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
-                                      answer.get(), nullptr, nullptr));
-        return CopyBytes(*answer.get());
+        ThrowIfFailed(broker_->Invoke(load_method, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, &answer,
+                                      nullptr, nullptr));
+        return CopyBytes(*answer);
     }
 
 private:

@@ -16,6 +16,7 @@ public:
     ~Variant() { VariantClear(&value_); }
     VARIANT* operator&() noexcept { return &value_; }
     VARIANT* operator->() noexcept { return &value_; }
+    const VARIANT& operator*() const noexcept { return value_; }
 
 private:
     VARIANT value_;
