@@ -1,38 +1,19 @@
 #include "host/broker/broker_config.h"
 
-#include <platform/handles.h>
+#include "host/outlook/registry_key.h"
 
-#include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace host {
 
 namespace {
 
-/// A string value; nothing when it is absent.
-std::optional<std::wstring> text_of(HKEY key, const wchar_t* name)
+/// The user's key if there is one, else the machine's.
+registry_key open_config()
 {
-    DWORD size = 0;
-    if (::RegGetValueW(key, nullptr, name, RRF_RT_REG_SZ, nullptr, nullptr, &size) != ERROR_SUCCESS) {
-        return std::nullopt;
-    }
-    std::wstring text(size / sizeof(wchar_t), L'\0');
-    if (::RegGetValueW(key, nullptr, name, RRF_RT_REG_SZ, nullptr, text.data(), &size) != ERROR_SUCCESS) {
-        return std::nullopt;
-    }
-    text.resize(text.find(L'\0'));
-    return text;
-}
-
-winapi::registry_handle open_config()
-{
-    winapi::registry_handle key;
-    for (HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
-        if (::RegOpenKeyExW(root, broker_config_key, 0, KEY_READ, key.put()) == ERROR_SUCCESS) {
-            return key;
-        }
-    }
-    return {};
+    registry_key key = registry_key::open(HKEY_CURRENT_USER, broker_config_key);
+    return key ? std::move(key) : registry_key::open(HKEY_LOCAL_MACHINE, broker_config_key);
 }
 
 broker_config::answer_kind answer_of(const std::wstring& word)
@@ -54,10 +35,9 @@ broker_config::answer_kind answer_of(const std::wstring& word)
 broker_config read_broker_config()
 {
     broker_config config;
-    if (const winapi::registry_handle key = open_config()) {
-        config.settings_file = text_of(key.get(), L"SettingsFile").value_or(L"");
-        config.answer = answer_of(text_of(key.get(), L"Answer").value_or(L""));
-    }
+    const registry_key key = open_config();
+    config.settings_file = key.text(L"SettingsFile").value_or(std::wstring());
+    config.answer = answer_of(key.text(L"Answer").value_or(std::wstring()));
     return config;
 }
 
