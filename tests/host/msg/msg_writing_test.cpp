@@ -128,7 +128,7 @@ TEST_F(MsgWriting, WritesValuesOfEveryType)
     set(0x60090040, {0, std::int64_t{5}});
     set(0x600A0048, {0, verdict_set});
     set(0x600B0102, {0, bytes_of(std::string("a\0b", 3))});
-    set(0x600C001F, {0, std::make_shared<const std::wstring>(L"")});
+    set(0x600C001F, {0, std::make_shared<const std::wstring>()});
     set(0x600D1002, {0, std::vector<std::int64_t>{1, -2}});
     set(0x600E1003, {0, std::vector<std::int64_t>{3, -4}});
     set(0x600F1004, {0, std::vector<double>{0.5}});
