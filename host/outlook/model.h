@@ -2,7 +2,8 @@
 
 #include <platform/com.h>
 
-/// Identifiers of the mail client's object model, as its type library has them.
+/// Identifiers of the mail client's object model, as its type library has them. They are written down apart from those
+/// of the add-in, so that a wrong one on either side shows.
 namespace host::model {
 
 inline constexpr IID application{0x00063001, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
