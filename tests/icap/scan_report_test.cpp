@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 #include <stdexcept>
 
 namespace {
@@ -73,6 +74,11 @@ TEST(format_date, writes_utc_time_and_the_local_bias)
     EXPECT_EQ(icap::format_date(951782399, -345), "Mon, 28 Feb 2000 23:59:59 +0545");
     EXPECT_EQ(icap::format_date(0, -720), "Thu, 01 Jan 1970 00:00:00 +1200");
     EXPECT_EQ(icap::format_date(0, 9), "Thu, 01 Jan 1970 00:00:00 -0009");
+}
+
+TEST(format_date, begins_anew_for_a_time_that_the_calendar_does_not_hold)
+{
+    EXPECT_EQ(icap::format_date(std::numeric_limits<std::time_t>::max(), 0), "Thu, 01 Jan 1970 00:00:00 -0000");
 }
 
 TEST(format_date, is_of_now)

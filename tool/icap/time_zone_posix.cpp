@@ -17,8 +17,7 @@ time_zone_state current_time_zone()
 std::tm utc_time(std::time_t time)
 {
     std::tm utc{};
-    gmtime_r(&time, &utc);
-    return utc;
+    return gmtime_r(&time, &utc) != nullptr ? utc : utc_time(0);
 }
 
 } // namespace icap::detail

@@ -18,8 +18,7 @@ time_zone_state current_time_zone()
 std::tm utc_time(std::time_t time)
 {
     std::tm utc{};
-    gmtime_s(&utc, &time);
-    return utc;
+    return gmtime_s(&utc, &time) == 0 ? utc : utc_time(0);
 }
 
 } // namespace icap::detail
