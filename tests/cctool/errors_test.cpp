@@ -1,6 +1,6 @@
 #include "cctool/serialization/errors.h"
 #include "tests/cctool/blob_bytes.h"
-#include "tests/cctool/failing_new.h"
+#include "tests/support/failing_new.h"
 #include "tool/system/conversions.h"
 
 #include <gmock/gmock.h>
@@ -81,7 +81,7 @@ TEST(Error, GivesItsNameWhenMemoryForTheTextIsShort)
     const Error error("SomeError", std::string(100, 'x'), here);
     const char* text = nullptr;
     {
-        const ::test::new_failure failure(0);
+        const ::test::failing_new failure(1, ::test::refusals::all_behind);
         text = error.what();
     }
     EXPECT_THAT(text, StrEq("SomeError"));

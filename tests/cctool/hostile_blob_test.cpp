@@ -1,7 +1,7 @@
 #include "cctool/serialization/errors.h"
 #include "tests/cctool/blob_bytes.h"
-#include "tests/cctool/failing_new.h"
 #include "tests/support/every_split.h"
+#include "tests/support/failing_new.h"
 
 #include <gtest/gtest.h>
 
@@ -182,7 +182,7 @@ TEST(FailedAllocation, OfAnyNumberIsStandardOnRead)
     for (bool done = false; !done; ++good) {
         ASSERT_LT(good, 1000U);
         try {
-            const ::test::new_failure failure(good);
+            const ::test::failing_new failure(good + 1, ::test::refusals::all_behind);
             (void)Parse(blob);
             done = true;
         } catch (const std::bad_alloc&) {
@@ -201,7 +201,7 @@ TEST(FailedAllocation, LeavesTheTargetOfABlobAsItWas)
             ASSERT_LT(good, 1000U);
             Bytes bytes{1, 2, 3};
             try {
-                const ::test::new_failure failure(good);
+                const ::test::failing_new failure(good + 1, ::test::refusals::all_behind);
                 done = tree->GetBlob(bytes, append);
             } catch (const std::bad_alloc&) {
                 EXPECT_EQ((Bytes{1, 2, 3}), bytes);
@@ -218,7 +218,7 @@ TEST(FailedAllocation, LeavesAContainerAsItWasOnSet)
     const auto fails = [&](const auto& set) {
         for (std::size_t good = 0;; ++good) {
             try {
-                const ::test::new_failure failure(good);
+                const ::test::failing_new failure(good + 1, ::test::refusals::all_behind);
                 set();
                 return good;
             } catch (const std::bad_alloc&) {

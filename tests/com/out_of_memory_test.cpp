@@ -7,7 +7,7 @@
 #include "outlook/qdmailprotect/com/system_registration.h"
 #include "outlook/qdmailprotect/mapi/late_bound.h"
 #include "tests/com/support/com_fixture.h"
-#include "tests/com/support/failing_new.h"
+#include "tests/support/failing_new.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 #include "settings/settings_blob.h"
 #include "settings/task_settings_ser.h"
 #include "tests/cctool/blob_bytes.h"
-#include "tests/cctool/failing_new.h"
 #include "tests/settings/record_changes.h"
 #include "tests/support/every_split.h"
+#include "tests/support/failing_new.h"
 
 #include <gtest/gtest.h>
 
@@ -378,7 +378,7 @@ TEST(SettingsBlob, AllocationsThatFailAreStandard)
     for (bool done = false; !done; ++good) {
         ASSERT_LT(good, 10000U);
         try {
-            const ::test::new_failure failure(good);
+            const ::test::failing_new failure(good + 1, ::test::refusals::all_behind);
             (void)SettingsFromBlob(blob);
             done = true;
         } catch (const std::bad_alloc&) {

@@ -1,18 +1,30 @@
-#include "tests/com/support/failing_new.h"
-
-#include <windows.h>
+#include "tests/support/failing_new.h"
 
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-DWORD armed_thread = 0; // 0: none
-std::size_t left = 0;   // allocations until the one that fails
+struct plan
+{
+    std::size_t left; ///< allocations up to the one that is refused; 0: none is
+    test::refusals which;
+    bool refused;
+};
+
+thread_local plan own_plan{0, test::refusals::one, false};
 
 bool refuses() noexcept
 {
-    return armed_thread != 0 && armed_thread == ::GetCurrentThreadId() && left != 0 && --left == 0;
+    plan& own = own_plan;
+    if (own.left > 1) {
+        --own.left;
+        return false;
+    }
+    const bool now = own.left == 1;
+    own.refused = own.refused || now;
+    own.left = own.which == test::refusals::all_behind ? own.left : 0;
+    return now;
 }
 
 void* allocate(std::size_t size)
@@ -58,20 +70,19 @@ void operator delete[](void* memory, std::size_t) noexcept
 
 namespace test {
 
-failing_new::failing_new(std::size_t nth) noexcept
+failing_new::failing_new(std::size_t nth, refusals which) noexcept
 {
-    left = nth;
-    armed_thread = ::GetCurrentThreadId();
+    own_plan = {nth, which, false};
 }
 
 failing_new::~failing_new()
 {
-    armed_thread = 0;
+    own_plan.left = 0;
 }
 
 bool failing_new::failed() const noexcept
 {
-    return left == 0;
+    return own_plan.refused;
 }
 
 } // namespace test

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+
+namespace test {
+
+enum class refusals
+{
+    one,       ///< the allocations behind the refused one succeed
+    all_behind ///< none succeeds any more
+};
+
+/// While it lives, the `nth` allocation of this thread by operator new, counted from 1, raises std::bad_alloc. One at a
+/// time on each thread. A test program that wants it lists failing_new.cpp among its own sources, which replaces the
+/// operators of the whole program.
+class failing_new
+{
+public:
+    explicit failing_new(std::size_t nth, refusals which = refusals::one) noexcept;
+    failing_new(const failing_new&) = delete;
+    failing_new& operator=(const failing_new&) = delete;
+    ~failing_new();
+
+    /// True once an allocation has been refused.
+    [[nodiscard]] bool failed() const noexcept;
+};
+
+} // namespace test
