@@ -11,8 +11,7 @@ enum class refusals
 };
 
 /// While it lives, the `nth` allocation of this thread by operator new, counted from 1, raises std::bad_alloc. One at a
-/// time on each thread. A test program that wants it lists failing_new.cpp among its own sources, which replaces the
-/// operators of the whole program.
+/// time on each thread. The library failing_new replaces the operators of the whole program that links it.
 class failing_new
 {
 public:
