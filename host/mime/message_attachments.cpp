@@ -63,17 +63,7 @@ std::string attachment_name(IAttach& attachment)
 
 ComPtr<IMessage> message_inside(IAttach& attachment)
 {
-    ComPtr<IUnknown> opened;
-    const HRESULT result = attachment.OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, Receive(opened));
-    if (result == MAPI_E_NOT_FOUND || (SUCCEEDED(result) && !opened)) {
-        return nullptr;
-    }
-    ComPtr<IMessage> inner;
-    const HRESULT queried = FAILED(result) ? result : Query(opened.get(), IID_IMessage, inner);
-    if (FAILED(queried) || !inner) {
-        throw ComError(FAILED(queried) ? queried : E_FAIL);
-    }
-    return inner;
+    return property_object<IMessage>(attachment, PR_ATTACH_DATA_OBJ, IID_IMessage);
 }
 
 std::string type_of_file(std::string_view mime_tag)

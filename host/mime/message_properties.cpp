@@ -90,17 +90,7 @@ std::optional<std::uint64_t> time_property(IMAPIProp& object, std::uint32_t tag)
 
 ComPtr<IStream> property_stream(IMAPIProp& object, std::uint32_t tag)
 {
-    ComPtr<IUnknown> opened;
-    const HRESULT result = object.OpenProperty(tag, &IID_IStream, 0, 0, Receive(opened));
-    if (result == MAPI_E_NOT_FOUND || (SUCCEEDED(result) && !opened)) {
-        return nullptr;
-    }
-    ComPtr<IStream> stream;
-    const HRESULT queried = FAILED(result) ? result : Query(opened.get(), IID_IStream, stream);
-    if (FAILED(queried) || !stream) {
-        throw ComError(FAILED(queried) ? queried : E_FAIL);
-    }
-    return stream;
+    return property_object<IStream>(object, tag, IID_IStream);
 }
 
 void each_row(IMAPITable& table, const std::vector<std::uint32_t>& columns,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "outlook/qdmailprotect/mapi/com_error.h"
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 
 #include <cstdint>
@@ -20,7 +21,27 @@ std::optional<std::uint32_t> number_property(IMAPIProp& object, std::uint32_t ta
 bool flag_property(IMAPIProp& object, std::uint32_t tag);
 /// A time in units of 100 ns since 1601.
 std::optional<std::uint64_t> time_property(IMAPIProp& object, std::uint32_t tag);
-/// A stream over a property for reading; null when the property is absent. Other failures raise ComError.
+/// A property opened as an object for reading; null when the property is absent. Other failures raise ComError, or the
+/// object's own refusal of the interface.
+template <typename Interface>
+ComPtr<Interface> property_object(IMAPIProp& object, std::uint32_t tag, REFIID iid)
+{
+    ComPtr<IUnknown> opened;
+    HRESULT result = object.OpenProperty(tag, &iid, 0, 0, Receive(opened));
+    if (result == MAPI_E_NOT_FOUND || (SUCCEEDED(result) && !opened)) {
+        return nullptr;
+    }
+    ComPtr<Interface> typed;
+    if (SUCCEEDED(result)) {
+        result = Query(opened.get(), iid, typed);
+    }
+    if (FAILED(result) || !typed) {
+        throw ComError(FAILED(result) ? result : E_FAIL);
+    }
+    return typed;
+}
+
+/// A stream over a property.
 ComPtr<IStream> property_stream(IMAPIProp& object, std::uint32_t tag);
 
 /// Runs `work` on each row of a table, with these columns.
