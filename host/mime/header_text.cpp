@@ -1,5 +1,6 @@
 #include "host/mime/header_text.h"
 
+#include "host/mime/line_limits.h"
 #include "host/mime/property_text.h"
 
 #include <algorithm>
@@ -9,8 +10,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t longest_line = 76;
-constexpr std::size_t longest_word = 900; ///< a line that holds it stays below the 998 characters that are allowed
-constexpr std::size_t longest_name = 90;  ///< of a header: the longest word fits on its line
+constexpr std::size_t longest_name = 90; ///< of a header: the longest word fits on its line
 
 bool is_letter(char c)
 {

@@ -1,5 +1,6 @@
 #include "host/mime/plain_headers_windows.h"
 
+#include "host/mime/line_limits.h"
 #include "host/mime/message_properties.h"
 #include "host/store/tags.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
@@ -15,7 +16,6 @@ namespace host {
 namespace {
 
 constexpr std::string_view fold = "\r\n ";
-constexpr std::size_t longest_word = 900; ///< a line that holds it stays below the 998 characters that are allowed
 
 std::string utf8(std::wstring_view text)
 {
