@@ -1,10 +1,10 @@
 // What the add-in costs its client, measured through COM as the client would: the registered module, connected, with
 // real messages and a service in this process. Windows only; "regsvr32 postwarden.dll" comes first.
 
-#include "host/mailhost/broker_class.h"
-#include "host/mailhost/loaded_addins.h"
-#include "host/opening/snapshot.h"
-#include "host/outlook/outlook_client.h"
+#include "client/mailhost/broker_class.h"
+#include "client/mailhost/loaded_addins.h"
+#include "client/model/outlook_client.h"
+#include "desk/run/snapshot.h"
 #include "service/scan_server.h"
 #include "settings/settings_blob.h"
 #include "tool/icap_client/session_manager.h"

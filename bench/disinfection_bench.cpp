@@ -1,9 +1,8 @@
 // What a condemned message costs: its disinfection, the whole opening with it, and the conversion of inline images
 // beside the bare decoding of the same images.
 
-#include "host/cli/mail_client.h"
-#include "host/cli/service_link.h"
-#include "host/store/message_object.h"
+#include "desk/cli/mail_client.h"
+#include "desk/cli/service_link.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "outlook/qdmailprotect/disinfection/base64.h"
 #include "outlook/qdmailprotect/disinfection/inline_images.h"
@@ -11,6 +10,7 @@
 #include "service/notice_page.h"
 #include "service/scan_engine.h"
 #include "service/scan_server.h"
+#include "store/message_object.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/archive/iterators/binary_from_base64.hpp>

@@ -1,12 +1,12 @@
 // How long mail goes unscanned once there is a service again: from the moment it listens to the first opening that it
 // judged. The link's own timer decides it, so that the figures spread over its pause of one second.
 
-#include "host/cli/mail_client.h"
-#include "host/cli/service_link.h"
-#include "host/mime/message_reader.h"
-#include "host/store/bytes.h"
+#include "desk/cli/mail_client.h"
+#include "desk/cli/service_link.h"
+#include "mail/mime/reading/message_reader.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "service/scan_server.h"
+#include "store/bytes.h"
 
 #include <algorithm>
 #include <chrono>

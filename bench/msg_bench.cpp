@@ -1,7 +1,7 @@
 // Outlook message files: written and read, and beside it the time that msgconvert takes for the same files.
 
-#include "host/msg/msg_file.h"
-#include "host/store/tags.h"
+#include "mail/msg/msg_file.h"
+#include "store/tags.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,11 +1,11 @@
 // Openings of messages through the whole logic: scanned each time, and with the verdict stored on the message.
 
 #include "bench/sink_peer.h"
-#include "host/cli/mail_client.h"
-#include "host/cli/service_link.h"
-#include "host/mime/message_reader.h"
-#include "host/store/bytes.h"
+#include "desk/cli/mail_client.h"
+#include "desk/cli/service_link.h"
+#include "mail/mime/reading/message_reader.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
+#include "store/bytes.h"
 
 #include <benchmark/benchmark.h>
 

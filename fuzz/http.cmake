@@ -1,4 +1,4 @@
-include("${CMAKE_SOURCE_DIR}/tests/http/grammar_judge.cmake")
+include("${CMAKE_SOURCE_DIR}/tests/tool/http/grammar_judge.cmake")
 
 add_executable(fuzz_http_grammar http_grammar_fuzzer.cpp)
 target_link_libraries(fuzz_http_grammar PRIVATE grammar_judge tool_http)

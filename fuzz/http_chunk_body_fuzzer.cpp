@@ -1,4 +1,4 @@
-#include "tests/http/body_judge.h"
+#include "tests/tool/http/body_judge.h"
 #include "tool/http/analyzer.h"
 #include "tool/http/message_body.h"
 

@@ -1,4 +1,4 @@
-#include "tests/http/spirit_judge.h"
+#include "tests/tool/http/spirit_judge.h"
 
 #include <cstddef>
 #include <cstdint>

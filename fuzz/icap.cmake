@@ -1,4 +1,4 @@
-include("${CMAKE_SOURCE_DIR}/tests/icap/icap_judge.cmake")
+include("${CMAKE_SOURCE_DIR}/tests/tool/icap/icap_judge.cmake")
 
 add_executable(fuzz_icap_analyzer icap_analyzer_fuzzer.cpp)
 target_link_libraries(fuzz_icap_analyzer PRIVATE tool_icap)

@@ -1,4 +1,4 @@
-#include "tests/icap/encapsulated_judge.h"
+#include "tests/tool/icap/encapsulated_judge.h"
 #include "tool/icap/encapsulated.h"
 
 #include <cstddef>

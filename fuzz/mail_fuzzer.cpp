@@ -1,8 +1,8 @@
 // Bytes as mail: refused with a reason, or a message that is written as a file of this program's, read again, and
 // written to the very same file. The same bytes as such a file may say anything in its headers and harm nobody.
 
-#include "host/mime/message_reader.h"
-#include "host/mime/message_writer.h"
+#include "mail/mime/reading/message_reader.h"
+#include "mail/mime/writing/message_writer.h"
 
 #include <cstdio>
 #include <cstdlib>

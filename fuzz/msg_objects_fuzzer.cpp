@@ -4,10 +4,10 @@
 //   bits 0 to 3: its name, one of those of the format; bit 4: a number of two bytes that belongs to the name follows
 // A stream has its length in two bytes, and its bytes.
 
-#include "host/msg/layout.h"
-#include "host/msg/message_composer.h"
-#include "host/msg/message_parser.h"
-#include "host/store/unreadable_message.h"
+#include "mail/msg/layout.h"
+#include "mail/msg/message_composer.h"
+#include "mail/msg/message_parser.h"
+#include "store/unreadable_message.h"
 
 #include <cstdio>
 #include <cstdlib>

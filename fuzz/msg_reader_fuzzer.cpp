@@ -1,10 +1,10 @@
 // Bytes as a message file: they are refused with a reason, or give a message that is written again stream by stream.
 
-#include "host/msg/compound_check.h"
-#include "host/msg/compound_file.h"
-#include "host/msg/message_composer.h"
-#include "host/msg/message_parser.h"
-#include "host/store/unreadable_message.h"
+#include "mail/msg/compound_check.h"
+#include "mail/msg/compound_file.h"
+#include "mail/msg/message_composer.h"
+#include "mail/msg/message_parser.h"
+#include "store/unreadable_message.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 #include "cctool/error.h"
-#include "settings/json/settings_json.h"
+#include "desk/settings/settings_json.h"
 #include "settings/settings_blob.h"
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // Carrier of the precompiled header that all test binaries reuse.
-int main() {
+int main()
+{
     return 0;
 }

@@ -1,9 +1,10 @@
 #include "tests/end_to_end/desk.h"
 
-#include "host/mime/converter_session.h"
-#include "host/mime/message_reader.h"
-#include "host/store/bytes.h"
+#include "mail/mime/reading/message_reader.h"
+#include "mail/mime/writing/converter_session.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
+#include "store/bytes.h"
+#include "store/memory_stream.h"
 
 #include <utility>
 
@@ -52,6 +53,7 @@ desk::desk(std::shared_ptr<ConnectionSource> link, std::shared_ptr<const host::s
     MailCheckerServices services;
     services.link = std::move(link);
     services.converter.createSession = host::converter_session::create;
+    services.converter.createStream = host::create_memory_stream;
     services.disinfector = MakeMailDisinfector();
     checker_ = std::make_shared<MailChecker>(std::move(services));
     checker_->Init(true, 4711, "/usr/bin/mail-client", "S-1-5-21-0-0-0-1000");

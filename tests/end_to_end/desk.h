@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/cli/mail_client.h"
+#include "desk/cli/mail_client.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "outlook/qdmailprotect/link/connection_source.h"
 #include "tests/end_to_end/impatient_pool.h"

@@ -1,8 +1,8 @@
 #include "tests/end_to_end/disinfected_message.h"
 
-#include "host/opening/digest.h"
 #include "service/notice_page.h"
 #include "service/text.h"
+#include "store/digest.h"
 #include "tests/end_to_end/desk.h"
 #include "tool/system/conversions.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/store/records.h"
+#include "store/message_record.h"
 
 #include <nlohmann/json.hpp>
 

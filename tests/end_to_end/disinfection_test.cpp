@@ -1,12 +1,12 @@
 // What disinfection promises, on many messages: opened by the command line, saved, and opened again.
 
-#include "host/mail/mail_files.h"
+#include "desk/copies/mail_files.h"
 #include "service/builtin_engine.h"
 #include "service/clamd_engine.h"
 #include "service/scan_server.h"
+#include "tests/desk/cli/cli_fixture.h"
 #include "tests/end_to_end/counting_engine.h"
 #include "tests/end_to_end/disinfected_message.h"
-#include "tests/host/cli_fixture.h"
 #include "tests/service/clamd_daemon.h"
 
 #include <gmock/gmock.h>

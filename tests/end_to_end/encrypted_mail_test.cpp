@@ -1,15 +1,15 @@
 // Encrypted mail on the whole road: the reader's own key opens it, the check judges what is inside, and what is done
 // about it is done to the message behind the display.
 
-#include "host/mime/message_reader.h"
-#include "host/opening/snapshot.h"
-#include "host/smime/enveloped_message.h"
+#include "desk/run/snapshot.h"
+#include "mail/mime/reading/message_reader.h"
+#include "mail/smime/enveloped_message.h"
 #include "service/builtin_engine.h"
 #include "service/notice_page.h"
 #include "service/scan_server.h"
 #include "tests/end_to_end/counting_engine.h"
 #include "tests/end_to_end/desk.h"
-#include "tests/host/smime_fixture.h"
+#include "tests/mail/smime/smime_fixture.h"
 #include "tests/support/log_capture.h"
 
 #include <gmock/gmock.h>

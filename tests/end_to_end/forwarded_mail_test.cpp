@@ -1,6 +1,6 @@
 // A message inside a message: it goes over the wire twice, as a body and whole, and stands or falls as one attachment.
 
-#include "host/opening/snapshot.h"
+#include "desk/run/snapshot.h"
 #include "service/scan_server.h"
 #include "tests/end_to_end/desk.h"
 #include "tests/end_to_end/keeping_engine.h"

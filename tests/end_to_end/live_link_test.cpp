@@ -2,14 +2,14 @@
 // threads scan over whatever pool the link has. The link's own timer runs; only the five minutes between two health
 // checks are skipped, by a clock of the test's.
 
-#include "host/settings/settings_file.h"
+#include "desk/settings/bytes_broker.h"
+#include "desk/settings/settings_file.h"
 #include "logging/logging.h"
-#include "outlook/qdmailprotect/link/bytes_broker.h"
 #include "outlook/qdmailprotect/link/scanner_link.h"
 #include "settings/settings_blob.h"
 #include "tests/end_to_end/desk.h"
 #include "tests/end_to_end/running_service.h"
-#include "tests/host/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 #include "tool/web/io_memory.h"
 
 #include <gmock/gmock.h>

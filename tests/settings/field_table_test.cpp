@@ -1,5 +1,5 @@
+#include "desk/settings/settings_json.h"
 #include "settings/field.h"
-#include "settings/json/settings_json.h"
 #include "settings/web_traffic_monitor_settings.h"
 #include "tests/settings/record_changes.h"
 

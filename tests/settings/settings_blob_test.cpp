@@ -1,6 +1,6 @@
 #include "settings/settings_blob.h"
 #include "settings/task_settings_ser.h"
-#include "tests/cctool/blob_bytes.h"
+#include "tests/extlib/cctool/blob_bytes.h"
 #include "tests/settings/record_changes.h"
 #include "tests/support/every_split.h"
 #include "tests/support/failing_new.h"

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "tool/presence/hold_presence.h"
-
 #include <platform/handles.h>
 
+#include <fcntl.h>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -40,15 +39,18 @@ enum class lock_state
 /// Looks without touching the lock.
 [[nodiscard]] lock_state look_at(const lock_place& place);
 
-/// Holds the lock of one place, making folder and file where they are missing.
-class lock_holder final : public holder
-{
-public:
-    /// Raises std::runtime_error.
-    explicit lock_holder(const lock_place& place);
+// What the reader of the lock and its holder have in common.
 
-private:
-    winapi::file_handle file_;
-};
+inline constexpr const char* lock_file_name = "service.lock";
+
+/// True for an open file or folder of the type `type` (S_IFREG, S_IFDIR) that belongs to the owner of `place` or to
+/// root and that nobody else may change.
+[[nodiscard]] bool is_trusted(int descriptor, const lock_place& place, mode_t type);
+
+/// Opens the folder; no handle, and errno, when it can't be opened. Follows no link.
+[[nodiscard]] winapi::file_handle open_lock_folder(const lock_place& place);
+
+/// A lock of that type (F_RDLCK, F_WRLCK) over the whole file.
+[[nodiscard]] struct flock whole_file(short type);
 
 } // namespace presence

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "outlook/qdmailprotect/check/records.h"
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
+#include "outlook/qdmailprotect/results/check_results.h"
 
 #include <string>
 

@@ -2,9 +2,9 @@
 
 #include "logging/logging.h"
 #include "outlook/qdmailprotect/access/properties.h"
-#include "outlook/qdmailprotect/check/records.h"
 #include "outlook/qdmailprotect/mapi/outlook_items.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
+#include "outlook/qdmailprotect/results/check_results.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>

@@ -5,9 +5,9 @@
 #include "outlook/qdmailprotect/check/attachment_rows.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
 #include "outlook/qdmailprotect/check/message_ids.h"
-#include "outlook/qdmailprotect/check/response_contents.h"
 #include "outlook/qdmailprotect/check/scan_border.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
+#include "outlook/qdmailprotect/results/response_contents.h"
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"
 

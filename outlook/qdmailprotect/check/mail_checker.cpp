@@ -4,10 +4,10 @@
 #include "outlook/qdmailprotect/access/item_access.h"
 #include "outlook/qdmailprotect/access/properties.h"
 #include "outlook/qdmailprotect/check/message_ids.h"
-#include "outlook/qdmailprotect/check/response_contents.h"
 #include "outlook/qdmailprotect/check/scan_border.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
+#include "outlook/qdmailprotect/results/response_contents.h"
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"
 

@@ -2,10 +2,10 @@
 
 #include "outlook/qdmailprotect/access/message_converter.h"
 #include "outlook/qdmailprotect/check/message_check.h"
-#include "outlook/qdmailprotect/check/records.h"
 #include "outlook/qdmailprotect/check/session_lookup.h"
 #include "outlook/qdmailprotect/disinfection/message_disinfector.h"
 #include "outlook/qdmailprotect/link/connection_source.h"
+#include "outlook/qdmailprotect/results/check_results.h"
 #include "outlook/qdmailprotect/verdict/verdict_cache.h"
 #include "tool/icap_client/scan_records.h"
 #include "tool/system/clock.h"

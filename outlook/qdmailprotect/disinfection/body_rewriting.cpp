@@ -3,9 +3,9 @@
 #include "logging/logging.h"
 #include "outlook/qdmailprotect/access/attachment_creation.h"
 #include "outlook/qdmailprotect/access/properties.h"
-#include "outlook/qdmailprotect/check/response_contents.h"
 #include "outlook/qdmailprotect/disinfection/inline_images.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
+#include "outlook/qdmailprotect/results/response_contents.h"
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "outlook/qdmailprotect/check/records.h"
 #include "outlook/qdmailprotect/disinfection/string_resources.h"
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
+#include "outlook/qdmailprotect/results/check_results.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "outlook/qdmailprotect/check/records.h"
+#include "outlook/qdmailprotect/results/check_results.h"
 
 #include <string>
 #include <vector>

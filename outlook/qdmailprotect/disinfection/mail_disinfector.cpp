@@ -2,11 +2,11 @@
 
 #include "logging/logging.h"
 #include "outlook/qdmailprotect/access/attachment_creation.h"
-#include "outlook/qdmailprotect/check/response_contents.h"
 #include "outlook/qdmailprotect/disinfection/body_rewriting.h"
 #include "outlook/qdmailprotect/disinfection/encrypted_message.h"
 #include "outlook/qdmailprotect/disinfection/subject_marking.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
+#include "outlook/qdmailprotect/results/response_contents.h"
 #include "outlook/qdmailprotect/verdict/verdict_cache.h"
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"

@@ -1,18 +1,13 @@
 #pragma once
 
-#include "outlook/qdmailprotect/mapi/com_object.h"
+#include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 
 #include <platform/outlook_items.h>
 
 #include <string>
 
 // The mail client's objects, as far as a check looks at them. The three kinds of items answer QueryInterface for an
-// identifier of their own and are otherwise alike. An object that is given to the add-in, by a stand-in for the mail
-// client or by a test, derives from OutlookItemBase or OutlookAttachmentBase of the platform header and supplies the
-// same few operations on every system:
-//
-//   HRESULT MapiObject(IUnknown** object)            of OutlookItemBase(kind)
-//   std::wstring FileName(), DisplayName()           of OutlookAttachmentBase
+// identifier of their own and are otherwise alike.
 
 inline constexpr IID IID_MailItem{0x00063034, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_MeetingItem{0x00063062, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};

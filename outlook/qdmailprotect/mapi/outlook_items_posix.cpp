@@ -14,9 +14,3 @@ HRESULT GetDisplayName(OutlookAttachmentInterface* attachment, std::wstring& nam
 {
     return attachment->get_DisplayName(name);
 }
-
-void* OutlookAttachmentBase::FindInterface(REFIID iid)
-{
-    return iid == IID_IUnknown || iid == IID_OutlookAttachment ? static_cast<OutlookAttachmentInterface*>(this)
-                                                               : nullptr;
-}

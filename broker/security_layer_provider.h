@@ -1,0 +1,22 @@
+#pragma once
+
+#include "client/model/settings_broker.h"
+#include "outlook/qdmailprotect/com/module_lifetime.h"
+
+namespace host {
+
+// {5F0B6E6C-3C0E-4C0B-9A53-2E4B7B8D61A7}
+inline constexpr CLSID security_layer_provider_id{
+    0x5F0B6E6C, 0x3C0E, 0x4C0B, {0x9A, 0x53, 0x2E, 0x4B, 0x7B, 0x8D, 0x61, 0xA7}};
+
+/// Stands in for the product's broker: it answers what the configuration asks for, read anew at each call.
+class security_layer_provider final : public settings_broker
+{
+public:
+    security_layer_provider();
+
+private:
+    ModuleReference module_;
+};
+
+} // namespace host

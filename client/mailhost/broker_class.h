@@ -1,0 +1,11 @@
+#pragma once
+
+#include "client/model/settings_broker.h"
+
+namespace host {
+
+/// Whether this program stands in for the product's broker, and with what. Without an answer its class is not there.
+/// The program's manifest names the class, so that the whole process, and nobody else, finds it by its name.
+void offer_broker(settings_broker::answer settings);
+
+} // namespace host

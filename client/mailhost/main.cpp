@@ -1,0 +1,102 @@
+#include "client/mailhost/mailhost_command.h"
+#include "tool/system/conversions.h"
+
+#include <windows.h>
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <iostream>
+
+namespace {
+
+constexpr const char* footer =
+    R"(PATH is an Outlook message file or a folder of them (the folders in it are left out). The add-ins are those that
+the registry lists for the mail client. Without --port the scanning service runs inside this process, on a free
+loopback port; the add-in learns of it from a stand-in for the product's broker, which only this process sees.
+
+Values of --registry, and the one that has the add-in tell its trace, are written to the machine's registry and
+taken back at the end.
+
+Exit status: 0 all opened, 1 something broke, 2 the command line is wrong, 3 a message could not be read (the others
+are done), 4 no service at the port that was asked for (messages open unscanned then), 5 no add-in, or one that
+cannot be loaded or refuses to be connected, 6 an object that was handed to an add-in was never released.)";
+
+std::size_t terminal_width()
+{
+    constexpr std::size_t usual = 100;
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == 0) {
+        return usual;
+    }
+    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left) + 1;
+}
+
+bool is_terminal(DWORD handle)
+{
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(handle), &mode) != 0;
+}
+
+std::vector<std::string> utf8_arguments(int argc, wchar_t** argv)
+{
+    std::vector<std::string> result;
+    result.reserve(static_cast<std::size_t>(argc));
+    for (int i = 0; i < argc; ++i) {
+        result.push_back(winapi::conv_to_char(argv[i], winapi::code_page_utf8));
+    }
+    return result;
+}
+
+host::exit_status run(const std::vector<std::string>& arguments, const host::console& where)
+{
+    CLI::App app("Opens mail as the mail client would, with the add-ins that are registered for it.", "mailhost");
+    app.set_version_flag("--version", "mailhost " POSTWARDEN_VERSION);
+    app.set_help_flag("--help,-h", "Print this help and end");
+    app.allow_windows_style_options(false); // a path may begin with a slash
+    host::mailhost_options options;
+    host::add_open_options(app, options.open);
+    host::add_saving_options(app, options.saving);
+    app.add_option("--version-string", options.version, "Version that the client says it has")
+        ->type_name("TEXT")
+        ->capture_default_str();
+    app.add_option("--decrypted", options.decrypted,
+                   "What is inside encrypted messages, as messages of the same names: there is no key to open them "
+                   "with here")
+        ->type_name("DIR");
+    app.footer(footer);
+    std::vector<const char*> pointers;
+    pointers.reserve(arguments.size());
+    for (const std::string& argument : arguments) {
+        pointers.push_back(argument.c_str());
+    }
+    try {
+        app.parse(static_cast<int>(pointers.size()), pointers.data());
+    } catch (const CLI::Success& told) { // help and version
+        app.exit(told, where.out, where.err);
+        return host::exit_status::done;
+    } catch (const CLI::ParseError& problem) {
+        report(where, "command line", std::string(problem.what()) + "; --help tells more");
+        return host::exit_status::usage;
+    }
+    const std::string wrong = settle(app, options.open, options.saving);
+    if (!wrong.empty()) {
+        report(where, "command line", wrong + "; --help tells more");
+        return host::exit_status::usage;
+    }
+    return run_mailhost(options, where);
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv)
+{
+    SetConsoleOutputCP(CP_UTF8);
+    const host::console where{std::cout, std::cerr, is_terminal(STD_ERROR_HANDLE), terminal_width(), "mailhost"};
+    try {
+        return static_cast<int>(run(utf8_arguments(argc, argv), where));
+    } catch (const std::exception& failure) {
+        report(where, "failed", failure.what());
+        return static_cast<int>(host::exit_status::failed);
+    }
+}

@@ -1,0 +1,95 @@
+#include "client/model/settings_broker.h"
+
+#include "store/guard.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+/// Checks a call as a strict server does.
+HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* parameters)
+{
+    if (iid != IID_NULL) {
+        return DISP_E_UNKNOWNINTERFACE;
+    }
+    if (id != settings_broker::load_method || (flags & DISPATCH_METHOD) == 0) {
+        return DISP_E_MEMBERNOTFOUND;
+    }
+    if (!parameters || parameters->cArgs != 1 || parameters->cNamedArgs != 0) {
+        return DISP_E_BADPARAMCOUNT;
+    }
+    if (parameters->rgvarg[0].vt != VT_I4) {
+        return DISP_E_TYPEMISMATCH;
+    }
+    return parameters->rgvarg[0].lVal == settings_broker::load_argument ? HRESULT{S_OK} : E_INVALIDARG;
+}
+
+} // namespace
+
+HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value)
+{
+    SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
+    if (!array) {
+        return E_OUTOFMEMORY;
+    }
+    value.vt = VT_ARRAY | VT_UI1;
+    value.parray = array;
+    void* contents = nullptr;
+    const HRESULT result = SafeArrayAccessData(array, &contents);
+    if (FAILED(result)) {
+        VariantClear(&value);
+        return result;
+    }
+    std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(contents));
+    return SafeArrayUnaccessData(array);
+}
+
+settings_broker::settings_broker(answer settings)
+    : settings_(std::move(settings))
+{}
+
+void* settings_broker::FindInterface(REFIID iid)
+{
+    return iid == IID_IUnknown || iid == IID_IDispatch ? static_cast<IDispatch*>(this) : nullptr;
+}
+
+HRESULT settings_broker::GetTypeInfoCount(UINT* count)
+{
+    if (!count) {
+        return E_POINTER;
+    }
+    *count = 0;
+    return S_OK;
+}
+
+HRESULT settings_broker::GetTypeInfo(UINT, LCID, ITypeInfo** info)
+{
+    if (info) {
+        *info = nullptr;
+    }
+    return DISP_E_BADINDEX;
+}
+
+HRESULT settings_broker::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
+{
+    return DISP_E_UNKNOWNNAME;
+}
+
+HRESULT settings_broker::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                                EXCEPINFO*, UINT*)
+{
+    const HRESULT checked = check_call(id, iid, flags, parameters);
+    if (FAILED(checked)) {
+        return checked;
+    }
+    if (!result) {
+        return E_POINTER;
+    }
+    VariantInit(result);
+    return guarded([&] { return settings_(*result); });
+}
+
+} // namespace host

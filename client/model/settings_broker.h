@@ -1,0 +1,42 @@
+#pragma once
+
+#include "outlook/qdmailprotect/mapi/com_object.h"
+#include "store/object_ledger.h"
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace host {
+
+/// An array of bytes as a value.
+HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value);
+
+/// Stands in for the product's broker: method 2 with the number 1 gives the settings as an array of bytes. Late bound
+/// only, without type information. May be used on any thread.
+class settings_broker : public ComObject<IDispatch>
+{
+public:
+    static constexpr DISPID load_method = 2;
+    static constexpr LONG load_argument = 1;
+    /// Fills in what the method gives, asked anew at each call. What it raises becomes a failure of the call.
+    using answer = std::function<HRESULT(VARIANT& value)>;
+
+    explicit settings_broker(answer settings);
+
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID locale,
+                                            DISPID* identifiers) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID locale, WORD flags, DISPPARAMS* parameters,
+                                     VARIANT* result, EXCEPINFO* exception, UINT* wrong_argument) override;
+
+protected:
+    void* FindInterface(REFIID iid) override;
+
+private:
+    answer settings_;
+    ledger_entry entry_{"settings broker", static_cast<IDispatch*>(this)};
+};
+
+} // namespace host

@@ -1,0 +1,147 @@
+#include "desk/cli/command_line.h"
+
+#include "desk/cli/open_command.h"
+#include "desk/cli/scan_command.h"
+#include "desk/cli/settings_command.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <map>
+
+namespace host {
+
+namespace {
+
+constexpr const char* open_footer =
+    R"(PATH is an .eml or .msg file, an mbox, or a folder of them (the folders in it are left out).
+Without --port and --settings the scanning service runs inside this process, on a free loopback port. As
+with the product, no settings are loaded while a service shows its presence (postwarden-service
+--hold-presence); then the defaults hold, with port 1345 and path "/webscan".
+
+A saved copy has the name of its message; one of an mbox has its number behind it, "mbox-3.eml". A file
+that is there already stays: the copy then gets a number too, "report-2.eml". It is the message as it
+stood on display at its first opening, with --reopen at its last one; of an encrypted message, what stands
+behind the display: still encrypted, unless the check replaced its body. The "before" and "after" of --json
+and the last column of the table tell of the same.
+
+Exit status: 0 all opened, 1 a copy could not be saved, 2 the command line is wrong, 3 a message could
+not be read (the others are done), 4 no service where one was asked for (messages open unscanned then).)";
+
+constexpr const char* scan_footer = R"(What FILE holds, by kind:
+  mail, object     the bytes that are scanned
+  http-request     an HTTP request as it goes over the wire: head, empty line, body
+  http-response    a request in that form, and directly behind it the response to it
+  certificate      a text: the server's name in the first line, the certificate's name in the second
+  health           a text whose first line is sent; FILE may be left out
+
+Prints the result (0 not judged, 1 clean, 2 blocked, 3 repaired), the threat and the service's ISTag.
+Without --port the scanning service runs inside this process, on a free loopback port. A scan whose
+exchange fails counts as clean; so does an object that is shorter than the preview its service wants.
+
+Exit status: 0 all scanned, 1 what was repaired could not be written, 2 the command line is wrong, 3 a file
+could not be read or is not what its kind asks for, 4 no service, or it gave no answer.)";
+
+void add_mail_options(CLI::App& command, mail_options& mail)
+{
+    add_saving_options(command, mail.saving);
+    command.add_flag("--saved", mail.saved,
+                     "PATH holds messages that --save wrote: the verdict that a header of theirs tells is believed");
+    CLI::Option* key =
+        command.add_option("--smime-key", mail.smime_key, "Private key that opens encrypted messages, PEM")
+            ->type_name("FILE");
+    CLI::Option* certificate =
+        command.add_option("--smime-cert", mail.smime_certificate, "Certificate of that key, PEM")->type_name("FILE");
+    key->needs(certificate);
+    certificate->needs(key);
+}
+
+CLI::App* add_open(CLI::App& app, open_options& options, mail_options& mail)
+{
+    CLI::App* command = app.add_subcommand("open", "Open messages as a mail client would, with the whole check");
+    add_open_options(*command, options);
+    add_mail_options(*command, mail);
+    command->footer(open_footer);
+    return command;
+}
+
+CLI::App* add_scan(CLI::App& app, scan_options& options)
+{
+    static const std::map<std::string, scan_kind> kinds{{"mail", scan_kind::mail},
+                                                        {"object", scan_kind::object},
+                                                        {"http-request", scan_kind::http_request},
+                                                        {"http-response", scan_kind::http_response},
+                                                        {"certificate", scan_kind::certificate},
+                                                        {"health", scan_kind::health}};
+    CLI::App* command = app.add_subcommand("scan", "Run one scan of each file");
+    command->add_option("FILE", options.files, "Files")->type_name("");
+    command
+        ->add_option("--kind", options.kind, "mail (default), object, http-request, http-response, certificate, health")
+        ->transform(CLI::Transformer(kinds).description(""))
+        ->type_name("KIND");
+    add_service_options(*command, options.port, options.uri, options.json);
+    command->add_option("--timeout", options.timeout_ms, "Longest wait for an answer, in milliseconds")
+        ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{3600000}))
+        ->type_name("MS")
+        ->capture_default_str();
+    command->add_option("--repaired-to", options.repaired_to, "Write what was repaired to a file")->type_name("FILE");
+    command->footer(scan_footer);
+    return command;
+}
+
+exit_status wrong_usage(const console& where, const std::string& why)
+{
+    report(where, "command line", why + "; --help tells more");
+    return exit_status::usage;
+}
+
+exit_status run_unguarded(int argc, const char* const* argv, const console& where)
+{
+    CLI::App app("Opens mail through the postwarden check, and scans files.", "postwarden");
+    app.set_version_flag("--version", "postwarden " POSTWARDEN_VERSION);
+    app.set_help_flag("--help,-h", "Print this help and end");
+    app.require_subcommand(1);
+    open_options to_open;
+    mail_options mail;
+    scan_options to_scan;
+    settings_options settings;
+    const CLI::App* open = add_open(app, to_open, mail);
+    const CLI::App* scan = add_scan(app, to_scan);
+    const CLI::App* with_settings = add_settings(app, settings);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& told) { // help and version
+        app.exit(told, where.out, where.err);
+        return exit_status::done;
+    } catch (const CLI::ParseError& problem) {
+        return wrong_usage(where, problem.what());
+    }
+    if (open->parsed()) {
+        const std::string wrong = settle(*open, to_open, mail.saving);
+        return wrong.empty() ? run_open(to_open, mail, where) : wrong_usage(where, wrong);
+    }
+    if (with_settings->parsed()) {
+        return run_settings(settings, where);
+    }
+    if (to_scan.files.empty() && to_scan.kind != scan_kind::health) {
+        return wrong_usage(where, "FILE is required");
+    }
+    if (!to_scan.repaired_to.empty() && to_scan.files.size() > 1) {
+        return wrong_usage(where, "--repaired-to takes one FILE only");
+    }
+    return scan->parsed() ? run_scan(to_scan, where) : exit_status::usage;
+}
+
+} // namespace
+
+exit_status run(int argc, const char* const* argv, const console& where)
+{
+    try {
+        return run_unguarded(argc, argv, where);
+    } catch (const std::exception& failure) {
+        report(where, "failed", failure.what());
+        return exit_status::failed;
+    }
+}
+
+} // namespace host

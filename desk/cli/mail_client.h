@@ -1,0 +1,35 @@
+#pragma once
+
+#include "desk/run/opening.h"
+#include "mail/smime/enveloped_message.h"
+#include "outlook/qdmailprotect/check/mail_events.h"
+#include "outlook/qdmailprotect/check/message_check.h"
+#include "store/event_source.h"
+
+#include <memory>
+
+namespace host {
+
+/// Opens messages as the mail client does: item load, before read, read complete, unload, on the calling thread. An
+/// enveloped message opens as the wrapper of what its reader may see.
+class mail_client final : public message_opener
+{
+public:
+    /// `identity` is the reader's own; null: enveloped messages stay closed.
+    explicit mail_client(std::shared_ptr<MessageCheck> check, std::shared_ptr<const smime_identity> identity = nullptr);
+    mail_client(const mail_client&) = delete;
+    mail_client& operator=(const mail_client&) = delete;
+    ~mail_client() override;
+
+    opening open(const std::shared_ptr<message_record>& stored) override;
+
+private:
+    class observed_check;
+
+    std::shared_ptr<observed_check> check_;
+    std::shared_ptr<const smime_identity> identity_;
+    std::shared_ptr<event_source> events_;
+    ComPtr<MailEvents> receiver_;
+};
+
+} // namespace host

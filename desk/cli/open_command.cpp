@@ -1,0 +1,162 @@
+#include "desk/cli/open_command.h"
+
+#include "desk/cli/mail_client.h"
+#include "desk/cli/service_link.h"
+#include "desk/copies/mail_files.h"
+#include "desk/run/open_messages.h"
+#include "desk/run/scan_target.h"
+#include "desk/settings/settings_file.h"
+#include "logging/scoped_output.h"
+#include "logging/trace_configuration.h"
+#include "mail/files/path_text.h"
+#include "mail/mime/writing/converter_session.h"
+#include "outlook/qdmailprotect/check/mail_checker.h"
+#include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
+#include "store/memory_stream.h"
+#include "tool/system/conversions.h"
+#include "tool/system/identity.h"
+#include "tool/system/registry.h"
+
+#include <memory>
+#include <utility>
+#include <variant>
+
+namespace host {
+
+namespace {
+
+/// Puts values into a registry of the command's own, which stands in for the machine's while the command runs.
+void fill_registry(winapi::memory_registry& target, const std::vector<std::string>& values)
+{
+    for (const std::string& text : values) {
+        const registry_value entry = parse_registry_value(text);
+        if (const auto* number = std::get_if<std::uint32_t>(&entry.value)) {
+            target.set_number(entry.key, entry.name, *number);
+        } else {
+            target.set_string(entry.key, entry.name, std::get<std::wstring>(entry.value));
+        }
+    }
+}
+
+/// The checker with its start and end.
+class running_checker
+{
+public:
+    explicit running_checker(std::shared_ptr<ConnectionSource> link)
+        : checker_(std::make_shared<MailChecker>(services(std::move(link))))
+    {
+        const std::wstring user = winapi::user_sid_text(winapi::current_user_name());
+        checker_->Init(true, winapi::current_process_id(), winapi::current_process_path(),
+                       winapi::conv_to_char(user, winapi::code_page_utf8));
+    }
+    running_checker(const running_checker&) = delete;
+    running_checker& operator=(const running_checker&) = delete;
+    ~running_checker() { checker_->Close(); }
+
+    [[nodiscard]] std::shared_ptr<MailChecker> get() const { return checker_; }
+
+private:
+    static MailCheckerServices services(std::shared_ptr<ConnectionSource> link)
+    {
+        MailCheckerServices result;
+        result.link = std::move(link);
+        result.converter.createSession = converter_session::create;
+        result.converter.createStream = create_memory_stream;
+        result.disinfector = MakeMailDisinfector();
+        return result;
+    }
+
+    std::shared_ptr<MailChecker> checker_;
+};
+
+/// The service that messages are sent to, and the link to it: by the settings of a file, at the port that the user
+/// named, or inside this process.
+class opening_service
+{
+public:
+    explicit opening_service(const open_options& options)
+    {
+        if (!options.settings_file.empty()) {
+            link_ = std::make_unique<service_link>(path_of(options.settings_file));
+            return;
+        }
+        target_ = std::make_unique<scan_target>(options.port, options.uri);
+        link_ = std::make_unique<service_link>(target_->port(),
+                                               winapi::conv_to_wide(target_->uri(), winapi::code_page_utf8));
+    }
+
+    [[nodiscard]] const service_link& link() const noexcept { return *link_; }
+    /// The user asked for a service, and it could not be reached.
+    [[nodiscard]] bool missing() const { return (!target_ || target_->asked_for()) && link_->refused(); }
+    [[nodiscard]] std::string place() const
+    {
+        return "127.0.0.1:" + std::to_string(link_->get()->GetSettings()->ServerPort.Effective());
+    }
+
+private:
+    std::unique_ptr<scan_target> target_;
+    std::unique_ptr<service_link> link_;
+};
+
+/// The reader's own identity; null without one.
+std::shared_ptr<const smime_identity> load_identity(const mail_options& mail)
+{
+    return mail.smime_key.empty() ? nullptr
+                                  : std::make_shared<const smime_identity>(mail.smime_key, mail.smime_certificate);
+}
+
+/// Runs `make`; what it raises is told, and nothing comes of it.
+template <typename Make>
+auto attempt(Make&& make, const std::string& what, const console& where) -> std::optional<decltype(make())>
+{
+    try {
+        return make();
+    } catch (const std::exception& failure) {
+        report(where, what, failure.what());
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+exit_status run_open(const open_options& options, const mail_options& mail, const console& where)
+{
+    const std::string& file = options.settings_file;
+    if (!file.empty() && !attempt([&] { return load_settings(path_of(file)); }, file, where)) {
+        return exit_status::usage;
+    }
+    const auto identity = attempt([&] { return load_identity(mail); }, "S/MIME key", where);
+    if (!identity) {
+        return exit_status::usage;
+    }
+    const auto copies = attempt([&] { return make_copies(mail.saving); },
+                                mail.saving.save_to.empty() ? "temporary folder" : mail.saving.save_to, where);
+    if (!copies) {
+        return exit_status::failed;
+    }
+    winapi::memory_registry values;
+    fill_registry(values, options.registry);
+    const winapi::registry_override override_registry(values);
+    opening_totals totals;
+    const auto places = find_all_messages(options.paths, where, totals);
+    const logging::scoped_output log(options.log_file, options.log_level);
+    logging::apply_trace_configuration();
+
+    const opening_service service(options);
+    {
+        const running_checker checker(service.link().get());
+        mail_client client(checker.get(), *identity);
+        const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
+            return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
+        };
+        const opening_plan plan{options.times, options.json, copies->get(), mail.saving.reopen};
+        open_messages(places, plan, read, client, where, totals);
+    }
+    if (service.missing()) {
+        report(where, service.place(), "no scanning service answers there");
+        return exit_status::no_service;
+    }
+    return status_of(totals);
+}
+
+} // namespace host

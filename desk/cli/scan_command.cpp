@@ -1,0 +1,366 @@
+#include "desk/cli/scan_command.h"
+
+#include "desk/cli/http_text.h"
+#include "desk/run/scan_target.h"
+#include "outlook/qdmailprotect/access/io_stream.h"
+#include "store/byte_stream.h"
+#include "tool/icap/reply_readers.h"
+#include "tool/icap/response_message.h"
+#include "tool/icap_client/session_impl.h"
+#include "tool/icap_client/session_manager.h"
+#include "tool/system/conversions.h"
+#include "tool/system/identity.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+
+namespace host {
+
+namespace {
+
+using answer_ptr = icap::client::session::answer_ptr;
+
+/// What one scan came to.
+struct scan_outcome
+{
+    ScanResult result = ScanResult::None;
+    std::string threat;
+    std::string istag;
+    bool answered = true; ///< false: the exchange failed, which counts as clean
+    std::uint64_t elapsed_ms = 0;
+    bytes_ptr repaired; ///< null when nothing was repaired
+};
+
+constexpr std::array<const char*, 4> result_words{"not judged", "clean", "blocked", "repaired"};
+constexpr std::array<const char*, 6> kind_words{"mail",          "object",      "http-request",
+                                                "http-response", "certificate", "health"};
+
+std::string percent_encoded(std::string_view text)
+{
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string result;
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+                           c == '.' || c == '_' || c == '~';
+        if (plain) {
+            result.push_back(c);
+        } else {
+            result.push_back('%');
+            result.push_back(digits[code >> 4U]);
+            result.push_back(digits[code & 0xFU]);
+        }
+    }
+    return result;
+}
+
+/// The login session of this process; all ones when the system cannot tell.
+std::uint32_t own_session()
+{
+    std::uint32_t session = 0xFFFFFFFFU;
+    return winapi::process_id_to_session_id(winapi::current_process_id(), session) ? session : 0xFFFFFFFFU;
+}
+
+/// The first lines of a small text, without their line ends.
+std::array<std::string, 2> first_lines(const bytes& text)
+{
+    constexpr std::uint64_t longest = 4096;
+    std::string start(std::min(text.size(), longest), '\0');
+    start.resize(text.read(0, start.data(), start.size()));
+    std::array<std::string, 2> lines;
+    std::istringstream input(start);
+    for (std::string& line : lines) {
+        std::getline(input, line);
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
+    }
+    return lines;
+}
+
+/// A scan of one file on one session, by kind.
+class file_scan
+{
+public:
+    file_scan(const scan_options& options, std::string file, icap::client::session& session)
+        : options_(options)
+        , file_(std::move(file))
+        , source_(file_.empty() ? bytes_of({}) : bytes_of_file(file_))
+        , session_(session)
+        , edited_(std::make_shared<stream_state>(source_, PT_BINARY))
+    {
+        user_ = winapi::conv_to_char(winapi::user_sid_text(winapi::current_user_name()), winapi::code_page_utf8);
+    }
+
+    scan_outcome run()
+    {
+        const auto start = std::chrono::steady_clock::now();
+        scan_outcome outcome;
+        outcome.result = scan();
+        const auto spent = std::chrono::steady_clock::now() - start;
+        outcome.elapsed_ms =
+            static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count());
+        outcome.answered = !session_.is_invalid();
+        tell_service(outcome);
+        if (outcome.result == ScanResult::Repaired) {
+            outcome.repaired = edited_->freeze();
+        } else if (is_http() && answer_ && icap::get_infection_param(answer_, "Resolution") == "1") {
+            outcome.repaired = repaired_message();
+        }
+        return outcome;
+    }
+
+private:
+    [[nodiscard]] bool is_http() const
+    {
+        return options_.kind == scan_kind::http_request || options_.kind == scan_kind::http_response;
+    }
+
+    ScanResult scan()
+    {
+        switch (options_.kind) {
+        case scan_kind::mail:
+            return scan_mail();
+        case scan_kind::object:
+            return scan_object();
+        case scan_kind::http_request:
+        case scan_kind::http_response:
+            return scan_http();
+        case scan_kind::certificate:
+            return scan_certificate();
+        default:
+            return scan_health();
+        }
+    }
+
+    /// What the session reads from, and writes a repair to.
+    std::shared_ptr<web::io_data> data()
+    {
+        return std::make_shared<web::io_stream>(make_byte_stream(edited_, nullptr, 0, true));
+    }
+
+    [[nodiscard]] std::string base_name() const { return std::filesystem::path(file_).filename().string(); }
+
+    template <typename Record>
+    void fill_process(Record& record) const
+    {
+        record.user_name = user_;
+        record.process_name = winapi::current_process_path();
+        record.process_id = winapi::current_process_id();
+        record.timeout = options_.timeout_ms;
+    }
+
+    ScanResult scan_mail()
+    {
+        icap::client::scan_mail record;
+        fill_process(record);
+        record.session_id = own_session();
+        record.subject = base_name();
+        record.mime_type = "application/octet-stream";
+        record.type = icap::client::content_type::attachment;
+        record.attach_name = base_name();
+        record.data = data();
+        return session_.scan(record, answer_);
+    }
+
+    ScanResult scan_object()
+    {
+        icap::client::scan_object record;
+        record.object_name = "http://scan_object/" + percent_encoded(base_name());
+        record.data = data();
+        record.timeout = options_.timeout_ms;
+        return session_.scan(record);
+    }
+
+    ScanResult scan_http()
+    {
+        const bool with_response = options_.kind == scan_kind::http_response;
+        const http_exchange exchange = read_http(*source_, with_response);
+        if (!with_response) {
+            icap::client::scan_http_request record;
+            fill_process(record);
+            record.session_id = own_session();
+            record.request = exchange.request.get();
+            return session_.scan(record, answer_);
+        }
+        icap::client::scan_http_response record;
+        fill_process(record);
+        record.session_id = own_session();
+        record.request = exchange.request.get();
+        record.response = exchange.response.get();
+        return session_.scan(record, answer_);
+    }
+
+    ScanResult scan_certificate()
+    {
+        const auto lines = first_lines(*source_);
+        if (lines[0].empty()) {
+            throw std::runtime_error("its first line must hold the server's name, its second the certificate's");
+        }
+        icap::client::scan_certificate record;
+        fill_process(record);
+        record.sni = lines[0];
+        record.certificate_name = winapi::conv_to_wide(lines[1], winapi::code_page_utf8);
+        return session_.scan(record);
+    }
+
+    ScanResult scan_health()
+    {
+        icap::client::scan_health record;
+        record.user_name = user_;
+        record.health = file_.empty() ? "Is scanner available?" : first_lines(*source_)[0];
+        record.timeout = options_.timeout_ms;
+        return session_.scan(record);
+    }
+
+    void tell_service(scan_outcome& outcome) const
+    {
+        const auto* real = dynamic_cast<const icap::client::session_impl*>(&session_);
+        if (real) {
+            outcome.istag = real->istag();
+        }
+        if (answer_) {
+            outcome.threat = icap::get_infection_param(answer_, "Threat");
+        } else if (real && outcome.result == ScanResult::Blocked) {
+            outcome.threat = real->threat();
+        }
+    }
+
+    /// The message that the service sent in the place of the one that it got: head and body.
+    [[nodiscard]] bytes_ptr repaired_message() const
+    {
+        http::byte_vector all;
+        if (answer_->has_response()) {
+            answer_->response().read(nullptr, all);
+        } else if (answer_->has_request()) {
+            answer_->request().read(nullptr, all);
+        }
+        return bytes_of(std::string(all.begin(), all.end()));
+    }
+
+    const scan_options& options_;
+    std::string file_;
+    bytes_ptr source_;
+    icap::client::session& session_;
+    std::shared_ptr<stream_state> edited_;
+    std::string user_;
+    answer_ptr answer_;
+};
+
+void write_file(const std::string& path, const bytes& data)
+{
+    std::ofstream output(path, std::ios::binary | std::ios::trunc);
+    std::array<char, 65536> block{};
+    for (std::uint64_t offset = 0; output && offset < data.size();) {
+        const std::size_t got = data.read(offset, block.data(), block.size());
+        if (got == 0) {
+            throw std::runtime_error("what was repaired cannot be read");
+        }
+        output.write(block.data(), static_cast<std::streamsize>(got));
+        offset += got;
+    }
+    output.close();
+    if (!output) {
+        throw std::runtime_error("the file cannot be written");
+    }
+}
+
+/// Writes what was repaired; a failure is told.
+exit_status keep(const bytes& repaired, const std::string& file, const console& where)
+{
+    try {
+        write_file(file, repaired);
+        return exit_status::done;
+    } catch (const std::exception& failure) {
+        report(where, file, failure.what());
+        return exit_status::failed;
+    }
+}
+
+void print(const std::string& file, const scan_options& options, const scan_outcome& outcome, const console& where)
+{
+    const auto result = static_cast<std::size_t>(outcome.result);
+    if (options.json) {
+        nlohmann::ordered_json line;
+        line["file"] = file;
+        line["kind"] = kind_words.at(static_cast<std::size_t>(options.kind));
+        line["result"] = result;
+        line["threat"] = outcome.threat;
+        line["istag"] = outcome.istag;
+        line["answered"] = outcome.answered;
+        line["elapsed_ms"] = outcome.elapsed_ms;
+        where.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+        return;
+    }
+    // The file's name may be anybody's choice, threat and tag are the service's.
+    where.out << (file.empty() ? "service" : printable(file)) << ": " << result << " (" << result_words.at(result)
+              << ")";
+    if (!outcome.threat.empty()) {
+        where.out << ", threat " << printable(outcome.threat);
+    }
+    where.out << ", ISTag " << (outcome.istag.empty() ? "none" : printable(outcome.istag)) << ", " << outcome.elapsed_ms
+              << " ms" << std::endl;
+}
+
+/// The pool with one session; nothing when the service cannot be had.
+std::shared_ptr<icap::client::session_manager> connect(const scan_target& target, const console& where)
+{
+    try {
+        const std::wstring uri = winapi::conv_to_wide(target.uri(), winapi::code_page_utf8);
+        return std::make_shared<icap::client::session_manager>(
+            icap::client::session_manager_parameters{L"127.0.0.1", target.port(), L'/' + uri});
+    } catch (const std::exception& failure) {
+        report(where, "127.0.0.1:" + std::to_string(target.port()),
+               std::string("no scanning service answers there: ") + failure.what());
+        return nullptr;
+    }
+}
+
+exit_status scan_file(const std::string& file, const scan_options& options,
+                      const std::shared_ptr<icap::client::session_manager>& pool, const console& where)
+{
+    const icap::client::session_lease lease(pool);
+    const scan_outcome outcome = file_scan(options, file, *lease).run();
+    print(file, options, outcome, where);
+    if (!outcome.answered) {
+        report(where, file.empty() ? "service" : file, "the service gave no answer, which counts as clean");
+        return exit_status::no_service;
+    }
+    return outcome.repaired && !options.repaired_to.empty() ? keep(*outcome.repaired, options.repaired_to, where)
+                                                            : exit_status::done;
+}
+
+} // namespace
+
+exit_status run_scan(const scan_options& options, const console& where)
+{
+    const scan_target target(options.port, options.uri);
+    const auto pool = connect(target, where);
+    if (!pool) {
+        return exit_status::no_service;
+    }
+    const std::vector<std::string> files = options.files.empty() ? std::vector<std::string>{""} : options.files;
+    exit_status status = exit_status::done;
+    for (const std::string& file : files) {
+        try {
+            const exit_status one = scan_file(file, options, pool, where);
+            status = one == exit_status::done ? status : one;
+        } catch (const std::exception& failure) {
+            report(where, file.empty() ? "service" : file, failure.what());
+            status = exit_status::unreadable;
+        }
+    }
+    pool->terminate();
+    return status;
+}
+
+} // namespace host

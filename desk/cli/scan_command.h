@@ -1,0 +1,37 @@
+#pragma once
+
+#include "desk/run/console.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+enum class scan_kind
+{
+    mail,
+    object,
+    http_request,
+    http_response,
+    certificate,
+    health
+};
+
+/// What the user asked of "postwarden scan".
+struct scan_options
+{
+    std::vector<std::string> files; ///< may be empty for health only
+    scan_kind kind = scan_kind::mail;
+    std::optional<std::uint16_t> port;
+    std::string uri = "webscan";
+    std::uint32_t timeout_ms = 60000;
+    std::string repaired_to; ///< empty: a repaired object is not kept
+    bool json = false;
+};
+
+/// Runs one scan for each file on a pooled session.
+exit_status run_scan(const scan_options& options, const console& where);
+
+} // namespace host

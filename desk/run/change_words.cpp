@@ -1,0 +1,151 @@
+#include "desk/run/snapshot.h"
+#include "tool/system/conversions.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace host {
+
+namespace {
+
+using attachment_list = std::vector<const attachment_snapshot*>;
+
+/// Collects the parts of one sentence.
+class sentence
+{
+public:
+    void say(std::string_view part) { text_.append(text_.empty() ? "" : ", ").append(part); }
+    /// With a number in front: the word for one, or the word for several.
+    void count(std::size_t number, std::string_view one, std::string_view several)
+    {
+        if (number != 0) {
+            say(std::to_string(number).append(1, ' ').append(number == 1 ? one : several));
+        }
+    }
+    [[nodiscard]] std::string text() const { return text_; }
+
+private:
+    std::string text_;
+};
+
+bool same(const attachment_snapshot& left, const attachment_snapshot& right)
+{
+    return left.name == right.name && left.method == right.method && left.embedded == right.embedded &&
+           same_bytes(left.data, right.data);
+}
+
+/// Snapshots list attachments by their numbers.
+const attachment_snapshot* find(const std::vector<attachment_snapshot>& list, std::uint32_t number)
+{
+    const auto found = std::lower_bound(list.begin(), list.end(), number,
+                                        [](const auto& entry, std::uint32_t wanted) { return entry.number < wanted; });
+    return found == list.end() || found->number != number ? nullptr : &*found;
+}
+
+attachment_list missing_in(const std::vector<attachment_snapshot>& list, const std::vector<attachment_snapshot>& other)
+{
+    attachment_list result;
+    for (const auto& entry : list) {
+        if (!find(other, entry.number)) {
+            result.push_back(&entry);
+        }
+    }
+    return result;
+}
+
+/// Takes those out of the list that the rule fits, and counts them.
+template <typename Rule>
+std::size_t take(attachment_list& list, Rule&& rule)
+{
+    const auto rest = std::stable_partition(list.begin(), list.end(), [&](const auto* entry) { return !rule(*entry); });
+    const auto count = static_cast<std::size_t>(list.end() - rest);
+    list.erase(rest, list.end());
+    return count;
+}
+
+/// Counts the attachments that a notice stands for, and takes both out of the lists. A notice is called as the
+/// attachment was, or as its number, with ".htm" behind.
+std::size_t take_notices(attachment_list& removed, attachment_list& added)
+{
+    return take(removed, [&added](const attachment_snapshot& gone) {
+        const std::string name = (gone.name.empty() ? std::to_string(gone.number) : gone.name) + ".htm";
+        const auto notice = std::find_if(added.begin(), added.end(), [&name](const auto* entry) {
+            return entry->name == name && entry->mime_tag == "text/html";
+        });
+        if (notice == added.end()) {
+            return false;
+        }
+        added.erase(notice);
+        return true;
+    });
+}
+
+bool is_old_text(const attachment_snapshot& entry)
+{
+    return entry.name == "original_body.txt" && entry.mime_tag == "text/plain";
+}
+
+bool is_hidden_image(const attachment_snapshot& entry)
+{
+    return entry.hidden && !entry.content_id.empty();
+}
+
+/// The page that stands for a condemned body is stored together with the null character behind it.
+bool is_page(const bytes_ptr& html)
+{
+    char last = 'x';
+    return html && html->size() != 0 && html->read(html->size() - 1, &last, 1) == 1 && last == '\0';
+}
+
+void tell_body(const message_snapshot& before, const message_snapshot& after, sentence& words)
+{
+    if (before.body_type == after.body_type && same_bytes(before.body, after.body) &&
+        same_bytes(before.html, after.html)) {
+        return;
+    }
+    words.say(is_page(after.html) && !same_bytes(before.html, after.html) ? "body replaced" : "body changed");
+}
+
+void tell_class(const message_snapshot& before, const message_snapshot& after, sentence& words)
+{
+    constexpr std::string_view secured = "IPM.Note.SMIME";
+    if (before.message_class == after.message_class) {
+        return;
+    }
+    const bool was_secured = winapi::compare_no_case(before.message_class.substr(0, secured.size()), secured) == 0;
+    words.say(was_secured && after.message_class == "IPM.Note" ? "no longer encrypted" : "class changed");
+}
+
+} // namespace
+
+std::string describe_changes(const message_snapshot& before, const message_snapshot& after)
+{
+    attachment_list removed = missing_in(before.attachments, after.attachments);
+    attachment_list added = missing_in(after.attachments, before.attachments);
+    const std::size_t replaced = take_notices(removed, added);
+    const std::size_t old_texts = take(added, is_old_text);
+    const std::size_t images = take(added, is_hidden_image);
+    const auto changed =
+        std::count_if(before.attachments.begin(), before.attachments.end(), [&after](const auto& entry) {
+            const attachment_snapshot* now = find(after.attachments, entry.number);
+            return now && !same(entry, *now);
+        });
+
+    sentence words;
+    words.count(replaced, "attachment replaced by a notice", "attachments replaced by notices");
+    words.count(removed.size(), "attachment removed", "attachments removed");
+    words.count(static_cast<std::size_t>(changed), "attachment changed", "attachments changed");
+    tell_body(before, after, words);
+    words.count(images, "image hidden as an attachment", "images hidden as attachments");
+    if (old_texts != 0) {
+        words.say("old text kept");
+    }
+    words.count(added.size(), "attachment added", "attachments added");
+    if (before.subject != after.subject) {
+        words.say("subject replaced");
+    }
+    tell_class(before, after, words);
+    return words.text();
+}
+
+} // namespace host

@@ -1,0 +1,338 @@
+#include "mail/mime/writing/document_builder.h"
+
+#include "mail/mime/text/charset_names.h"
+#include "mail/mime/text/header_text.h"
+#include "mail/mime/text/own_headers.h"
+#include "mail/mime/writing/header_writer.h"
+#include "mail/mime/writing/message_attachments.h"
+#include "mail/mime/writing/message_properties.h"
+#include "store/tags.h"
+#include "tool/system/conversions.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+std::string utf8(const std::wstring& text)
+{
+    return winapi::conv_to_char(text, winapi::code_page_utf8);
+}
+
+/// What the mail client makes of a calendar part, told backwards; empty for a message that is none.
+std::string calendar_method(std::wstring_view message_class)
+{
+    constexpr std::wstring_view meeting = L"IPM.Schedule.Meeting.";
+    if (message_class.starts_with(L"IPM.Task")) {
+        return "REQUEST";
+    }
+    if (!message_class.starts_with(meeting)) {
+        return {};
+    }
+    const std::wstring_view kind = message_class.substr(meeting.size());
+    return kind.starts_with(L"Resp") ? "REPLY" : kind.starts_with(L"Cancel") ? "CANCEL" : "REQUEST";
+}
+
+/// The message's own content type with the kind that it tells, if it says that the message is nothing but an S/MIME
+/// envelope.
+content_type_ptr envelope_type(IMessage& message)
+{
+    constexpr const char* kind_name = "smime-type";
+    const std::uint32_t tag = named_tag(message, PS_INTERNET_HEADERS, L"content-type", PT_UNICODE);
+    const std::string told = tag == 0 ? std::string() : utf8(text_property(message, tag));
+    const content_type_ptr type(told.empty() ? nullptr
+                                             : g_mime_content_type_parse(nullptr, without_controls(told).c_str()));
+    const bool enveloped = type && (g_mime_content_type_is_type(type.get(), "application", "pkcs7-mime") ||
+                                    g_mime_content_type_is_type(type.get(), "application", "x-pkcs7-mime"));
+    if (!enveloped) {
+        return nullptr;
+    }
+    content_type_ptr result(g_mime_content_type_new("application", g_mime_content_type_get_media_subtype(type.get())));
+    if (const std::string kind = text_of(g_mime_content_type_get_parameter(type.get(), kind_name));
+        is_plain_word(kind)) {
+        g_mime_content_type_set_parameter(result.get(), kind_name, kind.c_str());
+    }
+    return result;
+}
+
+/// One attachment, opened.
+struct opened_attachment
+{
+    ComPtr<IAttach> object;
+    std::uint32_t number = 0;
+    std::uint32_t method = 0;
+    std::string mime_tag;
+    std::string name;
+    std::string content_id;
+    bool hidden = false;
+};
+
+opened_attachment open_at(IMessage& message, std::uint32_t number)
+{
+    opened_attachment result;
+    result.number = number;
+    result.object = open_attachment(message, number);
+    IAttach& object = *result.object;
+    result.method = number_property(object, PR_ATTACH_METHOD).value_or(NO_ATTACHMENT);
+    result.mime_tag = utf8(text_property(object, PR_ATTACH_MIME_TAG_W));
+    result.content_id = utf8(text_property(object, PR_ATTACH_CONTENT_ID_W));
+    result.hidden = flag_property(object, PR_ATTACHMENT_HIDDEN);
+    result.name = without_controls(attachment_name(object));
+    return result;
+}
+
+using part_list = std::vector<gobject_ptr<GMimeObject>>;
+
+gobject_ptr<GMimeObject> gather(part_maker& parts, const char* subtype, const part_list& found)
+{
+    auto result = parts.multipart(subtype);
+    for (const auto& part : found) {
+        add_part(*result, *part);
+    }
+    return result;
+}
+
+} // namespace
+
+/// The parts of one message.
+class document_builder::message_parts
+{
+public:
+    message_parts(document_builder& owner, IMessage& message, const message_record* kept, int depth)
+        : owner_(owner)
+        , message_(message)
+        , kept_(kept)
+        , depth_(depth)
+        , class_(text_property(message, PR_MESSAGE_CLASS_W))
+    {}
+
+    gobject_ptr<GMimeObject> make()
+    {
+        const std::vector<std::uint32_t> numbers = attachment_numbers(message_);
+        add_bodies();
+        if (numbers.size() == 1 && choices_.empty()) {
+            if (auto envelope = make_envelope(numbers.front())) {
+                return envelope;
+            }
+        }
+        std::string method = calendar_method(class_);
+        for (const std::uint32_t number : numbers) {
+            const opened_attachment attachment = open_at(message_, number);
+            if (is_calendar(attachment) && !method.empty()) {
+                choices_.push_back(make_calendar(attachment, std::exchange(method, {})));
+            } else if (is_image(attachment)) {
+                images_.push_back(make_part(attachment, "inline"));
+            } else {
+                files_.push_back(make_part(attachment, "attachment"));
+            }
+        }
+        return join();
+    }
+
+    /// The identifiers of the bodies that the document holds as they are.
+    [[nodiscard]] const std::vector<std::uint32_t>& bodies() const noexcept { return bodies_; }
+
+private:
+    void add_bodies()
+    {
+        if (ComPtr<IStream> plain = property_stream(message_, PR_BODY_W)) {
+            bodies_.push_back(PROP_ID(PR_BODY_W));
+            choices_.push_back(owner_.parts_.body("plain", "utf-8", utf8_content(stream_content(std::move(plain)))));
+        }
+        if (ComPtr<IStream> html = property_stream(message_, PR_HTML)) {
+            bodies_.push_back(PROP_ID(PR_HTML));
+            const std::uint32_t page = number_property(message_, PR_INTERNET_CPID).value_or(0);
+            add_html(charset_of_page(page), stream_content(std::move(html)));
+        } else if (ComPtr<IStream> text = property_stream(message_, tag::body_html)) {
+            add_html("utf-8", utf8_content(stream_content(std::move(text))));
+        }
+    }
+
+    void add_html(const std::string& charset, content_ptr content)
+    {
+        has_html_ = true;
+        choices_.push_back(owner_.parts_.body("html", charset, std::move(content)));
+    }
+
+    /// Bodies, images and files as one part; there is one even when the message has nothing.
+    gobject_ptr<GMimeObject> join()
+    {
+        gobject_ptr<GMimeObject> body;
+        if (!choices_.empty()) {
+            body = choices_.size() == 1 ? std::move(choices_.front()) : gather(owner_.parts_, "alternative", choices_);
+        }
+        if (!images_.empty()) {
+            const glib_text type(g_mime_content_type_get_mime_type(g_mime_object_get_content_type(body.get())));
+            images_.insert(images_.begin(), std::move(body));
+            body = gather(owner_.parts_, "related", images_);
+            g_mime_object_set_content_type_parameter(body.get(), "type", type.get());
+        }
+        if (files_.empty()) {
+            return body ? std::move(body) : owner_.parts_.body("plain", "utf-8", text_content({}));
+        }
+        if (body) {
+            files_.insert(files_.begin(), std::move(body));
+        }
+        return gather(owner_.parts_, "mixed", files_);
+    }
+
+    [[nodiscard]] bool is_image(const opened_attachment& attachment) const
+    {
+        return has_html_ && attachment.hidden && attachment.method == ATTACH_BY_VALUE &&
+               is_plain_word(attachment.content_id);
+    }
+
+    static bool is_calendar(const opened_attachment& attachment)
+    {
+        return attachment.method == ATTACH_BY_VALUE &&
+               winapi::compare_no_case(attachment.mime_tag, "text/calendar") == 0;
+    }
+
+    /// A message that is nothing but an envelope stays one.
+    gobject_ptr<GMimeObject> make_envelope(std::uint32_t number)
+    {
+        if (!class_.starts_with(L"IPM.Note.SMIME")) {
+            return nullptr;
+        }
+        const content_type_ptr type = envelope_type(message_);
+        const opened_attachment attachment = open_at(message_, number);
+        if (!type || attachment.method != ATTACH_BY_VALUE) {
+            return nullptr;
+        }
+        auto part = owner_.parts_.file(type.get(), contents_of(attachment));
+        g_mime_object_set_disposition(part.get(), "attachment");
+        describe(attachment, naming::in_both, *part);
+        return part;
+    }
+
+    gobject_ptr<GMimeObject> make_calendar(const opened_attachment& attachment, const std::string& method)
+    {
+        const content_type_ptr type(g_mime_content_type_new("text", "calendar"));
+        auto part = owner_.parts_.file(type.get(), contents_of(attachment));
+        g_mime_object_set_content_type_parameter(part.get(), "charset", "utf-8");
+        g_mime_object_set_content_type_parameter(part.get(), "method", method.c_str());
+        describe(attachment, naming::in_type, *part);
+        return part;
+    }
+
+    gobject_ptr<GMimeObject> make_part(const opened_attachment& attachment, const char* disposition)
+    {
+        gobject_ptr<GMimeObject> part;
+        if (attachment.method == ATTACH_EMBEDDED_MSG) {
+            part = make_message(attachment);
+        }
+        const bool is_file = !part;
+        if (is_file) {
+            const content_type_ptr type(g_mime_content_type_parse(nullptr, type_of_file(attachment.mime_tag).c_str()));
+            part = owner_.parts_.file(type.get(), contents_of(attachment));
+        }
+        g_mime_object_set_disposition(part.get(), disposition);
+        describe(attachment, is_file ? naming::in_both : naming::in_disposition, *part);
+        return part;
+    }
+
+    /// Null when the attachment holds no message, whatever it says.
+    gobject_ptr<GMimeObject> make_message(const opened_attachment& attachment)
+    {
+        const ComPtr<IMessage> inner = message_inside(*attachment.object);
+        if (!inner) {
+            return nullptr;
+        }
+        const attachment_record* record = kept_attachment(attachment.number);
+        const auto document = owner_.build(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);
+        return owner_.parts_.message(document.get());
+    }
+
+    static content_ptr contents_of(const opened_attachment& attachment)
+    {
+        ComPtr<IStream> stream = property_stream(*attachment.object, PR_ATTACH_DATA_BIN);
+        return stream ? stream_content(std::move(stream)) : text_content({});
+    }
+
+    [[nodiscard]] const attachment_record* kept_attachment(std::uint32_t number) const
+    {
+        if (!kept_) {
+            return nullptr;
+        }
+        const auto found = kept_->attachments.find(number);
+        return found == kept_->attachments.end() ? nullptr : &found->second;
+    }
+
+    /// A part that holds a message has its name in the disposition alone.
+    void describe(const opened_attachment& attachment, naming where, GMimeObject& part)
+    {
+        if (!attachment.name.empty()) {
+            set_part_name(part, attachment.name, where);
+        }
+        if (is_plain_word(attachment.content_id)) {
+            g_mime_object_set_content_id(&part, attachment.content_id.c_str());
+        }
+        if (const attachment_record* record = kept_attachment(attachment.number)) {
+            own_headers::listing_rules rules;
+            if (where != naming::in_disposition) {
+                rules.in_document.push_back(PROP_ID(PR_ATTACH_DATA_BIN));
+            }
+            const std::string list = own_headers::to_text(*record->properties, kept_->store->names, rules);
+            append_raw_header(&part, own_headers::attachment_name,
+                              header_lines(own_headers::numbered(attachment.number, list)));
+        }
+    }
+
+    document_builder& owner_;
+    IMessage& message_;
+    const message_record* kept_;
+    int depth_;
+    std::wstring class_;
+    part_list choices_; ///< forms of the body
+    part_list images_;  ///< that the HTML shows
+    part_list files_;
+    std::vector<std::uint32_t> bodies_;
+    bool has_html_ = false;
+};
+
+namespace {
+
+/// Tells in headers of this program's own what the document cannot say otherwise.
+void write_own_headers(const message_record& record, std::vector<std::uint32_t> bodies, GMimeMessage* document)
+{
+    GMimeObject* object = GMIME_OBJECT(document);
+    own_headers::listing_rules rules;
+    rules.in_document = std::move(bodies);
+    if (const auto verdict = own_headers::find_verdict(record)) {
+        rules.left_out = verdict->id;
+        append_raw_header(object, own_headers::verdict_name, header_lines(std::to_string(verdict->number)));
+    }
+    append_raw_header(object, own_headers::properties_name,
+                      header_lines(own_headers::to_text(*record.properties, record.store->names, rules)));
+    for (const auto& recipient : record.recipients) {
+        append_raw_header(object, own_headers::recipient_name,
+                          header_lines(own_headers::to_text(*recipient, record.store->names, {})));
+    }
+}
+
+} // namespace
+
+document_builder::document_builder(bool include_bcc, std::shared_ptr<stream_failure> failure)
+    : parts_(std::move(failure))
+    , include_bcc_(include_bcc)
+{}
+
+gobject_ptr<GMimeMessage> document_builder::build(IMessage& message, const message_record* kept, int depth)
+{
+    if (depth >= deepest_embedded) {
+        throw std::runtime_error("the messages inside one another are too many");
+    }
+    gobject_ptr<GMimeMessage> document(g_mime_message_new(FALSE));
+    write_headers(message, include_bcc_, document.get());
+    message_parts parts(*this, message, kept, depth);
+    const auto content = parts.make();
+    if (kept) {
+        write_own_headers(*kept, parts.bodies(), document.get());
+    }
+    g_mime_message_set_mime_part(document.get(), content.get());
+    return document;
+}
+
+} // namespace host

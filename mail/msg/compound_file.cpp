@@ -1,0 +1,56 @@
+#include "mail/msg/compound_file.h"
+
+#include "mail/msg/compound_check.h"
+#include "store/unreadable_message.h"
+
+#include <stdexcept>
+
+namespace host::msg {
+
+namespace {
+
+constexpr std::uint64_t kept_in_memory = 1U << 20U;
+
+std::size_t count_parts(const storage_tree& tree)
+{
+    std::size_t sum = tree.streams.size() + tree.storages.size();
+    for (const auto& storage : tree.storages) {
+        sum += count_parts(*storage.contents);
+    }
+    return sum;
+}
+
+/// Raises std::runtime_error for what read_compound_file would refuse.
+void expect_readable(const storage_tree& tree)
+{
+    if (tree.streams.size() + tree.storages.size() > most_parts) {
+        throw std::runtime_error("it has more parts than a message file can hold");
+    }
+    for (const auto& storage : tree.storages) {
+        expect_readable(*storage.contents);
+    }
+}
+
+} // namespace
+
+storage_ptr read_compound_file(const std::filesystem::path& file)
+{
+    bytes_ptr contents = bytes_of_file(file);
+    if (contents->size() <= kept_in_memory) {
+        contents = bytes_of(to_string(*contents));
+    }
+    const std::size_t parts = check_compound_file(*contents);
+    storage_ptr root = load_storage(file, contents);
+    if (count_parts(*root) != parts) { // what a library silently leaves out would be gone when the file is written
+        throw unreadable_message("its table of contents is damaged");
+    }
+    return root;
+}
+
+void write_compound_file(const storage_tree& contents, const std::filesystem::path& file)
+{
+    expect_readable(contents);
+    save_storage(contents, file);
+}
+
+} // namespace host::msg

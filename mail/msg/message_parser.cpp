@@ -1,0 +1,122 @@
+#include "mail/msg/message_parser.h"
+
+#include "mail/msg/layout.h"
+#include "mail/msg/object_parser.h"
+#include "store/unreadable_message.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace host::msg {
+
+namespace {
+
+// The numbers in the list of properties of a message, in front of its entries.
+constexpr std::size_t recipient_count = 16;
+constexpr std::size_t attachment_count = 20;
+
+/// More of them than the file tells are taken all the same; fewer mean that some got lost.
+void expect_count(const std::string& header, std::size_t offset, std::size_t found, const char* what)
+{
+    const std::uint32_t told = u32_at(header, offset);
+    if (told > found) {
+        throw unreadable_message("it tells of " + std::to_string(told) + " " + what + " but holds " +
+                                 std::to_string(found));
+    }
+}
+
+class message_parser
+{
+public:
+    explicit message_parser(file_context file)
+        : file_(std::move(file))
+    {}
+
+    message_record parse(storage_contents& contents, const storage_tree::storage& self, object_kind kind,
+                         std::uint32_t inherited, int depth)
+    {
+        message_record record;
+        record.store = file_.store;
+        const auto kept = parse_properties(contents, kind, file_, inherited, *record.properties);
+        const auto recipients = contents.take_numbered(recipient_prefix);
+        const auto attachments = contents.take_numbered(attachment_prefix);
+        expect_count(kept->header, recipient_count, recipients.size(), "recipients");
+        expect_count(kept->header, attachment_count, attachments.size(), "attachments");
+        for (const auto& [number, storage] : recipients) {
+            record.recipients.push_back(parse_recipient(*storage, kept->code_page));
+        }
+        for (const auto& [number, storage] : attachments) {
+            record.attachments.emplace(number, parse_attachment(*storage, kept->code_page, depth));
+        }
+        finish(*kept, contents, self);
+        record.properties->origin(kept);
+        return record;
+    }
+
+private:
+    std::shared_ptr<property_bag> parse_recipient(const storage_tree::storage& storage, std::uint32_t code_page)
+    {
+        auto bag = std::make_shared<property_bag>();
+        storage_contents contents(*storage.contents);
+        const auto kept = parse_properties(contents, object_kind::recipient, file_, code_page, *bag);
+        finish(*kept, contents, storage);
+        bag->origin(kept);
+        return bag;
+    }
+
+    attachment_record parse_attachment(const storage_tree::storage& storage, std::uint32_t code_page, int depth)
+    {
+        attachment_record result;
+        storage_contents contents(*storage.contents);
+        const auto kept = parse_properties(contents, object_kind::attachment, file_, code_page, *result.properties);
+        take_message(*kept, result, code_page, depth);
+        finish(*kept, contents, storage);
+        result.properties->origin(kept);
+        return result;
+    }
+
+    /// Turns the storage with an embedded message into the message.
+    void take_message(kept_object& kept, attachment_record& attachment, std::uint32_t code_page, int depth)
+    {
+        const property_value* method = attachment.properties->find(PROP_ID(PR_ATTACH_METHOD));
+        const property_value* data = attachment.properties->find(PROP_ID(PR_ATTACH_DATA_OBJ));
+        if (!method || method->number() != ATTACH_EMBEDDED_MSG || !data ||
+            !std::holds_alternative<storage_ptr>(data->data) || depth + 1 >= deepest_embedded) {
+            return;
+        }
+        const auto property =
+            std::find_if(kept.properties.begin(), kept.properties.end(), [](const kept_property& candidate) {
+                return candidate.id == PROP_ID(PR_ATTACH_DATA_OBJ) && !candidate.shadow;
+            });
+        const storage_tree::storage storage = std::move(property->stored.storages.front());
+        property->stored.storages.clear();
+        property->value = {PT_OBJECT, {}};
+        attachment.properties->erase(PROP_ID(PR_ATTACH_DATA_OBJ));
+        storage_contents contents(*storage.contents);
+        attachment.embedded = std::make_shared<const message_record>(
+            parse(contents, storage, object_kind::embedded, code_page, depth + 1));
+    }
+
+    static void finish(kept_object& kept, const storage_contents& contents, const storage_tree::storage& self)
+    {
+        kept.rest = contents.rest();
+        kept.name = self.name;
+        kept.class_id = self.contents->class_id;
+    }
+
+    file_context file_;
+};
+
+} // namespace
+
+message_record parse_message(const storage_tree& root, const std::shared_ptr<store_context>& store)
+{
+    storage_contents contents(root);
+    const auto* names = contents.take_storage(names_storage);
+    message_parser parser({store, std::make_shared<const name_mapping>(names ? names->contents : nullptr)});
+    const storage_ptr borrowed(std::shared_ptr<const void>(), &root);
+    return parser.parse(contents, {{}, borrowed}, object_kind::message, 0, 0);
+}
+
+} // namespace host::msg

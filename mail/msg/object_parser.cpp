@@ -1,0 +1,245 @@
+#include "mail/msg/object_parser.h"
+
+#include "mail/msg/html_text.h"
+#include "store/tags.h"
+#include "store/unreadable_message.h"
+#include "tool/system/conversions.h"
+
+#include <algorithm>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace host::msg {
+
+namespace {
+
+constexpr std::uint32_t utf16_page = 1200;
+constexpr std::uint32_t html_id = PROP_ID(PR_HTML);
+
+bool is_message(object_kind kind)
+{
+    return kind == object_kind::message || kind == object_kind::embedded;
+}
+
+/// The streams of a list: as many elements as there are lengths.
+void take_elements(storage_contents& storage, stored_property& property)
+{
+    const std::uint32_t tag = property.tag();
+    const std::uint32_t type = PROP_TYPE(tag);
+    const std::size_t told_in = type == (PT_BINARY | MV_FLAG) ? 8 : 4;
+    const std::string lengths = to_string(*property.streams.front().contents);
+    if (lengths.size() % told_in != 0) {
+        refuse_property(tag, "has another size than its kind");
+    }
+    for (std::size_t i = 0; i < lengths.size(); i += told_in) {
+        const auto* element = storage.take_stream(element_name(tag, static_cast<std::uint32_t>(i / told_in)));
+        if (!element) {
+            refuse_property(tag, "lacks a part of its value");
+        }
+        property.streams.push_back(*element);
+    }
+}
+
+/// Elements of a list of a type that nobody knows: those that are there.
+void take_unknown_elements(storage_contents& storage, stored_property& property)
+{
+    for (std::uint32_t i = 0;; ++i) {
+        const auto* element = storage.take_stream(element_name(property.tag(), i));
+        if (!element) {
+            return;
+        }
+        property.streams.push_back(*element);
+    }
+}
+
+/// A value that is empty may have no stream.
+bool tells_nothing(const stored_property& property)
+{
+    const std::uint32_t type = PROP_TYPE(property.tag());
+    const std::uint32_t end = type == PT_UNICODE ? 2 : type == PT_STRING8 ? 1 : 0;
+    return type != PT_CLSID && u32_at(property.entry, entry_size) <= end;
+}
+
+stored_property take_property(storage_contents& storage, const property_entry& entry)
+{
+    stored_property property{entry, {}, {}};
+    const std::uint32_t tag = property.tag();
+    const value_form form = form_of(PROP_TYPE(tag));
+    if (form == value_form::in_entry) {
+        return property;
+    }
+    if (form == value_form::in_storage || form == value_form::unknown) {
+        if (const auto* inner = storage.take_storage(value_name(tag))) {
+            property.storages.push_back(*inner);
+            return property;
+        }
+    }
+    if (const auto* stream = storage.take_stream(value_name(tag))) {
+        property.streams.push_back(*stream);
+    } else if (form != value_form::unknown && (form == value_form::in_storage || !tells_nothing(property))) {
+        refuse_property(tag, "lacks its value");
+    }
+    if (form == value_form::list_of_streams && !property.streams.empty()) {
+        take_elements(storage, property);
+    } else if (form == value_form::unknown && (PROP_TYPE(tag) & MV_FLAG) != 0 && !property.streams.empty()) {
+        take_unknown_elements(storage, property);
+    }
+    return property;
+}
+
+/// An entry with its value; one that repeats the tag of an earlier entry has none of its own.
+struct taken_property
+{
+    stored_property stored;
+    bool repeated;
+};
+
+std::vector<taken_property> take_properties(storage_contents& storage, object_kind kind, std::string& header)
+{
+    const auto* list = storage.take_stream(properties_stream);
+    if (!list) {
+        throw unreadable_message(kind == object_kind::message ? "it holds no Outlook message"
+                                                              : "a part of it has no list of properties");
+    }
+    const std::string data = to_string(*list->contents);
+    const std::size_t begin = header_size(kind);
+    if (data.size() < begin || (data.size() - begin) % property_entry().size() != 0) {
+        throw unreadable_message("a list of properties is cut off");
+    }
+    header = data.substr(0, begin);
+    std::vector<taken_property> properties;
+    std::set<std::uint32_t> tags;
+    for (std::size_t i = begin; i < data.size(); i += property_entry().size()) {
+        property_entry entry{};
+        data.copy(entry.data(), entry.size(), i);
+        if (tags.insert(tag_of(entry)).second) {
+            properties.push_back({take_property(storage, entry), false});
+        } else {
+            properties.push_back({{entry, {}, {}}, true});
+        }
+    }
+    return properties;
+}
+
+std::uint32_t number_of_property(const std::vector<taken_property>& properties, std::uint32_t tag)
+{
+    const auto found = std::find_if(properties.begin(), properties.end(),
+                                    [tag](const auto& property) { return property.stored.tag() == tag; });
+    return found == properties.end() ? 0 : u32_at(found->stored.entry, entry_value);
+}
+
+/// A code page that this system can convert and that narrow text can be in.
+bool is_usable(std::uint32_t code_page)
+{
+    if (code_page == 0 || code_page == utf16_page || code_page == utf16_page + 1) {
+        return false;
+    }
+    try {
+        return winapi::conv_to_wide("a", code_page) == L"a";
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+std::uint32_t code_page_of(const std::vector<taken_property>& properties, std::uint32_t inherited)
+{
+    for (const std::uint32_t tag : {std::uint32_t{tag::message_code_page}, std::uint32_t{PR_INTERNET_CPID}}) {
+        const std::uint32_t told = number_of_property(properties, tag);
+        if (is_usable(told)) {
+            return told;
+        }
+    }
+    return inherited;
+}
+
+bool all_narrow(const std::vector<taken_property>& properties)
+{
+    const auto has = [&](std::uint32_t type) {
+        return std::any_of(properties.begin(), properties.end(),
+                           [type](const auto& property) { return PROP_TYPE(property.stored.tag()) == type; });
+    };
+    return has(PT_STRING8) && !has(PT_UNICODE);
+}
+
+/// The identifier in the store of a property of the file; 0 for what is no property.
+std::uint32_t store_id(std::uint32_t file_id, const file_context& file)
+{
+    if (file_id == 0 || file_id == 0xFFFF) {
+        return 0;
+    }
+    if (file_id < first_named) {
+        return file_id;
+    }
+    const property_name* name = file.names->name_of(file_id);
+    const std::uint32_t id =
+        file.store->names.id_of(name ? *name : property_name{nameless_set, static_cast<std::int32_t>(file_id)}, true);
+    if (id == 0) {
+        throw unreadable_message("it has too many named properties");
+    }
+    return id;
+}
+
+/// Of several entries for one identifier the widest kind is shown: bytes before Unicode text before narrow text.
+int rank(const stored_property& property)
+{
+    const std::uint32_t type = PROP_TYPE(property.tag());
+    return type == PT_STRING8 ? 0 : type == PT_UNICODE ? 1 : 2;
+}
+
+property_value decode_or_empty(const stored_property& property, std::uint32_t code_page)
+{
+    const value_form form = form_of(PROP_TYPE(property.tag()));
+    const bool has_nothing = property.streams.empty() && property.storages.empty();
+    if (!has_nothing || form == value_form::in_entry || form == value_form::unknown) {
+        return decode(property, code_page);
+    }
+    stored_property with_value = property;
+    with_value.streams.push_back({value_name(property.tag()), bytes_of({})});
+    return decode(with_value, code_page);
+}
+
+} // namespace
+
+std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_kind kind, const file_context& file,
+                                              std::uint32_t inherited, property_bag& bag)
+{
+    auto kept = std::make_shared<kept_object>();
+    kept->names = file.names;
+    auto properties = take_properties(storage, kind, kept->header);
+    kept->code_page = code_page_of(properties, inherited);
+    kept->narrow = all_narrow(properties);
+    const std::uint32_t html_page = number_of_property(properties, PR_INTERNET_CPID);
+
+    std::map<std::uint32_t, std::size_t> shown; // by identifier in the store: which entry
+    for (auto& [stored, repeated] : properties) {
+        kept_property property;
+        property.id = store_id(PROP_ID(stored.tag()), file);
+        property.shadow = repeated;
+        if (!repeated) {
+            property.value = decode_or_empty(stored, kept->code_page);
+        }
+        if (is_message(kind) && property.id == html_id && is_string(property.value.type)) {
+            property.value = html_bytes(property.value, html_page);
+        }
+        property.stored = std::move(stored);
+        if (property.id != 0 && !repeated) {
+            const auto [place, first] = shown.emplace(property.id, kept->properties.size());
+            if (!first && rank(property.stored) > rank(kept->properties[place->second].stored)) {
+                kept->properties[place->second].shadow = true;
+                place->second = kept->properties.size();
+            } else {
+                property.shadow = !first;
+            }
+        }
+        kept->properties.push_back(std::move(property));
+    }
+    for (const auto& [id, place] : shown) {
+        const property_value& value = kept->properties[place].value;
+        bag.set(PROP_TAG(value.type, id), value);
+    }
+    return kept;
+}
+
+} // namespace host::msg

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <platform/com.h>
+
+// The mail client's objects are reached late bound; what is asked of them are these dispatch identifiers.
+inline constexpr DISPID DispIdMapiObject = 0xF100;
+inline constexpr DISPID DispIdAttachmentFileName = 0x3704;
+inline constexpr DISPID DispIdAttachmentDisplayName = 0x3001;
+
+using OutlookItemInterface = IDispatch;
+using OutlookAttachmentInterface = IDispatch;

@@ -1,0 +1,55 @@
+#include "store/name_table.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::uint32_t first_named = 0x8000;
+constexpr std::uint32_t last_named = 0xFFFE;
+
+} // namespace
+
+name_table::key name_table::key_of(const property_name& name)
+{
+    const std::string set(reinterpret_cast<const char*>(&name.set), sizeof name.set);
+    if (const auto* number = std::get_if<std::int32_t>(&name.name)) {
+        return {set, false, *number, {}};
+    }
+    return {set, true, 0, std::get<std::wstring>(name.name)};
+}
+
+std::uint32_t name_table::id_of(const property_name& name, bool create)
+{
+    const std::lock_guard guard(lock_);
+    const key wanted = key_of(name);
+    if (const auto found = ids_.find(wanted); found != ids_.end()) {
+        return found->second;
+    }
+    const auto next = static_cast<std::uint32_t>(first_named + ids_.size());
+    if (!create || next > last_named) {
+        return 0;
+    }
+    ids_.emplace(wanted, next);
+    names_.emplace(next, name);
+    return next;
+}
+
+const property_name* name_table::name_of(std::uint32_t id) const
+{
+    const std::lock_guard guard(lock_);
+    const auto found = names_.find(id);
+    return found == names_.end() ? nullptr : &found->second;
+}
+
+std::vector<std::uint32_t> name_table::ids() const
+{
+    const std::lock_guard guard(lock_);
+    std::vector<std::uint32_t> result;
+    result.reserve(names_.size());
+    for (const auto& [id, name] : names_) {
+        result.push_back(id);
+    }
+    return result;
+}
+
+} // namespace host

@@ -1,0 +1,244 @@
+#include "store/property_value.h"
+
+#include "tool/system/conversions.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace host {
+
+namespace {
+
+std::uint64_t width_of(std::uint32_t type)
+{
+    switch (type & ~MV_FLAG) {
+    case PT_I2:
+    case PT_BOOLEAN:
+        return 2;
+    case PT_LONG:
+    case PT_R4:
+    case PT_ERROR:
+        return 4;
+    case PT_CLSID:
+        return 16;
+    case PT_NULL:
+    case PT_UNSPECIFIED:
+        return 0;
+    default:
+        return 8;
+    }
+}
+
+/// Bytes of a text in UTF-16 with the zero at its end, whatever the system's wide characters are.
+std::uint64_t bytes_of_text(const std::wstring& text)
+{
+    const auto pairs = std::count_if(text.begin(), text.end(), [](wchar_t c) {
+        const auto unit = static_cast<std::uint32_t>(c); // by itself the comparison is settled where it has 16 bits
+        return unit > 0xFFFFU;
+    });
+    return (text.size() + static_cast<std::uint64_t>(pairs) + 1) * 2;
+}
+
+struct measure
+{
+    std::uint32_t type;
+
+    std::uint64_t operator()(std::monostate) const { return width_of(type); }
+    std::uint64_t operator()(std::int64_t) const { return width_of(type); }
+    std::uint64_t operator()(double) const { return width_of(type); }
+    std::uint64_t operator()(const GUID&) const { return width_of(type); }
+    std::uint64_t operator()(const property_value::text& text) const { return bytes_of_text(*text); }
+    std::uint64_t operator()(const bytes_ptr& data) const { return data->size() + (type == PT_STRING8 ? 1 : 0); }
+    std::uint64_t operator()(const std::vector<std::int64_t>& list) const { return list.size() * width_of(type); }
+    std::uint64_t operator()(const std::vector<double>& list) const { return list.size() * width_of(type); }
+    std::uint64_t operator()(const std::vector<GUID>& list) const { return list.size() * width_of(type); }
+    std::uint64_t operator()(const storage_ptr& storage) const { return storage->size(); }
+    std::uint64_t operator()(const std::vector<std::wstring>& list) const
+    {
+        std::uint64_t sum = 0;
+        for (const auto& text : list) {
+            sum += bytes_of_text(text);
+        }
+        return sum;
+    }
+    std::uint64_t operator()(const std::vector<std::string>& list) const
+    {
+        std::uint64_t sum = 0;
+        for (const auto& text : list) {
+            sum += text.size() + 1;
+        }
+        return sum;
+    }
+};
+
+/// Whether two contents of the same kind are equal.
+struct equality
+{
+    const property_value::contents& right;
+
+    bool operator()(std::monostate) const { return true; }
+    bool operator()(double left) const { return same_bits(left, std::get<double>(right)); }
+    bool operator()(const property_value::text& left) const
+    {
+        const auto& other = std::get<property_value::text>(right);
+        return left == other || *left == *other;
+    }
+    bool operator()(const bytes_ptr& left) const { return same_bytes(left, std::get<bytes_ptr>(right)); }
+    bool operator()(const std::vector<double>& left) const
+    {
+        const auto& other = std::get<std::vector<double>>(right);
+        return std::equal(left.begin(), left.end(), other.begin(), other.end(), same_bits);
+    }
+    bool operator()(const storage_ptr& left) const { return same_storage(*left, *std::get<storage_ptr>(right)); }
+    template <typename Plain>
+    bool operator()(const Plain& left) const
+    {
+        return left == std::get<Plain>(right);
+    }
+
+private:
+    static bool same_bits(double left, double right)
+    {
+        return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
+    }
+};
+
+} // namespace
+
+std::string to_utf16le(std::wstring_view text)
+{
+    std::string result;
+    result.reserve(text.size() * 2);
+    const auto put = [&result](std::uint32_t unit) {
+        result.push_back(static_cast<char>(unit & 0xFFU));
+        result.push_back(static_cast<char>(unit >> 8U & 0xFFU));
+    };
+    for (const wchar_t character : text) {
+        const auto code = static_cast<std::uint32_t>(character);
+        if (code > 0xFFFFU) {
+            put(0xD800U + ((code - 0x10000U) >> 10U));
+            put(0xDC00U + ((code - 0x10000U) & 0x3FFU));
+        } else {
+            put(code);
+        }
+    }
+    return result;
+}
+
+std::wstring from_utf16le(std::string_view data)
+{
+    std::wstring result;
+    result.reserve(data.size() / 2);
+    for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
+        const std::uint32_t unit = static_cast<unsigned char>(data[i]) |
+                                   static_cast<std::uint32_t>(static_cast<unsigned char>(data[i + 1])) << 8U;
+        const bool trailing = unit >= 0xDC00U && unit < 0xE000U;
+        if constexpr (sizeof(wchar_t) == 4) {
+            if (trailing && !result.empty() && (static_cast<std::uint32_t>(result.back()) & ~0x3FFU) == 0xD800U) {
+                const auto lead = static_cast<std::uint32_t>(result.back());
+                result.back() = static_cast<wchar_t>(0x10000U + ((lead & 0x3FFU) << 10U) + (unit & 0x3FFU));
+                continue;
+            }
+        }
+        result.push_back(static_cast<wchar_t>(unit));
+    }
+    return result;
+}
+
+property_value property_value::of_long(std::int64_t number)
+{
+    return {PT_LONG, number};
+}
+
+property_value property_value::of_bool(bool flag)
+{
+    return {PT_BOOLEAN, std::int64_t{flag}};
+}
+
+property_value property_value::of_time(std::uint64_t file_time)
+{
+    return {PT_SYSTIME, static_cast<std::int64_t>(file_time)};
+}
+
+property_value property_value::of_text(std::wstring_view text)
+{
+    return {PT_UNICODE, std::make_shared<const std::wstring>(text)};
+}
+
+property_value property_value::of_binary(bytes_ptr data)
+{
+    return {PT_BINARY, std::move(data)};
+}
+
+property_value property_value::of_error(std::int32_t code)
+{
+    return {PT_ERROR, std::int64_t{code}};
+}
+
+std::int64_t property_value::number() const
+{
+    const auto* value = std::get_if<std::int64_t>(&data);
+    return value ? *value : 0;
+}
+
+std::wstring property_value::wide() const
+{
+    if (const auto* value = std::get_if<text>(&data)) {
+        return **value;
+    }
+    if (type == PT_STRING8) {
+        return winapi::conv_to_wide(to_string(*std::get<bytes_ptr>(data)), code_page);
+    }
+    return {};
+}
+
+std::uint64_t property_value::size() const
+{
+    return std::visit(measure{type}, data);
+}
+
+bool same_value(const property_value& left, const property_value& right)
+{
+    return left.type == right.type && left.code_page == right.code_page && left.data.index() == right.data.index() &&
+           std::visit(equality{right.data}, left.data);
+}
+
+bool is_string(std::uint32_t type)
+{
+    return type == PT_STRING8 || type == PT_UNICODE;
+}
+
+bool is_streamed(std::uint32_t type)
+{
+    return is_string(type) || type == PT_BINARY;
+}
+
+property_value convert_string(const property_value& value, std::uint32_t type, std::uint32_t code_page)
+{
+    if (value.type == type) {
+        return value;
+    }
+    if (type == PT_UNICODE) {
+        return property_value::of_text(value.wide());
+    }
+    return {PT_STRING8, bytes_of(winapi::conv_to_char(*std::get<property_value::text>(value.data), code_page)),
+            code_page};
+}
+
+bytes_ptr stream_bytes(const property_value& value)
+{
+    if (const auto* text = std::get_if<property_value::text>(&value.data)) {
+        return bytes_of(to_utf16le(**text));
+    }
+    return std::get<bytes_ptr>(value.data);
+}
+
+property_value from_stream_bytes(std::uint32_t type, const bytes_ptr& data)
+{
+    if (type == PT_UNICODE) {
+        return property_value::of_text(from_utf16le(to_string(*data)));
+    }
+    return {type, data};
+}
+
+} // namespace host

@@ -1,0 +1,545 @@
+#!/usr/bin/env python3
+"""The add-in as it is installed: registered by itself or by the installer, found by mailhost as the mail client finds
+it, judging the samples against the scanning service.
+
+    installed_test.py WINDOWS_BUILD LINUX_BUILD SAMPLES
+
+WINDOWS_BUILD has the module, mailhost, the service and the installer; LINUX_BUILD has the command and the service that
+the same messages go through on the other system. Runs in a Wine prefix of its own in WINDOWS_BUILD.
+"""
+
+import json
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True  # the source tree stays as it is
+
+from wine_desk import WineDesk, difference, json_lines, windows_path  # noqa: E402
+
+WINDOWS = LINUX = SAMPLES = DESK = FOLDER = None
+
+PROG_ID = "QDMailProtect.Connect"
+CLASS = "{73701B94-160C-49E1-91DF-B8CEAAD06DC1}"
+LIBRARY = "{76951965-F88C-48B4-A590-F88BF9590523}"
+INTERFACE = "{2B6E9A14-53C7-4E0D-A17F-940C6D3E825B}"
+AUTOMATION = "{00020424-0000-0000-C000-000000000046}"
+ADDIN_NAME = "Morvelane Lab Outlook Addin"
+ADDINS = "Software\\Microsoft\\Office\\Outlook\\Addins"
+PARENTS = {"Software\\Microsoft\\Office", "Software\\Microsoft\\Office\\Outlook", ADDINS}
+
+
+def module():
+    return WINDOWS / "outlook/qdmailprotect/com/postwarden.dll"
+
+
+def mailhost(*arguments):
+    told = [windows_path(argument) if isinstance(argument, pathlib.Path) else argument for argument in arguments]
+    return DESK.run(WINDOWS / "client/mailhost.exe", *told)
+
+
+def register(*arguments, file=None):
+    return DESK.run("regsvr32", "/s", *arguments, windows_path(file or module())).returncode
+
+
+def unregister_all():
+    """Takes back what a test left that failed half way."""
+    register("/u")
+    register("/u", "/n", "/i:user")
+
+
+def class_keys(path, classes="Software\\Classes\\"):
+    """What registration writes below the classes, for a module at `path`."""
+    own = classes + "CLSID\\" + CLASS
+    return {
+        classes + PROG_ID + ".1": {"@": "Connect Class"},
+        classes + PROG_ID + ".1\\CLSID": {"@": CLASS},
+        classes + PROG_ID: {"@": "Connect Class"},
+        classes + PROG_ID + "\\CurVer": {"@": PROG_ID + ".1"},
+        own: {"@": "Connect Class"},
+        own + "\\ProgID": {"@": PROG_ID + ".1"},
+        own + "\\VersionIndependentProgID": {"@": PROG_ID},
+        own + "\\Programmable": {},
+        own + "\\InprocServer32": {"@": path, "ThreadingModel": "Apartment"},
+        own + "\\TypeLib": {"@": LIBRARY},
+        own + "\\Version": {"@": "1.0"},
+    }
+
+
+def library_keys(path):
+    library = "Software\\Classes\\Typelib\\" + LIBRARY
+    interface = "Software\\Classes\\Interface\\" + INTERFACE
+    return {
+        library: {},
+        library + "\\1.0": {"@": "QDMailProtect 1.0 Type Library"},
+        library + "\\1.0\\0": {},
+        library + "\\1.0\\0\\win64": {"@": path},
+        library + "\\1.0\\FLAGS": {"@": "8"},
+        library + "\\1.0\\HELPDIR": {"@": path[:path.rindex("\\") + 1]},
+        interface: {"@": "IConnect"},
+        interface + "\\ProxyStubClsid": {"@": AUTOMATION},
+        interface + "\\ProxyStubClsid32": {"@": AUTOMATION},
+        interface + "\\TypeLib": {"@": LIBRARY, "Version": "1.0"},
+    }
+
+
+def addin_keys():
+    return {ADDINS + "\\" + PROG_ID: {"Description": ADDIN_NAME, "FriendlyName": ADDIN_NAME, "LoadBehavior": 3}}
+
+
+def own_view(keys):
+    """The keys without the view for 32-bit programs, into which the system copies what is said of type libraries, and
+    without the installer's own accounts."""
+    others = ("\\Wow6432Node\\", "\\Installer", "\\CurrentVersion\\Uninstall", "\\CurrentVersion\\SharedDLLs")
+    return {key: values for key, values in keys.items() if not any(other in key for other in others)}
+
+
+class Machine(unittest.TestCase):
+    """What stays of a test is told at its end."""
+    maxDiff = None
+
+    def setUp(self):
+        unregister_all()
+        for parent in sorted(PARENTS):  # they stay, as other add-ins may stand there
+            DESK.run("reg", "add", "HKLM\\" + parent, "/f")
+        self.machine = DESK.registry("HKLM\\Software")
+        self.user = DESK.registry("HKCU\\Software")
+
+    def changes(self):
+        machine, gone = difference(self.machine, DESK.registry("HKLM\\Software"))
+        self.assertEqual([], gone)
+        user, gone = difference(self.user, DESK.registry("HKCU\\Software"))
+        self.assertEqual([], gone)
+        return own_view(machine), own_view(user)
+
+    def assert_untouched(self):
+        self.assertEqual(({}, []), difference(self.machine, DESK.registry("HKLM\\Software")))
+        self.assertEqual(({}, []), difference(self.user, DESK.registry("HKCU\\Software")))
+
+
+class Registration(Machine):
+    def test_for_the_machine_writes_what_is_told_and_takes_it_back(self):
+        self.assertEqual(0, register())
+        path = windows_path(module())
+        expected = {**addin_keys(), **class_keys(path), **library_keys(path)}
+        self.assertEqual((expected, {}), self.changes())
+        self.assertEqual(0, register())  # a second time changes nothing
+        self.assertEqual((expected, {}), self.changes())
+        self.assertEqual(0, register("/u"))
+        self.assert_untouched()
+        register("/u")  # a second time finds nothing to take away
+        self.assert_untouched()
+
+    def test_for_one_user_writes_the_users_classes(self):
+        for argument in ("user", "USER"):
+            self.assertEqual(0, register("/n", "/i:" + argument))
+            machine, user = self.changes()
+            path = windows_path(module())
+            self.assertEqual(class_keys(path), user)
+            # Type libraries of a user: Wine enters them for the machine.
+            self.assertEqual({**addin_keys(), **library_keys(path)}, machine)
+            done = mailhost("--version-string", "16.0.1", FOLDER / "empty")
+            self.assertEqual(3, done.returncode, done.stderr)  # loaded; the folder holds nothing
+            self.assertEqual(0, register("/u", "/n", "/i:" + argument))
+            self.assert_untouched()
+
+    def test_replaces_strays_in_the_class_whole(self):
+        stray = "HKLM\\Software\\Classes\\CLSID\\" + CLASS + "\\Stray"
+        DESK.set_text(stray, "", "left by somebody")
+        self.assertEqual(0, register())
+        path = windows_path(module())
+        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertEqual(0, register("/u"))
+        self.assert_untouched()
+
+    def test_works_from_a_path_with_blanks_and_quotes(self):
+        folder = FOLDER / "it's a folder"
+        folder.mkdir(exist_ok=True)
+        copy = folder / "postwarden.dll"
+        shutil.copy(module(), copy)
+        self.assertEqual(0, register(file=copy))
+        path = windows_path(copy)
+        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertEqual(0, register("/u", file=copy))
+        self.assert_untouched()
+
+
+class Package(Machine):
+    INSTALLED = "C:\\Program Files\\Morvelane Lab\\postwarden\\"
+
+    def setUp(self):
+        super().setUp()
+        self.package = next((WINDOWS / "packaging").glob("postwarden-*-x64.msi"))
+        self.files = self.program_files()
+
+    def tearDown(self):
+        installer("/x", self.package)
+
+    def program_files(self):
+        root = DESK.prefix / "drive_c/Program Files"
+        return {str(file.relative_to(root)) for file in root.rglob("*")}
+
+    def installed_files(self):
+        return {file.replace("\\", "/") for file in self.program_files() - self.files}
+
+    def test_writes_the_entries_of_self_registration_and_leaves_nothing(self):
+        installer("/i", self.package)
+        path = self.INSTALLED + "postwarden.dll"
+        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertEqual({"Morvelane Lab", "Morvelane Lab/postwarden", "Morvelane Lab/postwarden/postwarden.dll"},
+                         self.installed_files())
+        done = mailhost(FOLDER / "empty")
+        self.assertEqual(3, done.returncode, done.stderr)
+        installer("/x", self.package)
+        self.assertEqual(set(), self.installed_files())
+        machine, user = self.changes()
+        self.assertEqual(({}, {}), (machine, user))
+
+    def test_repairs_what_was_broken(self):
+        installer("/i", self.package)
+        DESK.remove_key("HKLM\\Software\\Classes\\CLSID\\" + CLASS)
+        (DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll").unlink()
+        # What "msiexec /famus" stands for; Wine knows the long form only.
+        installer("/i", self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")
+        path = self.INSTALLED + "postwarden.dll"
+        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertIn("Morvelane Lab/postwarden/postwarden.dll", self.installed_files())
+
+    def test_installs_the_german_texts_when_asked(self):
+        installer("/i", self.package, "ADDLOCAL=ALL")
+        self.assertIn("Morvelane Lab/postwarden/postwarden_loc.dll", self.installed_files())
+        message = FOLDER / "messages" / "25-condemned-body.msg"
+        opened = json_lines(mailhost("--json", message).stdout)
+        self.assertTrue(opened[0]["after"]["subject"].startswith("[Morvelane Ostrand 10.1] Es wurde"), opened)
+        installer("/x", self.package)
+        self.assertEqual(set(), self.installed_files())
+
+    def test_takes_the_place_of_an_older_version(self):
+        installer("/i", self.package)
+        newer = FOLDER / "newer"
+        newer.mkdir(exist_ok=True)
+        for name in ("postwarden.wxs", "postwarden.dll", "postwarden_loc.dll"):
+            shutil.copy(WINDOWS / "packaging" / name, newer)
+        subprocess.run(["wixl", "-a", "x64", "-D", "Version=9.0.0", "-o", "newer.msi", "postwarden.wxs"], cwd=newer,
+                       check=True)
+        installer("/i", newer / "newer.msi")
+        products = installed_products()
+        self.assertEqual(1, len(products), products)
+        installer("/i", self.package)  # an older version is refused
+        self.assertEqual(products, installed_products())
+        path = self.INSTALLED + "postwarden.dll"
+        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        installer("/x", newer / "newer.msi")
+        self.assertEqual(set(), self.installed_files())
+
+
+def installed_products():
+    return [key for key in DESK.registry("HKLM\\Software") if re.search(r"Installer\\Products\\[0-9A-F]+$", key)]
+
+
+def installer(action, package, *properties):
+    return DESK.run("msiexec", action, windows_path(package), "/qn", *properties)
+
+
+class Service:
+    """A scanning service on a free port while it is entered."""
+
+    def __init__(self, start):
+        self.start = start
+
+    def __enter__(self):
+        self.process = self.start("--port", "0")
+        told = self.process.stdout.readline()
+        return int(re.search(r"listening on 127\.0\.0\.1:(\d+)", told).group(1))
+
+    def __exit__(self, *failure):
+        self.process.terminate()
+        self.process.wait(timeout=60)
+        self.process.stdout.close()
+
+
+def windows_service():
+    return Service(lambda *arguments: DESK.start(WINDOWS / "service/postwarden-service.exe", *arguments))
+
+
+def linux_service():
+    return Service(lambda *arguments: subprocess.Popen([LINUX / "service/postwarden-service", *arguments],
+                                                       stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True))
+
+
+def comparable(line):
+    """An opening without what differs from run to run and from system to system."""
+    line = dict(line)
+    line.pop("elapsed_ms")
+    line["file"] = re.split(r"[/\\]", line["file"])[-1]
+    return line
+
+
+class Samples(unittest.TestCase):
+    """The samples through the installed module, and through the same logic on the other system."""
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        assert register() == 0
+
+    @classmethod
+    def tearDownClass(cls):
+        register("/u")
+
+    def on_linux(self, *arguments):
+        with linux_service() as port:
+            done = subprocess.run([LINUX / "desk/postwarden", "open", "--json", "--port", str(port), *arguments],
+                                  capture_output=True, text=True, timeout=300)
+        self.assertEqual(0, done.returncode, done.stderr)
+        return [comparable(line) for line in json_lines(done.stdout)]
+
+    def on_windows(self, *arguments):
+        with windows_service() as port:
+            done = mailhost("--json", "--port", port, *arguments)
+        self.assertEqual(0, done.returncode, done.stderr)
+        return [comparable(line) for line in json_lines(done.stdout)]
+
+    def check(self, *options):
+        expected = self.on_linux(*options, FOLDER / "messages")
+        self.assertGreater(len(expected), 30)
+        self.compare(expected, self.on_windows(*options, FOLDER / "messages"))
+        return expected
+
+    def compare(self, expected, found):
+        for theirs, ours in zip(expected, found, strict=True):
+            with self.subTest(message=theirs["file"], opening=theirs["opening"]):
+                self.assertEqual(theirs, ours)
+
+    def test_are_judged_and_changed_as_on_the_other_system(self):
+        openings = self.check()
+        self.assertEqual({0, 1, 2, 3}, {opening["verdict"] for opening in openings})
+
+    def test_are_opened_again_as_on_the_other_system(self):
+        self.check("--times", "2")
+
+    def test_are_blocked_alike_when_no_verdict_is_kept_on_them(self):
+        openings = self.check("--times", "2", "--registry", "KeepVerdictInEmail=1")
+        self.assertIn("blocked", {opening["display"] for opening in openings})
+
+    def test_are_handled_alike_when_they_are_encrypted(self):
+        expected = self.on_linux("--smime-key", FOLDER / "key.pem", "--smime-cert", FOLDER / "certificate.pem",
+                                 FOLDER / "encrypted")
+        self.assertEqual({"blocked", "opened"}, {opening["display"] for opening in expected})
+        self.assertEqual({1, 2}, {opening["verdict"] for opening in expected})
+        self.compare(expected, self.on_windows("--decrypted", FOLDER / "messages", FOLDER / "encrypted"))
+
+    def test_are_handled_alike_when_they_stay_encrypted(self):
+        self.compare(self.on_linux(FOLDER / "encrypted"), self.on_windows(FOLDER / "encrypted"))
+
+
+class Mailhost(Machine):
+    MESSAGE = "01-status-report.msg"
+
+    def setUp(self):
+        super().setUp()
+        self.message = FOLDER / "messages" / self.MESSAGE
+        self.assertEqual(0, register())
+
+    def tearDown(self):
+        register("/u")
+
+    def test_says_when_no_add_in_is_there(self):
+        register("/u")
+        done = mailhost(self.message)
+        self.assertEqual(5, done.returncode)
+        self.assertEqual("mailhost: add-in: no add-in is registered that is loaded at the start\n", done.stderr)
+
+    def test_loads_only_what_is_to_be_loaded_at_the_start(self):
+        DESK.set_number("HKLM\\" + ADDINS + "\\" + PROG_ID, "LoadBehavior", 2)
+        self.assertEqual(5, mailhost(self.message).returncode)
+
+    def test_is_refused_when_its_version_is_too_old(self):
+        done = mailhost("--version-string", "13.9", "--log-level", "200", self.message)
+        self.assertEqual(5, done.returncode)
+        self.assertIn("the add-in refuses to be connected (0x80004005)", done.stderr)
+        self.assertIn("This Outlook version is not supported", done.stderr)
+
+    def test_goes_on_without_a_message_system(self):
+        forward = FOLDER / "messages" / "08-forwarded-twice.msg"
+        key = "HKLM\\Software\\Clients\\Mail"
+        DESK.set_text(key, "", "nobody")
+        try:
+            done = mailhost("--json", "--log-level", "200", forward)
+        finally:
+            DESK.set_text(key, "", "postwarden test")
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertIn("Failed to initialize MAPI, hr = 0x80040605", done.stderr)
+        self.assertIn("Failed to convert the message to MIME, hr = 0x80004003", done.stderr)
+        self.assertEqual("opened", json_lines(done.stdout)[0]["display"])
+
+    def test_tells_of_a_leak_with_the_kind_of_the_object(self):
+        own_class = "{5E1D0C2A-93B4-4D58-A617-0B2F9C846D31}"
+        classes = "HKCU\\Software\\Classes\\"
+        entry = "HKCU\\" + ADDINS + "\\Leaky.Connect"
+        DESK.set_number(entry, "LoadBehavior", 3)
+        DESK.set_text(classes + "Leaky.Connect\\CLSID", "", own_class)
+        DESK.set_text(classes + "CLSID\\" + own_class + "\\InprocServer32", "",
+                      windows_path(WINDOWS / "tests/client/mailhost/leaky_addin.dll"))
+        try:
+            done = mailhost("--times", "3", self.message)
+        finally:
+            for key in (entry, classes + "Leaky.Connect", classes + "CLSID\\" + own_class):
+                DESK.remove_key(key)
+        self.assertEqual(6, done.returncode, done.stderr)
+        self.assertIn("mailhost: leak: item: 3 never released, with 3 references", done.stderr)
+        self.assertIn("mailhost: leak: IMessage: 3 never released", done.stderr)
+
+    def test_goes_on_behind_what_cannot_be_read(self):
+        broken = FOLDER / "broken.msg"
+        broken.write_bytes(b"no message at all")
+        done = mailhost("--json", broken, self.message)
+        self.assertEqual(3, done.returncode)
+        self.assertEqual([1], [line["verdict"] for line in json_lines(done.stdout)])
+
+    def test_says_when_no_service_answers(self):
+        done = mailhost("--json", "--port", "9", self.message)
+        self.assertEqual(4, done.returncode)
+        self.assertEqual([0], [line["verdict"] for line in json_lines(done.stdout)])
+        self.assertIn("no scanning service answers there", done.stderr)
+
+    def test_takes_its_traces_in_the_registry_back(self):
+        log = FOLDER / "mailhost.log"
+        done = mailhost("--registry", "KeepVerdictInEmail=1", "--log", windows_path(log), "--log-level", "500",
+                        self.message)
+        self.assertEqual(0, done.returncode, done.stderr)
+        register("/u")
+        self.assert_untouched()
+        text = log.read_text("utf-8", "replace")
+        self.assertIn("400 outlook", text)
+        self.assertIn("Additions params - KeepVerdictInEmail = 1", text)
+
+    def test_traces_as_deep_as_its_log_is_configured(self):
+        for level in (400, 500):
+            done = mailhost("--registry", f"Configuration=level={level}; stderr", self.message)
+            self.assertEqual(0, done.returncode, done.stderr)
+            self.assertIn("400 outlook", done.stderr)
+            self.assertEqual(level == 500, "500 outlook" in done.stderr, done.stderr)
+
+    def test_saves_copies_that_need_no_service_any_more(self):
+        saved = FOLDER / "saved"
+        condemned = FOLDER / "messages" / "27-condemned-attachment.msg"
+        done = mailhost("--json", "--save", saved, condemned)
+        self.assertEqual(0, done.returncode, done.stderr)
+        after = json_lines(done.stdout)[0]["after"]
+        again = mailhost("--json", "--port", "9", saved)  # nobody listens there
+        self.assertEqual(4, again.returncode, again.stderr)
+        opening = json_lines(again.stdout)[0]
+        self.assertEqual((2, after), (opening["verdict"], opening["before"]))
+        self.assertEqual(opening["before"], opening["after"])
+        native = subprocess.run([LINUX / "desk/postwarden", "open", "--json", saved], capture_output=True, text=True)
+        self.assertEqual(comparable(opening), comparable(json_lines(native.stdout)[0]))
+
+    def test_opens_again_what_it_has_just_saved(self):
+        done = mailhost("--json", "--reopen", FOLDER / "messages" / "25-condemned-body.msg")
+        self.assertEqual(0, done.returncode, done.stderr)
+        first, second = json_lines(done.stdout)
+        self.assertEqual(first["after"], second["before"])
+        self.assertEqual((2, 2), (first["verdict"], second["verdict"]))
+
+    def test_writes_no_mail_of_another_form(self):
+        done = mailhost("--json", "--save", FOLDER / "other", "--format", "eml", self.message)
+        self.assertEqual(1, done.returncode)
+        self.assertIn("only Outlook message files are written on this system", done.stderr)
+
+    def test_takes_settings_from_a_file_through_the_broker(self):
+        settings = FOLDER / "settings.json"
+        condemned = FOLDER / "messages" / "25-condemned-body.msg"
+
+        def opening_with(**values):
+            settings.write_text(json.dumps({name: {"value": value, "isSet": True} for name, value in values.items()}))
+            done = mailhost("--json", "--settings", settings, condemned)
+            self.assertEqual(0, done.returncode, done.stderr)
+            return json_lines(done.stdout)[0]
+
+        with windows_service() as port:
+            self.assertEqual(2, opening_with(ServerPort=port)["verdict"])
+            off = opening_with(ServerPort=port, UseOutlookPlugin=False)
+            self.assertEqual(("0x80004002", 0), (off["hr"], off["verdict"]))
+            limited = opening_with(ServerPort=port, SizeLimit=10, UseSizeLimit=True)
+            self.assertEqual(0, limited["verdict"])
+
+    def test_refuses_settings_that_are_none(self):
+        settings = FOLDER / "bad.json"
+        settings.write_text('{"ServerPort": 1}')
+        done = mailhost("--settings", settings, self.message)
+        self.assertEqual(2, done.returncode)
+        self.assertIn("ServerPort: must be an object", done.stderr)
+
+    def test_shows_a_table_to_people(self):
+        done = mailhost(self.message)
+        self.assertEqual(0, done.returncode, done.stderr)
+        lines = done.stdout.splitlines()
+        self.assertTrue(lines[0].startswith("MESSAGE "), lines)
+        self.assertRegex(lines[1], r"01-status-report\.msg +clean +opened +\d+  -$")
+        self.assertRegex(lines[-1], r"^1 opening in \d+ ms: 1 clean")
+
+    def test_takes_names_in_every_script(self):
+        copy = FOLDER / "Журнал крана – 日本.msg"
+        shutil.copy(self.message, copy)
+        done = mailhost("--json", copy)
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertTrue(json_lines(done.stdout)[0]["file"].endswith(copy.name), done.stdout)
+
+    def test_refuses_options_that_it_does_not_know(self):
+        done = mailhost("--bogus", self.message)
+        self.assertEqual(2, done.returncode)
+        self.assertTrue(done.stderr.startswith("mailhost: command line: "), done.stderr)
+
+
+def make_messages(folder):
+    """The samples as message files, just as they came: the settings have the add-in look away."""
+    settings = folder / "look-away.json"
+    settings.write_text(json.dumps({"UseOutlookPlugin": {"value": False, "isSet": True}}))
+    mail = folder / "samples"
+    subprocess.run([sys.executable, SAMPLES / "make_samples.py", mail], check=True, stdout=subprocess.DEVNULL)
+    encrypt(folder, mail, folder / "envelopes")
+    for source, target in (mail, "messages"), (folder / "envelopes", "encrypted"):
+        subprocess.run([LINUX / "desk/postwarden", "open", "--settings", settings, "--save", folder / target,
+                        "--format", "msg", source], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    (folder / "empty").mkdir()
+
+
+def encrypt(folder, mail, target):
+    """Some samples inside envelopes for one reader."""
+    key, certificate = folder / "key.pem", folder / "certificate.pem"
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate,
+                    "-subj", "/CN=reader", "-days", "30"], check=True, stderr=subprocess.DEVNULL)
+    target.mkdir()
+    for name in "01-status-report", "25-condemned-body", "27-condemned-attachment":
+        subprocess.run(["openssl", "cms", "-encrypt", "-aes-256-cbc", "-in", mail / f"{name}.eml", "-out",
+                        target / f"{name}.eml", "-from", "a@example.org", "-to", "b@example.org", "-subject",
+                        "For your eyes", certificate], check=True)
+
+
+def main():
+    global WINDOWS, LINUX, SAMPLES, DESK, FOLDER
+    WINDOWS, LINUX, SAMPLES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+    DESK = WineDesk(WINDOWS / "wine")
+    DESK.set_text("HKLM\\Software\\Clients\\Mail", "", "postwarden test")
+    DESK.set_text("HKLM\\Software\\Clients\\Mail\\postwarden test", "DLLPathEx",
+                  windows_path(WINDOWS / "client/mapi_provider.dll"))
+    with tempfile.TemporaryDirectory() as folder:
+        FOLDER = pathlib.Path(folder)
+        make_messages(FOLDER)
+        tests = unittest.defaultTestLoader.loadTestsFromModule(sys.modules[__name__])
+        result = unittest.TextTestRunner(verbosity=2).run(tests)
+    DESK.stop()
+    passed = result.testsRun - len(result.failures) - len(result.errors)
+    print(f"[  PASSED  ] {passed} tests.")
+    if not result.wasSuccessful():
+        print(f" {result.testsRun - passed} FAILED TESTS")
+        sys.exit(1)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,325 @@
+#include "desk/copies/saved_messages.h"
+#include "service/scan_server.h"
+#include "tests/desk/cli/cli_fixture.h"
+#include "tests/mail/mime/mime_fixture.h"
+#include "tests/mail/smime/smime_fixture.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <set>
+
+namespace host::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* clean_mail = "From: a@example.com\nSubject: Hello\nMessage-ID: <1@example.com>\n\nAll is well.\n";
+
+std::string condemned_mail()
+{
+    return "From: a@example.com\nSubject: Offer\n\nRun this:\n" + condemned_text() + "\n";
+}
+
+std::vector<std::string> names_in(const std::filesystem::path& folder)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+message_place place_of(const std::string& file, std::size_t number = 0)
+{
+    message_place place;
+    place.file = file;
+    place.number = number;
+    return place;
+}
+
+TEST(CopyName, IsTheNameOfTheFileWithTheExtensionOfTheForm)
+{
+    EXPECT_EQ("report.eml", copy_name(place_of("/mail/report.eml"), mail_format::eml));
+    EXPECT_EQ("report.msg", copy_name(place_of("report.EML"), mail_format::msg));
+    EXPECT_EQ("report.eml", copy_name(place_of("report.msg"), mail_format::eml));
+    EXPECT_EQ("report.v2.eml", copy_name(place_of("report.v2.eml"), mail_format::eml));
+    EXPECT_EQ("report.txt.eml", copy_name(place_of("report.txt"), mail_format::eml));
+    EXPECT_EQ("report.eml", copy_name(place_of("report"), mail_format::eml));
+}
+
+TEST(CopyName, NumbersTheMessagesOfAnMbox)
+{
+    EXPECT_EQ("archive-1.eml", copy_name(place_of("archive.mbox", 1), mail_format::eml));
+    EXPECT_EQ("archive-12.msg", copy_name(place_of("archive.mbx", 12), mail_format::msg));
+    EXPECT_EQ("inbox-3.eml", copy_name(place_of("inbox", 3), mail_format::eml));
+}
+
+TEST(CopyName, IsCutBetweenTwoCharacters)
+{
+    EXPECT_EQ(std::string(200, 'x') + ".eml", copy_name(place_of(std::string(250, 'x') + ".eml"), mail_format::eml));
+    std::string wide;
+    for (int i = 0; i < 100; ++i) {
+        wide += "\u4EF6"; // three bytes
+    }
+    EXPECT_EQ(wide.substr(0, 198) + "-7.msg", copy_name(place_of(wide + ".mbox", 7), mail_format::msg));
+}
+
+/// Runs of "postwarden open" that save.
+class SavedMessages : public testing::Test
+{
+protected:
+    std::string write(const std::string& name, std::string_view text) const
+    {
+        return folder.write(name, text).string();
+    }
+    [[nodiscard]] std::string to(const std::string& name = "out") const { return (folder.path() / name).string(); }
+    [[nodiscard]] std::string saved(const std::string& name) const { return file_text(folder.path() / "out" / name); }
+
+    temporary_folder folder;
+};
+
+TEST_F(SavedMessages, AreWrittenInTheirOwnFormIntoAFolderThatIsMade)
+{
+    const auto result = command({"open", "--save", to("a/b"), write("one.eml", clean_mail)});
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_THAT(names_in(to("a/b")), ElementsAre("one.eml"));
+    EXPECT_THAT(file_text(to("a/b") + "/one.eml"), HasSubstr("Subject: Hello"));
+    EXPECT_THAT(result.out, HasSubstr("; 1 saved in " + to("a/b")));
+    EXPECT_EQ(0, command({"open", "--save", to("msg"), "--format", "msg", write("one.eml", clean_mail)}).status);
+    EXPECT_THAT(names_in(to("msg")), ElementsAre("one.msg"));
+    EXPECT_EQ(0, command({"open", "--save", to("again"), to("msg")}).status);
+    EXPECT_THAT(names_in(to("again")), ElementsAre("one.msg"));
+    EXPECT_EQ(0, command({"open", "--save", to("back"), "--format", "eml", to("again")}).status);
+    EXPECT_THAT(file_text(to("back") + "/one.eml"), HasSubstr("Subject: Hello"));
+}
+
+TEST_F(SavedMessages, TakeOtherNamesThanWhatIsThere)
+{
+    std::filesystem::create_directory(to());
+    folder.write("out/one.eml", "mine");
+    std::filesystem::create_directory(to() + "/one-2.eml");
+    std::filesystem::create_symlink(folder.path() / "elsewhere", to() + "/one-3.eml");
+    EXPECT_EQ(0, command({"open", "--save", to(), write("one.eml", clean_mail)}).status);
+    EXPECT_EQ("mine", saved("one.eml"));
+    EXPECT_THAT(saved("one-4.eml"), HasSubstr("Subject: Hello"));
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "elsewhere"));
+    EXPECT_EQ(4U, names_in(to()).size());
+}
+
+TEST_F(SavedMessages, OfOneNameOrOneMboxStayApart)
+{
+    std::filesystem::create_directory(to("other"));
+    const std::string envelope = "From a@example.com Mon Mar 11 16:42:10 2024\n";
+    const auto result =
+        command({"open", "--save", to(), write("one.eml", clean_mail), write("other/one.eml", condemned_mail()),
+                 write("box.mbox", envelope + clean_mail + "\n" + envelope + clean_mail)});
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_THAT(names_in(to()), ElementsAre("box-1.eml", "box-2.eml", "one-2.eml", "one.eml"));
+    EXPECT_THAT(saved("one-2.eml"), HasSubstr("original_body.txt"));
+    EXPECT_THAT(saved("one.eml"), testing::Not(HasSubstr("original_body.txt")));
+}
+
+TEST_F(SavedMessages, CanGoWhereTheSourcesAre)
+{
+    const auto file = write("one.eml", clean_mail);
+    EXPECT_EQ(0, command({"open", "--save", folder.path().string(), file}).status);
+    EXPECT_EQ(clean_mail, file_text(file));
+    EXPECT_THAT(names_in(folder.path()), ElementsAre("one-2.eml", "one.eml"));
+}
+
+TEST_F(SavedMessages, AreThoseOfTheFirstOpening)
+{
+    EXPECT_EQ(0, command({"open", "--save", to(), "--times", "3", write("one.eml", condemned_mail())}).status);
+    EXPECT_THAT(names_in(to()), ElementsAre("one.eml"));
+    EXPECT_THAT(saved("one.eml"), HasSubstr("original_body.txt"));
+}
+
+TEST_F(SavedMessages, HoldTheVerdictSoThatNobodyIsAskedAgain)
+{
+    for (const std::string form : {"eml", "msg"}) {
+        const auto file = write("one.eml", condemned_mail());
+        const auto first = command({"open", "--json", "--save", to(form), "--format", form, file});
+        ASSERT_EQ(0, first.status) << first.err;
+        // Nobody listens there: what isn't known would stay unjudged.
+        const auto again = command({"open", "--json", "--saved", "--port", closed_port(), to(form)});
+        const auto line = again.json().at(0);
+        EXPECT_EQ(2, line["verdict"]) << form;
+        EXPECT_EQ("opened", line["display"]) << form;
+        EXPECT_EQ(2, line["before"]["verdict_property"]) << form;
+        EXPECT_EQ(line["before"], line["after"]) << form;
+    }
+}
+
+TEST_F(SavedMessages, AreWhatReopenStartsFrom)
+{
+    for (const std::string form : {"eml", "msg"}) {
+        const auto result = command(
+            {"open", "--json", "--reopen", "--times", "3", "--format", form, write("one.eml", condemned_mail())});
+        const auto lines = result.json();
+        ASSERT_EQ(3U, lines.size()) << result.err;
+        EXPECT_TRUE(lines[0]["before"]["verdict_property"].is_null());
+        for (const std::size_t i : {1U, 2U}) {
+            EXPECT_EQ(2, lines[i]["before"]["verdict_property"]) << form;
+            EXPECT_EQ(3, lines[i]["before"]["body_type"]) << form;
+            EXPECT_EQ("opened", lines[i]["display"]) << form;
+            EXPECT_EQ(lines[i]["before"], lines[i]["after"]) << form;
+        }
+        EXPECT_EQ(lines[1]["after"], lines[2]["before"]) << form;
+    }
+}
+
+TEST_F(SavedMessages, AreReopenedTwiceUnlessMoreIsAsked)
+{
+    const auto file = write("one.eml", clean_mail);
+    EXPECT_EQ(2U, command({"open", "--json", "--reopen", file}).json().size());
+    EXPECT_EQ(4U, command({"open", "--json", "--reopen", "--times", "4", file}).json().size());
+}
+
+TEST_F(SavedMessages, OfReopenAloneLeaveNothingBehind)
+{
+    const auto count = [] {
+        std::size_t found = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
+            found += entry.path().filename().string().starts_with("postwarden-") ? 1 : 0;
+        }
+        return found;
+    };
+    const std::size_t before = count();
+    const auto result = command({"open", "--reopen", write("one.eml", condemned_mail())});
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ(before, count());
+    EXPECT_THAT(result.out, testing::Not(HasSubstr("saved in")));
+}
+
+TEST_F(SavedMessages, WithoutTheVerdictAreBlockedAtTheSecondOpening)
+{
+    const auto result = command({"open", "--json", "--reopen", "--save", to(), "--registry", "KeepVerdictInEmail=1",
+                                 write("one.eml", condemned_mail())});
+    const auto lines = result.json();
+    ASSERT_EQ(2U, lines.size());
+    EXPECT_EQ("opened", lines[0]["display"]);
+    EXPECT_TRUE(lines[0]["after"]["verdict_property"].is_null());
+    // What was done stands in the copy; that it was done stands in memory only.
+    EXPECT_EQ(3, lines[1]["before"]["body_type"]);
+    EXPECT_TRUE(lines[1]["before"]["verdict_property"].is_null());
+    EXPECT_EQ("blocked", lines[1]["display"]);
+    EXPECT_EQ(2, lines[1]["verdict"]);
+    // A client that starts later knows nothing, and finds the old text, which was kept.
+    const auto later = command({"open", "--json", "--saved", to()}).json().at(0);
+    EXPECT_EQ("opened", later["display"]);
+    EXPECT_EQ(2, later["verdict"]);
+    const auto is_notice = [](const nlohmann::json& entry) { return entry["name"] == "original_body.txt.htm"; };
+    const auto& list = later["after"]["attachments"];
+    EXPECT_EQ(1, std::count_if(list.begin(), list.end(), is_notice));
+}
+
+TEST_F(SavedMessages, AreBelievedOnlyWhereTheUserSaysThatTheyAreOurs)
+{
+    EXPECT_EQ(0, command({"open", "--save", to(), write("one.eml", clean_mail)}).status);
+    std::string text = saved("one.eml");
+    const std::size_t body = text.find("All is well.");
+    ASSERT_NE(std::string::npos, body);
+    const auto forged = write("forged.eml", text.replace(body, 12, condemned_text()));
+    EXPECT_EQ(2, command({"open", "--json", forged}).json().at(0)["verdict"]);
+    EXPECT_TRUE(command({"open", "--json", forged}).json().at(0)["before"]["verdict_property"].is_null());
+    EXPECT_EQ(1, command({"open", "--json", "--saved", forged}).json().at(0)["verdict"]);
+}
+
+TEST_F(SavedMessages, ThatCannotBeWrittenAreToldAndTheRestIsDone)
+{
+    const auto blocked = write("file", "");
+    const auto inside = command({"open", "--save", blocked + "/out", write("one.eml", clean_mail)});
+    EXPECT_EQ(1, inside.status);
+    EXPECT_THAT(inside.err, StartsWith("postwarden: " + blocked + "/out: "));
+    const auto file = command({"open", "--save", blocked, write("one.eml", clean_mail)});
+    EXPECT_EQ(1, file.status);
+    EXPECT_EQ("", file.out);
+    EXPECT_EQ("", file_text(blocked));
+}
+
+TEST_F(SavedMessages, OfEncryptedMailStayEncrypted)
+{
+    const key_pair keys("ben");
+    const auto mail = write("sealed.eml", encrypted(text_entity("Inside."), {keys.certificate()}));
+    for (const std::string form : {"eml", "msg"}) {
+        const auto first = command({"open", "--json", "--save", to(form), "--format", form, "--smime-key", keys.key(),
+                                    "--smime-cert", keys.certificate(), mail});
+        ASSERT_EQ(0, first.status) << first.err;
+        EXPECT_EQ("", first.err);
+        EXPECT_EQ(1, first.json().at(0)["verdict"]);
+        for (const auto& name : names_in(to(form))) {
+            EXPECT_THAT(file_text(to(form) + "/" + name), testing::Not(HasSubstr("Inside.")));
+        }
+        const auto again = command({"open", "--json", "--saved", "--port", closed_port(), "--smime-key", keys.key(),
+                                    "--smime-cert", keys.certificate(), to(form)});
+        EXPECT_EQ(1, again.json().at(0)["verdict"]) << form;
+        EXPECT_EQ("IPM.Note.SMIME", again.json().at(0)["before"]["message_class"]) << form;
+        EXPECT_EQ(first.json().at(0)["after"]["attachments"][0]["sha256"],
+                  again.json().at(0)["before"]["attachments"][0]["sha256"])
+            << form;
+        EXPECT_THAT(command({"open", to(form)}).err, HasSubstr("its contents stay closed"));
+    }
+}
+
+TEST_F(SavedMessages, OfCondemnedEncryptedMailOpenPlainAndSendNothing)
+{
+    const key_pair keys("ben");
+    const auto mail = write("sealed.eml", encrypted(text_entity(condemned_text()), {keys.certificate()}));
+    for (const std::string form : {"eml", "msg"}) {
+        const auto first = command({"open", "--json", "--save", to(form), "--format", form, "--smime-key", keys.key(),
+                                    "--smime-cert", keys.certificate(), mail});
+        ASSERT_EQ(0, first.status) << first.err;
+        const auto line = first.json().at(0);
+        EXPECT_EQ("blocked", line["display"]);
+        EXPECT_EQ("IPM.Note.SMIME", line["before"]["message_class"]);
+        EXPECT_EQ("IPM.Note", line["after"]["message_class"]);
+        const auto again = command({"open", "--json", "--saved", "--port", closed_port(), to(form)});
+        const auto reopened = again.json().at(0);
+        EXPECT_EQ("opened", reopened["display"]) << form;
+        EXPECT_EQ(2, reopened["verdict"]) << form;
+        EXPECT_EQ("IPM.Note", reopened["before"]["message_class"]) << form;
+        EXPECT_EQ(3, reopened["before"]["body_type"]) << form;
+        EXPECT_THAT(again.err, testing::Not(HasSubstr("stay closed"))) << form;
+        EXPECT_EQ(reopened["before"], reopened["after"]) << form;
+    }
+}
+
+TEST_F(SavedMessages, AskForOptionsThatFit)
+{
+    const auto file = write("one.eml", clean_mail);
+    const auto refused = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "open");
+        arguments.push_back(file);
+        const auto result = command(arguments);
+        EXPECT_EQ(2, result.status);
+        EXPECT_EQ("", result.out);
+        EXPECT_THAT(result.err, StartsWith("postwarden: "));
+        return result.err;
+    };
+    EXPECT_THAT(refused({"--format", "msg"}), HasSubstr("--save or --reopen"));
+    EXPECT_THAT(refused({"--format", "pst", "--save", to()}), HasSubstr("pst"));
+    EXPECT_THAT(refused({"--save", ""}), HasSubstr("--save needs a folder"));
+    EXPECT_THAT(refused({"--reopen", "--times", "1"}), HasSubstr("twice at least"));
+    EXPECT_THAT(refused({"--smime-key", file}), HasSubstr("--smime-cert"));
+    EXPECT_THAT(refused({"--smime-cert", file}), HasSubstr("--smime-key"));
+    EXPECT_THAT(refused({"--smime-key", file, "--smime-cert", file}), HasSubstr("no private key in PEM form"));
+    EXPECT_FALSE(std::filesystem::exists(to()));
+}
+
+TEST_F(SavedMessages, OfBrokenOutlookFilesAreNeverWritten)
+{
+    const auto broken = write("broken.msg", std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + std::string(600, 'x'));
+    const auto renamed = write("text.msg", clean_mail);
+    const auto result = command({"open", "--save", to(), broken, renamed});
+    EXPECT_EQ(3, result.status);
+    EXPECT_EQ(2U, lines_of(result.err).size());
+    EXPECT_TRUE(names_in(to()).empty());
+    EXPECT_EQ(clean_mail, file_text(renamed));
+}
+
+} // namespace
+} // namespace host::test

@@ -1,0 +1,42 @@
+// mail_copy IN OUT: reads every message of a folder and writes it to OUT as a file of this program's, NAME.eml, and as
+// the document that the converter session makes of it, NAME.mime. Prints one JSON object a line: what the message
+// shows.
+
+#include "desk/run/snapshot.h"
+#include "mail/files/mailbox.h"
+#include "mail/mime/reading/message_reader.h"
+#include "mail/mime/writing/message_writer.h"
+
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+int main(int count, char** arguments)
+{
+    if (count != 3) {
+        std::cerr << "usage: mail_copy IN OUT\n";
+        return 2;
+    }
+    try {
+        const std::filesystem::path out = arguments[2];
+        for (const host::message_place& place : host::find_messages(arguments[1])) {
+            const host::message_record message =
+                host::read_message(host::open_message(place), place.name(), std::make_shared<host::store_context>());
+            const std::string name = std::filesystem::path(place.name()).filename().string();
+            host::write_eml(message, out / (name + ".eml"));
+            std::ofstream sheet(out / (name + ".mime"), std::ios::binary);
+            host::write_mime(message, {}, [&sheet](std::string_view piece) {
+                sheet.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+            });
+            host::digest_cache digests;
+            nlohmann::ordered_json line = host::to_json(host::take_snapshot(message), digests);
+            line["file"] = name;
+            std::cout << line.dump() << '\n';
+        }
+        return 0;
+    } catch (const std::exception& failure) {
+        std::cerr << "mail_copy: " << failure.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,198 @@
+#include "outlook/qdmailprotect/access/io_stream.h"
+#include "outlook/qdmailprotect/mapi/com_error.h"
+#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "tool/system/errors.h"
+#include "tool/web/io_memory.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <string>
+#include <typeinfo>
+
+namespace web {
+
+/// Leaves a bridge as a swap with an empty one would.
+class io_stream_probe
+{
+public:
+    static void take_stream(io_stream& bridge) { bridge.stream_.reset(); }
+};
+
+} // namespace web
+
+namespace {
+
+using test::fake_stream;
+
+class stream_bridge : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        stream.reset();
+        EXPECT_EQ(store.alive, 0);
+    }
+    /// Text and result of what `call` raises.
+    static std::string raised(HRESULT expected, const std::function<void()>& call)
+    {
+        try {
+            call();
+        } catch (const error::HresultException& failure) {
+            EXPECT_EQ(failure.result(), expected);
+            const std::string text = failure.what();
+            return text.substr(text.rfind(": ") + 2);
+        }
+        return "nothing raised";
+    }
+
+    test::fake_store store;
+    std::shared_ptr<std::string> bytes = std::make_shared<std::string>("0123456789");
+    ComPtr<fake_stream> stream = MakeCom<fake_stream>(store, bytes);
+    char buffer[16] = {};
+};
+
+TEST_F(stream_bridge, without_a_stream_is_refused)
+{
+    try {
+        web::io_stream bridge(nullptr);
+        ADD_FAILURE() << "nothing raised";
+    } catch (const error::win32exception& failure) {
+        EXPECT_EQ(failure.code(), 87U);
+    }
+}
+
+TEST_F(stream_bridge, holds_one_reference_until_its_end)
+{
+    {
+        const web::io_stream bridge{ComPtr<IStream>(stream)};
+        stream.reset();
+        EXPECT_EQ(store.alive, 1);
+    }
+    EXPECT_EQ(store.alive, 0);
+}
+
+TEST_F(stream_bridge, reads_from_any_offset)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    EXPECT_EQ(bridge.read(3, buffer, 4), 4U);
+    EXPECT_EQ(std::string(buffer, 4), "3456");
+    EXPECT_EQ(bridge.read(8, buffer, 16), 2U) << "a short read is no error";
+    EXPECT_EQ(std::string(buffer, 2), "89");
+    EXPECT_EQ(stream->seeks(), (std::vector<std::pair<LONGLONG, DWORD>>{{3, STREAM_SEEK_SET}, {8, STREAM_SEEK_SET}}));
+}
+
+TEST_F(stream_bridge, reads_nothing_behind_the_end)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    EXPECT_EQ(bridge.read(10, buffer, 1), 0U);
+    EXPECT_EQ(bridge.read(1000, buffer, 1), 0U);
+}
+
+TEST_F(stream_bridge, writes_at_any_offset)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    EXPECT_EQ(bridge.write(4, "ab", 2), 2U);
+    EXPECT_EQ(*bytes, "0123ab6789");
+    EXPECT_EQ(bridge.write(9, "cde", 3), 3U);
+    EXPECT_EQ(*bytes, "0123ab678cde");
+}
+
+TEST_F(stream_bridge, appends_at_the_size)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    EXPECT_EQ(bridge.append("ab", 2), 2U);
+    EXPECT_EQ(*bytes, "0123456789ab");
+    EXPECT_EQ(stream->stat_flags(), static_cast<DWORD>(STATFLAG_NONAME));
+    EXPECT_EQ(stream->seeks(), (std::vector<std::pair<LONGLONG, DWORD>>{{10, STREAM_SEEK_SET}}));
+}
+
+TEST_F(stream_bridge, sets_and_tells_the_size_in_64_bits)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    EXPECT_EQ(bridge.size(), 10U);
+    EXPECT_EQ(stream->stat_flags(), static_cast<DWORD>(STATFLAG_NONAME));
+    bridge.size(3);
+    EXPECT_EQ(*bytes, "012");
+    stream->claim_size(0x123456789A);
+    EXPECT_EQ(bridge.size(), 0x123456789AU);
+}
+
+TEST_F(stream_bridge, cuts_counts_to_32_bits)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    EXPECT_EQ(bridge.read(0, buffer, 0x100000002), 2U);
+    EXPECT_EQ(stream->read_counts(), (std::vector<ULONG>{2}));
+    EXPECT_EQ(bridge.write(0, "abc", 0x100000003), 3U);
+    EXPECT_EQ(bytes->substr(0, 4), "abc3");
+    EXPECT_EQ(bridge.read(0, buffer, 0x100000000), 0U);
+}
+
+TEST_F(stream_bridge, swaps_streams_with_its_own_kind)
+{
+    const auto others = std::make_shared<std::string>("other");
+    web::io_stream left{ComPtr<IStream>(stream)};
+    web::io_stream right{ComPtr<IStream>(MakeCom<fake_stream>(store, others))};
+    left.swap(right);
+    EXPECT_EQ(left.size(), 5U);
+    EXPECT_EQ(right.size(), 10U);
+}
+
+TEST_F(stream_bridge, does_not_swap_with_another_kind)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    web::io_memory memory(16);
+    EXPECT_THROW(bridge.swap(memory), std::bad_cast);
+    EXPECT_EQ(bridge.size(), 10U);
+}
+
+TEST_F(stream_bridge, without_its_stream_raises_at_each_call)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    web::io_stream_probe::take_stream(bridge);
+    const std::vector<std::function<void()>> calls{
+        [&] { bridge.read(0, buffer, 1); }, [&] { bridge.write(0, buffer, 1); },
+        [&] { bridge.append(buffer, 1); },  [&] { bridge.size(1); },
+        [&] { (void)bridge.size(); },
+    };
+    for (const auto& call : calls) {
+        HRESULT result = S_OK;
+        try {
+            call();
+        } catch (const ComError& failure) {
+            result = failure.Error();
+        }
+        EXPECT_EQ(result, E_POINTER);
+    }
+    web::io_stream other{ComPtr<IStream>(stream)};
+    bridge.swap(other);
+    EXPECT_EQ(bridge.size(), 10U);
+    EXPECT_THROW((void)other.size(), ComError);
+}
+
+TEST_F(stream_bridge, raises_each_failed_call_with_its_text)
+{
+    web::io_stream bridge{ComPtr<IStream>(stream)};
+    store.script("Stream.Seek", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { bridge.read(0, buffer, 1); }), "IStream::Seek failed");
+    store.script("Stream.Seek", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { bridge.write(0, buffer, 1); }), "IStream::Seek failed");
+    store.script("Stream.Read", E_ACCESSDENIED);
+    EXPECT_EQ(raised(E_ACCESSDENIED, [&] { bridge.read(0, buffer, 1); }), "IStream::Read failed");
+    store.script("Stream.Write", E_OUTOFMEMORY);
+    EXPECT_EQ(raised(E_OUTOFMEMORY, [&] { bridge.write(0, buffer, 1); }), "IStream::Write failed");
+    store.script("Stream.Stat", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { bridge.append(buffer, 1); }), "IStream::Stat failed");
+    store.script("Stream.Seek", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { bridge.append(buffer, 1); }), "IStream::Seek failed");
+    store.script("Stream.Write", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { bridge.append(buffer, 1); }), "IStream::Write failed");
+    store.script("Stream.Stat", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { (void)bridge.size(); }), "IStream::Stat failed");
+    store.script("Stream.SetSize", E_FAIL);
+    EXPECT_EQ(raised(E_FAIL, [&] { bridge.size(1); }), "IStream::SetSize failed");
+    EXPECT_EQ(bridge.size(), 10U) << "no failure changes anything";
+}
+
+} // namespace

@@ -1,0 +1,122 @@
+#include "outlook/qdmailprotect/mapi/mapi_ptr.h"
+#include "outlook/qdmailprotect/mapi/outlook_items.h"
+#include "tests/outlook/qdmailprotect/support/fake_store.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+TEST(mapi_records, have_the_layout_of_the_system_headers)
+{
+    EXPECT_EQ(sizeof(SPropValue), 24U);
+    EXPECT_EQ(offsetof(SPropValue, Value), 8U);
+    EXPECT_EQ(sizeof(SRow), 16U);
+    EXPECT_EQ(offsetof(SRowSet, aRow), 8U);
+    EXPECT_EQ(sizeof(MAPINAMEID), 24U);
+    EXPECT_EQ(sizeof(SBinary), 16U);
+    EXPECT_EQ(sizeof(GUID), 16U);
+}
+
+TEST(mapi_records, have_the_numbers_of_the_system_headers)
+{
+    EXPECT_EQ(PR_ENTRYID, 0x0FFF0102U);
+    EXPECT_EQ(PR_INTERNET_MESSAGE_ID_A, 0x1035001EU);
+    EXPECT_EQ(PR_MESSAGE_CLASS_W, 0x001A001FU);
+    EXPECT_EQ(PR_SUBJECT_W, 0x0037001FU);
+    EXPECT_EQ(PR_SENDER_NAME_W, 0x0C1A001FU);
+    EXPECT_EQ(PR_MESSAGE_DELIVERY_TIME, 0x0E060040U);
+    EXPECT_EQ(PR_BODY_A, 0x1000001EU);
+    EXPECT_EQ(PR_BODY_W, 0x1000001FU);
+    EXPECT_EQ(PR_HTML, 0x10130102U);
+    EXPECT_EQ(PR_NATIVE_BODY_INFO, 0x10160003U);
+    EXPECT_EQ(PR_INTERNET_CPID, 0x3FDE0003U);
+    EXPECT_EQ(PR_ATTACH_NUM, 0x0E210003U);
+    EXPECT_EQ(PR_ATTACH_SIZE, 0x0E200003U);
+    EXPECT_EQ(PR_ATTACH_METHOD, 0x37050003U);
+    EXPECT_EQ(PR_DISPLAY_NAME_W, 0x3001001FU);
+    EXPECT_EQ(PR_ATTACH_LONG_FILENAME_W, 0x3707001FU);
+    EXPECT_EQ(PR_ATTACH_FILENAME_W, 0x3704001FU);
+    EXPECT_EQ(PR_ATTACH_MIME_TAG_W, 0x370E001FU);
+    EXPECT_EQ(PR_ATTACH_DATA_BIN, 0x37010102U);
+    EXPECT_EQ(PR_ATTACH_DATA_OBJ, 0x3701000DU);
+    EXPECT_EQ(IID_IMessage.Data1, 0x00020307U);
+    EXPECT_EQ(static_cast<std::uint32_t>(MAPI_E_NOT_FOUND), 0x8004010FU);
+    EXPECT_EQ(static_cast<std::uint32_t>(MAPI_E_NOT_ENOUGH_MEMORY), 0x8007000EU);
+}
+
+TEST(store_buffers, hold_what_is_added_until_they_are_freed)
+{
+    void* owner = nullptr;
+    ASSERT_EQ(MAPIAllocateBuffer(10, &owner), S_OK);
+    std::memset(owner, 1, 10);
+    for (ULONG size : {1U, 100U, 0U}) {
+        void* added = nullptr;
+        ASSERT_EQ(MAPIAllocateMore(size, owner, &added), S_OK);
+        std::memset(added, 2, size);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(added) % 8, 0U);
+    }
+    EXPECT_EQ(MAPIFreeBuffer(owner), 0U);
+    EXPECT_EQ(MAPIFreeBuffer(nullptr), 0U);
+}
+
+TEST(com_pointers, own_what_they_receive)
+{
+    test::fake_store store;
+    auto object = ComPtr<IUnknown>(MakeCom<test::fake_message>(store)->reference());
+    ComPtr<IMessage> message;
+    EXPECT_EQ(Query(object.get(), IID_IMessage, message), S_OK);
+    object.reset();
+    EXPECT_EQ(store.alive, 1);
+    EXPECT_EQ(Query(message.get(), IID_IAttachment, message), E_NOINTERFACE) << "the old reference goes";
+    EXPECT_EQ(store.alive, 0);
+}
+
+TEST(com_objects, count_once_for_all_their_interfaces)
+{
+    test::fake_store store;
+    const auto message = MakeCom<test::fake_message>(store);
+    message->wrap(nullptr);
+    ComPtr<ISecuredMessage> secured;
+    ComPtr<IUnknown> from_secured;
+    ComPtr<IUnknown> from_message;
+    ASSERT_EQ(Query(message->pointer(), IID_ISecuredMessage, secured), S_OK);
+    ASSERT_EQ(Query(secured.get(), IID_IUnknown, from_secured), S_OK);
+    ASSERT_EQ(Query(message->pointer(), IID_IUnknown, from_message), S_OK);
+    EXPECT_EQ(from_secured, from_message) << "one identity";
+    EXPECT_EQ(message->AddRef(), 5U);
+    EXPECT_EQ(message->Release(), 4U);
+    EXPECT_EQ(message->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+}
+
+TEST(row_sets, are_freed_with_their_values)
+{
+    test::fake_store store;
+    const auto message = MakeCom<test::fake_message>(store);
+    message->attach({.number = 1, .display_name = L"a"});
+    message->attach({.number = 2, .display_name = L"b"});
+    ComPtr<IMAPITable> table;
+    ASSERT_EQ(message->GetAttachmentTable(0, Receive(table)), S_OK);
+    SRowSet* raw = nullptr;
+    ASSERT_EQ(table->QueryRows(100, TBL_NOADVANCE, &raw), S_OK);
+    const RowSetPtr rows(raw); // the sanitizer watches over the rest
+    EXPECT_EQ(rows->cRows, 2U);
+}
+
+TEST(items, answer_for_one_kind)
+{
+    test::fake_store store;
+    const auto message = MakeCom<test::fake_message>(store);
+    const auto item = MakeCom<test::fake_item>(store, IID_TaskItem, identity(message));
+    ComPtr<OutlookItemInterface> typed;
+    EXPECT_EQ(Query(item->reference().get(), IID_MailItem, typed), E_NOINTERFACE);
+    ASSERT_EQ(Query(item->reference().get(), IID_TaskItem, typed), S_OK);
+    ComPtr<IUnknown> object;
+    EXPECT_EQ(GetMapiObject(typed.get(), object), S_OK);
+    EXPECT_EQ(object, identity(message));
+    store.script("get_MAPIOBJECT", E_ACCESSDENIED);
+    EXPECT_EQ(GetMapiObject(typed.get(), object), E_ACCESSDENIED);
+}
+
+} // namespace

@@ -1,0 +1,525 @@
+#include "outlook/qdmailprotect/verdict/verdict_cache.h"
+#include "tests/outlook/qdmailprotect/support/checker_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+using test::fake_message;
+using texts = std::vector<std::string>;
+
+constexpr ULONG ContentType = 0x8001001F; // the second name that is resolved
+const std::wstring Enveloped = L"application/pkcs7-mime; smime-type=enveloped-data; name=smime.p7m";
+
+class verdict_cache : public ::testing::Test
+{
+protected:
+    verdict_cache()
+    {
+        cache = std::make_unique<VerdictCache>();
+        log.clear();
+    }
+    void TearDown() override { EXPECT_EQ(store.alive, 0); }
+
+    ComPtr<fake_message> new_message(const std::string& id = "\x01\x02")
+    {
+        auto message = MakeCom<fake_message>(store);
+        if (!id.empty()) {
+            message->properties.set_bytes(PR_ENTRYID, id);
+        }
+        return message;
+    }
+    /// The wrapper of an encrypted message.
+    ComPtr<fake_message> new_wrapper(ComPtr<fake_message> base)
+    {
+        auto wrapper = new_message();
+        resolve(wrapper);
+        wrapper->properties.set_wide(ContentType, Enveloped);
+        wrapper->wrap(std::move(base));
+        return wrapper;
+    }
+    /// Resolves both names, the verdict's first.
+    void resolve(const ComPtr<fake_message>& message)
+    {
+        cache->FindMessage(message->pointer(), verdict, nullptr);
+        verdict = ScanResult::None;
+        log.clear();
+    }
+    bool find(const ComPtr<fake_message>& message)
+    {
+        return cache->FindMessage(message->pointer(), verdict, &internal);
+    }
+    void add(const ComPtr<fake_message>& message, ScanResult result) { cache->AddMessage(message->pointer(), result); }
+    [[nodiscard]] std::uint64_t stored(const ComPtr<fake_message>& message)
+    {
+        const auto* value = message->properties.find(store.verdict_tag());
+        return value ? value->number : 0;
+    }
+    void keep_verdict(std::uint32_t value)
+    {
+        registry.set_number(winapi::registry_names::environment_key, winapi::registry_names::keep_verdict_in_email,
+                            value);
+    }
+
+    winapi::memory_registry registry;
+    winapi::registry_override registry_is{registry};
+    test::log_capture log;
+    test::fake_store store;
+    std::unique_ptr<VerdictCache> cache;
+    ScanResult verdict = ScanResult::None;
+    bool internal = false;
+};
+
+TEST_F(verdict_cache, reads_the_registry_at_construction)
+{
+    VerdictCache another;
+    EXPECT_EQ(leveled(log), (texts{"500 Reading additional params from registry"}));
+    log.clear();
+    keep_verdict(0);
+    another.ReadRegistryParams();
+    EXPECT_EQ(leveled(log),
+              (texts{"500 Reading additional params from registry", "500 Additions params - KeepVerdictInEmail = 0"}));
+    log.clear();
+    keep_verdict(7);
+    const VerdictCache third;
+    EXPECT_EQ(leveled(log),
+              (texts{"500 Reading additional params from registry", "500 Additions params - KeepVerdictInEmail = 7"}));
+}
+
+TEST_F(verdict_cache, stores_a_verdict_on_the_message_and_finds_it_there)
+{
+    const auto message = new_message();
+    EXPECT_FALSE(find(message));
+    add(message, ScanResult::Repaired);
+    EXPECT_EQ(stored(message), 3U);
+    EXPECT_TRUE(find(message));
+    EXPECT_EQ(verdict, ScanResult::Repaired);
+    EXPECT_FALSE(internal);
+    VerdictCache after_restart;
+    verdict = ScanResult::None;
+    EXPECT_TRUE(after_restart.FindMessage(message->pointer(), verdict, nullptr));
+    EXPECT_EQ(verdict, ScanResult::Repaired);
+}
+
+TEST_F(verdict_cache, names_its_properties)
+{
+    const auto message = new_message();
+    find(message);
+    EXPECT_EQ(store.names(), (texts{std::to_string(0x876FC580U) + ":1", std::to_string(0x00020386) + ":content-type"}));
+    EXPECT_EQ(store.name_flags(), (std::vector<ULONG>{MAPI_CREATE, MAPI_CREATE}));
+    EXPECT_EQ(store.verdict_tag(), 0x80000003U);
+}
+
+TEST_F(verdict_cache, resolves_names_once_for_all_messages)
+{
+    const auto message = new_message();
+    find(message);
+    find(message);
+    add(new_message("other"), ScanResult::Clean);
+    EXPECT_EQ(store.calls("GetIDsFromNames"), 2);
+}
+
+TEST_F(verdict_cache, tells_each_step_of_a_first_look)
+{
+    const auto message = new_message();
+    EXPECT_FALSE(find(message));
+    EXPECT_TRUE(internal) << "set although the look-up failed";
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Determining if message is in cache (CustomPropertyID=0x0)",
+                                "500 Initializing custom property ID",
+                                "500 Custom property ID initialized: 0x80000003",
+                                "400 Getting ContentTypeID: 0x8001001f",
+                                "200 Error getting prop 0x8001001f, err=0x8004010f",
+                                "200 Error getting prop 0x80000003, err=0x8004010f",
+                                "500 Message not found in global cache, check the internal cache",
+                                "400 Searching for messageID in internal cache: 0102",
+                                "400 Not found in internal cache",
+                            }));
+}
+
+TEST_F(verdict_cache, tells_each_step_of_an_addition)
+{
+    const auto message = new_message();
+    resolve(message);
+    add(message, ScanResult::Blocked);
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Adding message to cache (CustomPropertyID=0x80000003)",
+                                "400 Getting ContentTypeID: 0x8001001f",
+                                "200 Error getting prop 0x8001001f, err=0x8004010f",
+                                "500 Adding message result: 0x0",
+                                "400 Adding message to internal cache, MessageID: 0102, verdict: 2, cache size = 1",
+                            }));
+    log.clear();
+    EXPECT_TRUE(find(message));
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Determining if message is in cache (CustomPropertyID=0x80000003)",
+                                "400 Getting ContentTypeID: 0x8001001f",
+                                "200 Error getting prop 0x8001001f, err=0x8004010f",
+                                "500 Message found in cache, its saved verdict: 2",
+                            }));
+}
+
+TEST_F(verdict_cache, finds_in_memory_what_the_message_has_lost)
+{
+    const auto message = new_message();
+    add(message, ScanResult::Blocked);
+    message->properties.remove(store.verdict_tag());
+    log.clear();
+    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(internal);
+    EXPECT_EQ(verdict, ScanResult::Blocked);
+    const texts lines = leveled(log);
+    ASSERT_GE(lines.size(), 3U);
+    EXPECT_EQ(texts(lines.end() - 3, lines.end()),
+              (texts{"500 Message not found in global cache, check the internal cache",
+                     "400 Searching for messageID in internal cache: 0102",
+                     "400 Found in internal cache, saved verdict: 2"}));
+}
+
+TEST_F(verdict_cache, believes_any_number_on_the_message)
+{
+    const auto message = new_message();
+    resolve(message);
+    message->properties.set_long(store.verdict_tag(), 0xFFFFFFFFU);
+    EXPECT_TRUE(find(message));
+    EXPECT_EQ(static_cast<std::int32_t>(verdict), -1);
+}
+
+TEST_F(verdict_cache, does_not_need_to_tell_where_it_knew_from)
+{
+    const auto message = new_message();
+    EXPECT_FALSE(cache->FindMessage(message->pointer(), verdict, nullptr));
+    add(message, ScanResult::Clean);
+    EXPECT_TRUE(cache->FindMessage(message->pointer(), verdict, nullptr));
+    message->properties.remove(store.verdict_tag());
+    EXPECT_TRUE(cache->FindMessage(message->pointer(), verdict, nullptr));
+}
+
+TEST_F(verdict_cache, without_names_knows_and_writes_nothing)
+{
+    const auto message = new_message();
+    store.script_all("GetIDsFromNames", MAPI_E_NO_SUPPORT);
+    EXPECT_FALSE(find(message));
+    add(message, ScanResult::Blocked);
+    EXPECT_EQ(cache->InternalSize(), 0U);
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Determining if message is in cache (CustomPropertyID=0x0)",
+                                "500 Initializing custom property ID",
+                                "500 Adding message to cache (CustomPropertyID=0x0)",
+                                "500 Initializing custom property ID",
+                            }));
+}
+
+TEST_F(verdict_cache, tries_the_names_again_after_a_failure)
+{
+    const auto message = new_message();
+    store.script("GetIDsFromNames", MAPI_E_NO_SUPPORT);
+    EXPECT_FALSE(find(message));
+    add(message, ScanResult::Clean);
+    EXPECT_EQ(stored(message), 1U);
+}
+
+TEST_F(verdict_cache, takes_no_tags_for_a_failure)
+{
+    const auto message = new_message();
+    store.script("GetIDsFromNames", S_OK);
+    EXPECT_FALSE(find(message));
+    EXPECT_EQ(store.verdict_tag(), 0U);
+}
+
+TEST_F(verdict_cache, of_no_message_knows_nothing)
+{
+    resolve(new_message());
+    EXPECT_FALSE(cache->FindMessage(nullptr, verdict, &internal));
+    cache->AddMessage(nullptr, ScanResult::Clean);
+    EXPECT_FALSE(cache->IsEncrypted(nullptr));
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Determining if message is in cache (CustomPropertyID=0x80000003)",
+                                "500 Initializing custom property ID",
+                                "500 Adding message to cache (CustomPropertyID=0x80000003)",
+                                "500 Initializing custom property ID",
+                            }));
+}
+
+TEST_F(verdict_cache, of_an_unsaved_message_lives_on_the_message_only)
+{
+    const auto message = new_message("");
+    add(message, ScanResult::Clean);
+    EXPECT_EQ(stored(message), 1U);
+    EXPECT_EQ(cache->InternalSize(), 0U);
+    message->properties.remove(store.verdict_tag());
+    internal = false;
+    EXPECT_FALSE(find(message));
+    EXPECT_FALSE(internal);
+}
+
+TEST_F(verdict_cache, of_an_empty_identifier_lives_on_the_message_only)
+{
+    const auto message = new_message("");
+    message->properties.set_bytes(PR_ENTRYID, "");
+    add(message, ScanResult::Clean);
+    EXPECT_EQ(cache->InternalSize(), 0U);
+}
+
+TEST_F(verdict_cache, logs_a_refused_property_and_still_remembers)
+{
+    const auto message = new_message();
+    resolve(message);
+    store.script("SetProps", E_ACCESSDENIED);
+    add(message, ScanResult::Blocked);
+    EXPECT_TRUE(log.contains("Adding message result: 0x80070005"));
+    EXPECT_EQ(cache->InternalSize(), 1U);
+    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(internal);
+}
+
+TEST_F(verdict_cache, does_not_save_the_message)
+{
+    add(new_message(), ScanResult::Clean);
+    EXPECT_EQ(store.calls("SaveChanges"), 0);
+}
+
+TEST_F(verdict_cache, keeps_no_property_when_the_registry_value_is_set)
+{
+    keep_verdict(1);
+    cache->ReadRegistryParams();
+    const auto message = new_message();
+    add(message, ScanResult::Blocked);
+    EXPECT_EQ(stored(message), 0U);
+    EXPECT_EQ(store.calls("SetProps"), 0);
+    EXPECT_FALSE(log.contains("Adding message result"));
+    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(internal);
+    EXPECT_EQ(verdict, ScanResult::Blocked);
+}
+
+TEST_F(verdict_cache, keeps_the_property_again_when_the_value_is_zero_or_gone)
+{
+    for (const bool gone : {false, true}) {
+        keep_verdict(1);
+        cache->ReadRegistryParams();
+        if (gone) {
+            registry.remove_value(winapi::registry_names::environment_key,
+                                  winapi::registry_names::keep_verdict_in_email);
+        } else {
+            keep_verdict(0);
+        }
+        cache->ReadRegistryParams();
+        const auto message = new_message();
+        add(message, ScanResult::Clean);
+        EXPECT_EQ(stored(message), 1U);
+    }
+}
+
+TEST_F(verdict_cache, leaves_the_flag_alone_without_the_key_or_with_a_long_value)
+{
+    keep_verdict(1);
+    cache->ReadRegistryParams();
+    registry.clear();
+    cache->ReadRegistryParams();
+    add(new_message("a"), ScanResult::Clean);
+    EXPECT_EQ(store.calls("SetProps"), 0) << "no key";
+    registry.set_bytes(winapi::registry_names::environment_key, winapi::registry_names::keep_verdict_in_email,
+                       {0, 0, 0, 0, 0});
+    EXPECT_NO_THROW(cache->ReadRegistryParams());
+    add(new_message("b"), ScanResult::Clean);
+    EXPECT_EQ(store.calls("SetProps"), 0) << "a value of five bytes";
+}
+
+TEST_F(verdict_cache, overwrites_a_verdict_without_growing)
+{
+    const auto message = new_message();
+    add(message, ScanResult::Clean);
+    add(message, ScanResult::Blocked);
+    EXPECT_EQ(cache->InternalSize(), 1U);
+    message->properties.remove(store.verdict_tag());
+    EXPECT_TRUE(find(message));
+    EXPECT_EQ(verdict, ScanResult::Blocked);
+}
+
+TEST_F(verdict_cache, trims_itself_to_1001_entries_at_the_5000th)
+{
+    const auto message = new_message();
+    for (int i = 0; i < 4999; ++i) {
+        message->properties.set_bytes(PR_ENTRYID, std::to_string(i));
+        add(message, ScanResult::Clean);
+    }
+    EXPECT_EQ(cache->InternalSize(), 4999U);
+    add(message, ScanResult::Blocked);
+    EXPECT_EQ(cache->InternalSize(), 4999U) << "an entry that was there doesn't count twice";
+    EXPECT_FALSE(log.contains("Clearing the cache..."));
+    log.clear();
+    message->properties.set_bytes(PR_ENTRYID, "one more");
+    add(message, ScanResult::Clean);
+    EXPECT_EQ(cache->InternalSize(), 1001U);
+    const texts lines = leveled(log);
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(lines[lines.size() - 2],
+              "400 Adding message to internal cache, MessageID: 6F6E65206D6F7265, verdict: 1, cache size = 5000");
+    EXPECT_EQ(lines.back(), "400 Clearing the cache...");
+}
+
+TEST_F(verdict_cache, trims_itself_without_regard_to_age)
+{
+    keep_verdict(1); // so that only memory knows the verdicts
+    const auto message = new_message();
+    const auto name = [&](int number) { message->properties.set_bytes(PR_ENTRYID, std::to_string(number)); };
+    const auto survivors = [&](bool backwards) {
+        VerdictCache filled;
+        for (int i = 0; i < 5000; ++i) {
+            name(backwards ? 4999 - i : i);
+            filled.AddMessage(message->pointer(), ScanResult::Clean);
+        }
+        std::vector<int> found;
+        for (int number = 0; number < 5000; ++number) {
+            name(number);
+            if (filled.FindMessage(message->pointer(), verdict, nullptr)) {
+                found.push_back(number);
+            }
+        }
+        return found;
+    };
+    const std::vector<int> rising = survivors(false);
+    const std::vector<int> falling = survivors(true);
+    EXPECT_EQ(rising.size(), 1001U);
+    EXPECT_EQ(falling.size(), 1001U);
+    std::vector<int> both;
+    std::set_intersection(rising.begin(), rising.end(), falling.begin(), falling.end(), std::back_inserter(both));
+    EXPECT_GE(both.size(), 980U) << "only within the last bucket may the order count";
+}
+
+TEST_F(verdict_cache, knows_enveloped_messages_by_their_content_type)
+{
+    const auto message = new_message();
+    resolve(message);
+    const auto encrypted = [&](const std::wstring& type) {
+        message->properties.set_wide(ContentType, type);
+        log.clear();
+        return cache->IsEncrypted(message->pointer());
+    };
+    EXPECT_TRUE(encrypted(Enveloped));
+    EXPECT_EQ(leveled(log), (texts{"400 Getting ContentTypeID: 0x8001001f", "400 Is message encrypted: 1"}));
+    EXPECT_FALSE(encrypted(L"multipart/signed; protocol=\"application/pkcs7-signature\""));
+    EXPECT_EQ(leveled(log), (texts{"400 Getting ContentTypeID: 0x8001001f", "400 Is message encrypted: 0"}));
+    EXPECT_FALSE(encrypted(L"application/pkcs7-mime; smime-type=signed-data"));
+    EXPECT_FALSE(encrypted(L"application/pkcs7-mime; SMIME-TYPE=enveloped-data")) << "case counts";
+    EXPECT_TRUE(encrypted(L"smime-type=enveloped-data"));
+    EXPECT_FALSE(encrypted(std::wstring()));
+}
+
+TEST_F(verdict_cache, takes_a_message_without_a_content_type_for_not_encrypted)
+{
+    const auto message = new_message();
+    resolve(message);
+    EXPECT_FALSE(cache->IsEncrypted(message->pointer()));
+    EXPECT_EQ(leveled(log),
+              (texts{"400 Getting ContentTypeID: 0x8001001f", "200 Error getting prop 0x8001001f, err=0x8004010f"}));
+}
+
+TEST_F(verdict_cache, cannot_tell_encryption_without_the_name)
+{
+    const auto message = new_message();
+    store.script("GetIDsFromNames", MAPI_E_NO_SUPPORT);
+    EXPECT_FALSE(cache->IsEncrypted(message->pointer()));
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(verdict_cache, of_an_encrypted_message_stands_on_its_base)
+{
+    const auto base = new_message("base");
+    const auto wrapper = new_wrapper(base);
+    add(wrapper, ScanResult::Blocked);
+    EXPECT_EQ(stored(base), 2U);
+    EXPECT_EQ(stored(wrapper), 0U);
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Adding message to cache (CustomPropertyID=0x80000003)",
+                                "400 Getting ContentTypeID: 0x8001001f",
+                                "400 Is message encrypted: 1",
+                                "500 Message is encrypted...",
+                                "400 Got the secured interface",
+                                "500 Adding message result: 0x0",
+                                "400 Adding message to internal cache, MessageID: 0102, verdict: 2, cache size = 1",
+                            }));
+    log.clear();
+    EXPECT_TRUE(find(wrapper));
+    EXPECT_FALSE(internal);
+    EXPECT_EQ(leveled(log), (texts{
+                                "500 Determining if message is in cache (CustomPropertyID=0x80000003)",
+                                "400 Getting ContentTypeID: 0x8001001f",
+                                "400 Is message encrypted: 1",
+                                "500 Message is encrypted",
+                                "400 Got the secured interface",
+                                "500 Message found in cache, its saved verdict: 2",
+                            }));
+    base->properties.remove(store.verdict_tag());
+    EXPECT_TRUE(find(wrapper)) << "the internal key is the wrapper's identifier";
+    EXPECT_TRUE(internal);
+}
+
+TEST_F(verdict_cache, does_not_look_at_the_property_of_a_wrapper)
+{
+    const auto wrapper = new_wrapper(new_message("base"));
+    wrapper->properties.set_long(store.verdict_tag(), 1);
+    EXPECT_FALSE(find(wrapper));
+}
+
+TEST_F(verdict_cache, of_an_encrypted_message_without_a_wrapper_is_unknown)
+{
+    const auto message = new_message();
+    resolve(message);
+    message->properties.set_wide(ContentType, Enveloped);
+    EXPECT_FALSE(find(message));
+    EXPECT_EQ(leveled(log).back(), "500 Message is encrypted");
+    log.clear();
+    add(message, ScanResult::Blocked);
+    EXPECT_EQ(leveled(log).back(), "500 Message is encrypted...");
+    EXPECT_EQ(cache->InternalSize(), 0U);
+    EXPECT_EQ(stored(message), 0U);
+}
+
+TEST_F(verdict_cache, of_an_encrypted_message_without_a_base_is_unknown)
+{
+    const auto wrapper = new_wrapper(nullptr);
+    EXPECT_FALSE(find(wrapper));
+    EXPECT_EQ(leveled(log).back(), "200 Failed to get the base message: 0x0");
+    store.script("GetBaseMessage", E_ACCESSDENIED);
+    log.clear();
+    add(wrapper, ScanResult::Blocked);
+    const texts lines = leveled(log);
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(texts(lines.end() - 2, lines.end()),
+              (texts{"400 Got the secured interface", "200 Failed to get the base message: 0x80070005"}));
+    EXPECT_EQ(cache->InternalSize(), 0U);
+}
+
+TEST_F(verdict_cache, of_a_signed_message_stands_on_the_wrapper)
+{
+    const auto wrapper = new_wrapper(new_message("base"));
+    wrapper->properties.set_wide(ContentType, L"multipart/signed");
+    add(wrapper, ScanResult::Clean);
+    EXPECT_EQ(stored(wrapper), 1U);
+}
+
+TEST_F(verdict_cache, makes_a_base_message_an_ordinary_note)
+{
+    const auto base = new_message();
+    base->properties.set_wide(PR_MESSAGE_CLASS_W, L"IPM.Note.SMIME");
+    EXPECT_TRUE(cache->UnencryptBaseMessage(base->pointer()));
+    EXPECT_EQ(base->properties.find(PR_MESSAGE_CLASS_W)->wide, L"IPM.Note");
+    EXPECT_EQ(leveled(log), (texts{"400 Unencrypting base message...", "400 Old message class: IPM.Note.SMIME",
+                                   "400 Changing the class... result = 0x0"}));
+}
+
+TEST_F(verdict_cache, tells_that_a_class_could_not_be_changed)
+{
+    const auto base = new_message();
+    store.script("SetProps", E_ACCESSDENIED);
+    EXPECT_FALSE(cache->UnencryptBaseMessage(base->pointer()));
+    EXPECT_EQ(test::leveled_without_reads(log), (texts{"400 Unencrypting base message...", "400 Old message class: ",
+                                                       "400 Changing the class... result = 0x80070005"}));
+}
+
+} // namespace

@@ -1,0 +1,76 @@
+#include "tests/support/guarded_buffer.h"
+#include "tests/tool/http/body_judge.h"
+#include "tests/tool/http/http_text.h"
+#include "tests/tool/http/text_generator.h"
+#include "tool/http/message_body.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace {
+
+/// Gives a stream in pieces to both decoders and compares them after every call. Returns whether the body ended.
+bool agree(std::string_view stream, test::text_generator& generator, std::size_t largest_piece)
+{
+    // A length that no stream here reaches keeps the body in memory.
+    const auto message = test::extract_message("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+    http::http_message_body own(*message, false, false, 0);
+    judge::chunked_body judged;
+    while (!stream.empty() && !judged.completed()) {
+        const test::guarded_buffer piece(stream.substr(0, 1 + generator.below(largest_piece)));
+        const std::size_t expected = judged.append(piece.view());
+        const auto used = own.append(piece.begin(), piece.end());
+        EXPECT_EQ(expected, used);
+        EXPECT_EQ(judged.completed(), own.completed());
+        if (expected != used) {
+            return false;
+        }
+        // What was not taken is offered again, with what follows.
+        stream.remove_prefix(expected);
+    }
+    EXPECT_EQ(judged.payload(), test::stored_body(*message));
+    EXPECT_EQ(judged.trailers(), test::text_of(own.trailers()));
+    EXPECT_EQ(judged.ieof(), own.ieof());
+    return judged.completed();
+}
+
+std::string well_formed_stream(test::text_generator& generator)
+{
+    std::string stream;
+    for (std::size_t count = generator.below(5); count != 0; --count) {
+        const std::string payload = generator.noise(1 + generator.below(40));
+        char size[20];
+        std::snprintf(size, sizeof size, generator.chance(2) ? "%zx" : "%04zX ;a=b", payload.size());
+        stream += size + std::string(generator.chance(3) ? "\n" : "\r\n") + payload + "\r\n";
+    }
+    return stream + "0\r\n\r\n";
+}
+
+TEST(body_judge, agrees_on_well_formed_streams_in_pieces_of_any_size)
+{
+    test::text_generator generator(11);
+    for (int round = 0; round < 800 && !testing::Test::HasFailure(); ++round) {
+        const std::string stream = well_formed_stream(generator);
+        for (const std::size_t largest : {1U, 3U, 1000U}) {
+            EXPECT_TRUE(agree(stream, generator, largest)) << testing::PrintToString(stream);
+        }
+    }
+}
+
+TEST(body_judge, agrees_on_broken_streams)
+{
+    test::text_generator generator(12);
+    for (int round = 0; round < 3'000 && !testing::Test::HasFailure(); ++round) {
+        std::string stream = generator.mutated(well_formed_stream(generator));
+        if (generator.chance(2)) {
+            stream = generator.chunk() + generator.mutated(generator.chunk()) + stream;
+        }
+        agree(stream, generator, 1 + generator.below(30));
+        EXPECT_FALSE(testing::Test::HasFailure()) << testing::PrintToString(stream);
+    }
+}
+
+} // namespace
