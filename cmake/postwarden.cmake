@@ -4,6 +4,8 @@ option(POSTWARDEN_TESTS "Build the unit tests" ON)
 option(POSTWARDEN_BENCH "Build the benchmarks" OFF)
 option(POSTWARDEN_FUZZ "Build the fuzz targets (clang)" OFF)
 option(POSTWARDEN_PCH "Compile what most files include only once; off, each file shows that it includes what it uses" OFF)
+set(POSTWARDEN_UNITY "" CACHE STRING
+  "Which libraries compile several sources as one: empty for none, OUTSIDE for those that are not in the add-in, ALL")
 set(POSTWARDEN_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -71,6 +73,16 @@ if(POSTWARDEN_PCH)
   target_precompile_headers(postwarden_pch PRIVATE ${postwarden_common_headers})
 endif()
 
+# postwarden_unity(TARGET): compiles several sources of TARGET as one, which parses the common headers once. Names in
+# unnamed namespaces must then differ within a folder.
+function(postwarden_unity name)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The warning takes every included file for a header.
+    target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
+  endif()
+endfunction()
+
 # postwarden_library(NAME FOLDER path [SOURCES ...] [POSIX ...] [WINDOWS ...] [LINKS ...] [PRIVATE_LINKS ...])
 #
 # One folder is one library. It can be included only as "path/header.h", and only by what links it: the include
@@ -96,11 +108,26 @@ function(postwarden_library name)
     if(POSTWARDEN_PCH)
       target_precompile_headers(${name} REUSE_FROM postwarden_pch)
     endif()
+    if(POSTWARDEN_UNITY STREQUAL "ALL" OR
+       (POSTWARDEN_UNITY STREQUAL "OUTSIDE" AND NOT arg_FOLDER MATCHES "^(tool|logging|extlib|settings|outlook)(/|$)"))
+      postwarden_unity(${name})
+    endif()
   else()
     add_library(${name} INTERFACE)
     target_include_directories(${name} INTERFACE "${include_root}")
     target_link_libraries(${name} INTERFACE postwarden_options ${arg_LINKS})
   endif()
+  # For scripts/check_floors: what this library can include.
+  if(NOT arg_FOLDER MATCHES "^tests/")
+    set_property(GLOBAL APPEND_STRING PROPERTY postwarden_floors
+      "${name}\t${arg_FOLDER}\t${CMAKE_CXX_COMPILER}\t$<TARGET_PROPERTY:${name},$<IF:$<STREQUAL:$<TARGET_PROPERTY:${name},TYPE>,INTERFACE_LIBRARY>,INTERFACE_,>INCLUDE_DIRECTORIES>\n")
+  endif()
+endfunction()
+
+# postwarden_write_floors(): writes floors.txt, a line for each library: name, folder, compiler, include directories.
+function(postwarden_write_floors)
+  get_property(floors GLOBAL PROPERTY postwarden_floors)
+  file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/floors.txt" CONTENT "${floors}")
 endfunction()
 
 # The headers <platform/...> come from the sibling folder of the system that is built for.

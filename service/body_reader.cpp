@@ -13,7 +13,7 @@ constexpr std::size_t longest_line = 4096;
 constexpr std::size_t longest_end_mark = 16384;
 constexpr std::uint64_t free_chunks = 65536;   ///< chunks of any size
 constexpr std::uint64_t least_mean_chunk = 64; ///< bytes, for those beyond
-constexpr std::size_t piece_size = 8192;
+constexpr std::size_t read_size = 8192;
 
 /// A line end with nothing but blanks ahead of it.
 bool blank(std::string_view line)
@@ -105,7 +105,7 @@ void body_reader::begin_chunk(std::string_view line)
 
 std::size_t body_reader::read_payload(std::string_view bytes)
 {
-    const std::uint64_t most = std::min<std::uint64_t>(remaining_, piece_size);
+    const std::uint64_t most = std::min<std::uint64_t>(remaining_, read_size);
     const std::string_view piece = bytes.substr(0, static_cast<std::size_t>(most));
     http::message& stored = object();
     const std::uint64_t before = stored.body_size();

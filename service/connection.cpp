@@ -26,7 +26,6 @@ constexpr std::size_t write_size = 65536;
 constexpr std::string_view end_mark_of_nothing = "0\r\n\r\n0\r\n\r\n";
 constexpr std::uint32_t continue_status = 100;
 constexpr std::uint32_t not_found = 404;
-constexpr std::uint32_t server_error = 500;
 constexpr std::uint32_t unavailable = 503;
 
 } // namespace

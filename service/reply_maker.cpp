@@ -17,7 +17,6 @@ namespace {
 constexpr std::uint32_t ok = 200;
 constexpr std::uint32_t created = 201;
 constexpr std::uint32_t no_content = 204;
-constexpr std::uint32_t server_error = 500;
 
 template <typename... Verdicts>
 struct overloaded : Verdicts...

@@ -12,6 +12,9 @@ namespace service {
 
 class request_reader;
 
+/// The status of a reply for a fault of the service itself.
+inline constexpr std::uint32_t server_error = 500;
+
 /// Makes the replies of one service. Used from any thread; `options` and the ISTag come from outside.
 class reply_maker
 {

@@ -18,7 +18,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace clamd_daemon_posix_test {
 
 using test::answer;
 using test::clamd_daemon;
@@ -213,4 +213,4 @@ TEST(clamd_gone, clears_nothing)
     EXPECT_EQ(client.ask(test::options_request()).field("ISTag"), istag);
 }
 
-} // namespace
+} // namespace clamd_daemon_posix_test

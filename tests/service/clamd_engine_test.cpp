@@ -17,7 +17,7 @@
 #include <variant>
 #include <vector>
 
-namespace {
+namespace clamd_engine_test {
 
 using namespace service;
 using namespace std::chrono_literals;
@@ -255,4 +255,4 @@ TEST(clamd_engine, that_does_not_answer_delays_no_answer_that_needs_none)
     EXPECT_TRUE(waiting.closed_by_service());
 }
 
-} // namespace
+} // namespace clamd_engine_test

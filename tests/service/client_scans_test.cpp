@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace {
+namespace client_scans_test {
 
 using icap::client::session_lease;
 using icap::client::session_manager;
@@ -215,4 +215,4 @@ TEST_P(client_scans, http_requests_of_every_size)
 INSTANTIATE_TEST_SUITE_P(previews_of, client_scans, testing::Values(0, 1, 31, 1024),
                          [](const auto& instance) { return std::to_string(instance.param) + "_bytes"; });
 
-} // namespace
+} // namespace client_scans_test

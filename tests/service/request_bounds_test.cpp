@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace {
+namespace request_bounds_test {
 
 using service::bad_request;
 using service::request_reader;
@@ -252,4 +252,4 @@ TEST(request_bounds, an_options_request_with_a_body_is_refused)
     EXPECT_THROW(next.read(inbox), bad_request);
 }
 
-} // namespace
+} // namespace request_bounds_test

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace {
+namespace request_reader_test {
 
 using namespace std::string_literals;
 using service::request_reader;
@@ -242,4 +242,4 @@ TEST(request_reader, keeps_previews_that_look_like_framing)
     }
 }
 
-} // namespace
+} // namespace request_reader_test

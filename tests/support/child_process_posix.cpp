@@ -19,8 +19,8 @@ namespace test {
 
 namespace {
 
-constexpr std::chrono::seconds patience{60};
-constexpr int poll_milliseconds = 20;
+constexpr std::chrono::seconds child_patience{60};
+constexpr int child_poll_milliseconds = 20;
 
 /// A pipe that programs started elsewhere do not inherit.
 struct pipe_ends
@@ -114,7 +114,7 @@ void child_process::collect(stream& source)
     std::array<char, 4096> bytes;
     for (;;) {
         pollfd wanted{source.descriptor, POLLIN, 0};
-        const bool ready = ::poll(&wanted, 1, poll_milliseconds) > 0;
+        const bool ready = ::poll(&wanted, 1, child_poll_milliseconds) > 0;
         const auto count = ready ? ::read(source.descriptor, bytes.data(), bytes.size()) : 0;
         const std::lock_guard guard(lock_);
         if (count > 0) {
@@ -141,7 +141,7 @@ std::optional<std::string> child_process::read_line()
 {
     std::unique_lock guard(lock_);
     std::size_t end = std::string::npos;
-    changed_.wait_for(guard, patience, [&] {
+    changed_.wait_for(guard, child_patience, [&] {
         end = output_.text.find('\n', lines_taken_);
         return end != std::string::npos || output_.ended;
     });
@@ -169,13 +169,13 @@ bool child_process::has_ended()
 
 std::optional<child_process::exit_status> child_process::wait()
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + child_patience;
     while (!has_ended() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(poll_milliseconds));
+        std::this_thread::sleep_for(std::chrono::milliseconds(child_poll_milliseconds));
     }
     if (status_) {
         std::unique_lock guard(lock_);
-        changed_.wait_for(guard, patience, [&] { return output_.ended && errors_.ended; });
+        changed_.wait_for(guard, child_patience, [&] { return output_.ended && errors_.ended; });
     }
     return status_;
 }

@@ -1,6 +1,7 @@
 #include "tool/icap/encapsulated.h"
 
 #include "tool/icap/reply_readers.h"
+#include "tool/icap/white_space.h"
 
 #include <array>
 #include <stdexcept>
@@ -28,11 +29,6 @@ constexpr std::array<entry, 6> entries{{
 bool is_gap(char c) noexcept
 {
     return c == ' ' || c == '\t';
-}
-
-bool is_white_space(char c) noexcept
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 bool is_digit(char c) noexcept

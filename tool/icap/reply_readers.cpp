@@ -2,6 +2,7 @@
 
 #include "logging/logging.h"
 #include "tool/icap/infection_tokens.h"
+#include "tool/icap/white_space.h"
 
 #include <limits>
 
@@ -14,11 +15,6 @@ std::string header_value(message& answer, std::string_view name)
 {
     const auto value = answer.headers().get(name);
     return value ? std::string(value->begin(), value->end()) : std::string();
-}
-
-bool is_white_space(char c) noexcept
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 std::string_view trim(std::string_view text) noexcept

@@ -10,7 +10,7 @@
 #include <bit>
 
 namespace host::test {
-namespace {
+namespace msg_reading_test {
 
 constexpr GUID some_set{0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr GUID other_set{0x11111111, 0x2222, 0x3333, {4, 4, 4, 4, 4, 4, 4, 4}};
@@ -470,5 +470,5 @@ TEST_F(MsgReading, GivesTheSamePlaceAndContentsTheSameEntryIdentifier)
     EXPECT_EQ("", rewriting_differs(file)); // the file keeps its own
 }
 
-} // namespace
+} // namespace msg_reading_test
 } // namespace host::test

@@ -9,7 +9,7 @@
 #include <random>
 
 namespace host::test {
-namespace {
+namespace msg_writing_test {
 
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
 
@@ -440,5 +440,5 @@ TEST_F(MsgWriting, GivesGeneratedMessagesBack)
     }
 }
 
-} // namespace
+} // namespace msg_writing_test
 } // namespace host::test

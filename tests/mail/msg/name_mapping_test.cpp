@@ -4,7 +4,7 @@
 #include "tests/mail/msg/msg_fixture.h"
 
 namespace host::test {
-namespace {
+namespace name_mapping_test {
 
 constexpr GUID some_set{0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
@@ -290,5 +290,5 @@ TEST_F(NameMapping, MayBeMissing)
     EXPECT_EQ("", refusal(file));
 }
 
-} // namespace
+} // namespace name_mapping_test
 } // namespace host::test

@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-namespace {
+namespace registered_wait_test {
 
 using tpl::wait_result;
 constexpr std::uint32_t long_wait = 60000;
@@ -158,4 +158,4 @@ TEST(RegisteredWait, SurvivesSetsThatRaceWithItsEnd)
     }
 }
 
-} // namespace
+} // namespace registered_wait_test

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace {
+namespace header_table_test {
 
 using test::extract_message;
 using test::header_of;
@@ -213,4 +213,4 @@ TEST(header_traits, a_grammar_of_the_other_protocol_refuses)
               }));
 }
 
-} // namespace
+} // namespace header_table_test

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <typeinfo>
 
-namespace {
+namespace message_body_test {
 
 using http::http_message_body;
 
@@ -425,4 +425,4 @@ TEST(end_of_preview, a_request_without_length_and_encoding_ends_it)
     EXPECT_FALSE(receiving("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n").body.is_endoff_preview());
 }
 
-} // namespace
+} // namespace message_body_test

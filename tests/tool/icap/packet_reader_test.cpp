@@ -8,7 +8,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace {
+namespace packet_reader_test {
 
 using test::chunk;
 using test::encapsulated;
@@ -246,4 +246,4 @@ TEST_P(body_size, of_a_reply_goes_through_set_encapsulated_and_reader)
 INSTANTIATE_TEST_SUITE_P(sizes, body_size, testing::Values(0U, 1U, 4095U, 4096U, 4097U, 131070U, 131071U),
                          [](const auto& tested) { return std::to_string(tested.param); });
 
-} // namespace
+} // namespace packet_reader_test

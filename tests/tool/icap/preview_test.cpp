@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-namespace {
+namespace preview_test {
 
 using test::append;
 using test::chunk;
@@ -120,4 +120,4 @@ TEST(preview, with_a_null_body_has_no_end_mark_and_is_complete)
     EXPECT_TRUE(message->is_endoff_preview());
 }
 
-} // namespace
+} // namespace preview_test

@@ -6,7 +6,7 @@
 
 #include <stdexcept>
 
-namespace {
+namespace request_message_test {
 
 using test::append;
 using test::chunk;
@@ -439,4 +439,4 @@ TEST(icap_request, gives_the_path_of_its_uri)
               "request_message: uri parsing failed");
 }
 
-} // namespace
+} // namespace request_message_test

@@ -6,7 +6,7 @@
 
 #include <stdexcept>
 
-namespace {
+namespace response_message_test {
 
 using icap::response_body_type;
 using test::append;
@@ -324,4 +324,4 @@ TEST(icap_headers, are_the_same_through_either_access)
     EXPECT_EQ(&constant.headers(), &message->headers());
 }
 
-} // namespace
+} // namespace response_message_test

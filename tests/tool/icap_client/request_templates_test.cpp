@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-namespace {
+namespace request_templates_test {
 
 using namespace icap::client;
 using namespace std::string_literals;
@@ -324,4 +324,4 @@ TEST(PreviewTail, OfThirtyOneBytesBeginsWithTheirCount)
                     .ends_with(test::joined({"\r\n\r\n1f", bytes, "\r\n0\r\n\r\n"})));
 }
 
-} // namespace
+} // namespace request_templates_test

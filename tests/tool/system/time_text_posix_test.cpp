@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 
-namespace {
+namespace time_text_posix_test {
 
 constexpr std::uint64_t second = 10000000U;
 /// 2026-11-21 15:04:05 UTC
@@ -92,4 +92,4 @@ TEST(format_local_time, reaches_to_the_last_time_that_is_not_negative)
     EXPECT_EQ(whole(0x7FFFFFFFFFFFFFFFU), L"Thursday, September 14, 30828 2:48:05 AM");
 }
 
-} // namespace
+} // namespace time_text_posix_test

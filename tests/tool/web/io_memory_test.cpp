@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <typeinfo>
 
-namespace {
+namespace io_memory_test {
 
 using web::io_memory;
 
@@ -269,4 +269,4 @@ TEST(io_memory, gives_a_view_of_all_its_bytes)
     EXPECT_EQ(seen, bytes + std::string(45000, '\0'));
 }
 
-} // namespace
+} // namespace io_memory_test

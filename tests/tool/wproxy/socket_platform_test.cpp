@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-namespace {
+namespace socket_platform_test {
 
 namespace events = web::network_event;
 using test::loopback_socket;
@@ -209,4 +209,4 @@ TEST_F(SystemSockets, KnowTheUserAndTheTime)
     EXPECT_GE(platform.clock() - start, 20);
 }
 
-} // namespace
+} // namespace socket_platform_test

@@ -17,11 +17,11 @@ using detail::ValuePtr;
 
 namespace {
 
-constexpr const char* source_path = "extlib\\cctool\\src\\serialization\\array_impl";
+constexpr const char* array_source = "extlib\\cctool\\src\\serialization\\array_impl";
 
 [[noreturn]] void Refuse(std::size_t index, AccessFailure reason, std::uint32_t line)
 {
-    throw ArrayElementAccessError(index, reason, {source_path, line});
+    throw ArrayElementAccessError(index, reason, {array_source, line});
 }
 
 } // namespace

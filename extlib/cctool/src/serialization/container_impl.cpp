@@ -17,11 +17,11 @@ using detail::ValuePtr;
 
 namespace {
 
-constexpr const char* source_path = "extlib\\cctool\\src\\serialization\\container_impl";
+constexpr const char* container_source = "extlib\\cctool\\src\\serialization\\container_impl";
 
 [[noreturn]] void Refuse(const TagId& tag, AccessFailure reason, std::uint32_t line)
 {
-    throw ContainerElementAccessError(tag, reason, {source_path, line});
+    throw ContainerElementAccessError(tag, reason, {container_source, line});
 }
 
 /// Room behind some bytes that is taken away again if it isn't kept.
@@ -287,7 +287,7 @@ std::shared_ptr<IBinaryContainer> ContainerFromBinary(const void* data, std::siz
     StlDTree::detail::Reader reader(data, size);
     auto node = std::make_shared<StlDTree::ContainerValue>();
     if (!node->Deserialize(reader)) {
-        throw InvalidDataError({StlDTree::source_path, __LINE__});
+        throw InvalidDataError({StlDTree::container_source, __LINE__});
     }
     return std::make_shared<StlDTree::ContainerImpl>(std::move(node));
 }

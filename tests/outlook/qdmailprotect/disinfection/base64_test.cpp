@@ -8,7 +8,7 @@
 #include <optional>
 #include <random>
 
-namespace {
+namespace base64_test {
 
 using boost::archive::iterators::dataflow_exception;
 using outcome = std::optional<std::vector<std::byte>>;
@@ -125,4 +125,4 @@ TEST(base64, reads_nothing_behind_its_text)
     }
 }
 
-} // namespace
+} // namespace base64_test

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace disinfected_message_test {
 
 using texts = std::vector<std::string>;
 using values = std::map<ULONG, std::string>;
@@ -228,4 +228,4 @@ TEST_F(disinfected_message, whose_page_cannot_be_decoded_fails_the_check_at_its_
     EXPECT_EQ(message.value(PR_HTML), "<p>Old and long body</p>");
 }
 
-} // namespace
+} // namespace disinfected_message_test

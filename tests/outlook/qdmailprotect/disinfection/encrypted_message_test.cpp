@@ -7,7 +7,7 @@
 #include <boost/archive/iterators/dataflow_exception.hpp>
 #include <gtest/gtest.h>
 
-namespace {
+namespace encrypted_message_test {
 
 using texts = std::vector<std::string>;
 
@@ -193,4 +193,4 @@ TEST_F(encrypted_message, lets_the_decoders_error_out_with_all_references_releas
     EXPECT_EQ(base.saves, 0);
 }
 
-} // namespace
+} // namespace encrypted_message_test

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace inline_images_test {
 
 using boost::archive::iterators::dataflow_exception;
 
@@ -301,4 +301,4 @@ TEST(inline_images, beyond_65535_have_numbers_of_five_digits)
     EXPECT_EQ(result.html.substr(result.html.size() - last.size()), last);
 }
 
-} // namespace
+} // namespace inline_images_test

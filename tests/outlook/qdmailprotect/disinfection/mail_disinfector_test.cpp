@@ -7,7 +7,7 @@
 #include <boost/archive/iterators/dataflow_exception.hpp>
 #include <gtest/gtest.h>
 
-namespace {
+namespace mail_disinfector_test {
 
 using texts = std::vector<std::string>;
 using test::condemned_record;
@@ -357,4 +357,4 @@ TEST(string_resources, are_english)
     EXPECT_EQ(english->Load(663), L"");
 }
 
-} // namespace
+} // namespace mail_disinfector_test

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace scanner_link_test {
 
 using test::settings_of;
 constexpr std::uint32_t long_wait = 60000;
@@ -480,4 +480,4 @@ TEST_F(ScannerLinkTest, ManyThreadsMayUseItWhileItsServerChanges)
     EXPECT_TRUE(link->IsConnected());
 }
 
-} // namespace
+} // namespace scanner_link_test

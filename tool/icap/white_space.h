@@ -1,0 +1,11 @@
+#pragma once
+
+namespace icap {
+
+/// True for a blank, and for the control characters from tab to carriage return.
+constexpr bool is_white_space(char c) noexcept
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+} // namespace icap
