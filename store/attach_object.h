@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// One open attachment. It works on a copy: nothing reaches the message before SaveChanges. After a SaveChanges
-/// without KEEP_OPEN_READWRITE it answers MAPI_E_NO_ACCESS to changes.
+/// One open attachment. It works on a copy: the message is not changed before SaveChanges. After a SaveChanges without
+/// KEEP_OPEN_READWRITE, operations that change it return MAPI_E_NO_ACCESS.
 class attach_object final : public property_object<IAttach>
 {
 public:
@@ -38,11 +38,11 @@ private:
         const attach_object& owner_;
     };
 
-    /// The storage of an OLE object, to be looked into only.
+    /// Opens the storage of an OLE object for reading only.
     HRESULT open_storage(ULONG flags, IUnknown** object) const;
 
     std::uint32_t number_;
-    std::shared_ptr<attachment_record> record_; ///< shared with open messages inside, which commit to it
+    std::shared_ptr<attachment_record> record_; ///< shared with open embedded messages, which commit to it
     attachment_commit commit_;
     properties access_;
     ledger_entry entry_{"IAttach", static_cast<IAttach*>(this)};

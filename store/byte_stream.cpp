@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-/// What a property's stream reads and writes; each write is told to the property.
+/// The data of a property's stream; each write is reported to the property.
 class property_data final : public web::io_data
 {
 public:
@@ -30,7 +30,7 @@ public:
         return count;
     }
     std::uint64_t append(const void* source, std::uint64_t count) override { return write(size(), source, count); }
-    void swap(io_data&) override { throw std::bad_cast(); } // a property's contents stay its own
+    void swap(io_data&) override { throw std::bad_cast(); } // the contents of a property cannot be exchanged
     void size(std::uint64_t new_size) override
     {
         state_->resize(new_size);

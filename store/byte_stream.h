@@ -8,9 +8,10 @@
 
 namespace host {
 
-/// A stream over one property in direct mode: what is written is in the property at once. It may outlive the object
-/// that it came from. `bag` follows the stream's writes under `id`; null for a stream that belongs to no property. One
-/// that isn't `writable` answers STG_E_ACCESSDENIED to writes. Used by one thread at a time; counting is free.
+/// Creates a stream over one property in direct mode: written data is visible in the property immediately. The stream
+/// may outlive the object that opened it. `bag` takes over the stream's contents under `id`; it is null for a stream
+/// without a property. Unless `writable`, writes return STG_E_ACCESSDENIED. Reference counting is thread-safe; all
+/// other operations are not.
 ComPtr<IStream> make_byte_stream(std::shared_ptr<stream_state> state, std::shared_ptr<property_bag> bag,
                                  std::uint32_t id, bool writable);
 

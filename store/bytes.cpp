@@ -57,7 +57,7 @@ public:
         std::error_code ignored;
         file_.seekg(0, std::ios::end);
         const std::streamoff last = file_.tellg();
-        if (last < 0 || std::filesystem::is_directory(path, ignored)) { // not there, or nothing that has an end
+        if (last < 0 || std::filesystem::is_directory(path, ignored)) { // missing, or not a seekable file
             throw std::runtime_error("the file could not be opened");
         }
         const auto end = static_cast<std::uint64_t>(last);
@@ -74,7 +74,7 @@ public:
     }
 
 private:
-    mutable std::mutex lock_; ///< the file's position
+    mutable std::mutex lock_; ///< guards the file's position
     mutable std::fstream file_;
     std::uint64_t offset_;
     std::uint64_t size_ = 0;
@@ -127,7 +127,7 @@ bool same_bytes(const bytes_ptr& left, const bytes_ptr& right)
     return true;
 }
 
-/// A temporary file that vanishes with its object.
+/// A temporary file that is deleted with its object.
 class scratch::file final : public bytes
 {
 public:
@@ -154,9 +154,9 @@ public:
     void cut(std::uint64_t new_size) { size_ = std::min(size_, new_size); }
 
 private:
-    mutable std::mutex lock_; ///< the file's position
+    mutable std::mutex lock_; ///< guards the file's position
     std::unique_ptr<web::io_data> store_;
-    std::uint64_t size_ = 0; ///< what lies behind it in the file is old
+    std::uint64_t size_ = 0; ///< the file's contents beyond it are stale
 };
 
 scratch::scratch() = default;

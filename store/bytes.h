@@ -9,35 +9,36 @@
 
 namespace host {
 
-/// Bytes that never change, shared by everything that refers to them: a property value, a snapshot, a file's range.
-/// Any thread may read; failures raise std::runtime_error.
+/// Immutable bytes with shared ownership: a property value, a snapshot, a range of a file. Thread-safe. Read failures
+/// throw std::runtime_error.
 class bytes
 {
 public:
     [[nodiscard]] virtual std::uint64_t size() const = 0;
-    /// Copies up to `count` bytes from `offset`; returns the count read, 0 at the end.
+    /// Copies up to `count` bytes from `offset`; returns the number of bytes read, 0 at the end.
     virtual std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const = 0;
     virtual ~bytes() = default;
 };
 
 using bytes_ptr = std::shared_ptr<const bytes>;
 
-/// Bytes in memory.
+/// Creates bytes in memory.
 bytes_ptr bytes_of(std::string text);
-/// A range of a file that nobody changes meanwhile; the file stays open as long as the bytes live. `size` of all ones
-/// means up to the end. Raises std::runtime_error when the file cannot be opened.
+/// Creates bytes over a range of a file, which must not be modified meanwhile. The file stays open for the lifetime of
+/// the bytes. A `size` of all ones specifies the range up to the end. Throws std::runtime_error if the file cannot be
+/// opened.
 bytes_ptr bytes_of_file(const std::filesystem::path& file, std::uint64_t offset = 0, std::uint64_t size = ~0ULL);
-/// All of them in one string.
+/// Returns all bytes as one string.
 std::string to_string(const bytes& source);
-/// Whether two have the same contents; the same object always has.
+/// Returns true if both have the same contents, which is always the case for the same object.
 bool same_bytes(const bytes_ptr& left, const bytes_ptr& right);
 
-/// Bytes that grow and change: in memory while they are few, in a temporary file from then on. One thread at a time.
-/// Failures raise exceptions derived from std::exception.
+/// Mutable bytes that can grow: a small number is held in memory, a larger one in a temporary file. Not thread-safe.
+/// Failures throw exceptions derived from std::exception.
 class scratch
 {
 public:
-    /// More bytes than this leave memory.
+    /// The maximum number of bytes held in memory.
     static constexpr std::uint64_t memory_limit = 131070;
 
     scratch();
@@ -47,7 +48,7 @@ public:
 
     [[nodiscard]] std::uint64_t size() const;
     std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const;
-    /// Writes all of it; a gap behind the end is filled with zeros.
+    /// Writes all `count` bytes; a gap after the current end is filled with zeros.
     void write(std::uint64_t offset, const void* source, std::size_t count);
     void append(std::string_view text)
     {
@@ -55,9 +56,9 @@ public:
             write(size(), text.data(), text.size());
         }
     }
-    /// Cuts, or extends with zeros.
+    /// Truncates the bytes or extends them with zeros.
     void resize(std::uint64_t new_size);
-    /// Turns what was written into immutable bytes; the scratch is empty afterwards.
+    /// Returns the contents as immutable bytes; the scratch is empty afterwards.
     bytes_ptr freeze();
 
 private:

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <memory>
 
-/// A stream over a random-access byte object, the other direction of web::io_stream. It works in direct mode: Commit
-/// and Revert have nothing to do, and clones see each other's writes. A stream that may not write answers
-/// STG_E_ACCESSDENIED. What the byte object raises becomes E_OUTOFMEMORY or E_FAIL. Used by one thread at a time;
-/// counting is free.
+/// A stream over a random-access byte object, the reverse of web::io_stream. It works in direct mode: Commit and Revert
+/// do nothing, and clones share their writes. Writes to a read-only stream return STG_E_ACCESSDENIED. Exceptions of the
+/// byte object are converted to E_OUTOFMEMORY or E_FAIL. Reference counting is thread-safe; all other operations are
+/// not.
 class DataStream final : public ComObject<IStream>
 {
 public:

@@ -6,18 +6,18 @@
 
 namespace host {
 
-/// A SHA-256 digest that grows with what is added. One thread at a time.
+/// Computes a SHA-256 digest incrementally. Not thread-safe.
 class sha256
 {
 public:
-    /// Raises std::runtime_error when the system has no such digest.
+    /// Throws std::runtime_error if the system does not provide the digest.
     sha256();
     sha256(const sha256&) = delete;
     sha256& operator=(const sha256&) = delete;
     ~sha256();
 
     void add(const void* data, std::size_t size);
-    /// The digest in lower-case hexadecimal; nothing can be added afterwards.
+    /// Returns the digest in lower-case hexadecimal. No data may be added afterwards.
     std::string finish();
 
 private:

@@ -55,7 +55,7 @@ sha256::~sha256() = default;
 void sha256::add(const void* data, std::size_t size)
 {
     constexpr std::size_t largest_step = 1U << 30U;
-    auto* next = static_cast<UCHAR*>(const_cast<void*>(data)); // it is only read
+    auto* next = static_cast<UCHAR*>(const_cast<void*>(data)); // the call does not modify it
     while (size != 0) {
         const std::size_t step = size < largest_step ? size : largest_step;
         require(BCryptHashData(state_->hash.get(), next, static_cast<ULONG>(step), 0));

@@ -6,8 +6,8 @@
 
 namespace host {
 
-/// 32 bytes that follow from the place that a message comes from and its contents; of long contents the size and both
-/// ends count.
+/// Returns 32 bytes that are derived from the origin of a message, `place`, and from its contents. Of long contents the
+/// size and both ends are used.
 std::string entry_id(const bytes& contents, const std::string& place);
 
 } // namespace host

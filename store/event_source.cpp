@@ -20,7 +20,8 @@ HRESULT event_source::Unadvise(IUnknown* item, std::uint32_t cookie)
     if (found == sinks_.end() || found->second.item != item) {
         return E_INVALIDARG;
     }
-    // The sink may go with its subscription, and what it holds with it: the table is in order before that.
+    // The sink and the objects that it owns may be destroyed with the subscription, so the table is updated before
+    // that.
     const auto last = std::move(found->second.sink);
     sinks_.erase(found);
     return S_OK;

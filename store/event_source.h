@@ -9,8 +9,8 @@
 
 namespace host {
 
-/// Says of each item what the mail client would say: who listens hears it, in the order of subscription. All of it
-/// runs on one thread; a listener may subscribe and end its subscription from within an event.
+/// Raises the events of items in place of the mail client. Listeners receive them in the order of subscription. Must be
+/// used on one thread; a listener may subscribe and unsubscribe within an event.
 class event_source final : public ItemEventSource
 {
 public:
@@ -18,12 +18,12 @@ public:
     HRESULT Unadvise(IUnknown* item, std::uint32_t cookie) override;
 
     void before_read(IUnknown* item);
-    /// True when a listener stops the item from being displayed.
+    /// Returns true if a listener cancels the display of the item.
     bool read_complete(IUnknown* item);
-    /// True when a listener stops the item from being sent.
+    /// Returns true if a listener cancels the sending of the item.
     bool send(IUnknown* item);
     void unload(IUnknown* item);
-    /// Subscriptions that are in force.
+    /// Returns the number of active subscriptions.
     [[nodiscard]] std::size_t subscriptions() const noexcept { return sinks_.size(); }
 
 private:

@@ -6,8 +6,8 @@
 
 namespace host {
 
-/// The border between the store's code, which raises, and its callers, who get a HRESULT: runs `work`, which gives a
-/// HRESULT, and turns what it raises into one.
+/// The border between the store's code, which throws, and its callers, which receive an HRESULT: runs `work`, which
+/// returns an HRESULT, and converts its exceptions to one.
 template <typename Work>
 HRESULT guarded(Work&& work) noexcept
 {

@@ -5,7 +5,7 @@
 
 namespace host {
 
-/// What the mail client makes of a message, by its class.
+/// The kind of item that the mail client creates for a message, depending on the message class.
 enum class item_kind
 {
     mail,
@@ -13,7 +13,7 @@ enum class item_kind
     task
 };
 
-/// One opened item: answers the interface of its kind and gives the message behind it.
+/// One opened item: implements the interface of its kind and returns the message behind it.
 class item final : public OutlookItemBase
 {
 public:
@@ -28,7 +28,8 @@ private:
     ComPtr<message_object> message_;
 };
 
-/// The kind of a message class: "IPM.Schedule.Meeting..." is a meeting, "IPM.Task..." a task, everything else mail.
+/// Returns the kind for a message class: a meeting for "IPM.Schedule.Meeting...", a task for "IPM.Task...", and mail
+/// for all others.
 item_kind kind_of_class(std::wstring_view message_class);
 
 } // namespace host

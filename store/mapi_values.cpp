@@ -27,7 +27,7 @@ char* copy_text(const std::string& text, mapi_buffer& owner)
     return copy;
 }
 
-/// Fills in the part of the union that the type names.
+/// Fills in the union member that corresponds to the type.
 class value_writer
 {
 public:

@@ -8,13 +8,14 @@
 
 namespace host {
 
-/// Builds what the store hands out: one MAPI buffer with everything that belongs to it. Freed unless release()d.
+/// Builds a value that the store returns: one MAPI buffer with all data that belongs to it. Freed unless release() is
+/// called.
 class mapi_buffer
 {
 public:
-    /// Raises std::bad_alloc.
+    /// Throws std::bad_alloc.
     explicit mapi_buffer(std::size_t size);
-    /// A further piece, zeroed, that lives as long as the buffer. Raises std::bad_alloc.
+    /// Allocates additional zeroed memory with the lifetime of the buffer. Throws std::bad_alloc.
     void* more(std::size_t size);
     template <typename T>
     T* as() const noexcept
@@ -31,11 +32,11 @@ private:
     MapiBuffer<void> memory_;
 };
 
-/// Writes a value with its tag; pieces of it come from `owner`.
+/// Writes a value with its tag; additional memory is allocated from `owner`.
 void write_value(SPropValue& target, std::uint32_t tag, const property_value& value, mapi_buffer& owner);
-/// Reads what a caller hands in. False for a type that cannot be stored.
+/// Reads a value passed by a caller. Returns false for a type that cannot be stored.
 bool read_value(const SPropValue& source, property_value& target);
-/// A tag array with everything in one buffer.
+/// Creates a tag array in a single buffer.
 SPropTagArray* make_tag_array(const std::vector<std::uint32_t>& tags);
 
 } // namespace host

@@ -35,7 +35,7 @@ public:
     [[nodiscard]] std::uint64_t size() override { return bytes_.size(); }
 
 private:
-    /// Doubles, so that a long row of small writes copies each byte a few times only.
+    /// Doubles the capacity, so that many small writes copy each byte only a few times.
     void reserve(std::uint64_t wanted)
     {
         if (wanted > bytes_.capacity()) {

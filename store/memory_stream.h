@@ -4,7 +4,8 @@
 
 namespace host {
 
-/// Makes an empty stream in memory that grows as it is written and goes with its last reference, which is the caller's.
+/// Creates an empty memory stream that grows as it is written and is freed with its last reference, which the caller
+/// owns.
 HRESULT create_memory_stream(IStream** stream);
 
 } // namespace host

@@ -25,7 +25,7 @@ std::vector<std::uint32_t> recipient_columns()
     return {PR_RECIPIENT_TYPE, PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, tag::address_type};
 }
 
-/// The attachments as rows: each with the number and size that no property holds.
+/// Returns the attachments as rows, each with the number and the size, which are not stored as properties.
 row_source attachment_rows(const std::shared_ptr<message_record>& message)
 {
     return {[message] { return message->attachments.size(); },

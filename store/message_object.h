@@ -5,15 +5,15 @@
 
 namespace host {
 
-/// One open message. It works on a copy: nothing reaches the store, or the message that this one is attached to,
-/// before SaveChanges; until then the object itself shows the changes, as a client displays them. It stays usable
-/// after SaveChanges. Open objects of its attachments and its tables may outlive it.
+/// One open message. It works on a copy: neither the store nor the message that contains it is changed before
+/// SaveChanges; until then the object itself presents the changes, as a client displays them. It remains usable after
+/// SaveChanges. Open objects of its attachments and its tables may outlive it.
 class message_object : public property_object<IMessage>
 {
 public:
     message_object(const message_record& record, bool writable, message_commit commit);
 
-    /// The message as it now stands, changes that aren't saved included.
+    /// Returns the current state of the message, including unsaved changes.
     [[nodiscard]] const message_record& current() const noexcept { return *record_; }
 
     HRESULT STDMETHODCALLTYPE SaveChanges(ULONG flags) override;

@@ -13,39 +13,40 @@ namespace host {
 
 struct message_record;
 
-/// So many messages inside one another become embedded ones; what lies deeper is kept as it came.
+/// The maximum nesting depth up to which attached messages are converted to embedded messages; deeper ones are kept in
+/// their original form.
 inline constexpr int deepest_embedded = 32;
 
-/// One attachment: its properties, and the message inside when the method says so.
+/// One attachment: its properties, and the embedded message if the method requires one.
 struct attachment_record
 {
     std::shared_ptr<property_bag> properties = std::make_shared<property_bag>();
     std::shared_ptr<const message_record> embedded;
 
-    /// A record that changes on its own; contents stay shared.
+    /// Returns an independent copy of the record; contents remain shared.
     [[nodiscard]] attachment_record copy() const;
-    /// Bytes of the contents: the data's size, or that of the message inside.
+    /// Returns the size of the contents in bytes: that of the data or that of the embedded message.
     [[nodiscard]] std::uint64_t size() const;
 };
 
-/// How a store behaves where MAPI leaves the choice to it.
+/// The behavior of a store where MAPI leaves the choice to it.
 struct store_rules
 {
-    /// GetProps answers MAPI_E_NOT_ENOUGH_MEMORY for values of more bytes; they open as a stream.
+    /// GetProps returns MAPI_E_NOT_ENOUGH_MEMORY for values of more bytes; these can be opened as a stream.
     std::uint64_t large_value = 16384;
-    /// Whether an object that was opened without MAPI_MODIFY may be changed all the same, as a store is free to allow.
+    /// Whether an object that was opened without MAPI_MODIFY may be modified, which a store is free to allow.
     bool generous = true;
 };
 
-/// What all messages of one store share.
+/// The data that all messages of one store share.
 struct store_context
 {
     name_table names;
     store_rules rules;
 };
 
-/// One message: its properties, attachments by number, and recipients. Whoever holds a shared record changes nothing
-/// in it; an open object works on a copy.
+/// One message: its properties, attachments by number, and recipients. A shared record must not be modified; an open
+/// object works on a copy.
 struct message_record
 {
     std::shared_ptr<store_context> store = std::make_shared<store_context>();
@@ -54,11 +55,11 @@ struct message_record
     std::vector<std::shared_ptr<property_bag>> recipients;
 
     [[nodiscard]] message_record copy() const;
-    /// Bytes of all properties and attachments.
+    /// Returns the size of all properties and attachments in bytes.
     [[nodiscard]] std::uint64_t size() const;
 };
 
-/// Where the changes of an open object go at SaveChanges.
+/// Receives the changes of an open object at SaveChanges.
 using message_commit = std::function<HRESULT(const message_record& changed)>;
 using attachment_commit = std::function<HRESULT(const attachment_record& changed)>;
 

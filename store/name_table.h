@@ -12,23 +12,23 @@
 
 namespace host {
 
-/// Name of a property: a set and either a number or a string. Names differ also by the case of their letters.
+/// Name of a property: a set and either a number or a string. The comparison is case-sensitive.
 struct property_name
 {
     GUID set{};
     std::variant<std::int32_t, std::wstring> name;
 };
 
-/// The named properties of one store: which identifier (0x8000 to 0xFFFE) stands for which name. A mapping once made
-/// stays. Any thread may ask.
+/// The named properties of one store: maps names to identifiers (0x8000 to 0xFFFE). A mapping is never changed once it
+/// has been created. Thread-safe.
 class name_table
 {
 public:
-    /// The identifier of a name; 0 when it has none and `create` is false, or when no identifier is left.
+    /// Returns the identifier of a name; 0 if it has none and `create` is false, or if no identifier is left.
     std::uint32_t id_of(const property_name& name, bool create);
-    /// The name of an identifier; null when it has none. Good as long as the table lives.
+    /// Returns the name of an identifier; null if it has none. The pointer is valid for the lifetime of the table.
     [[nodiscard]] const property_name* name_of(std::uint32_t id) const;
-    /// All identifiers that have a name.
+    /// Returns all identifiers that have a name.
     [[nodiscard]] std::vector<std::uint32_t> ids() const;
 
 private:

@@ -9,23 +9,23 @@
 
 namespace host {
 
-/// Knows which of the host's COM objects are alive, so that what a client forgot to release can be told by its kind.
-/// Keeps nothing while it is switched off, as it is at first. Any thread may call.
+/// Tracks which COM objects of the host exist, so that objects that a client failed to release can be reported by their
+/// kind. Switched off initially; records nothing in that state. Thread-safe.
 class object_ledger
 {
 public:
-    /// One object that is alive.
+    /// One existing object.
     struct entry
     {
         std::string kind;
-        ULONG references = 0; ///< 0 where only the object itself is known
+        ULONG references = 0; ///< 0 if only the object itself knows it
     };
 
     static object_ledger& of_process();
 
-    /// Objects made from now on are entered, or no longer.
+    /// Specifies whether objects created from now on are recorded.
     void switch_on(bool on);
-    /// The objects that are alive, by kind. No other thread may release one meanwhile.
+    /// Returns the existing objects, ordered by kind. No other thread may release one meanwhile.
     [[nodiscard]] std::vector<entry> alive() const;
 
 private:
@@ -43,11 +43,11 @@ private:
     bool on_ = false;
 };
 
-/// The entry of one object: a member of its class, made and ended with it.
+/// The entry of one object: a member of its class, with the same lifetime.
 class ledger_entry
 {
 public:
-    /// `kind` outlives the entry; `object` may be null.
+    /// `kind` must outlive the entry; `object` may be null.
     ledger_entry(const char* kind, IUnknown* object)
         : entered_(object_ledger::of_process().add(this, kind, object))
     {}

@@ -1,8 +1,8 @@
 #pragma once
 
-// Bases of the objects that a stand-in for the mail client, or a test, gives to the add-in. A derived class supplies
-// the same few operations on every system:
+// Base classes of the objects that a stand-in for the mail client, or a test, passes to the add-in. A derived class
+// implements the same operations on every platform:
 //
-//   HRESULT MapiObject(IUnknown** object)            of OutlookItemBase(kind)
-//   std::wstring FileName(), DisplayName()           of OutlookAttachmentBase
+// HRESULT MapiObject(IUnknown** object)            of OutlookItemBase(kind)
+// std::wstring FileName(), DisplayName()           of OutlookAttachmentBase
 #include <platform/outlook_bases.h>

@@ -12,12 +12,12 @@ namespace host {
 namespace {
 
 constexpr std::uint32_t known_get_flags = MAPI_UNICODE;
-// GetNamesFromIDs and GetIDsFromNames of one of these sets in the way the flags say.
+// Values of the flags of GetNamesFromIDs and GetIDsFromNames.
 constexpr std::uint32_t no_strings = 1; // MAPI_NO_STRINGS
 constexpr std::uint32_t no_ids = 2;     // MAPI_NO_IDS
 constexpr std::uint32_t first_named_id = 0x8000;
 
-/// Gathers the problems of an operation that goes on after one.
+/// Collects the problems of an operation that continues after a failure.
 class problem_list
 {
 public:
@@ -194,7 +194,7 @@ HRESULT property_access::open_stream(ULONG tag, ULONG flags, IUnknown** stream)
         if (!is_streamed(type)) {
             return HRESULT{MAPI_E_INTERFACE_NOT_SUPPORTED};
         }
-        if (computed(PROP_ID(tag))) { // numbers and objects only: there is nothing with this type
+        if (computed(PROP_ID(tag))) { // only numbers and objects are computed: no stream is available
             return HRESULT{MAPI_E_NOT_FOUND};
         }
         if ((flags & MAPI_CREATE) != 0 && !modify) {
@@ -203,7 +203,7 @@ HRESULT property_access::open_stream(ULONG tag, ULONG flags, IUnknown** stream)
         if (modify && !writable_) {
             return HRESULT{MAPI_E_NO_ACCESS};
         }
-        if ((flags & MAPI_CREATE) != 0) { // what was there is discarded
+        if ((flags & MAPI_CREATE) != 0) { // the previous contents are discarded
             bag_->set(tag, from_stream_bytes(type, bytes_of({})));
         }
         const property_value* value = bag_->find(PROP_ID(tag));
@@ -229,7 +229,7 @@ HRESULT property_access::set_props(ULONG count, const SPropValue* values, SPropP
             const std::uint32_t type = PROP_TYPE(tag);
             property_value value;
             if (type == PT_NULL || type == PT_ERROR) {
-                continue; // stand for no value: nothing to set, and no problem
+                continue; // these denote no value: nothing is set, and it is not a problem
             }
             if (computed(PROP_ID(tag))) {
                 found.add(i, tag, MAPI_E_COMPUTED);

@@ -10,12 +10,12 @@
 
 namespace host {
 
-/// The property operations of one open object, whatever its kind: what IMAPIProp promises, over a property bag.
-/// Nothing here raises, except where memory runs out.
+/// The property operations of one open object of any kind: the contract of IMAPIProp, implemented on a property bag.
+/// Throws only if memory is exhausted.
 class property_access
 {
 public:
-    /// `store` and `bag` as the open object holds them.
+    /// `store` and `bag` are those of the open object.
     property_access(std::shared_ptr<store_context> store, std::shared_ptr<property_bag> bag, bool writable);
     virtual ~property_access() = default;
 
@@ -27,7 +27,7 @@ public:
 
     HRESULT get_props(const SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) const;
     HRESULT get_prop_list(ULONG flags, SPropTagArray** tags) const;
-    /// Streams; objects inside an object are for the derived class.
+    /// Opens a stream. Objects within an object are opened by the derived class.
     HRESULT open_stream(ULONG tag, ULONG flags, IUnknown** stream);
     HRESULT set_props(ULONG count, const SPropValue* values, SPropProblemArray** problems);
     HRESULT delete_props(const SPropTagArray* tags, SPropProblemArray** problems);
@@ -36,9 +36,10 @@ public:
     HRESULT get_ids_from_names(ULONG count, MAPINAMEID** names, ULONG flags, SPropTagArray** tags) const;
 
 protected:
-    /// A property that follows from others and that nobody sets; empty when the identifier is no such property.
+    /// Returns the value of a property that is derived from others and cannot be set; empty if `id` is no such
+    /// property.
     [[nodiscard]] virtual std::optional<property_value> computed(std::uint32_t id) const = 0;
-    /// Identifiers that computed() knows.
+    /// Returns the identifiers that computed() supports.
     [[nodiscard]] virtual std::vector<std::uint32_t> computed_ids() const = 0;
 
 private:
@@ -51,10 +52,10 @@ private:
     bool writable_;
 };
 
-/// Whether an object opened with these flags may be changed.
+/// Returns true if an object that was opened with these flags may be modified.
 bool may_write(const store_context& store, ULONG flags);
 
-/// IMAPIProp for an object class: forwards to a property_access that the class supplies.
+/// Implements IMAPIProp for an object class: forwards to a property_access that the class supplies.
 template <typename Interface>
 class property_object : public ComObject<Interface>
 {
@@ -64,7 +65,7 @@ public:
         if (!error) {
             return MAPI_E_INVALID_PARAMETER;
         }
-        *error = nullptr; // there is nothing to add to the codes
+        *error = nullptr; // the codes have no further details
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count, LPSPropValue* values) override
@@ -114,7 +115,7 @@ public:
 
 protected:
     virtual property_access& access() = 0;
-    /// OpenProperty for an interface other than IStream.
+    /// Implements OpenProperty for an interface other than IStream.
     virtual HRESULT open_object(ULONG tag, REFIID iid, ULONG flags, IUnknown** object) = 0;
 };
 

@@ -67,14 +67,14 @@ void property_bag::settle(entry& target)
         return;
     }
     property_value seen = from_stream_bytes(target.written->type(), target.written->freeze());
-    // The property keeps the type that it was stored with, and narrow text its code page.
+    // The property keeps its stored type, and narrow text its code page.
     if (seen.type == PT_STRING8 && target.value.type == PT_STRING8) {
         seen.code_page = target.value.code_page;
     } else if (is_string(target.value.type)) {
         seen = convert_string(seen, target.value.type, target.value.code_page);
     }
     target.value = std::move(seen);
-    target.written = nullptr; // only now: what cannot be converted is not lost
+    target.written = nullptr; // released last: if the conversion fails, the data is not lost
 }
 
 const property_value* property_bag::find(std::uint32_t id) const

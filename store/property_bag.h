@@ -10,8 +10,8 @@
 
 namespace host {
 
-/// One stream's view of one property. Reads see the property as it was when the stream was opened, and the stream's
-/// own writes. One thread at a time.
+/// The view that one stream has of one property. Reads return the property as it was when the stream was opened, with
+/// the stream's own writes applied. Not thread-safe.
 class stream_state
 {
 public:
@@ -24,7 +24,7 @@ public:
     std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const;
     void write(std::uint64_t offset, const void* source, std::size_t count);
     void resize(std::uint64_t size);
-    /// What was written until now; later writes work on a copy.
+    /// Returns the data written so far; later writes modify a copy.
     bytes_ptr freeze();
 
 private:
@@ -35,8 +35,8 @@ private:
     std::unique_ptr<scratch> edited_;
 };
 
-/// What the place that properties were read from told beside them, so that the same place can be written again without
-/// a loss: flags, unknown parts. Who read it knows what it is; to everybody else it is closed.
+/// Additional data from the source of a set of properties, such as flags and unknown parts, which allows writing the
+/// same source again without loss. Opaque to all code except the reader that created it.
 class property_origin
 {
 public:
@@ -46,9 +46,9 @@ public:
     virtual ~property_origin() = default;
 };
 
-/// The properties of one object by identifier; each identifier has one value of one type. What a stream writes is in
-/// the property at once, without waiting for the stream's end. Always held by a shared pointer, since streams may
-/// outlive their object. Used by one thread at a time.
+/// The properties of one object by identifier; each identifier has one value of one type. Data that a stream writes is
+/// visible in the property immediately. Must be held by a shared pointer, because streams may outlive their object. Not
+/// thread-safe.
 class property_bag
 {
 public:
@@ -56,17 +56,17 @@ public:
     property_bag(const property_bag& other);
     property_bag& operator=(const property_bag&) = delete;
 
-    /// Null when absent. The pointer is good until the next change.
+    /// Returns null if the property does not exist. The pointer is valid until the next change.
     [[nodiscard]] const property_value* find(std::uint32_t id) const;
     void set(std::uint32_t tag, property_value value);
-    /// False when there was none.
+    /// Returns false if the property did not exist.
     bool erase(std::uint32_t id);
-    /// The tags in the order of their identifiers.
+    /// Returns the tags ordered by their identifiers.
     [[nodiscard]] std::vector<std::uint32_t> tags() const;
     /// Makes the stream's contents the property's value from now on.
     void follow(std::uint32_t id, std::shared_ptr<stream_state> stream);
 
-    /// Goes with every copy; null when there is none.
+    /// Transferred to every copy; null if there is none.
     [[nodiscard]] const std::shared_ptr<const property_origin>& origin() const noexcept { return origin_; }
     void origin(std::shared_ptr<const property_origin> from) noexcept { origin_ = std::move(from); }
 

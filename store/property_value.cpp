@@ -29,11 +29,11 @@ std::uint64_t width_of(std::uint32_t type)
     }
 }
 
-/// Bytes of a text in UTF-16 with the zero at its end, whatever the system's wide characters are.
+/// Returns the size of a text in UTF-16 with its terminating zero in bytes, independent of the platform's wchar_t.
 std::uint64_t bytes_of_text(const std::wstring& text)
 {
     const auto pairs = std::count_if(text.begin(), text.end(), [](wchar_t c) {
-        const auto unit = static_cast<std::uint32_t>(c); // by itself the comparison is settled where it has 16 bits
+        const auto unit = static_cast<std::uint32_t>(c); // avoids a comparison that is constant for 16 bits
         return unit > 0xFFFFU;
     });
     return (text.size() + static_cast<std::uint64_t>(pairs) + 1) * 2;
@@ -71,7 +71,7 @@ struct measure
     }
 };
 
-/// Whether two contents of the same kind are equal.
+/// Compares two contents of the same kind.
 struct equality
 {
     const property_value::contents& right;

@@ -13,11 +13,11 @@
 
 namespace host {
 
-/// The contents of one property, without its identifier. Large contents are shared, so a copy is cheap.
-/// By type: PT_I2, PT_LONG, PT_BOOLEAN, PT_I8, PT_CURRENCY, PT_SYSTIME and PT_ERROR are the number; PT_R4, PT_DOUBLE
-/// and PT_APPTIME the real; PT_UNICODE the text; PT_STRING8 and PT_BINARY the bytes; PT_CLSID the identifier; PT_OBJECT
-/// the storage, or nothing when it is a message; multiple values a list of one of these. A type that MAPI doesn't know
-/// is its bytes, or the number when it is as short as a number.
+/// The contents of one property, without its identifier. Large contents are shared, so a copy is cheap. The alternative
+/// depends on the type: a number for PT_I2, PT_LONG, PT_BOOLEAN, PT_I8, PT_CURRENCY, PT_SYSTIME and PT_ERROR; a real
+/// for PT_R4, PT_DOUBLE and PT_APPTIME; the text for PT_UNICODE; the bytes for PT_STRING8 and PT_BINARY; the identifier
+/// for PT_CLSID; the storage for PT_OBJECT, or nothing if the object is a message; a list of one of these for multiple
+/// values. A type that MAPI does not define is stored as bytes, or as a number if it has the size of a number.
 struct property_value
 {
     using text = std::shared_ptr<const std::wstring>;
@@ -27,7 +27,7 @@ struct property_value
 
     std::uint32_t type = PT_NULL;
     contents data;
-    std::uint32_t code_page = 0; ///< of PT_STRING8; 0: the ANSI one
+    std::uint32_t code_page = 0; ///< code page of PT_STRING8; 0: the ANSI one
 
     static property_value of_long(std::int64_t number);
     static property_value of_bool(bool flag);
@@ -37,28 +37,28 @@ struct property_value
     static property_value of_error(std::int32_t code);
 
     [[nodiscard]] std::int64_t number() const;
-    /// Text of either string type; empty for the others.
+    /// Returns the text of either string type; empty for all other types.
     [[nodiscard]] std::wstring wide() const;
-    /// Bytes that the value fills as MAPI counts it.
+    /// Returns the size of the value in bytes as MAPI defines it.
     [[nodiscard]] std::uint64_t size() const;
 };
 
-/// Whether two values have the same type and contents, reals bit by bit.
+/// Returns true if two values have the same type and contents; reals are compared bit by bit.
 bool same_value(const property_value& left, const property_value& right);
 
-/// True for PT_STRING8 and PT_UNICODE.
+/// Returns true for PT_STRING8 and PT_UNICODE.
 bool is_string(std::uint32_t type);
-/// True for the types that open as a stream.
+/// Returns true for the types that can be opened as a stream.
 bool is_streamed(std::uint32_t type);
-/// The value as another string type; the value itself when it has that type. `type` is a string type, `code_page` that
-/// of what becomes PT_STRING8.
+/// Converts the value to the string type `type`; returns it unchanged if it already has that type. `code_page` is the
+/// code page of a resulting PT_STRING8.
 property_value convert_string(const property_value& value, std::uint32_t type, std::uint32_t code_page = 0);
-/// What a stream over the value shows: the bytes of PT_STRING8 and PT_BINARY, UTF-16LE for PT_UNICODE.
+/// Returns the contents of a stream over the value: the bytes of PT_STRING8 and PT_BINARY, UTF-16LE for PT_UNICODE.
 bytes_ptr stream_bytes(const property_value& value);
-/// The value of a type whose stream shows these bytes.
+/// Returns the value of type `type` for the contents of its stream.
 property_value from_stream_bytes(std::uint32_t type, const bytes_ptr& data);
 
-/// Text as UTF-16LE and back: unpaired halves of characters are kept; an odd byte at the end is left out.
+/// Convert text to UTF-16LE and back. Unpaired surrogates are preserved; an odd byte at the end is dropped.
 std::string to_utf16le(std::wstring_view text);
 std::wstring from_utf16le(std::string_view data);
 

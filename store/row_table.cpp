@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-constexpr std::uint64_t largest_cell = 510; ///< tables cut what is longer; here it is left out
+constexpr std::uint64_t largest_cell = 510; ///< real tables truncate longer values; here they are omitted
 constexpr ULONG status_complete = 0;        ///< TBLSTAT_COMPLETE
 constexpr ULONG type_dynamic = 2;           ///< TBLTYPE_DYNAMIC
 
@@ -27,7 +27,7 @@ property_value cell(const property_bag& row, std::uint32_t tag)
     return is_string(type) ? convert_string(*found, type) : *found;
 }
 
-/// Rows under construction, freed as a whole if the work breaks off.
+/// Allocates rows that are freed as a whole if an exception is thrown before they are complete.
 RowSetPtr make_rows(std::size_t count)
 {
     mapi_buffer buffer(sizeof(SRowSet) + count * sizeof(SRow));
@@ -64,7 +64,7 @@ HRESULT row_table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows)
         const std::size_t size = rows_.count();
         const std::size_t start = std::min(position_, size);
         const auto wanted = static_cast<std::size_t>(count > 0 ? count : -static_cast<std::int64_t>(count));
-        // A negative count reads the rows in front of the position.
+        // A negative count reads the rows before the position.
         const std::size_t first = count > 0 ? start : start - std::min(start, wanted);
         const std::size_t last = count > 0 ? start + std::min(wanted, size - start) : start;
         RowSetPtr result = make_rows(last - first);
@@ -210,7 +210,7 @@ HRESULT row_table::FindRow(LPSRestriction, BOOKMARK, ULONG)
 
 HRESULT row_table::Restrict(LPSRestriction restriction, ULONG)
 {
-    return restriction ? HRESULT{MAPI_E_NO_SUPPORT} : HRESULT{S_OK}; // null takes a restriction away
+    return restriction ? HRESULT{MAPI_E_NO_SUPPORT} : HRESULT{S_OK}; // null removes a restriction
 }
 
 HRESULT row_table::CreateBookmark(BOOKMARK*)

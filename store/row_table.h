@@ -12,19 +12,20 @@
 
 namespace host {
 
-/// Where a table has its rows from. Both are asked anew at every call of the table, so that it shows what is there now.
+/// The source of a table's rows. Both functions are called at every operation of the table, so that it shows the
+/// current contents.
 struct row_source
 {
     using row = std::shared_ptr<const property_bag>;
 
     std::function<std::size_t()> count;
-    /// The rows from `first` up to `last`, which is left out; both are within the count.
+    /// Returns the rows from `first` up to but excluding `last`; both are within the count.
     std::function<std::vector<row>(std::size_t first, std::size_t last)> rows;
 };
 
-/// A table over rows of properties. Without SetColumns each row has the columns that it was made with, strings as
-/// Unicode; a value that a row lacks, or bytes that are too many for a table, is PT_ERROR. Restricting, sorting,
-/// bookmarks, categories and notifications answer MAPI_E_NO_SUPPORT.
+/// A table over rows of properties. Without SetColumns each row has the columns that it was created with, strings as
+/// Unicode. A value that is missing in a row is PT_ERROR, as is binary data that is too large for a table. Restricting,
+/// sorting, bookmarks, categories and notifications return MAPI_E_NO_SUPPORT.
 class row_table final : public ComObject<IMAPITable>
 {
 public:

@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// A storage that can be looked into but not changed: its streams and storages open by name, everything that would
-/// change it answers STG_E_ACCESSDENIED. Counting is free, the rest is for one thread at a time.
+/// Creates a read-only storage: its streams and storages can be opened by name, and all operations that would change it
+/// return STG_E_ACCESSDENIED. Reference counting is thread-safe; all other operations are not.
 ComPtr<IStorage> make_storage_object(storage_ptr storage);
 
 } // namespace host

@@ -11,14 +11,14 @@
 
 namespace host {
 
-/// Storages in one another that a file may have; readers and writers go down by recursion.
+/// The maximum nesting depth of storages in a file; readers and writers are recursive.
 inline constexpr std::size_t deepest_storage = 512;
 
 struct storage_tree;
 using storage_ptr = std::shared_ptr<const storage_tree>;
 
-/// A storage of a compound file with everything in it. Names are UTF-8. Contents are shared, so a copy is cheap; once
-/// others hold a tree, nobody changes it.
+/// A storage of a compound file with all its contents. Names are UTF-8. Contents are shared, so a copy is cheap. A
+/// shared tree must not be modified.
 struct storage_tree
 {
     struct stream
@@ -36,11 +36,11 @@ struct storage_tree
     std::vector<stream> streams;
     std::vector<storage> storages;
 
-    /// Bytes of all streams, those of inner storages included.
+    /// Returns the size of all streams in bytes, including those of nested storages.
     [[nodiscard]] std::uint64_t size() const;
 };
 
-/// Whether two storages hold the same under the same names, in whatever order.
+/// Returns true if two storages contain the same data under the same names, in any order.
 bool same_storage(const storage_tree& left, const storage_tree& right);
 
 } // namespace host

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// Tags of properties that only the host deals with, beside those of the message store's headers.
+/// Tags of properties that only the host uses, in addition to those of the message store's headers.
 namespace host::tag {
 
 inline constexpr std::uint32_t importance = 0x00170003;
@@ -13,7 +13,7 @@ inline constexpr std::uint32_t representing_address_type = 0x0064001F;
 inline constexpr std::uint32_t normalized_subject = 0x0E1D001F;
 inline constexpr std::uint32_t conversation_topic = 0x0070001F;
 inline constexpr std::uint32_t in_reply_to = 0x1042001F;
-inline constexpr std::uint32_t body_html = 0x1013001F; ///< HTML as text, where it isn't kept as bytes
+inline constexpr std::uint32_t body_html = 0x1013001F; ///< HTML as text, if it is not stored as bytes
 inline constexpr std::uint32_t message_size = 0x0E080003;
 inline constexpr std::uint32_t message_code_page = 0x3FFD0003;
 inline constexpr std::uint32_t address_type = 0x3002001F;

@@ -4,7 +4,7 @@
 
 namespace host {
 
-/// A message that cannot be read; what() is the reason, for people.
+/// A message that cannot be read; what() is the reason in human-readable form.
 class unreadable_message : public std::runtime_error
 {
 public:

@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A new file in a folder, gone with its object unless it has got another name.
+/// A new file in a folder, deleted with its object unless it has been renamed.
 class temporary_file
 {
 public:
@@ -50,8 +50,8 @@ private:
     fs::path path_;
 };
 
-/// Only files are replaced, and only those that may be written: a rename asks neither for the kind nor for the
-/// permission of what it takes the name of.
+/// Allows only the replacement of regular files that are writable: a rename checks neither the type nor the permissions
+/// of the file that it replaces.
 void expect_replaceable(const fs::path& target, const fs::file_status& status)
 {
     if (!fs::exists(status)) {
@@ -72,12 +72,13 @@ void expect_replaceable(const fs::path& target, const fs::file_status& status)
 
 void write_atomically(const fs::path& target, const std::function<void(const fs::path& temporary)>& write)
 {
-    const fs::path place = fs::weakly_canonical(target); // a link stays, what it leads to is replaced
+    const fs::path place = fs::weakly_canonical(target); // a link is kept and its target replaced
     const fs::file_status status = fs::status(place);
     expect_replaceable(place, status);
     temporary_file temporary(place.parent_path());
     const bool replaces = fs::exists(status);
-    if (replaces) { // from the beginning: nobody sees the new contents who may not see the old
+    if (replaces) { // early, so that the new contents are never readable by users denied the old ones
+                    // ones
         fs::permissions(temporary.path(), status.permissions() | fs::perms::owner_read | fs::perms::owner_write);
     }
     write(temporary.path());

@@ -29,7 +29,7 @@ bool ends_like_mbox(const fs::path& file)
     return ends_in(file, ".mbox") || ends_in(file, ".mbx");
 }
 
-/// Reads a file by lines, with the offset of each.
+/// Reads a file line by line and records the offset of each line.
 class line_reader
 {
 public:
@@ -42,7 +42,7 @@ public:
         }
         input_.seekg(static_cast<std::streamoff>(offset));
     }
-    /// The next line with its line end; false at the end.
+    /// Reads the next line including its line end. Returns false at the end.
     bool read(std::string& line)
     {
         start_ = next_;
@@ -69,7 +69,7 @@ bool is_blank(std::string_view line)
     return line == "\n" || line == "\r\n";
 }
 
-/// The messages of an mbox: each begins behind an envelope line that follows a blank line or the file's beginning.
+/// Returns the messages of an mbox. Each begins after an envelope line that is the first line or follows a blank line.
 std::vector<message_place> split_mbox(const fs::path& file)
 {
     std::vector<message_place> found;
@@ -99,7 +99,8 @@ bool begins_with(const fs::path& file, std::string_view expected)
     return input && start == expected;
 }
 
-/// An mbox that cannot be opened is one message, so that its reader tells why and the others of its folder are read.
+/// An mbox that cannot be opened counts as one message, so that its reader reports the reason and the other files of
+/// the folder are still read.
 std::vector<message_place> messages_of_file(const fs::path& file)
 {
     const bool opens = static_cast<bool>(std::ifstream(file, std::ios::binary));
@@ -127,7 +128,7 @@ std::vector<fs::path> files_of_folder(const fs::path& folder)
         const bool wanted = ends_in(file, ".eml") || ends_in(file, ".msg") || ends_like_mbox(file);
         std::error_code ignored;
         const fs::file_status status = entry.status(ignored);
-        // Nobody waits at a pipe; a link to nothing is told when it is read.
+        // Reading a pipe could block forever. A dangling link is reported when it is read.
         if (wanted && (fs::is_regular_file(status) || !fs::exists(status))) {
             files.push_back(file);
         }
@@ -136,7 +137,8 @@ std::vector<fs::path> files_of_folder(const fs::path& folder)
     return files;
 }
 
-/// A line that begins like an envelope line is kept with one ">" more in an mbox.
+/// Returns true for a line that begins like an envelope line after one or more ">". An mbox stores such lines with an
+/// additional ">".
 bool is_quoted(std::string_view line)
 {
     const std::size_t text = line.find_first_not_of('>');

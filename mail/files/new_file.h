@@ -4,11 +4,11 @@
 
 namespace host {
 
-/// Makes an empty file; false when there is something of that name. Raises std::runtime_error with the reason.
+/// Creates an empty file. Returns false if the name already exists. Throws std::runtime_error with the reason.
 bool make_new_file(const std::filesystem::path& file);
 
-/// Makes a folder among the temporary ones that only this user may look into. Raises std::runtime_error with the
-/// reason.
+/// Creates a folder below the folder for temporary files that only the current user may access. Throws
+/// std::runtime_error with the reason.
 std::filesystem::path make_private_folder();
 
 } // namespace host

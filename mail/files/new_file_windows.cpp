@@ -33,7 +33,7 @@ bool make_new_file(const std::filesystem::path& file)
 
 std::filesystem::path make_private_folder()
 {
-    // The folder for temporary files is the user's own.
+    // The folder for temporary files belongs to the user.
     const std::wstring begin =
         (std::filesystem::temp_directory_path() / (L"postwarden-" + std::to_wstring(GetCurrentProcessId()))).wstring();
     for (int number = 1;; ++number) {

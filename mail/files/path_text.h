@@ -6,14 +6,14 @@
 
 namespace host {
 
-/// A path from UTF-8, as all texts of this program are, on every system; bytes that are no UTF-8 stay where a system's
-/// paths are bytes.
+/// Converts UTF-8, the encoding of all texts of this program, to a path on every system. Invalid UTF-8 is preserved
+/// where paths of the system are byte strings.
 inline std::filesystem::path path_of(std::string_view utf8)
 {
     return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
 }
 
-/// The path in UTF-8.
+/// Returns the path in UTF-8.
 inline std::string text_of_path(const std::filesystem::path& path)
 {
     const std::u8string text = path.u8string();

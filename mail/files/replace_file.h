@@ -2,19 +2,19 @@
 
 #include <filesystem>
 
-/// What replacing a file as a whole needs of the system. Failures raise std::filesystem::filesystem_error.
+/// The system operations for replacing a file as a whole. Failures throw std::filesystem::filesystem_error.
 namespace host::replacing {
 
-/// Makes an empty file; false when there is something of that name already.
+/// Creates an empty file. Returns false if the name already exists.
 bool create(const std::filesystem::path& file);
 
-/// Whether the system would let this process write into the file that stands there.
+/// Returns true if this process may write to the existing file `file`.
 bool is_writable(const std::filesystem::path& file);
 
-/// Waits until what was written is on the disk.
+/// Waits until the written data is on the disk.
 void sync(const std::filesystem::path& file);
 
-/// Gives `from` the name `to` in one step, also when something has that name, and makes the new name last.
+/// Renames `from` to `to` atomically, replacing an existing file, and makes the new name durable.
 void rename(const std::filesystem::path& from, const std::filesystem::path& to);
 
 } // namespace host::replacing

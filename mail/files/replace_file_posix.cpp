@@ -50,7 +50,7 @@ void sync(const fs::path& file)
 void rename(const fs::path& from, const fs::path& to)
 {
     fs::rename(from, to);
-    // The name is in place. A file system that cannot sync a folder keeps it in its own time.
+    // The rename is complete. A file system that cannot sync a folder writes it at its own time.
     const fs::path folder = to.parent_path();
     const auto opened = open(folder.empty() ? fs::path(".") : folder, O_RDONLY | O_DIRECTORY);
     if (opened) {

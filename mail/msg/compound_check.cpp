@@ -20,10 +20,10 @@ constexpr std::size_t file_header_size = 512;
 constexpr std::size_t directory_entry_size = 128;
 constexpr std::size_t mini_sector_size = 64;
 constexpr std::uint32_t largest_sector = 0xFFFFFFFA;
-constexpr std::uint32_t first_mark = 0xFFFFFFFC; ///< marks: a chain's end, free sectors, those of the tables
+constexpr std::uint32_t first_mark = 0xFFFFFFFC; ///< markers: end of a chain, free sectors, sectors of tables
 constexpr std::uint32_t end_of_chain = 0xFFFFFFFE;
 constexpr std::uint32_t no_entry = 0xFFFFFFFF;
-constexpr std::uint32_t mini_stream_limit = 4096; ///< smaller streams live in mini sectors
+constexpr std::uint32_t mini_stream_limit = 4096; ///< smaller streams are stored in mini sectors
 constexpr std::size_t table_sectors_in_header = 109;
 
 enum entry_type : unsigned
@@ -49,7 +49,7 @@ enum entry_type : unsigned
     refuse("its table of contents is damaged");
 }
 
-/// Readers give up at an entry that is neither a place nor a mark, also one that no chain leads to.
+/// Readers fail at an entry that is neither a position nor a marker, even if no chain contains it.
 void expect_entries(const std::vector<std::uint32_t>& entries)
 {
     const bool sound = std::all_of(entries.begin(), entries.end(), [&entries](std::uint32_t entry) {
@@ -60,7 +60,7 @@ void expect_entries(const std::vector<std::uint32_t>& entries)
     }
 }
 
-/// Sectors of one size, each of which belongs to one chain at most.
+/// Sectors of one size, each of which may belong to one chain only.
 class sector_space
 {
 public:
@@ -86,7 +86,7 @@ private:
 
 struct directory_entry
 {
-    std::string name; ///< UTF-16LE, letters of ASCII in capitals
+    std::string name; ///< UTF-16LE, ASCII letters in upper case
     unsigned type = unused;
     std::uint32_t left = no_entry;
     std::uint32_t right = no_entry;
@@ -125,9 +125,9 @@ private:
     [[nodiscard]] std::string read_sector(std::uint32_t sector) const;
     [[nodiscard]] std::uint64_t offset_of(std::uint32_t sector) const { return (sector + 1ULL) << shift_; }
     [[nodiscard]] std::uint32_t next_of(std::uint32_t sector) const;
-    /// The sectors of a chain up to the mark of its end.
+    /// Returns the sectors of a chain up to its end marker.
     std::vector<std::uint32_t> follow(std::uint32_t first);
-    /// A chain that holds so many bytes, or more; the file has all of them.
+    /// Checks that a chain holds at least `size` bytes and that the file contains all of them.
     void follow_contents(std::uint32_t first, std::uint64_t size);
     static directory_entry parse_entry(const std::string& data, std::size_t offset, bool wide_sizes);
 
@@ -213,7 +213,7 @@ void checker::read_header()
         refuse("its header is damaged");
     }
     sector_size_ = std::size_t{1} << shift_;
-    // The last sector may be short; whoever needs the missing part finds out.
+    // The last sector may be truncated; an access to the missing part fails.
     const std::uint64_t behind_header = file_.size() < sector_size_ ? 0 : file_.size() - sector_size_;
     const std::uint64_t count = (behind_header + sector_size_ - 1) >> shift_;
     if (count > largest_sector) {
@@ -333,7 +333,7 @@ void checker::check_stream(const directory_entry& entry)
     }
 }
 
-/// The neighbours below `parent` form a tree of their own; inner storages are put off.
+/// The siblings below `parent` form a separate tree; nested storages are visited later.
 void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_t way)
 {
     struct step

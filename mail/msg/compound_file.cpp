@@ -20,7 +20,7 @@ std::size_t count_parts(const storage_tree& tree)
     return sum;
 }
 
-/// Raises std::runtime_error for what read_compound_file would refuse.
+/// Throws std::runtime_error for contents that read_compound_file would reject.
 void expect_readable(const storage_tree& tree)
 {
     if (tree.streams.size() + tree.storages.size() > most_parts) {
@@ -41,7 +41,7 @@ storage_ptr read_compound_file(const std::filesystem::path& file)
     }
     const std::size_t parts = check_compound_file(*contents);
     storage_ptr root = load_storage(file, contents);
-    if (count_parts(*root) != parts) { // what a library silently leaves out would be gone when the file is written
+    if (count_parts(*root) != parts) { // parts that a library silently omits would be lost when the file is written
         throw unreadable_message("its table of contents is damaged");
     }
     return root;

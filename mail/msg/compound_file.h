@@ -6,16 +6,17 @@
 
 namespace host::msg {
 
-/// Reads a compound file. Streams of at least 4096 bytes stay in the file or go to temporary files; the file may be
-/// replaced by another one meanwhile, but not changed. Raises unreadable_message with the reason, for people, for a
-/// file that is no compound file or a damaged one, and std::runtime_error when the system refuses.
+/// Reads a compound file. Streams of at least 4096 bytes remain in the file or are copied to temporary files; the file
+/// may be replaced by another one meanwhile, but not modified. Throws unreadable_message with a human-readable reason
+/// if the file is damaged or not a compound file, and std::runtime_error if the system reports an error.
 storage_ptr read_compound_file(const std::filesystem::path& file);
 
-/// Writes a compound file over what is there. Raises std::runtime_error with the reason: before anything is written,
-/// for contents that could not be read again; otherwise the file is damaged then.
+/// Writes a compound file and overwrites an existing one. Throws std::runtime_error with the reason: for contents that
+/// could not be read again before anything is written, otherwise with the file left damaged.
 void write_compound_file(const storage_tree& contents, const std::filesystem::path& file);
 
-/// What the system's compound file library does for these two. `bytes` are those of a file that was found sound.
+/// The parts of these functions that use the system's compound file library. `contents` are the bytes of a file that
+/// has passed check_compound_file.
 storage_ptr load_storage(const std::filesystem::path& file, const bytes_ptr& contents);
 void save_storage(const storage_tree& contents, const std::filesystem::path& file);
 

@@ -21,7 +21,8 @@ static_assert(sizeof(GUID) == 16, "class identifiers are read and written as the
 
 void ignore_warning(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 
-/// The library's types, made once and kept. What it has to say of a file goes nowhere: users get a reason from us.
+/// Initializes the library's types once for the process. Its messages are discarded, because this program reports the
+/// reasons of failures itself.
 void prepare_library()
 {
     static std::once_flag once;

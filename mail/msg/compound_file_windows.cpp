@@ -38,7 +38,7 @@ void expect_read(HRESULT result)
     }
 }
 
-/// The storage codes end in the numbers of the system's errors.
+/// The low-order part of a storage code is the number of the system error.
 void expect_written(HRESULT result)
 {
     if (FAILED(result)) {
@@ -55,7 +55,7 @@ bytes_ptr load_stream(IStorage* parent, const wchar_t* name)
 {
     ComPtr<IStream> stream;
     expect_read(parent->OpenStream(name, nullptr, read_mode, 0, Receive(stream)));
-    scratch contents; // a copy: an open storage would keep the file from being replaced
+    scratch contents; // a copy, because an open storage would prevent the file from being replaced
     std::array<char, 65536> block{};
     for (;;) {
         ULONG got = 0;

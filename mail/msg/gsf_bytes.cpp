@@ -13,7 +13,7 @@ struct HostGsfInput
 {
     GsfInput parent;
     host::bytes_ptr* source;
-    std::string* block; ///< what was read last for a caller without a buffer of its own
+    std::string* block; ///< the last read for a caller without a buffer
 };
 
 struct HostGsfInputClass
@@ -51,19 +51,19 @@ const guint8* input_read(GsfInput* input, size_t count, guint8* buffer)
         }
         const auto offset = static_cast<std::uint64_t>(input->cur_offset);
         return (*self->source)->read(offset, buffer, count) == count ? buffer : nullptr;
-    } catch (const std::exception&) { // the library is C: its own way of telling
+    } catch (const std::exception&) { // a C library: errors are reported by its own means
         return nullptr;
     }
 }
 
 gboolean input_seek(GsfInput*, gsf_off_t, GSeekType)
 {
-    return FALSE; // nothing to do: the base class keeps the position
+    return FALSE; // nothing to do: the base class stores the position
 }
 
 void input_finalize(GObject* object)
 {
-    delete self_of(object)->source; // owned by the C object, which knows no destructors
+    delete self_of(object)->source; // owned by the C object, which calls no destructors
     delete self_of(object)->block;
     G_OBJECT_CLASS(host_gsf_input_parent_class)->finalize(object);
 }

@@ -11,7 +11,7 @@ struct object_unref
     void operator()(void* object) const noexcept { g_object_unref(object); }
 };
 
-/// One reference of a GObject, the holder's own.
+/// Owns one reference of a GObject.
 template <typename T>
 using gsf_ptr = std::unique_ptr<T, object_unref>;
 

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::uint32_t ascii_page = 20127;
 
-/// The number of the character that begins at `index`, which moves to its last unit: wide characters of some systems
-/// are halves.
+/// Returns the code point of the character that begins at `index` and moves `index` to its last unit: on some systems
+/// wide characters are UTF-16 units.
 std::uint32_t character_at(std::wstring_view text, std::size_t& index)
 {
     const auto first = static_cast<std::uint32_t>(text[index]);
@@ -56,7 +56,7 @@ std::optional<std::string> narrow_exactly(std::wstring_view text, std::uint32_t 
         if (winapi::conv_to_wide(narrow, code_page) == text) {
             return narrow;
         }
-    } catch (const std::runtime_error&) { // a code page that the system doesn't have holds nothing
+    } catch (const std::runtime_error&) { // a code page that is not installed contains no characters
     }
     return {};
 }

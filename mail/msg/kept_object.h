@@ -11,22 +11,22 @@
 
 namespace host::msg {
 
-/// A property as it was read.
+/// A property in the form in which it was read.
 struct kept_property
 {
     stored_property stored;
-    std::uint32_t id = 0; ///< in the property bag; 0: it is in none and is written again in any case
-    /// What was read for `id`. While the bag still has this, `stored` is written again as it is.
+    std::uint32_t id = 0; ///< in the property bag; 0: not in the bag and always written again
+    /// The value that was read for `id`. While the bag contains the same value, `stored` is written again unchanged.
     property_value value;
-    /// A further entry for `id`, which the bag doesn't show; it stays as long as the one that it shows.
+    /// An additional entry for `id` that the bag does not contain. It is kept as long as the entry in the bag.
     bool shadow = false;
 };
 
-/// Everything about an object of a message file that its property bag doesn't say. An object of which nothing was
-/// changed is written from it byte for byte.
+/// The data of an object of a message file that its property bag does not contain. An unchanged object is written from
+/// it byte for byte.
 struct kept_object final : property_origin
 {
-    std::string header; ///< what precedes the entries
+    std::string header; ///< the data before the entries
     std::vector<kept_property> properties;
     storage_tree rest; ///< streams and storages that belong to no property
     std::string name;  ///< of its storage; empty for the root
@@ -36,7 +36,7 @@ struct kept_object final : property_origin
     std::uint32_t code_page = 0;
 };
 
-/// What an object kept; null when it was read from something else than a message file.
+/// Returns the kept data of an object; null if it was not read from a message file.
 inline const kept_object* kept_of(const property_bag& properties)
 {
     return dynamic_cast<const kept_object*>(properties.origin().get());

@@ -21,7 +21,7 @@ constexpr std::uint32_t display_type = 0x39000003;
 constexpr std::int64_t is_read = 1;
 constexpr std::int64_t has_attachments = 0x10;
 
-// The numbers in the list of properties of a message, in front of its entries.
+// Offsets in the header of a message's property list.
 constexpr std::size_t next_recipient = 8;
 constexpr std::size_t next_attachment = 12;
 constexpr std::size_t recipient_count = 16;
@@ -47,11 +47,11 @@ std::string header_of(const kept_object* kept, object_kind kind)
     return kept && kept->header.size() == size ? kept->header : std::string(size, '\0');
 }
 
-/// Numbers given to the storages of one kind.
+/// The numbers that are assigned to the storages of one kind.
 class numbering
 {
 public:
-    /// `wanted` when it is free, else the next one.
+    /// Returns `wanted` if it is free, otherwise the next number.
     std::uint32_t take(std::uint32_t wanted)
     {
         while (!taken_.insert(wanted).second) {
@@ -77,14 +77,14 @@ public:
     {
         storage_builder target;
         compose(message, object_kind::message, target);
-        // Behind the properties, since until here the names may grow.
+        // Written after the properties, which may add names until then.
         target.add(storage_tree::storage{std::string(names_storage), names_.storage()});
         add_rest(kept_of(*message.properties), target);
         return target.build();
     }
 
 private:
-    /// All but what has no owner.
+    /// Writes everything except the parts that belong to no property.
     void compose(const message_record& message, object_kind kind, storage_builder& target)
     {
         const kept_object* kept = kept_of(*message.properties);
@@ -171,7 +171,7 @@ private:
         target.add(storage_tree::storage{name, storage.build()});
     }
 
-    /// What has no owner is written where nothing else has its name now.
+    /// Writes the parts that belong to no property, except those whose name is in use now.
     static void add_rest(const kept_object* kept, storage_builder& target)
     {
         if (!kept) {
@@ -185,7 +185,7 @@ private:
         }
     }
 
-    /// A size that the file told goes with the contents.
+    /// If the file specified a size, it is updated when the contents have changed.
     static void update_size(property_bag& bag, const attachment_record& attachment, const kept_object* kept)
     {
         constexpr std::uint32_t data_id = PROP_ID(PR_ATTACH_DATA_BIN);
@@ -202,7 +202,7 @@ private:
         }
     }
 
-    /// The message's properties with those that follow from it, or that the format wants of a new file.
+    /// Returns the message's properties with those that are derived from it or required in a new file.
     static std::shared_ptr<property_bag> completed(const message_record& message, object_kind kind)
     {
         auto bag = std::make_shared<property_bag>(*message.properties);

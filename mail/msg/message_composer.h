@@ -5,8 +5,8 @@
 
 namespace host::msg {
 
-/// The root storage of the message file that holds `message`. What was read from a message file and not changed since
-/// is written as it was. Raises std::runtime_error with the reason for what such a file cannot hold.
+/// Creates the root storage of the message file for `message`. Unchanged data from a message file is written in its
+/// original form. Throws std::runtime_error with the reason if the contents cannot be stored in such a file.
 storage_ptr compose_message(const message_record& message);
 
 } // namespace host::msg

@@ -12,11 +12,11 @@ namespace host::msg {
 
 namespace {
 
-// The numbers in the list of properties of a message, in front of its entries.
+// Offsets in the header of a message's property list.
 constexpr std::size_t recipient_count = 16;
 constexpr std::size_t attachment_count = 20;
 
-/// More of them than the file tells are taken all the same; fewer mean that some got lost.
+/// A number larger than the file specifies is accepted; a smaller one means that some are missing.
 void expect_count(const std::string& header, std::size_t offset, std::size_t found, const char* what)
 {
     const std::uint32_t told = u32_at(header, offset);
@@ -76,7 +76,7 @@ private:
         return result;
     }
 
-    /// Turns the storage with an embedded message into the message.
+    /// Replaces the storage with an embedded message by the message.
     void take_message(kept_object& kept, attachment_record& attachment, std::uint32_t code_page, int depth)
     {
         const property_value* method = attachment.properties->find(PROP_ID(PR_ATTACH_METHOD));

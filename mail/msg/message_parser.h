@@ -7,8 +7,8 @@
 
 namespace host::msg {
 
-/// Makes a record of `store` of the root storage of a message file. Embedded messages deeper than deepest_embedded stay
-/// storages. Raises unreadable_message with the reason, for people.
+/// Creates a record of `store` from the root storage of a message file. Embedded messages deeper than deepest_embedded
+/// remain storages. Throws unreadable_message with a human-readable reason.
 message_record parse_message(const storage_tree& root, const std::shared_ptr<store_context>& store);
 
 } // namespace host::msg

@@ -17,12 +17,12 @@ constexpr std::uint32_t guids_tag = 0x00020102;
 constexpr std::uint32_t entries_tag = 0x00030102;
 constexpr std::uint32_t strings_tag = 0x00040102;
 constexpr std::size_t mapping_entry_size = 8;
-constexpr std::uint32_t first_listed_guid = 3; ///< the numbers below stand for sets that need no place in the list
+constexpr std::uint32_t first_listed_guid = 3; ///< smaller numbers denote sets that are not in the list
 constexpr std::uint32_t reverse_streams = 0x1F;
 constexpr std::uint32_t first_reverse_stream = 0x1000;
-constexpr std::uint32_t last_index = 0x7FFE; ///< of a name; its identifier is first_named and that
+constexpr std::uint32_t last_index = 0x7FFE; ///< of a name; its identifier is first_named plus the index
 constexpr std::uint32_t last_set = 0x7FFF;
-constexpr std::uint32_t longest_name = 2048; ///< in bytes; entries may share a name, but not to fill memory with it
+constexpr std::uint32_t longest_name = 2048; ///< in bytes; limits the memory of entries that share a name
 
 constexpr GUID mapi_set{0x00020328, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 constexpr GUID public_strings_set{0x00020329, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -46,7 +46,7 @@ std::string key_of(const property_name& name)
     return key + '"' + to_utf16le(std::get<std::wstring>(name.name));
 }
 
-/// The streams that a mapping is made of.
+/// The streams that a mapping consists of.
 struct mapping_streams
 {
     std::string guids;
@@ -83,7 +83,7 @@ std::string contents_of(const storage_contents& storage, std::uint32_t tag)
     return stream ? to_string(*stream->contents) : std::string();
 }
 
-/// Writes a mapping stream by stream.
+/// Builds the streams of a mapping.
 class mapping_builder
 {
 public:
@@ -91,8 +91,8 @@ public:
     {
         const auto* number = std::get_if<std::int32_t>(&name.name);
         const std::uint32_t kind_and_set = set_index(name.set) << 1U | (number ? 0U : 1U);
-        std::uint32_t told = 0;   // what the entry has: the number, or where the string is
-        std::uint32_t looked = 0; // what one looks for: the number, or the string's checksum
+        std::uint32_t told = 0;   // stored in the entry: the number, or the offset of the string
+        std::uint32_t looked = 0; // used for look-up: the number, or the string's checksum
         if (number) {
             told = looked = static_cast<std::uint32_t>(*number);
         } else {
@@ -151,7 +151,7 @@ private:
         return found->second;
     }
 
-    std::map<std::string, std::uint32_t> sets_; ///< where each stands in the list
+    std::map<std::string, std::uint32_t> sets_; ///< the index of each set in the list
     std::string guids_;
     std::string entries_;
     std::string strings_;
@@ -219,7 +219,7 @@ name_writer::name_writer(const name_table& names, std::shared_ptr<const name_map
     }
     for (const auto& [id, name] : base_->names()) {
         const std::uint32_t index = id - first_named;
-        while (names_.size() < index) { // the file leaves numbers out
+        while (names_.size() < index) { // a number that the file does not use
             names_.push_back({nameless_set, static_cast<std::int32_t>(first_named + names_.size())});
         }
         ids_.emplace(key_of(name), id);
@@ -227,7 +227,7 @@ name_writer::name_writer(const name_table& names, std::shared_ptr<const name_map
     }
 }
 
-/// Its number is free in the mapping, or stands for just this already.
+/// Returns true if the number of `name` is free in the mapping or already denotes `name`.
 bool name_writer::stays_nameless(const property_name& name) const
 {
     const auto* number = std::get_if<std::int32_t>(&name.name);
@@ -248,7 +248,7 @@ std::uint32_t name_writer::append(const property_name& name)
             refuse_names();
         }
         added_ = true;
-        if (nameless_.contains(id)) { // taken: it gets the name that it lacks
+        if (nameless_.contains(id)) { // in use: assigns the missing name
             names_.push_back({nameless_set, static_cast<std::int32_t>(id)});
             continue;
         }

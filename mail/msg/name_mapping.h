@@ -12,20 +12,21 @@
 
 namespace host::msg {
 
-/// A named property for which its file has no name keeps its number, as a name of this set.
+/// The set of named properties for which their file has no name. Such a property keeps its number as a name of this
+/// set.
 inline constexpr GUID nameless_set{0x5F4C5B6A, 0x0D3E, 0x4C1B, {0x9A, 0x51, 0x6E, 0x2D, 0x93, 0x40, 0x7B, 0xC8}};
 
-/// Which identifier stands for which name in one message file.
+/// Maps the identifiers of named properties in one message file to names.
 class name_mapping
 {
 public:
-    /// Raises unreadable_message with the reason when the storage is damaged. `storage` may be null: no names.
+    /// Throws unreadable_message with the reason if the storage is damaged. `storage` may be null: no names.
     explicit name_mapping(storage_ptr storage);
 
-    /// Null when the file has no name for it.
+    /// Returns null if the file has no name for the identifier.
     [[nodiscard]] const property_name* name_of(std::uint32_t file_id) const;
     [[nodiscard]] const std::map<std::uint32_t, property_name>& names() const noexcept { return names_; }
-    /// As the file has it.
+    /// Returns the storage as read from the file.
     [[nodiscard]] const storage_ptr& storage() const noexcept { return storage_; }
 
 private:
@@ -33,19 +34,19 @@ private:
     std::map<std::uint32_t, property_name> names_;
 };
 
-/// Gives the names of a store identifiers in a file that is written. Those of `base`, the file that the message was
-/// read from, stay; base may be null.
+/// Assigns identifiers in a new file to the names of a store. The identifiers of `base`, the file that the message was
+/// read from, are preserved; base may be null.
 class name_writer
 {
 public:
     name_writer(const name_table& names, std::shared_ptr<const name_mapping> base);
 
-    /// The identifier in the file. Raises std::runtime_error when none is left.
+    /// Returns the identifier in the file. Throws std::runtime_error if none is left.
     std::uint32_t file_id(std::uint32_t store_id);
-    /// The same for a property that was read as `read_as` from a file with the mapping `from`.
+    /// Returns the identifier of a property that was read as `read_as` from a file with the mapping `from`.
     std::uint32_t file_id(std::uint32_t store_id, std::uint32_t read_as, const name_mapping* from);
 
-    /// The mapping's storage: that of `base` when nothing was added.
+    /// Returns the mapping's storage, which is that of `base` if nothing was added.
     [[nodiscard]] storage_ptr storage() const;
 
 private:
@@ -54,13 +55,13 @@ private:
 
     const name_table& table_;
     std::shared_ptr<const name_mapping> base_;
-    std::vector<property_name> names_; ///< by file identifier, from first_named on
+    std::vector<property_name> names_; ///< by file identifier, starting at first_named
     std::map<std::string, std::uint32_t> ids_;
-    std::set<std::uint32_t> nameless_; ///< identifiers that stay without a name as long as they can
+    std::set<std::uint32_t> nameless_; ///< identifiers that remain without a name as long as possible
     bool added_ = false;
 };
 
-/// The identifier that stands for a string name in the mapping: a checksum of its UTF-16LE form.
+/// Returns the checksum of the UTF-16LE form of a string name, which identifies the name in the mapping.
 std::uint32_t checksum_of_name(std::string_view utf16le);
 
 } // namespace host::msg

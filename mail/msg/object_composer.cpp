@@ -10,7 +10,7 @@ namespace host::msg {
 
 namespace {
 
-/// A text in the form that the message has its texts in.
+/// Converts a text to the form of the other texts of the message.
 property_value in_form(const property_value& value, const text_form& texts)
 {
     if (value.type == PT_UNICODE && texts.narrow) {
@@ -42,7 +42,7 @@ public:
     {
         list_.append(property.entry.data(), property.entry.size());
         for (const auto& stream : property.streams) {
-            target_.add(stream); // entries that share their streams find them there
+            target_.add(stream); // entries with the same tag share these streams
         }
         for (const auto& storage : property.storages) {
             target_.add(storage);
@@ -57,7 +57,7 @@ public:
         put(id == PROP_ID(tag) ? property.stored : renamed(property.stored, PROP_TAG(PROP_TYPE(tag), id)));
     }
 
-    /// `flags_of`: the entry that told the flags of the property until now; may be null.
+    /// `flags_of`: the previous entry of the property, whose flags are kept; may be null.
     void put_new(std::uint32_t id, const property_value& value, const stored_property* flags_of)
     {
         stored_property property = encode(PROP_TAG(value.type, names_.file_id(id)), value);
@@ -81,9 +81,9 @@ void compose_properties(const property_bag& bag, const kept_object* kept, object
                         std::string header, name_writer& names, storage_builder& target)
 {
     properties_composer composer(std::move(header), names, target);
-    std::set<std::uint32_t> same{0}; // what is in no bag stays in any case
+    std::set<std::uint32_t> same{0}; // properties that are in no bag are always kept
     if (kind == object_kind::message || kind == object_kind::embedded) {
-        same.insert(PROP_ID(PR_ENTRYID)); // the store's, not the message's; one that the file has stays
+        same.insert(PROP_ID(PR_ENTRYID)); // belongs to the store, not to the message; the file's own is kept
     }
     std::set<std::uint32_t> done = same;
     if (kept) {

@@ -8,15 +8,15 @@
 
 namespace host::msg {
 
-/// How the texts of a message that are new in it are written.
+/// Specifies the form of texts that are new in a message.
 struct text_form
 {
-    bool narrow = false; ///< in the code page, where it has all characters; else as Unicode
+    bool narrow = false; ///< in the code page if it has all characters, otherwise as Unicode
     std::uint32_t code_page = 0;
 };
 
-/// Adds an object's list of properties and what belongs to them to its storage: those that were read and not changed as
-/// they were, in their old order, then the others. `header` is what precedes the entries.
+/// Adds an object's list of properties and their streams to its storage. Properties that were read and not changed come
+/// first, in their original form and order, followed by all others. `header` is the data before the entries.
 void compose_properties(const property_bag& bag, const kept_object* kept, object_kind kind, const text_form& texts,
                         std::string header, name_writer& names, storage_builder& target);
 

@@ -23,7 +23,7 @@ bool is_message(object_kind kind)
     return kind == object_kind::message || kind == object_kind::embedded;
 }
 
-/// The streams of a list: as many elements as there are lengths.
+/// Reads the streams of a list, one element for each length.
 void take_elements(storage_contents& storage, stored_property& property)
 {
     const std::uint32_t tag = property.tag();
@@ -42,7 +42,7 @@ void take_elements(storage_contents& storage, stored_property& property)
     }
 }
 
-/// Elements of a list of a type that nobody knows: those that are there.
+/// Reads the existing elements of a list of an unknown type.
 void take_unknown_elements(storage_contents& storage, stored_property& property)
 {
     for (std::uint32_t i = 0;; ++i) {
@@ -54,7 +54,7 @@ void take_unknown_elements(storage_contents& storage, stored_property& property)
     }
 }
 
-/// A value that is empty may have no stream.
+/// Returns true for an empty value, which may have no stream.
 bool tells_nothing(const stored_property& property)
 {
     const std::uint32_t type = PROP_TYPE(property.tag());
@@ -89,7 +89,7 @@ stored_property take_property(storage_contents& storage, const property_entry& e
     return property;
 }
 
-/// An entry with its value; one that repeats the tag of an earlier entry has none of its own.
+/// An entry with its value. An entry that repeats the tag of an earlier one has no value.
 struct taken_property
 {
     stored_property stored;
@@ -130,7 +130,7 @@ std::uint32_t number_of_property(const std::vector<taken_property>& properties, 
     return found == properties.end() ? 0 : u32_at(found->stored.entry, entry_value);
 }
 
-/// A code page that this system can convert and that narrow text can be in.
+/// Returns true for a code page that this system can convert and that is valid for narrow text.
 bool is_usable(std::uint32_t code_page)
 {
     if (code_page == 0 || code_page == utf16_page || code_page == utf16_page + 1) {
@@ -163,7 +163,7 @@ bool all_narrow(const std::vector<taken_property>& properties)
     return has(PT_STRING8) && !has(PT_UNICODE);
 }
 
-/// The identifier in the store of a property of the file; 0 for what is no property.
+/// Returns the store's identifier for a property of the file; 0 if `file_id` denotes no property.
 std::uint32_t store_id(std::uint32_t file_id, const file_context& file)
 {
     if (file_id == 0 || file_id == 0xFFFF) {
@@ -181,7 +181,8 @@ std::uint32_t store_id(std::uint32_t file_id, const file_context& file)
     return id;
 }
 
-/// Of several entries for one identifier the widest kind is shown: bytes before Unicode text before narrow text.
+/// Of several entries for one identifier the one with the highest rank is used: binary data, then Unicode text, then
+/// narrow text.
 int rank(const stored_property& property)
 {
     const std::uint32_t type = PROP_TYPE(property.tag());
@@ -212,7 +213,7 @@ std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_
     kept->narrow = all_narrow(properties);
     const std::uint32_t html_page = number_of_property(properties, PR_INTERNET_CPID);
 
-    std::map<std::uint32_t, std::size_t> shown; // by identifier in the store: which entry
+    std::map<std::uint32_t, std::size_t> shown; // identifier in the store to index of the entry
     for (auto& [stored, repeated] : properties) {
         kept_property property;
         property.id = store_id(PROP_ID(stored.tag()), file);

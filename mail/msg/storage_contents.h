@@ -11,22 +11,22 @@
 
 namespace host::msg {
 
-/// Looks for the parts of a storage by name, whatever the case of its letters, and knows which ones nobody took.
-/// The tree outlives it.
+/// Finds the parts of a storage by name, without regard to case, and tracks which parts have not been taken. The tree
+/// must outlive it.
 class storage_contents
 {
 public:
     explicit storage_contents(const storage_tree& tree);
 
-    /// Null when there is none.
+    /// Returns null if there is none.
     [[nodiscard]] const storage_tree::stream* find_stream(std::string_view name) const;
     const storage_tree::stream* take_stream(std::string_view name);
     const storage_tree::storage* take_storage(std::string_view name);
-    /// Takes the storages that are named by the prefix and a number, by number. Raises unreadable_message when two have
-    /// the same number, or one has a number beyond largest_number.
+    /// Takes the storages whose names consist of the prefix and a number, ordered by number. Throws unreadable_message
+    /// if two have the same number or a number exceeds largest_number.
     std::map<std::uint32_t, const storage_tree::storage*> take_numbered(std::string_view prefix);
 
-    /// What nobody took.
+    /// Returns the parts that have not been taken.
     [[nodiscard]] storage_tree rest() const;
 
 private:
@@ -41,16 +41,16 @@ private:
     std::map<std::string, place> storages_;
 };
 
-/// Puts a storage together; each name, whatever the case of its letters, is there once.
+/// Builds a storage with unique names, compared without regard to case.
 class storage_builder
 {
 public:
     [[nodiscard]] bool has(std::string_view name) const;
-    /// False, and nothing done, when the name is taken.
+    /// Returns false and does nothing if the name exists.
     bool add(storage_tree::stream stream);
     bool add(storage_tree::storage storage);
     void class_id(const GUID& id) { tree_.class_id = id; }
-    /// The storage; the builder is empty afterwards.
+    /// Returns the storage; the builder is empty afterwards.
     storage_ptr build();
 
 private:

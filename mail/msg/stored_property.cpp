@@ -12,8 +12,7 @@ namespace host::msg {
 
 namespace {
 
-constexpr std::uint64_t largest_value =
-    0x7FFFFFF0; ///< sizes are told in 32 bits, and readers take them for signed ones
+constexpr std::uint64_t largest_value = 0x7FFFFFF0; ///< readers treat the 32-bit sizes as signed
 
 template <typename Number>
 Number number_at(std::string_view data, std::size_t offset)
@@ -82,7 +81,7 @@ void append_real(std::string& target, double number, std::uint32_t type)
     }
 }
 
-/// Text without the zero that some writers put at its end.
+/// Returns the text without the terminating zero that some writers add.
 template <typename Text>
 Text without_end(Text text)
 {
@@ -105,7 +104,7 @@ property_value decode_entry(const stored_property& stored)
     return {type, integer_at(value, 0, type)};
 }
 
-/// Refuses what a reader that trusts the told size would see otherwise than one that trusts the stream.
+/// Rejects values that a reader relying on the stored size and one relying on the stream would read differently.
 void expect_size(const stored_property& stored, std::uint64_t size, std::uint64_t terminator)
 {
     const std::uint32_t told = u32_at(stored.entry, entry_size);
@@ -195,7 +194,7 @@ property_value decode_unknown(const stored_property& stored)
                                      : property_value{type, stored.streams.front().contents};
 }
 
-/// Fills in what stands for a value, by the alternative that it holds.
+/// Fills in the stored form of a value, depending on its alternative.
 class encoder
 {
 public:
@@ -288,7 +287,8 @@ private:
         set_u32(target_.entry, entry_size, static_cast<std::uint32_t>(data->size()) + terminator);
         target_.streams.push_back({value_name(target_.tag()), std::move(data)});
     }
-    /// Texts have their end both in the stream and in its length; the lengths of other things have four spare bytes.
+    /// Texts have a terminator, which their length includes; the lengths of other data are followed by four unused
+    /// bytes.
     void add_items(const std::vector<std::string>& items)
     {
         const bool texts = type_ == (PT_STRING8 | MV_FLAG) || type_ == (PT_UNICODE | MV_FLAG);

@@ -13,7 +13,7 @@ struct reading
     std::uint64_t position = 0;
 };
 
-/// No exception crosses OpenSSL: a failure is -1.
+/// Exceptions must not propagate through OpenSSL: a failure is reported as -1.
 int read_piece(BIO* stream, char* target, std::size_t count, std::size_t* got)
 {
     try {
@@ -37,7 +37,7 @@ int write_piece(BIO* stream, const char* source, std::size_t count, std::size_t*
     }
 }
 
-/// Flushing has nothing to do and works; no other control is known.
+/// Flushing is a no-op that succeeds; no other control is supported.
 long control(BIO*, int command, long, void*)
 {
     return command == BIO_CTRL_FLUSH ? 1 : 0;

@@ -5,10 +5,11 @@
 
 namespace host {
 
-/// An OpenSSL stream that reads `source`, which outlives it.
+/// Creates an OpenSSL stream that reads `source`, which must outlive it.
 openssl_ptr<BIO> read_from(const bytes& source);
 
-/// An OpenSSL stream that appends to `target`, which outlives it. A failed write ends the work that uses it.
+/// Creates an OpenSSL stream that appends to `target`, which must outlive it. A failed write ends the operation that
+/// uses it.
 openssl_ptr<BIO> write_to(scratch& target);
 
 } // namespace host

@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-/// True when the session key of the envelope is there for the owner of the certificate.
+/// Returns true if the envelope contains the session key for the owner of the certificate.
 bool is_recipient(CMS_ContentInfo* content, X509* certificate)
 {
     STACK_OF(CMS_RecipientInfo)* recipients = CMS_get0_RecipientInfos(content);

@@ -7,8 +7,8 @@
 
 namespace host {
 
-/// Opens CMS EnvelopedData or AuthEnvelopedData. Null when it cannot be opened whole, with the reason for people in
-/// `problem`: what came out until then is thrown away, since nothing vouches for it.
+/// Decrypts CMS EnvelopedData or AuthEnvelopedData. If it cannot be decrypted completely, returns null and a
+/// human-readable reason in `problem`; partial output is discarded, because it is not authenticated.
 bytes_ptr open_envelope(const bytes& envelope, const smime_identity& identity, std::string& problem);
 
 } // namespace host

@@ -8,9 +8,9 @@
 
 namespace host {
 
-/// What an enveloped message shows its reader, decrypted. Nothing without an identity, or when the message isn't for it
-/// or is damaged; the reason, for people, then stands in `problem` if it isn't null. What is decrypted stays in memory
-/// or, when large, in a temporary file without a name.
+/// Returns the decrypted contents of an enveloped message. Returns nothing if there is no identity, if the message is
+/// not addressed to it or is damaged; `problem`, unless null, then receives a human-readable reason. Decrypted data is
+/// held in memory or, if large, in an unnamed temporary file.
 std::optional<message_record> decrypt(const message_record& enveloped, const smime_identity* identity,
                                       std::string* problem = nullptr);
 

@@ -11,7 +11,7 @@
 
 namespace host {
 
-/// Frees what OpenSSL made.
+/// Frees objects of OpenSSL.
 struct openssl_free
 {
     void operator()(BIO* stream) const noexcept { BIO_free_all(stream); }
@@ -24,7 +24,7 @@ struct openssl_free
 template <typename T>
 using openssl_ptr = std::unique_ptr<T, openssl_free>;
 
-/// Takes the errors of one piece of work out of the thread's queue, so that nobody else finds them there.
+/// Removes the errors of one operation from the thread's error queue, so that later operations do not find them there.
 class error_scope
 {
 public:

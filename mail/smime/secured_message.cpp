@@ -24,10 +24,10 @@ constexpr std::string_view authenticated_oid = "\x06\x0B\x2A\x86\x48\x86\xF7\x0D
 
 constexpr std::wstring_view secured_class = L"IPM.Note.SMIME";
 constexpr std::wstring_view clear_signed_class = L"IPM.Note.SMIME.MultipartSigned";
-/// How every wrapper calls its message, whatever words the sender chose for the same.
+/// The content type of every wrapper, regardless of the sender's notation.
 constexpr std::wstring_view enveloped_type = L"application/pkcs7-mime; smime-type=enveloped-data; name=\"smime.p7m\"";
 
-/// What the body is made of; all of it comes from inside the envelope.
+/// The properties of the body; all of them come from inside the envelope.
 constexpr std::array body_tags{std::uint32_t{PR_BODY_W},         std::uint32_t{PR_HTML},
                                std::uint32_t{PR_RTF_COMPRESSED}, std::uint32_t{PR_NATIVE_BODY_INFO},
                                std::uint32_t{PR_INTERNET_CPID},  tag::message_code_page};
@@ -44,7 +44,7 @@ std::wstring text_property(const property_bag& properties, std::uint32_t tag)
     return value ? lower(value->wide()) : std::wstring();
 }
 
-/// The identifier of the property that mirrors the content-type header; 0 when the store has none.
+/// Returns the identifier of the property for the content-type header; 0 if the store has none.
 std::uint32_t content_type_id(const message_record& message, bool create)
 {
     return message.store->names.id_of({PS_INTERNET_HEADERS, L"content-type"}, create);
@@ -57,12 +57,12 @@ bool has_secured_class(const message_record& message)
            !found.starts_with(lower(std::wstring(clear_signed_class)));
 }
 
-/// The value of a parameter of a header line, without its quotes; empty when there is none of that name.
+/// Returns the value of a parameter of a header line without quotes; empty if there is none of that name.
 std::wstring parameter(std::wstring_view line, std::wstring_view wanted)
 {
     constexpr std::wstring_view blanks = L" \t\r\n\"";
     bool quoted = false;
-    std::size_t start = 0; // of what stands between two ";"
+    std::size_t start = 0; // of the text between two ";"
     for (std::size_t at = 0; at <= line.size(); ++at) {
         if (at < line.size() && (quoted || line[at] != L';')) {
             quoted = quoted != (line[at] == L'"');
@@ -84,7 +84,7 @@ std::wstring parameter(std::wstring_view line, std::wstring_view wanted)
     return {};
 }
 
-/// The parameter smime-type of the content-type header, in lower case; empty when it isn't told.
+/// Returns the parameter smime-type of the content-type header in lower case; empty if there is none.
 std::wstring told_type(const message_record& message)
 {
     const std::uint32_t id = content_type_id(message, false);
@@ -92,7 +92,7 @@ std::wstring told_type(const message_record& message)
                    : parameter(text_property(*message.properties, PROP_TAG(PT_UNICODE, id)), L"smime-type");
 }
 
-/// True for bytes that begin as CMS EnvelopedData or AuthEnvelopedData do, in DER or BER.
+/// Returns true for bytes that begin like CMS EnvelopedData or AuthEnvelopedData in DER or BER.
 bool looks_enveloped(const bytes& data)
 {
     std::array<char, 32> start{};
@@ -101,12 +101,12 @@ bool looks_enveloped(const bytes& data)
         return false;
     }
     const auto length = static_cast<unsigned char>(text[1]);
-    const std::size_t more = length < 0x80U ? 0 : length & 0x7FU; // bytes of a long length
+    const std::size_t more = length < 0x80U ? 0 : length & 0x7FU; // number of length bytes in the long form
     const std::string_view type = text.substr(std::min(text.size(), 2 + more));
     return type.starts_with(enveloped_oid) || type.starts_with(authenticated_oid);
 }
 
-/// The envelope's own properties without a body, under the type of an enveloped message.
+/// Returns the envelope's properties without a body, with the content type of an enveloped message.
 message_record outside_of(const message_record& enveloped)
 {
     message_record result = enveloped.copy();
@@ -119,7 +119,7 @@ message_record outside_of(const message_record& enveloped)
     return result;
 }
 
-/// The interface that tells a wrapper from other messages; lives in the wrapper and is counted with it.
+/// The interface that identifies a wrapper. It is part of the wrapper and shares its reference count.
 class secured_face final : public ISecuredMessage
 {
 public:

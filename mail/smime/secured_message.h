@@ -4,24 +4,25 @@
 
 namespace host {
 
-/// The contents of the one attachment that an S/MIME message has; null when it has another form.
+/// Returns the contents of the only attachment of an S/MIME message; null if the message has another form.
 bytes_ptr envelope_of(const message_record& message);
 
-/// True for an S/MIME enveloped message: its class says S/MIME, and its one attachment is an envelope, damaged or not.
-/// A signed message isn't one, nor is a message that gave up its encrypted form.
+/// Returns true for an S/MIME enveloped message: its class is an S/MIME class, and its only attachment is an envelope,
+/// damaged or not. A signed message is not enveloped, nor is a message that has lost its encrypted form.
 bool is_enveloped(const message_record& message);
 
-/// What an enveloped message shows its reader: the bodies and attachments of `inner`, which was inside, under the
-/// envelope's own subject, sender, recipients and identifiers. Both are of the same store.
+/// Returns the displayed form of an enveloped message: the bodies and attachments of `inner`, its decrypted contents,
+/// with the subject, sender, recipients and identifiers of the envelope. Both records must belong to the same store.
 message_record shown_contents(const message_record& enveloped, const message_record& inner);
 
-/// The object that a mail client gives out for an enveloped message: it shows `contents` (null: neither body nor
-/// attachments, but the envelope's other properties), answers ISecuredMessage, and has `base` behind it. The contents
-/// are only shown: its SaveChanges answers MAPI_E_NO_ACCESS, that of `base` reaches the store.
+/// Creates the object that a mail client provides for an enveloped message: it presents `contents` (null: neither body
+/// nor attachments, but the envelope's other properties), implements ISecuredMessage, and has `base` as its base
+/// message. The contents are read-only: SaveChanges of the wrapper returns MAPI_E_NO_ACCESS, SaveChanges of `base`
+/// updates the store.
 ComPtr<message_object> wrap_enveloped(ComPtr<message_object> base, const message_record* contents);
 
-/// What is to be kept of a message that has been worked on: a message that gave up its encrypted form by a change of
-/// its class also loses the header line that calls it enveloped.
+/// Returns the final form of a message that has been processed: a message that has lost its encrypted form by a change
+/// of its class also loses the header line that declares it as enveloped.
 message_record settled(const message_record& message);
 
 } // namespace host

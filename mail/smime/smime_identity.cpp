@@ -27,7 +27,7 @@ openssl_ptr<BIO> open_file(const std::filesystem::path& file)
     return stream;
 }
 
-/// Stands in for the question for a passphrase, which nobody is there to answer; notes that it was asked.
+/// Replaces the passphrase prompt, because no user is present; records that a passphrase was requested.
 int refuse_passphrase(char*, int, int, void* asked)
 {
     *static_cast<bool*>(asked) = true;

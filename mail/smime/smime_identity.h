@@ -9,7 +9,7 @@ namespace host {
 class smime_identity
 {
 public:
-    /// Raises std::runtime_error with the reason, the file named.
+    /// Throws std::runtime_error with the reason and the name of the file.
     smime_identity(const std::filesystem::path& key_file, const std::filesystem::path& certificate_file);
     smime_identity(const smime_identity&) = delete;
     smime_identity& operator=(const smime_identity&) = delete;

@@ -13,7 +13,7 @@ protected:
         stored->attachments.emplace(3, file_attachment(L"notes.txt", "some notes"));
     }
 
-    /// The rows of the attachment table, read in one call.
+    /// Returns the rows of the attachment table, read in one call.
     static RowSetPtr rows(IMessage* message, LONG count = 100, ULONG flags = TBL_NOADVANCE)
     {
         ComPtr<IMAPITable> table;
@@ -218,7 +218,7 @@ TEST_F(Attachments, ReachTheMessageOnlyWithSaveChanges)
     EXPECT_EQ((std::vector<LONG>{0, 3}), numbers(message.get()));
     EXPECT_EQ(S_OK, attach->SaveChanges(0));
     EXPECT_EQ((std::vector<LONG>{0, 3, 4}), numbers(message.get()));
-    EXPECT_EQ(2U, stored->attachments.size()); // the message itself isn't saved
+    EXPECT_EQ(2U, stored->attachments.size()); // the message itself is not saved
     EXPECT_EQ(S_OK, message->SaveChanges(0));
     EXPECT_EQ(3U, stored->attachments.size());
     EXPECT_EQ("notice", stream_text(open_attach(message.get(), 4, 0).get(), PR_ATTACH_DATA_BIN));
@@ -256,7 +256,7 @@ TEST_F(Attachments, DoNotTakeTheNumberOrSizeThatIsSet)
     ULONG number = 0;
     const auto attach = create(message.get(), number);
     SPropValue value = long_value(PR_ATTACH_NUM, 77);
-    EXPECT_EQ(S_OK, attach->SetProps(1, &value, nullptr)); // without a problem array nobody hears of it
+    EXPECT_EQ(S_OK, attach->SetProps(1, &value, nullptr)); // without a problem array the failure is not reported
     EXPECT_EQ(4, get_props(attach.get(), {PR_ATTACH_NUM})[0].Value.l);
 }
 

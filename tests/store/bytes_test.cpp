@@ -17,7 +17,7 @@ std::string pattern(std::size_t size)
     return text;
 }
 
-/// A file that goes with its object.
+/// A file that is deleted with its object.
 class temporary_file
 {
 public:
@@ -56,7 +56,7 @@ TEST(Bytes, ShowARangeOfAFile)
     const temporary_file file("0123456789");
     EXPECT_EQ("3456", to_string(*bytes_of_file(file.path(), 3, 4)));
     EXPECT_EQ("0123456789", to_string(*bytes_of_file(file.path())));
-    EXPECT_EQ("89", to_string(*bytes_of_file(file.path(), 8, 100))); // the file ends before
+    EXPECT_EQ("89", to_string(*bytes_of_file(file.path(), 8, 100))); // beyond the end of the file
     EXPECT_EQ(0U, bytes_of_file(file.path(), 11)->size());
 }
 
@@ -130,7 +130,7 @@ TEST_P(ScratchAtSize, CutsAndGrowsAgainWithZeros)
     EXPECT_EQ("abcde" + std::string(3, '\0'), to_string(*target.freeze()));
 }
 
-// On both sides of the size from which a file holds the bytes.
+// Sizes on both sides of the limit for memory.
 INSTANTIATE_TEST_SUITE_P(AroundTheMemoryLimit, ScratchAtSize,
                          testing::Values(10, scratch::memory_limit, scratch::memory_limit + 1, 400000));
 

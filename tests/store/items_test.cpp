@@ -51,7 +51,7 @@ TEST_F(Items, AreOfTheKindThatTheirClassTells)
     EXPECT_EQ(item_kind::task, kind_of_class(L"IPM.TaskRequest"));
 }
 
-/// Notes what it hears.
+/// Records its events.
 class listener final : public ComObject<IItemEvents>
 {
 public:
@@ -131,7 +131,7 @@ TEST_F(Events, EndWithTheSubscription)
     EXPECT_EQ(0U, source.subscriptions());
 }
 
-/// A check whose answer the test gives.
+/// A check whose outcome is set by the test.
 class told_check final : public MessageCheck
 {
 public:

@@ -86,7 +86,7 @@ TEST_F(Properties, AboveTheLimitOpenOnlyAsAStream)
 
 TEST_F(Properties, AreAsLargeOnEverySystem)
 {
-    const std::wstring text = from_utf16le({"a\0\x3D\xD8\0\xDE", 6}); // a letter, and a character that is a pair
+    const std::wstring text = from_utf16le({"a\0\x3D\xD8\0\xDE", 6}); // a letter, and a surrogate pair
     EXPECT_EQ(8U, property_value::of_text(text).size());
     EXPECT_EQ(16U, (property_value{PT_UNICODE | MV_FLAG, std::vector<std::wstring>{text, text}}).size());
 }
@@ -95,7 +95,7 @@ TEST_F(Properties, ComeAllTogetherWithoutATagArray)
 {
     const auto got = get_props(open().get(), {});
     EXPECT_EQ(S_OK, got.result);
-    EXPECT_EQ(6U, got.count); // the four, and the two that follow from the message
+    EXPECT_EQ(6U, got.count); // the four, and the two that are derived from the message
 }
 
 TEST_F(Properties, RefuseBrokenRequests)

@@ -14,7 +14,7 @@
 
 namespace host::test {
 
-/// Bytes of a tag array for any number of tags.
+/// The bytes of a tag array for any number of tags.
 class tag_list
 {
 public:
@@ -24,7 +24,7 @@ public:
         for (const std::uint32_t tag : tags) {
             words_.push_back(tag);
         }
-        words_.push_back(0); // the declared record has one tag at least
+        words_.push_back(0); // the declared record has at least one tag
     }
     SPropTagArray* get() { return reinterpret_cast<SPropTagArray*>(words_.data()); }
 
@@ -32,7 +32,7 @@ private:
     std::vector<ULONG> words_;
 };
 
-/// What GetProps gave.
+/// The result of GetProps.
 struct got_props
 {
     HRESULT result = S_OK;
@@ -67,7 +67,7 @@ inline SPropValue long_value(std::uint32_t tag, LONG number)
     return value;
 }
 
-/// Opens a stream; null when the store refuses.
+/// Opens a stream; returns null if the store fails.
 inline ComPtr<IStream> open_stream(IMAPIProp* object, std::uint32_t tag, ULONG flags, HRESULT* result = nullptr)
 {
     ComPtr<IUnknown> opened;
@@ -103,7 +103,7 @@ inline std::uint64_t size_of(IStream* stream)
     return stat.cbSize.QuadPart;
 }
 
-/// All bytes from the beginning.
+/// Returns all bytes from the beginning.
 inline std::string read_all(IStream* stream)
 {
     seek(stream, 0);
@@ -120,7 +120,7 @@ inline std::string stream_text(IMAPIProp* object, std::uint32_t tag)
     return stream ? read_all(stream.get()) : "(no stream)";
 }
 
-/// An attachment of method 1.
+/// Creates an attachment of method 1.
 inline attachment_record file_attachment(std::wstring_view name, std::string contents)
 {
     attachment_record result;
@@ -139,11 +139,11 @@ inline attachment_record message_attachment(message_record inner)
     return result;
 }
 
-/// A message in a store of its own, opened.
+/// An open message in a new store.
 class StoreTest : public testing::Test
 {
 protected:
-    /// Opens what `stored` holds; SaveChanges writes to it.
+    /// Opens `stored`; SaveChanges writes to it.
     ComPtr<message_object> open(bool writable = true)
     {
         return MakeCom<message_object>(*stored, writable, [this](const message_record& changed) {

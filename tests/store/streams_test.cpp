@@ -44,7 +44,7 @@ TEST_F(Streams, OfAnAbsentPropertyAreNotFoundUnlessCreated)
     EXPECT_EQ(nullptr, open_stream(message.get(), tag, MAPI_MODIFY, &result));
     EXPECT_EQ(MAPI_E_NOT_FOUND, result);
     EXPECT_EQ(nullptr, open_stream(message.get(), tag, MAPI_CREATE, &result));
-    EXPECT_EQ(MAPI_E_INVALID_PARAMETER, result); // creating asks for MAPI_MODIFY too
+    EXPECT_EQ(MAPI_E_INVALID_PARAMETER, result); // creation requires MAPI_MODIFY too
     EXPECT_NE(nullptr, open_stream(message.get(), tag, MAPI_MODIFY | MAPI_CREATE, &result));
     EXPECT_EQ(S_OK, result);
     EXPECT_EQ("", stream_text(message.get(), tag));
@@ -78,10 +78,10 @@ TEST_F(Streams, WriteStraightIntoTheProperty)
     const auto stream = open_stream(message.get(), PR_HTML, MAPI_MODIFY);
     seek(stream.get(), 3);
     EXPECT_EQ(5U, write(stream.get(), "World"));
-    EXPECT_EQ("<p>World</p>", stream_text(message.get(), PR_HTML)); // neither Commit nor Release was needed
+    EXPECT_EQ("<p>World</p>", stream_text(message.get(), PR_HTML)); // neither Commit nor Release was called
     seek(stream.get(), 0, STREAM_SEEK_END);
     write(stream.get(), "!");
-    EXPECT_EQ("<p>World</p>!", stream_text(message.get(), PR_HTML)); // and again, after it was read
+    EXPECT_EQ("<p>World</p>!", stream_text(message.get(), PR_HTML)); // and again after it was read
     EXPECT_EQ("<p>Hello</p>", to_string(*std::get<bytes_ptr>(stored->properties->find(PROP_ID(PR_HTML))->data)));
 }
 
@@ -95,7 +95,7 @@ TEST_F(Streams, CutTheProperty)
     EXPECT_EQ(S_OK, stream->SetSize(size));
     EXPECT_EQ("<i>", stream_text(message.get(), PR_HTML));
     EXPECT_EQ(S_OK, stream->Commit(0));
-    EXPECT_EQ(S_OK, stream->Revert()); // nothing waits in direct mode
+    EXPECT_EQ(S_OK, stream->Revert()); // no changes are pending in direct mode
     EXPECT_EQ("<i>", stream_text(message.get(), PR_HTML));
 }
 
@@ -162,7 +162,7 @@ TEST_F(Streams, SeekAsFilesDo)
     EXPECT_EQ(storage_invalid_function, stream->Seek(move, STREAM_SEEK_SET, nullptr));
     EXPECT_EQ(storage_invalid_function, stream->Seek(move, 7, nullptr));
     move.QuadPart = 1000;
-    EXPECT_EQ(S_OK, stream->Seek(move, STREAM_SEEK_SET, nullptr)); // behind the end: nothing to read there
+    EXPECT_EQ(S_OK, stream->Seek(move, STREAM_SEEK_SET, nullptr)); // beyond the end: no data to read
     char byte = 0;
     ULONG got = 9;
     EXPECT_EQ(S_OK, stream->Read(&byte, 1, &got));

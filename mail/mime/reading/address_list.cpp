@@ -12,12 +12,13 @@ namespace {
 constexpr std::string_view openers = "\"([<";
 constexpr std::string_view closers = "\")]>";
 
-/// The place of what closes the quote, comment, literal or route that is opened at `start`; none when nothing does.
+/// Returns the position of the character that closes the quote, comment, literal or route opened at `start`; npos if it
+/// is not closed.
 std::size_t end_of_opened(std::string_view value, std::size_t start)
 {
     const char opened = value[start];
     const char closes = closers[openers.find(opened)];
-    std::size_t depth = 1; // of comments in comments
+    std::size_t depth = 1; // nesting depth of comments
     for (std::size_t at = start + 1; at < value.size(); ++at) {
         if (value[at] == '\\') {
             ++at;
@@ -32,7 +33,7 @@ std::size_t end_of_opened(std::string_view value, std::size_t start)
     return std::string_view::npos;
 }
 
-/// Hands a list to the library an address at a time, which needs no look at what follows.
+/// Passes a list to the library one address at a time, for which the library needs no lookahead.
 class address_reader
 {
 public:
@@ -43,7 +44,7 @@ public:
     std::vector<mail_address> read()
     {
         std::size_t start = 0;
-        bool in_address = false; // behind a "<", where ":" ends nothing
+        bool in_address = false; // after a "<", where ":" does not end a group name
         for (std::size_t at = 0; at < value_.size(); ++at) {
             const char c = value_[at];
             if (c == ',' || c == ';' || (c == ':' && (!in_address || damaged_))) {
@@ -63,8 +64,8 @@ public:
     }
 
 private:
-    /// Over a quote, a comment, a literal, or an address with a route, which has commas of its own. Once something
-    /// isn't closed, none of these has a meaning any more.
+    /// Skips a quote, a comment, a literal, or an address with a route, which may contain commas. After the first
+    /// unclosed one, none of these is recognized any more.
     std::size_t skip(std::size_t at)
     {
         const bool opens = value_[at] != '<' || value_.substr(at + 1).starts_with('@');
@@ -76,7 +77,8 @@ private:
         return damaged_ ? at : end;
     }
 
-    /// What stands between two marks, and the mark behind it: "," and ";" end an address, ":" the name of a group.
+    /// Processes the text between two delimiters and the delimiter after it: "," and ";" end an address, ":" ends the
+    /// name of a group.
     void end_piece(std::size_t start, std::size_t end, char mark)
     {
         const std::string_view piece = value_.substr(start, end - start);
@@ -85,7 +87,7 @@ private:
             if (mark != ':' && piece.find_first_not_of(" \t\r\n") != std::string_view::npos) {
                 held_.push_back(piece);
             }
-        } else if (piece[address] == '<' && !held_.empty()) { // nobody quoted the commas of a name
+        } else if (piece[address] == '<' && !held_.empty()) { // the commas of a name were not quoted
             const auto begin = static_cast<std::size_t>(held_.front().data() - value_.data());
             held_.clear();
             take(value_.substr(begin, end - begin));
@@ -121,7 +123,7 @@ private:
     }
 
     std::string_view value_;
-    std::vector<std::string_view> held_; ///< pieces without an address, one behind the other
+    std::vector<std::string_view> held_; ///< consecutive pieces without an address
     bool damaged_ = false;
     std::vector<mail_address> found_;
 };

@@ -6,16 +6,16 @@
 
 namespace host {
 
-/// A mailbox in UTF-8; the name is empty when none is told.
+/// A mailbox in UTF-8. The name is empty if none is specified.
 struct mail_address
 {
     std::string name;
     std::string address;
 };
 
-/// The mailboxes in the raw value of a header such as To, in their order; those of a group stand among the others. What
-/// careless senders write is read as far as it goes, and the rest is left out. The work grows with the length of the
-/// value alone, whatever a stranger wrote there.
+/// Returns the mailboxes in the raw value of a header such as To, in their order; members of groups are included.
+/// Malformed input is read as far as possible and the rest is omitted. The running time is linear in the length of the
+/// value for any input.
 std::vector<mail_address> read_addresses(std::string_view value);
 
 } // namespace host

@@ -15,7 +15,8 @@ bool is_usable(wchar_t character)
     return character > 0x20 && character < 0x7F && unusable.find(character) == std::wstring_view::npos;
 }
 
-/// Usable characters in capitals; others than dots and blanks leave an underline.
+/// Returns the allowed characters in upper case. Dots and blanks are removed, any other character is replaced by an
+/// underscore.
 std::wstring squeeze(std::wstring_view text, std::size_t limit)
 {
     std::wstring result;

@@ -43,7 +43,7 @@ ssize_t stream_read(GMimeStream* stream, char* buffer, size_t count)
                 ->read(static_cast<std::uint64_t>(stream->position), buffer, count < left ? count : left);
         stream->position += static_cast<gint64>(got);
         return static_cast<ssize_t>(got);
-    } catch (const std::exception&) { // the library is C: its own way of telling
+    } catch (const std::exception&) { // a C library: errors are reported by its own means
         errno = EIO;
         return -1;
     }
@@ -107,7 +107,7 @@ GMimeStream* stream_substream(GMimeStream* stream, gint64 start, gint64 end)
 
 void stream_finalize(GObject* object)
 {
-    delete self_of(object)->source; // owned by the C object, which knows no destructors
+    delete self_of(object)->source; // owned by the C object, which calls no destructors
     G_OBJECT_CLASS(host_bytes_stream_parent_class)->finalize(object);
 }
 
@@ -131,7 +131,7 @@ void host_bytes_stream_init(HostBytesStream* stream)
     stream->source = new host::bytes_ptr;
 }
 
-/// A part of other bytes.
+/// A range of other bytes.
 class window_bytes final : public host::bytes
 {
 public:

@@ -8,7 +8,7 @@ namespace host {
 
 namespace {
 
-/// The value of the first line "NAME:value" or "NAME;...:value" with that name.
+/// Returns the value of the first line "NAME:value" or "NAME;...:value" with the given name.
 std::string_view line_value(std::string_view calendar, std::string_view name)
 {
     for (std::size_t start = 0; start < calendar.size();) {

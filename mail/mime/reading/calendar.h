@@ -5,9 +5,9 @@
 
 namespace host {
 
-/// What a text/calendar part makes of a message: its message class ("IPM.Schedule.Meeting.Request", "IPM.Task", ...),
-/// or nothing for a calendar that asks nobody for anything. `method` is the part's parameter; when empty, the
-/// calendar's own METHOD line counts.
+/// Returns the message class that a text/calendar part implies ("IPM.Schedule.Meeting.Request", "IPM.Task", ...); empty
+/// for a calendar that requests no action. `method` is the parameter of the part; if it is empty, the calendar's METHOD
+/// line is used.
 std::wstring calendar_class(std::string_view calendar, std::string_view method);
 
 } // namespace host

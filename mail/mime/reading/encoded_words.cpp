@@ -23,7 +23,7 @@ bool is_blank(char c)
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
-/// Looks no further than the next "?" that ends a piece: a text full of beginnings is gone through once.
+/// Searches only up to the next "?" that ends a component, so that a text with many word beginnings is scanned once.
 std::optional<base64_word> word_at(std::string_view value)
 {
     constexpr std::string_view start = "=?";

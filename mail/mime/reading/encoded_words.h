@@ -7,11 +7,12 @@
 
 namespace host {
 
-/// A header value with each row of base64 words of one character set made into one word, since the library reads such a
-/// row only up to its first padding. A character that was cut between two words is whole again. Anything else stays.
+/// Returns a header value in which each sequence of base64 words of the same character set is merged into one word,
+/// because the library decodes such a sequence only up to its first padding. A character that is split between two
+/// words becomes complete. All other text is unchanged.
 std::string join_encoded_words(std::string_view value);
 
-/// Does so in all headers of a message or part, and in what the library has made of them.
+/// Applies join_encoded_words to all headers of a message or part and to the library's decoded form of them.
 void join_encoded_words(GMimeObject* object);
 
 } // namespace host

@@ -16,7 +16,7 @@ namespace host {
 
 namespace {
 
-/// 1601-01-01 to 1970-01-01 in units of 100 ns.
+/// The interval from 1601-01-01 to 1970-01-01 in units of 100 ns.
 constexpr std::int64_t unix_epoch = 116444736000000000;
 constexpr std::int64_t units_per_second = 10000000;
 
@@ -43,7 +43,7 @@ void set_time(message_record& record, std::uint32_t tag, GDateTime* date)
     }
 }
 
-/// The text on one line: where it was folded, one blank.
+/// Returns the text as one line, with each fold replaced by a blank.
 std::wstring unfolded(const std::wstring& text)
 {
     constexpr std::wstring_view blanks = L" \t\r\n";
@@ -64,7 +64,7 @@ std::wstring name_of(const mail_address& who)
     return who.name.empty() ? to_wide(who.address) : unfolded(to_wide(who.name));
 }
 
-/// The mailboxes of all headers of a name.
+/// Returns the mailboxes of all headers with the given name.
 std::vector<mail_address> addresses_in(GMimeMessage* message, std::string_view name)
 {
     std::vector<mail_address> found;
@@ -99,7 +99,7 @@ void set_sender(GMimeMessage* message, message_record& record)
     }
 }
 
-/// Adds the mailboxes of a kind to the recipients, and their names to a property.
+/// Adds the mailboxes as recipients of the given kind and stores their names in a property.
 void set_recipients(const std::vector<mail_address>& list, std::int32_t kind, std::uint32_t shown_tag,
                     message_record& record)
 {
@@ -119,7 +119,8 @@ void set_recipients(const std::vector<mail_address>& list, std::int32_t kind, st
     set_text(record, shown_tag, shown);
 }
 
-/// When a server took the message: the date of the first Received line, behind its last semicolon.
+/// Returns the time at which a server received the message: the date after the last semicolon of the first Received
+/// line.
 date_ptr received_date(GMimeObject* message)
 {
     const char* received = g_mime_object_get_header(message, "Received");
@@ -149,7 +150,7 @@ void set_subject(GMimeMessage* message, message_record& record)
 {
     const std::wstring subject = to_wide(g_mime_message_get_subject(message));
     set_text(record, PR_SUBJECT_W, subject);
-    // A prefix is one to three characters, a colon and a blank.
+    // A prefix consists of one to three characters, a colon and a blank.
     const std::size_t colon = subject.find(L": ");
     const bool has_prefix = colon != std::wstring::npos && colon >= 1 && colon <= 3;
     const std::wstring_view topic = has_prefix ? std::wstring_view(subject).substr(colon + 2) : subject;
@@ -176,7 +177,7 @@ void set_importance(GMimeMessage* message, message_record& record)
 
 void set_content_type(GMimeMessage* message, message_record& record)
 {
-    // The headers of the top part are read together with those of the message and stand at the part.
+    // The headers of the top part are read together with those of the message and belong to the part object.
     GMimeObject* part = g_mime_message_get_mime_part(message);
     const char* told = part ? g_mime_object_get_header(part, "Content-Type") : nullptr;
     if (!told) {

@@ -5,9 +5,9 @@
 
 namespace host {
 
-/// Fills in what the mail headers tell: subject, sender, recipients, times, identifiers, importance, the header text
-/// itself, and the named property of the internet header "content-type". A header that is missing, or that says
-/// nothing, leaves no property. Rows of encoded words in the message's headers are joined.
+/// Sets the properties that are derived from the mail headers: subject, sender, recipients, times, identifiers,
+/// importance, the header text itself, and the named property of the internet header "content-type". A header that is
+/// missing or has no content creates no property. Sequences of encoded words in the message's headers are merged.
 void set_header_properties(GMimeMessage* message, message_record& record);
 
 } // namespace host

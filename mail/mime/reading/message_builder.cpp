@@ -46,7 +46,8 @@ bool is_declared_attachment(GMimeObject* part)
     return disposition && winapi::compare_no_case(disposition, "attachment") == 0;
 }
 
-/// An S/MIME message by its type, or, where a sender knows no better, by the name of its only file.
+/// Returns true for an S/MIME message, recognized by its type or, if the type is unspecific, by the name of its only
+/// file.
 bool is_secured(GMimeObject* part)
 {
     if (is_type(part, "application", "pkcs7-mime") || is_type(part, "application", "x-pkcs7-mime")) {
@@ -62,7 +63,7 @@ property_value text_value(const char* utf8)
     return property_value::of_text(to_wide(utf8));
 }
 
-/// A part as it stands in the mail, headers and all, with the line ends of mail.
+/// Returns the source of a part, including its headers, with the line ends of mail.
 bytes_ptr source_of(GMimeObject* part)
 {
     scratch source;
@@ -74,7 +75,7 @@ bytes_ptr source_of(GMimeObject* part)
     return source.freeze();
 }
 
-/// A multipart in which no part could be found, but something else was.
+/// Returns true for a multipart that contains text but no parts.
 bool is_closed(GMimeMultipart* multipart)
 {
     const char* prologue = g_mime_multipart_get_prologue(multipart);
@@ -82,7 +83,7 @@ bool is_closed(GMimeMultipart* multipart)
            std::string_view(prologue).find_first_not_of(" \t\r\n") != std::string_view::npos;
 }
 
-/// What the addresses with "cid:" in an HTML text refer to: all up to the sign that ends the address.
+/// Returns the targets of the "cid:" addresses in an HTML text, each up to the character that ends the address.
 std::set<std::string_view> content_ids_in(std::string_view html)
 {
     constexpr std::string_view scheme = "cid:";
@@ -349,7 +350,7 @@ void message_builder::restore_attachments(GMimeMessage* message)
     std::vector<attachment_record> unnumbered;
     for (auto& [position, attachment] : record_.attachments) {
         std::string& told = told_attachments_[position];
-        if (told.empty()) { // the headers of a message that is a single part stand at the message
+        if (told.empty()) { // the headers of a message with a single part belong to the message
             told = text_of(g_mime_object_get_header(GMIME_OBJECT(message), own_headers::attachment_name));
         }
         std::string_view list = told;
@@ -363,7 +364,7 @@ void message_builder::restore_attachments(GMimeMessage* message)
     }
     std::uint32_t number = found.empty() ? 0 : found.rbegin()->first + 1;
     for (auto& attachment : unnumbered) {
-        while (found.contains(number)) { // the last of all numbers may be given
+        while (found.contains(number)) { // the largest number may be in use
             ++number;
         }
         found.emplace(number, std::move(attachment));

@@ -11,10 +11,10 @@
 
 namespace host {
 
-/// Makes a record of one parsed message: chooses its bodies, and makes an attachment of every other part. Messages in
-/// messages become embedded ones, `deepest_embedded` of them at most. What is nested deeper, messages or multiparts, is
-/// kept as a file, and so is a multipart without parts. In a document that this program wrote the headers of its own
-/// have the last word.
+/// Creates a record of one parsed message: selects its bodies, and creates an attachment for every other part. Attached
+/// messages become embedded ones, up to the nesting depth `deepest_embedded`. Deeper messages or multiparts are stored
+/// as a file, and so is a multipart without parts. In a document that this program wrote, the program's own headers
+/// take precedence.
 class message_builder
 {
 public:
@@ -28,7 +28,7 @@ private:
     void add_leaf(GMimePart* part, bool alternative);
     void add_message(GMimeMessagePart* part);
     void add_file(GMimePart* part);
-    /// What isn't taken apart becomes a file, so that it is kept and checked.
+    /// Stores a part that is not parsed as a file, so that it is preserved and checked.
     void add_whole(GMimeObject* part, bytes_ptr source);
     bool take_body(GMimePart* part, bool alternative);
     void take_calendar(GMimePart* part);
@@ -44,15 +44,15 @@ private:
 
     written_by author_;
     int depth_;
-    int nesting_ = 0; ///< of multiparts
+    int nesting_ = 0; ///< depth of multiparts
     message_record record_;
-    std::string html_; ///< as it stands, to find what it refers to
+    std::string html_; ///< the unmodified text, which is searched for references
     std::string body_charset_;
     bool has_plain_ = false;
     bool has_html_ = false;
     bool body_closed_ = false; ///< the bodies are found; further texts are attachments
     std::wstring calendar_class_;
-    std::map<std::uint32_t, std::string> told_attachments_; ///< by number: what the document tells of them
+    std::map<std::uint32_t, std::string> told_attachments_; ///< by number: the attachment headers of the document
 };
 
 } // namespace host

@@ -17,7 +17,7 @@ bool is_name_character(char c)
     return c > 0x20 && c < 0x7F && c != ':';
 }
 
-/// Whether a line has the form of a header: a name of printable characters, blanks perhaps, and a colon.
+/// Returns true if a line has the form of a header: a name of printable characters, optional blanks, and a colon.
 bool is_header(std::string_view line)
 {
     const auto name_end = std::find_if_not(line.begin(), line.end(), is_name_character);
@@ -25,7 +25,7 @@ bool is_header(std::string_view line)
     return name_end != line.begin() && colon != line.end() && *colon == ':';
 }
 
-/// Looks at the beginning only. Raises unreadable_message for what cannot be a message.
+/// Examines the beginning only. Throws unreadable_message if it cannot be a message.
 void expect_message(const bytes& source)
 {
     if (source.size() == 0) {
@@ -48,7 +48,7 @@ void expect_message(const bytes& source)
         if (is_header(line)) {
             return;
         }
-        // Blank lines may stand in front, and a damaged line or an envelope line before the first good header.
+        // Blank lines, a damaged line or an envelope line may precede the first valid header.
         if (line.empty() && seen_text) {
             break;
         }

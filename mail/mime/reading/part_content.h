@@ -5,14 +5,14 @@
 
 namespace host {
 
-/// The contents of a part with its transfer encoding taken off; damage in the encoding is skipped. Contents that aren't
-/// encoded are a window on the message's own bytes. Never null.
+/// Returns the contents of a part without its transfer encoding; damaged parts of the encoding are skipped. Contents
+/// without encoding are a window on the message's bytes. Never returns null.
 bytes_ptr part_content(GMimePart* part);
 
-/// The decoded contents of a text part in UTF-8, by its charset parameter.
+/// Returns the decoded contents of a text part in UTF-8, converted from its charset parameter.
 std::string part_text(GMimePart* part);
 
-/// The charset parameter; empty when there is none.
+/// Returns the charset parameter; empty if there is none.
 std::string charset_of(GMimePart* part);
 
 } // namespace host

@@ -6,10 +6,11 @@
 
 namespace host {
 
-/// The code page number of a character set name, case-blind; 0 for a name that stands for none.
+/// Returns the code page number of a character set name, compared without regard to case; 0 for an unknown name.
 std::uint32_t code_page_of(std::string_view charset);
 
-/// A character set name of a code page; empty for plain ASCII, which needs none, and for what has none.
+/// Returns a character set name for a code page; empty for plain ASCII, which needs none, and for a code page without a
+/// name.
 std::string charset_of_page(std::uint32_t code_page);
 
 } // namespace host

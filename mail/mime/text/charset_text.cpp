@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
-/// Closes a converter with its scope.
+/// Closes a converter at the end of its scope.
 class converter
 {
 public:
@@ -34,14 +34,14 @@ public:
     std::string convert(std::string_view text) const
     {
         std::string result;
-        std::string input(text); // the interface takes a pointer that isn't const
+        std::string input(text); // the interface takes a non-const pointer
         char* next = input.data();
         std::size_t left = input.size();
         std::array<char, 4096> block{};
         while (true) {
             char* out = block.data();
             std::size_t room = block.size();
-            const bool at_end = left == 0; // the last call writes what the converter holds back
+            const bool at_end = left == 0; // the last call writes the converter's pending output
             const std::size_t status =
                 at_end ? iconv(handle_, nullptr, nullptr, &out, &room) : iconv(handle_, &next, &left, &out, &room);
             const int reason = errno;
@@ -53,7 +53,7 @@ public:
                 result.append(replacement);
                 ++next;
                 --left;
-                if (reason == EINVAL) { // cut off in the middle of a character
+                if (reason == EINVAL) { // truncated in the middle of a character
                     left = 0;
                 }
             }

@@ -57,7 +57,7 @@ private:
     std::size_t position_ = 0;
 };
 
-/// Turns one content into another, block by block.
+/// Converts one content to another, block by block.
 class filter : public content_source
 {
 public:
@@ -94,7 +94,7 @@ public:
 
 protected:
     virtual void convert(std::string_view block, std::string& out) = 0;
-    /// Writes what was held back; the next block begins anew.
+    /// Writes pending output; the next block starts a new conversion.
     virtual void finish(std::string& out) = 0;
 
 private:

@@ -5,7 +5,7 @@
 
 namespace host {
 
-/// Takes a document piece by piece.
+/// Receives a document piece by piece.
 using document_sink = std::function<void(std::string_view piece)>;
 
 } // namespace host

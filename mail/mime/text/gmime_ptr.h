@@ -13,11 +13,11 @@ struct object_unref
     void operator()(void* object) const noexcept { g_object_unref(object); }
 };
 
-/// One reference of a GObject, the holder's own.
+/// Owns one reference of a GObject.
 template <typename T>
 using gobject_ptr = std::unique_ptr<T, object_unref>;
 
-/// Text that GLib allocated.
+/// Frees text that GLib allocated.
 struct glib_free
 {
     void operator()(void* memory) const noexcept { g_free(memory); }
@@ -25,7 +25,7 @@ struct glib_free
 
 using glib_text = std::unique_ptr<char, glib_free>;
 
-/// The text, or nothing for null.
+/// Returns the text, or an empty text for null.
 inline std::string text_of(const char* text)
 {
     return text ? std::string(text) : std::string();

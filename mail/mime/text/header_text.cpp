@@ -10,7 +10,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t longest_line = 76;
-constexpr std::size_t longest_name = 90; ///< of a header: the longest word fits on its line
+constexpr std::size_t longest_name = 90; ///< of a header, so that the longest word fits on its line
 
 bool is_letter(char c)
 {
@@ -27,7 +27,8 @@ bool is_blank(char c)
     return c == ' ' || c == '\t';
 }
 
-/// Text that means the same unencoded: no blanks that might get lost, nothing that looks like an encoded word.
+/// Returns true for text that can be stored unencoded: it has no blanks that might get lost and nothing that resembles
+/// an encoded word.
 bool is_plain(std::string_view text)
 {
     const bool printable = std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
@@ -41,11 +42,11 @@ bool is_plain(std::string_view text)
            text.find("  ") == std::string_view::npos && text.find("=?") == std::string_view::npos;
 }
 
-/// Breaks lines in front of blanks.
+/// Breaks lines before blanks.
 std::string folded(std::string_view text)
 {
     std::string result = " ";
-    std::size_t column = longest_line / 4; // the name stands in front
+    std::size_t column = longest_line / 4; // the name precedes the value
     while (!text.empty()) {
         const std::size_t end = std::min(text.find(' ', 1), text.size());
         if (column + end > longest_line && text.front() == ' ') {
@@ -64,9 +65,9 @@ bool begins_character(std::string_view utf8, std::size_t at)
     return at == utf8.size() || (static_cast<unsigned char>(utf8[at]) & 0xC0U) != 0x80U;
 }
 
-/// Takes the next encoded word off the front. Only the last base64 word is padded, because there are readers that stop
-/// at padding; where whole characters don't come out even, the first of them is a word of its own, in the other
-/// encoding.
+/// Removes the next encoded word from the beginning. Only the last base64 word has padding, because some readers stop
+/// at padding. If no number of whole characters fits without padding, the first character becomes a separate word in
+/// the other encoding.
 std::string take_word(std::string_view& utf8)
 {
     constexpr std::size_t most = 45; // 60 characters of base64
@@ -136,7 +137,7 @@ std::string header_words(std::string_view utf8)
 std::string header_lines(std::string_view list)
 {
     std::string result;
-    std::size_t room = longest_line - longest_line / 3; // the name stands in front
+    std::size_t room = longest_line - longest_line / 3; // the name precedes the value
     while (!list.empty()) {
         const std::size_t end = std::min(list.find(';'), list.size() - 1) + 1;
         for (std::string_view pair = list.substr(0, end); !pair.empty();) {

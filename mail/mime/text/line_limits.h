@@ -4,7 +4,8 @@
 
 namespace host {
 
-/// Characters without a blank that a header line takes: with the header's name it stays below the 998 that are allowed.
+/// The maximum number of characters without a blank in a header line. Together with the header's name the line remains
+/// below the allowed maximum of 998.
 inline constexpr std::size_t longest_word = 900;
 
 } // namespace host

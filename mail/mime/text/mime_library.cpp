@@ -21,7 +21,7 @@ using header_work = void (*)(GMimeObject* object, GMimeHeader* header);
 
 void do_nothing(GMimeObject*, GMimeHeader*) {}
 
-/// What the library does itself with a header of a message.
+/// The library's own handlers for the headers of a message.
 struct own_work
 {
     header_work added = do_nothing;
@@ -59,7 +59,8 @@ void header_changed(GMimeObject* object, GMimeHeader* header)
 void prepare()
 {
     g_mime_init();
-    // Held for good: the parser makes objects of this very class, so that a class of our own wouldn't do.
+    // The reference is never released. The parser creates objects of exactly this class, so that a derived class would
+    // have no effect.
     auto* messages = static_cast<GMimeObjectClass*>(g_type_class_ref(GMIME_TYPE_MESSAGE));
     work_of_library() = {messages->header_added, messages->header_changed};
     messages->header_added = header_added;

@@ -12,16 +12,16 @@ struct format_options_free
 };
 using format_options_ptr = std::unique_ptr<GMimeFormatOptions, format_options_free>;
 
-/// Makes the MIME library's tables, once, and keeps them. Any thread may call. From then on the library leaves the
-/// addresses of a message that it reads alone: it would take them apart by recursion, a level for each ":" that a
-/// stranger wrote, and go through a list of bare words to its end for each of them. read_addresses() does it instead.
+/// Initializes the MIME library once for the process. Thread-safe. Afterwards the library no longer parses the
+/// addresses of a message that it reads: it would recurse once for each ":" in the input and scan a list of bare words
+/// to its end for each word. read_addresses() parses them instead.
 void prepare_mime_library();
 
-/// How to read what careless senders write: names in encoded words where none belong, raw bytes in headers. The
-/// library is prepared; the options stay its own.
+/// Returns the options for reading malformed mail: encoded words in places where they are not allowed, raw bytes in
+/// headers. Initializes the library. The caller does not own the options.
 GMimeParserOptions* lenient_options();
 
-/// Writes as mail has it: lines end in CR LF.
+/// Returns options for writing lines that end in CR LF, as mail requires.
 format_options_ptr mail_format_options();
 
 } // namespace host

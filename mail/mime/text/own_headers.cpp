@@ -16,7 +16,7 @@ constexpr std::int32_t verdict_number = 1;
 constexpr std::uint32_t first_named = 0x8000;
 constexpr std::string_view number_key = "number=";
 constexpr char separator = ';';
-constexpr char in_document = '@'; ///< in the place of a value: the document holds it
+constexpr char in_document = '@'; ///< replaces a value that the document contains
 
 template <typename Number>
 bool parse_number(std::string_view text, Number& number, int base = 10)
@@ -25,7 +25,7 @@ bool parse_number(std::string_view text, Number& number, int base = 10)
     return problem == std::errc() && end == text.data() + text.size();
 }
 
-/// "0037001F", or for a named property "SET/#NUMBER/TYPE" or "SET/NAME/TYPE".
+/// Returns "0037001F", or "SET/#NUMBER/TYPE" or "SET/NAME/TYPE" for a named property.
 std::string tag_text(std::uint32_t tag, const name_table& names)
 {
     const property_name* name = PROP_ID(tag) < first_named ? nullptr : names.name_of(PROP_ID(tag));
@@ -39,7 +39,7 @@ std::string tag_text(std::uint32_t tag, const name_table& names)
     return guid_text(name->set) + "/" + word + "/" + hex_text(PROP_TYPE(tag), 4);
 }
 
-/// The tag that a text stands for; 0 when it stands for none.
+/// Returns the tag that a text denotes; 0 if it denotes none.
 std::uint32_t tag_of(std::string_view text, name_table& names)
 {
     std::uint32_t number = 0;

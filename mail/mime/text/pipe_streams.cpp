@@ -5,7 +5,7 @@
 
 namespace {
 
-/// What a stream is made of; one of both ends is there.
+/// The data of a stream; exactly one of the two ends is set.
 struct pipe_end
 {
     host::content_ptr content;
@@ -33,8 +33,8 @@ pipe_end& end_of(void* stream)
     return *static_cast<HostPipeStream*>(stream)->end;
 }
 
-/// The border to the C library: what `work` raises is kept, and the library gets its own way of telling. Behind a
-/// failure nothing more is done, however the library goes on.
+/// The border to the C library: an exception of `work` is stored and reported to the library by its own means. After a
+/// failure all further calls do nothing.
 template <typename Work>
 auto kept(pipe_end& end, Work&& work) noexcept -> decltype(work())
 {
@@ -121,7 +121,7 @@ gint64 stream_tell(GMimeStream* stream)
 
 gint64 stream_length(GMimeStream*)
 {
-    return -1; // nobody knows before the end
+    return -1; // unknown before the end
 }
 
 GMimeStream* stream_substream(GMimeStream*, gint64, gint64)
@@ -131,7 +131,7 @@ GMimeStream* stream_substream(GMimeStream*, gint64, gint64)
 
 void stream_finalize(GObject* object)
 {
-    delete &end_of(object); // owned by the C object, which knows no destructors
+    delete &end_of(object); // owned by the C object, which calls no destructors
     G_OBJECT_CLASS(host_pipe_stream_parent_class)->finalize(object);
 }
 

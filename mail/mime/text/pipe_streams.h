@@ -9,13 +9,13 @@
 
 namespace host {
 
-/// The first exception that passed one of the streams below. The library between them is C and knows only that
-/// something failed.
+/// The first exception of one of the streams below. It is stored because the C library between them only reports that
+/// an operation failed.
 struct stream_failure
 {
     std::exception_ptr first;
 
-    /// Raises what was kept, if anything was.
+    /// Throws the stored exception, if any.
     void raise() const
     {
         if (first) {
@@ -24,11 +24,11 @@ struct stream_failure
     }
 };
 
-/// A GMime stream that reads `content` from its beginning; it can be reset, but not sought. What the content raises is
-/// kept in `failure`.
+/// Creates a GMime stream that reads `content` from its beginning. It can be reset but not sought. An exception of the
+/// content is stored in `failure`.
 gobject_ptr<GMimeStream> make_source_stream(content_ptr content, std::shared_ptr<stream_failure> failure);
 
-/// A GMime stream that gives what is written to it to `sink`. What the sink raises is kept in `failure`.
+/// Creates a GMime stream that passes written data to `sink`. An exception of the sink is stored in `failure`.
 gobject_ptr<GMimeStream> make_sink_stream(document_sink sink, std::shared_ptr<stream_failure> failure);
 
 } // namespace host

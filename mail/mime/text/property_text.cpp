@@ -69,7 +69,7 @@ struct writer
     std::string operator()(const std::vector<std::string>& list) const { return join('B', list, base64_encode); }
 
 private:
-    /// Each value is followed by the mark, so that a list of one empty value differs from an empty list.
+    /// Each value is followed by the separator, so that a list of one empty value differs from an empty list.
     template <typename Value, typename Write>
     static std::string join(char kind, const std::vector<Value>& list, Write&& write)
     {
@@ -82,7 +82,7 @@ private:
     }
 };
 
-/// Reads the values of a list; `read` is told each and says whether it is one.
+/// Passes each value of a list to `read`, which returns false if the value is invalid.
 template <typename Read>
 bool each(std::string_view text, Read&& read)
 {
@@ -106,7 +106,7 @@ bool parse_real(std::string_view text, double& real)
     return true;
 }
 
-/// A list of what `parse` makes of each value.
+/// Parses each value of a list with `parse`.
 template <typename Value, typename Parse>
 bool parse_list(std::string_view text, property_value& target, Parse&& parse)
 {
@@ -212,8 +212,8 @@ bool holds(const property_value& value)
     return std::holds_alternative<Kind>(value.data);
 }
 
-/// Whether the contents are what a value of this type has: the store goes by the type. Others than these types are
-/// only kept, with whatever they have.
+/// Returns true if the contents have the form that the store expects for the type. Values of other types are only
+/// stored, with any contents.
 bool fits_type(const property_value& value)
 {
     switch (value.type) {
@@ -273,7 +273,7 @@ bool parse_value(std::string_view text, std::uint32_t type, property_value& valu
 
 std::string percent_encode(std::string_view text)
 {
-    static constexpr std::string_view encoded = "%;,/#=\"\\()<>"; // marks of the list, and of header syntax
+    static constexpr std::string_view encoded = "%;,/#=\"\\()<>"; // separators of the list and of header syntax
     std::string result;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);

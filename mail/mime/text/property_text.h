@@ -9,26 +9,27 @@
 
 namespace host {
 
-// Values as printable characters without blanks and ";", and back to the very same values.
+// Converts values to printable characters without blanks and ";", and back without loss.
 
-/// A letter that tells the kind, and the value: "n" number, "r" real as 64 bits in hexadecimal, "g" identifier, "t"
-/// text as percent-encoded UTF-8, "u" text that isn't well-formed as UTF-16LE in base64, "b" bytes in base64, "c" the
-/// same behind a code page and ":", "o" a storage, "-" nothing. A capital is a list of that kind with "," behind each
-/// value.
+/// Returns a letter for the kind, followed by the value: "n" number, "r" real as 64 bits in hexadecimal, "g"
+/// identifier, "t" text as percent-encoded UTF-8, "u" text that is not well-formed as UTF-16LE in base64, "b" bytes in
+/// base64, "c" bytes in base64 preceded by a code page and ":", "o" a storage, "-" nothing. A capital letter denotes a
+/// list of that kind with "," after each value.
 std::string value_text(const property_value& value);
-/// False for what is no such text, or not of a kind that a value of that type has.
+/// Returns false if the text is invalid or of a kind that is not allowed for the type.
 bool parse_value(std::string_view text, std::uint32_t type, property_value& value);
 
-/// Letters, digits and most signs stay; everything else, "%" too, becomes "%" and two hexadecimal digits.
+/// Letters, digits and most punctuation are unchanged; any other character, including "%", becomes "%" and two
+/// hexadecimal digits.
 std::string percent_encode(std::string_view text);
-/// What does not stand for a byte stays as it is.
+/// Sequences that are not valid escapes are unchanged.
 std::string percent_decode(std::string_view text);
 
 std::string base64_encode(std::string_view bytes);
-/// What isn't of base64 is skipped.
+/// Characters outside the base64 alphabet are skipped.
 std::string base64_decode(std::string_view text);
 
-/// A number in upper-case hexadecimal with so many digits at least.
+/// Returns a number in upper-case hexadecimal with at least `digits` digits.
 std::string hex_text(std::uint64_t number, std::size_t digits);
 
 /// "{876FC580-B672-40CF-B853-5D1F000D0FD6}"

@@ -61,7 +61,7 @@ void quoted_printable::put(char c, std::string& out)
     } else {
         put_code(c, out);
     }
-    if (c == '\n') { // readers of the encoded text see the lines
+    if (c == '\n') { // keeps the line structure visible in the encoded text
         out += soft_line_end;
         column_ = 0;
     }
@@ -90,7 +90,7 @@ void quoted_printable::put_code(char c, std::string& out)
 
 void quoted_printable::put_token(std::string_view token, std::string& out)
 {
-    if (column_ + token.size() >= longest_line) { // the last column is for the sign of a soft line end
+    if (column_ + token.size() >= longest_line) { // the last column is reserved for the soft line break
         out += soft_line_end;
         column_ = 0;
     }

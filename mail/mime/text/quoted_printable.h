@@ -5,14 +5,14 @@
 
 namespace host {
 
-/// Writes bytes as quoted-printable text that decodes to the very same bytes: a CR LF is a line end, a CR or LF alone
-/// is encoded. Lines have 76 characters at most and end in CR LF, the last one too.
+/// Encodes bytes as quoted-printable text without loss: a CR LF is a line end, a single CR or LF is encoded. Lines have
+/// at most 76 characters and all end in CR LF, including the last one.
 class quoted_printable
 {
 public:
-    /// Appends the encoded form of `text` to `out`; up to three bytes are held back.
+    /// Appends the encoded form of `text` to `out`; up to three bytes remain pending.
     void append(std::string_view text, std::string& out);
-    /// Appends what was held back and ends the last line. The next text begins anew.
+    /// Appends pending bytes and ends the last line. The next call of append starts a new text.
     void finish(std::string& out);
 
 private:
@@ -21,8 +21,8 @@ private:
     void put_code(char c, std::string& out);
     void put_token(std::string_view token, std::string& out);
 
-    char blank_ = '\0'; ///< a blank or tab that may be the last of its line
-    bool cr_ = false;   ///< a CR that may be half of a line end
+    char blank_ = '\0'; ///< a blank or tab that may be the last character of its line
+    bool cr_ = false;   ///< a CR that may be the first half of a line end
     std::size_t column_ = 0;
 };
 

@@ -34,7 +34,7 @@ void put(std::string& out, const storage_tree& tree)
     }
 }
 
-/// Takes pieces off the front of a text; once one isn't there, nothing is.
+/// Removes pieces from the beginning of a text. After the first failure all further reads fail.
 class reader
 {
 public:

@@ -7,9 +7,9 @@
 
 namespace host {
 
-/// A storage with everything in it as one text of bytes.
+/// Serializes a storage with all its contents to one byte string.
 std::string storage_text(const storage_tree& tree);
-/// The storage of such a text; null for anything else.
+/// Parses such a byte string; returns null if it is invalid.
 storage_ptr parse_storage_text(std::string_view text);
 
 } // namespace host

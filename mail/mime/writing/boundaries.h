@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// Gives the multiparts of one document their boundaries: each is like no other, and like nothing that a part contains,
-/// since contents are encoded, and neither encoding lets "=_" through.
+/// Creates the boundaries of the multiparts of one document. Each is unique and does not occur in the contents of any
+/// part, because contents are encoded and no encoding produces "=_".
 class boundaries
 {
 public:

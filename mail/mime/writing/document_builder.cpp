@@ -21,7 +21,8 @@ std::string utf8(const std::wstring& text)
     return winapi::conv_to_char(text, winapi::code_page_utf8);
 }
 
-/// What the mail client makes of a calendar part, told backwards; empty for a message that is none.
+/// Returns the method of the calendar part from which the mail client derives this message class; empty if there is
+/// none.
 std::string calendar_method(std::wstring_view message_class)
 {
     constexpr std::wstring_view meeting = L"IPM.Schedule.Meeting.";
@@ -35,8 +36,8 @@ std::string calendar_method(std::wstring_view message_class)
     return kind.starts_with(L"Resp") ? "REPLY" : kind.starts_with(L"Cancel") ? "CANCEL" : "REQUEST";
 }
 
-/// The message's own content type with the kind that it tells, if it says that the message is nothing but an S/MIME
-/// envelope.
+/// Returns the message's content type with its smime-type parameter if it declares the message as an S/MIME envelope;
+/// otherwise null.
 content_type_ptr envelope_type(IMessage& message)
 {
     constexpr const char* kind_name = "smime-type";
@@ -57,7 +58,7 @@ content_type_ptr envelope_type(IMessage& message)
     return result;
 }
 
-/// One attachment, opened.
+/// One opened attachment.
 struct opened_attachment
 {
     ComPtr<IAttach> object;
@@ -131,7 +132,7 @@ public:
         return join();
     }
 
-    /// The identifiers of the bodies that the document holds as they are.
+    /// Returns the identifiers of the bodies that the document contains unchanged.
     [[nodiscard]] const std::vector<std::uint32_t>& bodies() const noexcept { return bodies_; }
 
 private:
@@ -156,7 +157,7 @@ private:
         choices_.push_back(owner_.parts_.body("html", charset, std::move(content)));
     }
 
-    /// Bodies, images and files as one part; there is one even when the message has nothing.
+    /// Combines bodies, images and files in one part, which also exists for an empty message.
     gobject_ptr<GMimeObject> join()
     {
         gobject_ptr<GMimeObject> body;
@@ -190,7 +191,7 @@ private:
                winapi::compare_no_case(attachment.mime_tag, "text/calendar") == 0;
     }
 
-    /// A message that is nothing but an envelope stays one.
+    /// A message that consists of an envelope only remains one.
     gobject_ptr<GMimeObject> make_envelope(std::uint32_t number)
     {
         if (!class_.starts_with(L"IPM.Note.SMIME")) {
@@ -233,7 +234,7 @@ private:
         return part;
     }
 
-    /// Null when the attachment holds no message, whatever it says.
+    /// Returns null if the attachment contains no message, regardless of its method.
     gobject_ptr<GMimeObject> make_message(const opened_attachment& attachment)
     {
         const ComPtr<IMessage> inner = message_inside(*attachment.object);
@@ -260,7 +261,7 @@ private:
         return found == kept_->attachments.end() ? nullptr : &found->second;
     }
 
-    /// A part that holds a message has its name in the disposition alone.
+    /// The name of a part that contains a message is stored in the disposition only.
     void describe(const opened_attachment& attachment, naming where, GMimeObject& part)
     {
         if (!attachment.name.empty()) {
@@ -286,7 +287,7 @@ private:
     int depth_;
     std::wstring class_;
     part_list choices_; ///< forms of the body
-    part_list images_;  ///< that the HTML shows
+    part_list images_;  ///< displayed by the HTML
     part_list files_;
     std::vector<std::uint32_t> bodies_;
     bool has_html_ = false;
@@ -294,7 +295,7 @@ private:
 
 namespace {
 
-/// Tells in headers of this program's own what the document cannot say otherwise.
+/// Writes the data that the document cannot express otherwise to the program's own headers.
 void write_own_headers(const message_record& record, std::vector<std::uint32_t> bodies, GMimeMessage* document)
 {
     GMimeObject* object = GMIME_OBJECT(document);

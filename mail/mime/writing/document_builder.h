@@ -9,17 +9,17 @@
 
 namespace host {
 
-/// Makes the MIME document of a message, of any store: headers, the text and HTML as alternatives, hidden images beside
-/// the HTML, attachments, messages inside messages. Nothing of the contents is read before the document is written.
+/// Creates the MIME document of a message of any store: headers, text and HTML as alternatives, hidden images as parts
+/// related to the HTML, attachments, embedded messages. Contents are not read before the document is written.
 class document_builder
 {
 public:
-    /// `failure` keeps what contents raise while the document is written.
+    /// `failure` receives the exceptions of contents while the document is written.
     document_builder(bool include_bcc, std::shared_ptr<stream_failure> failure);
 
-    /// The document of `message`. `kept`, if not null, is the record behind it, whose properties go into headers of
-    /// this program's own. Raises ComError with the store's result, and std::runtime_error for messages inside one
-    /// another that are more than a reader takes.
+    /// Returns the document of `message`. `kept`, unless null, is the record behind it, whose properties are written to
+    /// the program's own headers. Throws ComError with the store's result, and std::runtime_error if messages are
+    /// nested deeper than a reader supports.
     gobject_ptr<GMimeMessage> build(IMessage& message, const message_record* kept, int depth = 0);
 
 private:

@@ -10,19 +10,21 @@
 
 namespace host {
 
-/// Makes the parts of one document. What their contents raise while the document is written is kept in one place.
+/// Creates the parts of one document. Exceptions of their contents during the writing of the document are kept in one
+/// place.
 class part_maker
 {
 public:
     explicit part_maker(std::shared_ptr<stream_failure> failure);
 
-    /// A body: quoted-printable text of "text/`subtype`". An empty charset names none.
+    /// Creates a body: quoted-printable text of type "text/`subtype`". If `charset` is empty, there is no charset
+    /// parameter.
     gobject_ptr<GMimeObject> body(const char* subtype, const std::string& charset, content_ptr content);
-    /// A file in base64.
+    /// Creates a base64-encoded file.
     gobject_ptr<GMimeObject> file(GMimeContentType* type, content_ptr content);
-    /// A message as a part.
+    /// Creates a part that contains a message.
     gobject_ptr<GMimeObject> message(GMimeMessage* inner);
-    /// An empty multipart with a boundary of its own.
+    /// Creates an empty multipart with a unique boundary.
     gobject_ptr<GMimeObject> multipart(const char* subtype);
 
 private:
@@ -32,7 +34,7 @@ private:
 
 void add_part(GMimeObject& multipart, GMimeObject& part);
 
-/// Where a part says its name.
+/// Specifies the location of a part's name.
 enum class naming
 {
     in_disposition,
@@ -40,7 +42,7 @@ enum class naming
     in_both
 };
 
-/// Names a part; a name that isn't ASCII as RFC 2231 has it.
+/// Names a part; a name that is not ASCII is encoded as specified by RFC 2231.
 void set_part_name(GMimeObject& part, const std::string& name, naming where);
 
 struct content_type_unref

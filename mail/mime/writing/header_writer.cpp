@@ -34,7 +34,7 @@ bool same_name(std::string_view left, std::string_view right)
     return winapi::compare_no_case(left, right) == 0;
 }
 
-/// What the properties tell, or the writer itself.
+/// Returns true for a header that is derived from properties or written by the writer itself.
 bool is_written_anew(std::string_view name)
 {
     static constexpr std::array names{
@@ -46,7 +46,7 @@ bool is_written_anew(std::string_view name)
            std::any_of(names.begin(), names.end(), [name](std::string_view other) { return same_name(name, other); });
 }
 
-/// A name and an address; what would end the address early is left out.
+/// A name and an address without the characters that would end the address early.
 struct mailbox
 {
     std::string name;
@@ -72,7 +72,7 @@ void add(const mailbox& who, const address_list& list)
     const gobject_ptr<InternetAddress> address(internet_address_mailbox_new(
         who.name.empty() ? nullptr : with_word_breaks(who.name).c_str(), who.address.c_str()));
     internet_address_set_charset(address.get(), "utf-8");
-    // The library knows how to write other than ASCII in a domain only, and folds no address.
+    // The library supports non-ASCII characters in the domain only and does not fold addresses.
     auto* written = INTERNET_ADDRESS_MAILBOX(address.get());
     const std::string plain = text_of(internet_address_mailbox_get_idn_addr(written));
     if (const std::string fitting = ascii_of_line(plain); fitting != plain) {
@@ -81,7 +81,7 @@ void add(const mailbox& who, const address_list& list)
     internet_address_list_add(list.get(), address.get());
 }
 
-/// Adds a whole list at once: the library writes the header anew with each change.
+/// Adds a whole list at once, because the library rewrites the header with each change.
 void set_addresses(GMimeMessage* document, GMimeAddressType kind, const address_list& list)
 {
     if (internet_address_list_length(list.get()) > 0) {
@@ -118,7 +118,7 @@ public:
 private:
     void append(const char* name, const std::string& value) { append_raw_header(GMIME_OBJECT(document_), name, value); }
 
-    /// A header as it came; one with characters or lines that a header may not have is encoded anew.
+    /// Appends a header unchanged. A header with characters or lines that are not allowed in headers is encoded anew.
     void append_kept(const kept_header& header)
     {
         constexpr std::size_t longest_line = 998;
@@ -203,7 +203,7 @@ private:
         if (include_bcc) {
             set_addresses(document_, GMIME_ADDRESS_TYPE_BCC, bcc);
         }
-        // A list of nobody, such as that of undisclosed recipients, makes no row.
+        // An empty list, such as that of undisclosed recipients, has no rows.
         if (internet_address_list_length(to.get()) == 0) {
             append_kept("To");
         }
@@ -212,7 +212,7 @@ private:
         }
     }
 
-    /// The date as the message had it, time zone and all, as long as it tells the time of the property.
+    /// Writes the original date including its time zone if it denotes the time of the property.
     void write_date()
     {
         const kept_header* kept = find_kept("Date");

@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// Writes the mail headers of a message: those that it came with, but for what its properties tell, which follows from
-/// them: sender, recipients by the recipient table, subject, times, identifiers, importance. Raises ComError.
+/// Writes the mail headers of a message: its original headers, except for those that are derived from its properties:
+/// sender, recipients by the recipient table, subject, times, identifiers, importance. Throws ComError.
 void write_headers(IMessage& message, bool include_bcc, GMimeMessage* document);
 
 } // namespace host

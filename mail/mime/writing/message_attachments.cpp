@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-/// A name of a type or subtype, which the standard keeps that short.
+/// Returns true for the name of a type or subtype, whose length the standard limits.
 bool is_type_name(std::string_view text)
 {
     constexpr std::size_t longest = 127;

@@ -12,7 +12,7 @@ namespace {
 
 using value_ptr = MapiBuffer<SPropValue>;
 
-/// The value, or null when there is none of that type; `too_large` tells that it opens as a stream only.
+/// Returns the value, or null if there is none of that type; sets `too_large` if it can only be opened as a stream.
 value_ptr get(IMAPIProp& object, std::uint32_t tag, bool* too_large = nullptr)
 {
     SPropTagArray tags{1, {tag}};
@@ -129,7 +129,7 @@ std::optional<std::uint32_t> number_in(const SRow& row, std::uint32_t tag)
 std::uint32_t named_tag(IMAPIProp& object, const GUID& set, std::wstring_view name, std::uint32_t type)
 {
     GUID own_set = set;
-    std::wstring own_name(name); // the interface takes pointers that aren't const
+    std::wstring own_name(name); // the interface takes non-const pointers
     MAPINAMEID wanted{};
     wanted.lpguid = &own_set;
     wanted.ulKind = MNID_STRING;

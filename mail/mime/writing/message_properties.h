@@ -12,17 +12,18 @@
 
 namespace host {
 
-// Properties of any store's object, by MAPI alone. What is absent, or cannot be had as the type that is asked for, is
-// no failure; an object that fails as a whole raises ComError with its result. Nothing is logged.
+// Reads properties of any store's object, using only MAPI. A property that is missing, or not available in the
+// requested type, is not a failure. If the object as a whole fails, ComError is thrown with its result. Nothing is
+// logged.
 
-/// Text, however long; empty when absent.
+/// Returns text of any length; empty if the property is missing.
 std::wstring text_property(IMAPIProp& object, std::uint32_t tag);
 std::optional<std::uint32_t> number_property(IMAPIProp& object, std::uint32_t tag);
 bool flag_property(IMAPIProp& object, std::uint32_t tag);
-/// A time in units of 100 ns since 1601.
+/// Returns a time in units of 100 ns since 1601.
 std::optional<std::uint64_t> time_property(IMAPIProp& object, std::uint32_t tag);
-/// A property opened as an object for reading; null when the property is absent. Other failures raise ComError, or the
-/// object's own refusal of the interface.
+/// Opens a property as an object for reading; returns null if the property is missing. Other failures, including the
+/// object's failure to provide the interface, throw ComError.
 template <typename Interface>
 ComPtr<Interface> property_object(IMAPIProp& object, std::uint32_t tag, REFIID iid)
 {
@@ -41,17 +42,17 @@ ComPtr<Interface> property_object(IMAPIProp& object, std::uint32_t tag, REFIID i
     return typed;
 }
 
-/// A stream over a property.
+/// Opens a stream over a property.
 ComPtr<IStream> property_stream(IMAPIProp& object, std::uint32_t tag);
 
-/// Runs `work` on each row of a table, with these columns.
+/// Calls `work` for each row of a table with these columns.
 void each_row(IMAPITable& table, const std::vector<std::uint32_t>& columns,
               const std::function<void(const SRow& row)>& work);
-/// A row's text, empty when absent, and number.
+/// Return the text (empty if missing) and the number of a row.
 std::wstring text_in(const SRow& row, std::uint32_t tag);
 std::optional<std::uint32_t> number_in(const SRow& row, std::uint32_t tag);
 
-/// The tag of a named property that has a text for a name; 0 when the store doesn't know the name.
+/// Returns the tag of a named property whose name is a string; 0 if the store does not know the name.
 std::uint32_t named_tag(IMAPIProp& object, const GUID& set, std::wstring_view name, std::uint32_t type);
 
 } // namespace host

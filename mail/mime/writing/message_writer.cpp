@@ -15,7 +15,7 @@ namespace host {
 
 namespace {
 
-/// Hands pieces on in larger blocks: the library writes a header line in several.
+/// Forwards pieces in larger blocks, because the library writes a header line in several pieces.
 class blocks
 {
 public:

@@ -8,23 +8,24 @@
 
 namespace host {
 
-/// What a MIME document of a message holds besides what every reader knows.
+/// Specifies the additional contents of a MIME document.
 struct mime_document_options
 {
     bool include_bcc = true;
-    /// Headers of our own carry what MIME has no word for, such as the stored verdict, so that reading the document
-    /// again gives the same message.
+    /// The program's own headers contain the data that MIME cannot express, such as the stored verdict, so that reading
+    /// the document yields the same message.
     bool keep_properties = false;
 };
 
-/// Writes `message` as an RFC 1521 document with quoted-printable bodies, piece by piece as it is made. Raises
-/// std::runtime_error with the reason, and what `sink` raises.
+/// Writes `message` piece by piece as an RFC 1521 document with quoted-printable bodies. Throws std::runtime_error with
+/// the reason, and the exceptions of `sink`.
 void write_mime(const message_record& message, const mime_document_options& options, const document_sink& sink);
 
-/// The same for a message of any store, without headers of our own. A store that fails raises ComError with its result.
+/// Writes a message of any store, without the program's own headers. If the store fails, ComError is thrown with its
+/// result.
 void write_mime(IMessage& message, bool include_bcc, const document_sink& sink);
 
-/// Writes `message` as an .eml file with all that reading it again needs, whole or not at all. Raises
+/// Writes `message` completely or not at all as an .eml file from which the same message can be read again. Throws
 /// std::runtime_error with the reason.
 void write_eml(const message_record& message, const std::filesystem::path& file);
 

@@ -1,6 +1,6 @@
-// The writer for a system without the MIME library: bodies, attachments and the headers that properties tell, in
-// plainer documents. Every text that isn't short ASCII is encoded; a calendar or an envelope is an attachment like
-// others.
+// The writer for a system without the MIME library. It writes bodies, attachments and the headers that are derived from
+// properties, in simpler documents: all text other than short ASCII is encoded, and a calendar or an envelope is an
+// ordinary attachment.
 #include "mail/mime/text/charset_names.h"
 #include "mail/mime/text/content_source.h"
 #include "mail/mime/writing/boundaries.h"
@@ -23,7 +23,7 @@ namespace host {
 
 namespace {
 
-/// Writes one document, its messages inside and all.
+/// Writes one document including its embedded messages.
 class plain_writer
 {
 public:
@@ -53,7 +53,7 @@ private:
     void begin_part(const std::string& boundary) { sink_("--" + boundary + "\r\n"); }
     void end_parts(const std::string& boundary) { sink_("--" + boundary + "--\r\n"); }
 
-    /// Text and HTML as choices; an empty text when there is neither.
+    /// Writes text and HTML as alternatives, or an empty text if there is neither.
     void write_bodies(IMessage& message, const std::string& boundary)
     {
         const std::string choices = boundaries_.next();
@@ -124,7 +124,7 @@ private:
 
     void write_base64(content_source& content)
     {
-        std::array<BYTE, 48UL * 256> block{}; // a multiple of what a line takes
+        std::array<BYTE, 48UL * 256> block{}; // a multiple of the bytes per line
         std::array<char, block.size() * 2> text{};
         for (;;) {
             std::size_t filled = 0;

@@ -40,7 +40,8 @@ bool is_word_letter(char c)
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-/// The length of a piece of UTF-8 that is not longer than `most` and ends with a character.
+/// Returns the length of the longest prefix of UTF-8 text that has at most `most` bytes and ends with a complete
+/// character.
 std::size_t whole_characters(std::string_view text, std::size_t most)
 {
     std::size_t length = std::min(text.size(), most);
@@ -65,7 +66,7 @@ std::string encoded_word(std::string_view piece)
 
 std::string as_encoded_words(std::string_view utf8_text)
 {
-    constexpr std::size_t bytes_of_word = 18; // each takes three letters at most, a word 75
+    constexpr std::size_t bytes_of_word = 18; // each takes up to three letters, a word has up to 75
     std::string result;
     for (std::string_view rest = utf8_text; !rest.empty();) {
         const std::size_t length = whole_characters(rest, bytes_of_word);
@@ -75,7 +76,7 @@ std::string as_encoded_words(std::string_view utf8_text)
     return result;
 }
 
-/// A name in front of an address: signs that mean something in a list are encoded as well.
+/// Returns a name that precedes an address; characters with a meaning in address lists are encoded as well.
 std::string phrase(const std::wstring& name)
 {
     const bool plain = std::all_of(name.begin(), name.end(), [](wchar_t c) {
@@ -84,7 +85,7 @@ std::string phrase(const std::wstring& name)
     return plain ? encoded_words(name) : as_encoded_words(utf8(name));
 }
 
-/// A name and address; a name alone where the address isn't known.
+/// Returns a name and address, or only the name if there is no address.
 std::string mailbox_text(const std::wstring& name, std::wstring address)
 {
     std::erase_if(address, [](wchar_t c) { return c <= L' ' || c > L'~' || c == L'<' || c == L'>'; });

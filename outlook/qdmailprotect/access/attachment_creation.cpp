@@ -10,10 +10,10 @@
 
 namespace {
 
-constexpr std::uint32_t NoRenderingPosition = 0xFFFFFFFF; ///< -1: shown nowhere in the text
-constexpr std::uint32_t RenderedInBody = 8;               ///< belongs to the HTML body
+constexpr std::uint32_t NoRenderingPosition = 0xFFFFFFFF; ///< -1: not rendered in the body text
+constexpr std::uint32_t RenderedInBody = 8;               ///< referenced by the HTML body
 
-/// A new attachment with the number that it has on the message; no object when the store makes none.
+/// A new attachment and its number in the message. The object is null if the store fails to create one.
 struct NewAttachment
 {
     ULONG number = 0;
@@ -31,10 +31,10 @@ NewAttachment CreateAttachment(IMessage* message, std::string_view failure)
     return created;
 }
 
-/// The log lines of an attachment whose contents can't be written.
+/// The log texts for a failed write of an attachment's contents.
 struct ContentsFailures
 {
-    std::string_view noProperty; ///< the result follows
+    std::string_view noProperty; ///< followed by the result code
     std::string_view noStream;
 };
 
@@ -57,7 +57,7 @@ HRESULT WriteContents(IAttach* attach, const void* data, std::size_t size, const
     return S_OK;
 }
 
-/// The position and the three names; the same for every kind of attachment.
+/// Sets the rendering position and the three names, which are common to all kinds of attachments.
 void SetNames(IAttach* attach, const std::wstring& name)
 {
     SetPropLong(attach, PR_RENDERING_POSITION, NoRenderingPosition);
@@ -99,7 +99,7 @@ HRESULT AddTextAttachment(ComPtr<IMessage> message, const std::wstring& name, co
     SetPropLong(attach, PR_ATTACH_NUM, created.number);
     SetPropLong(attach, PR_ATTACH_METHOD, ATTACH_BY_VALUE);
     SetPropWideString(attach, PR_ATTACH_MIME_TAG_W, mimeTag);
-    // The contents go before the names here, and behind them in a binary attachment.
+    // A text attachment is written before its names are set, a binary attachment after them.
     const HRESULT written = WriteContents(attach, text.data(), text.size(),
                                           {"Failed to open attach body = 0x", "Failed to open file body stream"});
     if (FAILED(written)) {

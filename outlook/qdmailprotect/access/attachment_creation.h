@@ -5,15 +5,16 @@
 
 #include <string>
 
-// New attachments. Both operations save the attachment but never the message, whose reference they release on every
-// path. A failure behind the creation leaves the new attachment unsaved on the open message, which then drops it.
-// Properties that the store refuses are passed over. Used on the thread that delivers item events.
+// Creation of attachments. Both functions save the attachment but never the message, and release the message reference
+// on every path. If a step after the creation fails, the new attachment remains unsaved and the open message discards
+// it. Properties that the store rejects are skipped. Must be called on the thread that delivers item events.
 
-/// Adds `text`, byte for byte and without a terminator, as a file. E_FAIL when the store makes no attachment,
-/// E_NOINTERFACE when it gives no stream for the contents; else S_OK, whatever became of the single writes.
+/// Adds `text`, byte for byte and without a terminator, as a file attachment. Returns E_FAIL if the store creates no
+/// attachment, E_NOINTERFACE if it provides no stream for the contents, and S_OK otherwise, even if single writes
+/// failed.
 HRESULT AddTextAttachment(ComPtr<IMessage> message, const std::wstring& name, const std::string& text,
                           const std::wstring& mimeTag);
 
-/// Adds the image that `record` describes, out of the reader's sight if `hidden`. E_INVALIDARG for a record without a
-/// name, a Content-ID or data; otherwise as AddTextAttachment.
+/// Adds the image that `record` describes; the attachment is invisible to the reader if `hidden` is true. Returns
+/// E_INVALIDARG if `record` has no name, Content-ID or data, and otherwise the same results as AddTextAttachment.
 HRESULT AddBinaryAttachment(ComPtr<IMessage> message, bool hidden, const AttachmentResult& record);

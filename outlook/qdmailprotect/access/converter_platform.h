@@ -4,15 +4,16 @@
 
 #include <functional>
 
-/// Makes the platform's converter session, in process; the reference is the caller's. A system without one answers
-/// REGDB_E_CLASSNOTREG.
+/// Creates the platform's converter session in this process. The caller owns the reference. Returns REGDB_E_CLASSNOTREG
+/// on a system without a converter session.
 HRESULT CreateConverterSession(IConverterSession** session);
 
-/// Makes an empty stream in memory that grows as it is written and goes with its last reference, which is the caller's.
-/// A system without a converter session answers E_NOTIMPL: what brings a session of its own brings a stream too.
+/// Creates an empty memory stream that grows as it is written and is freed with its last reference, which the caller
+/// owns. Returns E_NOTIMPL on a system without a converter session: code that provides a session provides a stream as
+/// well.
 HRESULT CreateMemoryStream(IStream** stream);
 
-/// What a MessageConverter needs of the platform; tests and stand-ins for the mail client bring their own.
+/// The platform functions that MessageConverter requires. Tests and stand-ins for the mail client supply their own.
 struct ConverterPlatform
 {
     std::function<HRESULT(IConverterSession**)> createSession = CreateConverterSession;

@@ -7,14 +7,14 @@
 
 namespace web {
 
-/// Random access to a store's stream, which is not copied: each access is a seek and a read or write. The stream's
-/// position is shared state, so that one object serves one reader at a time. A failed call of the stream raises
-/// error::HresultException; an object that lost its stream in a swap raises ComError with E_POINTER. Counts are cut to
-/// their lower 32 bits.
+/// Random access to a store's stream without copying it: each access is a seek followed by a read or write. The
+/// stream's seek position is shared state, so an object must not be used by two readers at once. Throws
+/// error::HresultException if a call of the stream fails, and ComError with E_POINTER if the object has lost its stream
+/// in a swap. Counts are truncated to their lower 32 bits.
 class io_stream final : public io_data, private boost::noncopyable
 {
 public:
-    /// A null stream raises error::win32exception with code 87.
+    /// Throws error::win32exception with code 87 if `stream` is null.
     explicit io_stream(ComPtr<IStream> stream);
 
     std::uint64_t read(std::uint64_t offset, void* destination, std::uint64_t count) override;
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] std::uint64_t size() override;
 
 private:
-    friend class io_stream_probe; // tests take the stream away
+    friend class io_stream_probe; // lets tests remove the stream
 
     IStream& stream() const;
     void seek(std::uint64_t offset);

@@ -15,7 +15,7 @@ namespace {
 struct ItemKind
 {
     const IID& iid;
-    const char* failure; ///< the line for an item that has the interface but no object
+    const char* failure; ///< log line for an item that has the interface but no object
 };
 
 constexpr ItemKind ItemKinds[] = {
@@ -26,7 +26,7 @@ constexpr ItemKind ItemKinds[] = {
 
 constexpr ULONG PlainBodyBlock = 16384;
 
-/// The store's object behind `item`, taken as an item of one kind; null if it is of another.
+/// Returns the store's object behind `item` if the item is of the given kind, and null otherwise.
 ComPtr<IUnknown> ObjectOfKind(IUnknown* item, const ItemKind& kind)
 {
     ComPtr<OutlookItemInterface> typed;
@@ -42,7 +42,7 @@ ComPtr<IUnknown> ObjectOfKind(IUnknown* item, const ItemKind& kind)
     return object;
 }
 
-/// True if the property can be read as text, or is only too big for that.
+/// Returns true if the property can be read as text or is only too large to be returned as a value.
 bool HasText(IMessage* message, ULONG tag)
 {
     SCODE error = S_OK;
@@ -105,7 +105,7 @@ HRESULT ReadPlainBody(IMessage* message, std::string& text)
             return result;
         }
         if (count == 0) {
-            break; // shorter than it said
+            break; // the stream is shorter than its stated size
         }
         text.append(block.begin(), std::find(block.begin(), block.begin() + count, '\0'));
         done += count;

@@ -5,13 +5,14 @@
 #include <cstdint>
 #include <string>
 
-/// The message behind an item of the mail client: a mail, meeting or task item, tried in that order. `item` is released
-/// on every path. E_POINTER for a null item, E_NOINTERFACE when no message can be reached.
+/// Returns the message behind an item of the mail client. The item is tried as a mail, a meeting and a task item, in
+/// this order. `item` is released on every path. Returns E_POINTER for a null item and E_NOINTERFACE if no message can
+/// be obtained.
 HRESULT ItemToMessage(ComPtr<IUnknown> item, ComPtr<IMessage>& message);
 
-/// Appends the plain text body to `text`. The body is read in blocks of 16384 bytes, and each block counts up to its
-/// first NUL byte only.
+/// Appends the plain text body to `text`. The body is read in blocks of 16384 bytes; of each block only the bytes
+/// before its first NUL byte are used.
 HRESULT ReadPlainBody(IMessage* message, std::string& text);
 
-/// The type of the body of a message that doesn't tell it: HtmlBody, PlainBody or UndefinedBody.
+/// Returns the body type of a message that does not specify it: HtmlBody, PlainBody or UndefinedBody.
 std::uint32_t DeduceBodyType(IMessage* message);

@@ -3,7 +3,7 @@
 #include "outlook/qdmailprotect/access/converter_platform.h"
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 
-/// Turns messages into MIME documents by the mail client's converter session. Used on one thread.
+/// Converts messages to MIME documents by means of the mail client's converter session. Not thread-safe.
 class MessageConverter
 {
 public:
@@ -11,15 +11,17 @@ public:
     MessageConverter(const MessageConverter&) = delete;
     MessageConverter& operator=(const MessageConverter&) = delete;
 
-    /// Gets a session and sets it to RFC 1521 documents with quoted-printable bodies; true when it is ready. Safe to
-    /// call again: a ready converter stays as it is, another one tries anew.
+    /// Creates a session and configures it for RFC 1521 documents with quoted-printable bodies. Returns true if the
+    /// converter is ready. May be called repeatedly: a ready converter is left unchanged, any other one is initialized
+    /// anew.
     bool Init();
-    /// Lets the session go; the converter isn't ready any more.
+    /// Releases the session. The converter is no longer ready afterwards.
     void Close();
-    /// Gives a stream in memory that holds `message` as a MIME document, Bcc recipients included; the stream is the
-    /// caller's and stands where the conversion left it. E_POINTER when the converter isn't ready or `stream` is null.
-    /// A conversion that fails gives its result and leaves the stream with the caller. A stream that can't be made
-    /// gives the result of its making, which may be a success, and null.
+    /// Returns in `stream` a memory stream that contains `message` as a MIME document, including Bcc recipients. The
+    /// caller owns the stream, whose seek position is that at the end of the conversion. Returns E_POINTER if the
+    /// converter is not ready or `stream` is null. If the conversion fails, its result is returned and the caller still
+    /// owns the stream. If no stream can be created, `stream` is null and the result of the creation is returned, which
+    /// may be a success code.
     HRESULT ConvertToMime(IMessage* message, IStream** stream);
 
 private:

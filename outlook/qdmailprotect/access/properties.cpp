@@ -155,7 +155,7 @@ HRESULT SetPropWideString(IMAPIProp* object, ULONG tag, const std::wstring& valu
 {
     SPropValue property{};
     property.ulPropTag = tag;
-    property.Value.lpszW = const_cast<wchar_t*>(value.c_str()); // the store only reads it
+    property.Value.lpszW = const_cast<wchar_t*>(value.c_str()); // the store does not modify it
     return object->SetProps(1, &property, nullptr);
 }
 

@@ -5,25 +5,27 @@
 #include <cstdint>
 #include <string>
 
-// Reads and writes of single properties. Nothing here raises an error of its own; every failed read of an object that
-// is there leaves a line in the log. Used on the thread that delivers item events.
+// Reads and writes single properties. These functions throw no errors of their own. Every failed read of an existing
+// object is logged. Must be called on the thread that delivers item events.
 
-/// The raw read under all the others. `value` gets the one value, whatever its type: a caller may ask for a type and be
-/// given another. False, with the store's code in `error` (which may be null), for a property that it has no value of.
+/// Reads one property; all other reads are based on this function. `value` receives a single value of any type: the
+/// store may return a type other than the requested one. Returns false if the property has no value; `error` (may be
+/// null) then contains the store's code.
 bool GetProp(IMAPIProp* object, ULONG tag, SCODE* error, MapiBuffer<SPropValue>& value);
 
-/// Typed reads. A failed read leaves `value` as it was. `error` as in GetProp.
+/// Typed reads. If the read fails, `value` is unchanged. `error` is as in GetProp.
 bool GetPropLong(IMAPIProp* object, ULONG tag, std::uint32_t& value, SCODE* error = nullptr);
-/// Text as it is, bytes as upper-case hexadecimal (no bytes fail), a time as local date and time; another type leaves
-/// `value` as it was and is true.
+/// Returns text unchanged, binary data as upper-case hexadecimal digits (empty data is a failure) and a time as local
+/// date and time. For any other type the function returns true and leaves `value` unchanged.
 bool GetPropNarrowString(IMAPIProp* object, ULONG tag, std::string& value, SCODE* error = nullptr);
 bool GetPropWideString(IMAPIProp* object, ULONG tag, std::wstring& value, SCODE* error = nullptr);
 
-/// Writes give the store's result and log nothing.
+/// Writes one property. Returns the store's result and logs nothing.
 HRESULT SetPropLong(IMAPIProp* object, ULONG tag, std::uint32_t value);
 HRESULT SetPropBool(IMAPIProp* object, ULONG tag, bool value);
 HRESULT SetPropWideString(IMAPIProp* object, ULONG tag, const std::wstring& value);
 HRESULT DeleteProp(IMAPIProp* object, ULONG tag);
 
-/// Opens a property for reading as an object of the interface `iid`. Null with the store's result when it fails.
+/// Opens a property for reading as an object of the interface `iid`. On failure `opened` is null and the store's result
+/// is returned.
 HRESULT OpenObject(IMAPIProp* object, ULONG tag, const IID& iid, ComPtr<IUnknown>& opened);

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr LONG MaximumRows = 100; ///< what stands behind is never looked at
+constexpr LONG MaximumRows = 100; ///< further rows are ignored
 
 std::string Narrow(const std::wstring& text)
 {
@@ -45,7 +45,7 @@ bool IsTried(std::uint32_t method)
     return method == ATTACH_BY_VALUE || method == ATTACH_EMBEDDED_MSG || method == ATTACH_OLE;
 }
 
-/// An embedded object that isn't scanned: shows in the log whether it can be reached at all.
+/// Logs whether an embedded object that is not scanned can be opened.
 HRESULT ProbeStorage(IAttach* attach)
 {
     ComPtr<IUnknown> object;
@@ -203,7 +203,7 @@ HRESULT MailChecker::CheckEmbeddedMessage(ComPtr<IUnknown> object, AttachmentRes
         response.reset();
         result = CheckMessageAsMimeSheet(false, embedded, record.scanResult, response);
     }
-    // One unreadable answer doesn't end the check of the attachments that follow.
+    // An answer that cannot be read must not end the check of the remaining attachments.
     return ScanBorder(*services_.link, [&] {
         record.noticeHtml = ReadContents(response.get());
         return result;

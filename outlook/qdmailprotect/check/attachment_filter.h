@@ -2,6 +2,6 @@
 
 #include <string>
 
-/// False for a file name whose extension is that of an executable or a script; blanks behind it and case don't count.
-/// An empty name and one without a dot are allowed.
+/// Returns false if the extension of the file name denotes an executable or a script. Trailing blanks and case are
+/// ignored. An empty name and a name without a dot are allowed.
 [[nodiscard]] bool IsExtensionAllowed(const std::wstring& fileName);

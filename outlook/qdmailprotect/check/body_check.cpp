@@ -24,7 +24,8 @@ std::uint32_t FindBodyType(IMessage* message)
     return type;
 }
 
-/// The property that stands for the body; null if there is none. `type` becomes plain when the plain text serves.
+/// Opens the property that contains the body. Returns null if there is none. `type` is set to plain if the plain text
+/// is used.
 ComPtr<IUnknown> OpenBody(IMessage* message, std::uint32_t& type)
 {
     ComPtr<IUnknown> property;
@@ -100,7 +101,7 @@ HRESULT MailChecker::ScanBody(PoolPtr pool, ComPtr<IStream> stream, const std::s
         icap::client::scan_mail scan = NewScan();
         scan.subject = subject;
         scan.tag = tag;
-        scan.mime_type = "text/html"; // whatever the body really is
+        scan.mime_type = "text/html"; // regardless of the actual body type
         scan.type = icap::client::content_type::body;
         scan.data = std::make_shared<web::io_stream>(std::move(stream));
         result = lease->scan(scan, answer);

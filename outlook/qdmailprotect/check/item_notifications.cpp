@@ -11,7 +11,7 @@ HRESULT CProxyItemNotifications::Advise(IUnknown* owner, std::uint32_t& cookie)
     try {
         owners_.emplace(nextCookie_, std::move(notifications));
     } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY; // the handler undoes what came before
+        return E_OUTOFMEMORY; // the handler undoes the earlier steps
     }
     cookie = nextCookie_++;
     return S_OK;

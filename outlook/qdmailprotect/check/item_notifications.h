@@ -6,11 +6,11 @@
 #include <map>
 #include <vector>
 
-/// The connection point of an event handler: forwards each notification to every connected object in turn.
+/// The connection point of an event handler. Forwards each notification to every connected object in turn.
 class CProxyItemNotifications
 {
 public:
-    /// CannotConnect when `owner` doesn't implement IMailItemNotifications.
+    /// Returns CannotConnect if `owner` does not implement IMailItemNotifications.
     HRESULT Advise(IUnknown* owner, std::uint32_t& cookie);
     void Unadvise(std::uint32_t cookie);
 
@@ -21,7 +21,7 @@ public:
     void Fire_OnBeforeAttachmentRead(IUnknown* item, IUnknown* attachment, std::int32_t* Cancel);
 
 private:
-    /// The objects connected now: a notification may connect and disconnect.
+    /// Returns a snapshot of the connected objects, because a notification may connect and disconnect objects.
     [[nodiscard]] std::vector<ComPtr<IMailItemNotifications>> Connected() const;
 
     std::map<std::uint32_t, ComPtr<IMailItemNotifications>> owners_;

@@ -192,7 +192,7 @@ HRESULT MailChecker::CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<I
     LOG_LINE(logging::outlook_log(), 500, "Calculated scan result = " << Number(verdict));
     if (verdict != ScanResult::None) {
         verdicts_.AddMessage(message.get(), verdict);
-        // The wording promises the save, but the number has always been that of the attachment check.
+        // The text mentions the save, but the value has always been the result of the attachment check.
         LOG_LINE(logging::outlook_log(), 500, "Saving message result = 0x" << HexResult(attachmentsChecked));
     }
     return S_OK;

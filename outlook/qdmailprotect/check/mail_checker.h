@@ -15,29 +15,29 @@
 #include <string>
 #include <vector>
 
-/// EnsureConnection: no service can be had. Not a failure; the check goes on and judges nothing.
+/// Returned by EnsureConnection if no service is available. Not a failure: the check continues and judges nothing.
 inline constexpr HRESULT NoServiceAvailable = 240;
 
-/// The longest wait for the answer to one object, in milliseconds.
+/// The maximum wait for the scan of one object, in milliseconds.
 inline constexpr std::uint32_t ScanTimeout = 60000;
 
-/// What a MailChecker works with.
+/// The dependencies of a MailChecker.
 struct MailCheckerServices
 {
     std::shared_ptr<ConnectionSource> link;          ///< required
-    ConverterPlatform converter;                     ///< how embedded messages become MIME sheets
-    std::shared_ptr<MessageDisinfector> disinfector; ///< null: the one that changes messages, with its built-in texts
-    const winapi::time_source* clock = nullptr;      ///< null: the system's; else outlives the checker
-    const SessionLookup* sessions = nullptr;         ///< null: the system's; else outlives the checker
+    ConverterPlatform converter;                     ///< converts embedded messages to MIME sheets
+    std::shared_ptr<MessageDisinfector> disinfector; ///< null: the one that modifies messages, with its built-in texts
+    const winapi::time_source* clock = nullptr;      ///< null: the system clock; otherwise must outlive the checker
+    const SessionLookup* sessions = nullptr;         ///< null: the system's; otherwise must outlive the checker
 };
 
-/// Judges messages, one at a time: asks the verdict cache, sends the body and then each attachment to the scanner,
-/// has condemned messages disinfected, and stores the verdict. It fails open: without a service, settings or readable
-/// objects nothing is judged. Nothing is kept of a message but its verdict. All operations run on the thread that
-/// delivers item events and take as long as the scanner needs, up to ScanTimeout for each object.
+/// Judges messages, one at a time: queries the verdict cache, sends the body and then each attachment to the scanner,
+/// has condemned messages disinfected, and stores the verdict. The checker fails open: without a service, settings or
+/// readable objects nothing is judged. Only the verdict of a message is retained. All operations must be called on the
+/// thread that delivers item events and block while the scanner works, for at most ScanTimeout per object.
 ///
-/// Message references that come by value are released on every path. A std::exception of a scan breaks the connection
-/// and gives E_UNEXPECTED.
+/// Message references that are passed by value are released on every path. If a scan throws a std::exception, the
+/// connection is dropped and E_UNEXPECTED is returned.
 class MailChecker : public MessageCheck
 {
 public:
@@ -46,7 +46,7 @@ public:
     MailChecker& operator=(const MailChecker&) = delete;
     ~MailChecker() override;
 
-    /// Starts the converter if `mapiReady`, then the link, and reads the registry. `userName` is UTF-8.
+    /// Initializes the converter if `mapiReady` is true, starts the link, and reads the registry. `userName` is UTF-8.
     void Init(bool mapiReady, std::uint32_t processId, std::string processName, std::string userName);
     /// Stops the link and closes the converter.
     void Close();
@@ -56,7 +56,7 @@ public:
     [[nodiscard]] bool IsAttachmentAllowed(const std::wstring& fileName) override;
 
 private:
-    friend class MailCheckerProbe; // tests take the steps one by one
+    friend class MailCheckerProbe; // lets tests run single steps
 
     using ResponsePtr = std::shared_ptr<icap::response_message>;
     using PoolPtr = std::shared_ptr<icap::client::session_pool>;
@@ -64,7 +64,7 @@ private:
     HRESULT EnsureConnection(bool connectNow);
     bool PluginTurnedOn();
     HRESULT GetMessageSubject(IMessage* message, std::string& subjectText, std::string& mailTag);
-    /// A request with the fields that all requests of this process share.
+    /// Returns a request with the fields that are common to all requests of this process.
     icap::client::scan_mail NewScan() const;
 
     HRESULT CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<IUnknown> item, ScanResult& verdict,

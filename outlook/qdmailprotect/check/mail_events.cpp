@@ -22,7 +22,7 @@ HRESULT NewMailItemEventHandler(const std::shared_ptr<ItemEventSource>& events, 
     }
 }
 
-/// The border to the handler, which raises when it is advised twice.
+/// Calls Advise and converts the exception that the handler throws if it is already advised to an HRESULT.
 HRESULT AdviseHandler(IMailItemEventHandler& handler, IUnknown* owner, IUnknown* item)
 {
     try {
@@ -32,7 +32,8 @@ HRESULT AdviseHandler(IMailItemEventHandler& handler, IUnknown* owner, IUnknown*
     }
 }
 
-/// The lines at both ends of one event. Both texts live as long as the program and end where a value follows.
+/// Logs the begin and end lines of one event. Both texts must have static storage duration. A value is appended to
+/// each.
 class EventLines
 {
 public:
@@ -53,7 +54,7 @@ private:
     std::uint32_t begin_;
 };
 
-/// The file name of an attachment, or its display name if it has none.
+/// Returns the file name of an attachment, or its display name if it has no file name.
 std::wstring AttachmentName(OutlookAttachmentInterface* attachment)
 {
     std::wstring name;
@@ -119,7 +120,7 @@ void MailEvents::OnItemLoad(IUnknown* item)
 
 void MailEvents::ReleaseHandlers()
 {
-    const auto released = std::exchange(handlers_, {}); // the end of one may bring another event
+    const auto released = std::exchange(handlers_, {}); // releasing a handler may deliver another event
 }
 
 HRESULT STDMETHODCALLTYPE MailEvents::OnBeforeRead(IUnknown* item)

@@ -9,30 +9,32 @@
 #include <map>
 #include <memory>
 
-/// Makes an event handler; the default makes a CMailItemEventHandler.
+/// Creates an event handler. The default factory creates a CMailItemEventHandler.
 using EventHandlerFactory =
     std::function<HRESULT(const std::shared_ptr<ItemEventSource>& events, ComPtr<IUnknown>& handler)>;
 
-/// What the mail client's item events lead to. Each loaded item gets a handler; before a read the message is checked,
-/// and a block is delivered through `Cancel` of the next read-complete event, of whatever item. Made with MakeCom; the
-/// handlers hold references to it while they are advised. All of it runs on the thread that delivers events.
+/// Handles the mail client's item events. Each loaded item gets a handler. The message is checked before it is read. A
+/// block is reported through `Cancel` of the next read-complete event, regardless of its item. Must be created with
+/// MakeCom; the handlers hold references to this object while they are advised. All operations must be called on the
+/// thread that delivers events.
 ///
-/// Order of the events of one item: OnItemLoad, OnBeforeRead, OnReadComplete, OnUnload. The first comes from the
-/// application, the others through the item's handler.
+/// The events of one item are delivered in this order: OnItemLoad, OnBeforeRead, OnReadComplete, OnUnload. The
+/// application delivers the first one, the item's handler the others.
 class MailEvents final : public ComObject<IMailItemNotifications>
 {
 public:
-    /// A null `clock` stands for the system's; another outlives this object.
+    /// If `clock` is null, the system clock is used; otherwise `clock` must outlive this object.
     MailEvents(std::shared_ptr<MessageCheck> check, std::shared_ptr<ItemEventSource> events,
                const winapi::time_source* clock = nullptr, EventHandlerFactory factory = {});
 
-    /// From now on the next check may connect on its own thread. Called when the mail client has finished starting.
+    /// Allows the next check to connect on its own thread. Called when the mail client has finished starting.
     void SetConnectNow() noexcept { connectNow_ = true; }
     [[nodiscard]] bool ConnectNow() const noexcept { return connectNow_; }
 
-    /// New mail has arrived: nothing is done until it is opened.
+    /// Called when new mail has arrived. Does nothing, because a mail is checked when it is opened.
     void OnNewMail() noexcept {}
-    /// An item was loaded: subscribes to its events. A failure leaves the item unprotected and is only logged.
+    /// Subscribes to the events of a loaded item. If this fails, the item is unprotected and the failure is only
+    /// logged.
     void OnItemLoad(IUnknown* item);
 
     HRESULT STDMETHODCALLTYPE OnReadComplete(IUnknown* item, std::int32_t* Cancel) override;
@@ -42,8 +44,8 @@ public:
     HRESULT STDMETHODCALLTYPE OnBeforeAttachmentRead(IUnknown* item, IUnknown* attachment,
                                                      std::int32_t* Cancel) override;
 
-    /// Lets go of the handlers that are left, without an unload event. Called at disconnection: the handlers that are
-    /// advised and this object hold each other.
+    /// Releases the remaining handlers without an unload event. Called at disconnection, because the advised handlers
+    /// and this object hold references to each other.
     void ReleaseHandlers();
     [[nodiscard]] std::size_t HandlerCount() const noexcept { return handlers_.size(); }
 
@@ -58,6 +60,6 @@ private:
     const winapi::time_source* clock_;
     EventHandlerFactory factory_;
     bool connectNow_ = false;
-    bool displayBlocked_ = false; ///< one for all items
+    bool displayBlocked_ = false; ///< shared by all items
     std::map<IUnknown*, ComPtr<IMailItemEventHandler>> handlers_;
 };

@@ -41,7 +41,7 @@ HRESULT STDMETHODCALLTYPE CMailItemEventHandler::Unadvise()
     if (!pSource_) {
         return S_OK;
     }
-    const ComPtr<IUnknown> alive(static_cast<IMailItemEventHandler*>(this)); // the item's reference ends here
+    const ComPtr<IUnknown> alive(static_cast<IMailItemEventHandler*>(this)); // the item releases its reference
     notifications_.Unadvise(std::exchange(ownerCookie_, NotAdvised));
     return events_->Unadvise(pSource_.get(), std::exchange(itemCookie_, NotAdvised));
 }
@@ -54,7 +54,7 @@ void CMailItemEventHandler::OnReadComplete(std::int32_t* Cancel)
 
 void CMailItemEventHandler::OnUnload()
 {
-    const ComPtr<CMailItemEventHandler> alive(this); // the owner lets go in its notification
+    const ComPtr<CMailItemEventHandler> alive(this); // the owner releases its reference in this notification
     notifications_.Fire_OnUnload(pSource_.get());
     Unadvise();
 }

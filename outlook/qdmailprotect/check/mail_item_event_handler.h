@@ -5,8 +5,8 @@
 
 #include <memory>
 
-/// Listens to one loaded item and forwards each event to its owner. Lives by its references: the owner's, and the
-/// item's while it is advised.
+/// Listens to one loaded item and forwards each event to its owner. Kept alive by the reference of the owner and, while
+/// advised, by that of the item.
 class CMailItemEventHandler final : public ComObject<IMailItemEventHandler, IItemEvents>
 {
 public:

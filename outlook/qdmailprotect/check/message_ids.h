@@ -4,15 +4,15 @@
 
 #include <string>
 
-/// What names a message.
+/// The identifiers of a message.
 struct MessageIds
 {
     std::string messageId;  ///< entry identifier in hexadecimal, empty while the message is unsaved
     std::string internetId; ///< may be empty
 
-    /// What a scan request carries as its tag.
+    /// Returns the identifier that a scan request carries as its tag.
     [[nodiscard]] const std::string& Tag() const noexcept { return internetId.empty() ? messageId : internetId; }
 };
 
-/// Reads both identifiers and logs each behind its label.
+/// Reads both identifiers and logs each of them after its label.
 MessageIds ReadMessageIds(IMessage* message, const char* messageLabel, const char* internetLabel);

@@ -5,8 +5,8 @@
 
 #include <exception>
 
-/// The border between the network side, which raises, and the check, which answers results: a std::exception of `step`
-/// drops the connection and becomes E_UNEXPECTED.
+/// The border between the network code, which throws, and the check, which returns results: if `step` throws a
+/// std::exception, the connection is dropped and E_UNEXPECTED is returned.
 template <typename Step>
 HRESULT ScanBorder(ConnectionSource& link, Step&& step)
 {

@@ -5,25 +5,25 @@
 #include <cstdint>
 #include <string>
 
-/// What the add-in asks of the machine at its connection; tests bring their own. Used on one thread.
+/// The system services that the add-in requires at connection. Tests supply their own. Not thread-safe.
 class AddInEnvironment
 {
 public:
     virtual HRESULT InitializeMapi() = 0;
     virtual void UninitializeMapi() = 0;
-    /// The file of the add-in's own module. Raises error::win32exception.
+    /// Returns the path of the add-in's own module. Throws error::win32exception.
     [[nodiscard]] virtual std::wstring ModulePath() = 0;
-    /// The path of the host executable. Raises error::win32exception.
+    /// Returns the path of the host executable. Throws error::win32exception.
     [[nodiscard]] virtual std::string HostPath() = 0;
     [[nodiscard]] virtual std::uint32_t ProcessId() = 0;
-    /// Empty when the system can't tell.
+    /// Returns the name of the current user; empty if the system does not provide it.
     [[nodiscard]] virtual std::wstring UserName() = 0;
-    /// The textual security identifier of a user; empty when the look-up fails.
+    /// Returns the string form of a user's security identifier; empty if the look-up fails.
     [[nodiscard]] virtual std::wstring UserSid(const std::wstring& userName) = 0;
     virtual ~AddInEnvironment() = default;
 };
 
-/// This machine, this process, this user.
+/// Queries the operating system.
 class SystemEnvironment final : public AddInEnvironment
 {
 public:

@@ -3,7 +3,7 @@
 #include "outlook/qdmailprotect/check/mail_events.h"
 #include "outlook/qdmailprotect/com/event_sink.h"
 
-/// Listens to the application's events. Lives by the application's reference while it is advised.
+/// Listens to the application's events. Kept alive by the application's reference while it is advised.
 class ApplicationEventSink final : public EventSink
 {
 public:

@@ -3,18 +3,18 @@
 #include "outlook/qdmailprotect/com/module_lifetime.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
 
-/// Makes the objects of one class.
+/// Creates the objects of one class.
 class ClassFactory final : public ComObject<IClassFactory>
 {
 public:
-    /// Makes one object; may raise.
+    /// Creates one object. May throw.
     using Maker = ComPtr<IUnknown> (*)();
 
     explicit ClassFactory(Maker make) noexcept
         : make_(make)
     {}
 
-    /// CLASS_E_NOAGGREGATION for an `outer` object.
+    /// Returns CLASS_E_NOAGGREGATION if `outer` is not null.
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override;
     HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override;
 

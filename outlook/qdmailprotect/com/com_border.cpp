@@ -14,7 +14,7 @@ void TellException(const char* entry, const char* text) noexcept
     try {
         LOG_LINE(logging::outlook_log(), 200, "Exception in " << entry << ": " << text);
     } catch (...) {
-        return; // what can't even be logged must not reach the mail client either
+        return; // an exception that cannot be logged must not reach the mail client either
     }
 }
 

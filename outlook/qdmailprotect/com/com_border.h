@@ -4,12 +4,12 @@
 
 #include <utility>
 
-/// The result for the exception that is being handled, raised behind `entry`: that of a ComError, E_OUTOFMEMORY, or
-/// E_UNEXPECTED. All but a ComError are told in one line at level 200.
+/// Converts the exception that is being handled to an HRESULT: the code of a ComError, E_OUTOFMEMORY, or E_UNEXPECTED.
+/// Any exception other than a ComError is logged in one line at level 200. `entry` is the name of the entry point.
 HRESULT ResultOfCurrentException(const char* entry) noexcept;
 
-/// The border of one entry point that the mail client calls: runs `body`, which gives a result, and lets no exception
-/// out. `entry` is the name for the log.
+/// The exception border of one entry point that the mail client calls: runs `body`, returns its HRESULT, and does not
+/// throw. `entry` is the name for the log.
 template <typename Body>
 HRESULT ComBorder(const char* entry, Body&& body) noexcept
 {
@@ -20,7 +20,8 @@ HRESULT ComBorder(const char* entry, Body&& body) noexcept
     }
 }
 
-/// The border of one event, which the mail client is always told went well: runs `body`, which gives nothing.
+/// The exception border of one event, for which the mail client always receives success: runs `body`, which returns
+/// nothing.
 template <typename Body>
 HRESULT EventBorder(const char* entry, Body&& body) noexcept
 {

@@ -23,7 +23,7 @@ CConnect::CConnect(ConnectServices services)
 
 CConnect::~CConnect()
 {
-    // A client that was refused at connection need not disconnect.
+    // A client whose connection was rejected may destroy the object without disconnecting.
     if (mapiInitialized_) {
         EventBorder("MAPIUninitialize", [this] { environment_->UninitializeMapi(); });
     }
@@ -65,7 +65,7 @@ HRESULT CConnect::Connect(IDispatch* application)
     try {
         StartChecker();
     } catch (...) {
-        // A connection that is told to have failed must not hear of items.
+        // No item events may arrive after a connection for which a failure is reported.
         UnadviseEventsOfApplication();
         throw;
     }
@@ -83,7 +83,7 @@ void CConnect::StartMapi()
     }
 }
 
-/// Keeps the application if it is of a supported version.
+/// Stores the application if its version is supported.
 HRESULT CConnect::TakeApplication(IDispatch* application)
 {
     std::wstring name;
@@ -135,7 +135,7 @@ void CConnect::LoadLocalisation()
     try {
         strings_->LoadLibraryBeside(environment_->ModulePath());
     } catch (const error::win32exception&) {
-        strings_->FreeLibrary(); // the add-in's own texts serve
+        strings_->FreeLibrary(); // the add-in's own texts are used
     }
 }
 

@@ -12,17 +12,17 @@
 #include <memory>
 #include <string>
 
-/// What a CConnect works with. All are required.
+/// The dependencies of a CConnect. All are required.
 struct ConnectServices
 {
     MailCheckerServices checker;
     std::shared_ptr<AddInEnvironment> environment;
-    std::shared_ptr<LocalisedStrings> strings; ///< the texts that the checker's disinfector writes
+    std::shared_ptr<LocalisedStrings> strings; ///< the texts that the checker's disinfector inserts
 };
 
-/// The object that the mail client makes when it loads the add-in: starts everything at connection and stops
-/// everything at disconnection, and binds the item events to the logic behind them. There is one in each process; all
-/// of its operations run on the client's main thread. No exception gets out of any of them.
+/// The object that the mail client creates when it loads the add-in. Starts all parts at connection, stops them at
+/// disconnection, and connects the item events to the add-in's logic. There is one instance per process; all operations
+/// run on the client's main thread. No operation throws.
 class CConnect final
     : public ComObject<DispatchByDescription<IConnect, IID_IConnect>,
                        DispatchByDescription<_IDTExtensibility2, IID__IDTExtensibility2>, IMailItemNotifications>
@@ -31,15 +31,15 @@ public:
     explicit CConnect(ConnectServices services);
     ~CConnect() override;
 
-    /// Connects to `application`, the only argument that is looked at. E_FAIL when it is no mail client of a supported
-    /// version or its events can't be had: then no MailChecker is started. Without the message store's library the
-    /// add-in goes on, without conversion of messages.
+    /// Connects to `application`; the other arguments are ignored. Returns E_FAIL if it is not a mail client of a
+    /// supported version or if its events are not available; no MailChecker is started in that case. If the message
+    /// store's library is missing, the add-in continues without conversion of messages.
     HRESULT STDMETHODCALLTYPE OnConnection(IDispatch* application, std::int32_t connectMode, IDispatch* addInInstance,
                                            SAFEARRAY** custom) override;
-    /// Stops everything, also after a failed connection. Each step is taken even if another one failed.
+    /// Stops all parts, even after a failed connection. Each step is executed even if another one fails.
     HRESULT STDMETHODCALLTYPE OnDisconnection(std::int32_t removeMode, SAFEARRAY** custom) override;
     HRESULT STDMETHODCALLTYPE OnAddInsUpdate(SAFEARRAY** custom) override;
-    /// The mail client has finished starting: from now on the first check may connect.
+    /// Called when the mail client has finished starting. From now on the first check may connect.
     HRESULT STDMETHODCALLTYPE OnStartupComplete(SAFEARRAY** custom) override;
     HRESULT STDMETHODCALLTYPE OnBeginShutdown(SAFEARRAY** custom) override;
 

@@ -1,11 +1,11 @@
-// The module's exported functions. No exception gets out of what stands behind them.
+// The module's exported functions. The functions that they call do not throw.
 #include "outlook/qdmailprotect/com/module.h"
 #include "outlook/qdmailprotect/com/services.h"
 #include "outlook/qdmailprotect/com/system_registration.h"
 
 namespace __gnu_cxx {
-// The language's run-time library keeps memory for exceptions that are raised when there is none; this gives it back.
-// No header has it.
+// Releases the memory that the language's run-time library reserves for exceptions thrown when memory is exhausted. Not
+// declared in any header.
 void __freeres();
 } // namespace __gnu_cxx
 

@@ -58,7 +58,7 @@ HRESULT STDMETHODCALLTYPE EventSink::Invoke(DISPID event, REFIID iid, LCID, WORD
             return DISP_E_TYPEMISMATCH;
         }
     }
-    const ComPtr<IUnknown> alive(this); // what the event leads to may end the connection
+    const ComPtr<IUnknown> alive(this); // handling the event may end the connection
     return EventBorder(name_, [&] { Handle(event, argument); });
 }
 

@@ -5,16 +5,16 @@
 
 #include <span>
 
-/// One entry of a sink map: an event that is listened to, and the type of its one argument, VT_EMPTY if it has none.
+/// One entry of a sink map: a handled event and the type of its only argument, VT_EMPTY if it has none.
 struct SinkEntry
 {
     DISPID event;
     VARTYPE argument;
 };
 
-/// A late-bound listener of one event interface. Events come by number through Invoke; one that isn't in the map, or of
-/// another interface, is answered with success and does nothing. What an event leads to lets no exception out and is
-/// always answered with success. Runs on the thread that delivers events.
+/// A late-bound listener for one event interface. Events arrive through Invoke as numbers. An event that is not in the
+/// map or belongs to another interface is ignored and returns success. Invoke does not throw and always returns success
+/// for an event. Runs on the thread that delivers events.
 class EventSink : public ComObject<IDispatch>
 {
 public:
@@ -26,15 +26,15 @@ public:
                                      VARIANT* result, EXCEPINFO* exception, UINT* argument) override;
 
 protected:
-    /// `map` outlives the sink; `name` names it in the log and is a literal.
+    /// `map` must outlive the sink. `name` is the sink's name in the log and must be a literal.
     EventSink(const IID& eventInterface, std::span<const SinkEntry> map, const char* name) noexcept
         : eventInterface_(eventInterface)
         , map_(map)
         , name_(name)
     {}
     void* FindInterface(REFIID iid) override;
-    /// An event of the map. `argument` has the type that the map tells, and is null for an event without one. May
-    /// raise.
+    /// Handles an event of the map. `argument` has the type given in the map and is null for an event without an
+    /// argument. May throw.
     virtual void Handle(DISPID event, const VARIANT* argument) = 0;
 
 private:
@@ -44,7 +44,7 @@ private:
     const char* name_;
 };
 
-/// Connects `sink` to the connection point `iid` of `source`; `cookie` names the connection.
+/// Connects `sink` to the connection point `iid` of `source`. `cookie` receives the identifier of the connection.
 HRESULT AdviseEvents(IUnknown* source, REFIID iid, IUnknown* sink, std::uint32_t& cookie);
-/// Ends a connection.
+/// Ends the connection that `cookie` identifies.
 HRESULT UnadviseEvents(IUnknown* source, REFIID iid, std::uint32_t cookie);

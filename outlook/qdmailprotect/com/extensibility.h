@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-// The interfaces that the mail client asks the add-in for; qdmailprotect.idl describes the same.
+// The interfaces that the mail client requests from the add-in. They are also described in qdmailprotect.idl.
 
 inline constexpr CLSID CLSID_Connect{0x73701B94, 0x160C, 0x49E1, {0x91, 0xDF, 0xB8, 0xCE, 0xAA, 0xD0, 0x6D, 0xC1}};
 inline constexpr GUID LIBID_QDMailProtectLib{
@@ -16,15 +16,15 @@ inline constexpr IID IID_IConnect{0x2B6E9A14, 0x53C7, 0x4E0D, {0xA1, 0x7F, 0x94,
 inline constexpr IID IID__IDTExtensibility2{
     0xB65AD801, 0xABAF, 0x11D0, {0xBB, 0x8B, 0x00, 0xA0, 0xC9, 0x0F, 0x27, 0x44}};
 
-/// The add-in's own interface, without operations.
+/// The add-in's own interface. It has no operations.
 struct IConnect : IDispatch
 {
 protected:
     ~IConnect() = default;
 };
 
-/// Office's add-in interface. `connectMode` and `removeMode` say why, `custom` is the client's own; none of them
-/// matters here.
+/// Office's add-in interface. `connectMode` and `removeMode` specify the reason for the call, `custom` contains data of
+/// the client; all three are ignored.
 struct _IDTExtensibility2 : IDispatch
 {
     virtual HRESULT STDMETHODCALLTYPE OnConnection(IDispatch* application, std::int32_t connectMode,

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Exactly these four. What leads up to the opening of an attachment isn't listened to.
+/// Exactly these four events. Events that precede the opening of an attachment are not handled.
 constexpr SinkEntry ItemSinkMap[] = {
     {DispIdReadComplete, VT_BOOL | VT_BYREF},
     {DispIdUnload, VT_EMPTY},
@@ -14,7 +14,7 @@ constexpr SinkEntry ItemSinkMap[] = {
     {DispIdBeforeRead, VT_EMPTY},
 };
 
-/// The flag that a cancellable event passes. It is read and written as 32 bits.
+/// Returns the flag of a cancellable event. It is read and written as a 32-bit value.
 std::int32_t* CancelFlag(const VARIANT& argument)
 {
     return reinterpret_cast<std::int32_t*>(argument.pboolVal);

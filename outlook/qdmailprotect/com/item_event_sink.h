@@ -3,7 +3,7 @@
 #include "outlook/qdmailprotect/check/item_events.h"
 #include "outlook/qdmailprotect/com/event_sink.h"
 
-/// Listens to the events of one item for its handler. Lives by the item's reference while it is advised.
+/// Listens to the events of one item on behalf of its handler. Kept alive by the item's reference while it is advised.
 class ItemEventSink final : public EventSink
 {
 public:
@@ -16,7 +16,7 @@ private:
     ComPtr<IItemEvents> handler_;
 };
 
-/// Items as sources of events: by their connection points.
+/// A source of item events that uses the items' connection points.
 class ItemConnectionPoints final : public ItemEventSource
 {
 public:

@@ -8,7 +8,7 @@ namespace {
 
 std::wstring TextOf(HMODULE module, std::uint32_t id)
 {
-    // With no room for a copy the call gives the resource itself, which isn't terminated.
+    // With a buffer size of 0 the call returns a pointer to the resource itself, which is not terminated.
     const wchar_t* text = nullptr;
     const int length = ::LoadStringW(module, id, reinterpret_cast<LPWSTR>(&text), 0);
     if (length <= 0 || !text) {

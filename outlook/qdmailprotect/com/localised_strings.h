@@ -4,18 +4,18 @@
 
 #include <platform/handles.h>
 
-/// The texts as string resources: of the localisation library, where there is one and it has the text, else of the
-/// add-in's own module.
+/// Texts from string resources: those of the localisation library if it is present and contains the text, otherwise
+/// those of the add-in's own module.
 class LocalisedStrings final : public StringResources
 {
 public:
-    /// The localisation library's file name; it stands in the add-in's own folder. It holds translated string
-    /// resources and no code.
+    /// The file name of the localisation library, which is located in the add-in's own folder. The library contains
+    /// translated string resources and no code.
     static constexpr const wchar_t* LibraryName = L"postwarden_loc.dll";
-    /// Of a longer text this many characters count.
+    /// A longer text is truncated to this number of characters.
     static constexpr std::size_t LongestText = 512;
 
-    /// Loads the localisation library beside the module at `modulePath`. There may be none.
+    /// Loads the localisation library from the folder of the module at `modulePath`. The library is optional.
     void LoadLibraryBeside(const std::wstring& modulePath);
     void FreeLibrary() noexcept { library_.reset(); }
     [[nodiscard]] bool HasLibrary() const noexcept { return static_cast<bool>(library_); }

@@ -3,8 +3,8 @@
 #include "outlook/qdmailprotect/com/class_factory.h"
 #include "outlook/qdmailprotect/com/registration.h"
 
-/// The in-process server: what stands behind the module's exported functions. Each operation is an entry point and
-/// lets no exception out. Holds nothing but its parts, which outlive it.
+/// The in-process server that the module's exported functions call. Each operation is an entry point and does not
+/// throw. Refers to its parts, which must outlive it, and has no other state.
 class CQDMailProtectModule
 {
 public:
@@ -13,13 +13,14 @@ public:
         , registration_(registration)
     {}
 
-    /// S_OK when nothing of the module is held any more, S_FALSE otherwise.
+    /// Returns S_OK if no object or lock of the module remains, and S_FALSE otherwise.
     HRESULT CanUnloadNow() const noexcept;
-    /// The class factory of CLSID_Connect; CLASS_E_CLASSNOTAVAILABLE for any other class.
+    /// Returns the class factory of CLSID_Connect, or CLASS_E_CLASSNOTAVAILABLE for any other class.
     HRESULT GetClassObject(REFCLSID classId, REFIID iid, void** object) const noexcept;
     HRESULT RegisterServer() const noexcept;
     HRESULT UnregisterServer() const noexcept;
-    /// Registers or unregisters; for the current user if `commandLine` is "user" in any case. It may be null.
+    /// Registers or unregisters the server, for the current user if `commandLine` (may be null) is "user", compared
+    /// without regard to case.
     HRESULT Install(bool install, const wchar_t* commandLine) const noexcept;
 
 private:

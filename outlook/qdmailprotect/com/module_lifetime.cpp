@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A lock that takes no memory, and so never fails.
+/// A lock that allocates no memory and therefore cannot fail.
 class SlimLock
 {
 public:
@@ -22,7 +22,7 @@ private:
 };
 
 constinit SlimLock lock;
-constinit std::int32_t references = 0; // under lock
+constinit std::int32_t references = 0; // guarded by lock
 
 } // namespace
 
@@ -35,7 +35,7 @@ void LockModule() noexcept
 void UnlockModule() noexcept
 {
     const std::lock_guard guard(lock);
-    if (references == 1) { // still counted, so that no other thread takes the module for unused meanwhile
+    if (references == 1) { // still counted, so that no other thread considers the module unused meanwhile
         logging::close_trace_configuration();
         SystemMapi().Release();
     }

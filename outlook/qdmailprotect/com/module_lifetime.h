@@ -1,8 +1,9 @@
 #pragma once
 
-/// Keeps the add-in's module in memory while it lives. Every object that the mail client may hold has one as its first
-/// member, so that it ends last. With the last one the logs are closed and the message store's library is let go; when
-/// it has gone, the module can be unloaded at any moment. May be made and destroyed on any thread.
+/// Keeps the add-in's module in memory during its lifetime. Every object that the mail client may hold has one as its
+/// first member, so that it is destroyed last. The destruction of the last reference closes the logs and releases the
+/// message store's library; afterwards the module may be unloaded at any time. May be created and destroyed on any
+/// thread.
 class ModuleReference
 {
 public:
@@ -12,9 +13,9 @@ public:
     ~ModuleReference();
 };
 
-/// The same for a client that asks in so many words (IClassFactory::LockServer).
+/// Adds an explicit reference for a client that calls IClassFactory::LockServer.
 void LockModule() noexcept;
 void UnlockModule() noexcept;
 
-/// True while something keeps the module.
+/// Returns true while at least one reference exists.
 [[nodiscard]] bool ModuleInUse() noexcept;

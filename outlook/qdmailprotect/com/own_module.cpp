@@ -20,7 +20,7 @@ HMODULE OwnModule() noexcept
 
 std::wstring OwnModulePath()
 {
-    // The call cuts a path that is too long for the buffer, and says so by filling it.
+    // The call truncates a path that is too long and indicates this by filling the buffer.
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length = ::GetModuleFileNameW(OwnModule(), path.data(), static_cast<DWORD>(path.size()));
@@ -40,6 +40,6 @@ std::wstring OwnModulePath()
 
 std::wstring BesidePath(std::wstring_view path, std::wstring_view fileName)
 {
-    // Without a separator npos + 1 is 0, and nothing of the path is left.
+    // Without a separator npos + 1 is 0, and no part of the path remains.
     return std::wstring(path.substr(0, path.find_last_of(L"\\/") + 1)).append(fileName);
 }

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-/// The module that this code is linked into: the add-in, or a test. Not counted.
+/// Returns the module that contains this code: the add-in or a test. Its reference count is not changed.
 HMODULE OwnModule() noexcept;
-/// Its file. Raises error::win32exception.
+/// Returns the path of that module. Throws error::win32exception.
 std::wstring OwnModulePath();
-/// `path` up to and with its last "\" or "/", then `fileName`.
+/// Returns `path` up to and including its last "\" or "/", followed by `fileName`.
 std::wstring BesidePath(std::wstring_view path, std::wstring_view fileName);

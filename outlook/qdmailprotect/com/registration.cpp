@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Has the thread use the system's locale while it lives.
+/// Sets the thread locale to the system default and restores it on destruction.
 class SystemLocale
 {
 public:

@@ -2,22 +2,22 @@
 
 #include "tool/system/hresult.h"
 
-/// Whose registry a registration goes to: with User the classes are the current user's. The entry that has the mail
-/// client load the add-in is the machine's in both.
+/// Specifies the registry hive of a registration. With User the classes are registered for the current user. The entry
+/// that makes the mail client load the add-in is written for the machine in both cases.
 enum class RegistrationScope
 {
     Machine,
     User
 };
 
-/// The parts of a registration. Each may raise.
+/// The parts of a registration. Each operation may throw.
 class ServerRegistration
 {
 public:
-    /// Runs the registry script, or takes back what it wrote.
+    /// Runs the registry script, or removes the entries that it wrote.
     virtual HRESULT RunScript(RegistrationScope scope, bool install) = 0;
     virtual HRESULT RegisterTypeLibrary(RegistrationScope scope) = 0;
-    /// S_OK also when it isn't registered.
+    /// Returns S_OK even if the type library is not registered.
     virtual HRESULT UnregisterTypeLibrary(RegistrationScope scope) = 0;
 
 protected:
@@ -27,8 +27,9 @@ protected:
     ~ServerRegistration() = default;
 };
 
-/// Registers script and type library, in this order, up to the first failure. Runs under the thread locale
-/// LOCALE_SYSTEM_DEFAULT, which is put back afterwards. What a part raises becomes its failure.
+/// Registers the script and then the type library, and stops at the first failure. Runs under the thread locale
+/// LOCALE_SYSTEM_DEFAULT and restores the previous one. An exception of a part is converted to its failure code.
 HRESULT Register(ServerRegistration& registration, RegistrationScope scope) noexcept;
-/// Takes both back, the second even if the first failed; the first failure is the result. The thread locale as above.
+/// Unregisters both, the second even if the first fails, and returns the first failure. The thread locale is set as for
+/// Register.
 HRESULT Unregister(ServerRegistration& registration, RegistrationScope scope) noexcept;

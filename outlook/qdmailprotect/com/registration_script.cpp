@@ -11,7 +11,7 @@ constexpr std::wstring_view UserClassesEnd = L" } }";
 std::wstring ScriptForUser(std::wstring_view script)
 {
     std::wstring wrapped;
-    bool quoted = false; // a doubled quote inside a text ends and begins it again
+    bool quoted = false; // a doubled quote within a text ends the text and begins it again
     int depth = 0;
     bool inClasses = false;
     for (std::size_t at = 0; at < script.size(); ++at) {

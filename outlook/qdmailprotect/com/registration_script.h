@@ -3,9 +3,9 @@
 #include <string>
 #include <string_view>
 
-/// The registry script with the classes of the current user in the place of the machine's: what stands under HKCR goes
-/// to HKCU\Software\Classes. Everything else stays.
+/// Returns the registry script with the current user's classes in place of the machine's: HKCR is replaced by
+/// HKCU\Software\Classes. All other parts are unchanged.
 std::wstring ScriptForUser(std::wstring_view script);
 
-/// A text as it may stand between the single quotes of a script.
+/// Returns a text escaped for use between the single quotes of a script.
 std::wstring QuotedForScript(std::wstring_view text);

@@ -2,5 +2,5 @@
 
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 
-/// Makes the CConnect of the product: over this machine, the product's broker and the scanning service. May raise.
+/// Creates the product's CConnect, which uses this machine, the product's broker and the scanning service. May throw.
 ComPtr<IUnknown> NewConnect();

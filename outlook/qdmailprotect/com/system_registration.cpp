@@ -11,14 +11,14 @@
 #include <string>
 #include <string_view>
 
-// The per-user calls are in the import library but not in the headers.
+// The per-user functions are in the import library but not declared in the headers.
 extern "C" {
 HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* helpFolder);
 HRESULT WINAPI UnRegisterTypeLibForUser(REFGUID id, WORD major, WORD minor, LCID locale, SYSKIND system);
 }
 
-/// The system's interpreter of registry scripts. Its implementation is the system's, so the name is known outside of
-/// this file: of a class that is its own the compiler would know that nobody implements it.
+/// The system's interpreter of registry scripts. It is implemented by the system and therefore has external linkage:
+/// the compiler would treat a class with internal linkage as one that is never implemented.
 struct IRegistrar : IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE AddReplacement(LPCOLESTR key, LPCOLESTR item) = 0;
@@ -45,7 +45,7 @@ constexpr const wchar_t* ScriptType = L"REGISTRY";
 constexpr CLSID CLSID_Registrar{0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 constexpr IID IID_IRegistrar{0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 
-/// The registrar with the replacements that the script asks for.
+/// Creates the registrar and adds the replacements that the script requires.
 HRESULT MakeRegistrar(const std::wstring& modulePath, ComPtr<IRegistrar>& registrar)
 {
     HRESULT result =
@@ -68,7 +68,7 @@ bool IsTypeLibraryRegistered()
     return SUCCEEDED(result);
 }
 
-/// The script in the module's resources.
+/// Returns the script from the module's resources.
 std::wstring LoadScript()
 {
     const HMODULE module = OwnModule();
@@ -120,6 +120,6 @@ HRESULT SystemRegistration::UnregisterTypeLibrary(RegistrationScope scope)
             ? UnRegisterTypeLibForUser(LIBID_QDMailProtectLib, TypeLibraryMajor, TypeLibraryMinor, LOCALE_NEUTRAL,
                                        SYS_WIN64)
             : UnRegisterTypeLib(LIBID_QDMailProtectLib, TypeLibraryMajor, TypeLibraryMinor, LOCALE_NEUTRAL, SYS_WIN64);
-    // What is to be taken away and isn't there is no failure; how it is told differs between systems.
+    // Removing an entry that does not exist is not a failure; systems report this case in different ways.
     return FAILED(result) && !IsTypeLibraryRegistered() ? S_OK : result;
 }

@@ -2,7 +2,7 @@
 
 #include "outlook/qdmailprotect/com/registration.h"
 
-/// Registration with the system: the module's script by the system's registrar, its type library by the system.
+/// Registers the module's script with the system's registrar and its type library with the system.
 class SystemRegistration final : public ServerRegistration
 {
 public:

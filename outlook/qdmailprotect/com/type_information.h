@@ -3,10 +3,10 @@
 #include "outlook/qdmailprotect/com/com_border.h"
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 
-/// The description of an interface in the module's own type library.
+/// Loads the description of an interface from the module's own type library.
 HRESULT LoadTypeInformation(REFIID iid, ComPtr<ITypeInfo>& information);
 
-/// IDispatch for an interface that derives from it, by the description in the type library.
+/// Implements IDispatch for an interface that derives from it, using the description in the type library.
 template <typename Interface, const IID& Identifier>
 class DispatchByDescription : public Interface
 {

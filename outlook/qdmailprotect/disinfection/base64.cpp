@@ -7,8 +7,8 @@
 
 namespace {
 
-// The library's own decoding iterators take a character at a time and are an order of magnitude slower. The results and
-// the error are theirs; the tests hold both side by side.
+// The library's decoding iterators process one character at a time and are an order of magnitude slower. Results and
+// errors are the same as theirs; the tests compare both implementations.
 
 constexpr std::uint8_t Invalid = 0x80;
 
@@ -56,7 +56,7 @@ std::vector<std::byte> DecodeBase64(std::string_view text)
         RaiseInvalid();
     }
     std::vector<std::byte> bytes(text.size() / 4 * 3 + (rest == 0 ? 0 : rest - 1));
-    std::uint32_t seen = 0; // all values together: an invalid one leaves its mark
+    std::uint32_t seen = 0; // all values combined; records any invalid value
     std::byte* out = bytes.data();
     const char* in = text.data();
     for (const char* const end = in + (text.size() - rest); in != end; in += 4, out += 3) {

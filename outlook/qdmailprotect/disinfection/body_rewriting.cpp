@@ -25,7 +25,7 @@ HRESULT OpenHtml(IMessage* message, ULONG flags, ComPtr<IUnknown>& property)
     return result;
 }
 
-/// The HTML property, made anew where the message has none; null if the store gives none.
+/// Opens the HTML property for writing. Creates it if the message has none. Returns null if the store fails.
 ComPtr<IUnknown> OpenHtmlForWriting(IMessage* message, std::uint32_t bodyType)
 {
     ComPtr<IUnknown> property;
@@ -63,7 +63,7 @@ std::string ChooseHtml(const MailBodyInfo& body, const std::vector<AttachmentRes
     return {};
 }
 
-/// Turns the images inside `html` into hidden attachments of the message.
+/// Replaces the images in `html` by hidden attachments of the message.
 void MoveImagesOut(const ComPtr<IMessage>& message, std::string& html)
 {
     std::vector<AttachmentResult> images;
@@ -74,7 +74,7 @@ void MoveImagesOut(const ComPtr<IMessage>& message, std::string& html)
     }
 }
 
-/// Writes the text with the NUL byte behind it, which is part of the property, and cuts off what stood there before.
+/// Writes the text and its terminating NUL byte, which is part of the property, and truncates the stream after it.
 bool WriteHtml(IStream* stream, const std::string& html)
 {
     stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr);
@@ -86,7 +86,7 @@ bool WriteHtml(IStream* stream, const std::string& html)
     return SUCCEEDED(result);
 }
 
-/// Keeps the old text, headed by the old subject, as an attachment.
+/// Keeps the old text, preceded by the old subject, as an attachment.
 void KeepPlainBody(const ComPtr<IMessage>& message, const MailBodyInfo& body, const StringResources& texts)
 {
     constexpr std::string_view emptyLine = "\r\n\r\n";

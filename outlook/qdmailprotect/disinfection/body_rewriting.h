@@ -6,12 +6,13 @@
 
 #include <vector>
 
-/// Replaces the body of `message` by the scanner's HTML: that of the answer for the body if the body is condemned, else
-/// the notice of the first of `attachments`, else nothing. The images in it become hidden attachments, the plain text
-/// body goes, and its text, if there was any, stays as the attachment "original_body.txt". The message isn't saved.
+/// Replaces the body of `message` by the scanner's HTML: if the body is condemned, the HTML of the answer for the body;
+/// otherwise the notice of the first element of `attachments`, or empty text if there is none. The images of the HTML
+/// become hidden attachments and the plain text body is deleted. Its text, unless empty, is kept as the attachment
+/// "original_body.txt". The message is not saved.
 ///
-/// True if the new HTML was written; by then, as on every other path, the plain body is deleted. Failures are logged
-/// and otherwise passed over. The reference is released on every path. Raises what reading the scanner's answer and the
-/// decoding of its images raise. Used on the thread that delivers events.
+/// Returns true if the new HTML was written. The plain body is deleted on every path. Failures are logged and otherwise
+/// ignored. The message reference is released on every path. Throws the exceptions of reading the scanner's answer and
+/// of decoding its images. Must be called on the thread that delivers events.
 bool ModifyMailBody(ComPtr<IMessage> message, const MailBodyInfo& body,
                     const std::vector<AttachmentResult>& attachments, const StringResources& texts);

@@ -32,7 +32,7 @@ HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> messa
         LOG_LINE(logging::outlook_log(), 400, "Changing the message subject");
         MarkSubject(base.get(), texts);
     }
-    // The message gives up its encrypted form even when its body stayed.
+    // The message loses its encrypted form even if its body was not replaced.
     verdicts.UnencryptBaseMessage(base.get());
     base->SaveChanges(0);
     return S_OK;

@@ -8,10 +8,11 @@
 
 class VerdictCache;
 
-/// Disinfects the message inside the wrapper of an encrypted one: its body and subject are replaced, it becomes an
-/// ordinary note and is saved. No attachment is deleted. S_OK also when the body couldn't be replaced; E_FAIL when
-/// there is no secured interface or no message inside, else the store's failure to give it: then nothing is changed.
-/// Both references are released on every path; of the item nothing is used. Raises what ModifyMailBody raises.
+/// Disinfects the base message of an encrypted message: replaces its body and subject, converts it to an ordinary note
+/// and saves it. No attachment is deleted. Returns S_OK even if the body could not be replaced. Returns E_FAIL if there
+/// is no secured interface or no base message, and the store's failure if the base message cannot be obtained; in these
+/// cases nothing is changed. Both references are released on every path; the item is not used. Throws the exceptions of
+/// ModifyMailBody. Must be called on the thread that delivers events.
 HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
                                   const std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item,
                                   const StringResources& texts);

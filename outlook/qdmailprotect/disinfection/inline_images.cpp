@@ -12,11 +12,11 @@
 
 namespace {
 
-/// How one kind of image reference is written.
+/// The syntax of one kind of image reference.
 struct Form
 {
     std::string_view prefix;
-    std::string_view replacement; ///< what stands in the place of the prefix afterwards
+    std::string_view replacement; ///< replaces the prefix
     char terminator;
 };
 
@@ -38,14 +38,14 @@ std::string UpperCase(std::string_view text)
     return upper;
 }
 
-/// "qdimg" and the number of a match.
+/// Returns "qdimg" followed by the number of a match.
 std::wstring ImageName(std::uint32_t number)
 {
     return L"qdimg" + (boost::wformat(L"%04X") % number).str();
 }
 
-/// Fills in the record of the match at `begin` and appends to `out` what takes its place. Gives the position of the
-/// terminator, which is the first character that stays, or npos when the match is left as it is.
+/// Fills in the record of the match at `begin` and appends its replacement to `out`. Returns the position of the
+/// terminator, which is the first character that is kept, or npos if the match is left unchanged.
 std::size_t ConvertMatch(std::string_view html, std::size_t begin, const Form& form, std::uint32_t number,
                          AttachmentResult& record, std::string& out)
 {
@@ -69,14 +69,14 @@ std::size_t ConvertMatch(std::string_view html, std::size_t begin, const Form& f
     return static_cast<std::size_t>(data.data() - html.data()) + dataSize;
 }
 
-/// Converts all matches of an attribute form. The search goes on one character behind the start of each match. A prefix
-/// begins with its only blank, and so does what takes its place: behind a converted match the next one can't begin
-/// before the terminator. So the text is read once, and written anew once, however many matches there are.
+/// Converts all matches of an attribute form. The search continues one character after the start of each match. A
+/// prefix and its replacement begin with the only blank they contain: after a converted match the next one cannot begin
+/// before the terminator. Therefore the text is read and written once, regardless of the number of matches.
 void ConvertAll(std::string& html, const Form& form, std::uint32_t& counter, std::vector<AttachmentResult>& images)
 {
     const std::string_view text = html;
     std::string changed;
-    std::size_t taken = 0; ///< what stands before is in `changed`
+    std::size_t taken = 0; ///< the text before it is in `changed`
     std::size_t match = text.find(form.prefix);
     while (match != std::string_view::npos) {
         AttachmentResult& record = images.emplace_back();
@@ -96,7 +96,7 @@ void ConvertAll(std::string& html, const Form& form, std::uint32_t& counter, std
     }
 }
 
-/// Converts the first match of the style form and leaves all others.
+/// Converts the first match of the style form and leaves all others unchanged.
 void ConvertFirst(std::string& html, const Form& form, std::uint32_t number, std::vector<AttachmentResult>& images)
 {
     const std::size_t match = html.find(form.prefix);

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-/// Lifts the `data:` images out of `html`, which then refers to them by `cid:`. Appends one record a match to `images`,
-/// in the order of the matches: first the attribute form in lower case, then that in upper case, then the first match
-/// of the style form. A match without a MIME type of at most 50 characters or base64 text of at most 1 MiB is left as
-/// it is; its record has no name and no data, and its sequence number is used up.
+/// Extracts the `data:` images from `html` and replaces them by `cid:` references. Appends one record per match to
+/// `images`, in this order: the matches of the attribute form in lower case, those in upper case, then the first match
+/// of the style form. A match without a MIME type of at most 50 characters or without base64 text of at most 1 MiB is
+/// left unchanged; its record has no name and no data, and its sequence number is consumed.
 ///
-/// Takes time in proportion to the text. Base64 text that isn't raises boost::archive::iterators::dataflow_exception;
-/// then `html` and `images` are left at some point of the work.
+/// Takes linear time. Throws boost::archive::iterators::dataflow_exception for invalid base64 text; `html` and `images`
+/// are then in a partially converted state.
 void ExtractInlineImages(std::string& html, std::vector<AttachmentResult>& images);

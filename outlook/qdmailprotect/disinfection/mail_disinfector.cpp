@@ -30,7 +30,7 @@ private:
     std::shared_ptr<const StringResources> texts_;
 };
 
-/// Puts the records in the order in which they are worked through.
+/// Sorts the records by the order in which they are processed.
 void SortByNumber(std::vector<AttachmentResult>& attachments)
 {
     if (attachments.empty()) {
@@ -43,7 +43,8 @@ void SortByNumber(std::vector<AttachmentResult>& attachments)
                      });
 }
 
-/// Deletes what is condemned and marks it in the records. `result` becomes that of the last deletion.
+/// Deletes the condemned attachments and marks them as deleted in the records. `result` receives the result of the last
+/// deletion.
 void DeleteCondemned(IMessage* message, std::vector<AttachmentResult>& attachments, HRESULT& result, bool& changed)
 {
     for (AttachmentResult& record : attachments) {
@@ -70,7 +71,7 @@ std::wstring NoticeName(const AttachmentResult& record)
     return (record.fileName.empty() ? std::to_wstring(record.attachNumber) : record.fileName) + L".htm";
 }
 
-/// Puts the scanner's notices in the places of what was deleted. `result` becomes that of the last notice.
+/// Adds the scanner's notices in place of the deleted attachments. `result` receives the result of the last notice.
 void AddNotices(const ComPtr<IMessage>& message, const std::vector<AttachmentResult>& attachments, HRESULT& result)
 {
     for (const AttachmentResult& record : attachments) {
@@ -105,7 +106,7 @@ HRESULT MailDisinfector::DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessag
     DeleteCondemned(message.get(), attachments, result, changed);
     AddNotices(message, attachments, result);
     if (body.scanResult == ScanResult::Blocked && HasContents(body.scanResponse.get())) {
-        // The outcome stands for the whole message: deletions alone no longer mark the subject.
+        // This outcome applies to the whole message: deletions alone no longer change the subject.
         changed = ModifyMailBody(message, body, attachments, *texts_);
     }
     if (changed) {

@@ -5,5 +5,5 @@
 
 #include <memory>
 
-/// The disinfector that changes real messages. `texts` null: the English texts that are built in.
+/// Creates the disinfector that modifies real messages. If `texts` is null, the built-in English texts are used.
 std::shared_ptr<MessageDisinfector> MakeMailDisinfector(std::shared_ptr<const StringResources> texts = nullptr);

@@ -7,13 +7,13 @@
 
 class VerdictCache;
 
-/// Carries out a condemning verdict on a message. Used on the thread that delivers events.
+/// Executes a condemning verdict on a message. Must be used on the thread that delivers events.
 class MessageDisinfector
 {
 public:
-    /// Changes `message` as `body` and `attachments` demand; may reorder `attachments` and marks in it what is gone.
-    /// `verdicts` tells encrypted messages from others. Both references are released on every path. An exception of
-    /// the scanner's objects may pass.
+    /// Modifies `message` as `body` and `attachments` require. May reorder `attachments` and marks the deleted ones in
+    /// it. `verdicts` determines whether the message is encrypted. Both references are released on every path.
+    /// Exceptions of the scanner's objects may propagate.
     virtual HRESULT DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
                                      std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item) = 0;
     virtual ~MessageDisinfector() = default;

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-/// The texts that end up in a user's mail, by their resource number. Used on the thread that delivers events.
+/// The texts that are inserted into a user's mail, by resource number. Must be used on the thread that delivers events.
 class StringResources
 {
 public:
@@ -12,10 +12,10 @@ public:
     static constexpr std::uint32_t BodyLabel = 661;
     static constexpr std::uint32_t SubjectLabel = 662;
 
-    /// The text of a resource; empty when it can't be loaded.
+    /// Returns the text of a resource; empty if it cannot be loaded.
     [[nodiscard]] virtual std::wstring Load(std::uint32_t id) const = 0;
     virtual ~StringResources() = default;
 };
 
-/// The English texts that are built in.
+/// Returns the built-in English texts.
 std::shared_ptr<const StringResources> EnglishTexts();

@@ -23,7 +23,7 @@ void ThrowIfFailed(HRESULT result)
     }
 }
 
-/// The thread's stay in an apartment.
+/// Membership of the current thread in a COM apartment.
 class Apartment
 {
 public:
@@ -47,7 +47,7 @@ private:
     HRESULT result_;
 };
 
-/// The elements of a byte array, readable while this lives.
+/// Gives access to the elements of a byte array during its lifetime.
 class ArrayAccess
 {
 public:
@@ -89,7 +89,7 @@ public:
     void Connect() override
     {
         const HRESULT result = Create();
-        if (result != E_NOINTERFACE) { // that one shows when the broker is used
+        if (result != E_NOINTERFACE) { // a missing interface is reported by Load
             ThrowIfFailed(result);
         }
     }

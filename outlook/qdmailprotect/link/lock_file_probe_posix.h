@@ -11,7 +11,7 @@ class LockFileProbe final : public PresenceProbe
 public:
     explicit LockFileProbe(std::vector<presence::lock_place> places);
 
-    /// A file that anybody could have made doesn't count.
+    /// Ignores a file that any user could have created.
     [[nodiscard]] bool IsServicePresent() const override;
 
 private:

@@ -3,15 +3,15 @@
 #include "outlook/qdmailprotect/link/presence_probe.h"
 #include "tool/presence/namespace_functions.h"
 
-/// Looks for the service's mutex in the private namespace that the service made.
+/// Looks for the service's mutex in the private namespace that the service created.
 class NamespaceProbe final : public PresenceProbe
 {
 public:
     explicit NamespaceProbe(presence::namespace_functions functions);
 
-    /// True when the mutex exists. It is opened and closed, never waited for.
+    /// Returns true if the mutex exists. The mutex is opened and closed but never acquired.
     [[nodiscard]] bool IsServicePresent() const override;
-    /// The namespace of that alias, behind the service's boundary; null when it can't be had.
+    /// Opens the namespace with the given alias within the service's boundary; returns null on failure.
     [[nodiscard]] presence::object_handle OpenServiceNamespace(const wchar_t* alias) const;
 
 private:

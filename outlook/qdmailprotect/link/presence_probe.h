@@ -2,14 +2,14 @@
 
 #include <memory>
 
-/// Tells whether the product's service holds its presence. Any thread may ask.
+/// Determines whether the product's service shows its presence. Thread-safe.
 class PresenceProbe
 {
 public:
-    /// False for whatever reason; what is amiss is logged. Raises nothing.
+    /// Returns false on any failure, which is logged. Does not throw.
     [[nodiscard]] virtual bool IsServicePresent() const = 0;
     virtual ~PresenceProbe() = default;
 };
 
-/// The system's own way: a mutex in a private namespace on Windows, a locked file elsewhere.
+/// Creates the probe of the platform: a mutex in a private namespace on Windows, a locked file elsewhere.
 [[nodiscard]] std::shared_ptr<const PresenceProbe> NewPresenceProbe();

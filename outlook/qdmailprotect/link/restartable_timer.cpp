@@ -17,13 +17,13 @@ struct RestartableTimer::State
 
     TimerQueue& queue;
     const std::function<void()> run;
-    /// Keeps arming and disarming apart. The function's own calls go without it, since somebody who holds it may be
-    /// waiting for the function to end.
+    /// Serializes Arm and Disarm. Calls from the function do not take it, because its holder may be waiting for the
+    /// function to return.
     std::mutex control;
-    std::mutex lock; ///< guards what follows; not held while `run` runs
+    std::mutex lock; ///< guards the members below; not held while `run` runs
     bool armed = false;
-    std::thread::id runner;          ///< the thread of the run that is under way
-    std::uint32_t next = FirstDelay; ///< from the end of the run that is under way to the next
+    std::thread::id runner;          ///< the thread of the current run
+    std::uint32_t next = FirstDelay; ///< delay from the end of the current run to the next
 };
 
 RestartableTimer::RestartableTimer(TimerQueue& queue, std::function<void()> run)
@@ -39,7 +39,7 @@ void RestartableTimer::Arm()
 {
     if (RunsHere()) {
         const std::lock_guard guard(state_->lock);
-        state_->armed = true; // the run that is under way makes the timer at its end
+        state_->armed = true; // the current run creates the timer at its end
         state_->next = FirstDelay;
         return;
     }
@@ -59,7 +59,7 @@ void RestartableTimer::Disarm()
 {
     if (RunsHere()) {
         const std::lock_guard guard(state_->lock);
-        state_->armed = false; // there is no timer while its callback runs, and the callback makes none now
+        state_->armed = false; // no timer exists while its callback runs, and the callback creates none now
         return;
     }
     const std::lock_guard one_at_a_time(state_->control);
@@ -104,7 +104,7 @@ void RestartableTimer::Fire(const std::shared_ptr<State>& state)
     if (state->armed) {
         try {
             Schedule(state, state->next);
-        } catch (const std::exception& failure) { // there is nobody above to tell
+        } catch (const std::exception& failure) { // no caller can handle it
             state->armed = false;
             LOG_LINE(logging::outlook_log(), 200, failure.what());
         }

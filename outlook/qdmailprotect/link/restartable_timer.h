@@ -6,25 +6,25 @@
 #include <functional>
 #include <memory>
 
-/// Runs a function again and again on a thread of a timer queue: first after FirstDelay, then each time Pause after the
-/// end of the last run, however long that took. There are never two runs at once. All operations may be called from any
-/// thread, the function's own included.
+/// Runs a function repeatedly on a thread of a timer queue: the first time after FirstDelay, then each time Pause after
+/// the end of the previous run, however long that took. Runs never overlap. All operations are thread-safe and may be
+/// called from the function itself.
 class RestartableTimer
 {
 public:
     static constexpr std::uint32_t FirstDelay = 500; ///< milliseconds
     static constexpr std::uint32_t Pause = 1000;     ///< milliseconds
 
-    /// The queue serves this timer alone and outlives it. `run` lets no exception out.
+    /// `queue` serves this timer only and must outlive it. `run` must not throw.
     RestartableTimer(TimerQueue& queue, std::function<void()> run);
     RestartableTimer(const RestartableTimer&) = delete;
     RestartableTimer& operator=(const RestartableTimer&) = delete;
     ~RestartableTimer();
 
-    /// Begins with FirstDelay; nothing happens when it is armed already. While the function runs, FirstDelay counts
-    /// from its end. Raises std::runtime_error "Can't create timer queue timer".
+    /// Starts the timer with FirstDelay. Does nothing if it is already armed. While the function runs, FirstDelay
+    /// counts from its end. Throws std::runtime_error "Can't create timer queue timer".
     void Arm();
-    /// No run begins after this. Waits for one that is under way, unless it is called from that.
+    /// Prevents further runs. Waits for the current run to end, unless called from that run.
     void Disarm();
     [[nodiscard]] bool IsArmed() const;
 
@@ -34,5 +34,5 @@ private:
     static void Fire(const std::shared_ptr<State>& state);
     static void Schedule(const std::shared_ptr<State>& state, std::uint32_t delay);
 
-    std::shared_ptr<State> state_; ///< shared with the callback that is under way
+    std::shared_ptr<State> state_; ///< shared with the running callback
 };

@@ -33,7 +33,7 @@ ScannerLink::ScannerLink(ScannerLinkServices services)
 
 ScannerLink::~ScannerLink()
 {
-    timer_.Disarm(); // its function uses the members behind it
+    timer_.Disarm(); // its function uses members declared after the timer
 }
 
 void ScannerLink::Start()
@@ -116,7 +116,7 @@ void ScannerLink::CheckHealth()
             question.user_name = "S-1-1-0";
             question.health = "Is scanner available?";
             question.timeout = HealthTimeout;
-            lease->scan(question); // a session could be had and nothing was raised: that is what counts
+            lease->scan(question); // the service is healthy if a session was obtained and nothing was thrown
             FollowServer();
         }
     } catch (const std::exception& failure) {

@@ -4,19 +4,21 @@
 #include <memory>
 #include <vector>
 
-/// Where the product's settings come from. Visits may begin on any thread and at the same time.
+/// The source of the product's settings. Visits may begin on any thread and concurrently.
 class SettingsBroker
 {
 public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// One load. It stays on the thread that began it, and keeps what it took of the platform until it ends.
+    /// One load of the settings. Must be used on the thread that began it. Holds its platform resources until it is
+    /// destroyed.
     class Visit
     {
     public:
-        /// Reaches the broker. Raises ComError, or another std::exception.
+        /// Connects to the broker. Throws ComError or another std::exception.
         virtual void Connect() = 0;
-        /// The serialised record; empty when the broker gives something else. Raises as Connect does.
+        /// Returns the serialised record; empty if the broker returns another type. Throws the same exceptions as
+        /// Connect.
         [[nodiscard]] virtual Bytes Load() = 0;
         virtual ~Visit() = default;
     };

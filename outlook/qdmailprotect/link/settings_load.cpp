@@ -10,12 +10,12 @@
 
 void ScannerLink::LoadSettings()
 {
-    if (IsServicePresent()) { // only without it is the broker asked
+    if (IsServicePresent()) { // the broker is used only while the service is absent
         LOG_LINE(logging::outlook_log(), 400, "Skipping the settings request from product");
         return;
     }
     LOG_LINE(logging::outlook_log(), 500, "Trying to load new settings");
-    std::unique_ptr<SettingsBroker::Visit> visit; // ends behind the failure that it gives
+    std::unique_ptr<SettingsBroker::Visit> visit; // destroyed after its failure has been handled
     try {
         visit = broker_->Begin();
         visit->Connect();

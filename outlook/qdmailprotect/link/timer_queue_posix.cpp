@@ -12,7 +12,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// A thread that is started with the first timer and waits for one time after another.
+/// A thread that is started with the first timer and waits for each due time in turn.
 class ThreadTimerQueue final : public TimerQueue
 {
 public:
@@ -85,9 +85,9 @@ private:
         changed_.notify_all();
     }
 
-    std::mutex lock_; ///< guards what follows
+    std::mutex lock_; ///< guards the members below
     std::condition_variable changed_;
-    std::optional<Clock::time_point> due_; ///< set while a timer waits
+    std::optional<Clock::time_point> due_; ///< set while a timer is pending
     std::function<void()> fire_;
     bool running_ = false;
     bool ending_ = false;

@@ -7,10 +7,10 @@
 
 namespace {
 
-/// Lets the queue's pool grow to 1024 threads (WT_SET_MAX_THREADPOOL_THREADS); all else is as by default.
+/// Lets the queue's pool grow to 1024 threads (WT_SET_MAX_THREADPOOL_THREADS); all other flags have their defaults.
 constexpr ULONG timer_flags = 0x4000000;
 
-/// Timer queues. The end waits for the callbacks that run.
+/// Handle traits of timer queues. Closing waits for running callbacks.
 struct TimerQueueTraits
 {
     using type = HANDLE;
@@ -29,7 +29,7 @@ public:
     {
         const std::lock_guard guard(lock_);
         if (!queue_) {
-            return false; // a null queue would stand for the process's own
+            return false; // a null queue would denote the process's default queue
         }
         Forget(); // the former timer has fired, and its callback may be the caller
         fire_ = std::move(fire);
@@ -64,7 +64,7 @@ private:
         }
         fire();
         const std::lock_guard guard(lock_);
-        if (runner_ == ::GetCurrentThreadId()) { // else the next callback has begun
+        if (runner_ == ::GetCurrentThreadId()) { // otherwise the next callback has begun
             runner_ = 0;
         }
     }
@@ -77,10 +77,10 @@ private:
     }
 
     std::mutex lock_;
-    std::function<void()> fire_; ///< under lock_
-    HANDLE timer_ = nullptr;     ///< the one that is waiting or has fired last; under lock_
-    DWORD runner_ = 0;           ///< the thread of the callback that is running; under lock_
-    winapi::unique_handle<TimerQueueTraits> queue_{::CreateTimerQueue()}; // ends first, and with it the callbacks
+    std::function<void()> fire_; ///< guarded by lock_
+    HANDLE timer_ = nullptr;     ///< pending or fired last; guarded by lock_
+    DWORD runner_ = 0;           ///< the thread of the running callback; guarded by lock_
+    winapi::unique_handle<TimerQueueTraits> queue_{::CreateTimerQueue()}; // destroyed first, with its callbacks
 };
 
 } // namespace

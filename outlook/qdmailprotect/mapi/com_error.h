@@ -4,7 +4,7 @@
 
 #include <exception>
 
-/// A COM failure raised as an exception, the same on every system.
+/// A COM failure thrown as an exception; the same on every platform.
 class ComError : public std::exception
 {
 public:

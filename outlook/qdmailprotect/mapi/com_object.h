@@ -6,8 +6,8 @@
 #include <new>
 #include <utility>
 
-/// Counting and interface look-up for a class that implements COM interfaces. Made with MakeCom and ended by its last
-/// Release. Counting may happen on any thread.
+/// Reference counting and interface look-up for a class that implements COM interfaces. Objects are created with
+/// MakeCom and destroyed by their last Release. Reference counting is thread-safe.
 template <typename... Interfaces>
 class ComObject : public Interfaces...
 {
@@ -40,14 +40,14 @@ public:
 protected:
     ComObject() = default;
     virtual ~ComObject() = default;
-    /// The interface as the pointer that its users expect, not counted; null when there is none.
+    /// Returns a pointer to the interface of type `iid` without adding a reference; null if it is not implemented.
     virtual void* FindInterface(REFIID iid) = 0;
 
 private:
     std::atomic<ULONG> references_{0};
 };
 
-// An object of several interfaces has several IUnknown bases but one count.
+// An object of several interfaces has several IUnknown bases but one reference count.
 template <typename... Interfaces>
 void intrusive_ptr_add_ref(ComObject<Interfaces...>* object) noexcept
 {
@@ -60,7 +60,7 @@ void intrusive_ptr_release(ComObject<Interfaces...>* object) noexcept
     object->Release();
 }
 
-/// A new object with one reference, the caller's.
+/// Creates an object with one reference, which the caller owns.
 template <typename T, typename... Arguments>
 ComPtr<T> MakeCom(Arguments&&... arguments)
 {

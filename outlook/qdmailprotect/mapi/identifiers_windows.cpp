@@ -1,4 +1,4 @@
-// The identifiers of the message store's interfaces are in no library: here they get their one definition.
+// No library contains the identifiers of the message store's interfaces; they are defined here once.
 #define INITGUID
 #define USES_IID_IMessage
 #define USES_IID_IAttachment

@@ -6,7 +6,7 @@
 
 // Windows only.
 
-/// A VARIANT that is cleared with its scope.
+/// A VARIANT that is cleared at the end of its scope.
 class Variant
 {
 public:
@@ -24,5 +24,5 @@ private:
 
 /// Reads a property by its dispatch identifier.
 HRESULT GetLateBound(IDispatch* object, DISPID id, Variant& value);
-/// The same of a text; DISP_E_TYPEMISMATCH for another type.
+/// Reads a text property; returns DISP_E_TYPEMISMATCH for another type.
 HRESULT GetLateBoundText(IDispatch* object, DISPID id, std::wstring& text);

@@ -1,7 +1,7 @@
 #pragma once
 
-// One vocabulary of the message store on every system: the interfaces and records of the platform, and the tags and
-// identifiers that its headers lack.
+// The common declarations of the message store for every platform: the platform's interfaces and records, and the tags
+// and identifiers that its headers lack.
 #include <platform/mapi.h>
 
 #include <cstdint>
@@ -16,12 +16,12 @@ inline constexpr std::uint32_t PR_ATTACH_CONTENT_LOCATION_W = 0x3713001F;
 inline constexpr std::uint32_t PR_ATTACHMENT_FLAGS = 0x7FFD0003;
 inline constexpr std::uint32_t PR_ATTACHMENT_HIDDEN = 0x7FFE000B;
 
-/// The set of named properties that mirror internet header lines.
+/// The set of named properties that correspond to internet header lines.
 inline constexpr GUID PS_INTERNET_HEADERS{0x00020386, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 inline constexpr IID IID_ISecuredMessage{0x253CC320, 0xEAB6, 0x11D0, {0x82, 0x22, 0x00, 0x60, 0x97, 0x93, 0x87, 0xEA}};
 
-/// What an encrypted message is wrapped in. Five operations of it stay unused; nothing calls them.
+/// Implemented by the wrapper of an encrypted message. Five of its operations are never called.
 struct ISecuredMessage : IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE Unused4() = 0;
@@ -29,7 +29,7 @@ struct ISecuredMessage : IUnknown
     virtual HRESULT STDMETHODCALLTYPE Unused6() = 0;
     virtual HRESULT STDMETHODCALLTYPE Unused7() = 0;
     virtual HRESULT STDMETHODCALLTYPE Unused8() = 0;
-    /// The message inside the wrapper; the reference is the caller's.
+    /// Returns the message inside the wrapper. The caller owns the reference.
     virtual HRESULT STDMETHODCALLTYPE GetBaseMessage(IMessage** base) = 0;
 
 protected:
@@ -41,13 +41,13 @@ inline constexpr CLSID CLSID_IConverterSession{
 inline constexpr IID IID_IConverterSession{
     0x4B401570, 0xB77B, 0x11D0, {0x9D, 0xA5, 0x00, 0xC0, 0x4F, 0xD6, 0x56, 0x85}};
 
-// What the converter session is told: the encoding of bodies, the form of the document, and what goes into it.
+// Parameters of the converter session: the encoding of bodies, the format of the document, and its contents.
 inline constexpr std::int32_t IET_QP = 3;
 inline constexpr std::int32_t SAVE_RFC1521 = 1;
 inline constexpr ULONG CCSF_SMTP = 0x0002;
 inline constexpr ULONG CCSF_INCLUDE_BCC = 0x0020;
 
-/// The message store's own converter between messages and MIME. The operations without a telling name stay unused.
+/// The message store's converter between messages and MIME. The operations with placeholder names are never called.
 struct IConverterSession : IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE SetAdrBook(IUnknown* address_book) = 0;

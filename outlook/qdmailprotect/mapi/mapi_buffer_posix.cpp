@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Stands in front of every buffer; the further buffers of an owner hang on its chain.
+/// Precedes every buffer. The additional buffers of an owner are linked into its chain.
 struct alignas(std::max_align_t) Header
 {
     Header* next;

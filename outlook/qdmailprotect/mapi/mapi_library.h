@@ -7,28 +7,28 @@
 
 #include <mutex>
 
-// Windows only. MAPI is bound at run time, so that a machine without it still loads the add-in. MAPIInitialize,
-// MAPIUninitialize, MAPIAllocateBuffer, MAPIAllocateMore and MAPIFreeBuffer are called by these names as anywhere; the
-// names are defined here and go to the process's one MapiLibrary.
+// Windows only. MAPI is bound at run time, so that the add-in also loads on a machine without it. MAPIInitialize,
+// MAPIUninitialize, MAPIAllocateBuffer, MAPIAllocateMore and MAPIFreeBuffer are called by their usual names, which are
+// defined here and call the process's only MapiLibrary.
 
-/// MAPI's entry points, found at the first call of one. May be used from any thread.
+/// MAPI's entry points, resolved at the first call of one. Thread-safe.
 class MapiLibrary
 {
 public:
-    /// `fileName` without a path, a literal. If the process has a module of that name, it is that one; otherwise the
-    /// system folder's.
+    /// `fileName` is a literal without a path. Uses the module of that name that is already loaded into the process,
+    /// and otherwise the one in the system folder.
     explicit MapiLibrary(const wchar_t* fileName) noexcept
         : fileName_(fileName)
     {}
 
-    /// The library's results, or the system's error as an HRESULT when there is no library or no such entry.
+    /// Returns the library's result, or the system's error as an HRESULT if the library or the entry is missing.
     HRESULT Initialize(void* options);
     void Uninitialize();
     SCODE AllocateBuffer(ULONG size, void** buffer);
     SCODE AllocateMore(ULONG size, void* owner, void** buffer);
     ULONG FreeBuffer(void* buffer);
 
-    /// Lets go of the library; the next call of an entry finds it again. No call may be running.
+    /// Releases the library; the next call of an entry loads it again. No call may be in progress.
     void Release() noexcept;
 
 private:
@@ -36,7 +36,7 @@ private:
     HRESULT Find(const char* name, Function& function, Function& found);
 
     const wchar_t* fileName_;
-    std::mutex lock_; ///< guards the fields below, never held during a call
+    std::mutex lock_; ///< guards the fields below; never held during a call
     winapi::module_handle module_;
     LPMAPIINITIALIZE initialize_ = nullptr;
     LPMAPIUNINITIALIZE uninitialize_ = nullptr;
@@ -45,5 +45,5 @@ private:
     LPMAPIFREEBUFFER freeBuffer_ = nullptr;
 };
 
-/// The library behind the entry points' own names.
+/// Returns the library that the entry points of the usual names call.
 MapiLibrary& SystemMapi() noexcept;

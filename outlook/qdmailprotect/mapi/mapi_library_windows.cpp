@@ -10,8 +10,8 @@ HRESULT LastResult()
     return HRESULT_FROM_WIN32(::GetLastError());
 }
 
-/// The library, with a reference of our own. The client may have brought one of its own; a library of that name in
-/// the folder of the executable, or in the current one, is not looked for.
+/// Returns the library with an additional reference. The client may have loaded a library of its own. The folder of the
+/// executable and the current folder are not searched.
 HMODULE OpenLibrary(const wchar_t* fileName)
 {
     HMODULE module = nullptr;

@@ -20,8 +20,9 @@ inline void intrusive_ptr_release(IUnknown* object) noexcept
 template <typename T>
 using ComPtr = boost::intrusive_ptr<T>;
 
-/// The out-parameter of a COM call: a full expression hands `Receive(pointer)` to an operation that fills in a T**, an
-/// IUnknown** or a void**; at its end the reference belongs to `pointer`, whose old one is released.
+/// The out-parameter of a COM call. A full expression passes `Receive(pointer)` to an operation that writes a T**, an
+/// IUnknown** or a void**. At the end of the expression `pointer` owns the returned reference, and its previous one is
+/// released.
 template <typename T>
 class Receive
 {
@@ -41,14 +42,14 @@ private:
     T* object_ = nullptr;
 };
 
-/// Asks `object` for another interface; null with the failing result when it has none.
+/// Queries `object` for another interface. On failure `out` is null and the failure code is returned.
 template <typename T>
 HRESULT Query(IUnknown* object, REFIID iid, ComPtr<T>& out)
 {
     return object->QueryInterface(iid, Receive(out));
 }
 
-/// Frees what the message store allocated.
+/// Frees memory that the message store allocated.
 struct MapiFree
 {
     void operator()(void* buffer) const noexcept { MAPIFreeBuffer(buffer); }

@@ -5,8 +5,8 @@
 #include <exception>
 #include <new>
 
-/// The border between code that raises and its COM callers, who get a HRESULT: runs `work`, which gives a HRESULT, and
-/// turns what it raises into E_OUTOFMEMORY or E_FAIL.
+/// The border between code that throws and its COM callers, which receive an HRESULT: runs `work`, which returns an
+/// HRESULT, and converts its exceptions to E_OUTOFMEMORY or E_FAIL.
 template <typename Work>
 HRESULT ResultBorder(Work&& work) noexcept
 {

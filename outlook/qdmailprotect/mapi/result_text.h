@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-/// A result as the log shows it behind "0x".
+/// Formats a result as it appears in the log after "0x".
 inline std::string HexResult(HRESULT result)
 {
     return winapi::hex32(static_cast<std::uint32_t>(result));

@@ -6,8 +6,9 @@ namespace icap {
 class message;
 } // namespace icap
 
-/// True if the scanner's answer, which may be null, encapsulates an HTTP message.
+/// Returns true if the scanner's answer, which may be null, encapsulates an HTTP message.
 bool HasContents(icap::message* response);
 
-/// The body of the encapsulated HTTP message; empty without one. Raises what the body's store raises.
+/// Returns the body of the encapsulated HTTP message; empty if there is none. Throws the exceptions of the body's
+/// store.
 std::string ReadContents(icap::message* response);

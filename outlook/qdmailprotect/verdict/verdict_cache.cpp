@@ -18,9 +18,10 @@ constexpr LONG VerdictPropertyName = 1;
 constexpr std::wstring_view EnvelopedMarker = L"smime-type=enveloped-data";
 constexpr std::size_t ReservedEntries = 100;
 constexpr std::size_t TrimAt = 5000;     ///< a table of this size is trimmed
-constexpr std::size_t TrimBeyond = 1000; ///< copying stops as soon as the new table is larger
+constexpr std::size_t TrimBeyond = 1000; ///< copying stops once the new table is larger
 
-/// The tag that the store has for a named property, which is created if it is new; the type bits are the caller's.
+/// Returns the store's tag for a named property, which is created if it does not exist, combined with the type bits
+/// `type`.
 std::optional<ULONG> ResolveName(IMessage* message, MAPINAMEID name, ULONG type)
 {
     MAPINAMEID* names[] = {&name};
@@ -57,7 +58,7 @@ void VerdictCache::ReadRegistryParams()
         }
         keepVerdictInEmail_ = value.value_or(0) == 0;
     } catch (const std::exception&) {
-        // A value that can't be read counts as none, and the flag keeps its value.
+        // A value that cannot be read is ignored and the flag is unchanged.
     }
 }
 
@@ -115,7 +116,7 @@ bool VerdictCache::IsEncrypted(IMessage* message)
     return encrypted;
 }
 
-/// The message inside the wrapper of an encrypted one; null if it can't be reached.
+/// Returns the message inside the wrapper of an encrypted message; null if it cannot be obtained.
 ComPtr<IMessage> VerdictCache::BaseMessage(IMessage* message)
 {
     ComPtr<ISecuredMessage> secured;
@@ -220,8 +221,8 @@ void VerdictCache::AddToInternalCache(const std::string& id, ScanResult verdict)
         return;
     }
     LOG_LINE(logging::outlook_log(), 400, "Clearing the cache...");
-    // Neither age nor use is recorded, and what survives must not depend on them. So the table is walked by its
-    // buckets: from end to end it may have its newest entries first.
+    // Neither age nor use is recorded, and the choice of the remaining entries must not depend on them. Therefore the
+    // table is iterated by its buckets: from begin to end it may have its newest entries first.
     std::unordered_map<std::string, ScanResult> kept;
     for (std::size_t bucket = 0; bucket < internal_.bucket_count() && kept.size() <= TrimBeyond; ++bucket) {
         for (auto entry = internal_.cbegin(bucket); entry != internal_.cend(bucket) && kept.size() <= TrimBeyond;

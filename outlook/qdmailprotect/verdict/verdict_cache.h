@@ -8,10 +8,10 @@
 #include <string>
 #include <unordered_map>
 
-/// Remembers the verdicts of messages in two tiers: the global cache, a named property on the message itself that
-/// travels with it, and the internal cache, a table in memory keyed by entry identifier. Also tells encrypted messages,
-/// whose property stands on the base message inside the wrapper. Messages stay the caller's. Used on the thread that
-/// delivers item events, without a lock.
+/// Stores the verdicts of messages in two tiers: the global cache, a named property on the message itself that is
+/// transferred with it, and the internal cache, a table in memory keyed by entry identifier. Also determines whether a
+/// message is encrypted; the property of an encrypted message is stored on the base message inside the wrapper. The
+/// caller keeps ownership of messages. Must be used on the thread that delivers item events; there is no lock.
 class VerdictCache
 {
 public:
@@ -19,19 +19,19 @@ public:
     VerdictCache(const VerdictCache&) = delete;
     VerdictCache& operator=(const VerdictCache&) = delete;
 
-    /// The known verdict of `message`. `seenInternally` (may be null) tells on true whether only the internal cache
-    /// knew it.
+    /// Finds the known verdict of `message`. If the result is true, `seenInternally` (may be null) specifies whether
+    /// only the internal cache contained it.
     bool FindMessage(IMessage* message, ScanResult& verdict, bool* seenInternally);
-    /// Records a verdict, which is never ScanResult::None, in both tiers. The message isn't saved.
+    /// Records a verdict, which must not be ScanResult::None, in both tiers. The message is not saved.
     void AddMessage(IMessage* message, ScanResult verdict);
-    /// True for an S/MIME enveloped message; a signed one counts as not encrypted.
+    /// Returns true for an S/MIME enveloped message; a signed one does not count as encrypted.
     bool IsEncrypted(IMessage* message);
-    /// Makes a decrypted base message an ordinary note; true if the store took it.
+    /// Converts a decrypted base message to an ordinary note; returns true if the store accepted the change.
     bool UnencryptBaseMessage(IMessage* baseMessage);
-    /// Reads "KeepVerdictInEmail": any number but 0 turns the property off. A failure leaves things as they are.
+    /// Reads "KeepVerdictInEmail": any value other than 0 turns the property off. On failure the setting is unchanged.
     void ReadRegistryParams();
 
-    /// Entries of the internal cache.
+    /// Returns the number of entries of the internal cache.
     [[nodiscard]] std::size_t InternalSize() const noexcept { return internal_.size(); }
 
 private:

@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// An item of the kind `kind`: IID_MailItem, IID_MeetingItem, IID_TaskItem, or something else.
+/// An item of the kind `kind`: IID_MailItem, IID_MeetingItem, IID_TaskItem, or any other identifier.
 class OutlookItemBase : public ComObject<OutlookItemInterface>
 {
 public:
@@ -15,7 +15,7 @@ protected:
     explicit OutlookItemBase(const IID& kind)
         : kind_(kind)
     {}
-    /// The store's object, with a reference for the caller.
+    /// Returns the store's object. The caller owns the reference.
     virtual HRESULT MapiObject(IUnknown** object) = 0;
     void* FindInterface(REFIID iid) override
     {
@@ -26,7 +26,7 @@ private:
     IID kind_;
 };
 
-/// An attachment whose names the derived class gives.
+/// An attachment whose names are provided by the derived class.
 class OutlookAttachmentBase : public ComObject<OutlookAttachmentInterface>
 {
 public:

@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// IDispatch without type information and without names: property gets by number are all that it answers.
+/// IDispatch without type information and names: only property gets by number are supported.
 class LateBoundObject : public ComObject<IDispatch>
 {
 public:
@@ -20,7 +20,7 @@ protected:
     explicit LateBoundObject(const IID& kind)
         : kind_(kind)
     {}
-    /// The value of property `id`; DISP_E_MEMBERNOTFOUND for one that does not exist.
+    /// Returns the value of property `id`, or DISP_E_MEMBERNOTFOUND if it does not exist.
     virtual HRESULT Property(DISPID id, VARIANT& value) = 0;
     void* FindInterface(REFIID iid) override;
 
@@ -28,17 +28,17 @@ private:
     IID kind_;
 };
 
-/// An item of the kind `kind`: IID_MailItem, IID_MeetingItem, IID_TaskItem, or something else.
+/// An item of the kind `kind`: IID_MailItem, IID_MeetingItem, IID_TaskItem, or any other identifier.
 class OutlookItemBase : public LateBoundObject
 {
 protected:
     using LateBoundObject::LateBoundObject;
-    /// The store's object, with a reference for the caller.
+    /// Returns the store's object. The caller owns the reference.
     virtual HRESULT MapiObject(IUnknown** object) = 0;
     HRESULT Property(DISPID id, VARIANT& value) override;
 };
 
-/// An attachment whose names the derived class gives.
+/// An attachment whose names are provided by the derived class.
 class OutlookAttachmentBase : public LateBoundObject
 {
 protected:

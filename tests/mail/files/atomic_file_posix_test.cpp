@@ -1,4 +1,4 @@
-// What only systems with permissions and links show.
+// Behavior that only occurs on systems with permissions and links.
 
 #include "mail/files/atomic_file.h"
 #include "mail/msg/compound_file.h"
@@ -29,7 +29,7 @@ void fill(const fs::path& file, std::string_view text)
     std::ofstream(file, std::ios::binary) << text;
 }
 
-/// Gives up the superuser's rights while it lives.
+/// Drops the superuser's privileges during its lifetime.
 class without_privileges
 {
 public:
@@ -48,7 +48,7 @@ private:
     uid_t user_ = ::geteuid();
 };
 
-/// No file grows beyond so many bytes while it lives, as on a disk that is full.
+/// Limits the size of files during its lifetime, like a full disk.
 class full_disk
 {
 public:
@@ -107,7 +107,7 @@ TEST(AtomicFilePosix, NeedsTheRightToWriteTheOldFile)
     const fs::path target = folder.path() / "report.msg";
     fill(target, "precious");
     fs::permissions(target, fs::perms::owner_read);
-    fs::permissions(folder.path(), fs::perms::all); // the folder itself would let it be replaced
+    fs::permissions(folder.path(), fs::perms::all); // the folder permits the replacement
     {
         const without_privileges restricted;
         EXPECT_EQ("Permission denied", reason_of(large_message(), target));

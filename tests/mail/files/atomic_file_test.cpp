@@ -95,7 +95,7 @@ TEST_F(AtomicFile, LeavesAFileAloneThatMayNotBeWritten)
     } catch (const fs::filesystem_error&) {
         refused = true;
     }
-    EXPECT_EQ(refused ? "precious" : "new", contents_of(target)); // the superuser may write everything
+    EXPECT_EQ(refused ? "precious" : "new", contents_of(target)); // the superuser may write to any file
     EXPECT_EQ(1, files());
     fs::permissions(target, fs::perms::owner_write, fs::perm_options::add);
 }

@@ -47,7 +47,7 @@ TEST(Mailboxes, AreKnownByTheirEnvelopeLinesToo)
 {
     const temporary_folder folder;
     EXPECT_EQ(2U, find_messages(folder.write("archive", two_messages)).size());
-    // A single envelope line is an old habit in front of one message.
+    // Some programs write a single envelope line before one message.
     EXPECT_EQ(1U, find_messages(folder.write("one.eml", two_messages.substr(0, 60))).size());
 }
 
@@ -91,7 +91,7 @@ TEST(Mailboxes, ThatCannotBeReadSayWhy)
 
 TEST(Mailboxes, OfThePythonTestSuiteAreReadOrRefusedWithAReason)
 {
-    // Messages that were made to be hard to read, of the Debian package libpython3.11-testsuite.
+    // Messages that are deliberately hard to read, from the Debian package libpython3.11-testsuite.
     const std::filesystem::path folder = "/usr/lib/python3.11/test/test_email/data";
     std::size_t opened = 0;
     std::size_t refused = 0;

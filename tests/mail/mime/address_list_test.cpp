@@ -8,7 +8,7 @@
 namespace host::test {
 namespace {
 
-/// "name <address>" of each mailbox, with "|" between them.
+/// Returns "name <address>" for each mailbox, separated by "|".
 std::string addresses(std::string_view value)
 {
     std::string text;

@@ -27,7 +27,7 @@ ComPtr<IStream> stream_of(std::string text)
     return make_byte_stream(std::make_shared<stream_state>(bytes_of(std::move(text)), PT_BINARY), nullptr, 0, false);
 }
 
-/// UTF-16LE of wide text, handed over in blocks as a stream may.
+/// Returns UTF-16LE as UTF-8, read in blocks of `step` bytes.
 std::string as_utf8(const std::string& utf16le, std::size_t step = 100)
 {
     const content_ptr content = utf8_content(text_content(utf16le));

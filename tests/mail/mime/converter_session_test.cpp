@@ -31,7 +31,7 @@ ComPtr<message_object> opened(const message_record& message)
     return MakeCom<message_object>(message, true, [](const message_record&) { return HRESULT{S_OK}; });
 }
 
-/// A message with all that a document can hold.
+/// Returns a message with all kinds of contents of a document.
 message_record rich_message()
 {
     message_record message = note(L"\u00DCbersicht", L"Text\r\n");

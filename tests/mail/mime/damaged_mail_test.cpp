@@ -1,4 +1,4 @@
-// Mail with damage: whatever the reader makes of it, the writer writes and the reader reads again.
+// Damaged mail: the writer must be able to write whatever the reader produces, and the reader to read it again.
 
 #include "mail/files/mailbox.h"
 #include "tests/mail/mime/document_fixture.h"
@@ -23,7 +23,7 @@ std::optional<message_record> try_read(const std::string& text)
     }
 }
 
-/// True if the text is a message; it then survives being written and read.
+/// Returns true if the text is a message; checks then that it can be written and read again.
 bool round_trip(const std::string& text)
 {
     const auto message = try_read(text);

@@ -9,7 +9,7 @@
 
 namespace host::test {
 
-/// The document of a message.
+/// Returns the document of a message.
 inline std::string document(const message_record& message, const mime_document_options& options = {})
 {
     std::string text;
@@ -17,7 +17,7 @@ inline std::string document(const message_record& message, const mime_document_o
     return text;
 }
 
-/// The document that a file of this program's holds.
+/// Returns the document as saved by this program.
 inline std::string saved_document(const message_record& message)
 {
     return document(message, {true, true});
@@ -34,7 +34,7 @@ inline std::string snapshot_text(const message_record& message)
     return to_json(take_snapshot(message), digests).dump(1);
 }
 
-/// What stands between the beginning and the first empty line.
+/// Returns the text before the first empty line.
 inline std::string head_of(const std::string& text)
 {
     return text.substr(0, text.find("\r\n\r\n") + 2);
@@ -68,7 +68,7 @@ inline void add_recipient(message_record& message, std::int32_t kind, std::wstri
     message.recipients.push_back(std::move(recipient));
 }
 
-/// A plain note from Ada to Ben, not from any mail.
+/// Returns a plain note from Ada to Ben that was not read from any mail.
 inline message_record note(std::wstring_view subject = L"Minutes", std::wstring_view body = L"Text.\r\n")
 {
     message_record message;

@@ -1,5 +1,5 @@
-// Messages written as files and read again show what they showed before: samples, generated mail, what a disinfection
-// leaves, and what no mail ever looked like.
+// Messages that are written as files and read again must be unchanged: samples, generated mail, the results of
+// disinfection, and messages with unusual properties.
 
 #include "mail/files/mailbox.h"
 #include "tests/mail/mime/document_fixture.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
 
-/// The name of an identifier that may differ from store to store.
+/// Returns the name of an identifier, which may differ between stores.
 std::string stable_name(std::uint32_t tag, const name_table& names)
 {
     const property_name* name = PROP_ID(tag) < 0x8000 ? nullptr : names.name_of(PROP_ID(tag));
@@ -47,7 +47,7 @@ void expect_same(const property_bag& left, const name_table& left_names, const p
     EXPECT_EQ(expected.size(), found.size()) << what;
 }
 
-/// Every property of every object, not only what a snapshot shows.
+/// Compares every property of every object, not only those in a snapshot.
 void expect_same(const message_record& left, const message_record& right, const std::string& what)
 {
     expect_same(*left.properties, left.store->names, *right.properties, right.store->names, what);
@@ -92,7 +92,7 @@ void set_verdict(message_record& message, std::int32_t verdict)
     message.properties->set(PROP_TAG(PT_LONG, id), property_value::of_long(verdict));
 }
 
-/// The samples, and generated mail, as folders of files.
+/// The samples and generated mail as folders of files.
 class saved_mail : public testing::Test
 {
 protected:
@@ -131,7 +131,7 @@ TEST_F(saved_mail, of_generated_messages_reads_back_to_the_same_message)
     EXPECT_EQ(round_trip_all(folder), 60U);
 }
 
-/// Makes messages that a store may hold, however unlikely.
+/// Generates unusual messages that a store can contain.
 class odd_messages
 {
 public:
@@ -285,7 +285,7 @@ TEST_F(saved_mail, of_messages_like_no_mail_reads_back_to_the_same_message)
     for (unsigned seed = 1; seed <= 120; ++seed) {
         odd_messages generator(seed);
         message_record message = generator.make();
-        set_binary(message, PR_ENTRYID, "id"); // the reader gives one to a message without
+        set_binary(message, PR_ENTRYID, "id"); // the reader assigns one to a message without
         ASSERT_NO_FATAL_FAILURE(expect_round_trip(message, "odd message " + std::to_string(seed)));
         if (HasFailure()) {
             break;

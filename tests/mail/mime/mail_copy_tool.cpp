@@ -1,6 +1,6 @@
-// mail_copy IN OUT: reads every message of a folder and writes it to OUT as a file of this program's, NAME.eml, and as
-// the document that the converter session makes of it, NAME.mime. Prints one JSON object a line: what the message
-// shows.
+// mail_copy IN OUT: reads every message of a folder and writes it to OUT as a file of this program, NAME.eml, and as
+// the document that the converter session creates, NAME.mime. Prints one JSON object per line with the displayed
+// contents of the message.
 
 #include "desk/run/snapshot.h"
 #include "mail/files/mailbox.h"

@@ -232,10 +232,10 @@ png
     ASSERT_EQ(2U, message.attachments.size());
     EXPECT_EQ(L"one@x", wide(attachment(message, 0), PR_ATTACH_CONTENT_ID_W));
     EXPECT_EQ(1, number(attachment(message, 0), PR_ATTACHMENT_HIDDEN));
-    EXPECT_EQ(nullptr, attachment(message, 1).find(PROP_ID(PR_ATTACHMENT_HIDDEN))); // nobody would see it otherwise
+    EXPECT_EQ(nullptr, attachment(message, 1).find(PROP_ID(PR_ATTACHMENT_HIDDEN))); // otherwise never displayed
 }
 
-/// Whether the one image of a message with this HTML is hidden.
+/// Returns true if the only image of a message with this HTML is hidden.
 bool is_hidden(const std::string& html, const std::string& id)
 {
     const auto message = read("Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n\n" + html +
@@ -311,7 +311,7 @@ TEST(Attachments, NestOnlySoDeep)
     }
     EXPECT_EQ(deepest_embedded - 1, depth);
     ASSERT_EQ(1U, level->attachments.size());
-    // What lies deeper is kept as it is, so that it is scanned as a file.
+    // Deeper levels are kept unchanged, so that they are scanned as a file.
     EXPECT_NE(std::string::npos, binary(attachment(*level, 0), PR_ATTACH_DATA_BIN).find("innermost"));
 }
 
@@ -355,7 +355,7 @@ TEST(Attachments, ThatAreLargeAreDecodedWhole)
 {
     std::string encoded;
     for (int i = 0; i < 10000; ++i) {
-        encoded += "QUJDREVGR0hJSktMTU5PUFFSU1RVVldYWVphYmNkZWZnaGlqa2xtbm9wcXJzdHV2\n"; // 48 bytes a line
+        encoded += "QUJDREVGR0hJSktMTU5PUFFSU1RVVldYWVphYmNkZWZnaGlqa2xtbm9wcXJzdHV2\n"; // 48 bytes per line
     }
     const auto message = read("Content-Type: application/zip\nContent-Transfer-Encoding: base64\n\n" + encoded);
     const std::string data = binary(attachment(message, 0), PR_ATTACH_DATA_BIN);
@@ -392,7 +392,7 @@ TEST(MultipartStructures, WithoutAnyPartAreKeptAsAFile)
     EXPECT_TRUE(read("Content-Type: multipart/mixed; boundary=x\n\n\n").attachments.empty());
 }
 
-/// A message of so many multiparts in one another, with a file in the innermost.
+/// Returns a message of `depth` nested multiparts with a file in the innermost one.
 std::string nested_multiparts(int depth)
 {
     std::string text = "Subject: x\n";
@@ -436,7 +436,7 @@ END:VCALENDAR
     EXPECT_EQ(L"IPM.Schedule.Meeting.Request", wide(message, PR_MESSAGE_CLASS_W));
     EXPECT_EQ(item_kind::meeting, kind_of_class(wide(message, PR_MESSAGE_CLASS_W)));
     EXPECT_EQ(L"When: Monday", wide(message, PR_BODY_W));
-    ASSERT_EQ(1U, message.attachments.size()); // the calendar is checked like any attachment
+    ASSERT_EQ(1U, message.attachments.size()); // the calendar is checked like any other attachment
     EXPECT_EQ(L"text/calendar", wide(attachment(message, 0), PR_ATTACH_MIME_TAG_W));
 }
 
@@ -503,7 +503,7 @@ TEST(CharacterSets, AreConverted)
 {
     EXPECT_EQ("\xE3\x81\x82", to_utf8("\x1b$B$\"\x1b(B", "iso-2022-jp"));
     EXPECT_EQ("\xE2\x82\xAC", to_utf8("\x80", "windows-1252"));
-    EXPECT_EQ("a\xEF\xBF\xBD", to_utf8("a\xE3\x81", "utf-8")); // cut in the middle of a character
+    EXPECT_EQ("a\xEF\xBF\xBD", to_utf8("a\xE3\x81", "utf-8")); // truncated in the middle of a character
     EXPECT_EQ("", to_utf8("", "utf-8"));
 }
 

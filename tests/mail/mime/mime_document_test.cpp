@@ -1,4 +1,4 @@
-// What the documents of messages look like, line by line where it matters.
+// The documents of messages, line by line where it matters.
 
 #include "tests/mail/mime/document_fixture.h"
 
@@ -261,7 +261,7 @@ TEST(mime_document, of_an_envelope_stays_one)
     EXPECT_THAT(text, Not(HasSubstr("multipart")));
     EXPECT_EQ(snapshot_text(read_saved(saved_document(message))), snapshot_text(message));
 
-    message_record opened = message.copy(); // as disinfection leaves it
+    message_record opened = message.copy(); // in the form in which disinfection leaves it
     set_text(opened, PR_MESSAGE_CLASS_W, L"IPM.Note");
     set_binary(opened, PR_HTML, "<p>notice</p>");
     EXPECT_THAT(head_of(document(opened)), HasSubstr("multipart/mixed"));
@@ -373,7 +373,7 @@ TEST(mime_document, encodes_long_names_so_that_they_read_back)
     EXPECT_EQ(wide(read_saved(document(message), written_by::anyone), PR_SENDER_NAME_W), name);
 }
 
-/// What every document is, whatever the message says: lines of ASCII as long as mail may have.
+/// Checks the properties of every document: lines of ASCII within the length that mail allows.
 void expect_lines_of_mail(const std::string& text)
 {
     for (const char c : text) {
@@ -520,7 +520,7 @@ TEST(mime_document, tells_identifiers_and_importance)
     EXPECT_THAT(document(message), Not(HasSubstr("Importance")));
 }
 
-// --- what a reader believes
+// --- headers that a reader evaluates
 
 TEST(own_headers_in_mail, from_outside_mean_nothing)
 {

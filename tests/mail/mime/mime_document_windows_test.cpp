@@ -58,7 +58,7 @@ std::string written(const message_record& record, bool include_bcc = true)
     return document;
 }
 
-/// What stands between the blank line behind `mark` and the next boundary, decoded.
+/// Returns the decoded text between the blank line after `mark` and the next boundary.
 std::string base64_behind(const std::string& document, const std::string& mark)
 {
     const std::size_t begin = document.find("\r\n\r\n", document.find(mark)) + 4;

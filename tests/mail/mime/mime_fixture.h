@@ -11,7 +11,7 @@
 
 namespace host::test {
 
-/// The text with CRLF line ends.
+/// Returns the text with CRLF line ends.
 inline std::string crlf(std::string_view text)
 {
     std::string result;

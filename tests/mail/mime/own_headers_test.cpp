@@ -10,7 +10,7 @@
 namespace host::test {
 namespace {
 
-/// A value of each kind that the store knows, with its limits.
+/// Returns a value of each kind that the store supports, including the limits.
 std::vector<std::pair<std::uint32_t, property_value>> values_of_every_kind()
 {
     auto tree = std::make_shared<storage_tree>();
@@ -92,7 +92,7 @@ TEST(own_headers, carry_named_properties_from_store_to_store)
 {
     name_table here;
     name_table there;
-    there.id_of({IID_IStream, std::int32_t{9}}, true); // another store gives other identifiers
+    there.id_of({IID_IStream, std::int32_t{9}}, true); // another store assigns other identifiers
     property_bag bag;
     const std::uint32_t by_number = here.id_of({IID_IUnknown, std::int32_t{-5}}, true);
     const std::uint32_t by_text = here.id_of({PS_INTERNET_HEADERS, L"a/b #; \u00E4"}, true);
@@ -216,7 +216,7 @@ TEST(own_headers, with_damage_never_do_more_than_lose_values)
         name_table fresh;
         const auto found = own_headers::from_text(text, fresh, {});
         ASSERT_LE(found->tags().size(), bag.tags().size() + 8);
-        own_headers::to_text(*found, fresh, {}); // whatever it is, it can be written again
+        own_headers::to_text(*found, fresh, {}); // any result can be written again
     }
 }
 
@@ -256,7 +256,7 @@ TEST(own_headers, tell_the_verdict_as_a_number)
     EXPECT_EQ(own_headers::find_verdict(message)->number, 2);
 }
 
-/// So many storages in one another.
+/// Returns `count` nested storages.
 storage_ptr nested_storages(std::size_t count)
 {
     auto tree = std::make_shared<storage_tree>();

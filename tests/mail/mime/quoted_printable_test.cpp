@@ -19,7 +19,7 @@ std::string encode(std::string_view text)
     return out;
 }
 
-/// The decoding of the standard, step by step: soft line ends go, codes become bytes, everything else stays.
+/// Decodes as the standard specifies: soft line breaks are removed, codes become bytes, all other characters are kept.
 std::string decode(const std::string& text)
 {
     std::string result;
@@ -36,7 +36,7 @@ std::string decode(const std::string& text)
     return result;
 }
 
-/// What the standard demands of the encoded form.
+/// Checks the requirements of the standard for the encoded form.
 void expect_well_formed(const std::string& encoded)
 {
     std::size_t start = 0;

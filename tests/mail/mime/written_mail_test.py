@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Reads what the MIME writer wrote with Python's own reader of mail.
+"""Reads the output of the MIME writer with Python's email package.
 
     written_mail_test.py MAIL_COPY SAMPLES
 
-MAIL_COPY writes each message of a folder twice, as a file of this program's and as the document for the scanner, and
-tells what the message shows. Here both are held against that, and against the mail that the message came from.
+MAIL_COPY writes each message of a folder twice, as a file of this program and as the document for the scanner, and
+prints the displayed contents of the message. Both are compared with these contents and with the original mail.
 """
 
 import email
@@ -17,10 +17,10 @@ import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
+sys.dont_write_bytecode = True  # leaves the source tree unchanged
 
 MAIL_COPY = SAMPLES = None
-DAMAGED = ("22-broken-encoding.eml",)  # its headers don't say the same to any two readers
+DAMAGED = ("22-broken-encoding.eml",)  # readers differ in the interpretation of its headers
 
 
 def parse(data):
@@ -32,7 +32,7 @@ def sha256(data):
 
 
 def own_leaves(part):
-    """The parts of a message that aren't multiparts, without those of messages inside it."""
+    """Returns the non-multipart parts of a message, without those of embedded messages."""
     if part.get_content_maintype() == "multipart":
         for inner in part.iter_parts():
             yield from own_leaves(inner)
@@ -75,10 +75,10 @@ class WrittenMail(unittest.TestCase):
     def tearDownClass(cls):
         cls.folder.cleanup()
 
-    document = "all"  # what is looked at
+    document = "all"  # the kind of document being compared
 
     def each(self):
-        """Every document as bytes and parsed, with what its message shows and the kind of document that it is."""
+        """Returns the displayed contents, kind, bytes and parsed form of every document."""
         for shown, kind, data, message in self.documents:
             self.document = "%s.%s" % (shown["file"], kind)
             yield shown, kind, data, message
@@ -174,7 +174,7 @@ class WrittenMail(unittest.TestCase):
         compared = 0
         for shown, _, _, message in self.each():
             source = self.source / shown["file"]
-            if not source.exists() or shown["file"] in DAMAGED:  # of a mailbox, or damaged
+            if not source.exists() or shown["file"] in DAMAGED:  # from a mailbox, or damaged
                 continue
             before, after = parse(source.read_bytes()), message
             for name in ("From", "To", "Cc"):

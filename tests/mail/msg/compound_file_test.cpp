@@ -28,7 +28,7 @@ storage_ptr storage_with(std::vector<storage_tree::stream> streams, std::vector<
     return tree;
 }
 
-/// So many storages in one another.
+/// Returns `depth` nested storages.
 storage_ptr nested(std::size_t depth)
 {
     storage_ptr inner = storage_with({{"end", bytes_of("x")}});

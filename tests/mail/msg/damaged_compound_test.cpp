@@ -1,5 +1,5 @@
-// Compound files with damages: each is refused with a reason, and none keeps the reader busy or makes it read
-// elsewhere.
+// Damaged compound files: each is rejected with a reason, and none keeps the reader busy or makes it read beyond the
+// file.
 
 #include "tests/mail/msg/msg_fixture.h"
 
@@ -13,7 +13,7 @@ constexpr const char* table = "its table of contents is damaged";
 constexpr const char* twice = "two parts of it claim the same place";
 constexpr const char* header = "its header is damaged";
 
-/// A file with a large stream, small ones, and storages, as bytes to be damaged.
+/// A file with a large stream, small streams and storages, as bytes to be damaged.
 class DamagedCompoundFile : public MsgTest
 {
 protected:
@@ -28,7 +28,7 @@ protected:
     [[nodiscard]] std::uint32_t u32(std::size_t offset) const { return msg::u32_at(whole, offset); }
     [[nodiscard]] std::size_t sector(std::uint32_t number) const { return (number + std::size_t{1}) * 512; }
     [[nodiscard]] std::size_t directory() const { return sector(u32(48)); }
-    /// The first entry of the directory of that type whose name begins like this.
+    /// Returns the first directory entry of that type whose name begins with `name`.
     [[nodiscard]] std::size_t entry(char type, std::string_view name) const
     {
         const std::string wide = to_utf16le(std::wstring(name.begin(), name.end()));
@@ -46,7 +46,7 @@ protected:
         msg::append_u32(bytes, number);
         return data.replace(offset, width, bytes.substr(0, width));
     }
-    /// The reason for which the file is refused with another number at that place.
+    /// Returns the reason for the rejection of the file with another number at that offset.
     std::string with(std::size_t offset, std::uint32_t number, std::size_t width = 4)
     {
         return refusal(folder.write("damaged.msg", changed(whole, offset, number, width)));
@@ -68,7 +68,7 @@ TEST_F(DamagedCompoundFile, IsRefusedOrReadWholeWhereverItIsCut)
         const auto file = folder.write("cut.msg", whole.substr(0, size));
         const std::string reason = refusal(file);
         refused += reason.empty() ? 0 : 1;
-        if (reason.empty()) { // what was cut off was nothing but filling
+        if (reason.empty()) { // only padding was cut off
             EXPECT_EQ("", difference(expected, read(file))) << size;
         }
     }
@@ -77,8 +77,8 @@ TEST_F(DamagedCompoundFile, IsRefusedOrReadWholeWhereverItIsCut)
 
 TEST_F(DamagedCompoundFile, IsRefusedForItsHeader)
 {
-    EXPECT_EQ(header, with(26, 5, 2));    // a version that doesn't exist
-    EXPECT_EQ(header, with(28, 0xFF, 2)); // the order of bytes
+    EXPECT_EQ(header, with(26, 5, 2));    // an undefined version
+    EXPECT_EQ(header, with(28, 0xFF, 2)); // the byte order
     EXPECT_EQ(header, with(30, 12, 2));   // the sector size of the other version
     EXPECT_EQ(header, with(30, 63, 2));
     EXPECT_EQ(header, with(32, 0, 2));
@@ -89,9 +89,9 @@ TEST_F(DamagedCompoundFile, IsRefusedForHugeCounts)
 {
     EXPECT_EQ(cut, with(44, 0xFFFFFFFF)); // sectors of the sector table
     EXPECT_EQ(cut, with(44, 110));
-    EXPECT_EQ(cut, with(72, 0xFFFFFFFF)); // sectors that tell where the sector table is
+    EXPECT_EQ(cut, with(72, 0xFFFFFFFF)); // sectors with the positions of the sector table
     EXPECT_EQ(cut, with(entry(2, "__substg1.0_37010102") + 120, 0x7FFFFFFF)); // size of a stream
-    EXPECT_EQ(cut, with(directory() + 120, 0xFFFFFFFF));                      // size of the small streams' place
+    EXPECT_EQ(cut, with(directory() + 120, 0xFFFFFFFF));                      // size of the small streams' container
 }
 
 TEST_F(DamagedCompoundFile, IsRefusedForPlacesBehindItsEnd)
@@ -117,7 +117,7 @@ TEST_F(DamagedCompoundFile, IsRefusedForChainsThatRunInACircle)
 TEST_F(DamagedCompoundFile, IsRefusedForEntriesOfItsTablesThatLeadNowhere)
 {
     const std::string nowhere = "its table of places is damaged";
-    EXPECT_EQ(nowhere, with(sector(u32(76)) + 508, 0xFFFF000C)); // of a sector that isn't there
+    EXPECT_EQ(nowhere, with(sector(u32(76)) + 508, 0xFFFF000C)); // of a sector that does not exist
     EXPECT_EQ(nowhere, with(sector(u32(60)) + 508, 0xFFFF000C));
     EXPECT_EQ("", with(sector(u32(60)) + 508, 0xFFFFFFFE));
 }
@@ -130,7 +130,7 @@ TEST_F(DamagedCompoundFile, IsRefusedForStreamsThatShareASector)
 
 TEST_F(DamagedCompoundFile, IsRefusedForACircleInItsDirectory)
 {
-    for (const std::size_t link : {68U, 72U, 76U}) { // left and right neighbour, first child
+    for (const std::size_t link : {68U, 72U, 76U}) { // left and right sibling, first child
         for (const auto& [type, name] : {std::pair{char{1}, "__attach"}, std::pair{char{2}, "__substg"}}) {
             if (type == 1 || link != 76) {
                 const std::size_t at = entry(type, name);
@@ -145,11 +145,11 @@ TEST_F(DamagedCompoundFile, IsRefusedForACircleInItsDirectory)
 
 TEST_F(DamagedCompoundFile, IsRefusedForEntriesThatAreNone)
 {
-    EXPECT_EQ(table, with(entry(2, "__substg") + 66, 3, 1));  // a type that doesn't exist
+    EXPECT_EQ(table, with(entry(2, "__substg") + 66, 3, 1));  // an undefined type
     EXPECT_EQ(table, with(entry(2, "__substg") + 66, 5, 1));  // a second root
-    EXPECT_EQ(table, with(entry(2, "__substg") + 66, 0, 1));  // nothing, where something is linked
+    EXPECT_EQ(table, with(entry(2, "__substg") + 66, 0, 1));  // an unused entry that is referenced
     EXPECT_EQ(table, with(directory() + 66, 1, 1));           // no root
-    EXPECT_EQ(table, with(entry(2, "__substg") + 64, 66, 2)); // a longer name than there is room for
+    EXPECT_EQ(table, with(entry(2, "__substg") + 64, 66, 2)); // a name longer than its field
     EXPECT_EQ(table, with(entry(2, "__substg") + 64, 7, 2));
     EXPECT_EQ(table, with(entry(2, "__substg") + 64, 0, 2));
 }

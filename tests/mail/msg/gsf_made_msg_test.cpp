@@ -1,5 +1,5 @@
-// Message files made with libgsf alone, without any code of ours: read, and written again stream by stream. And what
-// only its speed allows.
+// Message files that are created with libgsf only, without any code of this project: read, and written again stream by
+// stream. Also tests that depend on its speed.
 
 #include "mail/msg/compound_check.h"
 #include "tests/mail/msg/msg_fixture.h"
@@ -75,13 +75,13 @@ TEST_F(GsfMadeMsg, WithEverythingTheFormatHasIsKeptByteForByte)
                    raw({0, 0, 1, 3, 1, 3, 0, 0}) +              //
                        raw({0x001A001F, 6, 18, 0}) +            // IPM.Note
                        raw({0x0037001E, 6, 8, 0}) +             // narrow
-                       raw({0x3FFD0003, 6, 1251, 0xCCCCCCCC}) + // its page
+                       raw({0x3FFD0003, 6, 1251, 0xCCCCCCCC}) + // its code page
                        raw({0x340D0003, 2, 0, 0}) +             //
                        raw({0x10090102, 6, 6, 0}) +             // RTF
                        raw({0x80000003, 6, 2, 0}) +             // named by a number
                        raw({0x8001001F, 6, 6, 0}) +             // named by a text
                        raw({0x8002101F, 6, 8, 0}) +             // a list
-                       raw({0x66660FFF, 6, 4, 7}) +             // of a type that nobody knows
+                       raw({0x66660FFF, 6, 4, 7}) +             // of an unknown type
                        raw({0x6667007B, 1, 0xAABBCCDD, 0x11223344}));
         add_stream(root, "__substg1.0_001A001F", utf16("IPM.Note"));
         add_stream(root, "__substg1.0_0037001E", "\xC4\xEE\xE3\xEE\xE2\xEE\xF0");

@@ -1,4 +1,4 @@
-// Sound compound files that are no sound messages: each is refused with a reason, or kept as it is.
+// Valid compound files that are invalid messages: each is rejected with a reason, or preserved unchanged.
 
 #include "mail/msg/message_composer.h"
 #include "mail/msg/message_parser.h"
@@ -18,7 +18,7 @@ std::string le(std::initializer_list<std::uint32_t> numbers)
     return result;
 }
 
-/// A message in a message in a message, the outermost a file of its own.
+/// Returns `depth` nested messages, the outermost of which is a file.
 made_object nested(int depth)
 {
     made_object inner = made_object::embedded().text(PR_SUBJECT_W, L"innermost");
@@ -36,7 +36,7 @@ made_object nested(int depth)
 class HostileMsg : public MsgTest
 {
 protected:
-    /// The reason for which a file is refused whose root is this.
+    /// Returns the reason for the rejection of a file with this root.
     std::string reason(const made_object& root) { return refusal(make(root)); }
 };
 

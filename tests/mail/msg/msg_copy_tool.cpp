@@ -1,5 +1,5 @@
 // msg_copy IN OUT: writes every message of a folder to OUT as an Outlook message file, NAME.msg, and prints one JSON
-// object a line: what the message shows before, and what the file shows when it is read again.
+// object per line: the displayed contents of the message before, and those of the file when it is read again.
 
 #include "desk/run/snapshot.h"
 #include "mail/files/mailbox.h"

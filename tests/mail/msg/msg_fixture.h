@@ -22,7 +22,7 @@
 
 namespace host::test {
 
-/// Puts the storage of an object of a message file together by hand, from the format's description only.
+/// Builds the storage of an object of a message file, based on the format's specification only.
 class made_object
 {
 public:
@@ -30,12 +30,12 @@ public:
         : list_(std::move(header))
     {}
 
-    /// Messages count what is added to them.
+    /// Messages contain the numbers of their recipients and attachments.
     static made_object message() { return {std::string(32, '\0'), true}; }
     static made_object embedded() { return {std::string(24, '\0'), true}; }
     static made_object part() { return made_object(std::string(8, '\0')); }
 
-    /// Any entry.
+    /// Adds an arbitrary entry.
     made_object& entry(std::uint32_t tag, std::uint32_t first, std::uint32_t second = 0, std::uint32_t flags = 6)
     {
         for (const std::uint32_t number : {tag, flags, first, second}) {
@@ -53,7 +53,7 @@ public:
         tree_.storages.push_back({name, std::move(contents)});
         return *this;
     }
-    /// A property with a stream; `end` is the size of the terminator that the told size counts.
+    /// Adds a property with a stream; `end` is the size of the terminator that the stored size includes.
     made_object& value(std::uint32_t tag, const std::string& contents, std::uint32_t end = 0, std::uint32_t flags = 6)
     {
         entry(tag, static_cast<std::uint32_t>(contents.size()) + end, 0, flags);
@@ -90,7 +90,7 @@ private:
         , counts_(counts)
     {}
 
-    /// The next number is at `offset`, the count two numbers on.
+    /// Updates the next number at `offset` and increments the count, which is two numbers after it.
     void count(std::size_t offset, std::uint32_t number)
     {
         if (counts_) {
@@ -107,7 +107,7 @@ private:
     storage_tree tree_;
 };
 
-/// A plain message.
+/// Returns a plain message.
 inline made_object plain_message()
 {
     return made_object::message()
@@ -118,7 +118,7 @@ inline made_object plain_message()
         .text(0x1000001F, L"All is well.");
 }
 
-/// An attachment by value.
+/// Returns an attachment by value.
 inline made_object file_part(const std::string& contents, std::wstring_view name = L"notes.txt")
 {
     return made_object::part()
@@ -127,7 +127,7 @@ inline made_object file_part(const std::string& contents, std::wstring_view name
         .value(PR_ATTACH_DATA_BIN, contents);
 }
 
-/// Where two storages differ, for people; empty when they don't.
+/// Describes where two storages differ, in human-readable form; empty if they are equal.
 inline std::string difference(const storage_tree& left, const storage_tree& right, const std::string& where = "root")
 {
     if (!(left.class_id == right.class_id)) {
@@ -164,7 +164,7 @@ inline std::string difference(const storage_tree& left, const storage_tree& righ
     return {};
 }
 
-/// The name of an identifier, the same in every store.
+/// Returns the name of an identifier in a form that is the same in every store.
 inline std::string stable_name(std::uint32_t id, const name_table& names)
 {
     const property_name* name = id < 0x8000 ? nullptr : names.name_of(id);
@@ -176,8 +176,8 @@ inline std::string stable_name(std::uint32_t id, const name_table& names)
            (number ? "#" + std::to_string(*number) : to_utf16le(std::get<std::wstring>(name->name)));
 }
 
-/// Where the properties of two objects differ; those that only `right` has under an identifier of `added` don't count.
-/// The entry identifier, which follows from the place, never does.
+/// Describes where the properties of two objects differ. Properties that only `right` has under an identifier in
+/// `added` are ignored, as is the entry identifier, which depends on the location.
 inline std::string difference(const property_bag& left, const name_table& left_names, const property_bag& right,
                               const name_table& right_names, const std::vector<std::uint32_t>& added)
 {
@@ -207,12 +207,12 @@ inline std::string difference(const property_bag& left, const name_table& left_n
     return theirs.empty() ? std::string() : theirs.begin()->first + " was added";
 }
 
-/// What the format wants of objects that were never in a message file before.
+/// The properties that the format requires of objects that were never in a message file.
 inline const std::vector<std::uint32_t> added_to_messages{0x340D0003, PR_HASATTACH, PR_MESSAGE_FLAGS};
 inline const std::vector<std::uint32_t> added_to_recipients{0x30000003, 0x0FFE0003, 0x39000003};
 inline const std::vector<std::uint32_t> added_to_attachments{PR_ATTACH_NUM};
 
-/// Where two messages differ; empty when they don't.
+/// Describes where two messages differ; empty if they are equal.
 inline std::string difference(const message_record& left, const message_record& right)
 {
     const name_table& mine = left.store->names;
@@ -249,7 +249,7 @@ inline std::string difference(const message_record& left, const message_record& 
     return {};
 }
 
-/// Message files in a folder of their own.
+/// Message files in a new folder.
 class MsgTest : public testing::Test
 {
 protected:
@@ -277,7 +277,7 @@ protected:
     {
         return read_msg(file, std::make_shared<store_context>());
     }
-    /// The reason for which a file is refused; empty when it is read.
+    /// Returns the reason for the rejection of a file; empty if it can be read.
     static std::string refusal(const std::filesystem::path& file)
     {
         try {
@@ -287,7 +287,7 @@ protected:
             return reason.what();
         }
     }
-    /// Reads the file, writes the message elsewhere, and says what differs between the two files' storages.
+    /// Reads the file, writes the message to another one, and describes the differences between the storages of both.
     [[nodiscard]] std::string rewriting_differs(const std::filesystem::path& file) const
     {
         write_msg(read(file), place("again.msg"));

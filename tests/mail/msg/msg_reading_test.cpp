@@ -1,4 +1,5 @@
-// Message files made by hand: what the record of each holds, and that writing it again gives the same streams.
+// Message files built by the tests: the contents of the record of each, and that writing it again yields the same
+// streams.
 
 #include "store/attach_object.h"
 #include "store/message_object.h"
@@ -124,7 +125,7 @@ TEST_F(MsgReading, GivesListsOfEveryType)
                                .value(0x62081048, msg::bytes_of_guid(some_set) + msg::bytes_of_guid(other_set))
                                .value(0x6209101E, le({4, 2}))
                                .stream("__substg1.0_6209101E-00000000", std::string("abc\0", 4))
-                               .stream("__substg1.0_6209101E-00000001", "de") // without its end
+                               .stream("__substg1.0_6209101E-00000001", "de") // without its terminator
                                .value(0x620A101F, le({static_cast<std::uint32_t>(unicode.size())}))
                                .stream("__substg1.0_620A101F-00000000", unicode)
                                .value(0x620B1102, le({2, 0, 0, 0}))
@@ -168,7 +169,7 @@ TEST_F(MsgReading, HandsOutListsAsMapiValues)
     EXPECT_EQ(0.5F, got[1].Value.MVflt.lpflt[0]);
     EXPECT_EQ(0.5, got[2].Value.MVdbl.lpdbl[0]);
     EXPECT_EQ(some_set, got[3].Value.MVguid.lpguid[0]);
-    // What was handed out can be handed in.
+    // Returned values can be passed in again.
     SPropValue values[]{got[0], got[1], got[2], got[3]};
     for (auto& value : values) {
         value.ulPropTag += 0x10000000;
@@ -197,7 +198,7 @@ TEST_F(MsgReading, KeepsPropertiesOfUnknownTypesByteForByte)
     EXPECT_EQ((std::vector<std::string>{"first", "second"}),
               std::get<std::vector<std::string>>(property(*record.properties, 0x630210FB).data));
     EXPECT_EQ("", rewriting_differs(file));
-    // All of them can be handed out without harm.
+    // All of them can be returned safely.
     const auto message = MakeCom<message_object>(record, true, [](const message_record&) { return S_OK; });
     EXPECT_EQ(S_OK, get_props(message.get(), {}).result & ~MAPI_W_ERRORS_RETURNED);
 }
@@ -211,7 +212,7 @@ TEST_F(MsgReading, KeepsFlagsAndReservedFieldsByteForByte)
         .value(0x61020102, "abc", 0, 0x10002)
         .entry(0x61030102, 3, 0x12345678)
         .stream("__substg1.0_61030102", "def")
-        .entry(0x6104001F, 6, 0) // another size than the usual one
+        .entry(0x6104001F, 6, 0) // a size other than the usual one
         .stream("__substg1.0_6104001F", to_utf16le(L"abc"));
     EXPECT_EQ("", rewriting_differs(make(object)));
 }
@@ -275,7 +276,7 @@ TEST_F(MsgReading, GivesRecipientsInTheOrderOfTheirNumbersThoughTheFileCountsNon
     EXPECT_EQ(L"first", wide_in(*record.recipients[0], PR_DISPLAY_NAME_W));
     EXPECT_EQ(L"second", wide_in(*record.recipients[1], PR_DISPLAY_NAME_W));
     EXPECT_EQ(L"last", wide_in(*record.recipients[2], PR_DISPLAY_NAME_W));
-    write_msg(record, place("again.msg")); // gaps between numbers stay, the counts are mended
+    write_msg(record, place("again.msg")); // gaps between numbers remain, the counts are corrected
     EXPECT_EQ("", difference(record, read(place("again.msg"))));
     const auto again = msg::read_compound_file(place("again.msg"));
     const auto list = std::find_if(again->streams.begin(), again->streams.end(),
@@ -319,7 +320,7 @@ TEST_F(MsgReading, OpensEmbeddedMessages)
     ASSERT_TRUE(embedded->attachments.at(0).embedded);
     EXPECT_EQ(L"innermost", wide_in(*embedded->attachments.at(0).embedded->properties, PR_SUBJECT_W));
     EXPECT_EQ("", rewriting_differs(file));
-    // As a client opens it.
+    // As opened by a client.
     const auto message = MakeCom<message_object>(record, true, [](const message_record&) { return S_OK; });
     ComPtr<IAttach> attach;
     ASSERT_EQ(S_OK, message->OpenAttach(0, nullptr, 0, Receive(attach)));
@@ -437,7 +438,7 @@ TEST_F(MsgReading, ShowsTheWidestOfSeveralEntriesForOneProperty)
     EXPECT_EQ(L"wide", wide_in(*record.properties, 0x6100001F));
     EXPECT_EQ(L"wide", wide_in(*record.properties, 0x6101001F));
     EXPECT_EQ("", rewriting_differs(file));
-    // A changed value doesn't leave the old one behind in another form.
+    // A changed value must not leave the old one in another form.
     message_record changed = record.copy();
     changed.properties->set(0x6100001F, property_value::of_text(L"new"));
     write_msg(changed, place("changed.msg"));
@@ -467,7 +468,7 @@ TEST_F(MsgReading, GivesTheSamePlaceAndContentsTheSameEntryIdentifier)
     EXPECT_EQ(id, bytes_in(*read(file).properties, PR_ENTRYID));
     std::filesystem::copy_file(file, place("copy.msg"));
     EXPECT_NE(id, bytes_in(*read(place("copy.msg")).properties, PR_ENTRYID));
-    EXPECT_EQ("", rewriting_differs(file)); // the file keeps its own
+    EXPECT_EQ("", rewriting_differs(file)); // the file keeps its own identifier
 }
 
 } // namespace msg_reading_test

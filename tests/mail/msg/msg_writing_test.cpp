@@ -1,4 +1,5 @@
-// Records that were never in a file, and changed ones: what the file holds, and that reading it gives the record again.
+// Records that were never in a file, and changed ones: the contents of the file, and that reading it yields the same
+// record.
 
 #include "store/message_object.h"
 #include "store/tags.h"
@@ -27,7 +28,7 @@ storage_ptr find_storage(const storage_tree& storage, std::string_view name)
     return found == storage.storages.end() ? nullptr : found->contents;
 }
 
-/// The entry of a property: tag, flags, and the two numbers behind them.
+/// Returns the entry of a property: tag, flags, and the two numbers after them.
 std::vector<std::uint32_t> entry_of(const storage_tree& storage, std::size_t header, std::uint32_t tag)
 {
     const auto* stream = find_stream(storage, msg::properties_stream);
@@ -89,7 +90,7 @@ TEST_F(MsgWriting, TellsSizesFlagsAndWhatTheFormatWants)
 {
     const auto root = written(note(L"Hello"));
     using numbers = std::vector<std::uint32_t>;
-    EXPECT_EQ((numbers{PR_SUBJECT_W, 6, 12, 0}), entry_of(*root, 32, PR_SUBJECT_W)); // 10 bytes and the end
+    EXPECT_EQ((numbers{PR_SUBJECT_W, 6, 12, 0}), entry_of(*root, 32, PR_SUBJECT_W)); // 10 bytes and the terminator
     EXPECT_EQ((numbers{PR_HTML, 6, 19, 0}), entry_of(*root, 32, PR_HTML));
     EXPECT_EQ((numbers{PR_NATIVE_BODY_INFO, 6, 3, 0}), entry_of(*root, 32, PR_NATIVE_BODY_INFO));
     EXPECT_EQ((numbers{0x340D0003, 6, 0x40000, 0}), entry_of(*root, 32, 0x340D0003)); // all texts are Unicode
@@ -143,7 +144,7 @@ TEST_F(MsgWriting, WritesValuesOfEveryType)
     set(0x601800FD, {0, std::int64_t{0x1122334455667788}});
     const auto root = written(record);
     EXPECT_EQ("", difference(record, read(place())));
-    // The lengths of a list of texts count their ends, those of bytes have four spare bytes.
+    // The lengths of a list of texts include their terminators, those of binary data are followed by four unused bytes.
     EXPECT_EQ(12U, msg::u32_at(to_string(*find_stream(*root, "__substg1.0_6015101F")->contents), 0));
     EXPECT_EQ(16U, find_stream(*root, "__substg1.0_60161102")->contents->size());
 }
@@ -217,7 +218,7 @@ TEST_F(MsgWriting, WritesNarrowTextOfANewMessageAsUnicode)
               std::get<std::vector<std::wstring>>(property(*again.properties, 0x6101101F).data));
 }
 
-/// What the add-in does to a condemned message, done to one that came from a message file.
+/// Applies the changes of the add-in for a condemned message to one from a message file.
 TEST_F(MsgWriting, ChangesOnlyWhatWasChanged)
 {
     const auto file = make(plain_message()
@@ -253,7 +254,7 @@ TEST_F(MsgWriting, ChangesOnlyWhatWasChanged)
     EXPECT_FALSE(find_storage(*root, "__attach_version1.0_#00000000"));
     ASSERT_EQ(2U, again.attachments.size());
     EXPECT_EQ("good", bytes_in(*again.attachments.at(1).properties, PR_ATTACH_DATA_BIN));
-    EXPECT_EQ(999, property(*again.attachments.at(1).properties, PR_ATTACH_SIZE).number()); // as it was
+    EXPECT_EQ(999, property(*again.attachments.at(1).properties, PR_ATTACH_SIZE).number()); // unchanged
     EXPECT_EQ("removed", bytes_in(*again.attachments.at(2).properties, PR_ATTACH_DATA_BIN));
     const std::string list = to_string(*find_stream(*root, msg::properties_stream)->contents);
     EXPECT_EQ(3U, msg::u32_at(list, 12)); // the next attachment

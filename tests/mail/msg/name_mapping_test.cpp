@@ -49,7 +49,7 @@ std::string length_and_text(std::wstring_view text)
     return result;
 }
 
-/// A message file's storage with a mapping.
+/// Returns a message file's storage with a mapping.
 made_object mapped_message(const storage_ptr& names)
 {
     return made_object::message().class_id(msg::message_class_id).storage("__nameid_version1.0", names);
@@ -58,7 +58,7 @@ made_object mapped_message(const storage_ptr& names)
 class NameMapping : public MsgTest
 {
 protected:
-    /// Writing the file again changes nothing.
+    /// Returns the differences after writing the file again.
     std::string rewriting(const made_object& message) { return rewriting_differs(MsgTest::make(message.build())); }
     message_record read_made(const made_object& message) { return read(MsgTest::make(message.build())); }
 };
@@ -94,7 +94,7 @@ TEST_F(NameMapping, WritesTheStreamsOfTheFormat)
                   2, 3U << 1U | 4U << 16U}),
               stream_of(names, "__substg1.0_00030102"));
     EXPECT_EQ(length_and_text(L"x-mailer") + length_and_text(L"Keywords"), stream_of(names, "__substg1.0_00040102"));
-    // 0x1000 + ((1 ^ 6) % 31) is where one looks for number 1 of the first set.
+    // 0x1000 + ((1 ^ 6) % 31) is the look-up stream for number 1 of the first set.
     EXPECT_EQ(le({1, 3U << 1U}), stream_of(names, "__substg1.0_10070102"));
     EXPECT_EQ(le({0xFF504E89U, 4U << 1U | 1U | 1U << 16U}),
               stream_of(names, msg::value_name((0x1000U + (0xFF504E89U ^ 9U) % 31U) << 16U | 0x102U)));
@@ -148,7 +148,7 @@ TEST_F(NameMapping, FindsNamesOfEveryKind)
 
 TEST_F(NameMapping, StaysAsItIsWhileNoNameIsAdded)
 {
-    // Names that nothing uses, an entry that leaves numbers out, a name that is there twice, and streams of somebody's.
+    // Unused names, an entry that skips numbers, a duplicate name, and streams of another program.
     const auto names = mapping(msg::bytes_of_guid(some_set) + msg::bytes_of_guid(verdict_set),
                                le({7, 3U << 1U, 7, 3U << 1U | 5U << 16U, 0, 3U << 1U | 1U | 9U << 16U}),
                                length_and_text(L"odd") + "rest", {{"__substg1.0_10050102", bytes_of("whatever")}});
@@ -178,7 +178,7 @@ TEST_F(NameMapping, KeepsPropertiesWithoutANameUnderTheirNumber)
     const auto names = mapping(msg::bytes_of_guid(some_set), le({7, 3U << 1U}), "");
     const auto file = mapped_message(names).entry(0x80000003, 1).entry(0x80010003, 2).entry(0x80030003, 3);
     EXPECT_EQ("", rewriting(file));
-    // A new name takes no number that is in use, and each value is still found.
+    // A new name takes no number that is in use, and each value can still be found.
     message_record record = read_made(file);
     const auto id = record.store->names.id_of({verdict_set, 1}, true);
     record.properties->set(PROP_TAG(PT_LONG, id), property_value::of_long(4));
@@ -189,7 +189,7 @@ TEST_F(NameMapping, KeepsPropertiesWithoutANameUnderTheirNumber)
 
 TEST_F(NameMapping, TakesOnlyNumbersOfNamedPropertiesForThoseOfNamelessOnes)
 {
-    // A stranger's file may name the set in which we keep the numbers.
+    // A file from outside may name the set that is used here for the numbers.
     const auto names =
         mapping(msg::bytes_of_guid(msg::nameless_set),
                 le({0x37, 3U << 1U, 0x12348001, 3U << 1U | 1U << 16U, 0xFFFF, 3U << 1U | 2U << 16U}), "");
@@ -217,7 +217,7 @@ TEST_F(NameMapping, HoldsNamesOfAsManySetsAsItCanCount)
     std::string sets;
     std::string entries;
     auto file = made_object::message().class_id(msg::message_class_id);
-    constexpr std::uint32_t most = 0x7FFD; // two names less than a store has identifiers
+    constexpr std::uint32_t most = 0x7FFD; // two names less than the number of identifiers in a store
     for (std::uint32_t i = 0; i < most; ++i) {
         sets += msg::bytes_of_guid({i, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, 8}});
         entries += le({7, (3U + i) << 1U | i << 16U});
@@ -251,7 +251,7 @@ TEST_F(NameMapping, HoldsNamesOfAsManySetsAsItCanCount)
 
 TEST_F(NameMapping, TellsNamelessPropertiesOfDifferentFilesApart)
 {
-    // Number 1 has no name in the one file, and one in the other.
+    // Number 1 has no name in one file and a name in the other.
     const auto store = std::make_shared<store_context>();
     MsgTest::make(mapped_message(mapping("", "", "")).entry(0x80010003, 5).build(), "inner.msg");
     const auto names = mapping(msg::bytes_of_guid(some_set), le({7, 3U << 1U, 8, 3U << 1U | 1U << 16U}), "");
@@ -274,14 +274,14 @@ TEST_F(NameMapping, IsRefusedWhenItIsDamaged)
     };
     EXPECT_EQ("", reason(guid, le({7, 3U << 1U}), ""));
     EXPECT_EQ(damaged, reason(guid, "1234", ""));            // half an entry
-    EXPECT_EQ(damaged, reason(guid, le({7, 4U << 1U}), "")); // a set that isn't there
+    EXPECT_EQ(damaged, reason(guid, le({7, 4U << 1U}), "")); // a set that does not exist
     EXPECT_EQ(damaged, reason(guid, le({7, 0x7FFFU << 1U}), ""));
-    EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), "")); // a string that isn't there
+    EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), "")); // a string that does not exist
     EXPECT_EQ(damaged, reason(guid, le({0xFFFFFFFC, 3U << 1U | 1U}), length_and_text(L"a")));
-    EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), le({0xFFFFFFFF, 0}))); // a longer one than there is
+    EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), le({0xFFFFFFFF, 0}))); // longer than the available data
     EXPECT_EQ(damaged, reason(guid, le({0, 3U << 1U | 1U}), length_and_text(std::wstring(1025, L'n'))));
     EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U, 8, 3U << 1U}), ""));     // two names for one number
-    EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U | 0xFFFFU << 16U}), "")); // a number that is none
+    EXPECT_EQ(damaged, reason(guid, le({7, 3U << 1U | 0xFFFFU << 16U}), "")); // an invalid number
 }
 
 TEST_F(NameMapping, MayBeMissing)

@@ -1,9 +1,10 @@
 #!/usr/bin/python3
-"""written_msg_test.py MSG_COPY POSTWARDEN SAMPLES: looks with other programs' eyes at the message files that we write.
+"""written_msg_test.py MSG_COPY POSTWARDEN SAMPLES: reads the message files of this program with other programs.
 
-Samples and generated mail become .msg files, as they are and as their opening leaves the condemned ones. msgconvert turns them into MIME, which Python's email package reads:
-subject, bodies, names and contents of attachments must be those of the message. olefile takes the compound files apart:
-class, counts, sizes and the mapping of property names must follow the format's description.
+Samples and generated mail are written as .msg files, unchanged and, if condemned, also after their opening. msgconvert
+converts them to MIME, which Python's email package reads: subject, bodies, names and contents of attachments must be
+those of the message. olefile parses the compound files: class, counts, sizes and the mapping of property names must
+conform to the specification of the format.
 """
 
 import collections
@@ -36,11 +37,11 @@ def run(*command, cwd=None):
     return done.stdout.decode("utf-8")
 
 
-# --- What msgconvert and the email package see -------------------------------------------------------------------
+# --- The view of msgconvert and the email package --------------------------------------------------------------
 
 
 def header_text(message, name):
-    """A header with its raw bytes taken for UTF-8."""
+    """Returns a header with its raw bytes decoded as UTF-8."""
     return str(message[name] or "").encode("utf-8", "surrogateescape").decode("utf-8", "replace")
 
 
@@ -49,7 +50,7 @@ def lines_of(text):
 
 
 def own_parts(part):
-    """The leaves of a message, without those of the messages in it."""
+    """Returns the leaf parts of a message, without those of embedded messages."""
     if part.get_content_maintype() == "multipart":
         for inner in part.iter_parts():
             yield from own_parts(inner)
@@ -60,8 +61,8 @@ def own_parts(part):
 def check_converted(file, shown, document):
     message = email.message_from_bytes(document, policy=email.policy.default)
     subject = header_text(message, "Subject")
-    # msgconvert takes the subject of the header lines that the mail came with. They are older than a replaced subject,
-    # and damaged where they give no text.
+    # msgconvert takes the subject from the header lines that the mail was received with. These are older than a
+    # replaced subject, and damaged where they contain no text.
     if not shown.get("replaced_subject") and "\ufffd" not in subject:
         expect(subject == shown["subject"], file, "subject", subject, shown["subject"])
     bodies, attachments = {}, []
@@ -89,14 +90,14 @@ def check_converted(file, shown, document):
         expect(part.get_content_type() == entry["mime_tag"], file, "kind of " + name, part.get_content_type())
 
 
-# --- What olefile sees -------------------------------------------------------------------------------------------
+# --- The view of olefile ---------------------------------------------------------------------------------------
 
 FIXED = {0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x0A, 0x0B, 0x14, 0x40}
 TERMINATORS = {0x1E: 1, 0x1F: 2}
 
 
 class Taken:
-    """A compound file with note of what was looked at."""
+    """A compound file that records which parts have been examined."""
 
     def __init__(self, file):
         self.ole = olefile.OleFileIO(file, raise_defects=olefile.DEFECT_POTENTIAL)
@@ -140,7 +141,7 @@ def check_object(file, taken, prefix, kind):
 def check_message(file, taken, prefix, kind, data):
     recipients = taken.inner(prefix, "__recip_version1.0_#")
     attachments = taken.inner(prefix, "__attach_version1.0_#")
-    numbers = [int(storage.rsplit("#", 1)[1], 16) for storage in attachments]  # there are gaps where one went
+    numbers = [int(storage.rsplit("#", 1)[1], 16) for storage in attachments]  # removed ones leave gaps
     counts = (len(recipients), max(numbers, default=-1) + 1, len(recipients), len(attachments))
     expect(struct.unpack_from("<IIII", data, 8) == counts, file, prefix + " counts", data[:24])
     expect(data[:8] == bytes(8) and data[24:32] in (bytes(8), data[24:32] if kind == "embedded" else None), file,
@@ -208,7 +209,7 @@ def check_folder(msg_copy, mail, work):
 
 
 def check_disinfected(postwarden, mail, work):
-    """What is condemned is opened, and saved as it then stands."""
+    """Opens condemned messages and saves them in their state after the opening."""
     work.mkdir()
     converted = work / "converted"
     converted.mkdir()
@@ -216,7 +217,7 @@ def check_disinfected(postwarden, mail, work):
     lines = [json.loads(line) for line in
              run(postwarden, "open", "--json", "--format", "msg", "--save", str(work), *condemned).splitlines()]
     run("msgconvert", *map(str, sorted(work.glob("*.msg"))), cwd=converted)
-    lines = [line for line in lines if line["verdict"] == 2]  # one has its condemned attachment where nobody looks
+    lines = [line for line in lines if line["verdict"] == 2]  # one has it in an unscanned place
     for line in lines:
         name = pathlib.Path(line["file"]).stem
         before, after = line["before"], line["after"]

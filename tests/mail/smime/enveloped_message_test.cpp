@@ -14,7 +14,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// The keys of two people, made once.
+/// The keys of two users, created once.
 class Enveloped : public testing::Test
 {
 protected:
@@ -32,7 +32,7 @@ protected:
     {
         return read_message(bytes_of(text), "test", std::make_shared<store_context>());
     }
-    /// The text of the body inside, or the reason why there is none.
+    /// Returns the text of the body inside, or the reason why there is none.
     static std::string opened(const message_record& message, const smime_identity* identity)
     {
         std::string problem;
@@ -207,7 +207,7 @@ TEST_F(Enveloped, OfAnAuthenticatedKindStaysClosedWhereverItIsChanged)
         std::string damaged = envelope;
         damaged[at] = static_cast<char>(damaged[at] ^ 0x10);
         const std::string result = opened(read_raw(head + damaged), &owner);
-        // A few bytes say the same in another way or are not looked at (versions, tags of optional fields).
+        // A few bytes have an equivalent encoding or are ignored (versions, tags of optional fields).
         EXPECT_TRUE(result.starts_with("closed: ") || result == "Inside.") << at << ": " << result;
     }
     std::string last = envelope;
@@ -282,7 +282,7 @@ TEST_F(Enveloped, MessagesThatAreOnlySignedAreNotWrapped)
     }
 }
 
-/// What is kept of a message when somebody is done with it.
+/// The final form of a processed message.
 TEST(SettledMessage, KeepsItsTypeLineWhileItIsEnveloped)
 {
     const auto message = read("Content-Type: application/pkcs7-mime; smime-type=enveloped-data\n\nx\n");
@@ -307,7 +307,7 @@ TEST(SettledMessage, KeepsTheTypeLineOfOtherMessages)
     EXPECT_NE(nullptr, settled(message).properties->find(id));
 }
 
-/// A wrapper over a stored envelope whose contents are plain.
+/// A wrapper over a stored envelope whose contents are not encrypted.
 class Wrapper : public StoreTest
 {
 protected:
@@ -360,10 +360,10 @@ TEST_F(Wrapper, IsOneObjectWithOneCount)
     right.reset();
     wrapper.reset();
     message.reset();
-    EXPECT_NE(nullptr, secured.get()); // the last reference keeps the whole wrapper
+    EXPECT_NE(nullptr, secured.get()); // the last reference keeps the whole wrapper alive
     ComPtr<IMessage> found;
     EXPECT_EQ(S_OK, secured->GetBaseMessage(Receive(found)));
-    EXPECT_EQ(2U, (found->AddRef(), found->Release()) - 1); // ours, the fixture's and the wrapper's
+    EXPECT_EQ(2U, (found->AddRef(), found->Release()) - 1); // references of the test, the fixture and the wrapper
     secured.reset();
     EXPECT_EQ(1U, (found->AddRef(), found->Release()) - 1);
 }
@@ -434,7 +434,7 @@ TEST_F(Wrapper, TakesAndGivesTheVerdictOfItsBase)
     EXPECT_TRUE(internally);
 }
 
-/// What the files of --smime-key and --smime-cert may hold.
+/// The contents of the files of --smime-key and --smime-cert.
 class Identity : public testing::Test
 {
 protected:

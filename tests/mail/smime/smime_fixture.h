@@ -12,7 +12,7 @@
 
 namespace host::test {
 
-/// Runs the openssl program; raises std::runtime_error with what it says when it fails.
+/// Runs the openssl program; throws std::runtime_error with its output if it fails.
 inline void openssl(const std::vector<std::string>& arguments)
 {
     ::test::child_process program("openssl", arguments);
@@ -22,7 +22,7 @@ inline void openssl(const std::vector<std::string>& arguments)
     }
 }
 
-/// A key with its certificate, made by the openssl program in a folder of its own.
+/// A key with its certificate, created by the openssl program in a new folder.
 class key_pair
 {
 public:
@@ -41,8 +41,8 @@ private:
     temporary_folder folder_;
 };
 
-/// Encrypts a MIME entity for the owners of these certificates, as `openssl cms` does with the further options: a whole
-/// mail with the headers below, or what -outform says.
+/// Encrypts a MIME entity for the owners of these certificates with `openssl cms` and the additional options. Returns a
+/// complete mail with the headers below, or the output that -outform specifies.
 inline std::string encrypted(std::string_view entity, const std::vector<std::string>& certificates,
                              const std::vector<std::string>& options = {"-aes-256-cbc"})
 {
@@ -61,14 +61,14 @@ inline std::string encrypted(std::string_view entity, const std::vector<std::str
     return text.str();
 }
 
-/// A MIME entity that is one text.
+/// Returns a MIME entity that consists of one text.
 inline std::string text_entity(std::string_view body)
 {
     std::string entity = "Content-Type: text/plain; charset=utf-8\r\n\r\n";
     return entity.append(body);
 }
 
-/// A MIME entity with a text and one attachment.
+/// Returns a MIME entity with a text and one attachment.
 inline std::string entity_with_attachment(std::string_view body, std::string_view file_name, std::string_view content)
 {
     std::string entity = "Content-Type: multipart/mixed; boundary=\"line\"\r\n\r\n--line\r\n"

@@ -201,7 +201,7 @@ TEST_F(attachment_creation, of_an_image_writes_the_names_before_the_contents)
 
 TEST_F(attachment_creation, of_an_image_leaves_an_attachment_with_all_its_properties)
 {
-    image.attachMethod = ATTACH_OLE; // whatever the record says
+    image.attachMethod = ATTACH_OLE; // must be ignored
     ASSERT_EQ(add_binary(), S_OK);
     EXPECT_EQ(test::values_of(*message.now().attachments.at(0).properties),
               (std::map<ULONG, std::string>{

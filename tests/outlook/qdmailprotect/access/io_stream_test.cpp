@@ -13,7 +13,7 @@
 
 namespace web {
 
-/// Leaves a bridge as a swap with an empty one would.
+/// Removes the stream of a bridge, as a swap with an empty one would.
 class io_stream_probe
 {
 public:
@@ -34,7 +34,7 @@ protected:
         stream.reset();
         EXPECT_EQ(store.alive, 0);
     }
-    /// Text and result of what `call` raises.
+    /// Returns text and result code of the exception that `call` throws.
     static std::string raised(HRESULT expected, const std::function<void()>& call)
     {
         try {

@@ -99,7 +99,7 @@ TEST_F(item_access, to_what_is_no_message_fails)
 class plain_body : public item_access
 {
 protected:
-    /// A stream that serves as the plain body.
+    /// Sets a stream as the plain body.
     ComPtr<fake_stream> body(std::string bytes)
     {
         auto stream = MakeCom<fake_stream>(store, std::make_shared<std::string>(std::move(bytes)));

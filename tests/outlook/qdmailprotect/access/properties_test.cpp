@@ -93,7 +93,7 @@ TEST_F(property_access, that_gives_another_property_fails_silently)
 TEST_F(property_access, does_not_compare_the_type)
 {
     std::uint32_t value = 0;
-    properties().set_long(0x66000013, 5); // another type under the same identifier
+    properties().set_long(0x66000013, 5); // another type with the same identifier
     EXPECT_TRUE(GetPropLong(object(), AnyLong, value));
     EXPECT_EQ(value, 5U);
 }

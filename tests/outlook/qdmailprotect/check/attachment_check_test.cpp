@@ -537,7 +537,7 @@ TEST_F(embedded_message, goes_out_whole_also_when_its_body_failed)
     EXPECT_EQ(records[0].scanResult, ScanResult::Blocked);
 }
 
-// --- filter of attachments that are opened
+// --- filter of opened attachments
 
 TEST_F(attachment_check, filters_executables_as_the_settings_say)
 {

@@ -20,7 +20,7 @@ protected:
     }
     void native_type(std::uint32_t type) { message->properties.set_long(PR_NATIVE_BODY_INFO, type); }
     [[nodiscard]] std::string sent() const { return scans().empty() ? "nothing" : scans().back().data; }
-    /// A stream of the plain body that claims a size.
+    /// Sets a plain body whose stream claims a size.
     void claim(std::uint64_t size)
     {
         auto stream = MakeCom<test::fake_stream>(store, std::make_shared<std::string>("claimed"));
@@ -181,7 +181,7 @@ TEST_F(body_check, of_a_message_without_a_body_has_nothing_to_check)
 TEST_F(body_check, of_plain_text_that_opens_as_nothing_has_nothing_to_check)
 {
     native_type(3);
-    store.script("OpenProperty 1000001e", S_OK, 2); // the first opens for the plain text reader
+    store.script("OpenProperty 1000001e", S_OK, 2); // the plain text reader uses the first
     EXPECT_EQ(check_body(), E_FAIL);
     EXPECT_EQ(body.bodyType, 1U) << "the property opened";
     EXPECT_EQ(leveled(log).back(), "200 Nothing to check");
@@ -248,7 +248,7 @@ TEST_F(body_check, obeys_a_limit_that_is_set)
 
 TEST_F(body_check, tells_why_a_size_is_unknown)
 {
-    store.script("Stream.Stat", E_ACCESSDENIED, 2); // the first serves the plain text reader
+    store.script("Stream.Stat", E_ACCESSDENIED, 2); // the plain text reader uses the first
     EXPECT_EQ(check_body(), S_OK);
     const texts lines = leveled(log);
     ASSERT_GE(lines.size(), 2U);

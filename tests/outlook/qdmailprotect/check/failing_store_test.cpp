@@ -1,5 +1,5 @@
-// A store that fails at its n-th operation, for every n: whatever the failure, no reference is left over, and nothing
-// is lost of a message but what was to be removed.
+// A store whose n-th operation fails, for every n: whatever the failure, no reference is leaked, and no part of a
+// message is lost except those that must be removed.
 
 #include "outlook/qdmailprotect/access/attachment_creation.h"
 #include "outlook/qdmailprotect/disinfection/body_rewriting.h"
@@ -24,10 +24,10 @@ const std::string Page = "<img src=\"data:image/png;base64,QUJD\"><p>gone</p>";
 const std::string NewSubject =
     "[Morvelane Ostrand 10.1] Malicious or other object is detected. The e-mail is modified.";
 
-/// What the store may answer in the place of success; S_OK stands for a claim without anything behind it.
+/// The results that the store may return instead of success; S_OK denotes claimed success without a result.
 const std::vector<HRESULT> Failures{MAPI_E_CALL_FAILED, MAPI_E_NOT_FOUND, S_OK};
 
-/// What a message was before anything was done to it.
+/// The initial state of a message.
 struct before
 {
     explicit before(stored_message& message)
@@ -41,8 +41,8 @@ struct before
     std::map<std::uint32_t, values> attachments;
 };
 
-/// Every property but those that disinfection changes is as it was, and so is every attachment but the condemned ones,
-/// each of which is whole or gone. What is new has one of the names that a new attachment may have.
+/// Checks that every property except those that disinfection changes is unchanged, and likewise every attachment except
+/// the condemned ones, each of which is complete or deleted. New attachments must have one of the expected names.
 void expect_nothing_lost(stored_message& message, const before& was, const std::set<std::uint32_t>& condemned)
 {
     static const std::set<ULONG> changing{PR_BODY_W,        PR_HTML,      PR_NATIVE_BODY_INFO,
@@ -99,8 +99,8 @@ protected:
                 test::condemned_record(1, L"b.doc", "<p>b</p>")};
     }
 
-    /// Runs `operation` with a failure at each of the store's operations in turn, in each of the ways, until a run has
-    /// no operation left to fail. Each run brings a trace of its own, which must be without objects at its end.
+    /// Runs `operation` repeatedly, with each of the store's operations failing in turn and in each of the ways, until
+    /// no operation is left to fail. Each run has its own trace, which must contain no objects at its end.
     void fail_everywhere(const std::function<void(test::store_trace&)>& operation, std::size_t at_least)
     {
         for (const HRESULT failure : Failures) {
@@ -246,7 +246,7 @@ TEST_F(failing_store, leaves_nothing_behind_when_an_encrypted_message_is_disinfe
             auto attachments = records();
             MakeMailDisinfector()->DisinfectMessage(verdicts, wrapper.reference(), body, attachments, nullptr);
             expect_nothing_lost(base, base_was, {});
-            // A wrapper that can't be told from a plain message is treated as one.
+            // A wrapper that cannot be recognized as one is treated as a plain message.
             expect_nothing_lost(wrapper, wrapper_was, {1, 2});
             wrapper.close();
             base.close();
@@ -254,7 +254,7 @@ TEST_F(failing_store, leaves_nothing_behind_when_an_encrypted_message_is_disinfe
         40);
 }
 
-/// Whole checks over the traced store, with a scanner that condemns everything.
+/// Complete checks over the traced store with a scanner that condemns everything.
 class failing_store_in_a_check : public test::checker_fixture
 {};
 

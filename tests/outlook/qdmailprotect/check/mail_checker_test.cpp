@@ -11,7 +11,7 @@ namespace {
 using test::fake_message;
 using texts = std::vector<std::string>;
 
-constexpr ULONG VerdictTag = 0x80000003; // the first name that is resolved
+constexpr ULONG VerdictTag = 0x80000003; // the first resolved name
 constexpr HRESULT NoService = 240;
 
 class mail_checker : public test::checker_fixture
@@ -147,7 +147,7 @@ TEST_F(mail_checker, tags_a_mail_without_anything)
     EXPECT_EQ(probe.GetMessageSubject(nullptr, subject, tag), E_INVALIDARG);
 }
 
-// --- whole checks
+// --- complete checks
 
 TEST_F(mail_checker, of_a_clean_mail_tells_each_step)
 {

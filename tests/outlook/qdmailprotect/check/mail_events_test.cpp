@@ -17,7 +17,7 @@ namespace {
 using test::fake_object;
 using texts = std::vector<std::string>;
 
-/// A check whose outcome is given.
+/// A check with a given outcome.
 class scripted_check final : public MessageCheck
 {
 public:
@@ -47,7 +47,7 @@ public:
     }
 };
 
-/// The subscriptions of all items.
+/// Records the subscriptions of all items.
 class listed_events final : public ItemEventSource
 {
 public:
@@ -68,7 +68,7 @@ public:
         ++unadvised;
         return sinks.erase(cookie) ? S_OK : CannotConnect;
     }
-    /// The sink that heard of the item last.
+    /// Returns the sink that was subscribed to the item last.
     IItemEvents* of(IUnknown* item)
     {
         IItemEvents* last = nullptr;
@@ -95,7 +95,7 @@ protected:
     std::wstring DisplayName() override { return display_name; }
 };
 
-/// A handler that listens to nothing and does something at its end.
+/// A handler that ignores events and calls a function when it is destroyed.
 class ending_handler final : public ComObject<IMailItemEventHandler>
 {
 public:
@@ -130,7 +130,7 @@ protected:
     {
         return MakeCom<MailEvents>(check, source, &clock, std::move(factory));
     }
-    /// A line's place for a pointer.
+    /// Returns a log text followed by a pointer.
     static std::string at(const char* text, const IUnknown* pointer)
     {
         std::ostringstream line;
@@ -387,7 +387,7 @@ TEST_F(mail_events, let_outgoing_mail_alone)
                                    "400 -=  On item send: end processing (0ms)"}));
 }
 
-// --- attachments that are opened
+// --- opened attachments
 
 TEST_F(mail_events, deny_an_attachment_by_its_file_name)
 {
@@ -542,7 +542,7 @@ TEST_F(event_handler, forwards_to_every_owner_in_turn)
     EXPECT_EQ(second_check->items.size(), 2U);
 }
 
-// --- the road of a message
+// --- the events of one message
 
 using opened_message = test::checker_fixture;
 

@@ -1,4 +1,4 @@
-// A throw behind every entry point: none gets out, and what can still be done is done.
+// An exception in every entry point: none propagates, and all remaining steps are executed.
 #include "outlook/qdmailprotect/com/com_border.h"
 #include "outlook/qdmailprotect/com/module.h"
 #include "outlook/qdmailprotect/com/outlook_events.h"
@@ -51,7 +51,7 @@ TEST(com_border, tells_of_every_other_exception)
 
 // --- the add-in
 
-/// Stops with an exception.
+/// Throws when it is stopped.
 class raising_link final : public ConnectionSource
 {
 public:
@@ -175,7 +175,7 @@ TEST_F(borders, of_the_owner_end_hold_for_an_attachments_name)
     EXPECT_EQ(cancel, 0);
 }
 
-/// A log destination that can't be written to: what a line is built for raises.
+/// A clock that throws while a log line is formatted, like a log destination that cannot be written to.
 class raising_clock final : public winapi::time_source
 {
 public:

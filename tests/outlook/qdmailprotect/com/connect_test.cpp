@@ -14,7 +14,7 @@ using texts = std::vector<std::string>;
 class connection : public com_fixture
 {
 protected:
-    /// Connects to an application of that version.
+    /// Connects to an application of the given version.
     HRESULT connect_to_version(const std::wstring& version)
     {
         return connect_to(MakeCom<host::application>(version).get());
@@ -113,7 +113,7 @@ TEST_F(connection, refuses_a_client_whose_version_is_no_text)
 
 TEST_F(connection, needs_the_extended_application_interface)
 {
-    odd->interfaces = 1; // one look at the version, and no more
+    odd->interfaces = 1; // the interface is returned once, for the version
     EXPECT_EQ(connect_to(odd.get()), E_FAIL);
     EXPECT_EQ(lines(), (texts{
                            "400 -===  Initializing the Add-in",
@@ -178,7 +178,7 @@ TEST_F(connection, twice_fails_at_the_second_advise)
                            "400 AppName: Outlook, AppVer: 16.0.0.0",
                        }));
     EXPECT_EQ(outlook->subscriptions(), 1U);
-    --environment->initialized; // the second start of MAPI has one end only, as it has one flag
+    --environment->initialized; // the second initialization of MAPI has one end only, because there is one flag
 }
 
 TEST_F(connection, goes_on_without_the_host_path)

@@ -13,7 +13,7 @@ namespace {
 constexpr IID Events = IID_ItemEvents;
 constexpr SinkEntry Map[] = {{1, VT_EMPTY}, {2, VT_BSTR}, {3, VT_BOOL | VT_BYREF}};
 
-/// Notes what it hears.
+/// Records its events.
 class noting_sink final : public EventSink
 {
 public:

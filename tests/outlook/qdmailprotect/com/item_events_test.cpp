@@ -11,7 +11,7 @@ using texts = std::vector<std::string>;
 
 constexpr IID ContactItem{0x00063021, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
-/// The add-in connected to the client, as items come and go.
+/// The add-in connected to the client while items are loaded and unloaded.
 class item_events : public com_fixture
 {
 protected:
@@ -28,7 +28,7 @@ protected:
         other.reset();
         com_fixture::TearDown();
     }
-    /// Has the message of `opened` condemned with the verdict kept in memory only, so that further openings are
+    /// Has the message of `opened` condemned with the verdict stored in memory only, so that further openings are
     /// blocked.
     void condemn(const ComPtr<host::outlook_item>& opened)
     {
@@ -36,7 +36,7 @@ protected:
         opened->before_read();
     }
     void load(const ComPtr<host::outlook_item>& loaded) { outlook->item_load(loaded.get()); }
-    /// Delivers read complete with a flag of 32 bits that holds `before`.
+    /// Delivers read complete with a 32-bit flag whose initial value is `before`.
     static std::uint32_t read_complete(const ComPtr<host::outlook_item>& of, std::uint32_t before);
 
     ComPtr<host::outlook_item> item = new_item();
@@ -53,7 +53,7 @@ std::uint32_t item_events::read_complete(const ComPtr<host::outlook_item>& of, s
     return flag;
 }
 
-// --- the road of one item
+// --- the events of one item
 
 TEST_F(item_events, reach_the_check_in_their_order)
 {

@@ -13,19 +13,19 @@ namespace fs = std::filesystem;
 
 constexpr std::uint32_t NoText = 663;
 
-/// The folder of the sample of a localisation library, as a module path in it.
+/// Returns the path of a module in the folder of the sample localisation library.
 std::wstring beside_the_sample()
 {
     return (fs::path(SATELLITE_FILE).parent_path() / L"any.dll").wstring();
 }
 
-constexpr std::uint32_t FirstOfBlock = 800; // texts stand in blocks of 16
+constexpr std::uint32_t FirstOfBlock = 800; // texts are stored in blocks of 16
 
-/// Adds a block of texts to a library, numbered from FirstOfBlock on.
+/// Adds a block of texts to a library, numbered starting at FirstOfBlock.
 void add_texts(const fs::path& library, std::vector<std::wstring> texts)
 {
     texts.resize(16);
-    std::wstring block; // each behind its length
+    std::wstring block; // each preceded by its length
     for (const std::wstring& text : texts) {
         block.append(1, static_cast<wchar_t>(text.size())).append(text);
     }
@@ -77,7 +77,7 @@ TEST(localised_strings, with_a_library_are_its_texts_first)
 TEST(localised_strings, take_what_the_library_lacks_from_the_module)
 {
     LocalisedStrings strings;
-    // A system library with texts of its own, but none of these numbers.
+    // A system library that contains texts, but none with these numbers.
     const fs::path folder = fs::temp_directory_path() / L"postwarden localisation";
     fs::create_directories(folder);
     wchar_t system[MAX_PATH];

@@ -42,13 +42,13 @@ TEST(mapi_library, of_the_system_allocates)
         ASSERT_EQ(library.AllocateMore(16, owner, &more), S_OK);
         EXPECT_NE(more, nullptr);
         EXPECT_EQ(library.FreeBuffer(owner), 0U);
-        library.Release(); // and is found again
+        library.Release(); // and is loaded again
     }
 }
 
 TEST(mapi_library, let_go_leaves_the_process)
 {
-    constexpr const wchar_t* unused = L"avifil32.dll"; // any library of the system that nothing here wants
+    constexpr const wchar_t* unused = L"avifil32.dll"; // any system library that is not in use here
     ASSERT_EQ(::GetModuleHandleW(unused), nullptr);
     MapiLibrary library(unused);
     void* buffer = nullptr;

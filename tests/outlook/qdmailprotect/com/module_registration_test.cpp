@@ -1,4 +1,4 @@
-// The module itself, registered by the system's own program: what stands in the registry then, and what is left.
+// The module itself, registered by the system's program: the registry after registration and after removal.
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 #include "tests/outlook/qdmailprotect/com/support/loaded_module.h"
 #include "tests/outlook/qdmailprotect/com/support/registry_tree.h"
@@ -21,7 +21,7 @@ const std::wstring AddIn = AddIns + L"\\QDMailProtect.Connect";
 const std::wstring ClassKey = L"CLSID\\{73701B94-160C-49E1-91DF-B8CEAAD06DC1}";
 const std::wstring LibraryKey = L"TypeLib\\{76951965-F88C-48B4-A590-F88BF9590523}";
 const std::wstring InterfaceKey = L"Interface\\{2B6E9A14-53C7-4E0D-A17F-940C6D3E825B}";
-/// Interfaces of the type library that are not the add-in's own to register.
+/// Interfaces of the type library that the add-in must not register.
 const lines ForeignInterfaces = {L"Interface\\{B65AD801-ABAF-11D0-BB8B-00A0C90F2744}",
                                  L"Interface\\{7D2D078B-9609-4459-BA93-68E419354924}",
                                  L"Interface\\{5E0A3C6F-7B0D-4D5B-8E3B-1C0B6C5241A7}"};
@@ -41,7 +41,7 @@ protected:
     int unregister() const { return run_program(L"regsvr32.exe /s /u " + quoted_path()); }
     int unregister_for_user() const { return run_program(L"regsvr32.exe /s /u /n /i:user " + quoted_path()); }
 
-    /// What the script writes, with the classes under `prefix`.
+    /// Returns the entries that the script writes, with the classes under `prefix`.
     [[nodiscard]] lines class_entries(const std::wstring& prefix) const
     {
         lines expected{

@@ -71,7 +71,7 @@ TEST_F(module_file, gives_its_one_class)
 
 // --- a session of the client
 
-/// The trace configuration of this machine, put back at the end.
+/// The trace configuration of this machine, restored on destruction.
 class trace_of_the_machine
 {
 public:
@@ -87,7 +87,7 @@ private:
     static std::wstring key() { return std::wstring(winapi::registry_names::trace_key); }
 };
 
-/// What the mail client does from its start to its end, with one item opened and closed.
+/// Performs the steps of the mail client from its start to its end, with one item opened and closed.
 HRESULT one_session(const loaded_module& module)
 {
     test::fake_store store;
@@ -156,7 +156,7 @@ TEST_F(module_file, leaves_nothing_behind_when_it_is_loaded_and_unloaded_a_hundr
         }
         ASSERT_EQ(::GetModuleHandleW(L"postwarden.dll"), nullptr);
     };
-    for (int warm_up = 0; warm_up < 10; ++warm_up) { // what the system itself keeps is kept by then
+    for (int warm_up = 0; warm_up < 10; ++warm_up) { // allocations that the system keeps have been made by then
         load_and_unload();
     }
     {
@@ -176,7 +176,7 @@ TEST_F(module_file, leaves_nothing_behind_when_it_is_loaded_and_unloaded_a_hundr
     const auto left = test::process_resources::settled(resources);
     EXPECT_LE(left.threads, resources.threads);
     EXPECT_LE(left.handles, resources.handles);
-    // The compiler's run-time library keeps some 1500 bytes of the thread that used it in each copy of itself.
+    // Each copy of the compiler's run-time library keeps about 1500 bytes of the thread that used it.
     EXPECT_LT(test::heap_bytes(), allocated + 100 * 2048);
     EXPECT_LT(test::private_bytes(), pages + 2 * 1024 * 1024);
     ::CoUninitialize();

@@ -1,4 +1,4 @@
-// Every entry point with every one of its allocations refused in turn: nothing gets out, nothing is left half done.
+// Each allocation of every entry point fails in turn: no exception propagates and no partial result remains.
 #include "outlook/qdmailprotect/com/application_event_sink.h"
 #include "outlook/qdmailprotect/com/item_event_sink.h"
 #include "outlook/qdmailprotect/com/module.h"
@@ -19,8 +19,8 @@ namespace {
 using test::com_fixture;
 using test::failing_new;
 
-/// Makes `call` again and again, its first allocation refused, then its second, until none is left to refuse, with
-/// `after` behind each. Gives how many were refused.
+/// Makes `call` repeatedly, with its first allocation failing, then its second, until all succeed, and runs `after`
+/// with each result. Returns the number of failed allocations.
 std::size_t refuse_each(const std::function<HRESULT()>& call, const std::function<void(HRESULT)>& after)
 {
     constexpr std::size_t most = 10000;
@@ -167,7 +167,7 @@ TEST_F(out_of_memory, late_bound_calls_fail)
     SafeArrayDestroy(custom);
 }
 
-/// A registration that goes nowhere, by way of the memory that one takes.
+/// A registration that allocates memory but has no effect.
 class paper_registration final : public ServerRegistration
 {
 public:

@@ -8,7 +8,7 @@ namespace {
 
 using texts = std::vector<std::string>;
 
-/// Notes what it is asked for.
+/// Records its calls.
 class noting_registration final : public ServerRegistration
 {
 public:

@@ -17,7 +17,7 @@ public:
     HRESULT UnregisterTypeLibrary(RegistrationScope) override { return S_OK; }
 };
 
-/// An object of the module without any purpose.
+/// An object of the module without function.
 class plain_object final : public ComObject<IPersist>
 {
 public:

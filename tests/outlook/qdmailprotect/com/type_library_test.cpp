@@ -39,7 +39,7 @@ std::wstring help_of(ITypeInfo* information)
     return help.text();
 }
 
-/// The operations of an interface in the order of its table, each with its offset in slots.
+/// Returns the operations of an interface in the order of its table, each with its offset in slots.
 std::vector<std::pair<std::wstring, int>> operations_of(REFIID iid)
 {
     std::vector<std::pair<std::wstring, int>> found;

@@ -22,7 +22,7 @@ std::vector<std::byte> bytes(std::string_view text)
     return result;
 }
 
-/// Bytes, or nothing when the decoder raised its error.
+/// The decoded bytes, or nothing if the decoder threw its error.
 template <typename Decoder>
 outcome decode(Decoder&& decoder, const std::string& text)
 {

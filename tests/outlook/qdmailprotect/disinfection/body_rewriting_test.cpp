@@ -11,7 +11,7 @@ namespace {
 
 using texts = std::vector<std::string>;
 
-/// Texts that are told apart from the built-in ones.
+/// Texts that differ from the built-in ones.
 class other_texts final : public StringResources
 {
 public:

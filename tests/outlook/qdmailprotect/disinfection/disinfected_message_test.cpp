@@ -1,5 +1,5 @@
-// What a message looks like after a check that condemned something of it, property by property: the checker, the
-// disinfector and the in-memory store together.
+// The properties of a message after a check that condemned parts of it: the checker, the disinfector and the in-memory
+// store together.
 
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 #include "tests/outlook/qdmailprotect/support/checker_fixture.h"
@@ -14,7 +14,7 @@ using texts = std::vector<std::string>;
 using values = std::map<ULONG, std::string>;
 using test::stored_message;
 
-constexpr ULONG VerdictTag = 0x80000003; // the first name that is resolved
+constexpr ULONG VerdictTag = 0x80000003; // the first resolved name
 const std::string NewSubject =
     "[Morvelane Ostrand 10.1] Malicious or other object is detected. The e-mail is modified.";
 
@@ -148,8 +148,8 @@ TEST_F(disinfected_message, is_what_a_checker_leaves_that_was_given_no_disinfect
 TEST_F(disinfected_message, gives_an_attached_message_up_as_a_whole)
 {
     message.attach_message(0, L"forwarded", L"evil inside");
-    answer(ScanResult::Clean); // the body outside
-    answer(ScanResult::Clean); // the body inside
+    answer(ScanResult::Clean); // the outer body
+    answer(ScanResult::Clean); // the inner body
     answer_blocked("<p>the sheet is gone</p>");
     EXPECT_EQ(open(message), S_OK);
     EXPECT_EQ(scans().size(), 3U) << "the attached message goes over the wire twice";

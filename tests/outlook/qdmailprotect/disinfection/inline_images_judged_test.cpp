@@ -1,4 +1,4 @@
-// The fast image conversion beside the plain one, on generated texts around every limit.
+// Compares the fast image conversion with the plain one on generated texts around every limit.
 
 #include "outlook/qdmailprotect/disinfection/inline_images.h"
 #include "tests/outlook/qdmailprotect/support/image_judge.h"
@@ -26,7 +26,7 @@ struct converted
     std::vector<AttachmentResult> images;
 };
 
-/// Nothing when the decoder raised its error.
+/// Returns nothing if the decoder threw its error.
 template <typename Conversion>
 std::optional<converted> run(Conversion&& conversion, const std::string& html)
 {
@@ -46,7 +46,7 @@ auto fields(const AttachmentResult& record)
                     record.noticeHtml, record.scanResult, record.contentId, record.data);
 }
 
-/// What a run of comparisons has seen.
+/// Counts the outcomes of a series of comparisons.
 struct tally
 {
     std::size_t raised = 0;
@@ -56,7 +56,7 @@ struct tally
     std::size_t most_images = 0;
 };
 
-/// Compares both conversions of one text. Gives whether they agree, and says so where they don't.
+/// Compares both conversions of one text. Returns true if they agree and prints the differences otherwise.
 bool agree(const std::string& html, tally& seen)
 {
     const auto expected = run(test::judge_inline_images, html);
@@ -82,7 +82,7 @@ bool agree(const std::string& html, tally& seen)
     return same;
 }
 
-/// Makes texts out of the pieces that matter.
+/// Generates texts from relevant pieces.
 class generator
 {
 public:
@@ -167,9 +167,9 @@ private:
             return encoded();
         case 8:
             return end();
-        case 9: // halves of a prefix or marker that may join
+        case 9: // parts of a prefix or marker that may combine
             return one_of(std::array<std::string_view, 6>{" src=\"da", "ta:", " SRC=\"", "DATA:", ";base", "64,"});
-        case 10: // what a conversion puts in
+        case 10: // output of a conversion
             return std::string(" src=\"cid:qdimg0001.png@51444D41494C.5A52544D3130").substr(below(50));
         default:
             return std::string(below(60), ' ');
@@ -186,7 +186,7 @@ TEST(inline_images_judged, agree_on_generated_texts)
     for (int i = 0; i < 50000; ++i) {
         ASSERT_TRUE(agree(make.text(1 + make.below(24)), seen)) << "case " << i;
     }
-    // The texts are worth something only if they reach every outcome.
+    // The texts are useful only if they reach every outcome.
     EXPECT_GT(seen.converted, 10000U);
     EXPECT_GT(seen.without_marker, 5000U);
     EXPECT_GT(seen.without_end, 1000U);

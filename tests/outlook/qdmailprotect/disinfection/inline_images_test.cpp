@@ -14,7 +14,7 @@ using boost::archive::iterators::dataflow_exception;
 
 const std::string Gif = "R0lGODlhAQABAAAAACwAAAAAAQABAAA=";
 
-/// What a conversion left.
+/// The result of a conversion.
 struct converted
 {
     std::string html;
@@ -186,7 +186,7 @@ TEST(inline_images, inside_the_type_of_another_are_swallowed_by_it)
 
 TEST(inline_images, inside_a_rejected_one_are_found)
 {
-    // The marker is too far from the first prefix and near enough to the second.
+    // The marker is too far from the first prefix and close enough to the second.
     const std::string filler(45, 'x');
     const auto result = convert("<i src=\"data:" + filler + " src=\"data:b/c;base64,AAAA\">");
     EXPECT_EQ(result.html, "<i src=\"data:" + filler + " src=\"cid:" + content_id("0002") + "\">");
@@ -197,7 +197,7 @@ TEST(inline_images, inside_a_rejected_one_are_found)
 
 TEST(inline_images, of_a_later_sweep_see_the_text_that_an_earlier_one_left)
 {
-    // What the first sweep puts in is 49 characters long; with the quote behind it, it is a type of 50.
+    // The replacement by the first pass has 49 characters; with the quote after it, it is a type of 50.
     const auto result = convert("<i SRC=\"DATA: src=\"data:x;base64,AAAA\";base64,BBBB\">");
     EXPECT_EQ(result.html, "<i src=\"cid:" + content_id("0002") + "\">");
     ASSERT_EQ(result.images.size(), 2U);

@@ -15,7 +15,7 @@ using test::condemned_record;
 const std::string NewSubject =
     "[Morvelane Ostrand 10.1] Malicious or other object is detected. The e-mail is modified.";
 
-/// Texts without any text.
+/// Texts that are all empty.
 class no_texts final : public StringResources
 {
 public:
@@ -37,7 +37,7 @@ protected:
         message.attach(0, L"a.txt", "sound");
         message.attach(1, L"b.doc", "evil");
         message.attach(2, L"c.zip", "evil too");
-        verdicts.IsEncrypted(&message.object()); // resolves the name, so that it stands in no list of calls
+        verdicts.IsEncrypted(&message.object()); // resolves the name, so that it appears in no list of calls
         trace.clear();
         log.clear();
     }
@@ -53,7 +53,7 @@ protected:
     {
         return disinfector->DisinfectMessage(verdicts, message.reference(), body, attachments, item);
     }
-    /// The log without the look for encryption.
+    /// Returns the log without the lines of the encryption check.
     [[nodiscard]] texts course() const
     {
         texts lines = test::leveled_without_reads(log);

@@ -1,5 +1,5 @@
-// The load over COM: with the stand-in broker, registered with the machine and taken back by each test, and with
-// classes of the test's own. A machine with a broker of another kind is left alone, and the tests fail.
+// Settings loads over COM: with the stand-in broker, which each test registers and unregisters for the machine, and
+// with classes of the tests. On a machine with another broker nothing is changed, and the tests fail.
 
 #include "outlook/qdmailprotect/link/com_broker_windows.h"
 #include "outlook/qdmailprotect/link/scanner_link.h"
@@ -41,7 +41,7 @@ void set_text(HKEY root, const wchar_t* key, const wchar_t* name, const std::wst
               ERROR_SUCCESS);
 }
 
-/// The class of the broker that is registered; nothing when none is.
+/// Returns the class of the registered broker; empty if none is registered.
 std::wstring registered_class()
 {
     std::array<wchar_t, 64> text{};
@@ -52,13 +52,13 @@ std::wstring registered_class()
     return code == ERROR_SUCCESS ? text.data() : L"";
 }
 
-/// Makes a class the broker's.
+/// Registers a class as the broker's.
 void register_class(const wchar_t* text)
 {
     set_text(HKEY_LOCAL_MACHINE, (std::wstring(program_key) + L"\\CLSID").c_str(), nullptr, text);
 }
 
-/// A link over the real broker's interface, with nothing registered but what a test registers.
+/// A link over the real broker's interface, without any registration except that of the test.
 class ComBrokerTest : public ::testing::Test
 {
 protected:
@@ -105,7 +105,7 @@ protected:
         }
         return lines;
     }
-    /// True when this thread is in no apartment.
+    /// Returns true if this thread is in no apartment.
     static bool outside_apartments()
     {
         const HRESULT entered = ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
@@ -131,7 +131,7 @@ private:
     }
 };
 
-/// The stand-in broker, registered while this lives.
+/// The stand-in broker, registered during the lifetime of the object.
 class registered_broker
 {
 public:
@@ -172,7 +172,7 @@ private:
     winapi::module_handle module_;
 };
 
-/// The values of the user's own registration.
+/// The registration of the current user.
 TEST(StandInBroker, IsRegisteredForTheUserAloneWhenToldSo)
 {
     const winapi::module_handle module(::LoadLibraryW(registered_broker::path().c_str()));
@@ -266,7 +266,7 @@ TEST_F(ComBrokerTest, GoesOnWithTheDefaultsWhenNoBrokerIsRegistered)
 
 TEST_F(ComBrokerTest, TellsTheResultOfAnActivationThatFails)
 {
-    { // registered, but the module is not where it was
+    { // registered, but the module has been moved
         const registered_broker broker;
         ASSERT_EQ(load().back(), "200 Load settings failed: hr=0x80070002");
     }
@@ -318,7 +318,7 @@ TEST_F(ComBrokerTest, LoadsOnManyThreadsAtOnce)
     EXPECT_FALSE(log.contains("failed"));
 }
 
-/// One call of the stand-in broker with these arguments, in their order of passing.
+/// Calls the stand-in broker once with these arguments, in their order of passing.
 HRESULT call_stand_in(DISPID id, WORD flags, std::vector<VARIANTARG> arguments, const IID& iid = IID_NULL)
 {
     ComPtr<IDispatch> broker;
@@ -366,7 +366,7 @@ TEST_F(ComBrokerTest, StandInAnswersItsOneCallOnly)
 
 constexpr CLSID own_class{0x7D6F2B11, 0x40B5, 0x4B0E, {0x8E, 0x0A, 0x3D, 0x52, 0x6C, 0x1F, 0x90, 0x11}};
 
-/// An object that answers the call as the test says.
+/// An object whose reply to the call is set by the test.
 class scripted_object final : public ComObject<IDispatch>
 {
 public:
@@ -406,7 +406,7 @@ private:
     answer give_;
 };
 
-/// Makes scripted objects for the broker's program identifier while it lives.
+/// Creates scripted objects for the broker's program identifier during its lifetime.
 class scripted_class final : public ComObject<IClassFactory>
 {
 public:
@@ -450,7 +450,7 @@ protected:
         ASSERT_EQ(::CoRegisterClassObject(own_class, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_),
                   S_OK);
     }
-    /// An array of bytes of the dimensions given, filled in order.
+    /// Creates an array of bytes with the given dimensions, filled in order.
     static HRESULT put_array(VARIANT& value, std::vector<SAFEARRAYBOUND> bounds, const std::vector<std::uint8_t>& bytes)
     {
         SAFEARRAY* const array = ::SafeArrayCreate(VT_UI1, static_cast<UINT>(bounds.size()), bounds.data());

@@ -40,7 +40,7 @@ void manual_timers::DeleteTimer()
     journal_.waiting_ = nullptr;
 }
 
-/// Answers health questions; anything else is a mistake.
+/// Answers health questions; any other request is an error.
 class health_pool::health_session final : public icap::client::session
 {
 public:

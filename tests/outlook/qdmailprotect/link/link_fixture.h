@@ -13,14 +13,14 @@
 #include <string>
 #include <vector>
 
-/// Reaches what a link keeps to itself.
+/// Gives access to private members of a link.
 class ScannerLinkProbe
 {
 public:
     explicit ScannerLinkProbe(ScannerLink& link)
         : link_(link)
     {}
-    /// The server accepted last. For a test in which no other thread uses the link.
+    /// Returns the server accepted last. No other thread may use the link meanwhile.
     ServerInfo& Accepted() { return link_.serverInfo_; }
 
 private:
@@ -29,7 +29,7 @@ private:
 
 namespace test {
 
-/// A clock that stands still until it is moved.
+/// A clock that advances only when the test sets it.
 class manual_clock final : public winapi::time_source
 {
 public:
@@ -38,14 +38,14 @@ public:
     [[nodiscard]] std::uint64_t system_ticks() const override { return 0; }
 };
 
-/// What a manual_timers was asked, and the timer that waits. Outlives the queue, which its user owns.
+/// Records the calls of a manual_timers and holds the pending timer. Must outlive the queue, which its user owns.
 class timer_journal
 {
 public:
-    std::atomic<bool> refuses{false}; ///< timers can't be made
+    std::atomic<bool> refuses{false}; ///< timers cannot be created
     std::atomic<int> deletions{0};
 
-    /// The delays of all timers made, in milliseconds.
+    /// Returns the delays of all timers created, in milliseconds.
     [[nodiscard]] std::vector<std::uint32_t> delays() const
     {
         const std::lock_guard guard(lock_);
@@ -56,7 +56,7 @@ public:
         const std::lock_guard guard(lock_);
         return static_cast<bool>(waiting_);
     }
-    /// Lets the waiting timer fire on this thread; false when there is none.
+    /// Fires the pending timer on this thread; returns false if there is none.
     bool fire();
 
 private:
@@ -66,7 +66,7 @@ private:
     std::function<void()> waiting_;
 };
 
-/// A timer queue whose timers fire when the test says so.
+/// A timer queue whose timers are fired by the test.
 class manual_timers final : public TimerQueue
 {
 public:
@@ -96,12 +96,12 @@ public:
     void release_session(std::shared_ptr<icap::client::session> returned) override;
     void terminate() override { ++terminations; }
 
-    std::function<void()> on_query; ///< may raise
-    std::function<void()> on_scan;  ///< may raise
+    std::function<void()> on_query; ///< may throw
+    std::function<void()> on_scan;  ///< may throw
     std::function<void()> on_release;
     ScanResult answer = ScanResult::Clean;
     [[nodiscard]] std::vector<icap::client::scan_health> questions() const;
-    std::atomic<int> leased{0}; ///< sessions out now
+    std::atomic<int> leased{0}; ///< sessions currently leased
     std::atomic<int> terminations{0};
 
 private:
@@ -110,7 +110,7 @@ private:
     std::vector<icap::client::scan_health> questions_;
 };
 
-/// A link over a pool, broker, presence, clock and timer of the test's.
+/// A link over a pool, broker, presence, clock and timer of the test.
 class link_fixture : public ::testing::Test
 {
 protected:
@@ -119,16 +119,16 @@ protected:
 
     link_fixture();
 
-    /// The broker's record from now on.
+    /// Sets the record that the broker returns.
     void serve(const Settings& settings);
     void serve_bytes(SettingsBroker::Bytes bytes);
-    /// The factory's pool from now on.
+    /// Sets the pool that the factory returns.
     void offer(std::shared_ptr<health_pool> next);
-    /// What the factory was asked for.
+    /// Returns the servers that the factory was called with.
     [[nodiscard]] std::vector<ServerInfo> servers() const;
-    /// For another link over the same broker.
+    /// Returns the broker, for use in another link.
     [[nodiscard]] std::shared_ptr<SettingsBroker> broker();
-    /// The lines of the logger "outlook", each behind its level: "500 Trying to load new settings".
+    /// Returns the lines of the logger "outlook", each preceded by its level: "500 Trying to load new settings".
     [[nodiscard]] texts lines() const;
 
     manual_clock clock;
@@ -136,20 +136,20 @@ protected:
     log_capture log;
     std::shared_ptr<switched_presence> presence = std::make_shared<switched_presence>();
     std::shared_ptr<health_pool> pool = std::make_shared<health_pool>();
-    std::function<void()> on_create;  ///< runs when the factory is asked, and may raise
-    std::function<void()> on_connect; ///< runs when a visit to the broker begins, and may raise
-    std::function<void()> on_load;    ///< runs when the broker is asked, and may raise
-    std::atomic<int> loads{0};        ///< questions to the broker
+    std::function<void()> on_create;  ///< runs when the factory is called, and may throw
+    std::function<void()> on_connect; ///< runs when a visit to the broker begins, and may throw
+    std::function<void()> on_load;    ///< runs when the broker is called, and may throw
+    std::atomic<int> loads{0};        ///< calls of the broker
     std::unique_ptr<ScannerLink> link;
 
 private:
     class fixture_broker;
-    mutable std::mutex lock_; ///< guards what follows and `pool`
+    mutable std::mutex lock_; ///< guards the members below and `pool`
     std::vector<ServerInfo> servers_;
     SettingsBroker::Bytes blob_;
 };
 
-/// A record with that port and path set.
+/// Returns a record with the given port and path.
 DOVA::Settings::WebTrafficMonitorSettings settings_of(std::uint32_t port, const std::wstring& uri = L"webscan");
 
 } // namespace test

@@ -11,7 +11,7 @@ namespace {
 using texts = std::vector<std::string>;
 using test::log_record;
 
-/// A system of functions that note their calls and fail when told to.
+/// System functions that record their calls and fail if the test requires it.
 class NamespaceProbeTest : public ::testing::Test
 {
 protected:

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Nothing here can hold the service's mutex: that takes the local system's account.
+// The service's mutex cannot be held here: that requires the local system account.
 TEST(SystemPresenceProbe, SaysNoAndWhyOnASystemWithoutTheFunctions)
 {
     const test::log_capture log;

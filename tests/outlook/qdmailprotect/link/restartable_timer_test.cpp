@@ -131,7 +131,7 @@ TEST_F(RestartableTimerTest, TakesItsTimerBackAtItsEnd)
     EXPECT_FALSE(journal.fire());
 }
 
-/// The platform's own timers. Time passes here, but nothing is said of how much.
+/// The platform's timers. Time passes here, but no test depends on how much.
 class SystemTimers : public ::testing::Test
 {
 protected:
@@ -148,7 +148,7 @@ TEST_F(SystemTimers, FireOnceOnAnotherThread)
         entered.set();
     }));
     ASSERT_EQ(entered.wait(long_wait), tpl::wait_result::signalled);
-    queue->DeleteTimer(); // waits for the callback's end
+    queue->DeleteTimer(); // waits for the end of the callback
     EXPECT_NE(runner, std::thread::id());
     EXPECT_NE(runner, std::this_thread::get_id());
 }

@@ -17,7 +17,7 @@ constexpr std::uint32_t long_wait = 60000;
 class ScannerLinkTest : public test::link_fixture
 {
 protected:
-    /// The lines of a health check up to the settings' load.
+    /// Returns the lines of a health check up to the loading of the settings.
     static texts created(const std::string& port = "1345", const std::string& uri = "webscan")
     {
         return {"500 Check ICAP server health...",
@@ -291,7 +291,7 @@ TEST_F(ScannerLinkTest, BreaksTheConnectionByLettingGoOnly)
 
 TEST_F(ScannerLinkTest, TheFirstComparisonNeverBreaksTheConnection)
 {
-    // The record that it begins with names /avscan, which no settings gave.
+    // The initial record contains /avscan, which no settings specified.
     link->CheckHealth();
     EXPECT_TRUE(link->IsConnected());
     EXPECT_FALSE(log.contains("breaking connection"));
@@ -317,7 +317,7 @@ TEST_F(ScannerLinkTest, FollowsANewPortBetweenTwoHealthChecks)
     link->CheckHealth();
     log.clear();
     serve(settings_of(4711));
-    link->CheckHealth(); // its load finds the change
+    link->CheckHealth(); // its load detects the change
     EXPECT_FALSE(link->IsConnected());
     EXPECT_EQ(link->GetSessionManager(), nullptr);
     EXPECT_TRUE(log.contains("Connection settings have changed, breaking connection"));
@@ -375,7 +375,7 @@ TEST_F(ScannerLinkTest, StartsAgainAfterAStop)
     EXPECT_TRUE(link->IsConnected());
 }
 
-/// The same with the system's own timers.
+/// The same with the platform's timers.
 TEST_F(ScannerLinkTest, StopWaitsForTheTimersRun)
 {
     tpl::event entered;
@@ -415,7 +415,8 @@ TEST_F(ScannerLinkTest, StopFromTheTimersOwnRunDoesNotWaitForItself)
 
 TEST_F(ScannerLinkTest, TwoThreadsMayCheckAtOnce)
 {
-    // Both find no manager, both make one, and the later stays: whoever took the other one keeps it.
+    // Both find no manager, both create one, and the later one remains installed; the other one is still valid for its
+    // user.
     std::atomic<int> inside{0};
     tpl::event both;
     on_create = [&] {

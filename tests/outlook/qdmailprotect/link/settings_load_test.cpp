@@ -164,7 +164,7 @@ TEST_F(SettingsLoad, KeepsTheOldRecordWhenTheBrokersAnswerFails)
     EXPECT_EQ(link->GetSettings(), before);
 }
 
-/// What the record's reader says of these bytes.
+/// Returns the message of the exception that reading these bytes throws.
 std::string complaint(const SettingsBroker::Bytes& bytes)
 {
     try {
@@ -243,7 +243,7 @@ TEST_F(SettingsLoad, DoesNotHoldTheLockWhileTheBrokerWorks)
     EXPECT_EQ(loads, 1);
 }
 
-/// A pool that looks at the link from another thread when it ends.
+/// A pool whose destructor uses the link from another thread.
 class looking_pool final : public icap::client::session_pool
 {
 public:
@@ -275,7 +275,7 @@ TEST_F(SettingsLoad, LetsTheOldPoolEndOutsideTheLock)
     other.LoadSettings();
     other.CreateSessionManager();
     serve(settings_of(4711));
-    other.LoadSettings(); // would never come back
+    other.LoadSettings(); // would deadlock
     EXPECT_FALSE(other.IsConnected());
     other.CheckHealth();
     other.CreateSessionManager();
@@ -283,7 +283,7 @@ TEST_F(SettingsLoad, LetsTheOldPoolEndOutsideTheLock)
     EXPECT_FALSE(other.IsConnected());
 }
 
-/// Does something at each line up to its threshold.
+/// Calls a function at each line up to its threshold.
 class line_hook final : public logging::line_sink
 {
 public:
@@ -308,11 +308,11 @@ TEST(SettingsLoadUnderWay, LetsAPoolEndOutsideTheLockThatCameInTheMeantime)
     target = &link;
     link.LoadSettings();
     blob = DOVA::Settings::BlobFromSettings(settings_of(4712));
-    // The one line at this level tells of the break; the lines of a manager's creation are below it.
+    // The only line at this level reports the break; the lines of a manager's creation have a lower level.
     int managers = 0;
     const auto hook = std::make_shared<line_hook>([&] { managers += link.CreateSessionManager() ? 1 : 0; });
     logging::log_manager::default_manager().add_sink(hook, 400);
-    link.LoadSettings(); // would never come back
+    link.LoadSettings(); // would deadlock
     logging::log_manager::default_manager().remove_sink(hook);
     EXPECT_EQ(managers, 1);
     EXPECT_FALSE(link.IsConnected());

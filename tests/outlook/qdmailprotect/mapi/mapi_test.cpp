@@ -100,7 +100,7 @@ TEST(row_sets, are_freed_with_their_values)
     ASSERT_EQ(message->GetAttachmentTable(0, Receive(table)), S_OK);
     SRowSet* raw = nullptr;
     ASSERT_EQ(table->QueryRows(100, TBL_NOADVANCE, &raw), S_OK);
-    const RowSetPtr rows(raw); // the sanitizer watches over the rest
+    const RowSetPtr rows(raw); // the sanitizer checks the rest
     EXPECT_EQ(rows->cRows, 2U);
 }
 

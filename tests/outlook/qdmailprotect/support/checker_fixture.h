@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-/// Takes the steps of a check one by one.
+/// Runs single steps of a check.
 class MailCheckerProbe
 {
 public:
@@ -56,12 +56,12 @@ private:
 
 namespace test {
 
-/// A clock that stands still until it is moved.
+/// A clock that advances only when the test sets it.
 class still_clock final : public winapi::time_source
 {
 public:
     mutable std::uint32_t now = 1000;
-    std::uint32_t step = 0; ///< added at each look
+    std::uint32_t step = 0; ///< added at each reading
     [[nodiscard]] std::uint32_t tick_count() const override
     {
         const std::uint32_t shown = now;
@@ -71,7 +71,7 @@ public:
     [[nodiscard]] std::uint64_t system_ticks() const override { return 0; }
 };
 
-/// Process 4711 in session 7, until the look-up fails.
+/// Process 4711 in session 7, unless the look-up fails.
 class fixed_session final : public SessionLookup
 {
 public:
@@ -86,7 +86,7 @@ public:
     }
 };
 
-/// Notes what it is asked to disinfect.
+/// Records the disinfections that are requested.
 class noting_disinfector final : public MessageDisinfector
 {
 public:
@@ -102,17 +102,17 @@ public:
                              std::vector<AttachmentResult>& records, ComPtr<IUnknown> of) override;
 };
 
-/// A checker over a scripted store, link, converter and disinfector, with an empty registry. At its end all objects of
-/// the store have gone and all sessions are back.
+/// A checker over a scripted store, link, converter and disinfector, with an empty registry. At the end of the test all
+/// objects of the store must have been destroyed and all sessions returned.
 class checker_fixture : public ::testing::Test
 {
 protected:
     checker_fixture();
     void TearDown() override;
 
-    /// A new message with an entry identifier, an internet identifier, subject, sender and a plain body.
+    /// Creates a message with an entry identifier, an internet identifier, subject, sender and a plain body.
     ComPtr<fake_message> new_message();
-    /// An item of the mail kind over `message`.
+    /// Creates an item of the given kind over `message`.
     ComPtr<fake_item> item_of(const ComPtr<fake_message>& message, const IID& kind = IID_MailItem)
     {
         return MakeCom<fake_item>(store, kind, identity(message));
@@ -141,10 +141,10 @@ protected:
     bool block_display = true;
 };
 
-/// The texts of the lines, each behind its level: "400 Checking mail body". Lines of the logger "wpx" are the scripted
-/// link's and pool's.
+/// Returns the texts of the lines, each preceded by its level: "400 Checking mail body". Lines of the logger "wpx" come
+/// from the scripted link and pool.
 std::vector<std::string> leveled(const log_capture& log);
-/// The same without those of failed property reads.
+/// Returns the same without the lines of failed property reads.
 std::vector<std::string> leveled_without_reads(const log_capture& log);
 
 } // namespace test

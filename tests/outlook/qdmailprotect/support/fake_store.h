@@ -11,11 +11,11 @@
 #include <utility>
 #include <vector>
 
-/// A small scripted message store. It implements the real interfaces of the platform, counts its objects, notes its
-/// calls, and gives any call of an operation a result of the test's choice.
+/// A small scripted message store. It implements the real interfaces of the platform, counts its objects, records its
+/// calls, and can return a given result from any call of an operation.
 namespace test {
 
-/// What all objects of one test share. Outlives them.
+/// The state that all objects of one test share. Must outlive them.
 class fake_store
 {
 public:
@@ -23,26 +23,27 @@ public:
     fake_store(const fake_store&) = delete;
     fake_store& operator=(const fake_store&) = delete;
 
-    /// The n-th call of `operation` from now on gives `result` and does nothing; S_OK gives success without an object.
+    /// Makes the n-th call of `operation` from now on return `result` and do nothing; S_OK means success without an
+    /// object.
     void script(const std::string& operation, HRESULT result, int nth = 1);
-    /// All calls of `operation` from now on.
+    /// Makes all calls of `operation` from now on return `result`.
     void script_all(const std::string& operation, HRESULT result) { always_[operation] = result; }
 
-    /// Notes a call; true if the call is scripted, with its `result`.
+    /// Records a call; returns true if the call is scripted, with its `result`.
     bool scripted(const std::string& operation, HRESULT& result);
-    /// How often an operation was called.
+    /// Returns the number of calls of an operation.
     [[nodiscard]] int calls(const std::string& operation) const;
 
-    /// The property identifier of a name, made at its first use.
+    /// Returns the property identifier of a name, which is created at its first use.
     ULONG identifier(const MAPINAMEID& name);
-    /// Tag of the verdict property, once its name was resolved; else 0.
+    /// Returns the tag of the verdict property if its name has been resolved, otherwise 0.
     [[nodiscard]] ULONG verdict_tag() const;
-    /// Names that were asked for, as "{first GUID field}:number" or "{first GUID field}:text".
+    /// Returns the requested names as "{first GUID field}:number" or "{first GUID field}:text".
     [[nodiscard]] const std::vector<std::string>& names() const noexcept { return name_order_; }
     [[nodiscard]] const std::vector<ULONG>& name_flags() const noexcept { return name_flags_; }
     void note_name_flags(ULONG flags) { name_flags_.push_back(flags); }
 
-    int alive = 0; ///< objects of the store that have not ended
+    int alive = 0; ///< existing objects of the store
 
 private:
     std::map<std::string, int> calls_;
@@ -73,14 +74,14 @@ protected:
 /// One property value.
 struct fake_value
 {
-    ULONG tag = 0;            ///< the type that a read gives
+    ULONG tag = 0;            ///< the type that a read returns
     std::uint64_t number = 0; ///< long, bool, time, error code
     std::wstring wide{};
-    std::shared_ptr<std::string> bytes{}; ///< narrow text or binary; streams work on it
-    ComPtr<IUnknown> object{};            ///< what OpenProperty gives
+    std::shared_ptr<std::string> bytes{}; ///< narrow text or binary; streams operate on it
+    ComPtr<IUnknown> object{};            ///< the object that OpenProperty returns
 };
 
-/// Fills `out` from `value`; what it points at hangs on `owner`, a store buffer.
+/// Fills `out` from `value`; memory that it refers to is allocated from `owner`, a store buffer.
 void fill(SPropValue& out, const fake_value& value, void* owner);
 
 /// Properties by identifier.
@@ -90,19 +91,19 @@ public:
     void set_long(ULONG tag, std::uint32_t value) { at(tag).number = value; }
     void set_time(ULONG tag, std::uint64_t file_time) { at(tag).number = file_time; }
     void set_wide(ULONG tag, std::wstring value) { at(tag).wide = std::move(value); }
-    /// Narrow text or bytes, for reads and for streams.
+    /// Sets narrow text or bytes, for reads and for streams.
     void set_bytes(ULONG tag, std::string value) { at(tag).bytes = std::make_shared<std::string>(std::move(value)); }
-    /// Bytes that a read refuses as too big and only a stream gives.
+    /// Sets bytes that a read rejects as too large and only a stream returns.
     void set_big_bytes(ULONG tag, std::string value);
     void set_object(ULONG tag, ComPtr<IUnknown> object) { at(tag).object = std::move(object); }
-    /// Reads of `tag` give `code`.
+    /// Makes reads of `tag` return `code`.
     void set_error(ULONG tag, SCODE code) { errors_[PROP_ID(tag)] = code; }
-    /// Reads of `tag` give the value of another property, tag and all.
+    /// Makes reads of `tag` return another property, including its tag.
     void redirect(ULONG tag, ULONG other) { redirected_[PROP_ID(tag)] = other; }
     void remove(ULONG tag) { values_.erase(PROP_ID(tag)); }
 
     [[nodiscard]] fake_value* find(ULONG tag);
-    /// What a read gives: a value, or PT_ERROR.
+    /// Returns the result of a read: a value, or PT_ERROR.
     [[nodiscard]] fake_value read(ULONG tag);
     void write(const SPropValue& value);
 
@@ -113,7 +114,7 @@ private:
     std::map<ULONG, ULONG> redirected_;
 };
 
-/// A stream over shared bytes. Operations are scripted as "Stream.Read" and so on.
+/// A stream over shared bytes. Operations are scripted by names such as "Stream.Read".
 class fake_stream final : public ComObject<IStream>, private counted
 {
 public:
@@ -122,7 +123,7 @@ public:
         , bytes_(std::move(bytes))
     {}
 
-    /// What Stat tells in the place of the real size.
+    /// Sets the size that Stat returns instead of the real one.
     void claim_size(std::uint64_t size) { claimed_ = size; }
     void claim_no_size() { claimed_ = ~std::uint64_t{0}; }
     [[nodiscard]] const std::vector<ULONG>& read_counts() const noexcept { return read_counts_; }
@@ -153,7 +154,7 @@ private:
     DWORD stat_flags_ = 0xFFFFFFFFU;
 };
 
-/// An object that is nothing but IUnknown, or also the interface of one more identifier, for which it can't be used.
+/// An object that implements only IUnknown, or additionally claims one more identifier without implementing it.
 class fake_object final : public ComObject<IUnknown>, private counted
 {
 public:
@@ -172,13 +173,13 @@ private:
     IID also_;
 };
 
-/// IMAPIProp over fake_properties. Scripted as "GetProps", "SetProps", ... behind a prefix.
+/// IMAPIProp over fake_properties. Operations are scripted as "GetProps", "SetProps", ... after a prefix.
 template <typename... Interfaces>
 class fake_prop : public ComObject<Interfaces...>, protected counted
 {
 public:
     fake_properties properties;
-    /// Tags of the properties that were written, in order.
+    /// Tags of the written properties, in order.
     std::vector<ULONG> written;
 
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT, ULONG, LPMAPIERROR*) override { return E_NOTIMPL; }
@@ -206,7 +207,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetIDsFromNames(ULONG count, LPMAPINAMEID* names, ULONG flags,
                                               LPSPropTagArray* tags) override;
 
-    /// The last GetProps' flags and the last OpenProperty's options and flags.
+    /// The flags of the last GetProps and the options and flags of the last OpenProperty.
     ULONG get_flags = 0;
     ULONG open_options = ~ULONG{0};
     ULONG open_flags = ~ULONG{0};
@@ -243,7 +244,7 @@ protected:
     void* FindInterface(REFIID iid) override;
 };
 
-/// A table of rows that were given to it; "QueryRows" can be scripted.
+/// A table over given rows; "QueryRows" can be scripted.
 class fake_table final : public ComObject<IMAPITable>, private counted
 {
 public:
@@ -285,7 +286,7 @@ private:
     std::vector<std::vector<fake_value>> rows_;
 };
 
-/// A row of an attachment table; empty fields are left out.
+/// A row of an attachment table; empty fields are omitted.
 struct fake_row
 {
     std::uint32_t number = 0;
@@ -305,18 +306,18 @@ public:
         : fake_prop(store)
     {}
 
-    /// Answers ISecuredMessage and gives `base`, which may be null, as the message inside.
+    /// Makes the message implement ISecuredMessage and return `base`, which may be null, as the base message.
     void wrap(ComPtr<fake_message> base)
     {
         secured_ = true;
         base_ = std::move(base);
     }
-    /// Adds a row, and the attachment that OpenAttach gives for its number.
+    /// Adds a row, and the attachment that OpenAttach returns for its number.
     ComPtr<fake_attach> attach(const fake_row& row);
-    /// Adds a row as it stands, without an attachment behind it.
+    /// Adds a row as given, without an attachment for it.
     void add_row(std::vector<fake_value> row) { rows_.push_back(std::move(row)); }
     [[nodiscard]] IMessage* pointer() noexcept { return this; }
-    /// A reference as a callee takes it over.
+    /// Returns a reference for a callee that releases it.
     [[nodiscard]] ComPtr<IMessage> reference() noexcept { return ComPtr<IMessage>(static_cast<IMessage*>(this)); }
     [[nodiscard]] const std::vector<ULONG>& opened() const noexcept { return opened_; }
 
@@ -347,7 +348,7 @@ private:
     std::vector<ULONG> opened_;
 };
 
-/// An item of the mail client over some object; "get_MAPIOBJECT" can be scripted.
+/// An item of the mail client over an object; "get_MAPIOBJECT" can be scripted.
 class fake_item final : public OutlookItemBase, private counted
 {
 public:
@@ -368,7 +369,7 @@ private:
     ComPtr<IUnknown> object_;
 };
 
-/// The object as its identity, for those who take IUnknown.
+/// Returns the object as IUnknown.
 inline ComPtr<IUnknown> identity(const ComPtr<fake_message>& message)
 {
     return ComPtr<IUnknown>(static_cast<IMessage*>(message.get()));

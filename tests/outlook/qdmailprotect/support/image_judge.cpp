@@ -54,7 +54,7 @@ std::vector<std::byte> judge_base64(std::string text)
         }
     }
     std::vector<std::byte> bytes;
-    // A lone character at the end has the decoder read the NUL behind it, which is no base64 character.
+    // A single character at the end makes the decoder read the NUL after it, which is not a base64 character.
     const decoder end(text.c_str() + text.size());
     for (decoder next(text.c_str()); next != end; ++next) {
         bytes.push_back(static_cast<std::byte>(*next));

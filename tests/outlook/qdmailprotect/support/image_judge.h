@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-/// Plain versions of the image conversion and its decoder, which change the text step by step. They are the judges of
-/// the fast ones.
+/// Plain versions of the image conversion and its decoder, which modify the text step by step. The fast versions are
+/// compared with them.
 namespace test {
 
-/// Base64 text through the library's iterators.
+/// Decodes base64 text with the library's iterators.
 std::vector<std::byte> judge_base64(std::string text);
 
-/// What ExtractInlineImages does, with one change of the text for each image.
+/// Does the same as ExtractInlineImages, with one modification of the text per image.
 void judge_inline_images(std::string& html, std::vector<AttachmentResult>& images);
 
 } // namespace test

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// A platform whose converter session writes `mime`, or does what it is told. Outlives its sessions.
+/// A platform whose converter session writes `mime` or returns given results. Must outlive its sessions.
 class scripted_converter
 {
 public:
@@ -19,20 +19,20 @@ public:
     scripted_converter& operator=(const scripted_converter&) = delete;
 
     std::string mime = "MIME-Version: 1.0\r\n\r\n";
-    HRESULT session_result = S_OK; ///< of the making of a session
+    HRESULT session_result = S_OK; ///< of creating a session
     bool gives_session = true;
-    HRESULT stream_result = S_OK; ///< of the making of a stream
+    HRESULT stream_result = S_OK; ///< of creating a stream
     bool gives_stream = true;
     HRESULT setting_result = S_OK; ///< of SetEncoding and SetSaveFormat
     HRESULT result = S_OK;         ///< of a conversion
 
-    int sessions = 0;               ///< made so far
-    int open_sessions = 0;          ///< not released yet
-    int streams = 0;                ///< made so far
-    int conversions = 0;            ///< asked for so far
+    int sessions = 0;               ///< created so far
+    int open_sessions = 0;          ///< not yet released
+    int streams = 0;                ///< created so far
+    int conversions = 0;            ///< requested so far
     std::vector<std::string> calls; ///< in order, with their arguments
     IMessage* message = nullptr;    ///< of the last conversion
-    IStream* stream = nullptr;      ///< of the last conversion; not counted
+    IStream* stream = nullptr;      ///< of the last conversion; no reference is held
 
     [[nodiscard]] ConverterPlatform platform();
 

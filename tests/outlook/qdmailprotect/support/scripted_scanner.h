@@ -10,32 +10,33 @@
 #include <string>
 #include <vector>
 
-/// A scan client whose answers are given in advance.
+/// A scan client with given answers.
 namespace test {
 
-/// A scanner's reply with `html` as the body of its HTTP response, made by the real analyzer.
+/// Creates a scanner's reply with `html` as the body of its HTTP response, using the real analyzer.
 std::shared_ptr<icap::response_message> reply_with(const std::string& html);
-/// The same with an HTTP request, as a service that changed the object sends it.
+/// Creates a reply with an HTTP request, as a service sends it if it changed the object.
 std::shared_ptr<icap::response_message> reply_with_request(const std::string& contents);
-/// A reply without an encapsulated message.
+/// Creates a reply without an encapsulated message.
 std::shared_ptr<icap::response_message> reply_without_contents();
 
-/// What a scan was asked.
+/// The request of one scan.
 struct scan_record
 {
     icap::client::scan_mail parameters; ///< without its data
     std::string data;                   ///< all bytes of the object, read through its io_data
 };
 
-/// How one scan, lease or return ends.
+/// The outcome of one scan, lease or return.
 struct scan_answer
 {
     ScanResult result = ScanResult::Clean;
     std::shared_ptr<icap::response_message> response;
-    bool raises = false; ///< a std::runtime_error in the place of a result
+    bool raises = false; ///< throws a std::runtime_error instead of returning a result
 };
 
-/// Pool of one session. Each lease takes the session; the answers are used up in order, and then all is clean.
+/// A pool of one session. Each lease returns the session; the answers are used in order, and afterwards all objects are
+/// clean.
 class scripted_pool final : public icap::client::session_pool
 {
 public:
@@ -43,7 +44,7 @@ public:
     std::vector<scan_record> scans;
     bool query_raises = false;
     bool release_raises = false;
-    int leased = 0; ///< sessions out now
+    int leased = 0; ///< sessions currently leased
     int queries = 0;
     int releases = 0;
 
@@ -52,8 +53,8 @@ public:
     void terminate() override {}
 };
 
-/// A link that is set by the test and notes what is asked of it, also as lines of the logger "wpx" so that their place
-/// among the log lines shows.
+/// A link whose state is set by the test. Records its calls, also as lines of the logger "wpx", so that their order
+/// among the log lines is visible.
 class scripted_link final : public ConnectionSource
 {
 public:

@@ -13,49 +13,52 @@
 #include <string_view>
 #include <vector>
 
-/// Messages of the in-memory store behind a trace, and looks into them from behind it.
+/// Messages of the in-memory store behind a trace, and functions that read them without the trace.
 namespace test {
 
-/// One value as text: numbers in decimal, text in UTF-8, bytes as they are. Nothing for a property that isn't there.
+/// Returns one value as text: numbers in decimal, text in UTF-8, bytes unchanged. Returns nothing if the property does
+/// not exist.
 std::optional<std::string> value_of(const host::property_bag& properties, ULONG tag);
 
-/// All properties, by tag.
+/// Returns all properties by tag.
 std::map<ULONG, std::string> values_of(const host::property_bag& properties);
 
-/// An attachment of method 1 as mail brings it.
+/// Creates an attachment of method 1 as in received mail.
 host::attachment_record file_attachment(std::wstring_view name, const std::string& contents);
 
-/// A message with a sender, a subject, a plain and an HTML body and whatever a test adds; opened behind a trace.
+/// A message with a sender, a subject, a plain and an HTML body and the additions of a test; opened behind a trace.
 class stored_message
 {
 public:
-    /// `name` among the calls. `names` of another message for one of the same store.
+    /// `name` is the name of the message in the recorded calls. `store` is that of another message, for two messages of
+    /// one store.
     explicit stored_message(store_trace& trace, std::string name = "message",
                             std::shared_ptr<host::store_context> store = nullptr);
 
     void attach(std::uint32_t number, std::wstring_view name, const std::string& contents);
     /// Attaches a message with a subject and a plain body.
     void attach_message(std::uint32_t number, std::wstring_view subject, std::wstring_view text);
-    /// Makes an attachment one that the check skips, a link to a file elsewhere.
+    /// Converts an attachment to one that the check skips, a link to an external file.
     void never_scanned(std::uint32_t number);
     void set_text(ULONG tag, std::wstring_view text);
     void set_number(ULONG tag, std::int64_t number);
     void remove(ULONG tag);
-    /// Gives the message the named property that makes it an encrypted one.
+    /// Sets the named property that marks the message as encrypted.
     void make_encrypted();
 
-    /// The open object, made at the first call; what is added to the message afterwards doesn't show in it.
+    /// Returns the open object, which is created at the first call; later additions to the message are not visible in
+    /// it.
     traced_message& object();
-    /// A reference as a callee takes it over.
+    /// Returns a reference for a callee that releases it.
     [[nodiscard]] ComPtr<IMessage> reference() { return object().reference(); }
-    /// Ends the object.
+    /// Destroys the object.
     void close();
 
-    /// The message as its open object shows it.
+    /// Returns the message as its open object presents it.
     [[nodiscard]] const host::message_record& now();
     [[nodiscard]] std::optional<std::string> value(ULONG tag);
     [[nodiscard]] std::optional<std::string> value(std::uint32_t attachment, ULONG tag);
-    /// Number and name of each attachment: "0 a.txt".
+    /// Returns number and name of each attachment: "0 a.txt".
     [[nodiscard]] std::vector<std::string> attachments();
     [[nodiscard]] const std::shared_ptr<host::store_context>& store() const noexcept { return record_.store; }
 
@@ -69,7 +72,7 @@ private:
     ComPtr<traced_message> object_;
 };
 
-/// A condemned attachment's record as the check leaves it.
+/// Returns a condemned attachment's record in the form in which the check leaves it.
 AttachmentResult condemned_record(std::uint32_t number, std::wstring name, std::string notice);
 
 } // namespace test

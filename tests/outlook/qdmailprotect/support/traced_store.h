@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-/// Wrappers for the objects of a real message store. They note each operation, make any of them fail, and count
-/// themselves, so that a reference too many or too few shows.
+/// Wrappers for the objects of a real message store. They record each operation, can make any of them fail, and count
+/// themselves, so that a missing or leaked reference is detected.
 namespace test {
 
-/// What all wrappers of one test share. Outlives them.
+/// The state that all wrappers of one test share. Must outlive them.
 class store_trace
 {
 public:
@@ -20,38 +20,38 @@ public:
     store_trace(const store_trace&) = delete;
     store_trace& operator=(const store_trace&) = delete;
 
-    /// The n-th operation from now on, from 1, gives `result` and isn't passed on; its out-parameters stay empty. S_OK
-    /// makes a store that claims success and does nothing.
+    /// Makes the n-th operation from now on, starting at 1, return `result` without being forwarded; its out-parameters
+    /// remain empty. S_OK simulates a store that claims success and does nothing.
     void fail_nth(std::size_t n, HRESULT result);
-    /// The same for each operation whose text begins with `start`.
+    /// Does the same for each operation whose text begins with `start`.
     void fail(std::string start, HRESULT result) { failures_[std::move(start)] = result; }
 
-    /// OpenProperty and CreateAttach, where their text begins with `start`, are passed on and yet answered with
-    /// `result`: a store that hands out an object together with a failure.
+    /// Forwards OpenProperty and CreateAttach, where their text begins with `start`, but returns `result`: simulates a
+    /// store that returns an object together with a failure.
     void deny(std::string start, HRESULT result) { denials_[std::move(start)] = result; }
 
-    /// Notes an operation; true, with its `result`, if it is to fail.
+    /// Records an operation; returns true, with its `result`, if it must fail.
     bool fails(const std::string& operation, HRESULT& result);
-    /// The answer of an operation that was passed on.
+    /// Returns the result of a forwarded operation.
     [[nodiscard]] HRESULT answer(const std::string& operation, HRESULT real) const;
-    /// The operations so far: the object's name, the operation, its arguments.
+    /// Returns the operations so far: the object's name, the operation, its arguments.
     [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
-    /// Those that begin with `start`.
+    /// Returns the operations that begin with `start`.
     [[nodiscard]] std::vector<std::string> calls(const std::string& start) const;
-    /// Forgets the operations and the failures.
+    /// Discards the recorded operations and the failures.
     void clear();
 
-    int alive = 0; ///< wrappers that have not ended
+    int alive = 0; ///< existing wrappers
 
 private:
     std::vector<std::string> calls_;
     std::map<std::string, HRESULT> failures_;
     std::map<std::string, HRESULT> denials_;
-    std::size_t failing_ = 0; ///< number of operations at which the n-th fails; 0 for none
+    std::size_t failing_ = 0; ///< number of the operation that fails; 0: none
     HRESULT result_ = S_OK;
 };
 
-/// Counts one wrapper and gives it a name among the calls.
+/// Counts one wrapper and assigns its name in the recorded calls.
 class traced
 {
 public:
@@ -106,7 +106,7 @@ private:
     ComPtr<IStream> inner_;
 };
 
-/// A table of the store; only the rows can be asked for, by columns of choice.
+/// A table of the store; supports only queries for rows with chosen columns.
 class traced_table final : public ComObject<IMAPITable>, private traced
 {
 public:
@@ -149,7 +149,7 @@ private:
     ComPtr<IMAPITable> inner_;
 };
 
-/// IMAPIProp over an object of the store; the streams and messages that it opens are wrapped.
+/// IMAPIProp over an object of the store; streams and messages that it opens are wrapped.
 template <typename Inner, typename... Interfaces>
 class traced_prop : public ComObject<Interfaces...>, protected traced
 {
@@ -185,7 +185,7 @@ protected:
         : traced(trace, std::move(name))
         , inner_(std::move(inner))
     {}
-    /// The object that an opened property is shown as.
+    /// Returns the wrapper of an opened property.
     ComPtr<IUnknown> wrap_opened(ULONG tag, ComPtr<IUnknown> opened);
 
     ComPtr<Inner> inner_;
@@ -203,8 +203,8 @@ protected:
     void* FindInterface(REFIID iid) override;
 };
 
-/// A message of the store, which may be the wrapper of an encrypted one. Its attachments are called "attach" and their
-/// number, its tables "table".
+/// A message of the store, which may be the wrapper of an encrypted one. Its attachments are named "attach" followed by
+/// their number, its tables "table".
 class traced_message final : public traced_prop<IMessage, IMessage, ISecuredMessage>
 {
 public:
@@ -212,13 +212,13 @@ public:
         : traced_prop(trace, std::move(name), std::move(inner))
     {}
 
-    /// Answers ISecuredMessage from now on and gives `base`, which may be null, as the message inside.
+    /// Makes the message implement ISecuredMessage and return `base`, which may be null, as the base message.
     void wrap(ComPtr<IMessage> base)
     {
         secured_ = true;
         base_ = std::move(base);
     }
-    /// A reference as a callee takes it over.
+    /// Returns a reference for a callee that releases it.
     [[nodiscard]] ComPtr<IMessage> reference() noexcept { return ComPtr<IMessage>(static_cast<IMessage*>(this)); }
     [[nodiscard]] IMessage* pointer() noexcept { return this; }
 

@@ -11,7 +11,7 @@ namespace {
 using test::fake_message;
 using texts = std::vector<std::string>;
 
-constexpr ULONG ContentType = 0x8001001F; // the second name that is resolved
+constexpr ULONG ContentType = 0x8001001F; // the second resolved name
 const std::wstring Enveloped = L"application/pkcs7-mime; smime-type=enveloped-data; name=smime.p7m";
 
 class verdict_cache : public ::testing::Test
@@ -32,7 +32,7 @@ protected:
         }
         return message;
     }
-    /// The wrapper of an encrypted message.
+    /// Creates the wrapper of an encrypted message.
     ComPtr<fake_message> new_wrapper(ComPtr<fake_message> base)
     {
         auto wrapper = new_message();
@@ -41,7 +41,7 @@ protected:
         wrapper->wrap(std::move(base));
         return wrapper;
     }
-    /// Resolves both names, the verdict's first.
+    /// Resolves both names, that of the verdict first.
     void resolve(const ComPtr<fake_message>& message)
     {
         cache->FindMessage(message->pointer(), verdict, nullptr);
@@ -364,7 +364,7 @@ TEST_F(verdict_cache, trims_itself_to_1001_entries_at_the_5000th)
 
 TEST_F(verdict_cache, trims_itself_without_regard_to_age)
 {
-    keep_verdict(1); // so that only memory knows the verdicts
+    keep_verdict(1); // so that the verdicts are stored in memory only
     const auto message = new_message();
     const auto name = [&](int number) { message->properties.set_bytes(PR_ENTRYID, std::to_string(number)); };
     const auto survivors = [&](bool backwards) {

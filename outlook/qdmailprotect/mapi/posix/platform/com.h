@@ -1,7 +1,7 @@
 #pragma once
 
-// The part of COM's base that the message store interfaces stand on, with the order of operations, record layouts
-// and identifiers of the Windows headers. Wide strings are std::wchar_t.
+// The part of COM that the message store interfaces are based on, with the order of operations, record layouts and
+// identifiers of the Windows headers. Wide strings are std::wchar_t.
 #include <platform/hresult.h>
 
 #include <cstdint>
@@ -57,7 +57,7 @@ union ULARGE_INTEGER {
     ULONGLONG QuadPart;
 };
 
-/// A moment in units of 100 ns since 1601-01-01 UTC.
+/// A point in time in units of 100 ns since 1601-01-01 UTC.
 struct FILETIME
 {
     DWORD dwLowDateTime;
@@ -70,7 +70,7 @@ inline constexpr IID IID_ISequentialStream{
 inline constexpr IID IID_IStorage{0x0000000B, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_IStream{0x0000000C, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
-/// Identity and life of an object. Objects end themselves with their last reference and are never deleted.
+/// Identity and lifetime of an object. Objects destroy themselves with their last reference and are never deleted.
 struct IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The message store's interfaces and records as the Windows headers declare them: same order of operations, same
-// layouts. Codes and property tags stand in headers of their own.
+// The message store's interfaces and records as declared in the Windows headers: same order of operations, same
+// layouts. Codes and property tags are declared in separate headers.
 #include <platform/com.h>
 #include <platform/mapi_codes.h>
 #include <platform/mapi_tags.h>
@@ -191,7 +191,7 @@ struct MAPIERROR
 };
 using LPMAPIERROR = MAPIERROR*;
 
-/// Name of a named property: a number, or a wide string.
+/// The name of a named property: a number or a wide string.
 struct MAPINAMEID
 {
     LPGUID lpguid;
@@ -303,12 +303,12 @@ protected:
 };
 using LPMESSAGE = IMessage*;
 
-// Buffers of the message store. A buffer is freed as a whole, with all that was added to it. Any thread may call; one
-// buffer is used by one thread at a time.
+// Buffers of the message store. A buffer is freed together with all buffers that were added to it. The functions are
+// thread-safe; a single buffer must not be used by two threads at a time.
 
-/// Makes a buffer of `size` bytes; MAPI_E_NOT_ENOUGH_MEMORY if there is none.
+/// Allocates a buffer of `size` bytes. Returns MAPI_E_NOT_ENOUGH_MEMORY if memory is exhausted.
 SCODE MAPIAllocateBuffer(ULONG size, LPVOID* buffer);
-/// Makes a further buffer that lives as long as `owner`.
+/// Allocates an additional buffer with the lifetime of `owner`.
 SCODE MAPIAllocateMore(ULONG size, LPVOID owner, LPVOID* buffer);
-/// Frees what MAPIAllocateBuffer gave; null is allowed. Answers 0.
+/// Frees a buffer from MAPIAllocateBuffer; null is allowed. Returns 0.
 ULONG MAPIFreeBuffer(LPVOID buffer);

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// Property types, and the property tags that the Windows headers have too.
+// Property types, and the property tags that the Windows headers define too.
 
 inline constexpr std::uint32_t MV_FLAG = 0x1000;
 inline constexpr std::uint32_t PT_UNSPECIFIED = 0;

@@ -4,17 +4,17 @@
 
 #include <string>
 
-/// An item of the mail client, of whatever kind.
+/// An item of the mail client, of any kind.
 struct IOutlookItem : IUnknown
 {
-    /// The message store's object behind the item; the reference is the caller's.
+    /// Returns the message store's object behind the item. The caller owns the reference.
     virtual HRESULT STDMETHODCALLTYPE get_MAPIOBJECT(IUnknown** object) = 0;
 
 protected:
     ~IOutlookItem() = default;
 };
 
-/// An attachment as the mail client shows it.
+/// An attachment as the mail client presents it.
 struct IOutlookAttachment : IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE get_FileName(std::wstring& name) = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The system's own message store interfaces, records, codes and property tags.
+// The system's message store interfaces, records, codes and property tags.
 #include <platform/com.h>
 
 #include <mapix.h>

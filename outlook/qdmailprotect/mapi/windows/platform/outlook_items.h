@@ -2,7 +2,7 @@
 
 #include <platform/com.h>
 
-// The mail client's objects are reached late bound; what is asked of them are these dispatch identifiers.
+// The mail client's objects are late bound; these are the dispatch identifiers in use.
 inline constexpr DISPID DispIdMapiObject = 0xF100;
 inline constexpr DISPID DispIdAttachmentFileName = 0x3704;
 inline constexpr DISPID DispIdAttachmentDisplayName = 0x3001;

@@ -19,8 +19,8 @@
 
 namespace test {
 
-/// A CConnect over a scripted link, store and machine, and a mail client to connect it to. At its end nothing of the
-/// module is held any more, and no object of the store is alive.
+/// A CConnect over a scripted link, store and environment, and a mail client to connect it to. At the end of the test
+/// no reference to the module and no object of the store may exist.
 class com_fixture : public ::testing::Test
 {
 protected:
@@ -28,15 +28,15 @@ protected:
     void TearDown() override;
 
     HRESULT connect_to(IDispatch* application);
-    /// Connects to `outlook`, which must succeed, and forgets the lines so far.
+    /// Connects to `outlook`, which must succeed, and discards the log lines so far.
     void connected();
     HRESULT disconnect() { return addin->OnDisconnection(0, nullptr); }
 
-    /// An item of the mail client over a new message with an entry identifier and a plain body.
+    /// Creates an item of the mail client over a new message with an entry identifier and a plain body.
     ComPtr<host::outlook_item> new_item(const IID& kind = IID_MailItem);
-    /// The lines so far as "LEVEL text", without those of failed property reads.
+    /// Returns the lines so far as "LEVEL text", without those of failed property reads.
     [[nodiscard]] std::vector<std::string> lines() const { return leveled_without_reads(log); }
-    /// A text with a pointer in brackets behind it, as event lines have it.
+    /// Returns a text followed by a pointer in parentheses, as in the lines of events.
     static std::string at(const char* text, const void* pointer);
 
     winapi::memory_registry registry;

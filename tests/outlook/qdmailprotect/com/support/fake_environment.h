@@ -6,22 +6,22 @@
 
 namespace test {
 
-/// A machine whose answers are given. Its calls that change something appear as lines of the logger "wpx", so that
-/// their place among the log lines shows.
+/// An environment with given results. Calls that change something are logged as lines of the logger "wpx", so that
+/// their order among the log lines is visible.
 class fake_environment final : public AddInEnvironment
 {
 public:
-    HRESULT mapi = 0;    ///< what MAPI answers
-    int initialized = 0; ///< successful starts of MAPI less its ends
+    HRESULT mapi = 0;    ///< the result of starting MAPI
+    int initialized = 0; ///< successful starts of MAPI minus its ends
     std::wstring module_path = L"C:\\no folder\\postwarden.dll";
-    std::uint32_t module_path_error = 0; ///< not 0: raised instead of the path
+    std::uint32_t module_path_error = 0; ///< not 0: thrown instead of returning the path
     std::string host_path = "C:\\client.exe";
-    std::uint32_t host_path_error = 0; ///< not 0: raised instead of the path
+    std::uint32_t host_path_error = 0; ///< not 0: thrown instead of returning the path
     std::uint32_t process_id = 1234;
     std::wstring user = L"ada";
     std::wstring sid = L"S-1-5-21-7";
     std::wstring sid_asked_for;
-    std::string raises; ///< the operation that raises a std::runtime_error
+    std::string raises; ///< the operation that throws a std::runtime_error
 
     HRESULT InitializeMapi() override;
     void UninitializeMapi() override;

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// The add-in's module in a temporary folder of its own, alone or with the sample of a localisation library beside it.
+/// A copy of the add-in's module in a new temporary folder, optionally with the sample localisation library.
 class module_copy
 {
 public:
@@ -24,7 +24,7 @@ private:
     std::filesystem::path folder_;
 };
 
-/// The module, loaded by its path as a client does that finds it in the registry.
+/// The module, loaded by its path as by a client that finds it in the registry.
 class loaded_module
 {
 public:
@@ -33,7 +33,7 @@ public:
     [[nodiscard]] HMODULE handle() const noexcept { return module_.get(); }
     explicit operator bool() const noexcept { return static_cast<bool>(module_); }
     HRESULT class_object(REFCLSID id, ComPtr<IClassFactory>& factory) const;
-    /// A new object of the add-in's class.
+    /// Creates an object of the add-in's class.
     HRESULT create(REFIID iid, void** object) const;
     [[nodiscard]] HRESULT can_unload_now() const;
 
@@ -46,7 +46,7 @@ private:
     winapi::module_handle module_;
 };
 
-/// Runs a program to its end; its exit code, or -1 when it can't be started.
+/// Runs a program until it exits; returns its exit code, or -1 if it cannot be started.
 int run_program(std::wstring command_line);
 
 } // namespace test

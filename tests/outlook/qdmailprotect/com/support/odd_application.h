@@ -8,20 +8,20 @@
 
 namespace test {
 
-/// An application object that lacks or refuses what the test says. Its events can't be had: `advise` is what its
-/// connection point answers.
+/// An application object with configurable missing or failing parts. Its events are not available: its connection point
+/// returns `advise`.
 class odd_application final : public ComObject<IDispatch, IConnectionPointContainer, IConnectionPoint>
 {
 public:
-    int interfaces = 1000;       ///< how often `_Application` is given
-    bool has_points = true;      ///< answers IConnectionPointContainer
-    bool gives_no_point = false; ///< finds a connection point, and gives none
-    HRESULT find_point = S_OK;   ///< of the search for a connection point
+    int interfaces = 1000;       ///< how often `_Application` is returned
+    bool has_points = true;      ///< implements IConnectionPointContainer
+    bool gives_no_point = false; ///< finds a connection point but returns null
+    HRESULT find_point = S_OK;   ///< result of the search for a connection point
     HRESULT advise = CONNECT_E_ADVISELIMIT;
     HRESULT unadvise = S_OK;
     std::wstring version = L"16.0.0.0";
-    VARTYPE version_type = VT_BSTR; ///< of the answer; VT_EMPTY: the property can't be read
-    bool raises = false;            ///< Invoke raises a C++ exception, as no client should
+    VARTYPE version_type = VT_BSTR; ///< type of the version; VT_EMPTY: the property cannot be read
+    bool raises = false;            ///< Invoke throws a C++ exception, as no client should
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }

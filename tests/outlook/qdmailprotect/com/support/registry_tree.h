@@ -7,14 +7,14 @@
 
 namespace test {
 
-/// All keys and values under a key, the key itself included, sorted: "path", and for each value "path: name = data".
-/// Paths are relative to `root`; a default value has the name "@"; texts stand in quotes, numbers are decimal. Empty
-/// when there is no such key.
+/// Returns all keys and values under a key, including the key itself, sorted: "path", and "path: name = data" for each
+/// value. Paths are relative to `root`; a default value has the name "@"; texts are quoted, numbers are decimal. Empty
+/// if the key does not exist.
 std::vector<std::wstring> registry_tree(HKEY root, const std::wstring& path);
 
-/// Writes a text, making the keys on the way; true when it is there.
+/// Writes a text and creates missing keys; returns true on success.
 bool write_registry_text(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text);
-/// Removes a key with all that is under it.
+/// Deletes a key with all its subkeys and values.
 void remove_registry_tree(HKEY root, const std::wstring& path);
 
 } // namespace test
