@@ -73,13 +73,19 @@ if(POSTWARDEN_PCH)
   target_precompile_headers(postwarden_pch PRIVATE ${postwarden_common_headers})
 endif()
 
+# postwarden_runs_once(SOURCE...): optimises sources less that read a command line or JSON: their templates take longer to
+# optimise than they ever run.
+function(postwarden_runs_once)
+  set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -O1)
+endfunction()
+
 # postwarden_unity(TARGET): compiles several sources of TARGET as one, which parses the common headers once. Names in
 # unnamed namespaces must then differ within a folder.
 function(postwarden_unity name)
   set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # The warning takes every included file for a header.
-    target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
+    # The first takes every included file for a header; the second, one file's names for global to the next.
+    target_compile_options(${name} PRIVATE -Wno-subobject-linkage -Wno-shadow)
   endif()
 endfunction()
 

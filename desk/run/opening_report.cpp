@@ -2,6 +2,8 @@
 
 #include "tool/system/conversions.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
 

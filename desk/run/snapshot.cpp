@@ -3,6 +3,8 @@
 #include "store/digest.h"
 #include "tool/system/conversions.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 
 namespace host {

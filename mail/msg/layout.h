@@ -48,6 +48,12 @@ std::size_t header_size(object_kind kind);
 /// An entry of a property list: the tag, flags, and eight bytes that contain the value or its size.
 using property_entry = std::array<char, 16>;
 
+// Offsets in the header of a message's property list.
+inline constexpr std::size_t next_recipient = 8;
+inline constexpr std::size_t next_attachment = 12;
+inline constexpr std::size_t recipient_count = 16;
+inline constexpr std::size_t attachment_count = 20;
+
 inline constexpr std::size_t entry_flags = 4;
 inline constexpr std::size_t entry_value = 8;
 inline constexpr std::size_t entry_size = 8;

@@ -21,12 +21,6 @@ constexpr std::uint32_t display_type = 0x39000003;
 constexpr std::int64_t is_read = 1;
 constexpr std::int64_t has_attachments = 0x10;
 
-// Offsets in the header of a message's property list.
-constexpr std::size_t next_recipient = 8;
-constexpr std::size_t next_attachment = 12;
-constexpr std::size_t recipient_count = 16;
-constexpr std::size_t attachment_count = 20;
-
 void set_if_missing(property_bag& bag, std::uint32_t tag, property_value value)
 {
     if (!bag.find(PROP_ID(tag))) {

@@ -12,10 +12,6 @@ namespace host::msg {
 
 namespace {
 
-// Offsets in the header of a message's property list.
-constexpr std::size_t recipient_count = 16;
-constexpr std::size_t attachment_count = 20;
-
 /// A number larger than the file specifies is accepted; a smaller one means that some are missing.
 void expect_count(const std::string& header, std::size_t offset, std::size_t found, const char* what)
 {

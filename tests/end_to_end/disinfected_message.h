@@ -2,7 +2,7 @@
 
 #include "store/message_record.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstddef>
 #include <set>

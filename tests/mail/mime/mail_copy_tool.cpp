@@ -7,6 +7,8 @@
 #include "mail/mime/reading/message_reader.h"
 #include "mail/mime/writing/message_writer.h"
 
+#include <nlohmann/json.hpp>
+
 #include <exception>
 #include <filesystem>
 #include <fstream>

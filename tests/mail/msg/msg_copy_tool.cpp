@@ -7,6 +7,8 @@
 #include "mail/msg/msg_file.h"
 #include "tool/system/conversions.h"
 
+#include <nlohmann/json.hpp>
+
 #include <exception>
 #include <filesystem>
 #include <iostream>
