@@ -88,7 +88,7 @@ public:
 
     /// Passes cached bytes to `given`. If `given` is null, makes a message with `step` and passes the bytes that follow
     /// its head to it. Ends when the message is complete, no byte is left, `step` consumes nothing, or append() takes
-    /// nothing twice in a row. Returns the message that was made, null otherwise; `given` is not owned.
+    /// nothing for the second time. Returns the message that was made, null otherwise; `given` is not owned.
     ///
     /// `step(begin, end)` gets a range that is not empty and returns a head_result<Message>. A partial head is offered
     /// again from its first byte, skipped line ends included, in the next run.
@@ -156,7 +156,7 @@ std::unique_ptr<Message> analyzer_core<Message>::run(Message* given, Step&& step
             const auto taken = given->append(cursor, cache_.end());
             cursor += taken;
             done = given->complete();
-            // A chunk line that was taken earlier may need no byte now. Nothing taken twice in a row means a store that
+            // A chunk line that was taken earlier may need no byte now. A second time means a store that
             // takes nothing.
             if (taken == 0 && !done && std::exchange(idle, true)) {
                 break;
