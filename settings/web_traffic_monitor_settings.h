@@ -11,7 +11,7 @@
 
 namespace DOVA::Settings {
 
-/// What the product's settings of all scans begin with.
+/// The common beginning of the product's settings of all scans.
 struct BaseSettings
 {
     Setting<bool> UseTrustedZoneSettings{true};
