@@ -176,7 +176,7 @@ std::unique_ptr<Message> analyzer_core<Message>::run(Message* given, Step&& step
             cursor = cache_.begin();
         }
     }
-    // A partial head stays whole, to be parsed again from its first byte when more has come.
+    // A partial head remains whole, to be parsed again from its first byte when more bytes have arrived.
     if (given != nullptr || !stuck) {
         cache_.eraise(cache_.begin(), cursor);
     }
