@@ -96,8 +96,8 @@ public:
     /// Sets Content-Length to the size of the store if the head has this header; otherwise does nothing. Chunked
     /// messages do nothing.
     virtual void update_length() = 0;
-    /// Stores an object of the caller, which may be null, and releases the one before. It lives at least as long as the
-    /// message.
+    /// Stores an object of the caller, which may be null. The message owns a share of it until it is replaced or the
+    /// message is destroyed.
     virtual void attach(std::shared_ptr<void> attachment) = 0;
     /// Returns the object that attach() stored, null if there is none.
     [[nodiscard]] virtual std::shared_ptr<void> attachment() = 0;

@@ -174,7 +174,7 @@ std::string encapsulated_text(const encapsulated_offsets& offsets)
         add_entry(text, "res-body", offsets.res_body_offset, text.empty());
     }
     if (offsets.null_body != 0) {
-        // The separator is written even with nothing ahead of it; no message is made without a head of its own.
+        // The separator is written even with nothing ahead of it; no message is made without its own head.
         add_entry(text, "null-body", offsets.null_body_offset, false);
     }
     return text;

@@ -28,6 +28,13 @@ namespace detail {
 } // namespace detail
 
 /// One ICAP request, usually made by analyzer::extract(). It is constructed from its head and filled with append().
+///
+/// Example, a service that reads past the preview of a complete request:
+///
+///     if (request.preview_present() && !request.is_endoff_preview()) {
+///         request.more_preview_need(); // complete() is false again
+///         send_continue();             // the client then sends the rest, which the analyzer feeds
+///     }
 class request_message final : public message_base, public http::message_headers_impl<http::request_data>
 {
 public:
@@ -79,7 +86,8 @@ public:
     /// Returns true after more_preview_need() was called in a request with a preview, even if that call failed later.
     [[nodiscard]] bool more_preview_requested() const noexcept { return more_preview_requested_; }
     /// Returns true if nothing can follow the preview, as http::http_message_body::is_endoff_preview() does; false
-    /// before the body exists. Throws std::runtime_error "is_endoff_preview(): unsupported request method" for OPTIONS.
+    /// before the body exists. Throws std::runtime_error "is_endoff_preview(): unsupported request method" for OPTIONS,
+    /// and what that function throws.
     [[nodiscard]] bool is_endoff_preview();
 
     /// Returns true if "Connection" is present and is not "keep-alive", compared case-insensitively.

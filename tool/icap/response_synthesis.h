@@ -11,6 +11,17 @@
 #include <vector>
 
 /// Responses and header values that a server of the protocol writes.
+///
+/// Example:
+///
+///     icap::server_options options;
+///     options.service_name = "scanner";
+///     const auto answer = icap::make_empty_response("\"tag\"", 204, options, false);
+///     http::byte_vector bytes;
+///     icap::packet piece{&bytes, 0};
+///     for (const auto reader = answer->reader(); reader->read(piece);) {
+///         send(bytes.data(), piece.count);
+///     }
 namespace icap {
 
 /// The properties that a service announces. Values are written as given; they must not contain line ends.
