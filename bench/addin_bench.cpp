@@ -1,5 +1,5 @@
-// What the add-in costs its client, measured through COM as the client would: the registered module, connected, with
-// real messages and a service in this process. Windows only; "regsvr32 postwarden.dll" comes first.
+// The add-in's cost for its client, measured through COM as the client would use it: the registered module, connected,
+// with real messages and a service in this process. Windows only; "regsvr32 postwarden.dll" must have been run before.
 
 #include "client/mailhost/broker_class.h"
 #include "client/mailhost/loaded_addins.h"
@@ -45,7 +45,7 @@ double median(std::vector<double> times)
     return *middle;
 }
 
-/// The median time of `work` in microseconds.
+/// Returns the median time of `work` in microseconds.
 double median(int rounds, const std::function<void()>& work)
 {
     std::vector<double> times;
@@ -69,7 +69,7 @@ std::shared_ptr<message_record> new_message(const std::string& body)
     return message;
 }
 
-/// One message with the verdict that the add-in has put on it.
+/// Returns a message with the verdict that the add-in has stored on it.
 std::shared_ptr<message_record> judged_message(outlook_client& client)
 {
     const auto message = new_message("Nothing of note.");
@@ -139,7 +139,7 @@ void run()
     server.start();
     offer_settings(server.port());
     const auto program = MakeCom<application>(L"16.0.4266.1001");
-    check_outcome unheard; // the trace stays off, as in everyday use
+    check_outcome unheard; // the trace remains off, as in everyday use
     outlook_client client(program, unheard);
     const std::string body(body_size, 'x');
 
@@ -162,7 +162,7 @@ void run()
     }
     tell("opening with a stored verdict", median(openings, [&] { client.open(judged); }));
 
-    // Turn by turn, so that a busy machine slows both.
+    // Alternates the two, so that load on the machine slows both.
     bare_exchange exchange(server.port(), body);
     std::vector<double> openings_with_a_scan;
     std::vector<double> exchanges;

@@ -1,5 +1,5 @@
-// What a condemned message costs: its disinfection, the whole opening with it, and the conversion of inline images
-// beside the bare decoding of the same images.
+// The cost of a condemned message: its disinfection, the whole opening with it, and the conversion of inline images
+// compared with the bare decoding of the same images.
 
 #include "desk/cli/mail_client.h"
 #include "desk/cli/service_link.h"
@@ -32,7 +32,7 @@ constexpr std::uint32_t attachment_count = 100;
 
 // --- memory
 
-/// Lets the peak begin anew at what is in use now.
+/// Resets the peak to the memory in use now.
 void reset_peak()
 {
     std::ofstream control("/proc/self/clear_refs");
@@ -41,7 +41,7 @@ void reset_peak()
     }
 }
 
-/// A line of the process's status in MiB: "VmHWM:" for the peak, "VmRSS:" for what is in use.
+/// Returns a line of the process's status in MiB: "VmHWM:" for the peak, "VmRSS:" for the memory in use.
 double status_mib(std::string_view name)
 {
     std::ifstream status("/proc/self/status");
@@ -81,7 +81,7 @@ host::message_record make_message()
     return message;
 }
 
-/// All attachments are gone, and as many notices are there.
+/// Returns true if all attachments are gone and the same number of notices is there.
 bool is_disinfected(const host::message_record& message)
 {
     return message.attachments.size() == attachment_count && message.attachments.begin()->first == attachment_count &&
@@ -121,7 +121,7 @@ void disinfection_of_100_attachments(benchmark::State& state)
 }
 BENCHMARK(disinfection_of_100_attachments)->Unit(benchmark::kMicrosecond);
 
-/// Reads an object to its end and condemns it unless it is a small one, as the body is.
+/// Reads an object to its end and condemns it unless it is a small one, such as the body.
 class condemning_engine final : public service::scan_engine
 {
 public:
@@ -199,7 +199,7 @@ std::string image(std::size_t number)
     return result;
 }
 
-/// HTML of so many images with a little text between them: 20 images are 200 KB, 2,000 are 20 MB.
+/// Returns HTML of that many images with a little text between them: 20 images are 200 KB, 2,000 are 20 MB.
 std::string page(std::size_t images)
 {
     std::string html = "<html><body>";
@@ -261,7 +261,7 @@ void bare_base64(benchmark::State& state)
 }
 BENCHMARK(bare_base64)->Arg(20)->Arg(2000)->Unit(benchmark::kMicrosecond);
 
-/// The same once more through the library's iterators.
+/// As above, through the library's iterators.
 void bare_base64_by_iterators(benchmark::State& state)
 {
     using namespace boost::archive::iterators;

@@ -1,5 +1,5 @@
-// How long mail goes unscanned once there is a service again: from the moment it listens to the first opening that it
-// judged. The link's own timer decides it, so that the figures spread over its pause of one second.
+// The time for which mail is opened unscanned after a service has started: from the moment it listens to the first
+// opening that it judged. The link's own timer determines it, so the figures vary over its pause of one second.
 
 #include "desk/cli/mail_client.h"
 #include "desk/cli/service_link.h"
@@ -25,7 +25,7 @@ using clock_type = std::chrono::steady_clock;
 using milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr int rounds = 15;
-/// Between two openings, as of somebody who pages through a folder.
+/// The pause between two openings, as of a user who pages through a folder.
 constexpr std::chrono::milliseconds reading{5};
 constexpr std::chrono::seconds longest_wait{30};
 
@@ -39,7 +39,7 @@ std::unique_ptr<service::scan_server> start_service(std::uint16_t port)
     return server;
 }
 
-/// A port that a service has just given up.
+/// Returns a port that a service has just released.
 std::uint16_t free_port()
 {
     const auto server = start_service(0);
@@ -48,7 +48,7 @@ std::uint16_t free_port()
     return port;
 }
 
-/// Somebody who reads mail over a link to that port.
+/// A user who reads mail over a link to that port.
 class reader
 {
 public:
@@ -69,7 +69,7 @@ public:
         checker_->Close();
     }
 
-    /// Opens another message; true if it was judged.
+    /// Opens another message. Returns true if it was judged.
     bool open()
     {
         const std::string name = std::to_string(++number_);
@@ -91,7 +91,7 @@ milliseconds measure(int round)
 {
     const std::uint16_t port = free_port();
     reader desk(port);
-    // The first opening connects by itself; the second asks the timer, as all later ones do. The service appears at
+    // The first opening connects by itself; the second asks the timer, as all later ones do. The service starts at
     // another moment of the timer's pause in each round.
     if (desk.open() || desk.open()) {
         throw std::runtime_error("somebody answers who should not");

@@ -1,4 +1,4 @@
-// Outlook message files: written and read, and beside it the time that msgconvert takes for the same files.
+// Outlook message files: writing and reading, compared with the time that msgconvert takes for the same files.
 
 #include "mail/msg/msg_file.h"
 #include "store/tags.h"
@@ -16,7 +16,7 @@ namespace {
 
 using namespace host;
 
-/// A message with so many attachments of a size, as a file in a folder that goes with the object.
+/// A message with that many attachments of a size, as a file in a folder that is removed with the object.
 class file_with
 {
 public:
@@ -37,7 +37,7 @@ public:
         std::filesystem::remove_all(folder_, ignored);
     }
 
-    /// Turns the file into MIME by msgconvert, a process of its own; false when that fails.
+    /// Converts the file to MIME by msgconvert, which is a separate process. Returns false if that fails.
     [[nodiscard]] bool convert() const
     {
         const std::string command =
@@ -95,7 +95,7 @@ void arguments(benchmark::internal::Benchmark* bench)
     bench->Args({1, 4096})->Args({20, 100000})->Args({4, 16 << 20})->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
-/// Until everything is on the disk, so the disk's own speed counts.
+/// Measured until everything is on the disk, so the disk's speed counts.
 void write(benchmark::State& state)
 {
     const file_with made(state.range(0), state.range(1));
@@ -106,7 +106,7 @@ void write(benchmark::State& state)
 }
 BENCHMARK(write)->Apply(arguments);
 
-/// All properties, and the contents of every attachment.
+/// Reads all properties, and the contents of every attachment.
 void read(benchmark::State& state)
 {
     const file_with made(state.range(0), state.range(1));
@@ -117,7 +117,7 @@ void read(benchmark::State& state)
 }
 BENCHMARK(read)->Apply(arguments);
 
-/// The same file turned into MIME by msgconvert, as a process of its own.
+/// Converts the same file to MIME by msgconvert, which is a separate process.
 void msgconvert(benchmark::State& state)
 {
     const file_with made(state.range(0), state.range(1));

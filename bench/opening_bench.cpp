@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Somebody who reads mail, with a service that lets everything through.
+/// A user who reads mail, with a service that lets everything through.
 class reader
 {
 public:

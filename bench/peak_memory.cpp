@@ -1,7 +1,7 @@
-// How much more memory the program needs at its peak for a mail scan of a large attachment than for a small one.
-// Each scan runs in a process of its own; the peer, which keeps nothing, is in the first process.
+// Measures how much more memory the program needs at its peak for a mail scan of a large attachment than for a small
+// one. Each scan runs in a separate process; the peer, which stores nothing, is in the first process.
 //
-//   bench_memory [LARGE_BYTES]        1 GiB by default; fails when more than 24 MiB are added
+//   bench_memory [LARGE_BYTES]        1 GiB by default; fails if more than 24 MiB are added
 
 #include "bench/sink_peer.h"
 #include "tool/icap_client/session_manager.h"
@@ -26,7 +26,7 @@ constexpr std::uint64_t kib = 1024;
 constexpr std::uint64_t mib = kib * kib;
 constexpr std::uint64_t allowed_growth = 24 * mib;
 
-/// An attachment that is nowhere: its bytes are made when they are read.
+/// An attachment without storage: its bytes are computed when they are read.
 class made_up_data final : public web::io_data
 {
 public:
@@ -62,7 +62,7 @@ std::uint64_t peak_memory()
     throw std::runtime_error("/proc/self/status tells no peak");
 }
 
-/// One scan; prints the peak.
+/// Runs one scan and prints the peak.
 int scan(std::uint16_t port, std::uint64_t size)
 {
     const auto pool = std::make_shared<icap::client::session_manager>(
@@ -84,7 +84,7 @@ int scan(std::uint16_t port, std::uint64_t size)
     return 0;
 }
 
-/// Runs this program again for one scan and reads what it prints.
+/// Runs this program again for one scan and reads its output.
 std::uint64_t peak_of(const char* self, std::uint16_t port, std::uint64_t size)
 {
     int out[2];

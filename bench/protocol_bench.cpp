@@ -64,7 +64,7 @@ void icap_reply_to_message(benchmark::State& state)
 }
 BENCHMARK(icap_reply_to_message);
 
-/// A store that counts and keeps nothing, so that the framing alone is measured.
+/// A store that counts bytes and stores nothing, so that the framing alone is measured.
 class counting_data final : public web::io_data
 {
 public:
@@ -83,7 +83,7 @@ private:
     std::uint64_t size_ = 0;
 };
 
-/// Chunk decoding of wire bytes that come in pieces as large as a socket's receive buffer.
+/// Chunk decoding of wire bytes in pieces of the size of a socket's receive buffer.
 void chunk_decoding(benchmark::State& state)
 {
     constexpr std::uint64_t chunks = 1024;

@@ -18,7 +18,7 @@ using DOVA::Settings::BlobFromSettings;
 using DOVA::Settings::SettingsFromBlob;
 using DOVA::Settings::WebTrafficMonitorSettings;
 
-/// Settings as a product could have them: with `entries` entries in each of the lists that administrators fill.
+/// Returns settings that a product could have: with `entries` entries in each of the lists that administrators fill.
 WebTrafficMonitorSettings SettingsWithLists(std::int64_t entries)
 {
     WebTrafficMonitorSettings settings;
@@ -39,7 +39,7 @@ void CountBytes(benchmark::State& state, std::size_t size)
     state.counters["blob"] = static_cast<double>(size);
 }
 
-/// The bytes alone: what reading and writing a blob are measured against.
+/// Copies the bytes only, as the reference for reading and writing a blob.
 void CopyBlob(benchmark::State& state)
 {
     const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
@@ -137,7 +137,7 @@ void CompareEqualSettings(benchmark::State& state)
     }
 }
 
-// The settings of a fresh product, of a busy one, and of one that nobody tidies up.
+// The settings of a new product, of a busy one, and of one whose lists are never cleaned up.
 BENCHMARK(CopyBlob)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(DecodeTree)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(EncodeTree)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);

@@ -38,7 +38,7 @@ bool send_all(int connection, std::string_view text)
     return send(connection, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
 }
 
-/// Reads until `pending` holds `marker`; the position behind it, or npos at the end of the connection.
+/// Reads until `pending` contains `marker`. Returns the position behind it, or npos at the end of the connection.
 std::size_t read_past(int connection, std::vector<char>& pending, std::string_view marker,
                       std::atomic<std::uint64_t>& received)
 {
@@ -57,7 +57,7 @@ std::size_t read_past(int connection, std::vector<char>& pending, std::string_vi
     }
 }
 
-/// Throws away `count` bytes, those in `pending` first.
+/// Discards `count` bytes, those in `pending` first.
 bool discard(int connection, std::vector<char>& pending, std::uint64_t count, std::atomic<std::uint64_t>& received)
 {
     const auto ready = std::min<std::uint64_t>(pending.size(), count);

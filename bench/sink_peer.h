@@ -7,9 +7,9 @@
 
 namespace bench {
 
-/// A peer on the loopback interface that costs as little as a peer can. As an ICAP service it answers OPTIONS and
-/// lets every mail scan through with 204, throwing the body away; as a bare sink it throws away what it gets and
-/// answers one byte for each `message_size` bytes.
+/// A peer on the loopback interface with the lowest possible cost. As an ICAP service it answers OPTIONS and lets every
+/// mail scan through with 204, discarding the body; as a bare sink it discards the bytes it receives and answers one
+/// byte for each `message_size` bytes.
 class sink_peer
 {
 public:
@@ -26,7 +26,7 @@ public:
     ~sink_peer();
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
-    /// Bytes received on all connections.
+    /// Returns the bytes received on all connections.
     [[nodiscard]] std::uint64_t received() const noexcept { return received_; }
 
 private:
@@ -39,12 +39,12 @@ private:
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::atomic<std::uint64_t> received_{0};
-    std::vector<int> connections_; ///< only touched by the accepting thread until it has ended
+    std::vector<int> connections_; ///< used by the accepting thread only until it has ended
     std::vector<std::thread> servers_;
     std::thread acceptor_;
 };
 
-/// A connected TCP socket to 127.0.0.1; raises std::system_error. The caller closes it.
+/// Returns a TCP socket connected to 127.0.0.1, which the caller closes. Throws std::system_error.
 int connect_to(std::uint16_t port);
 
 } // namespace bench

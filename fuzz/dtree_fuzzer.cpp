@@ -29,7 +29,7 @@ Bytes BlobOf(const IBinaryContainer& tree)
 
 } // namespace
 
-/// Reads a tree. What was read must come back from its own blob as the same blob, which is no larger than the input.
+/// Reads a tree. Its blob must be read back as the same blob, which is no larger than the input.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     std::shared_ptr<IBinaryContainer> tree;

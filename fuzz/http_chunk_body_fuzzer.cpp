@@ -11,13 +11,13 @@
 #include <string_view>
 #include <vector>
 
-/// Gives a stream in pieces to both decoders of chunked bodies and stops at the first difference. The first byte of
+/// Passes a stream in pieces to both decoders of chunked bodies and stops at the first difference. The first byte of
 /// the input is the length of a piece (0: all of it), the rest is the stream.
 namespace {
 
 std::unique_ptr<http::message> make_message(std::size_t expected)
 {
-    // A length that the payload can't exceed keeps the body in memory.
+    // A length that the payload cannot exceed keeps the body in memory.
     const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(expected + 1) + "\r\n\r\n";
     http::analyzer analyzer;
     analyzer.enqueue(head.data(), head.data() + head.size());

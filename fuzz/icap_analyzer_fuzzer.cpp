@@ -11,12 +11,12 @@
 #include <string>
 #include <vector>
 
-/// Feeds a stream of bytes in pieces to an analyzer and does with each message what its users do. The first byte of the
-/// input chooses the pieces, the rest is the stream. Exceptions are results; anything else that goes wrong is found by
-/// the sanitizers.
+/// Feeds a stream of bytes in pieces to an analyzer and uses each message as the product does. The first byte of the
+/// input selects the pieces, the rest is the stream. Exceptions are valid results; the sanitizers detect all other
+/// failures.
 namespace {
 
-/// Takes every reply without a word.
+/// Accepts every response without any action.
 class silent_notifier final : public icap::response_notifier
 {
 public:
@@ -34,7 +34,7 @@ void attempt(Call call)
     try {
         call();
     } catch (const std::exception&) {
-        // A refusal is as good a result as any.
+        // A refusal is a valid result.
     }
 }
 
@@ -72,7 +72,7 @@ void use(const std::shared_ptr<icap::message>& message)
     attempt([&] { write_out(*message); });
 }
 
-/// Sizes of pieces, from 1 byte to a few hundred, in an order that the first byte chooses.
+/// Sizes of pieces, from 1 byte to a few hundred, in an order that the first byte selects.
 class piece_sizes
 {
 public:
@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::shared_ptr<icap::message> message;
     for (std::size_t place = 1; place < size;) {
         const std::size_t count = std::min(sizes.next(), size - place);
-        // A copy of its own size, so that a read beyond the piece is seen.
+        // A copy of exactly this size, so that a read beyond the piece is detected.
         const std::vector<char> piece(data + place, data + place + count);
         place += count;
         try {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// Holds the reader of the Encapsulated header to the second reader of the same rules.
+/// Compares the reader of the Encapsulated header with the second reader of the same rules.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::vector<char> bytes(data, data + size);

@@ -1,5 +1,6 @@
 // Bytes as mail: refused with a reason, or a message that is written as a file of this program's, read again, and
-// written to the very same file. The same bytes as such a file may say anything in its headers and harm nobody.
+// written to an identical file. The same bytes as such a file may contain anything in its headers without causing a
+// failure.
 
 #include "mail/mime/reading/message_reader.h"
 #include "mail/mime/writing/message_writer.h"

@@ -1,8 +1,8 @@
-// Storages made of the input, so that lists of properties and mappings of names are reached that no flipped bit of a
-// compound file leads to. The input is a sequence of parts, each with one byte for what it is:
-//   bit 7: a storage begins, else a stream is there; the byte 0 ends the innermost storage
+// Storages made of the input, to reach lists of properties and mappings of names that no flipped bit of a compound file
+// leads to. The input is a sequence of parts, each with one byte for its kind:
+//   bit 7: set: a storage begins, clear: a stream; the byte 0 ends the innermost storage
 //   bits 0 to 3: its name, one of those of the format; bit 4: a number of two bytes that belongs to the name follows
-// A stream has its length in two bytes, and its bytes.
+// A stream has its length in two bytes, followed by its bytes.
 
 #include "mail/msg/layout.h"
 #include "mail/msg/message_composer.h"
@@ -83,7 +83,7 @@ private:
     {
         for (const auto& other : children) {
             if (msg::folded(other.name) == msg::folded(child.name)) {
-                return; // as compound files have it: each name once
+                return; // as in compound files: each name once
             }
         }
         children.push_back(std::move(child));

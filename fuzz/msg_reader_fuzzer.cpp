@@ -1,4 +1,4 @@
-// Bytes as a message file: they are refused with a reason, or give a message that is written again stream by stream.
+// Bytes as a message file: refused with a reason, or a message that is written again stream by stream.
 
 #include "mail/msg/compound_check.h"
 #include "mail/msg/compound_file.h"
@@ -29,8 +29,8 @@ storage_ptr without_names(const storage_tree& root)
     return result;
 }
 
-/// What is in the file is written again, but for the numbers of its root that count recipients and attachments, and the
-/// mapping of names, which is there afterwards in any case.
+/// The contents of the file are written again, except the numbers of its root that count recipients and attachments,
+/// and the mapping of names, which is always present afterwards.
 void expect_kept(const storage_tree& root)
 {
     const auto record = msg::parse_message(root, std::make_shared<store_context>());

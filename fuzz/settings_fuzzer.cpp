@@ -9,7 +9,8 @@
 #include <span>
 #include <stdexcept>
 
-/// Reads a settings blob. A record that was read must come back from its blob as an equal one, and have a JSON form.
+/// Reads a settings blob. The record that was read must be read back from its blob as an equal one, and have a JSON
+/// form.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace DOVA::Settings;
@@ -29,7 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!(SettingsFromBlob(BlobFromSettings(settings)) == settings)) {
         fail("settings are not those that were written");
     }
-    // Unpaired surrogates are replaced on the way to JSON, so that only what came from JSON once must come back.
+    // Unpaired surrogates are replaced on the way to JSON, so only a record that has been read from JSON once must be
+    // read back equal.
     const WebTrafficMonitorSettings from_json = SettingsFromJson(JsonFromSettings(settings));
     if (!(SettingsFromJson(JsonFromSettings(from_json)) == from_json)) {
         fail("settings are not those that were told as JSON");

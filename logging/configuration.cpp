@@ -45,7 +45,8 @@ std::wstring folded(std::wstring_view text)
     return lower;
 }
 
-/// Cuts the text at a separator that does not stand between double quotes. `whole` is what a complaint names.
+/// Splits the text at each separator that is not between double quotes. `whole` is the text that an error message
+/// names.
 std::vector<std::wstring_view> split(std::wstring_view text, wchar_t separator)
 {
     std::vector<std::wstring_view> parts;
@@ -133,7 +134,7 @@ std::wstring read_path(std::wstring_view part, std::wstring_view text)
     return std::wstring(text);
 }
 
-/// A count of bytes: digits, and K, M or G behind them.
+/// Reads a count of bytes: digits, optionally followed by K, M or G.
 std::optional<std::size_t> read_size(std::wstring_view text) noexcept
 {
     unsigned shift = 0;
@@ -185,7 +186,7 @@ file_target read_file(std::wstring_view part, std::wstring_view value)
     return file;
 }
 
-/// What has been read so far, with what must not come twice.
+/// The configuration read so far, and the parts that must not occur twice.
 class reader
 {
 public:

@@ -23,7 +23,7 @@ struct thresholds
     friend bool operator==(const thresholds&, const thresholds&) = default;
 };
 
-/// A file that is started anew when it has reached its size.
+/// A file that is replaced by a new one when it has reached its size.
 struct file_target
 {
     static constexpr std::size_t default_size = 10U * 1024U * 1024U;
@@ -41,7 +41,7 @@ struct stderr_target
     friend bool operator==(const stderr_target&, const stderr_target&) = default;
 };
 
-/// A debugger that watches this process.
+/// A debugger that is attached to this process.
 struct debugger_target
 {
     friend bool operator==(const debugger_target&, const debugger_target&) = default;
@@ -49,7 +49,7 @@ struct debugger_target
 
 using sink_target = std::variant<file_target, stderr_target, debugger_target>;
 
-/// A configuration text, understood.
+/// A parsed configuration text.
 struct configuration
 {
     static constexpr priority::level_type default_level = priority::course;
@@ -59,7 +59,7 @@ struct configuration
     friend bool operator==(const configuration&, const configuration&) = default;
 };
 
-/// Reads a configuration text. Raises std::invalid_argument that names the offending part.
+/// Reads a configuration text. Throws std::invalid_argument that names the invalid part.
 [[nodiscard]] configuration parse_configuration(std::wstring_view text);
 
 } // namespace logging

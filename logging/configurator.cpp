@@ -10,7 +10,7 @@ namespace logging {
 
 namespace {
 
-/// A destination that stays as it was keeps its sink, so that a change of levels does not open a file twice.
+/// An unchanged destination keeps its sink, so that a change of levels does not open a file twice.
 std::shared_ptr<line_sink> kept_or_opened(const routes& before, const sink_target& target)
 {
     const auto same = [&target](const routes::configured_sink& entry) { return entry.target == target; };

@@ -6,7 +6,7 @@ namespace logging::detail {
 
 namespace {
 
-/// One call is one line, and the system passes calls on one after the other.
+/// One call is one line; the system serialises the calls.
 class debugger_sink final : public line_sink
 {
 public:

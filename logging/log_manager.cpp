@@ -63,7 +63,7 @@ void write_to(line_sink& sink, priority::level_type level, std::string_view logg
     try {
         sink.write(level, logger_name, text);
     } catch (...) {
-        // A log that cannot be written must not disturb what it tells of, and there is no other place to tell it.
+        // A log that cannot be written must not disturb the program, and there is no other place to report the failure.
         return;
     }
 }
@@ -98,7 +98,7 @@ void log_manager::state::install(std::shared_ptr<const routes> next)
         entry.second->threshold(next->threshold_of(entry.first));
     }
     enabled_.store(next->highest_threshold(), std::memory_order_relaxed);
-    // What is replaced is let go after the lock, since closing a file takes its time.
+    // The replaced object is destroyed outside the lock, because closing a file may take long.
     current.swap(next);
 }
 
@@ -110,7 +110,7 @@ log_manager::~log_manager() = default;
 
 log_manager& log_manager::default_manager()
 {
-    // Never destroyed: threads may log until the process has ended.
+    // Never destroyed, because threads may log until the process has ended.
     struct holder
     {
         log_manager manager;
@@ -154,7 +154,7 @@ std::string narrow(std::wstring_view text)
 
 namespace {
 
-/// A logger that is fetched at its first use, by whichever thread comes first.
+/// A logger that is fetched at its first use, on any thread.
 struct fetched_logger
 {
     const char* name;

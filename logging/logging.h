@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-/// Named loggers with numeric levels. A line is built only after its level was found to be on, and reaches the
-/// sinks as one unit. All operations may be called from any thread.
+/// Named loggers with numeric levels. A line is built only if its level is enabled, and reaches the sinks as one unit.
+/// Thread-safe.
 namespace logging {
 
 namespace priority {
@@ -16,9 +16,9 @@ using level_type = std::uint32_t;
 
 inline constexpr level_type error = 200;    ///< failed calls, failed loads, refused items
 inline constexpr level_type decision = 300; ///< notable decisions
-inline constexpr level_type course = 400;   ///< the course of a check
+inline constexpr level_type course = 400;   ///< the steps of a check
 inline constexpr level_type detail = 500;   ///< identifiers, cache hits, protocol steps
-inline constexpr level_type off = 600;      ///< a stream that is switched off; nothing is logged at it
+inline constexpr level_type off = 600;      ///< a stream that is switched off; nothing is logged at this level
 } // namespace priority
 
 class logger;
@@ -31,7 +31,7 @@ public:
     virtual ~line_sink() = default;
 };
 
-/// One line under construction; the destructor hands it to the sinks. Local to a statement, never shared.
+/// One line under construction; the destructor passes it to the sinks. Local to a statement, never shared.
 class log_stream
 {
 public:
@@ -42,9 +42,9 @@ public:
     log_stream& operator=(log_stream&&) = delete;
     ~log_stream();
 
-    /// The level of the line, or priority::off when the line goes nowhere.
+    /// Returns the level of the line, or priority::off if the line is discarded.
     [[nodiscard]] priority::level_type level() const noexcept { return level_; }
-    /// The text stream; to be used only when level() is not priority::off.
+    /// Returns the text stream, which may be used only if level() is not priority::off.
     [[nodiscard]] std::ostream& stream() noexcept { return text_; }
 
 private:
@@ -53,7 +53,7 @@ private:
     std::ostringstream text_;
 };
 
-/// A named source of lines. Made by log_manager::get_logger and alive until the process ends.
+/// A named source of lines. Made by log_manager::get_logger; it exists until the process ends.
 class logger
 {
 public:
@@ -62,15 +62,15 @@ public:
     logger& operator=(const logger&) = delete;
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
-    /// True if a line at that level would be kept: the level is not above the threshold of this logger.
+    /// Returns true if a line at that level would be kept: the level is not above the threshold of this logger.
     [[nodiscard]] bool enabled(priority::level_type level) const noexcept
     {
         return level <= threshold_.load(std::memory_order_relaxed);
     }
-    /// A stream for one line; its level() is priority::off if the level is not enabled.
+    /// Returns a stream for one line; its level() is priority::off if the level is not enabled.
     [[nodiscard]] log_stream stream(priority::level_type level) const noexcept;
-    /// Lines above this level are dropped; 0 drops all. Each sink drops lines above its own threshold on top of
-    /// that. What is set here holds until sinks or configuration change the next time.
+    /// Lines above this level are dropped; 0 drops all. In addition, each sink drops lines above its own threshold. A
+    /// value set here is in force until sinks or configuration change the next time.
     void threshold(priority::level_type level) noexcept { threshold_.store(level, std::memory_order_relaxed); }
 
 private:
@@ -82,17 +82,17 @@ private:
 class log_manager
 {
 public:
-    /// 0 when no sink is installed or all thresholds are 0: logging code is then skipped altogether.
+    /// 0 if no sink is installed or all thresholds are 0; logging code is then skipped.
     static std::atomic<std::uint32_t> enabled_;
 
     static log_manager& default_manager();
 
-    /// The logger of that name, made at the first call. The reference stays good for the life of the process.
+    /// Returns the logger of that name, made at the first call. The reference is valid until the process ends.
     logger& get_logger(std::string_view name);
 
-    /// Adds a sink that gets the lines of all loggers up to `threshold`, and makes sure that they pass. Used by
-    /// tests and embedders; the sinks of a configuration are managed by configurator. The sink is kept until
-    /// remove_sink; a line that another thread is just handing over may still reach it after that.
+    /// Adds a sink that receives the lines of all loggers up to `threshold`, and raises the loggers' thresholds
+    /// accordingly. Used by tests and embedders; configurator manages the sinks of a configuration. The sink is owned
+    /// until remove_sink(); a line that another thread is passing on at that moment may still reach it afterwards.
     void add_sink(std::shared_ptr<line_sink> sink, priority::level_type threshold);
     void remove_sink(const std::shared_ptr<line_sink>& sink);
 
@@ -108,19 +108,19 @@ private:
     std::unique_ptr<state> state_;
 };
 
-/// Applies a configuration text; the grammar is told in docs/logging.md.
+/// Applies a configuration text; docs/logging.md specifies the grammar.
 class configurator
 {
 public:
     static configurator& default_configurator();
 
-    /// Replaces the configured thresholds and sinks by those of the text. A text that cannot be understood raises
-    /// std::invalid_argument, whose text names the offending part, and leaves the configuration in force as it was.
+    /// Replaces the configured thresholds and sinks by those of the text. Throws std::invalid_argument that names the
+    /// invalid part; the configuration in force is then unchanged.
     void configure(std::wstring_view text);
 };
 
-/// Wide text for a line: the ANSI code page. A failed conversion raises std::runtime_error
-/// "conv_to_char called wcstombs() and failed.".
+/// Returns wide text for a line, in the ANSI code page. Throws std::runtime_error "conv_to_char called wcstombs() and
+/// failed." if the conversion fails.
 std::string narrow(std::wstring_view text);
 
 /// The four loggers of the system, each fetched once.
@@ -131,8 +131,8 @@ logger& wpx_log();      ///< "wpx": asynchronous sockets and I/O objects
 
 } // namespace logging
 
-/// Writes one log line: LOG_LINE(logging::wpx_log(), 500, "read " << count << " bytes"). Nothing of the text is
-/// evaluated when the level is off.
+/// Writes one log line: LOG_LINE(logging::wpx_log(), 500, "read " << count << " bytes"). The text is not evaluated if
+/// the level is off.
 #define LOG_LINE(log, line_level, ...)                                                                                 \
     do {                                                                                                               \
         if (::logging::log_manager::enabled_.load(std::memory_order_relaxed) != 0) {                                   \

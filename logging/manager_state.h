@@ -12,8 +12,8 @@
 
 namespace logging {
 
-/// Where lines go. Never changed once it is in force: a change makes a new record, so that a line in flight keeps
-/// the record that it began with.
+/// The destinations of lines. A record in force never changes: a change makes a new record, so that a line in flight
+/// keeps the record that it began with.
 struct routes
 {
     struct added_sink
@@ -31,24 +31,24 @@ struct routes
     std::vector<configured_sink> configured;
     thresholds configured_levels;
 
-    /// The highest level of this logger that any sink keeps, 0 for none.
+    /// Returns the highest level of this logger that any sink keeps, 0 for none.
     [[nodiscard]] priority::level_type threshold_of(std::string_view logger_name) const;
-    /// The highest level of any logger that any sink keeps, 0 for none.
+    /// Returns the highest level of any logger that any sink keeps, 0 for none.
     [[nodiscard]] priority::level_type highest_threshold() const;
-    /// Hands the line to each sink that keeps it; a sink that raises is passed over.
+    /// Passes the line to each sink that keeps it; a sink that throws is skipped.
     void deliver(priority::level_type level, std::string_view logger_name, std::string_view text) const noexcept;
 };
 
-/// What log_manager holds.
+/// The state of log_manager.
 struct log_manager::state
 {
-    std::mutex change_lock; ///< held over a whole change; taken before `lock`
+    std::mutex change_lock; ///< held during a whole change; locked before `lock`
     std::mutex lock;        ///< guards the fields below
     std::map<std::string, std::unique_ptr<logger>, std::less<>> loggers;
     std::shared_ptr<const routes> current = std::make_shared<const routes>();
 
     [[nodiscard]] std::shared_ptr<const routes> current_routes();
-    /// Puts new routes in force: the thresholds of all loggers and enabled_ follow.
+    /// Puts new routes in force and updates the thresholds of all loggers and enabled_.
     void install(std::shared_ptr<const routes> next);
 };
 

@@ -8,12 +8,12 @@
 
 namespace logging {
 
-/// Writes the lines of all loggers to where somebody at a command line wants them, while it lives.
+/// Writes the lines of all loggers to a destination that a command line specifies, while this object exists.
 class scoped_output
 {
 public:
     /// `file` is a UTF-8 path; empty means standard error. Without a file and a level nothing is written; a file alone
-    /// takes lines up to priority::course. Raises std::runtime_error when the file can't be opened.
+    /// takes lines up to priority::course. Throws std::runtime_error if the file cannot be opened.
     scoped_output(const std::string& file, std::optional<priority::level_type> level);
     scoped_output(const scoped_output&) = delete;
     scoped_output& operator=(const scoped_output&) = delete;

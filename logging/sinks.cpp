@@ -16,8 +16,8 @@ namespace {
 
 constexpr const char* line_pattern = "%Y-%m-%d %H:%M:%S.%e %z %v";
 
-/// Hands lines to one of the library's sinks, each with its own lock. Every line is flushed, so that a process that
-/// ends badly leaves the lines that tell why.
+/// Passes lines to one of the library's sinks, each with its own lock. Every line is flushed, so that the lines before
+/// a crash are not lost.
 class library_sink final : public line_sink
 {
 public:
@@ -42,7 +42,8 @@ struct sink_opener
 {
     std::shared_ptr<line_sink> operator()(const file_target& file) const
     {
-        // By way of UTF-8, since a path takes wide text in the way of the C locale where its own text is narrow.
+        // The path is converted through UTF-8, because a path reads wide text by the C locale where its own text is
+        // narrow.
         const std::string text = winapi::conv_to_char(file.path, winapi::code_page_utf8);
         const spdlog::filename_t name = std::filesystem::path(std::u8string(text.begin(), text.end())).native();
         return std::make_shared<library_sink>(

@@ -8,20 +8,21 @@
 
 namespace logging {
 
-/// Opens the destination that a configuration names. Returns nothing for a destination that this system does not
-/// have, so that nobody builds lines for it; raises an exception derived from std::exception if it cannot be opened.
+/// Opens the destination that a configuration names. Returns nothing for a destination that this system does not have,
+/// so that no lines are built for it. Throws an exception derived from std::exception if the destination cannot be
+/// opened.
 [[nodiscard]] std::shared_ptr<line_sink> open_sink(const sink_target& target);
 
-/// What the message of a failed opening calls the destination.
+/// Returns the name of the destination for error messages.
 [[nodiscard]] std::string target_text(const sink_target& target);
 
-/// A line as it is written behind its time: level, logger, thread, text. Control characters but the tab are shown
-/// as \n, \r or \xNN, so that one line of the log is one line of the file whatever a message brings with it.
+/// Returns a line in the form in which it is written behind its time: level, logger, thread, text. Control characters
+/// except the tab are shown as \n, \r or \xNN, so that one line of the log is always one line of the file.
 [[nodiscard]] std::string written_line(priority::level_type level, std::string_view logger_name, std::uint64_t thread,
                                        std::string_view text);
 
 namespace detail {
-/// The debugger's sink, nothing where there is no such channel.
+/// Returns the debugger's sink, or nothing on a system without such a channel.
 [[nodiscard]] std::shared_ptr<line_sink> open_debugger_sink();
 } // namespace detail
 

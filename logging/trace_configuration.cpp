@@ -61,7 +61,7 @@ void close_trace_configuration() noexcept
             configurator::default_configurator().configure({});
         }
     } catch (const std::exception&) {
-        return; // nobody is left to be told
+        return; // the error cannot be reported any more
     }
 }
 

@@ -6,15 +6,15 @@
 
 namespace DOVA::Settings {
 
-/// One field of a record: its place in the tree, and the member that holds it.
+/// One field of a record: its place in the tree, and the member that contains it.
 template <typename Record, typename T>
 struct Field
 {
     std::uint32_t tag;
     const wchar_t* name;
-    std::uint16_t sinceMinor; ///< the minor version of the record's layout that brought it
+    std::uint16_t sinceMinor; ///< the minor version of the record's layout that introduced it
     T Record::*member;
-    bool readByAddin = false; ///< the checks of the add-in look at it; all others are only carried
+    bool readByAddin = false; ///< true if the add-in's checks use it; all other fields are only carried
 };
 
 template <typename Record, typename T>
@@ -22,8 +22,8 @@ Field(std::uint32_t, const wchar_t*, std::uint16_t, T Record::*) -> Field<Record
 template <typename Record, typename T>
 Field(std::uint32_t, const wchar_t*, std::uint16_t, T Record::*, bool) -> Field<Record, T>;
 
-/// A record has its table of fields as Record::Fields(), a tuple of Field in the order in which they are read, written
-/// and compared. Whatever handles all fields walks this table.
+/// A record with a table of fields: Record::Fields() returns a tuple of Field in the order in which they are read,
+/// written and compared. Code that processes all fields iterates over this table.
 template <typename Record>
 concept FieldRecord = requires
 {
@@ -37,7 +37,7 @@ constexpr void ForEachField(Visit&& visit)
     std::apply([&](const auto&... fields) { (visit(fields), ...); }, Record::Fields());
 }
 
-/// The minor version of a record's layout that brought its newest field.
+/// Returns the minor version of a record's layout that introduced its newest field.
 template <FieldRecord Record>
 [[nodiscard]] constexpr std::uint16_t LatestMinor()
 {
@@ -46,7 +46,7 @@ template <FieldRecord Record>
     return latest;
 }
 
-/// Compares field by field in order and ends at the first difference.
+/// Compares field by field in order and stops at the first difference.
 template <FieldRecord Record>
 [[nodiscard]] bool operator==(const Record& left, const Record& right)
 {

@@ -7,8 +7,8 @@
 #include <tuple>
 #include <vector>
 
-/// The records that stand in lists and settings of the product's record. The add-in carries and compares them; what
-/// their numbers mean is the product's affair.
+/// The records within lists and settings of the product's record. The add-in carries and compares them; the product
+/// defines the meaning of their numbers.
 namespace DOVA::Settings {
 
 struct Action

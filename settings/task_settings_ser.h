@@ -10,28 +10,29 @@
 #include <utility>
 #include <vector>
 
-/// Records of settings to and from trees. A record becomes a container that opens with its version, a Setting an array
-/// of its three parts, a list an array. What is absent or of a wrong type raises the error of the tree's getter.
+/// Converts records of settings to and from trees. A record becomes a container that begins with its version, a Setting
+/// an array of its three parts, a list an array. For a value that is absent or of a wrong type, the error of the tree's
+/// getter is thrown.
 namespace DOVA::Settings {
 
-/// The highest major version of a layout that is understood here, and the one that is written.
+/// The highest major version of a layout that is accepted, and the one that is written.
 inline constexpr std::uint16_t known_major = 1;
 
-/// Reads a record's fields from a tree. Those that the tree's minor version does not have yet keep what they hold. A
-/// major version of 0 or above known_major, of this record or of one in it, raises
-/// cctool::Serialization::IncompatibleVersionError. After an error the record holds what was read so far.
+/// Reads a record's fields from a tree. Fields that the tree's minor version does not have keep their values. Throws
+/// cctool::Serialization::IncompatibleVersionError for a major version of 0 or above known_major, of this record or of
+/// a nested one. After an error the record contains the fields read so far.
 template <FieldRecord Record>
 void Deserialize(Record& record, const cctool::Serialization::IContainer& tree);
 
-/// Writes a record's fields into an empty tree, in the layout of a minor version: later fields are left out. The
-/// records within are written in their latest layouts.
+/// Writes a record's fields into an empty tree, in the layout of a minor version: later fields are omitted. Nested
+/// records are written in their latest layouts.
 template <FieldRecord Record>
 void Serialize(const Record& record, cctool::Serialization::IContainer& tree,
                std::uint16_t minor = LatestMinor<Record>());
 
 namespace detail {
 
-// A tree here is a container with tags for keys, or an array with indices for keys.
+// A tree is a container with tags as keys here, or an array with indices as keys.
 
 template <typename Tree, typename Key, typename T>
 void Read(const Tree& tree, const Key& key, T& value)
@@ -61,7 +62,7 @@ template <typename Tree, typename Key, typename T>
 void Read(const Tree& tree, const Key& key, std::vector<T>& list)
 {
     const auto items = tree.GetArray(key);
-    std::vector<T> fresh; // grows as the items prove good: a record takes far more memory than the least item of a blob
+    std::vector<T> fresh; // grows with each valid item: a record takes far more memory than its bytes in a blob
     for (std::size_t index = 0; index < items->Size(); ++index) {
         T item{};
         Read(*items, index, item);

@@ -11,7 +11,7 @@
 
 namespace DOVA::Settings {
 
-/// What the product's settings of all scans begin with.
+/// The common beginning of the product's settings of all scans.
 struct BaseSettings
 {
     Setting<bool> UseTrustedZoneSettings{true};
@@ -45,7 +45,7 @@ struct BaseSettings
 };
 
 /// The product's settings of its web traffic monitor, with their defaults. The record serves a larger component; the
-/// table marks the fields that the add-in reads. Copies are deep. The members stand in the order of the table.
+/// table marks the fields that the add-in reads. Copies are deep. The members are in the order of the table.
 struct WebTrafficMonitorSettings // NOLINT(clang-analyzer-optin.performance.Padding)
 {
     BaseSettings Base;

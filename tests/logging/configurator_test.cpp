@@ -26,7 +26,7 @@ std::vector<std::string> lines_of(const fs::path& path)
     return lines;
 }
 
-/// A folder of its own for each test, and no configuration left behind.
+/// A separate folder for each test, and no configuration left in force afterwards.
 class configurator : public testing::Test
 {
 protected:
@@ -209,7 +209,7 @@ TEST_F(configurator, keeps_a_file_open_over_a_change_of_levels)
 
 TEST_F(configurator, writes_to_stderr)
 {
-    testing::internal::CaptureStderr(); // first, since a sink may keep the stream's handle
+    testing::internal::CaptureStderr(); // first, because a sink may keep the stream's handle
     configure(L"level=500; stderr");
     LOG_LINE(logging::icapclnt_log(), 500, "to the screen");
     const std::string written = testing::internal::GetCapturedStderr();

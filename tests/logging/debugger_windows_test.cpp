@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Text that OutputDebugString gave while this lived; without a debugger it comes as an exception that a handler
-/// may look at.
+/// The text passed to OutputDebugString while listen() is registered. Without a debugger it arrives as an exception
+/// that a handler may inspect.
 std::string heard;
 
 LONG CALLBACK listen(EXCEPTION_POINTERS* raised)

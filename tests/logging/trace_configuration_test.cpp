@@ -8,7 +8,7 @@ namespace {
 
 namespace names = winapi::registry_names;
 
-/// A registry in memory in the place of the machine's.
+/// Installs a registry in memory instead of the machine's.
 class trace_configuration : public testing::Test
 {
 protected:
@@ -16,7 +16,7 @@ protected:
 
     void set(std::wstring_view text) { registry_.set_string(names::trace_key, names::trace_configuration, text); }
 
-    /// A text that was not applied before in this process, made so by a level for a logger that nobody has.
+    /// Returns a text that was not applied before in this process; a level for an unused logger makes it unique.
     static std::wstring fresh(const std::wstring& text)
     {
         static int number = 0;
@@ -74,7 +74,7 @@ TEST_F(trace_configuration, is_applied_again_after_it_was_closed)
 
 TEST_F(trace_configuration, that_was_not_applied_leaves_others_in_force_when_closed)
 {
-    logging::close_trace_configuration(); // of the tests before
+    logging::close_trace_configuration(); // reverts the configuration of earlier tests
     logging::configurator::default_configurator().configure(L"level=500; stderr");
     logging::close_trace_configuration();
     EXPECT_EQ(logging::log_manager::enabled_.load(), 500U);

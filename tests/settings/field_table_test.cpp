@@ -10,7 +10,7 @@
 namespace DOVA::Settings::test {
 namespace {
 
-/// A row as the layout of the product's blobs gives it.
+/// A row in the layout of the product's blobs.
 struct Row
 {
     std::uint32_t tag;
@@ -148,7 +148,7 @@ TEST(Defaults, LeaveValuesZeroButThoseOfTheTwoActions)
     }
 }
 
-/// The size of a record that has the fields of its table in that order and nothing else.
+/// Returns the size of a record that has the fields of its table in that order and nothing else.
 template <typename Record>
 constexpr std::size_t SizeByTable()
 {
@@ -163,7 +163,7 @@ constexpr std::size_t SizeByTable()
     return size;
 }
 
-// A member that the table lacks would be neither read, written nor compared.
+// A member without a row in the table would be neither read, written nor compared.
 static_assert(SizeByTable<WebTrafficMonitorSettings>() == sizeof(WebTrafficMonitorSettings));
 static_assert(SizeByTable<BaseSettings>() == sizeof(BaseSettings));
 static_assert(SizeByTable<Action>() == sizeof(Action));
@@ -173,7 +173,7 @@ static_assert(SizeByTable<ContentCategory>() == sizeof(ContentCategory));
 static_assert(SizeByTable<SearchPattern>() == sizeof(SearchPattern));
 static_assert(SizeByTable<UrlRule>() == sizeof(UrlRule));
 
-/// Expects each single change in a record, however deep, to make it unequal.
+/// Expects each single change in a record, at any depth, to make it unequal.
 template <typename Record>
 void ExpectEachFieldCounts(const Record& record)
 {
@@ -199,7 +199,7 @@ TEST(Equality, TakesEveryFieldOfEveryRecord)
     ExpectEachFieldCounts(UrlRule());
 }
 
-/// Calls `visit` for each Setting of a record and of the base in it.
+/// Calls `visit` for each Setting of a record and of its base.
 template <typename Record, typename Visit>
 void ForEachSetting(Record& record, Visit&& visit)
 {
@@ -234,7 +234,7 @@ TEST(Equality, TakesAllThreePartsOfEverySetting)
     EXPECT_EQ(56, settings);
 }
 
-/// A field that notes when it is compared.
+/// A field that records when it is compared.
 struct Noted
 {
     char name;

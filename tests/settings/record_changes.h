@@ -9,7 +9,7 @@
 
 namespace DOVA::Settings::test {
 
-/// Changes every part of a field or record to something that it was not.
+/// Changes every part of a field or record to another value.
 inline void Change(bool& value)
 {
     value = !value;

@@ -26,7 +26,7 @@ using cctool::Serialization::test::BlobOf;
 using cctool::Serialization::test::FromHex;
 using cctool::Serialization::test::Parse;
 
-/// A blob of an older or newer minor version of the monitor's layout.
+/// Returns a blob of an older or newer minor version of the monitor's layout.
 Bytes BlobOfMinor(const WebTrafficMonitorSettings& settings, std::uint16_t minor)
 {
     const auto tree = CreateEmptyContainer();
@@ -80,7 +80,7 @@ void PutAction(IContainer& tree, std::int32_t type)
     tree.Set(1, type);
 }
 
-/// Sets a list setting whose default is empty and whose value has one element, and gives that element's array.
+/// Sets a list setting with an empty default and a value of one element, and returns that element's array.
 std::shared_ptr<IArray> PutList(IContainer& tree, std::uint32_t tag)
 {
     const auto parts = tree.AddArray(tag, 3);
@@ -89,7 +89,7 @@ std::shared_ptr<IArray> PutList(IContainer& tree, std::uint32_t tag)
     return parts->AddArray(1, 1);
 }
 
-/// A tree of minor 0, set tag by tag.
+/// Returns a tree of minor 0, set tag by tag.
 std::shared_ptr<cctool::Serialization::IBinaryContainer> OldestTree()
 {
     auto tree = CreateEmptyContainer();
@@ -199,7 +199,7 @@ TEST(SettingsBlob, TheBaseHasAMinorOfItsOwn)
     EXPECT_TRUE(settings.UseSandbox == written.UseSandbox);
 }
 
-/// The trees of a full blob that have a version: the record, and one record of each kind within it.
+/// Returns the trees of a full blob that have a version: the record, and one nested record of each kind.
 std::vector<std::pair<std::string, std::function<std::shared_ptr<IContainer>(const std::shared_ptr<IContainer>&)>>>
 VersionedParts()
 {

@@ -10,12 +10,12 @@
 
 namespace test {
 
-/// A program that runs beside the test, with nothing on its standard input and both its outputs read all the time, so
-/// that it never blocks on them. Every wait is bounded. POSIX only. Operations are for one thread.
+/// A program that runs beside the test, with an empty standard input. Both its outputs are read continuously, so that
+/// it never blocks on them. Every wait is bounded. POSIX only. Not thread-safe.
 class child_process
 {
 public:
-    /// How a program ended: `code` by itself, or `signal` when that ended it. The other one is 0.
+    /// The end of a program: `code` if it ended by itself, or `signal` if that ended it. The other one is 0.
     struct exit_status
     {
         int code = 0;
@@ -23,30 +23,30 @@ public:
         friend bool operator==(const exit_status&, const exit_status&) = default;
     };
 
-    /// Starts the program; `program` is a path or a name in PATH. Raises std::runtime_error when it can't be started.
+    /// Starts the program; `program` is a path or a name in PATH. Throws std::runtime_error if it cannot be started.
     explicit child_process(const std::string& program, const std::vector<std::string>& arguments = {});
     child_process(const child_process&) = delete;
     child_process& operator=(const child_process&) = delete;
-    /// Ends the program, the hard way if it still runs.
+    /// Kills the program if it still runs.
     ~child_process();
 
     [[nodiscard]] int id() const noexcept { return id_; }
-    /// The next line of standard output, without its line end; nothing when no other comes.
+    /// Returns the next line of standard output, without its line end; nothing if no further line arrives.
     [[nodiscard]] std::optional<std::string> read_line();
-    /// Sends a signal; false when the program has ended.
+    /// Sends a signal. Returns false if the program has ended.
     bool kill(int signal);
-    /// Waits for the end; nothing when it doesn't come. Afterwards both outputs are there to their ends.
+    /// Waits for the end; returns nothing if the program does not end. Afterwards both outputs are complete.
     [[nodiscard]] std::optional<exit_status> wait();
-    /// True when the program has ended; does not wait.
+    /// Returns true if the program has ended; does not wait.
     [[nodiscard]] bool has_ended();
 
-    /// What has come on standard output so far, the lines read included.
+    /// Returns the standard output received so far, including the lines read.
     [[nodiscard]] std::string output() const;
-    /// What has come on standard error so far.
+    /// Returns the standard error received so far.
     [[nodiscard]] std::string errors() const;
 
 private:
-    /// What is read from one of the program's outputs, by a thread of its own.
+    /// The contents of one of the program's outputs, read by a separate thread.
     struct stream
     {
         int descriptor = -1;
@@ -63,7 +63,7 @@ private:
     mutable std::mutex lock_;
     std::condition_variable changed_;
     bool stop_ = false;
-    std::size_t lines_taken_ = 0; ///< bytes of standard output that read_line() has given away
+    std::size_t lines_taken_ = 0; ///< bytes of standard output that read_line() has returned
     stream output_;
     stream errors_;
 };

@@ -100,7 +100,7 @@ child_process::~child_process()
         ::waitpid(id_, nullptr, 0);
     }
     {
-        // Something that the program started may still hold its outputs open.
+        // A process that the program started may still hold its outputs open.
         const std::lock_guard guard(lock_);
         stop_ = true;
     }

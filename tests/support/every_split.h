@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// The pieces in which an input arrives. Each ends right before a page without access.
+/// The pieces in which an input arrives. Each ends directly before a page without access.
 using pieces = std::vector<std::string_view>;
 
 namespace detail {
@@ -27,7 +27,7 @@ void deliver(const std::vector<std::string_view>& cuts, Receive&& receive)
 
 } // namespace detail
 
-/// Calls `receive(pieces)` for the input in one piece, in two pieces for every place of the cut, the last byte
+/// Calls `receive(pieces)` for the input in one piece, in two pieces for every position of the cut, the last byte
 /// included, and in pieces of one byte each.
 template <typename Receive>
 void every_split(std::string_view input, Receive&& receive)
@@ -43,7 +43,7 @@ void every_split(std::string_view input, Receive&& receive)
     detail::deliver(bytes, receive);
 }
 
-/// Calls `receive(text)` for every beginning of the input, from none of it to all of it.
+/// Calls `receive(text)` for every beginning of the input, from the empty one to the whole.
 template <typename Receive>
 void every_beginning(std::string_view input, Receive&& receive)
 {

@@ -8,8 +8,8 @@
 
 namespace test {
 
-/// A heap whose allocations fail from a chosen one on, with code 8. Put it in the place of the process's with
-/// memory::process_heap_override, or by the class below.
+/// A heap whose allocations fail from a chosen one on, with code 8. memory::process_heap_override, or the class below,
+/// installs it as the process's heap.
 class failing_heap final : public memory::heap
 {
 public:
@@ -22,7 +22,7 @@ public:
     void release(void* bytes) noexcept override;
 
     void allow(std::size_t good_allocations) noexcept { left_ = good_allocations; }
-    /// Pieces that are allocated and not released.
+    /// Returns the number of pieces that are allocated and not released.
     [[nodiscard]] std::size_t outstanding() const noexcept { return outstanding_; }
 
 private:
@@ -30,7 +30,7 @@ private:
     std::atomic<std::size_t> outstanding_{0};
 };
 
-/// Makes the process's heap a failing one while it lives.
+/// Makes the process's heap a failing one while this object exists.
 class heap_failure
 {
 public:

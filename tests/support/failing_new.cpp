@@ -7,7 +7,7 @@ namespace {
 
 struct plan
 {
-    std::size_t left; ///< allocations up to the one that is refused; 0: none is
+    std::size_t left; ///< allocations up to the one that is refused; 0: none is refused
     test::refusals which;
     bool refused;
 };

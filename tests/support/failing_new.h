@@ -7,11 +7,12 @@ namespace test {
 enum class refusals
 {
     one,       ///< the allocations behind the refused one succeed
-    all_behind ///< none succeeds any more
+    all_behind ///< all further allocations fail
 };
 
-/// While it lives, the `nth` allocation of this thread by operator new, counted from 1, raises std::bad_alloc. One at a
-/// time on each thread. The library failing_new replaces the operators of the whole program that links it.
+/// While this object exists, the `nth` allocation of this thread by operator new, counted from 1, throws
+/// std::bad_alloc. One object at a time on each thread. The library failing_new replaces the operators of the whole
+/// program that links it.
 class failing_new
 {
 public:
@@ -20,7 +21,7 @@ public:
     failing_new& operator=(const failing_new&) = delete;
     ~failing_new();
 
-    /// True once an allocation has been refused.
+    /// Returns true after an allocation has been refused.
     [[nodiscard]] bool failed() const noexcept;
 };
 

@@ -5,7 +5,7 @@
 
 namespace test {
 
-/// A copy of some bytes that ends right before a page without access, so that a read beyond the end faults.
+/// A copy of some bytes that ends directly before a page without access, so that a read beyond the end faults.
 class guarded_buffer
 {
 public:

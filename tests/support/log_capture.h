@@ -19,7 +19,7 @@ struct log_record
     friend bool operator==(const log_record&, const log_record&) = default;
 };
 
-/// Keeps all lines up to a level that are written while it lives. All operations may be called from any thread.
+/// Keeps all lines up to a level that are written while this object exists. Thread-safe.
 class log_capture
 {
 public:
@@ -28,13 +28,13 @@ public:
     log_capture& operator=(const log_capture&) = delete;
     ~log_capture();
 
-    /// All lines, in the order in which they were finished.
+    /// Returns all lines, in the order in which they were finished.
     [[nodiscard]] std::vector<log_record> lines() const;
-    /// The texts of one logger's lines, or of all.
+    /// Returns the texts of one logger's lines, or of all.
     [[nodiscard]] std::vector<std::string> texts(std::string_view logger_name = "") const;
-    /// True if some line holds `part`.
+    /// Returns true if a line contains `part`.
     [[nodiscard]] bool contains(std::string_view part) const;
-    /// Forgets the lines so far.
+    /// Discards the lines so far.
     void clear();
 
 private:

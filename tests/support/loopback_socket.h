@@ -6,7 +6,7 @@
 
 namespace test {
 
-/// A blocking TCP socket on 127.0.0.1, on both systems. Waits are bounded. Failures to set one up raise
+/// A blocking TCP socket on 127.0.0.1, on both systems. Waits are bounded. Failures to set one up throw
 /// std::runtime_error.
 class loopback_socket
 {
@@ -20,22 +20,22 @@ public:
 
     /// Listens on a free port.
     static loopback_socket listen();
-    /// Connects to a port; the socket is not open when nobody listens there.
+    /// Connects to a port; the socket is not open if there is no listener.
     static loopback_socket connect(std::uint16_t port);
     [[nodiscard]] std::uint16_t port() const;
     [[nodiscard]] loopback_socket accept();
 
     [[nodiscard]] bool is_open() const noexcept { return handle_ != closed_handle; }
-    /// True when bytes, an end, or a connection wait to be taken.
+    /// Returns true if bytes, an end, or a connection can be taken.
     [[nodiscard]] bool wait_readable(int milliseconds);
-    /// The count of bytes taken; 0 when the other side has ended or broken the connection.
+    /// Returns the count of bytes taken; 0 if the other side has ended or broken the connection.
     std::size_t receive(char* destination, std::size_t size);
-    /// Sends all bytes; false when the other side takes no more.
+    /// Sends all bytes. Returns false if the other side takes no more.
     bool send(std::string_view bytes);
-    /// Tells the other side that no more will be sent; its bytes can still be received.
+    /// Signals the other side that no more bytes will be sent; bytes from it can still be received.
     void end_sending() noexcept;
     void close() noexcept;
-    /// Closes so that the other side sees a reset connection.
+    /// Closes the socket so that the other side receives a reset.
     void reset() noexcept;
 
 private:

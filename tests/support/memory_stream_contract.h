@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// What any stream in memory must do that messages are converted into. A test program includes this once and
+/// The requirements for any stream in memory that messages are converted into. A test program includes this once and
 /// instantiates it with the maker of its stream.
 namespace {
 

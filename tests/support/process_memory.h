@@ -4,10 +4,10 @@
 
 namespace test {
 
-/// What is allocated on all heaps of this process, in bytes. Windows only.
+/// Returns the bytes allocated on all heaps of this process. Windows only.
 std::size_t heap_bytes();
-/// The memory that this process has to itself, found page range by page range, in bytes. What a heap keeps for later
-/// counts too. Windows only; the counters of the system aren't kept everywhere.
+/// Returns the bytes of private memory of this process, summed over its page ranges. Memory that a heap keeps for later
+/// counts too. Windows only; not every system maintains its own counters for this.
 std::size_t private_bytes();
 
 } // namespace test

@@ -5,15 +5,15 @@
 
 namespace test {
 
-/// How many threads, and descriptors or handles, this process has.
+/// The numbers of threads, and of descriptors or handles, of this process.
 struct process_resources
 {
     std::size_t threads = 0;
     std::size_t handles = 0;
 
     [[nodiscard]] static process_resources now();
-    /// What there is once no more than `allowed` is left; a thread that has been joined may still be on its way out,
-    /// so this looks again for up to five seconds.
+    /// Returns the resources as soon as no more than `allowed` are left. A thread that has been joined may not have
+    /// ended yet, so this repeats the query for up to five seconds.
     [[nodiscard]] static process_resources settled(const process_resources& allowed);
 
     friend bool operator==(const process_resources&, const process_resources&) = default;

@@ -16,21 +16,21 @@
 
 namespace test {
 
-/// What a scripted peer does with one connection, step by step. When the steps are done it goes on reading until the
+/// The script of one connection of a scripted peer, step by step. After the last step it continues to read until the
 /// client closes, unless the last step closed the connection.
 class conversation
 {
 public:
-    /// Reads until this many more bytes have come.
+    /// Reads until this many further bytes have arrived.
     conversation& expect(std::size_t count) &;
-    /// Reads until `marker` has come behind what earlier steps expected.
+    /// Reads until `marker` has arrived behind the bytes that earlier steps expected.
     conversation& expect_until(std::string marker) &;
     conversation& send(std::string bytes) &;
-    /// The same, one byte at a time.
+    /// As send(), one byte at a time.
     conversation& send_bytewise(std::string bytes) &;
-    /// Only reads until scripted_peer::release is called; one release lets one such step pass. Ends with the client.
+    /// Only reads until scripted_peer::release is called; one release ends one such step. Also ends with the client.
     conversation& wait() &;
-    /// Lets this many milliseconds pass without reading, so that what was sent before arrives in a piece of its own.
+    /// Waits this many milliseconds without reading, so that the bytes sent before arrive as a separate piece.
     conversation& pause(int milliseconds) &;
     conversation& close() &;
     conversation& reset() &;
@@ -67,8 +67,7 @@ private:
 };
 
 /// A small TCP server on 127.0.0.1 and a free port. The n-th connection is served by the n-th conversation, each on a
-/// thread of its own; further connections are closed at once. Every wait is bounded. All operations may be called from
-/// any thread.
+/// separate thread; further connections are closed at once. Every wait is bounded. Thread-safe.
 class scripted_peer
 {
 public:
@@ -79,19 +78,19 @@ public:
     ~scripted_peer();
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
-    /// Connections that were accepted so far, those without a conversation included.
+    /// Returns the number of connections accepted so far, including those without a conversation.
     [[nodiscard]] std::size_t connections() const;
-    /// What has come in on a connection, byte for byte.
+    /// Returns the bytes received on a connection.
     [[nodiscard]] std::string received(std::size_t index) const;
-    /// The sizes of the pieces in which it came.
+    /// Returns the sizes of the pieces in which they arrived.
     [[nodiscard]] std::vector<std::size_t> pieces(std::size_t index) const;
-    /// Waits until the connection has ended: true if the client closed it or the conversation did.
+    /// Waits until the connection has ended. Returns true if the client or the conversation closed it.
     bool wait_for_end(std::size_t index) const;
-    /// Waits until that many bytes have come in.
+    /// Waits until that many bytes have been received.
     bool wait_for_bytes(std::size_t index, std::size_t count) const;
-    /// Lets one wait() step of any connection pass.
+    /// Ends one wait() step of any connection.
     void release();
-    /// Steps that were not fulfilled, in words; empty when all went as scripted.
+    /// Returns the steps that were not fulfilled, as text; empty if all were.
     [[nodiscard]] std::vector<std::string> complaints() const;
 
 private:
@@ -119,7 +118,7 @@ private:
     std::uint16_t port_;
     mutable std::mutex lock_;
     mutable std::condition_variable changed_;
-    std::vector<std::unique_ptr<connection>> served_; ///< made at once, their threads as connections come
+    std::vector<std::unique_ptr<connection>> served_; ///< made at once; their threads start as connections arrive
     std::size_t accepted_ = 0;
     std::size_t releases_ = 0;
     std::vector<std::string> complaints_;

@@ -9,7 +9,7 @@
 
 namespace host::test {
 
-/// A folder that goes with its object.
+/// A folder that is removed with its object.
 class temporary_folder
 {
 public:

@@ -9,8 +9,8 @@ class heap;
 
 namespace tpl {
 
-/// A byte buffer of fixed size from the process's private heap. Its bytes are not initialised. A failed allocation
-/// raises error::win32exception.
+/// A byte buffer of fixed size on the process's private heap. Its bytes are not initialised. Throws
+/// error::win32exception if the allocation fails.
 class buffer
 {
 public:
@@ -21,14 +21,14 @@ public:
 
     [[nodiscard]] char* begin() noexcept { return begin_; }
     [[nodiscard]] const char* begin() const noexcept { return begin_; }
-    /// One behind the last byte.
+    /// Returns the position behind the last byte.
     [[nodiscard]] char* end() noexcept { return end_; }
     [[nodiscard]] const char* end() const noexcept { return end_; }
-    /// One behind the last allocated byte.
+    /// Returns the position behind the last allocated byte.
     [[nodiscard]] const char* limit() const noexcept { return limit_; }
     [[nodiscard]] std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
 
-    /// Raises std::out_of_range "buffer::operator[] failed: out of bound" for an index that is not below size().
+    /// Throws std::out_of_range "buffer::operator[] failed: out of bound" for an index that is not below size().
     [[nodiscard]] char& operator[](std::size_t index);
     [[nodiscard]] const char& operator[](std::size_t index) const;
 

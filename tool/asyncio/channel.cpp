@@ -16,7 +16,7 @@ channel::channel(std::size_t thread_count, std::uint32_t concurrency)
             thread = start_thread(&channel::work, this);
         }
     } catch (...) {
-        stop(); // the workers that did start still use the port
+        stop(); // the workers that have started still use the port
         throw;
     }
 }
@@ -58,7 +58,7 @@ void channel::run()
             return;
         }
         if (done.key == nullptr || context == nullptr) {
-            continue; // belongs to no conduit's operation
+            continue; // not part of a conduit's operation
         }
         if (!done.succeeded) {
             context->error = done.error;

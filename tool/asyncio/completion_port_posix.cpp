@@ -17,7 +17,7 @@ namespace tpl {
 
 namespace {
 
-/// A handler that has run this long is looked at: if its thread sleeps, it is blocked.
+/// A handler that has run this long is checked: if its thread sleeps, it is blocked.
 constexpr std::chrono::milliseconds look_after{10};
 
 int checked(int descriptor, int line)
@@ -28,13 +28,13 @@ int checked(int descriptor, int line)
     return descriptor;
 }
 
-/// Whether a thread of this process is asleep, as the kernel tells.
+/// Returns whether a thread of this process is asleep, as the kernel reports it.
 bool is_asleep(pid_t thread)
 {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
     std::string text;
     std::getline(file, text);
-    const auto name_end = text.rfind(')'); // the name before it may hold anything
+    const auto name_end = text.rfind(')'); // the name ahead of it may contain anything
     if (name_end == std::string::npos || name_end + 2 >= text.size()) {
         return false;
     }
@@ -135,10 +135,10 @@ completion completion_port::impl::take()
     const auto taken = queue_.front();
     queue_.pop_front();
     const bool stop = taken.key == nullptr && taken.context == nullptr;
-    if (!stop) { // a worker that stops never comes back to give its slot up
+    if (!stop) { // a worker that stops never returns its slot
         running_.push_back({::gettid(), std::chrono::steady_clock::now(), false});
     }
-    // Somebody has to lead, to take what is left, or to look whether this handler blocks.
+    // Some worker must lead, take the remaining completions, or check whether this handler blocks.
     if (stop || slot_free() || !watching_) {
         changed_.notify_one();
     }

@@ -12,9 +12,9 @@
 
 namespace tpl {
 
-/// A completion port on epoll. One of the waiting workers leads: it waits for readiness and turns it into a
-/// completion. As many handlers run at a time as the concurrency says; one that blocks does not count, so that
-/// another worker may go on meanwhile.
+/// A completion port on epoll. One of the waiting workers leads: it waits for readiness and turns it into a completion.
+/// At most as many handlers run at a time as the concurrency specifies; a blocked one does not count, so that another
+/// worker may run meanwhile.
 class completion_port::impl
 {
 public:
@@ -27,7 +27,7 @@ public:
     void post(const completion& done);
     [[nodiscard]] completion wait();
 
-    /// Makes an endpoint known; returns its number.
+    /// Registers an endpoint and returns its number.
     [[nodiscard]] std::uint64_t add(std::weak_ptr<endpoint> target);
     void remove(std::uint64_t id);
     /// Waits for one readiness to read. Returns 0 or the errno.
@@ -40,7 +40,7 @@ private:
     {
         pid_t thread;
         time_point since;
-        bool blocked; ///< found asleep, so that it does not count
+        bool blocked; ///< found asleep, so it does not count
     };
 
     [[nodiscard]] bool slot_free() const noexcept;
@@ -60,9 +60,9 @@ private:
     std::deque<completion> queue_;
     std::vector<handler> running_;
     std::unordered_map<std::uint64_t, std::weak_ptr<endpoint>> endpoints_;
-    std::uint64_t last_id_ = 0; ///< 0 itself stands for wake_up_
+    std::uint64_t last_id_ = 0; ///< 0 itself identifies wake_up_
     bool leading_ = false;      ///< a worker waits for readiness
-    bool watching_ = false;     ///< a worker looks for blocked handlers
+    bool watching_ = false;     ///< a worker checks for blocked handlers
 };
 
 } // namespace tpl

@@ -41,7 +41,7 @@ public:
     const HANDLE handle;
 
 private:
-    /// Frees the context of a completion that no worker took. False if there is no completion left.
+    /// Frees the context of a completion that no worker took. Returns false if there is no completion left.
     bool free_next()
     {
         const completion taken = take(0);

@@ -6,15 +6,15 @@
 
 namespace tpl {
 
-/// Something whose overlapped operations complete on a channel. Must stay alive while an operation is under way.
+/// An object whose overlapped operations complete on a channel. Must exist as long as an operation is under way.
 class conduit
 {
 public:
-    /// The handle that the operations run on.
+    /// Returns the handle that the operations run on.
     [[nodiscard]] virtual native_handle handle() = 0;
     /// Reserved; does nothing.
     virtual void unused() = 0;
-    /// A finished operation, on a channel worker. Must not throw: nothing catches behind it.
+    /// Receives a finished operation, on a channel worker. Must not throw: the worker does not catch exceptions.
     virtual bool complete(std::unique_ptr<io_context> context) noexcept = 0;
 
 protected:

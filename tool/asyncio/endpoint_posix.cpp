@@ -13,7 +13,7 @@ namespace code = winapi::code;
 
 std::uint32_t winsock_code(int error) noexcept
 {
-    switch (error) { // where the same error number means something else on a file
+    switch (error) { // these error numbers have another meaning on a file
     case EBADF:
         return code::not_socket;
     case EINVAL:
@@ -78,7 +78,7 @@ std::uint32_t endpoint::start_read(char* destination, std::uint32_t size, io_con
         return code::in_progress;
     }
     if (!registered_) {
-        // An unconnected socket refuses at once; readiness would tell it only later.
+        // An unconnected socket refuses at once; readiness would report it only later.
         char byte = 0;
         if (::recv(descriptor_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno != EAGAIN && errno != EINTR) {
             return winsock_code(errno);
@@ -151,7 +151,7 @@ void endpoint::deliver_cancelled(bool cancelled, const completion& done)
     if (port_ != nullptr) {
         port_->post(done);
     } else {
-        const std::unique_ptr<io_context> undeliverable(done.context); // bound to no port: nobody waits for it
+        const std::unique_ptr<io_context> undeliverable(done.context); // bound to no port: nothing waits for it
     }
 }
 
@@ -180,7 +180,7 @@ void endpoint::close()
         const std::lock_guard guard(lock_);
         cancelled = take_cancelled(done);
         if (const int descriptor = descriptor_.exchange(-1); descriptor != -1) {
-            ::close(descriptor); // leaves the epoll instance with it
+            ::close(descriptor); // also removes it from the epoll instance
         }
     }
     if (port_ != nullptr) {

@@ -10,8 +10,8 @@
 namespace tpl {
 
 /// A file descriptor, the port it is bound to, and the read under way on it. Reads are started like overlapped ones:
-/// the bytes land in the caller's memory, and the completion arrives at the port. Shared with workers that are just
-/// looking at it; the holder of the handle ends it with close_endpoint.
+/// the bytes are written to the caller's memory, and the completion arrives at the port. Shared with workers that are
+/// using it at the moment; the owner of the handle ends it with close_endpoint.
 class endpoint : public std::enable_shared_from_this<endpoint>
 {
 public:
@@ -22,21 +22,22 @@ public:
     endpoint& operator=(const endpoint&) = delete;
     ~endpoint();
 
-    /// The descriptor, for the calls of the handle's holder; -1 once closed.
+    /// Returns the descriptor, for the calls of the handle's owner; -1 after it was closed.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.load(); }
 
-    /// Binds to a port; false if bound already.
+    /// Binds to a port. Returns false if bound already.
     [[nodiscard]] bool bind(std::shared_ptr<completion_port::impl> port, conduit* key);
 
-    /// Starts the one read that may be under way. 997, or the Winsock code of a read that could not be started.
+    /// Starts the one read that may be under way. Returns 997, or the Winsock code of a read that could not be started.
     [[nodiscard]] std::uint32_t start_read(char* destination, std::uint32_t size, io_context* context);
     /// Completes the read under way with error 995.
     void cancel_read();
-    /// Later reads fail with 10058. A read under way stays.
+    /// Later reads fail with 10058. A read under way continues.
     void refuse_reads();
     void close();
 
-    /// Called by the port when the descriptor is ready: finishes the read, or waits on. True if `done` was filled.
+    /// Called by the port when the descriptor is ready: finishes the read, or continues to wait. Returns true if `done`
+    /// was filled.
     [[nodiscard]] bool finish_read(completion& done);
 
 private:
@@ -51,28 +52,28 @@ private:
     };
 
     [[nodiscard]] std::uint32_t arm();
-    /// The completion of a cancelled read, if there is one. Called with the lock held.
+    /// Takes the completion of a cancelled read, if there is one. Called with the lock held.
     [[nodiscard]] bool take_cancelled(completion& done);
     void deliver_cancelled(bool cancelled, const completion& done);
 
     std::mutex lock_;
     std::atomic<int> descriptor_;
     std::shared_ptr<completion_port::impl> port_;
-    std::uint64_t id_ = 0; ///< how the port knows this endpoint
+    std::uint64_t id_ = 0; ///< the port's number for this endpoint
     conduit* key_ = nullptr;
     pending_read pending_;
-    bool registered_ = false; ///< the port's epoll instance knows the descriptor
+    bool registered_ = false; ///< the descriptor is registered in the port's epoll instance
     bool reads_refused_ = false;
-    std::shared_ptr<endpoint> self_; ///< the holder's share, from open_endpoint to close_endpoint
+    std::shared_ptr<endpoint> self_; ///< the owner's share, from open_endpoint to close_endpoint
 };
 
-/// Takes a descriptor over as a handle.
+/// Takes ownership of a descriptor and returns a handle for it.
 [[nodiscard]] native_handle open_endpoint(int descriptor);
 
 /// Closes the descriptor, completes a read under way with error 995, and ends the handle.
 void close_endpoint(native_handle handle);
 
-/// The Winsock code of a failed call on a socket.
+/// Returns the Winsock code of a failed call on a socket.
 [[nodiscard]] std::uint32_t winsock_code(int error) noexcept;
 
 } // namespace tpl

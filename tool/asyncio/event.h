@@ -5,7 +5,7 @@
 
 namespace tpl {
 
-/// Results of a wait, with the values that the platform's waits give.
+/// Results of a wait, with the values of the platform's waits.
 enum class wait_result : std::uint32_t
 {
     signalled = 0,
@@ -13,18 +13,18 @@ enum class wait_result : std::uint32_t
     failed = 0xFFFFFFFF,
 };
 
-/// An unnamed auto-reset event, initially not signalled: one set() lets one wait through. Any thread may set and wait.
+/// An unnamed auto-reset event, initially not signalled: one set() releases one wait. Thread-safe.
 class event
 {
 public:
-    /// Raises error::win32exception if the system has no event left.
+    /// Throws error::win32exception if the system has no event left.
     event();
     event(const event&) = delete;
     event& operator=(const event&) = delete;
     ~event();
 
     void set() noexcept;
-    /// Waits up to `milliseconds` (tpl::infinite: without limit) and takes the signal back.
+    /// Waits up to `milliseconds` (tpl::infinite: without limit) and resets the signal.
     [[nodiscard]] wait_result wait(std::uint32_t milliseconds) noexcept;
 
     class impl;

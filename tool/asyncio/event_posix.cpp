@@ -16,7 +16,7 @@ void event::set() noexcept
 {
     const std::lock_guard guard(impl_->lock);
     impl_->signalled = true;
-    impl_->changed.notify_all(); // a registered wait about to end may be among the waiters: it must not take the call
+    impl_->changed.notify_all(); // wakes all: a registered wait about to end must not consume this notification
 }
 
 wait_result event::wait(std::uint32_t milliseconds) noexcept

@@ -11,7 +11,7 @@ class event::impl
 {
 public:
     std::mutex lock;
-    std::condition_variable changed; ///< tells of a set(), and of registered waits that are to end
+    std::condition_variable changed; ///< notified of a set(), and of registered waits that are to end
     bool signalled = false;
 };
 

@@ -2,13 +2,14 @@
 
 namespace tpl {
 
-/// Takes the bytes that a read has brought.
+/// Receives the bytes of completed reads.
 class iasync
 {
 public:
-    /// Called on a channel worker with the received range, which is good only during the call: copy and return at
-    /// once, since the next read starts afterwards. An exception ends the reading and detaches the sender.
-    /// @return true if the bytes were taken; senders do not look at it
+    /// Called on a channel worker with the received range, which is valid during the call only. The implementation
+    /// copies it and returns at once, because the next read starts afterwards. An exception ends the reading and
+    /// detaches the sender.
+    /// @return true if the bytes were taken; senders ignore it
     virtual bool input(const char* begin, const char* end) = 0;
 
 protected:

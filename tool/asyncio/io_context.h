@@ -6,8 +6,8 @@
 
 namespace tpl {
 
-/// One overlapped operation: the platform's record, and what the completion thread writes into it. While the operation
-/// is under way the context belongs to the channel; it comes back through conduit::complete.
+/// One overlapped operation: the platform's record, and the values that the completion thread writes into it. While the
+/// operation is under way the channel owns the context; conduit::complete returns it.
 struct io_context : overlapped
 {
     io_context() noexcept
@@ -17,11 +17,11 @@ struct io_context : overlapped
     io_context& operator=(const io_context&) = delete;
     virtual ~io_context() = default;
 
-    std::uint32_t opcode = 0;      ///< what the operation was; the numbers are the conduit's
+    std::uint32_t opcode = 0;      ///< kind of the operation; the conduit defines the numbers
     std::uint32_t transferred = 0; ///< bytes moved; completions add to it
     std::uint32_t error = 0;       ///< Win32 or Winsock code of a failed operation, 0 for none
 
-    /// Makes the context ready for the next operation.
+    /// Prepares the context for the next operation.
     void reset() noexcept
     {
         static_cast<overlapped&>(*this) = overlapped{};

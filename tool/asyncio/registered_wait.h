@@ -8,19 +8,20 @@
 namespace tpl {
 
 /// A wait without time-out on an auto-reset event, registered with the system: `callback` runs on a thread of the
-/// platform each time the event fires, one call at a time. It may run long and must not throw.
+/// platform each time the event is signalled, one call at a time. It may run long and must not throw.
 class registered_wait
 {
 public:
-    /// `signal` must outlive the registration. Raises error::win32exception or std::system_error on failure.
+    /// `signal` must outlive the registration. Throws error::win32exception or std::system_error on failure.
     registered_wait(event& signal, std::function<void()> callback);
     registered_wait(const registered_wait&) = delete;
     registered_wait& operator=(const registered_wait&) = delete;
-    /// Runs unregister(). Destroying a registration from within its callback ends the process with the text below.
+    /// Calls unregister(). Destroying a registration from within its callback ends the process with the text below.
     ~registered_wait();
 
-    /// Ends the registration and waits until a running callback has ended; afterwards none runs. A second call does
-    /// nothing. From within the callback raises std::runtime_error "error: wait on self-thread is potential deadlock".
+    /// Ends the registration and waits until a running callback has returned; no callback runs afterwards. A second
+    /// call does nothing. Throws std::runtime_error "error: wait on self-thread is potential deadlock" from within the
+    /// callback.
     void unregister();
 
 private:

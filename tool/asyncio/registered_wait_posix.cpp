@@ -6,7 +6,7 @@
 
 namespace tpl {
 
-/// One thread a registration: callbacks come in order, one at a time, and a long one holds up nobody else's.
+/// One thread per registration: callbacks run in order, one at a time, and a long one delays no other registration.
 class registered_wait::impl
 {
 public:

@@ -43,7 +43,7 @@ private:
     static void CALLBACK fired(void* context, BOOLEAN /*timed_out*/) noexcept
     {
         auto& self = *static_cast<impl*>(context);
-        // The pool waits for the event again while a callback runs, so a second one can come on another thread.
+        // The pool waits for the event again while a callback runs, so a second callback may start on another thread.
         const std::lock_guard guard(self.one_at_a_time_);
         self.runner_ = ::GetCurrentThreadId();
         self.callback_();

@@ -10,8 +10,8 @@ namespace tpl {
 /// A wait without time-out.
 inline constexpr std::uint32_t infinite = 0xFFFFFFFF;
 
-/// Starts a thread with the default stack. The handle belongs to the caller, who gives it to wait_for_thread.
-/// Raises std::system_error.
+/// Starts a thread with the default stack. The caller owns the handle and passes it to wait_for_thread. Throws
+/// std::system_error.
 [[nodiscard]] thread_handle start_thread(void (*function)(void*), void* argument);
 
 /// SleepEx: sleeps; with `alertable`, queued completion routines of this thread may run and end the sleep (Windows).

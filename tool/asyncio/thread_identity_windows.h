@@ -4,11 +4,11 @@
 
 namespace tpl {
 
-/// Finds an export of a loaded module; null where it is absent.
+/// Returns an export of a loaded module, or null if it is absent.
 using export_finder = void* (*)(const wchar_t* module, const char* name);
 
-/// The id of a thread, by GetThreadId of "Kernel32.dll"; where that export is absent, by NtQueryInformationThread of
-/// "ntdll.dll", which the result tells as `fallback`.
+/// Returns the id of a thread, by GetThreadId of "Kernel32.dll"; if that export is absent, by NtQueryInformationThread
+/// of "ntdll.dll", which `fallback` of the result reports.
 [[nodiscard]] thread_platform::identity find_thread_identity(thread_handle handle, export_finder find);
 
 } // namespace tpl

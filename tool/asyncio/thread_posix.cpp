@@ -35,7 +35,7 @@ public:
         }
     }
 
-    /// Gives the thread up: one that has ended is joined, one that runs goes on by itself.
+    /// Releases the thread: one that has ended is joined, one that runs is detached.
     void close()
     {
         bool reached = false;

@@ -27,7 +27,7 @@ void* find_export(const wchar_t* module, const char* name)
     return reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(module), name));
 }
 
-/// THREAD_BASIC_INFORMATION, which the headers leave out.
+/// THREAD_BASIC_INFORMATION, which the headers do not declare.
 struct thread_basic_information
 {
     LONG exit_status;

@@ -6,14 +6,14 @@
 
 namespace tpl {
 
-/// What wait_for_thread needs of the platform.
+/// The platform operations that wait_for_thread needs.
 class thread_platform
 {
 public:
     struct identity
     {
         std::uint64_t id = 0;
-        bool fallback = false; ///< found on the way that older systems need
+        bool fallback = false; ///< found by the method that older systems need
     };
     [[nodiscard]] virtual identity thread_identity(thread_handle handle) const = 0;
     [[nodiscard]] virtual std::uint64_t current_thread_id() const = 0;
@@ -23,12 +23,12 @@ public:
     virtual ~thread_platform() = default;
 };
 
-/// The system's threads. Lives as long as the process.
+/// Returns the system's threads. The object exists as long as the process.
 const thread_platform& system_thread_platform();
 
-/// Waits for a thread to end and closes its handle. A null handle gives true at once. A thread that would wait for
-/// itself raises std::runtime_error "error: wait on self-thread is potential deadlock" and keeps the handle.
-/// @param timeout milliseconds, or tpl::infinite; whether the thread has ended in time is not told
+/// Waits for a thread to end and closes its handle. Returns true at once for a null handle. Throws std::runtime_error
+/// "error: wait on self-thread is potential deadlock" for the calling thread itself; the handle then remains open.
+/// @param timeout milliseconds, or tpl::infinite; the result does not report whether the thread has ended in time
 /// @return true
 bool wait_for_thread(thread_handle handle, std::uint32_t timeout,
                      const thread_platform& platform = system_thread_platform());

@@ -34,7 +34,7 @@ head_status response_status_at(const char* begin, const char* end)
     return response_test(record, parsed, begin, end);
 }
 
-/// A head as it was found in the cache; the records point into the cache.
+/// A head that was found in the cache; the records point into the cache.
 struct found_head
 {
     std::uint32_t type = 0; ///< 0: no head
@@ -45,7 +45,7 @@ struct found_head
     bool garbage = false;
 };
 
-/// Tells what head stands at `begin`: first as a request, then as a response, last as a request with an unusual method.
+/// Finds the kind of head at `begin`: first as a request, then as a response, last as a request with an unusual method.
 found_head find_head(const char* begin, const char* end, bool accept_partial)
 {
     found_head head;
@@ -78,7 +78,7 @@ found_head find_head(const char* begin, const char* end, bool accept_partial)
     return head;
 }
 
-/// Where the next head may start behind garbage.
+/// Returns the position behind garbage at which the next head may begin.
 const char* next_start(const char* begin, const char* end)
 {
     constexpr std::ptrdiff_t shortest_start = 2;
@@ -89,7 +89,7 @@ const char* next_start(const char* begin, const char* end)
     return end - start < shortest_start ? end : start;
 }
 
-/// What the headers and the start line say of the body's length.
+/// The body's length as the headers specify it.
 struct body_length
 {
     std::uint64_t value = 0;

@@ -9,7 +9,7 @@ namespace http {
 
 namespace {
 
-/// A parse that failed without reaching the end of the data.
+/// Returns true for a parse that failed before the end of the data.
 [[nodiscard]] bool gave_up(bool hit, const char* stop, const char* end) noexcept
 {
     return !hit && stop != end;
@@ -59,7 +59,7 @@ head_status request_test(const request_data& record, const parse_info& parsed, c
 head_status response_test(const response_data& record, const parse_info& parsed, const char* begin,
                           const char* end) noexcept
 {
-    // A start that has the length of "ICAP/" and no version behind it can't become one.
+    // A longer start than "ICAP/" without a version behind it cannot become a head.
     constexpr std::ptrdiff_t longest_start = 5;
     if (parsed.hit) {
         return head_status::complete;

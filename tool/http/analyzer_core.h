@@ -13,29 +13,34 @@
 #include <string_view>
 #include <utility>
 
-/// What the analyzers of ICAP and HTTP have in common: the tests that tell what a parse result means, and the loop
-/// that turns cached bytes into messages.
+/// The parts that the analyzers of ICAP and HTTP share: the tests that classify a parse result, and the loop that turns
+/// cached bytes into messages.
 namespace http {
 
-/// True when the bytes may yet become a method word.
+/// Returns true if the range is a proper beginning of a method word, so that more bytes may complete the word.
 using known_method_test = bool (*)(const char* begin, const char* end);
 
-/// What `begin` to `end` is as a request, after the parse whose record and result are given. Once the start line has
-/// been read nothing is invalid any more: a broken header line is partial.
+/// Classifies [begin, end) as a request head. `record` and `parsed` are the outputs of one parse of the same range,
+/// with a record that was empty before the parse. After the start line has been read the result is never invalid: a
+/// broken header line is partial.
 [[nodiscard]] head_status request_test(const request_data& record, const parse_info& parsed, const char* begin,
                                        const char* end, known_method_test known_method) noexcept;
 
-/// What `begin` to `end` is as a response, after the parse whose record and result are given.
+/// Classifies [begin, end) as a response head. `record` and `parsed` are the outputs of one parse of the same range,
+/// with a record that was empty before the parse. After the version has been read the result is never invalid:
+/// "ICAP/1.0 2000" is partial.
 [[nodiscard]] head_status response_test(const response_data& record, const parse_info& parsed, const char* begin,
                                         const char* end) noexcept;
 
-/// True when the range is not empty, shorter than one of the words and equal to its beginning, case ignored.
+/// Returns true if the range is not empty, is shorter than one of the words, and equals the beginning of that word.
+/// ASCII case is ignored. A whole word returns false.
 [[nodiscard]] bool begins_word(const char* begin, const char* end, std::span<const std::string_view> words) noexcept;
 
-/// The place behind all line ends that stand at `begin`.
+/// Returns the first position that no line end begins at. Blanks count only as part of a line end: they are not skipped
+/// on their own.
 [[nodiscard]] const char* skip_line_ends(const char* begin, const char* end) noexcept;
 
-/// The first place in the range for which `status_at(place, end)` is not head_status::invalid, or `end`.
+/// Returns the first position in the range for which `status_at(position, end)` is not head_status::invalid, or `end`.
 template <typename StatusAt>
 [[nodiscard]] const char* find_start(const char* begin, const char* end, StatusAt&& status_at)
 {
@@ -45,38 +50,48 @@ template <typename StatusAt>
     return begin;
 }
 
-/// What one head step did.
+/// The result of one head step.
 template <typename Message>
 struct head_result
 {
-    std::unique_ptr<Message> message; ///< empty when no message was made
-    std::size_t count = 0;            ///< bytes that are done with
-    bool garbage = false;             ///< those bytes are dropped garbage
+    std::unique_ptr<Message> message; ///< null if no message was made
+    std::size_t count = 0; ///< bytes that are consumed: skipped, dropped, or part of `message`; 0 ends the run
+    bool garbage = false;  ///< the consumed bytes are garbage and leave the cache at once
 };
 
-/// Cache and loop of an analyzer. Every operation takes the lock, which is held while a head step or a message's
-/// append() runs. An exception from either leaves the cache as it was when that step began.
+/// The cache and the loop of an analyzer. `Message` needs `complete()` and `append(begin, end)`, which returns the
+/// count of bytes taken.
+///
+/// Every operation but skipped() takes the lock, which is recursive and is held while a head step or append() runs.
+///
+/// If a head step or append() throws, the exception passes through run(). The cache then contains what it contained
+/// when run() began, without the garbage that run() dropped before the failure. A message may already have taken some
+/// of these bytes; so after a failure the caller must discard the cache with take_cached() or destroy the message.
 template <typename Message>
 class analyzer_core
 {
 public:
+    /// Receives a range of dropped garbage, which is valid during the call only.
     using skipped_handler = std::function<void(const char* begin, const char* end)>;
 
-    /// Adds bytes to the cache. Raises std::runtime_error "icap analyzer::enqueue: invalid range [beg, end)" for a
-    /// reversed range and std::out_of_range of the cache.
+    /// Adds bytes to the cache. Throws std::runtime_error "icap analyzer::enqueue: invalid range [beg, end)" for a
+    /// reversed range, and std::out_of_range as inmemory_cache::append() does.
     void enqueue(const char* begin, const char* end);
 
-    /// Empties the cache and returns what it held.
+    /// Empties the cache and returns its former contents.
     [[nodiscard]] byte_vector take_cached();
 
-    /// Sets what is told of dropped garbage; called under the lock.
+    /// Sets the function that receives dropped garbage. It is called under the lock and must not call the analyzer.
     void on_skipped(skipped_handler handler);
-    /// Tells of dropped garbage; called by the head step.
+    /// Calls the skipped handler, if there is one. The head step calls this for garbage; the lock is then already held.
     void skipped(const char* begin, const char* end);
 
-    /// Hands cached bytes to `given`, or makes a message with `step` where `given` is null and hands the bytes that
-    /// follow its head to it, until the message is complete or no byte is left. Returns the message that was made.
-    /// `step(begin, end)` returns a head_result<Message>.
+    /// Passes cached bytes to `given`. If `given` is null, makes a message with `step` and passes the bytes that follow
+    /// its head to it. Ends when the message is complete, no byte is left, `step` consumes nothing, or append() takes
+    /// nothing for the second time. Returns the message that was made, null otherwise; `given` is not owned.
+    ///
+    /// `step(begin, end)` gets a range that is not empty and returns a head_result<Message>. A partial head is offered
+    /// again from its first byte, skipped line ends included, in the next run.
     template <typename Step>
     std::unique_ptr<Message> run(Message* given, Step&& step);
 
@@ -86,7 +101,7 @@ private:
     skipped_handler skipped_;
 };
 
-/// The text of a reversed range, raised by analyzer_core::enqueue.
+/// Throws the exception of analyzer_core::enqueue() for a reversed range.
 [[noreturn]] void raise_reversed_enqueue();
 
 template <typename Message>
@@ -141,7 +156,8 @@ std::unique_ptr<Message> analyzer_core<Message>::run(Message* given, Step&& step
             const auto taken = given->append(cursor, cache_.end());
             cursor += taken;
             done = given->complete();
-            // A chunk line that was taken earlier may need no byte now; twice nothing means a store that stands still.
+            // A chunk line that was taken earlier may need no byte now. A second time means a store that
+            // takes nothing.
             if (taken == 0 && !done && std::exchange(idle, true)) {
                 break;
             }
@@ -160,7 +176,7 @@ std::unique_ptr<Message> analyzer_core<Message>::run(Message* given, Step&& step
             cursor = cache_.begin();
         }
     }
-    // A partial head stays whole, to be parsed again from its first byte when more has come.
+    // A partial head remains whole, to be parsed again from its first byte when more bytes have arrived.
     if (given != nullptr || !stuck) {
         cache_.eraise(cache_.begin(), cursor);
     }

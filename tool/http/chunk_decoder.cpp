@@ -15,7 +15,7 @@ bool has_line_feed(const char* begin, const char* end) noexcept
     return begin != end && std::memchr(begin, '\n', static_cast<std::size_t>(end - begin)) != nullptr;
 }
 
-/// Reads a line at `begin`; returns its end, or null when no line is finished.
+/// Reads a line at `begin`. Returns its end, or null if no line is finished.
 const char* read_finished_line(const char* begin, const char* end, chunk_line_result& out)
 {
     chunk_line line;
@@ -28,7 +28,7 @@ const char* read_finished_line(const char* begin, const char* end, chunk_line_re
         return last.stop;
     }
     if (last.stop == end) {
-        return nullptr; // "0", line end: what follows decides whether this is the last chunk
+        return nullptr; // "0", line end: the following bytes decide whether this is the last chunk
     }
     chunk_line size_line;
     const parse_info sized = parse_chunk_size(begin, end, size_line);
@@ -45,7 +45,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
 {
     chunk_line_result result;
     used = static_cast<std::uint64_t>(end - begin);
-    // Without a line feed no line can be finished; so a line in many small pieces is not read again for each of them.
+    // Without a line feed no line can be finished. This test avoids parsing a line again for each of its small pieces.
     if (!pending_has_line_feed_ && !has_line_feed(begin, end)) {
         pending_.insert(pending_.end(), begin, end);
         return result;
@@ -58,7 +58,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
         text = pending_.data();
         text_end = text + pending_.size();
     }
-    // The line end that closes the payload ahead, and any more of them.
+    // Skips the line end that closes the preceding payload, and any further ones.
     const char* start = skip_line_ends(text, text_end);
     if (const char* stop = read_finished_line(start, text_end, result)) {
         const auto behind = static_cast<std::uint64_t>(text_end - stop);

@@ -10,46 +10,58 @@
 
 namespace http {
 
-/// A size that is not known.
+/// The size of a chunk whose line has not been read.
 inline constexpr std::uint64_t unspecified_size = ~std::uint64_t{0};
 
-/// One chunk: only the last of a list can be unfinished.
+/// One chunk of a body. Only the last one of a list can be unfinished.
 struct chunk_record
 {
-    std::uint64_t size = 0;
-    std::uint64_t written = 0; ///< payload bytes that came so far
+    std::uint64_t size = 0;    ///< payload bytes that the chunk line announces
+    std::uint64_t written = 0; ///< payload bytes received so far
 };
 
 /// The result of reading one chunk line.
 struct chunk_line_result
 {
-    std::uint64_t size = unspecified_size; ///< unspecified while no line is finished
-    bool completed = false;                ///< it was the last chunk
-    std::string extension;                 ///< last chunk only
-    byte_vector trailers;                  ///< last chunk only
+    std::uint64_t size = unspecified_size; ///< payload bytes that follow; unspecified_size while no line is finished
+    bool completed = false;                ///< true for the last chunk
+    std::string extension;                 ///< last chunk only: the text from the first ";" to the line end
+    byte_vector trailers;                  ///< last chunk only: the trailer lines, each with its line end
 };
 
-/// Reads chunk lines from pieces of any size and keeps the list of chunks. A line within one piece is read in place;
-/// only a line that a piece cuts is gathered in `pending`, which has no bound.
+/// Reads the chunk lines of chunked framing from pieces of any size and keeps the list of chunks. The caller passes
+/// bytes to fill_unfinished() first and to read_line() when it returns 0. Not thread-safe.
+///
+/// Limits: a chunk is at most 2^32 - 1 bytes. A line within one piece is read in place; a line that a piece cuts is
+/// collected in memory, whose size is not limited. A malformed line is never reported: it counts as unfinished, and all
+/// bytes that follow are collected.
 class chunk_decoder
 {
 public:
-    /// Reads a chunk line, after any number of line ends. `used` becomes the count of bytes taken: up to the end of the
-    /// line, or all of them when no line is finished.
+    /// Reads one chunk line after any number of line ends; the line end that closes the preceding payload is one of
+    /// these. `used` receives the count of bytes taken: those up to the end of the line, or all if no line is finished.
+    ///
+    /// Example: "\r\n1A;name=value\r\nabc" gives size 26 and uses 17 bytes; "abc" is left for start_chunk().
+    ///
+    /// A last chunk is finished with the blank line behind its trailers: "0\r\n" alone waits for more. A trailer line
+    /// that a piece cuts hides the last chunk; the result is then an ordinary chunk of size 0.
     chunk_line_result read_line(const char* begin, const char* end, std::uint64_t& used);
 
-    /// Hands payload that the last chunk still misses to `write(begin, end)`; returns its length, 0 when the last chunk
-    /// is full. An exception from `write` leaves the record as it was.
+    /// Passes payload that the last chunk still lacks to `write(begin, end)`. Returns its length in bytes, 0 if no
+    /// chunk is unfinished. If `write` throws, the record is unchanged.
     template <typename Write>
     std::uint64_t fill_unfinished(const char* begin, const char* end, Write&& write);
 
-    /// Hands the payload of a chunk of `size` bytes, as far as it is there, to `write(begin, end)` and records the
-    /// chunk; returns the payload's length.
+    /// Passes the available payload of a new chunk of `size` bytes to `write(begin, end)`, which is not called for an
+    /// empty range, and records the chunk. Returns the length of that payload in bytes. If `write` throws, nothing is
+    /// recorded.
     template <typename Write>
     std::uint64_t start_chunk(std::uint64_t size, const char* begin, const char* end, Write&& write);
 
-    /// Raises std::runtime_error "add_chunk failed: add chunk with unspecified size".
+    /// Appends a chunk to the list. Throws std::runtime_error "add_chunk failed: add chunk with unspecified size" if
+    /// its size is unspecified_size.
     void add_chunk(const chunk_record& record);
+    /// Returns the chunks in the order in which they arrived, without the last chunk.
     [[nodiscard]] const std::vector<chunk_record>& chunks() const noexcept { return chunks_; }
 
 private:

@@ -34,7 +34,7 @@ bool chunked_message::read(read_span* span, byte_vector& out)
     writer.put(*inner_->body_);
     writer.put("\r\n");
     if (span == nullptr) {
-        // The whole text ends in a blank line of its own, with one more line end where there are no trailers.
+        // The whole text has a blank line behind the end mark, and one more line end if there are no trailers.
         writer.put("0\r\n\r\n");
         writer.put(trailers.empty() ? std::string_view("\r\n") : trailers);
     } else {
@@ -42,7 +42,7 @@ bool chunked_message::read(read_span* span, byte_vector& out)
         writer.put(trailers);
         writer.put("\r\n");
         if (span->offset > writer.position()) {
-            platform::debug_stop(); // the caller lost count
+            platform::debug_stop(); // the caller's offset is beyond the text
         }
     }
     return writer.finish();
@@ -66,7 +66,7 @@ std::uint64_t chunked_message::append(const char* begin, const char* end)
     }
     std::uint64_t used = 0;
     const chunk_line_result line = decoder_.read_line(begin, end, used);
-    // Sizes count as 32-bit numbers here: all ones is no size, and any chunk of size 0 is the last.
+    // Sizes are 32-bit numbers here: all ones is no size, and any chunk of size 0 is the last.
     const auto size = static_cast<std::uint32_t>(line.size);
     completed_ = size == 0;
     if (line.completed) {

@@ -38,7 +38,7 @@ void skip_white(std::string_view& text) noexcept
     }
 }
 
-/// Reads a number with optional white space and sign ahead of it, as strtoul does; false when there is no digit.
+/// Reads a number with optional white space and sign ahead of it, as strtoul does. Returns false if there is no digit.
 bool take_number(std::string_view& text, std::uint32_t& out) noexcept
 {
     skip_white(text);

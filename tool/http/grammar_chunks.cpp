@@ -19,7 +19,7 @@ bool qdtext(const char*& at, const char* end) noexcept
     return lws(at, end);
 }
 
-/// A text in double quotes. A backslash takes the byte behind it along, if that is below 0x80.
+/// A text in double quotes. A backslash includes the byte behind it if that is below 0x80.
 bool quoted(const char*& at, const char* end) noexcept
 {
     if (!literal(at, end, "\"")) {
@@ -39,7 +39,7 @@ bool quoted(const char*& at, const char* end) noexcept
     return literal(at, end, "\"");
 }
 
-/// Optional "=" and token or quoted text behind an extension's name.
+/// An optional "=" and a token or quoted text behind an extension's name.
 void extension_value(const char*& at, const char* end) noexcept
 {
     const char* value = at;
@@ -52,7 +52,7 @@ void extension_value(const char*& at, const char* end) noexcept
     }
 }
 
-/// Any number of ";" with a name and value or with any bytes in 0x20 to 0x7F; always matches.
+/// Any number of ";" with a name and value or with any bytes in 0x20 to 0x7F. Always matches.
 void chunk_extension(const char*& at, const char* end, range& out) noexcept
 {
     const char* begin = at;
@@ -68,7 +68,7 @@ void chunk_extension(const char*& at, const char* end, range& out) noexcept
     detail::sequence(out, begin, at);
 }
 
-/// The value of a hexadecimal digit, or 16.
+/// Returns the value of a hexadecimal digit, or 16 for any other byte.
 std::uint32_t digit_value(char digit) noexcept
 {
     if (is_digit(digit)) {
@@ -78,7 +78,7 @@ std::uint32_t digit_value(char digit) noexcept
     return lower >= 'a' && lower <= 'f' ? static_cast<std::uint32_t>(lower - 'a' + 10) : 16;
 }
 
-/// One or more hexadecimal digits; a number beyond 32 bits doesn't match.
+/// One or more hexadecimal digits. A number of more than 32 bits does not match.
 bool hexadecimal(const char*& at, const char* end, std::uint32_t& out) noexcept
 {
     const char* begin = at;

@@ -24,7 +24,7 @@ bool stored(range& target, const char*& at, const char* end, Rule&& rule)
     return true;
 }
 
-/// A word of a table, or nothing: `at` stays after a failure.
+/// A word of a table. Leaves `at` unchanged after a failure.
 bool word_of(const char*& at, const char* end, std::span<const std::string_view> words) noexcept
 {
     const std::string_view text(at, static_cast<std::size_t>(end - at));
@@ -59,13 +59,13 @@ bool extension_method(const char*& at, const char* end) noexcept
     return at != begin;
 }
 
-/// One or more bytes in 0x20 to 0xFF or 0x05, up to the place where a gap and "HTTP" follow.
+/// One or more bytes in 0x20 to 0xFF or 0x05, up to a position that a gap and "HTTP" follow.
 bool http_uri(const char*& at, const char* end) noexcept
 {
     const char* begin = at;
     while (at != end) {
         if (*at == ' ') {
-            // All places of one run of blanks and tabs have the same text ahead, so it is looked at once.
+            // The same text follows each position in a run of blanks and tabs, so one test for the run is sufficient.
             const char* run = at;
             gap(run, end);
             if (std::string_view(run, static_cast<std::size_t>(end - run)).starts_with("HTTP")) {
@@ -100,7 +100,7 @@ bool status(const char*& at, const char* end, std::uint32_t& out) noexcept
     return true;
 }
 
-/// Any number of bytes in 0x20 to 0xFF; always matches.
+/// Any number of bytes in 0x20 to 0xFF. Always matches.
 bool reason(const char*& at, const char* end) noexcept
 {
     while (at != end && byte(*at) >= 0x20) {

@@ -156,7 +156,7 @@ bool token(const char*& at, const char* end) noexcept
 bool field_value(const char*& at, const char* end) noexcept
 {
     while (at != end) {
-        // Bytes up to the line end are taken one and all; what stands there is a fold or ends the value.
+        // All bytes up to the line end belong to the value. The line end begins a fold or ends the value.
         at = find_byte(at, find_byte(at, end, '\n'), '\r');
         const char* fold = at;
         if (!lws(fold, end)) {

@@ -4,7 +4,7 @@
 
 namespace http {
 
-/// The header names that the system knows.
+/// The header names that the product uses. Lookup in a header table is case-insensitive.
 namespace header_name {
 inline constexpr std::string_view content_length = "Content-Length";
 inline constexpr std::string_view transfer_encoding = "Transfer-Encoding";
@@ -19,7 +19,7 @@ inline constexpr std::string_view connection = "Connection";
 inline constexpr std::string_view x_request_type = "X-RequestType";
 } // namespace header_name
 
-/// The value of Transfer-Encoding that means chunked framing.
+/// The value of Transfer-Encoding that specifies chunked framing.
 inline constexpr std::string_view chunked_word = "chunked";
 
 } // namespace http

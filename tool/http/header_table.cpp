@@ -16,7 +16,7 @@ void put(byte_vector& buffer, std::string_view text)
     std::copy(text.begin(), text.end(), buffer.begin() + static_cast<std::ptrdiff_t>(place));
 }
 
-/// Four letters and "/". Unusual requests are read without their protocol, which can only be HTTP.
+/// Writes four letters and "/". A request with an unusual method has no stored protocol; it can only be HTTP.
 void put_protocol(byte_vector& buffer, range protocol)
 {
     constexpr std::size_t length = 4;
@@ -169,7 +169,7 @@ bool message_headers_impl<Record>::insert(std::string_view name, std::string_vie
     if (record_.fields.contains(name)) {
         return false;
     }
-    // The entry has to outlive the caller's text if the head can't be rebuilt.
+    // The entry must outlive the caller's text if the head cannot be rebuilt.
     const std::string& own_name = loose_text_.emplace_back(name);
     const std::string& own_value = loose_text_.emplace_back(value);
     record_.fields.emplace(own_name, own_value);

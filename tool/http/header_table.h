@@ -15,28 +15,33 @@
 /// The header table of a message, for both kinds of record and any grammar.
 namespace http {
 
-/// Writes the text of a head and reads it back.
+/// Writes the text of a head and parses it again.
 template <typename Record>
 struct header_traits;
 
 template <>
 struct header_traits<request_data>
 {
-    /// Writes the head of `record` into `buffer`, which is emptied first, and returns the record of the new text.
-    /// A record without a protocol is written as HTTP. A text that the grammar refuses raises std::runtime_error
-    /// "header_traits<http::request_data>::assemble: failed".
+    /// Writes the head of `record` into `buffer`, whose former contents are discarded, and returns the record of the
+    /// new text; its ranges point into `buffer`. The text has one blank between the parts of the start line, CR LF as
+    /// line ends, and the headers in the order of the table as "Name: value". A record without a protocol is written as
+    /// HTTP.
+    ///
+    /// Throws std::runtime_error "header_traits<http::request_data>::assemble: failed" if `grammar` refuses the new
+    /// text. `record` must not point into `buffer`.
     static request_data assemble(const request_data& record, byte_vector& buffer, head_grammar<request_data> grammar);
 };
 
 template <>
 struct header_traits<response_data>
 {
-    /// As for requests; raises "header_traits<http::response_data>::assemble: failed".
+    /// As for requests. Throws std::runtime_error "header_traits<http::response_data>::assemble: failed". A status
+    /// below 100 cannot be written, because it is written without leading zeros.
     static response_data assemble(const response_data& record, byte_vector& buffer,
                                   head_grammar<response_data> grammar);
 };
 
-/// Walks a table. It has no lock and is dead after any change of the table.
+/// Iterates over a table, which is not owned. It has no lock and becomes invalid with any change of the table.
 class fields_enumerators_impl final : public fields_enumerator
 {
 public:
@@ -51,10 +56,14 @@ private:
     fields::const_iterator position_;
 };
 
-/// message_headers over a record and the raw head that the record's ranges point into. Lock, raw head and record
-/// belong to the message and outlive this object.
+/// Implements message_headers over a record and the raw head that the record's ranges point into. Every operation takes
+/// the message's lock. The lock, the raw head and the record belong to the message and must outlive this object.
 ///
-/// A change that the grammar refuses raises what assemble raises; the table is then changed and the head text old.
+/// A change rebuilds the head from the record: header lines are sorted by name, and of several lines of one name only
+/// the first remains. Ranges of the record that were obtained before become invalid.
+///
+/// If `grammar` refuses the new head, the operation throws as header_traits::assemble() does. The table is then
+/// changed, but the raw head is not; a later change that makes the head valid again repairs this.
 template <typename Record>
 class message_headers_impl : public message_headers
 {
@@ -85,7 +94,7 @@ private:
     byte_vector& raw_head_;
     Record& record_;
     head_grammar<Record> grammar_;
-    std::deque<std::string> loose_text_; ///< text of entries that are not in the raw head yet
+    std::deque<std::string> loose_text_; ///< text of entries that the raw head does not contain yet
 };
 
 extern template class message_headers_impl<request_data>;

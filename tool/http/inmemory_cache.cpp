@@ -8,7 +8,7 @@ namespace http {
 
 namespace {
 
-/// Pointers of any origin are compared by the order of std::less.
+/// Uses std::less, which orders pointers of any origin.
 bool within(const char* place, const char* begin, const char* end) noexcept
 {
     const std::less<const char*> before;

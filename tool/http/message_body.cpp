@@ -40,7 +40,7 @@ std::uint64_t http_message_body::append(const char* begin, const char* end)
     completed_ = line.completed;
     if (line.completed) {
         trailers_.insert(trailers_.end(), line.trailers.begin(), line.trailers.end());
-        // Any one of the four letters counts as the mark, wherever in the extension it stands.
+        // Any of the four letters counts as the mark, wherever it is in the extension.
         ieof_ = ieof_ || line.extension.find_first_of("ieof") != std::string::npos;
     } else if (line.size != unspecified_size) {
         used += decoder_.start_chunk(line.size, begin + used, end, write);

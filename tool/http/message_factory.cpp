@@ -9,7 +9,7 @@ namespace http {
 
 namespace {
 
-/// Chunked framing tells no length ahead, so its payload needs a store that can grow.
+/// Chunked framing does not specify the length ahead, so the payload needs a store that can grow.
 std::unique_ptr<web::io_data> make_store(const message_plan& plan)
 {
     return web::make_body_store(plan.chunked ? unknown_length : plan.content_length);

@@ -8,20 +8,21 @@
 
 namespace http {
 
-/// What an analyzer knows of a message before it makes it.
+/// The properties that an analyzer knows of a message before the message is made.
 struct message_plan
 {
-    std::uint32_t type = 0; ///< type_request or type_response
-    const char* head_begin = nullptr;
-    const char* head_end = nullptr;
+    std::uint32_t type = 0;                                           ///< type_request or type_response
+    const char* head_begin = nullptr;                                 ///< not owned; used during make_message() only
+    const char* head_end = nullptr;                                   ///< behind the last byte of the head
     head_grammar<request_data> request_grammar = &parse_http_request; ///< the one that read the head of a request
     std::uint64_t content_length = 0;                                 ///< bytes, or unknown_length
-    bool chunked = false;                                             ///< the body comes in HTTP's chunked framing
-    std::uint32_t request_method = 0;                                 ///< responses: method_id of the request
+    bool chunked = false;                                             ///< the body arrives in HTTP's chunked framing
+    std::uint32_t request_method = 0; ///< responses: method_id of the request, 0 if unknown
 };
 
-/// Makes a message with its own copy of the head and an empty body store, wrapped in a chunked_message if it is
-/// chunked. Raises std::runtime_error "http message type is undefined", and what the store raises.
+/// Makes a message with its own copy of the head and an empty body store, wrapped in a chunked_message if
+/// `plan.chunked`. The caller owns it. Throws std::runtime_error "http message type is undefined" for another type, and
+/// what the store throws.
 [[nodiscard]] std::unique_ptr<message> make_message(const message_plan& plan);
 
 } // namespace http

@@ -11,7 +11,8 @@ namespace http {
 
 namespace {
 
-/// A request's own head after a change: a method that the request grammar doesn't know is read as an unusual one.
+/// The grammar of a request's own head after a change: a method that the request grammar refuses is read as an unusual
+/// one.
 parse_info parse_any_request(const char* begin, const char* end, request_data& out)
 {
     const parse_info parsed = parse_http_request(begin, end, out);

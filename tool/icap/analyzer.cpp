@@ -20,7 +20,7 @@ bool known_method(const char* begin, const char* end)
     return http::begins_word(begin, end, methods);
 }
 
-/// One head as far as it could be read.
+/// A head, parsed as far as possible.
 template <class Record>
 struct parsed_head
 {
@@ -58,8 +58,8 @@ encapsulated_offsets required_offsets(const http::fields& fields)
     return list->offsets;
 }
 
-/// Makes the message of a head that ends at `head_end` and gives it the bytes behind. `count` is what was taken ahead
-/// of the head.
+/// Makes the message of a head that ends at `head_end` and passes the bytes behind it to the message. `count` is the
+/// number of bytes skipped ahead of the head.
 http::head_result<message> start_message(std::uint32_t type, const char* begin, const char* head_end, const char* end,
                                          const encapsulated_offsets& offsets, std::size_t count)
 {

@@ -8,19 +8,30 @@
 
 namespace icap {
 
-/// A complete reply on its way to the application: turns it into one call on a response_notifier.
+/// A complete response that is on its way to the application. It translates the response into one call on a
+/// response_notifier, by these rules, of which the first that applies counts:
+/// - a Methods header: options();
+/// - status 100: continue_();
+/// - status 200 without X-Infection-Found, or with an empty one: no_content();
+/// - status 200 with a Resolution of 1 in X-Infection-Found: repaired();
+/// - status 200 with any other X-Infection-Found: blocked();
+/// - status 201: repaired();
+/// - status 204: no_content();
+/// - any other status: error() with "response from server is STATUS".
 class async_response final : public application_request
 {
 public:
+    /// Observes a response after it was processed.
     using trace_hook = std::function<void(const response_message&)>;
 
-    /// `trace`, when given, is called after each callback that returned.
+    /// `answer` must not be null and is shared with the notifier. `trace`, if given, is called after each callback that
+    /// returned without an exception.
     explicit async_response(std::shared_ptr<response_message> answer, trace_hook trace = {});
 
-    /// Tells `notifier` what the reply means. Raises std::invalid_argument "invalid argument: notifer is null"; what
-    /// the callback raises passes through.
+    /// Makes the one call on `notifier`. Throws std::invalid_argument "invalid argument: notifer is null". Exceptions
+    /// of the callback pass through.
     void process(response_notifier* notifier) override;
-    /// Raises std::runtime_error "process(web::antivirus_service2*): not implemented".
+    /// Always throws std::runtime_error "process(web::antivirus_service2*): not implemented".
     void process(web::antivirus_service2* service) override;
 
 private:

@@ -16,7 +16,7 @@ struct entry
     std::uint32_t encapsulated_offsets::*offset;
 };
 
-// In the order in which the names are tried. No name is the beginning of another, so that the order can't matter.
+// In the order in which the names are tried. No name is the beginning of another, so the order does not matter.
 constexpr std::array<entry, 6> entries{{
     {"req-hdr", &encapsulated_offsets::req_hdr, &encapsulated_offsets::req_hdr_offset},
     {"res-hdr", &encapsulated_offsets::res_hdr, &encapsulated_offsets::res_hdr_offset},
@@ -55,8 +55,8 @@ const entry* entry_at(std::string_view text) noexcept
     return nullptr;
 }
 
-/// Stores a matched entry; of two entries of one name the first counts. The name reaches to the "=": behind a gap it is
-/// another name, which nobody looks up.
+/// Stores a matched entry; of two entries of one name the first counts. The name extends to the "=": with a gap it is
+/// another name, which is never looked up.
 void encapsulated_header(const entry& found, bool gap_before_equals, std::string_view digits,
                          encapsulated_offsets& offsets) noexcept
 {
@@ -66,7 +66,7 @@ void encapsulated_header(const entry& found, bool gap_before_equals, std::string
     }
 }
 
-/// Reads one entry at `position` and moves it behind the entry; leaves it alone when there is none.
+/// Reads one entry at `position` and moves `position` behind it. Leaves it unchanged if there is no entry.
 bool read_entry(std::string_view text, std::size_t& position, encapsulated_offsets& offsets) noexcept
 {
     const entry* found = entry_at(text.substr(position));
@@ -174,7 +174,7 @@ std::string encapsulated_text(const encapsulated_offsets& offsets)
         add_entry(text, "res-body", offsets.res_body_offset, text.empty());
     }
     if (offsets.null_body != 0) {
-        // The separator stands also with nothing ahead of it; no message is made without a head of its own.
+        // The separator is written even with nothing ahead of it; no message is made without its own head.
         add_entry(text, "null-body", offsets.null_body_offset, false);
     }
     return text;

@@ -38,7 +38,7 @@ void encapsulated_part::offer_until_overflow(const char* begin, const char* end,
 
 void encapsulated_part::set(std::unique_ptr<http::message> message)
 {
-    // The body refers to the message, so the old one goes first.
+    // The body refers to the message, so the old body must be destroyed first.
     body_.reset();
     message_ = std::move(message);
     body_ = std::make_unique<http::http_message_body>(*message_, message_->complete(), false, 0);

@@ -9,10 +9,12 @@
 
 namespace icap {
 
+/// The values of message::type().
 inline constexpr std::uint32_t type_request = 1;
 inline constexpr std::uint32_t type_response = 2;
 
-/// The Encapsulated header: which entries are present, and their offsets in bytes.
+/// The Encapsulated header: a flag for each entry, 1 if it is present, and its offset in bytes. Offsets count from the
+/// first byte behind the ICAP head. The offset of an absent entry is 0.
 struct encapsulated_offsets
 {
     std::uint8_t req_hdr = 0;
@@ -34,44 +36,72 @@ struct encapsulated_offsets
 /// One piece of a message on its way to the wire.
 struct packet
 {
-    http::byte_vector* bytes = nullptr; ///< not owned; read() replaces its contents
+    http::byte_vector* bytes = nullptr; ///< not owned, not null; read() replaces its contents
     std::size_t count = 0;              ///< bytes of the piece
 };
 
-/// Yields the bytes of one complete message in pieces of one section each, body pieces of at most 4096 body bytes.
-/// Single use. The message outlives its reader. No lock: used by the sender's thread only.
+/// Yields the bytes of one complete message in pieces. A piece belongs to one section: a head or a body. A body is
+/// written as one chunk, in pieces of at most 4096 body bytes. A reader is used once. The message must outlive its
+/// reader. Not thread-safe.
+///
+/// Example:
+///
+///     http::byte_vector bytes;
+///     icap::packet piece{&bytes, 0};
+///     const std::unique_ptr<icap::packet_reader> reader = message.reader();
+///     while (reader->read(piece)) {
+///         send(bytes.data(), piece.count);
+///     }
 class packet_reader
 {
 public:
-    /// True when `out` holds bytes to send, false when there is nothing more.
+    /// Stores the next piece in `out` and returns true, or returns false if there is nothing more to send.
     virtual bool read(packet& out) = 0;
     virtual ~packet_reader() = default;
 };
 
-/// One ICAP message. Every operation takes the message's lock; results of request(), response() and raw_head() are
-/// not protected after they return.
+/// One ICAP message: a head and up to two encapsulated HTTP messages.
+///
+/// Thread-safety: operations that read or change the encapsulated messages, the headers or the id take the message's
+/// lock. The results of request(), response(), headers() and raw_head() are not protected after they return.
 class message
 {
 public:
+    /// Sets a number that is free for the caller; it is 0 at first.
     virtual void set_id(std::uint32_t id) = 0;
     [[nodiscard]] virtual std::uint32_t id() const = 0;
     [[nodiscard]] virtual std::uint32_t type() const = 0; ///< type_request or type_response
+    /// Returns true if all bytes that the head announces have been received.
     [[nodiscard]] virtual bool complete() = 0;
+    /// Returns the table of the ICAP headers. The message owns it.
     [[nodiscard]] virtual http::message_headers& headers() = 0;
     [[nodiscard]] virtual const http::message_headers& headers() const = 0;
+    /// Returns the text of the ICAP head, from the start line to the blank line. A change of a header replaces it.
     [[nodiscard]] virtual const http::byte_vector& raw_head() const = 0;
-    /// Gives body bytes to the message; returns how many it took.
+    /// Takes the bytes that follow the ICAP head: encapsulated heads and the chunked body. Takes the whole range and
+    /// returns its length, or throws; the message then keeps what the steps before the failure took. Each HTTP head is
+    /// limited to 16640 bytes. The implementations list their exceptions.
     virtual std::uint64_t append(const char* begin, const char* end) = 0;
+    /// Returns a reader for the bytes of the message, which the caller owns. Reading needs a complete message.
     [[nodiscard]] virtual std::unique_ptr<packet_reader> reader() = 0;
+    /// Returns true if the head of the encapsulated HTTP request has been read.
     [[nodiscard]] virtual bool has_request() = 0;
-    /// The encapsulated HTTP request; raises std::runtime_error "request message does not exist".
+    /// Returns the encapsulated HTTP request, which this message owns. Throws std::runtime_error "request message does
+    /// not exist".
     [[nodiscard]] virtual http::message& request() = 0;
+    /// Returns true if the head of the encapsulated HTTP response has been read.
     [[nodiscard]] virtual bool has_response() = 0;
-    /// The encapsulated HTTP response; raises std::runtime_error "response message does not exist".
+    /// Returns the encapsulated HTTP response, which this message owns. Throws std::runtime_error "response message
+    /// does not exist".
     [[nodiscard]] virtual http::message& response() = 0;
-    /// Takes an HTTP message, makes its body and rebuilds the Encapsulated header.
+    /// Takes ownership of an HTTP message, which must implement http::message2 and replaces the one of its type, and
+    /// sets the record of the Encapsulated header. The header itself is rewritten if it is present. Throws
+    /// std::invalid_argument "set_encapsulated: message is null" and, after the replacement, what
+    /// encapsulated_from_messages() throws.
     virtual void set_encapsulated(std::unique_ptr<http::message> part) = 0;
-    /// Gives back the HTTP message of kind http::type_request or http::type_response.
+    /// Returns the HTTP message of `kind`, http::type_request or http::type_response, to the caller, who owns it then.
+    /// The Encapsulated header remains unchanged. Throws std::runtime_error "could not release encapsulated message:
+    /// unknown message type" for another kind or if there is no such message.
     [[nodiscard]] virtual std::unique_ptr<http::message> release_encapsulated(std::uint32_t kind) = 0;
     virtual ~message() = default;
 };

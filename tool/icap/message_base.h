@@ -10,9 +10,9 @@
 
 namespace icap {
 
-/// What requests and responses have in common: the raw head, the two encapsulated HTTP messages with their analyzers
-/// and bodies, and the count of body bytes. The lock is recursive, as a message that changes its own head under the
-/// lock goes through its header table. Locks nest in the order: analyzer, message, analyzer of the message's parts.
+/// The part that requests and responses share: the raw head, the two encapsulated HTTP messages with their analyzers
+/// and bodies, and the counts of body bytes. The lock is recursive, because a message that changes its own head under
+/// the lock uses its header table. Locks nest in this order: analyzer, message, analyzer of the message's parts.
 class message_base : public message
 {
 public:
@@ -30,28 +30,29 @@ public:
     void set_encapsulated(std::unique_ptr<http::message> part) override;
     [[nodiscard]] std::unique_ptr<http::message> release_encapsulated(std::uint32_t kind) override;
 
-    /// The record of the Encapsulated header as it stands.
+    /// Returns the current record of the Encapsulated header.
     [[nodiscard]] encapsulated_offsets encapsulated() const;
 
 protected:
+    /// Takes ownership of the head's text.
     message_base(http::byte_vector raw_head, const encapsulated_offsets& offsets);
 
-    /// The body bytes of one append() that are left.
+    /// The remaining bytes of one append().
     struct body_range
     {
         const char* begin;
         const char* end;
     };
-    /// A head among the body bytes: where it ends, counted from the first body byte, and what a head that doesn't end
-    /// there is refused with; no text means that the analyzer's bound ends it.
+    /// The bounds of a head among the body bytes.
     struct head_bounds
     {
-        std::uint64_t end;
-        const char* exceeded;
+        std::uint64_t end;    ///< end of the head, counted from the first body byte
+        const char* exceeded; ///< exception text if the head does not end there; null: the analyzer's limit applies
     };
 
-    /// Takes all bytes of the range: calls step(body_range), which returns how many it took, until none is left. What
-    /// the message keeps of a range whose step raised is what the steps before it took.
+    /// Takes all bytes of the range: calls step(body_range), which returns the count it took, until none is left.
+    /// Returns the length of the range. If a step throws, the message keeps what the earlier steps took. Throws
+    /// std::runtime_error "append: invalid range [beg, end)" for a reversed range.
     template <class Step>
     std::uint64_t append_range(const char* begin, const char* end, Step step)
     {
@@ -68,17 +69,19 @@ protected:
         }
         return taken;
     }
-    /// True when the part's head has been read, up to its end by the Encapsulated header.
+    /// Returns true if the part's head has been read, up to the end that the Encapsulated header specifies.
     [[nodiscard]] bool head_read(const detail::encapsulated_part& part, const head_bounds& bounds) const noexcept
     {
         return part.message() != nullptr && consumed_ >= bounds.end;
     }
-    /// A step: takes bytes of the head of `part`.
+    /// A step: takes bytes of the head of `part` and returns their count. Throws std::runtime_error with
+    /// `bounds.exceeded`, or std::out_of_range, if the head does not end within its bounds.
     std::uint64_t append_head(detail::encapsulated_part& part, const head_bounds& bounds, const body_range& range,
                               http::support_persistent* link, const detail::body_start& start);
 
-    /// Sizes of the heads, from the Encapsulated header. They raise std::runtime_error "invalid request header",
-    /// "invalid response header", "invalid request body" or "invalid response body" for a missing entry.
+    /// Return the sizes of the heads in bytes, as the Encapsulated header specifies them. Throw std::runtime_error
+    /// "invalid request header", "invalid response header", "invalid request body" or "invalid response body" for a
+    /// missing entry.
     [[nodiscard]] std::uint32_t sole_request_head_size() const;
     [[nodiscard]] std::uint32_t leading_request_head_size() const;
     [[nodiscard]] std::uint32_t response_head_size() const;
@@ -93,7 +96,8 @@ protected:
     std::uint32_t id_ = 0;
 
 private:
-    /// After a failure the bytes that nobody took are forgotten, so that a later range is not taken for them.
+    /// After a failure, forgets the bytes that were offered but not taken, so that the next range is not mistaken for
+    /// them.
     struct rewind_received
     {
         explicit rewind_received(message_base& owner) noexcept

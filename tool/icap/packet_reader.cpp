@@ -19,7 +19,7 @@ void put(http::byte_vector& bytes, std::string_view text)
     bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
-/// Makes `head` the piece; returns whether there is anything to send.
+/// Makes `head` the piece. Returns true if it is not empty.
 bool put_head(packet& out, const http::byte_vector& head)
 {
     *out.bytes = head;
@@ -46,7 +46,7 @@ bool detail::body_cursor::next(web::io_data& body, http::byte_vector& bytes)
     bytes.resize(start + static_cast<std::size_t>(wanted));
     const std::uint64_t got = body.read(position, bytes.data() + start, wanted);
     if (got == 0) {
-        // The chunk's size has been sent: nothing that could follow now would be understood by the peer.
+        // The chunk's size has been sent, so the peer would misread anything else that could be sent now.
         throw std::runtime_error("packet reader: body ended before its size");
     }
     bytes.resize(start + static_cast<std::size_t>(got));

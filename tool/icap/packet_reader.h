@@ -9,34 +9,37 @@ namespace icap {
 
 namespace detail {
 
-/// Writes one body as a single chunk, a piece at a time.
+/// Writes one body as a single chunk, one piece at a time.
 struct body_cursor
 {
-    std::uint64_t size = 0; ///< of the whole body
-    std::uint64_t position = 0;
+    std::uint64_t size = 0;     ///< of the whole body, in bytes
+    std::uint64_t position = 0; ///< body bytes written so far
 
     [[nodiscard]] bool at_end() const noexcept { return position == size; }
-    /// Adds the next piece to `bytes`; the first begins with the chunk's size, the last ends with the end mark. Returns
-    /// false, with nothing added, for an empty body. Raises std::runtime_error "packet reader: content size exceeded"
-    /// behind the last piece.
+    /// Appends the next piece to `bytes`. The first piece begins with the chunk's size in lower-case hexadecimal; the
+    /// last ends with the end mark. Returns false and appends nothing for an empty body. Throws std::runtime_error
+    /// "packet reader: content size exceeded" behind the last piece, and "packet reader: body ended before its size" if
+    /// the store has fewer bytes than `size`.
     bool next(web::io_data& body, http::byte_vector& bytes);
 };
 
 } // namespace detail
 
-/// Writes a complete message: ICAP head, HTTP request head, its body, HTTP response head, its body. A body goes out as
-/// one chunk, in pieces of at most 4096 body bytes. An HTTP response without body bytes is followed by the end mark
-/// twice; an HTTP request without body bytes is followed by none.
+/// Writes a complete message: ICAP head, HTTP request head, its body, HTTP response head, its body. Each body is one
+/// chunk, in pieces of at most 4096 body bytes, and the end mark. The end mark follows an HTTP response without body
+/// bytes twice ("0\r\n\r\n0\r\n\r\n"); it does not follow an HTTP request without body bytes.
 class packet_reader_impl final : public packet_reader
 {
 public:
+    /// Body bytes in one piece, without the framing.
     static constexpr std::uint64_t piece_size = 4096;
 
-    /// `source` is not owned and outlives the reader. Sizes of bodies are taken here.
+    /// `source` is not owned and must outlive the reader. The sizes of the bodies are read here; the bodies must not
+    /// change afterwards.
     explicit packet_reader_impl(message& source);
 
-    /// Raises std::runtime_error "could no read incomplet message", and "packet reader: body ended before its size" for
-    /// a store that gives less than its size.
+    /// Throws std::runtime_error "could no read incomplet message" if the message is not complete, and what
+    /// body_cursor::next() throws.
     bool read(packet& out) override;
 
 private:

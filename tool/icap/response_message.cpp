@@ -107,8 +107,8 @@ std::uint64_t response_message::append_nothing(const char* /*begin*/, const char
 std::uint64_t response_message::append_sole_part(detail::encapsulated_part& part, std::uint32_t head_size,
                                                  const char* begin, const char* end)
 {
-    // A head that doesn't end within its size is not refused at once: the bytes behind it are offered to the HTTP
-    // analyzer until its bound ends the reply.
+    // A head that does not end within its size is not refused at once: the bytes behind it are passed to the HTTP
+    // analyzer until its limit ends the response.
     const head_bounds head{head_size, nullptr};
     return append_range(begin, end, [&](const body_range& range) {
         if (head_read(part, head)) {

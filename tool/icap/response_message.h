@@ -8,48 +8,58 @@
 
 namespace icap {
 
-/// What the Encapsulated header of a response announces.
+/// The kind of contents that the Encapsulated header of a response announces.
 enum class response_body_type : std::uint32_t
 {
     unknown = 0,
-    request = 1,  ///< an HTTP request
-    response = 2, ///< an HTTP response
+    request = 1,  ///< an HTTP request: the list has a req-hdr entry
+    response = 2, ///< an HTTP response: a res-hdr entry and no req-hdr entry
     none = 3      ///< "null-body=0": nothing follows
 };
 
 namespace detail {
 
-/// Whether a reply of that body type has all its bytes. Raises std::runtime_error
-/// "complete(): unknown type of body for response".
+/// Returns true if a response of that body type has all its bytes. Throws std::runtime_error "complete(): unknown type
+/// of body for response" for response_body_type::unknown.
 [[nodiscard]] bool response_complete(response_body_type type, const encapsulated_part& request,
                                      const encapsulated_part& response);
 
 } // namespace detail
 
-/// One ICAP reply: complete with its head, filled with append(). Made by analyzer::extract.
+/// One ICAP response, usually made by analyzer::extract(). It is constructed from its head and filled with append().
 class response_message final : public message_base, public http::message_headers_impl<http::response_data>
 {
 public:
-    /// Takes the head and the record of it; the record's ranges point into `raw_head`, whose buffer is moved, not
-    /// copied. Raises std::runtime_error "unknown type of body for response".
+    /// Takes ownership of the head; the ranges of `record` must point into the buffer of `raw_head`, which is moved and
+    /// not copied. Throws std::runtime_error "unknown type of body for response" if the record has no req-hdr or
+    /// res-hdr entry and is not "null-body=0".
     response_message(http::byte_vector raw_head, const http::response_data& record,
                      const encapsulated_offsets& offsets);
     ~response_message() override;
 
     [[nodiscard]] std::uint32_t type() const override { return type_response; }
-    /// The announced body is there and complete; always true for response_body_type::none.
+    /// Returns true if the announced body is complete; always for response_body_type::none.
     [[nodiscard]] bool complete() override;
     [[nodiscard]] http::message_headers& headers() override { return *this; }
     [[nodiscard]] const http::message_headers& headers() const override { return *this; }
-    /// Takes body bytes: one encapsulated head, then the chunked body. A complete reply refuses with std::runtime_error
-    /// "request message has been completed".
+    /// Takes the bytes behind the ICAP head: one HTTP head, whose size follows from the Encapsulated header, then the
+    /// chunked body. A body with the entries "req-hdr, res-hdr, res-body" cannot be read.
+    ///
+    /// Throws std::runtime_error
+    /// - "append: invalid range [beg, end)" for a reversed range;
+    /// - "request message has been completed" for a complete response;
+    /// - "invalid state. body is completed" for bytes behind the last chunk in the same range;
+    /// - "invalid request body" or "invalid response body" for a missing entry.
+    /// Throws std::out_of_range "inmemory_cache::append() failed: max size exceeded" for an HTTP head of more than
+    /// 16640 bytes or one that does not end where the Encapsulated header specifies, and what the body's store throws.
     std::uint64_t append(const char* begin, const char* end) override;
-    /// Raises std::runtime_error "built encapsulated tag is wrong" when the record of the Encapsulated header is not
-    /// the one that the HTTP messages give.
+    /// Returns a reader. Throws std::runtime_error "built encapsulated tag is wrong" if the record of the Encapsulated
+    /// header differs from the one that fits the HTTP messages; an announced body without any bytes is such a case.
     [[nodiscard]] std::unique_ptr<packet_reader> reader() override;
 
+    /// Returns the kind of contents that the head announced when it was read. set_encapsulated() does not change it.
     [[nodiscard]] response_body_type body_type() const noexcept { return body_type_; }
-    /// The parsed head. Its ranges are dead after any change of a header.
+    /// Returns the parsed head. Its ranges become invalid with any change of a header.
     [[nodiscard]] const http::response_data& record() const noexcept { return record_; }
     [[nodiscard]] std::uint32_t status() const noexcept { return record_.status; }
 

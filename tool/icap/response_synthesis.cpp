@@ -31,7 +31,7 @@ constexpr const char* options_reply =
     "Preview: %PREVIEW%\r\n"
     "Transfer-Preview: %TRANSFERPREVIEW%\r\n\r\n";
 
-/// Replaces the first occurrence; a value that holds the word of a later placeholder takes that one's place.
+/// Replaces the first occurrence. A value that contains a later placeholder is therefore filled in its place.
 void fill(std::string& text, std::string_view placeholder, std::string_view value)
 {
     const std::size_t position = text.find(placeholder);
@@ -66,7 +66,7 @@ std::string_view response_line(std::uint32_t status)
     }
 }
 
-/// The reply of that text. `failure` heads the texts of what can go wrong.
+/// Returns the response of that text. `failure` is the text of the exceptions, or their beginning.
 std::unique_ptr<response_message> parse_reply(const std::string& text, const std::string& failure)
 {
     analyzer reader;

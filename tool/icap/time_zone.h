@@ -4,12 +4,13 @@
 
 #include <ctime>
 
-/// What the system tells of time; one implementation a system.
+/// The system's calendar and time zone; each system has its own implementation.
 namespace icap::detail {
 
 [[nodiscard]] time_zone_state current_time_zone();
 
-/// `time` broken down in UTC; the beginning of 1970 for one that the calendar doesn't hold. Safe on several threads.
+/// Returns `time` broken down in UTC, or the beginning of 1970 for a time that the calendar does not contain.
+/// Thread-safe.
 [[nodiscard]] std::tm utc_time(std::time_t time);
 
 } // namespace icap::detail

@@ -2,7 +2,7 @@
 
 namespace icap {
 
-/// True for a blank, and for the control characters from tab to carriage return.
+/// Returns true for a blank, and for the control characters from tab to carriage return.
 constexpr bool is_white_space(char c) noexcept
 {
     return c == ' ' || (c >= '\t' && c <= '\r');

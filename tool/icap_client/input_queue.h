@@ -11,7 +11,7 @@
 
 namespace icap {
 
-/// A copy of received bytes in the process's private heap. A failed allocation raises error::win32exception.
+/// A copy of received bytes on the process's private heap. Throws error::win32exception if an allocation fails.
 class buffer
 {
 public:
@@ -27,22 +27,22 @@ private:
 
 namespace client {
 
-/// Takes buffers from any thread and gives them in that order, one at a time, to a handler on a thread of the
-/// system's pool.
+/// Takes buffers from any thread and passes them, in the order in which they came and one at a time, to a handler on a
+/// thread of the system's pool.
 class input_queue
 {
 public:
     using handler = void (*)(void* context, const icap::buffer& bytes);
 
-    /// `handle` gets `context` and must not throw. Raises what the registration of the wait raises.
+    /// `handle` is called with `context` and must not throw. Throws what the registration of the wait throws.
     input_queue(handler handle, void* context);
     input_queue(const input_queue&) = delete;
     input_queue& operator=(const input_queue&) = delete;
-    /// Runs stop() and drops what is left.
+    /// Calls stop() and drops the buffers that are left.
     ~input_queue();
 
     void push(std::shared_ptr<icap::buffer> bytes);
-    /// Waits until a running handler has returned; afterwards none runs. Not to be called by the handler.
+    /// Waits until a running handler has returned; no handler runs afterwards. The handler must not call this function.
     void stop();
     [[nodiscard]] std::size_t size() const;
 
@@ -55,7 +55,7 @@ private:
     handler handle_;
     void* context_;
     tpl::event wake_;
-    bool running_ = false; ///< a pool thread drains or was told to; under lock_
+    bool running_ = false; ///< a pool thread drains the queue or is about to; under lock_
     bool stop_ = false;    ///< under lock_
     std::unique_ptr<tpl::registered_wait> wait_;
 };

@@ -2,8 +2,8 @@
 
 namespace icap::client {
 
-/// Told by each session whose service changed its ISTag: what was learned from earlier verdicts no longer holds.
-/// Called on a pool thread while the answer is being processed; must not call back into the session.
+/// Receives a call from each session whose service changed its ISTag: knowledge from earlier verdicts is no longer
+/// valid. Called on a pool thread while the answer is being processed; must not call back into the session.
 class istag_notifier
 {
 public:

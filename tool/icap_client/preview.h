@@ -10,16 +10,17 @@
 
 namespace icap::client {
 
-/// The first bytes of a body, sent ahead so that the service can say whether it wants the rest.
+/// The first bytes of a body. They are sent ahead so that the service can answer whether it wants the rest.
 class preview
 {
 public:
-    /// `size` zero bytes.
+    /// Makes a preview of `size` zero bytes.
     explicit preview(std::uint32_t size)
         : bytes_(size)
     {}
 
-    /// Reads the body's first bytes; what a shorter body does not give stays zero. An empty preview reads nothing.
+    /// Reads the body's first bytes. If the body is shorter than the preview, the remaining bytes stay zero. An empty
+    /// preview reads nothing.
     void fill(web::io_data& body)
     {
         if (!bytes_.empty()) {
@@ -35,8 +36,8 @@ private:
     std::vector<char> bytes_;
 };
 
-/// Adds a preview to a request: its size in hexadecimal straight before its bytes (there is no line break between
-/// them, as there is in the chunks that may follow later), then always the mark of the end.
+/// Appends a preview to a request: its size in hexadecimal, directly followed by its bytes (without the line break that
+/// the chunks that may follow later have), then always the end mark.
 void append_preview_tail(std::string& request, std::string_view preview);
 
 } // namespace icap::client

@@ -14,7 +14,7 @@ class session;
 /// The small interfaces and values between a protocol processor and the session that it works for.
 namespace icap {
 
-/// Who does the work that a processor hands on.
+/// Does the work that a processor passes on.
 class application_process
 {
 public:
@@ -23,17 +23,17 @@ public:
     virtual ~application_process() = default;
 };
 
-/// A processor as its application sees it.
+/// The interface of a processor to its application.
 class processing
 {
 public:
-    /// Forgets the message that is being assembled.
+    /// Discards the message that is being assembled.
     virtual void reset() = 0;
     virtual void proceed() = 0;
     virtual ~processing() = default;
 };
 
-/// Keeps a processor busy for as long as it lives.
+/// Marks a processor as busy during its own lifetime.
 class transmitter
 {
 public:

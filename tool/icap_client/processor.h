@@ -13,36 +13,36 @@
 
 namespace icap::client {
 
-/// Between socket and session: takes received bytes from the channel at once, and assembles answers from them on a
-/// thread of the system's pool, where the session's callbacks then run, one at a time.
+/// Connects socket and session: takes received bytes from the channel without delay, and assembles answers from them on
+/// a thread of the system's pool, where the session's callbacks then run, one at a time.
 ///
-/// An answer that cannot be understood ends nothing: what waits unparsed is thrown away, and whoever waits for the
+/// An answer that cannot be parsed ends nothing: the unparsed bytes are discarded, and the caller that waits for the
 /// answer runs into the time-out.
 class processor final : public icap::processing
 {
 public:
-    /// Neither is owned, both outlive the processor.
+    /// Neither argument is owned; both must outlive the processor.
     explicit processor(web::session* session, trace_provider& trace = system_trace_provider());
     processor(const processor&) = delete;
     processor& operator=(const processor&) = delete;
     ~processor() override;
 
     void reset() override;
-    /// Raises std::runtime_error "request proceed: not implemented".
+    /// Always throws std::runtime_error "request proceed: not implemented".
     void proceed() override;
 
-    /// Who gets the answers; not owned.
+    /// Sets the receiver of the answers, which is not owned.
     void set_application(icap::application_process* process);
-    /// Copies the range and returns at once. A failed allocation raises error::win32exception.
+    /// Copies the range and returns at once. Throws error::win32exception if an allocation fails.
     bool input(const char* begin, const char* end);
-    /// True while a transmitter lives.
+    /// Returns true while a transmitter exists.
     [[nodiscard]] bool is_busy() const noexcept { return busy_count_ != 0; }
     [[nodiscard]] std::unique_ptr<icap::transmitter> make_transmitter(std::uint32_t id);
-    /// Raise std::runtime_error when no application is set, and what the application raises.
+    /// Throw std::runtime_error if no application is set, and what the application throws.
     void pass_date_to_processing_asynchronously(const std::shared_ptr<icap::application_request>& request);
     void pass_date_to_processing_directly(const std::shared_ptr<icap::application_request>& request);
-    /// Waits until a running callback has returned; afterwards bytes are taken but never handled. Not to be called by
-    /// a callback.
+    /// Waits until a running callback has returned. Bytes are then still taken but no longer handled. A callback must
+    /// not call this function.
     void stop();
 
 private:
@@ -51,7 +51,7 @@ private:
     void pass_on_answer();
     [[nodiscard]] icap::application_process& application_for(const char* operation) const;
 
-    std::atomic<std::uint32_t> busy_count_{0};        ///< living transmitters
+    std::atomic<std::uint32_t> busy_count_{0};        ///< number of transmitters that exist
     mutable std::recursive_mutex lock_;               ///< held for one input step, callbacks included
     std::shared_ptr<icap::response_message> current_; ///< being assembled; under lock_
     std::shared_ptr<icap::analyzer> analyzer_;

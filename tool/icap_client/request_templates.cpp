@@ -101,7 +101,7 @@ constexpr std::string_view object_header = "HTTP/1.1 200 OK\r\nContent-Type: app
 
 using filling = std::pair<std::string_view, std::string>;
 
-/// Fills in the order of the list.
+/// Fills the placeholders in the order of the list.
 std::string filled(std::string_view form, std::initializer_list<filling> values)
 {
     std::string text{form};

@@ -6,23 +6,23 @@
 #include <string>
 #include <string_view>
 
-/// The texts of all requests. Values go on the wire as they are, but for those that are told to be Base64; nothing is
-/// escaped, folded or checked for line breaks.
+/// The texts of all requests. Values are written to the wire unchanged, except those that are documented as Base64;
+/// nothing is escaped, folded or checked for line breaks.
 namespace icap::client {
 
-/// Replaces the first occurrence of `placeholder` in `text`, also where an earlier value brought it in. An absent
-/// placeholder leaves the text alone.
+/// Replaces the first occurrence of `placeholder` in `text`, even if an earlier value contained it. Without an
+/// occurrence, `text` remains unchanged.
 void fill_placeholder(std::string& text, std::string_view placeholder, std::string_view value);
 
-/// Standard Base64, padded, on one line. Empty for an empty value.
+/// Returns standard Base64, padded, on one line; empty for an empty value.
 [[nodiscard]] std::string to_base64(std::string_view value);
 
-// In all builders `host` fills the Host header, `client_ip` the X-Client-IP header and `target` is the ICAP URI.
-// A failed conversion raises std::runtime_error or boost::bad_lexical_cast.
+// In all builders, `host` fills the Host header, `client_ip` the X-Client-IP header, and `target` is the ICAP URI. A
+// failed conversion throws std::runtime_error or boost::bad_lexical_cast.
 
 [[nodiscard]] std::string build_options_request(const std::string& host, const std::string& target);
 
-/// Only the head and the encapsulated HTTP header; the body is to follow.
+/// Returns the head and the encapsulated HTTP header only; the caller appends the body.
 [[nodiscard]] std::string build_mail_request(const std::string& host, const std::string& client_ip,
                                              const std::string& target, const scan_mail& parameters);
 
@@ -46,7 +46,7 @@ void fill_placeholder(std::string& text, std::string_view placeholder, std::stri
                                                const std::string& target, const std::string& object_name,
                                                std::uint32_t object_size, std::string_view preview);
 
-/// The wide ICAP URI, "icap://" + address + ":" + port + path.
+/// Returns the ICAP URI as a wide string: "icap://" + address + ":" + port + path.
 [[nodiscard]] std::wstring make_target(const std::wstring& address, std::uint32_t port, const std::wstring& path);
 
 } // namespace icap::client

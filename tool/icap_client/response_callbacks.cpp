@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-// What each kind of answer does to the session. All of this runs on a pool thread, one answer at a time.
+// The effect of each kind of answer on the session. All of this runs on a pool thread, one answer at a time.
 
 namespace icap::client {
 
@@ -91,7 +91,7 @@ void session_impl::repaired(const std::string& istag, const answer_ptr& answer)
     try {
         const std::lock_guard guard(answer_lock_);
         answer_ = answer;
-        // A scan without a data object can take no repair, nor can one that has given its object back.
+        // A scan without a data object cannot take a repair, nor can one that has returned its object to the caller.
         if (scanned_data_ && scanning_) {
             fire_repaired(*answer);
             result_ = ScanResult::Repaired;

@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-// The six scans. Each is the border at which the client fails open: whatever goes wrong in an exchange is logged here
-// and answered with ScanResult::Clean; the session's error flag then tells whether the session may be used again.
+// The six scans. Each is the border at which the client fails open: any failure of an exchange is logged here and the
+// result is ScanResult::Clean. The session's error flag then specifies whether the session may be used again.
 
 namespace icap::client {
 
@@ -246,7 +246,7 @@ ScanResult session_impl::scan(const scan_object& parameters)
                                 << "' is clean. server returns 'no content'");
             return ScanResult::Clean;
         }
-        // Also after a verdict on the preview alone: the rest is sent and one more answer awaited.
+        // This also happens after a verdict on the preview alone: the rest is sent and one more answer awaited.
         const ScanResult result = send_object_continue(parameters);
         set_scanned_data(nullptr);
         LOG_LINE(logging::icapclnt_log(), 500,

@@ -12,15 +12,15 @@ class message;
 
 namespace icap::client {
 
-/// What a mail scan carries.
+/// The contents of a mail scan.
 enum class content_type : std::uint32_t
 {
     body = 1,
     attachment = 2
 };
 
-// The parameters of the scans. Strings are narrow byte strings that go on the wire as they are; `timeout` is the
-// wait for the answer in milliseconds; pointers to HTTP messages are not owned and outlive the scan.
+// The parameters of the scans. Strings are narrow byte strings that are written to the wire unchanged. `timeout` is the
+// wait for the answer in milliseconds. Pointers to HTTP messages are not owned and must outlive the scan.
 
 struct scan_mail
 {
@@ -46,7 +46,7 @@ struct scan_health
 
 struct scan_object
 {
-    std::string unused; ///< no request carries it
+    std::string unused; ///< not sent in any request
     std::string object_name;
     std::shared_ptr<web::io_data> data;
     std::uint32_t timeout = 30000;

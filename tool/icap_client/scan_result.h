@@ -6,7 +6,7 @@
 enum class ScanResult : std::int32_t
 {
     None = 0,    ///< not judged
-    Clean = 1,   ///< no content to change; also what a failed request gives
+    Clean = 1,   ///< no content to change; also the result of a failed request
     Blocked = 2, ///< to be removed or replaced
-    Repaired = 3 ///< a repaired object came back
+    Repaired = 3 ///< a repaired object was received
 };

@@ -11,7 +11,7 @@
 #include <array>
 #include <stdexcept>
 
-// Puts requests on the wire and blocks until the answer was processed: one attempt, no retries.
+// Writes requests to the wire and blocks until the answer was processed: one attempt, no retries.
 
 namespace icap::client {
 
@@ -47,7 +47,7 @@ void append(icap::message& message, std::string_view bytes)
     message.append(bytes.data(), bytes.data() + bytes.size());
 }
 
-/// Gives the body to the message, chunk by chunk. A body that ends before its size was reached completes the message
+/// Passes the body to the message, chunk by chunk. A body that ends before its size was reached completes the message
 /// early, and the next chunk is then refused.
 void append_body(icap::message& message, web::io_data& data)
 {
@@ -65,7 +65,7 @@ void append_body(icap::message& message, web::io_data& data)
     }
 }
 
-/// Lays out one chunk of the continue phase in `chunk`, with `size` bytes of `data` from `offset`.
+/// Builds one chunk of the continue phase in `chunk`, with `size` bytes of `data` from `offset`.
 std::string_view object_chunk(tpl::buffer& chunk, web::io_data& data, std::uint64_t offset, std::uint32_t size)
 {
     const std::string digits = winapi::to_hex(size);
@@ -92,7 +92,7 @@ std::string_view object_chunk(tpl::buffer& chunk, web::io_data& data, std::uint6
 
 void session_impl::write(std::string_view bytes)
 {
-    // A connection that broke while writing shows as an answer that does not come.
+    // If the connection breaks during the write, no answer arrives, and the wait for it reports the failure.
     std::uint32_t ignored = 0;
     socket_.write(bytes.data(), bytes.data() + bytes.size(), ignored);
 }
@@ -252,7 +252,8 @@ ScanResult session_impl::send_object_continue(const scan_object& parameters)
     tpl::buffer buffer(object_buffer);
     const std::uint32_t previewed = preview_size_;
     std::uint64_t offset = previewed;
-    // In 32 bits: an object shorter than its preview wraps, and the first read behind its end then falls short.
+    // In 32 bits: an object shorter than its preview wraps, and the first read behind its end then returns too few
+    // bytes.
     std::uint32_t remaining = static_cast<std::uint32_t>(parameters.data->size()) - previewed;
     while (remaining != 0) {
         const std::uint32_t block = std::min(remaining, object_block);
@@ -293,7 +294,7 @@ void session_impl::send_http_chunks(http::message& message, std::string_view met
         write(text);
     };
     span.length = http_block;
-    // A message that ends within its preview has nothing left and must not be asked beyond its end.
+    // A message that ends within its preview has nothing left and must not be read beyond its end.
     const bool more = previewed <= message.body_size();
     while (more && message.read(&span, bytes)) {
         chunk.assign(winapi::to_hex(bytes.size())).append(line_end);

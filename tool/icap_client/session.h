@@ -12,9 +12,9 @@ class response_message;
 
 namespace icap::client {
 
-/// One conversation with a scanning service. One thread runs one scan at a time and is blocked until the answer is
-/// there or the record's timeout has passed. A scan whose exchange fails answers ScanResult::Clean: is_invalid()
-/// tells the difference. No std::exception leaves a scan.
+/// One conversation with a scanning service. One thread runs one scan at a time and is blocked until the answer has
+/// been processed or the record's timeout has passed. A scan whose exchange fails returns ScanResult::Clean;
+/// is_invalid() makes the difference visible. No std::exception leaves a scan.
 class session
 {
 public:
@@ -26,13 +26,13 @@ public:
     virtual ScanResult scan(const scan_http_response& parameters, answer_ptr& answer) = 0;
     virtual ScanResult scan(const scan_http_request& parameters, answer_ptr& answer) = 0;
     virtual ScanResult scan(const scan_object& parameters) = 0;
-    /// True when the session must not be used again.
+    /// Returns true if the session must not be used again.
     [[nodiscard]] virtual bool is_invalid() = 0;
-    /// Milliseconds since the last scan began.
+    /// Returns the milliseconds since the last scan began.
     [[nodiscard]] virtual std::uint32_t idle() = 0;
     /// Shuts the connection down.
     virtual void close() = 0;
-    /// True when the socket has gone and no read is outstanding.
+    /// Returns true if the socket is closed and no read is outstanding.
     [[nodiscard]] virtual bool is_closed() = 0;
     virtual ~session() = default;
 };

@@ -53,7 +53,7 @@ void session_impl::connect(const session_target& target)
     send_options();
 }
 
-/// Makes sure that no other thread is in this object or comes back to it. The socket was closed before.
+/// Ensures that no other thread is in this object or returns to it. The caller has closed the socket before.
 void session_impl::detach() noexcept
 {
     while (reading_ && !socket_.is_closed() && !channel_.is_stopped()) {

@@ -25,17 +25,18 @@ class request_message;
 
 namespace icap::client {
 
-/// Where a session connects to.
+/// The service that a session connects to.
 struct session_target
 {
     std::wstring uri; ///< ICAP URI, "icap://address:port/path"
     web::socket_address address;
 };
 
-/// One ICAP conversation over one TCP connection: connected and past its OPTIONS exchange once it is constructed,
-/// then one scan at a time, until one fails or the peer closes the connection. Always held by a shared pointer.
+/// One ICAP conversation over one TCP connection. A constructed session is connected and has done its OPTIONS exchange;
+/// it then runs one scan at a time, until one fails or the peer closes the connection. Always owned by a shared
+/// pointer.
 ///
-/// Three kinds of thread touch it: the caller of a scan, who blocks on `reply_event_`; a channel worker, which only
+/// Three kinds of thread use it: the caller of a scan, which blocks on `reply_event_`; a channel worker, which only
 /// queues bytes; a pool thread, which parses them and runs the response callbacks.
 class session_impl final : public session,
                            public web::session2,
@@ -45,8 +46,8 @@ class session_impl final : public session,
                            public web::socket_state<session_impl, 2>
 {
 public:
-    /// Connects and does the OPTIONS exchange; what goes wrong there is raised. The clock and the trace provider
-    /// outlive the session.
+    /// Connects and does the OPTIONS exchange; throws if either fails. The clock and the trace provider must outlive
+    /// the session.
     session_impl(const session_target& target, tpl::channel& channel, const session_timing& timing = {},
                  const winapi::time_source& clock = winapi::system_time_source(),
                  trace_provider& trace = system_trace_provider());
@@ -65,12 +66,12 @@ public:
     void close() override;
     [[nodiscard]] bool is_closed() override;
 
-    /// Raises std::runtime_error "session_impl::send(): not implemented".
+    /// Always throws std::runtime_error "session_impl::send(): not implemented".
     void send(const char* begin, const char* end) override;
-    /// Raises std::runtime_error "session_impl::peer_name(): not implemented".
+    /// Always throws std::runtime_error "session_impl::peer_name(): not implemented".
     [[nodiscard]] std::string peer_name() override;
-    /// A certificate request has no continue step: raises std::runtime_error
-    /// "reqmod to check certificate is Not implemeted".
+    /// Always throws std::runtime_error "reqmod to check certificate is Not implemeted": a certificate request has no
+    /// continue step.
     [[noreturn]] ScanResult send_certificate_continue(const scan_certificate& parameters);
 
     void process_directly(const std::shared_ptr<icap::application_request>& request) override;
@@ -84,22 +85,22 @@ public:
     using web::socket_state<session_impl, 2>::error;
     void error(const std::string& description) override;
 
-    /// Bytes from the socket, on a channel worker.
+    /// Takes bytes from the socket, on a channel worker.
     bool on_input(unsigned tag, const char* begin, const char* end);
-    /// A socket error, on any thread. Only tells the log.
+    /// Logs a socket error, on any thread; has no other effect.
     void on_network_problem(unsigned tag, std::uint32_t code);
 
-    /// Set by the pool before the session is given to anyone; not owned, may be null.
+    /// Called by the pool before any other use of the session; not owned, may be null.
     void set_istag_notifier(icap::client::istag_notifier* notifier);
-    /// The ISTag that was seen last.
+    /// Returns the ISTag of the last answer that had one.
     [[nodiscard]] std::string istag() const;
-    /// The threat of the last blocked answer.
+    /// Returns the threat of the last blocked answer.
     [[nodiscard]] std::string threat() const;
-    /// The preview that the service asks for, in bytes.
+    /// Returns the size of the preview that the service asks for, in bytes.
     [[nodiscard]] std::uint32_t preview_size() const noexcept { return preview_size_; }
 
 private:
-    /// One scan, from its first step until its result is given back.
+    /// One scan, from its first step until its result is returned.
     class scan_scope
     {
     public:
@@ -112,12 +113,12 @@ private:
         session_impl& owner_;
     };
 
-    /// How a wait ended.
+    /// The outcome of a wait.
     enum class reply
     {
         answered,
-        timeout, ///< error_ is set then
-        error    ///< the service answered with something else than a verdict
+        timeout, ///< error_ is then set
+        error    ///< the service's answer is not a verdict
     };
 
     void connect(const session_target& target);
@@ -168,11 +169,12 @@ private:
     answer_ptr answer_;  ///< the last answer with a verdict; under answer_lock_
     std::string threat_; ///< under answer_lock_
 
-    /// Parts a late answer's callback from the caller who has given up on it, so that the callback never writes into
-    /// an object that the caller has back. Not lock_, which is held for microseconds only.
+    /// Separates a late answer's callback from the caller that no longer waits for it, so that the callback never
+    /// writes into an object that has been returned to the caller. This is not lock_, which is held for microseconds
+    /// only.
     mutable std::mutex answer_lock_;
     bool scanning_ = false; ///< a scan runs and may take a repair; under answer_lock_
-    bool reading_ = false;  ///< a read was started, so the socket is closed only after its completion
+    bool reading_ = false;  ///< a read was started, so the socket must only be closed after its completion
     tpl::channel& channel_;
     session_timing timing_;
     const winapi::time_source& clock_;

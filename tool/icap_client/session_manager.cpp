@@ -90,7 +90,7 @@ std::shared_ptr<session> session_manager::query_session()
     }
     if (!active_.empty()) {
         LOG_LINE(logging::icapclnt_log(), 500, "active sessions = " << active_.size());
-        // Bad sessions are stepped over and stay: only terminate() removes them.
+        // Bad sessions are skipped and remain: only terminate() removes them.
         const auto valid = std::find_if(active_.begin(), active_.end(),
                                         [](const auto& candidate) { return !candidate->is_invalid(); });
         if (valid != active_.end()) {
@@ -114,8 +114,8 @@ void session_manager::release_session(std::shared_ptr<session> returned)
         LOG_LINE(logging::icapclnt_log(), 500,
                  "release invalid session(" << returned.get() << ") and wait when socket will be closed");
         returned->close();
-        // The outstanding read still refers to the session. It completes on the channel, unless the pool was
-        // terminated meanwhile, after which no completion comes any more.
+        // The outstanding read still refers to the session. It completes on the channel, unless the pool was terminated
+        // meanwhile; no completion is delivered after that.
         while (!returned->is_closed() && !is_terminating()) {
             tpl::sleep_ex(timing_.release_poll, true);
         }

@@ -20,7 +20,7 @@ namespace icap::client {
 
 struct session_target;
 
-/// Where the service is.
+/// Specifies the service that the sessions connect to.
 struct session_manager_parameters
 {
     std::wstring address; ///< IPv4 address as text
@@ -28,36 +28,38 @@ struct session_manager_parameters
     std::wstring uri; ///< path of the service, beginning with "/"
 };
 
-/// The sessions to one service: made on demand, each given to one user at a time, first in first out. There is no
-/// upper limit and nothing expires: a session lives until it fails, its peer closes it, or the pool ends. Always held
-/// by a shared pointer. Any thread may query and release.
+/// The sessions to one service. They are made on demand, and each is used by one user at a time, first in first out.
+/// There is no upper limit and nothing expires: a session exists until it fails, its peer closes it, or the pool ends.
+/// Always owned by a shared pointer. Thread-safe for queries and releases.
 class session_manager final : public session_pool
 {
 public:
-    /// How a session comes about; a test brings its own.
+    /// Makes a session; a test supplies its own.
     using session_opener = std::function<std::shared_ptr<session>(const session_target& target, tpl::channel& channel)>;
 
-    /// Connects `initial_sessions` sessions at once, so a service that cannot be reached raises here.
+    /// Connects `initial_sessions` sessions at once, so it throws if the service cannot be reached.
     explicit session_manager(session_manager_parameters parameters, std::uint32_t initial_sessions = 1,
                              const session_timing& timing = {},
                              const winapi::time_source& clock = winapi::system_time_source());
-    /// The same with sessions of another make.
+    /// As above, with sessions that `opener` makes.
     session_manager(session_manager_parameters parameters, std::uint32_t initial_sessions, session_opener opener,
                     const session_timing& timing = {});
     session_manager(const session_manager&) = delete;
     session_manager& operator=(const session_manager&) = delete;
     ~session_manager() override;
 
-    /// A new, connected session that is in no list yet. Blocks while it connects; raises when it cannot.
+    /// Returns a new, connected session that is not in any list yet. Blocks while it connects; throws if it cannot
+    /// connect.
     [[nodiscard]] std::shared_ptr<session> create_session();
-    /// The session that has been idle longest, or a new one. Raises std::runtime_error after terminate(), and what
-    /// create_session() raises.
+    /// Returns the session that has been idle longest, or a new one. Throws std::runtime_error after terminate(), and
+    /// what create_session() throws.
     std::shared_ptr<session> query_session() override;
-    /// Takes a session back. An invalid one is closed and waited for. Raises std::runtime_error after terminate().
+    /// Takes a session back. An invalid one is closed, and the call waits until that is complete. Throws
+    /// std::runtime_error after terminate().
     void release_session(std::shared_ptr<session> returned) override;
-    /// Closes and drops all idle sessions and stops the channel; final.
+    /// Closes and drops all idle sessions and stops the channel. The pool cannot be used again.
     void terminate() override;
-    /// The object that new sessions are to tell of a changed ISTag; not owned, may be null.
+    /// Sets the object that new sessions notify of a changed ISTag; not owned, may be null.
     void set_istag_notifier(istag_notifier* notifier);
     [[nodiscard]] bool is_terminating() const;
 

@@ -8,22 +8,22 @@
 
 namespace icap::client {
 
-/// Where sessions come from: session_manager is the real one, tests bring their own.
+/// Supplies sessions. session_manager is the product's implementation; tests supply their own.
 class session_pool
 {
 public:
-    /// A session for exclusive use. Raises when none can be had.
+    /// Returns a session for exclusive use. Throws if none is available.
     virtual std::shared_ptr<session> query_session() = 0;
     /// Takes a session back.
     virtual void release_session(std::shared_ptr<session> returned) = 0;
-    /// Ends the pool; later queries and releases raise.
+    /// Ends the pool; later queries and releases throw.
     virtual void terminate() = 0;
     virtual ~session_pool() = default;
 };
 
-/// Holds one session for one user and returns it when the scope ends. The destructor may raise what
-/// release_session raises, as the pool may have been terminated meanwhile; while the scope is left by another
-/// exception, that one goes on and the pool's is dropped.
+/// Holds one session for one user and returns it when the scope ends. The destructor may throw what release_session()
+/// throws, because the pool may have been terminated meanwhile. If another exception is leaving the scope, that one
+/// continues and the pool's is dropped.
 class session_lease
 {
 public:
@@ -41,7 +41,7 @@ public:
 private:
     std::shared_ptr<session_pool> pool_;
     std::shared_ptr<session> session_;
-    int exceptions_ = std::uncaught_exceptions(); ///< in flight when the lease began
+    int exceptions_ = std::uncaught_exceptions(); ///< number in flight when the lease began
 };
 
 } // namespace icap::client

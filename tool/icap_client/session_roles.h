@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <string>
 
-/// The small interfaces through which the socket and the processor see a session.
+/// The small interfaces of a session for the socket and the processor.
 namespace web {
 
-/// What a protocol processor may ask of the session that it works for.
+/// The operations of a session that its protocol processor may call.
 class session
 {
 public:
@@ -24,7 +24,7 @@ public:
     [[nodiscard]] virtual std::string peer_name() = 0;
 };
 
-/// Passes received bytes to `Owner::on_input`, which derives from this. `Tag` tells the streams of an owner apart.
+/// Passes received bytes to `Owner::on_input`, which derives from this. `Tag` identifies the stream of an owner.
 template <class Owner, unsigned Tag>
 class async_input : public tpl::iasync
 {

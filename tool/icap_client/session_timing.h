@@ -4,11 +4,11 @@
 
 namespace icap::client {
 
-/// The waits of a session and its pool that no scan record carries, in milliseconds.
+/// The waits of a session and its pool that no scan record specifies, in milliseconds.
 struct session_timing
 {
     std::uint32_t options_answer = 30000; ///< for the answer to OPTIONS
-    std::uint32_t release_poll = 50;      ///< between two looks at a socket that is being released
+    std::uint32_t release_poll = 50;      ///< between two checks of a socket that is being released
 };
 
 } // namespace icap::client

@@ -17,8 +17,8 @@ namespace {
 
 using counter = std::atomic<int>;
 
-/// The folder with a separator behind it, or nothing. Read anew each time, so that dumping can be switched on in a
-/// running process.
+/// Returns the folder with a trailing separator, or an empty path. The value is read anew each time, so that dumping
+/// can be switched on in a running process.
 std::filesystem::path dump_folder()
 {
     const auto folder = winapi::local_machine().string_value(winapi::registry_names::dump_key,
@@ -49,7 +49,7 @@ void dump(std::string_view text, const void* owner, Iterator begin, Iterator end
             std::copy(begin, end, std::ostreambuf_iterator<char>(file));
         }
     } catch (const std::exception&) {
-        // A dump is a help for debugging, never a reason to fail.
+        // A dump is an aid for debugging; its failure has no effect on the caller.
         return;
     }
 }

@@ -3,26 +3,28 @@
 #include <cstddef>
 #include <memory>
 
-/// The private heap, which keeps bursts of scan traffic away from the host's own heap.
+/// The private heap, which separates bursts of scan traffic from the host's own heap.
 namespace memory {
 
-/// A heap of its own. All operations may be called from any thread. Derived classes exist for tests.
+/// A separate heap. Thread-safe. Derived classes exist for tests.
 class heap
 {
 public:
-    /// Raises error::win32exception if the platform gives no heap.
+    /// Throws error::win32exception if the platform cannot make a heap.
     heap();
     heap(const heap&) = delete;
     heap& operator=(const heap&) = delete;
-    /// Destroys the heap together with what was not released.
+    /// Destroys the heap together with all bytes that were not released.
     virtual ~heap();
 
-    /// `count` bytes, not initialised, aligned for any object. Raises error::win32exception with the platform's code.
+    /// Returns `count` bytes, not initialised, aligned for any object. Throws error::win32exception with the platform's
+    /// code.
     [[nodiscard]] virtual void* allocate(std::size_t count);
-    /// Gives back what allocate() of the same heap gave; null is allowed.
+    /// Frees bytes that allocate() of the same heap returned; null is allowed.
     virtual void release(void* bytes) noexcept;
 
-    /// The process's heap, made at first use. Whoever holds bytes of it holds it too, so that it outlives them.
+    /// Returns the process's heap, made at first use. The owner of bytes from it must also own the heap, so that the
+    /// heap outlives them.
     [[nodiscard]] static std::shared_ptr<heap> process_heap();
 
 private:
@@ -30,8 +32,8 @@ private:
     std::unique_ptr<native> native_;
 };
 
-/// While it lives, heap::process_heap() gives another heap, so that a test can make allocations fail. What was
-/// allocated before goes back to where it came from, because its holder holds that heap.
+/// While this object exists, heap::process_heap() returns another heap, so that a test can make allocations fail. Bytes
+/// that were allocated before are freed to their former heap, because their owner owns that heap.
 class process_heap_override
 {
 public:
@@ -50,7 +52,7 @@ class block
 public:
     /// Owns nothing.
     block() noexcept = default;
-    /// `size` bytes, not initialised. Raises as heap::allocate does.
+    /// Allocates `size` bytes, not initialised. Throws as heap::allocate does.
     explicit block(std::size_t size);
     block(block&& other) noexcept;
     block& operator=(block&& other) noexcept;

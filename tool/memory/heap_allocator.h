@@ -9,7 +9,7 @@
 
 namespace memory {
 
-/// Lets a standard container take its bytes from the process's heap as it stands when the container is made.
+/// Lets a standard container allocate its bytes from the heap that is the process's heap when the container is made.
 template <typename T>
 class heap_allocator
 {

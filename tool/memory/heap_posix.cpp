@@ -8,7 +8,7 @@
 
 namespace memory {
 
-// The C library's allocator keeps arenas apart by itself, so there is nothing to hold here.
+// The C library's allocator separates arenas by itself, so there is nothing to store here.
 struct heap::native
 {};
 

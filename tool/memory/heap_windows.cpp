@@ -35,7 +35,7 @@ heap::~heap() = default;
 
 void* heap::allocate(std::size_t count)
 {
-    // A failed HeapAlloc need not set the last error; then the code set here is the one that is reported.
+    // A failed HeapAlloc need not set the last error; the code set here is reported then.
     const DWORD before = ::GetLastError();
     ::SetLastError(winapi::code::not_enough_memory);
     void* const bytes = ::HeapAlloc(native_->handle, 0, count);

@@ -85,7 +85,8 @@ lock_state look_at(const lock_place& place)
     if (!is_trusted(folder.get(), place, S_IFDIR) || !is_trusted(file.get(), place, S_IFREG)) {
         return lock_state::untrusted;
     }
-    // Only a lock for writing stands against one for reading: who may just read the file can't pretend.
+    // Only a lock for writing conflicts with one for reading: a process that may only read the file cannot pretend to
+    // hold it.
     struct flock other = whole_file(F_RDLCK);
     return ::fcntl(file.get(), F_OFD_GETLK, &other) == 0 && other.l_type == F_WRLCK ? lock_state::held
                                                                                     : lock_state::free;

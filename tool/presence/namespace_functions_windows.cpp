@@ -9,7 +9,7 @@ namespace presence {
 
 namespace {
 
-/// A function of kernel32; null where this system has none of that name.
+/// Returns a function of kernel32, or null if this system has none of that name.
 template <typename Function>
 Function find(const char* name)
 {
@@ -33,7 +33,7 @@ public:
             attributes_ = {sizeof(attributes_), made, FALSE};
         }
     }
-    /// Null when the text means nothing.
+    /// Null if the text is not a valid descriptor.
     [[nodiscard]] SECURITY_ATTRIBUTES* get() noexcept { return descriptor_ ? &attributes_ : nullptr; }
 
 private:
@@ -49,7 +49,7 @@ object_handle create_mutex(const wchar_t* security_text, const wchar_t* name)
     }
     winapi::kernel_handle made(::CreateMutexW(wanted.get(), FALSE, name));
     if (::GetLastError() == ERROR_ALREADY_EXISTS) {
-        return nullptr; // somebody else's
+        return nullptr; // another program's
     }
     return made.release();
 }
@@ -64,7 +64,7 @@ void find_namespace_functions(namespace_functions& functions)
     }
     if (const auto add = find<BOOL(WINAPI*)(HANDLE*, PSID)>("AddSIDToBoundaryDescriptor")) {
         functions.AddSIDToBoundaryDescriptor = [add](object_handle& descriptor, const sid& required) {
-            sid copy = required; // the system takes it through a pointer to what may change
+            sid copy = required; // the system takes it through a pointer to non-const
             return add(&descriptor, &copy) != FALSE;
         };
     }

@@ -3,15 +3,15 @@
 #include <array>
 #include <cstdint>
 
-/// The names by which the service's mutex is found. The mutex lives in a private namespace that the service makes, and
-/// the namespace is opened with the boundary that it was made with, so that no other program can squat on the name.
+/// The names of the service's mutex. The mutex is in a private namespace that the service makes, and the namespace is
+/// opened with the boundary that it was made with, so that no other program can take the name.
 namespace presence {
 
 inline constexpr const wchar_t* boundary_name = L"g004213BE_CFF9_4BE9_AC4D_0B99C1FD766D";
 inline constexpr const wchar_t* namespace_alias = L"TRAL";
 inline constexpr const wchar_t* mutex_name = L"TRAL\\ServiceMutex";
 
-/// A security identifier with one subauthority, as the system reads it: revision, count, authority (the highest byte
+/// A security identifier with one subauthority, in the system's layout: revision, count, authority (the highest byte
 /// first), subauthority (the lowest byte first).
 struct alignas(std::uint32_t) sid
 {
@@ -19,7 +19,7 @@ struct alignas(std::uint32_t) sid
     friend constexpr bool operator==(const sid&, const sid&) = default;
 };
 
-/// S-1-AUTHORITY-SUBAUTHORITY, both below 256.
+/// Returns S-1-AUTHORITY-SUBAUTHORITY; both must be below 256.
 constexpr sid make_sid(std::uint8_t authority, std::uint8_t subauthority)
 {
     return {{1, 1, 0, 0, 0, 0, 0, authority, subauthority, 0, 0, 0}};

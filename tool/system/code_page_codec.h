@@ -5,14 +5,15 @@
 #include <string>
 #include <string_view>
 
-/// The platform's side of the conversions; code pages are real ones here, never a placeholder for the ANSI one.
+/// The platform's part of the conversions. Code pages are real ones here, never a placeholder for the ANSI one.
 namespace winapi::codec {
 
-/// Nothing if the system has no such code page or the conversion failed as a whole. The text is not empty.
+/// Converts a text, which must not be empty. Returns nothing if the system does not have the code page or the
+/// conversion failed as a whole.
 std::optional<std::string> encode(std::wstring_view text, std::uint32_t code_page);
 std::optional<std::wstring> decode(std::string_view text, std::uint32_t code_page);
 
-/// The system's own ANSI code page.
+/// Returns the system's own ANSI code page.
 std::uint32_t system_ansi_code_page() noexcept;
 
 } // namespace winapi::codec

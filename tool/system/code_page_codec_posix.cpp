@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::uint32_t code_page_1252 = 1252;
 
-/// Windows-1252 from 0x80 to 0x9F; outside of that it equals Latin-1. The five bytes that the code page leaves
-/// open stand for the control characters of the same number, as the system's own conversion has it.
+/// Windows-1252 from 0x80 to 0x9F; outside of that range it equals Latin-1. The five bytes that the code page does not
+/// define are converted to the control characters of the same number, as the system's own conversion does.
 constexpr std::array<char32_t, 32> upper_1252{0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
                                               0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
                                               0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
@@ -39,7 +39,7 @@ wchar_t from_1252(char letter) noexcept
     return static_cast<wchar_t>(byte >= 0x80 && byte <= 0x9F ? upper_1252[byte - 0x80U] : char32_t{byte});
 }
 
-/// The name under which iconv knows a code page.
+/// Returns iconv's name of a code page.
 std::string iconv_name(std::uint32_t code_page)
 {
     if (code_page >= 28591 && code_page <= 28606) {
@@ -91,13 +91,13 @@ public:
 
     [[nodiscard]] bool valid() const noexcept { return handle_ != invalid(); }
 
-    /// Converts as much as goes; false if it stopped at something that cannot be converted or is cut short.
+    /// Converts as much as possible. Returns false if it stopped at input that cannot be converted or is incomplete.
     template <typename Char>
     bool run(const char*& input, std::size_t& left, std::basic_string<Char>& out)
     {
         std::array<char, 1024> block{};
         while (left != 0) {
-            auto* source = const_cast<char*>(input); // iconv's prototype, it does not write there
+            auto* source = const_cast<char*>(input); // iconv's prototype requires it; iconv does not write there
             char* target = block.data();
             std::size_t room = block.size();
             const std::size_t result = ::iconv(handle_, &source, &left, &target, &room);
@@ -111,7 +111,7 @@ public:
         return true;
     }
 
-    /// Writes what a stateful code page puts at the end of a text.
+    /// Appends the bytes that a stateful code page requires at the end of a text.
     void finish(std::string& out)
     {
         std::array<char, 64> block{};

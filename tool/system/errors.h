@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// Exceptions that carry a platform code. All texts are fixed English; all derive from std::runtime_error.
+/// Exceptions that contain a platform code. All texts are fixed English; all derive from std::runtime_error.
 namespace error {
 
 /// A failed platform call. The code is a Win32 or Winsock number on every system.
@@ -41,7 +41,8 @@ private:
 
 namespace winapi {
 
-/// The last platform error of the calling thread. what() as error::win32exception without the optional text.
+/// The last platform error of the calling thread. what() has the form of error::win32exception without the optional
+/// text.
 class last_error : public std::runtime_error
 {
 public:

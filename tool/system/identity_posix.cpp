@@ -20,8 +20,8 @@ struct user_entry
     uid_t id = 0;
 };
 
-/// Runs one of the two look-ups of the user database, `look_up(entry, buffer, result)`, with a buffer that grows
-/// until the entry fits.
+/// Runs one of the two look-ups of the user database, `look_up(entry, buffer, result)`, with a buffer that grows until
+/// the entry fits.
 template <typename LookUp>
 std::optional<user_entry> find_user(const LookUp& look_up)
 {
@@ -69,7 +69,7 @@ bool process_id_to_session_id(std::uint32_t process_id, std::uint32_t& session_i
 {
     const pid_t session = ::getsid(static_cast<pid_t>(process_id));
     if (session == -1) {
-        // No such process is an invalid parameter to the call that this stands for.
+        // The Windows call reports an invalid parameter if there is no such process.
         last_error_code(errno == ESRCH ? code::invalid_parameter : code_from_errno(errno));
         return false;
     }

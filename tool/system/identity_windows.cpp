@@ -66,7 +66,7 @@ bool process_id_to_session_id(std::uint32_t process_id, std::uint32_t& session_i
 
 std::string current_process_path()
 {
-    // The call cuts a path that is too long for the buffer, and says so by filling it.
+    // The call truncates a path that is too long for the buffer, and reports this by filling the buffer.
     std::string path(MAX_PATH, '\0');
     for (;;) {
         const DWORD length = ::GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));

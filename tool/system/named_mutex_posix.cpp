@@ -13,7 +13,7 @@ struct named_mutexes
     std::map<std::wstring, std::weak_ptr<std::recursive_mutex>> by_name;
 };
 
-/// Never destroyed, since initialisations may run while the process ends.
+/// Never destroyed, because initialisations may run while the process ends.
 named_mutexes& all_named_mutexes()
 {
     static auto& all = *std::make_unique<named_mutexes>().release();
@@ -33,8 +33,9 @@ std::shared_ptr<std::recursive_mutex> create_or_open(const std::wstring& name)
     return mutex;
 }
 
-/// Lets go of a mutex under the lock of them all: the next owner of the name, whose mutex may be a new one, then sees
-/// what was written under this one. The end of a shared_ptr alone doesn't say so to one who finds it expired.
+/// Releases a mutex under the lock of all mutexes: the next owner of the name, whose mutex may be a new one, then sees
+/// what was written under this one. The destruction of a shared_ptr does not guarantee this to a thread that finds it
+/// expired.
 void close(std::shared_ptr<std::recursive_mutex>& mutex)
 {
     auto& all = all_named_mutexes();

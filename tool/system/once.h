@@ -10,8 +10,8 @@
 
 namespace winapi {
 
-/// Tells whether a once-only initialisation has been done. To be kept in static storage; it needs no
-/// initialisation at run time, so that it may be used before main.
+/// Stores whether a once-only initialisation has been done. Must be in static storage; it needs no initialisation at
+/// run time, so it may be used before main.
 class once_flag
 {
 public:
@@ -26,13 +26,13 @@ private:
     std::atomic<bool> set_{false};
 };
 
-/// The name of the mutex that guards an initialisation: the process's identifier and the flag's address make it
+/// Returns the name of the mutex that guards an initialisation: the process's identifier and the flag's address make it
 /// unique.
 [[nodiscard]] std::wstring once_mutex_name(std::uint32_t process_id, const void* flag);
 
-/// Runs the function unless the flag is set, then sets the flag; threads that come at the same time wait until it
-/// is done. If the function raises, the flag stays clear, the exception goes to this caller, and the next caller
-/// tries again. Raises winapi::last_error if the guarding mutex cannot be had.
+/// Runs the function unless the flag is set, then sets the flag. Threads that call at the same time wait until it is
+/// done. If the function throws, the flag remains clear, the exception passes to this caller, and the next caller tries
+/// again. Throws winapi::last_error if the guarding mutex is not available.
 template <typename Function>
 void once(once_flag& flag, Function&& function)
 {

@@ -24,7 +24,7 @@ std::wstring folded(std::wstring_view text)
     return lower;
 }
 
-/// The bytes that a string value has in a registry: 16-bit units, the closing zero included.
+/// Returns the bytes of a string value in a registry: 16-bit units, including the closing zero.
 std::vector<unsigned char> string_bytes(std::wstring_view text)
 {
     std::vector<unsigned char> bytes;
@@ -140,7 +140,7 @@ const registry& local_machine()
 
 memory_registry& stand_in_registry()
 {
-    // Never destroyed, since it may be asked while the process ends.
+    // Never destroyed, because it may be read while the process ends.
     static auto& stand_in = *std::make_unique<memory_registry>().release();
     return stand_in;
 }

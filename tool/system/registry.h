@@ -10,19 +10,19 @@
 
 namespace winapi {
 
-/// Reads values below HKEY_LOCAL_MACHINE. Keys are backslash paths such as "SOFTWARE\Maker\Product"; keys and names
-/// are compared without regard to case. All operations may be called from any thread.
+/// Reads values below HKEY_LOCAL_MACHINE. Keys are backslash paths such as "SOFTWARE\Maker\Product"; keys and names are
+/// compared case-insensitively. Thread-safe.
 class registry
 {
 public:
-    /// True if the key is there and may be read (KEY_READ).
+    /// Returns true if the key exists and may be read (KEY_READ).
     [[nodiscard]] virtual bool has_key(std::wstring_view key) const = 0;
-    /// The text of a string value, nothing if the key or the value is absent. A value of another type raises
-    /// error::win32exception with code 13.
+    /// Returns the text of a string value, nothing if the key or the value is absent. Throws error::win32exception with
+    /// code 13 for a value of another type.
     [[nodiscard]] virtual std::optional<std::wstring> string_value(std::wstring_view key,
                                                                    std::wstring_view name) const = 0;
-    /// The number in a value of at most 4 bytes, nothing if the key or the value is absent. A longer value raises
-    /// error::win32exception with code 234.
+    /// Returns the number in a value of at most 4 bytes, nothing if the key or the value is absent. Throws
+    /// error::win32exception with code 234 for a longer value.
     [[nodiscard]] virtual std::optional<std::uint32_t> number_value(std::wstring_view key,
                                                                     std::wstring_view name) const = 0;
     virtual ~registry() = default;
@@ -38,20 +38,20 @@ public:
     [[nodiscard]] std::optional<std::uint32_t> number_value(std::wstring_view key,
                                                             std::wstring_view name) const override;
 
-    /// Each of these makes the key if it is not there, and puts the value in the place of an older one.
+    /// Each of these makes the key if it is absent, and replaces an existing value.
     void make_key(std::wstring_view key);
     void set_string(std::wstring_view key, std::wstring_view name, std::wstring_view text);
     void set_number(std::wstring_view key, std::wstring_view name, std::uint32_t number);
     void set_bytes(std::wstring_view key, std::wstring_view name, const std::vector<unsigned char>& bytes);
     void remove_value(std::wstring_view key, std::wstring_view name);
-    /// Forgets all keys.
+    /// Removes all keys.
     void clear();
 
 private:
     struct value
     {
         std::vector<unsigned char> bytes;
-        std::optional<std::wstring> text; // a string value; its length is told in 16-bit units, end included
+        std::optional<std::wstring> text; // a string value; its length is in 16-bit units, including the end
     };
     using values = std::map<std::wstring, value>;
 
@@ -62,15 +62,15 @@ private:
     std::map<std::wstring, values> keys_;
 };
 
-/// The machine's registry: the real one on Windows, stand_in_registry() elsewhere, or what a registry_override
-/// has put in its place.
+/// Returns the machine's registry: the real one on Windows, stand_in_registry() elsewhere, or the one that a
+/// registry_override has installed.
 [[nodiscard]] const registry& local_machine();
 
-/// The process-wide registry in memory that stands in where the system has none. It starts empty.
+/// Returns the process-wide registry in memory for systems without one. It is empty at first.
 [[nodiscard]] memory_registry& stand_in_registry();
 
-/// While it lives, local_machine() answers from another registry, on every system. Overrides are nested, not mixed
-/// between threads.
+/// While this object exists, local_machine() returns another registry, on every system. Overrides may be nested, but
+/// not mixed between threads.
 class registry_override
 {
 public:
@@ -94,7 +94,7 @@ inline constexpr std::wstring_view dump_http_traffic_path = L"DumpHttpTrafficPat
 } // namespace registry_names
 
 namespace detail {
-/// What local_machine() answers from when nothing overrides it.
+/// Returns the registry that local_machine() returns without an override.
 const registry& platform_registry();
 } // namespace detail
 

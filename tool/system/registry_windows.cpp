@@ -38,7 +38,7 @@ public:
         DWORD type = 0;
         LSTATUS status = ERROR_MORE_DATA;
         DWORD size = 0;
-        // The value may grow between two calls, so each call is given what the one before asked for.
+        // The value may grow between two calls, so each call gets the size that the call before asked for.
         for (int attempt = 0; attempt < 8 && status == ERROR_MORE_DATA; ++attempt) {
             text.resize(std::max<std::size_t>(text.size(), size / sizeof(wchar_t) + 1));
             size = static_cast<DWORD>(text.size() * sizeof(wchar_t));

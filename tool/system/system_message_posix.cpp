@@ -13,7 +13,7 @@ struct code_text
     const char* text;
 };
 
-// There is no message table to ask here, so the codes that this system raises have their texts in this list.
+// This system has no message table, so this list contains the texts of the codes that the product uses.
 constexpr std::array code_texts{
     code_text{code::success, "Success"},
     code_text{code::invalid_function, "Invalid function"},

@@ -14,11 +14,11 @@ constexpr std::array<const wchar_t*, 12> month_names{L"January",   L"February", 
                                                      L"May",       L"June",     L"July",     L"August",
                                                      L"September", L"October",  L"November", L"December"};
 
-/// Times from here on are negative as signed numbers and belong to no date.
+/// Times from here on are negative as signed numbers and have no date.
 constexpr std::uint64_t first_refused = 0x8000000000000000U;
 constexpr std::uint64_t units_per_second = 10000000U;
 
-/// The difference of local time to UTC that is in force now, in units of 100 ns; what is east of Greenwich is ahead.
+/// Returns the current difference of local time to UTC in units of 100 ns; positive east of Greenwich.
 std::int64_t current_bias() noexcept
 {
     const std::time_t now = std::time(nullptr);

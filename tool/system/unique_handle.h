@@ -4,8 +4,8 @@
 
 namespace winapi {
 
-/// Sole owner of one handle. Traits give the handle's `type`, its `invalid()` value and `close(type)`, which must
-/// keep the thread's last error as it was.
+/// Sole owner of one handle. Traits specify the handle's `type`, its `invalid()` value and `close(type)`, which must
+/// not change the thread's last error.
 template <typename Traits>
 class unique_handle
 {
@@ -33,10 +33,10 @@ public:
     [[nodiscard]] type get() const noexcept { return handle_; }
     explicit operator bool() const noexcept { return handle_ != Traits::invalid(); }
 
-    /// Gives the handle away without closing it.
+    /// Passes the ownership of the handle to the caller, without closing it.
     [[nodiscard]] type release() noexcept { return std::exchange(handle_, Traits::invalid()); }
 
-    /// Closes the handle that is held and takes another.
+    /// Closes the handle and takes ownership of another one.
     void reset(type handle = Traits::invalid()) noexcept
     {
         const type old = std::exchange(handle_, handle);
@@ -45,7 +45,7 @@ public:
         }
     }
 
-    /// Where a call may store a handle; what was held is closed first.
+    /// Returns the place in which a call may store a handle; the handle held before is closed first.
     [[nodiscard]] type* put() noexcept
     {
         reset();

@@ -16,7 +16,7 @@ constexpr bool is_low_surrogate(char32_t value) noexcept
     return value >= 0xDC00 && value <= 0xDFFF;
 }
 
-/// What may follow a lead byte: the count of further bytes and the range of the first of them.
+/// The bytes that may follow a lead byte: their count and the range of the first of them.
 struct lead_rule
 {
     std::size_t more = 0;
@@ -25,8 +25,8 @@ struct lead_rule
     char32_t bits = 0;
 };
 
-/// The table of well-formed sequences: overlong forms, surrogates and values over U+10FFFF are shut out by the
-/// range of the second byte. `more` stays 0 for a byte that starts nothing.
+/// The table of well-formed sequences. The range of the second byte excludes overlong forms, surrogates and values
+/// above U+10FFFF. `more` is 0 for a byte that cannot begin a sequence.
 constexpr lead_rule rule_of(unsigned char lead) noexcept
 {
     lead_rule rule;

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// Win32 and Winsock numbers as plain constants: error codes that cross the platform seam are these on every
-/// system. The names keep clear of the macros of the Windows headers.
+/// Win32 and Winsock numbers as plain constants; error codes that cross the platform seam have these values on every
+/// system. The names avoid those of the macros in the Windows headers.
 namespace winapi::code {
 
 inline constexpr std::uint32_t success = 0;
@@ -80,11 +80,11 @@ inline constexpr std::uint32_t system_call_failure = 10107;
 
 namespace winapi {
 
-/// The number of this list that says what a C library error number says; socket errors give Winsock numbers. An
-/// error without a counterpart gives code::no_system_resources.
+/// Returns the code that corresponds to a C library error number; socket errors give Winsock numbers. Returns
+/// code::no_system_resources for an error without a counterpart.
 [[nodiscard]] std::uint32_t code_from_errno(int error) noexcept;
 
-/// The calling thread's last error: GetLastError on Windows, elsewhere the number set last on this thread.
+/// Returns the calling thread's last error: GetLastError on Windows, elsewhere the number set last on this thread.
 [[nodiscard]] std::uint32_t last_error_code() noexcept;
 /// Sets the calling thread's last error.
 void last_error_code(std::uint32_t code) noexcept;

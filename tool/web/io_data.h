@@ -4,8 +4,8 @@
 
 namespace web {
 
-/// Random-access byte object: everything that holds a body holds one. Sizes and offsets are bytes. An object has
-/// no lock and is used by one thread at a time. Failures raise exceptions derived from std::exception.
+/// A byte object with random access, the common interface of all body stores. Sizes and offsets are in bytes. Not
+/// thread-safe. Failures throw exceptions derived from std::exception.
 class io_data
 {
 public:
@@ -15,9 +15,9 @@ public:
     virtual std::uint64_t write(std::uint64_t offset, const void* source, std::uint64_t count) = 0;
     /// Writes at the end; returns the count written.
     virtual std::uint64_t append(const void* source, std::uint64_t count) = 0;
-    /// Exchanges contents with an object of the same class; another class raises std::bad_cast.
+    /// Exchanges contents with an object of the same class. Throws std::bad_cast for another class.
     virtual void swap(io_data& other) = 0;
-    /// Sets the size.
+    /// Sets the size. Whether new bytes are zeros depends on the store.
     virtual void size(std::uint64_t new_size) = 0;
     [[nodiscard]] virtual std::uint64_t size() = 0;
     virtual ~io_data() = default;

@@ -11,14 +11,14 @@
 
 namespace web {
 
-/// A store in a temporary file that nobody else can write to and that is gone when the object is, also after a
-/// crash. Where the system allows it the file has no name any more from the start. All failures raise
-/// error::win32exception with the platform's code; reading at the end is a short count.
+/// A store in a temporary file that no other program can write to and that is removed with the object, even after a
+/// crash. Where the system allows it the file has no name from the start. All failures throw error::win32exception with
+/// the platform's code; a read at the end returns a short count.
 class io_file final : public io_data, public io_property
 {
 public:
-    /// Makes the file. Its name is `directory`, taken as it is and so to be given with its last separator, and a
-    /// text that is unique on this machine.
+    /// Makes the file. Its name consists of `directory`, which is used unchanged and therefore needs its trailing
+    /// separator, and a text that is unique on this machine.
     explicit io_file(const std::wstring& directory);
     io_file(const io_file&) = delete;
     io_file& operator=(const io_file&) = delete;
@@ -29,7 +29,7 @@ public:
     std::uint64_t append(const void* source, std::uint64_t count) override;
     void swap(io_data& other) override;
     void size(std::uint64_t new_size) override;
-    /// A size that does not fit 32 bits raises with code 13.
+    /// Throws code 13 for a size that does not fit 32 bits.
     [[nodiscard]] std::uint64_t size() override;
 
     [[nodiscard]] std::uint32_t kind() const override { return file_kind; }
@@ -37,8 +37,8 @@ public:
     bool memory_range(std::byte*& base, std::uint64_t& size) override;
     bool file_name(std::wstring& name) override;
 
-    /// The name of a new file: the directory, the high and low half of the platform's counter in hexadecimal with a
-    /// dot between, "#", and a number that no other file of this process has.
+    /// Returns the name of a new file: the directory, the high and low half of the platform's counter in hexadecimal
+    /// with a dot between, "#", and a number that is unique in this process.
     [[nodiscard]] static std::wstring make_name(const std::wstring& directory, std::uint64_t counter);
 
 private:

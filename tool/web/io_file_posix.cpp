@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* source_path = "tool\\web\\io_file";
 
-/// The kernel cuts one transfer at a little below 2 GiB anyway.
+/// The kernel limits one transfer to a little below 2 GiB.
 constexpr std::uint64_t largest_transfer = 0x40000000;
 
 [[noreturn]] void raise(std::uint32_t code, int line)
@@ -33,8 +33,7 @@ std::uint64_t performance_counter() noexcept
     return static_cast<std::uint64_t>(now.tv_sec) * 1000000000U + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-/// Offsets that are negative as signed numbers are refused before the call, which would call them an invalid
-/// parameter.
+/// Refuses offsets that are negative as signed numbers, because the call would report an invalid parameter for them.
 off_t to_offset(std::uint64_t offset)
 {
     if (offset > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
@@ -53,7 +52,7 @@ std::uint64_t size_of(const winapi::file_handle& handle)
     return static_cast<std::uint64_t>(state.st_size);
 }
 
-/// Repeats `transfer(done, rest)` until all is done or it moves nothing.
+/// Repeats `transfer(done, rest)` until all is transferred or a call transfers nothing.
 template <typename Transfer>
 std::uint64_t transfer_all(std::uint64_t count, const Transfer& transfer)
 {
@@ -104,7 +103,7 @@ io_file::io_file(const std::wstring& directory)
 {
     name_ = make_name(directory_, performance_counter());
     const std::string path = winapi::conv_to_char(name_, winapi::code_page_utf8);
-    // The folder may be one that everybody writes to: a file or link that waits there under this name is refused.
+    // All users may have write access to the folder, so a file or link that already exists under this name is refused.
     write_handle_.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
     if (!write_handle_) {
         raise(winapi::code_from_errno(errno), __LINE__);

@@ -35,7 +35,7 @@ void move_to(const winapi::file_handle& handle, std::uint64_t offset)
     }
 }
 
-/// Repeats `transfer(done, rest, moved)` until all is done or it moves nothing.
+/// Repeats `transfer(done, rest, moved)` until all is transferred or a call transfers nothing.
 template <typename Transfer>
 std::uint64_t transfer_all(std::uint64_t count, const Transfer& transfer)
 {

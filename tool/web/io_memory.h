@@ -10,24 +10,25 @@
 
 namespace web {
 
-/// A store in memory. Its addresses are stable, its capacity is fixed at construction, and memory is spent only as
-/// far as data reaches. Reading at the end is an empty read; writing at the end of the capacity is an error.
+/// A store in memory. Its addresses are stable, its capacity is fixed at construction, and only pages that contain data
+/// use memory. A read at the end returns 0 bytes; a write at the end of the capacity is an error.
 class io_memory final : public io_data, public io_property
 {
 public:
-    /// The capacity is rounded up to whole pages; 0 is allowed. Raises error::win32exception.
+    /// `capacity` is in bytes and is rounded up to whole pages; 0 is allowed. Throws error::win32exception.
     explicit io_memory(std::uint64_t capacity);
 
-    /// Null or 0 bytes read nothing. Raises std::runtime_error "io_memory::read(): unexpected error".
+    /// Reads nothing for a null destination or 0 bytes. Throws std::runtime_error "io_memory::read(): unexpected
+    /// error".
     std::uint64_t read(std::uint64_t offset, void* destination, std::uint64_t count) override;
-    /// Cuts at the capacity and tells so by the count. An offset at or beyond the capacity raises std::out_of_range
-    /// "io_memory::write(): offset out of range", a failed copy std::runtime_error "io_memory::write(): unexpected
-    /// error". Null or 0 bytes write nothing.
+    /// Writes at most up to the capacity and returns the count. Writes nothing for a null source or 0 bytes. Throws
+    /// std::out_of_range "io_memory::write(): offset out of range" for an offset at or beyond the capacity, and
+    /// std::runtime_error "io_memory::write(): unexpected error" for a failed copy.
     std::uint64_t write(std::uint64_t offset, const void* source, std::uint64_t count) override;
     /// As write() at the end, with the texts of "io_memory::append()".
     std::uint64_t append(const void* source, std::uint64_t count) override;
     void swap(io_data& other) override;
-    /// Clears nothing. Beyond the capacity raises std::out_of_range "io_memory::size(): offset out of range".
+    /// Does not clear any bytes. Throws std::out_of_range "io_memory::size(): offset out of range" beyond the capacity.
     void size(std::uint64_t new_size) override;
     [[nodiscard]] std::uint64_t size() override { return size_; }
 

@@ -7,8 +7,8 @@
 
 namespace web {
 
-/// Read-only sight of all bytes of a store at one moment. A view of memory is good as long as its store lives and
-/// keeps its size; a view of a file is good on its own.
+/// A read-only view of all bytes of a store at one moment. A view of memory is valid as long as its store exists and
+/// keeps its size; a view of a file is independent of its store.
 class data_view
 {
 public:
@@ -17,7 +17,7 @@ public:
     virtual ~data_view() = default;
 };
 
-/// What a store is made of.
+/// The properties of a store's implementation.
 class io_property
 {
 public:
@@ -25,11 +25,13 @@ public:
     static constexpr std::uint32_t file_kind = 2;
 
     [[nodiscard]] virtual std::uint32_t kind() const = 0;
-    /// Raises error::win32exception; a file without bytes cannot be mapped and raises too.
+    /// Returns a view, which the caller owns. Throws error::win32exception; a file without bytes cannot be mapped and
+    /// throws too.
     [[nodiscard]] virtual std::unique_ptr<data_view> view() = 0;
-    /// The bytes in use, if the store keeps them in memory; false and nothing changed otherwise.
+    /// Stores the range of the bytes in use, if the store keeps them in memory; otherwise returns false and changes
+    /// nothing.
     virtual bool memory_range(std::byte*& base, std::uint64_t& size) = 0;
-    /// The full name of the file, if the store is one; false and nothing changed otherwise.
+    /// Stores the full name of the file, if the store is one; otherwise returns false and changes nothing.
     virtual bool file_name(std::wstring& name) = 0;
     virtual ~io_property() = default;
 };

@@ -6,17 +6,17 @@
 
 namespace web {
 
-/// A range of reserved addresses that never moves and spends memory only on the pages that were written to. Pages
-/// that were not read as zeros. Used by one thread at a time.
+/// A range of reserved addresses that never moves and uses memory only for the pages that were written to. Other pages
+/// read as zeros. Not thread-safe.
 class memory_region
 {
 public:
-    /// The system's page size.
+    /// Returns the system's page size in bytes.
     [[nodiscard]] static std::uint64_t page_size() noexcept;
 
     /// Reserves nothing.
     memory_region() noexcept = default;
-    /// Reserves `size` bytes, a multiple of the page size; 0 reserves nothing. Raises error::win32exception.
+    /// Reserves `size` bytes, a multiple of the page size; 0 reserves nothing. Throws error::win32exception.
     explicit memory_region(std::uint64_t size);
     memory_region(memory_region&& other) noexcept { swap(other); }
     memory_region& operator=(memory_region&& other) noexcept
@@ -39,17 +39,18 @@ public:
     [[nodiscard]] std::byte* base() const noexcept { return base_; }
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
 
-    /// Copy into and out of the region; the range must lie inside. False if a page could not be had.
+    /// Copy into and out of the region; the range must be within the region. Return false if a page could not be
+    /// committed.
     [[nodiscard]] bool copy_in(std::uint64_t offset, const void* source, std::uint64_t count) noexcept;
     [[nodiscard]] bool copy_out(std::uint64_t offset, void* destination, std::uint64_t count) noexcept;
 
-    /// Makes the first `count` bytes good for direct access. Raises error::win32exception.
+    /// Makes the first `count` bytes accessible directly. Throws error::win32exception.
     void make_present(std::uint64_t count);
 
 private:
     std::byte* base_ = nullptr;
     std::uint64_t size_ = 0;
-    std::uint64_t present_ = 0; // bytes from the start that are known to have memory behind them
+    std::uint64_t present_ = 0; // bytes from the start that are known to be backed by memory
 };
 
 } // namespace web

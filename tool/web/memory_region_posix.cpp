@@ -9,7 +9,7 @@
 
 namespace web {
 
-// An anonymous mapping gives each page its memory at the first touch, so that nothing has to be known about pages.
+// An anonymous mapping commits each page at the first access, so no page state has to be tracked.
 
 std::uint64_t memory_region::page_size() noexcept
 {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Copies that give reserved pages their memory when they hit them.
+/// Copies that commit reserved pages when they access them.
 namespace web::page_fault_copy {
 
 /// Reserved addresses.
@@ -13,11 +13,11 @@ struct range
     std::uint64_t size = 0;
 };
 
-/// Sets the process up for run(); to be called before it. Raises error::win32exception.
+/// Prepares the process for run(); must be called before it. Throws error::win32exception.
 void prepare();
 
-/// Copies `count` bytes, one side of which lies in `pages`. An access fault of this thread at an address inside of
-/// `pages` commits the page and lets the copy go on; any other fault takes its usual course. Returns false if a page
+/// Copies `count` bytes; the source or the destination is within `pages`. An access fault of this thread at an address
+/// within `pages` commits the page and resumes the copy; any other fault is handled as usual. Returns false if a page
 /// could not be committed; part of the bytes may then have been copied.
 [[nodiscard]] bool run(const range& pages, void* destination, const void* source, std::uint64_t count) noexcept;
 

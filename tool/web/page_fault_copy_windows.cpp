@@ -11,17 +11,17 @@ namespace {
 
 constexpr const char* source_path = "tool\\web\\io_memory";
 
-/// One copy under way on one thread.
+/// A copy that is under way on a thread.
 struct active_copy
 {
     range pages;
-    CONTEXT resume{};             // the state to go back to when a page cannot be had
-    volatile bool failed = false; // set by the fault handler before it goes back to `resume`
+    CONTEXT resume{};             // the state to resume if a page cannot be committed
+    volatile bool failed = false; // set by the fault handler before it resumes `resume`
 };
 
 LONG CALLBACK on_fault(EXCEPTION_POINTERS* fault);
 
-/// The process's handler and the slot that tells it of a thread's copy. A slot of the system, unlike a thread-local
+/// The process's handler, and the slot in which it finds a thread's copy. A slot of the system, unlike a thread-local
 /// variable, can be read within the handler without any allocation.
 class fault_handling
 {
@@ -84,7 +84,7 @@ LONG CALLBACK on_fault(EXCEPTION_POINTERS* fault)
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
-/// Tells the handler of a copy while it runs.
+/// Registers a copy with the handler while it runs.
 class announcement
 {
 public:
@@ -94,8 +94,8 @@ public:
     ~announcement() { handling().current(nullptr); }
 };
 
-/// The handler may let this function return a second time from RtlCaptureContext. It is kept out of its caller so
-/// that nothing but its own parameters has to survive that.
+/// The handler may make this function return a second time from RtlCaptureContext. It is not inlined, so that only its
+/// own parameters must survive that.
 __attribute__((noinline)) bool copy_or_come_back(active_copy& copy, void* destination, const void* source,
                                                  std::uint64_t count) noexcept
 {

@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint32_t no_time_out = 0xFFFFFFFF;
 constexpr std::chrono::milliseconds longest_poll{0x7FFFFFFF};
 
-/// Takes the error that a connection attempt has ended with.
+/// Takes the error with which a connection attempt has ended.
 std::uint32_t connect_result(int descriptor)
 {
     int error = 0;
@@ -30,7 +30,7 @@ std::uint32_t connect_result(int descriptor)
     return error == 0 ? code::success : tpl::winsock_code(error);
 }
 
-/// True for a socket on which connect has not been called.
+/// Returns true for a socket on which connect has not been called.
 bool is_fresh(int descriptor, short ready)
 {
     if ((ready & POLLHUP) == 0 || (ready & (POLLERR | POLLRDHUP)) != 0) {

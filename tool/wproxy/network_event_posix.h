@@ -7,19 +7,19 @@
 
 namespace web {
 
-/// True for a TCP socket on which no connection was ever begun.
+/// Returns true for a TCP socket on which no connection was ever begun.
 [[nodiscard]] bool never_connected(int descriptor);
 
-/// What signals the network events of one socket where poll tells them. Readiness is a state and an event is told
-/// once, so this remembers which have been told. Belongs to the thread that owns the socket.
+/// Signals the network events of one socket by poll. Readiness is a state but an event is reported once, so this object
+/// records which ones have been reported. Used by the thread that owns the socket.
 class posix_event
 {
 public:
-    /// Names the socket and the events that are asked for.
+    /// Sets the socket and the events to report.
     void select(int descriptor, std::uint32_t mask) noexcept;
-    /// Takes what has happened; 0 or the Winsock code.
+    /// Takes the events that have occurred; returns 0 or the Winsock code.
     [[nodiscard]] std::uint32_t take(int descriptor, network_events& happened);
-    /// Waits until something has happened; gives a wait_code, and the Winsock code of a failed wait.
+    /// Waits until an event has occurred. Returns a wait_code, and the Winsock code of a failed wait in `code`.
     [[nodiscard]] std::uint32_t wait(std::uint32_t milliseconds, std::uint32_t& code);
 
 private:

@@ -7,7 +7,7 @@
 
 namespace web {
 
-/// Raises a failed socket operation with the line that it was found at: that of the call.
+/// Throws the exception of a failed socket operation, with the source line of the call.
 [[noreturn]] inline void raise_socket_error(std::uint32_t code, std::string_view text = {}, int line = __builtin_LINE())
 {
     throw error::win32exception(code, "tool\\wproxy\\socket", line, text);

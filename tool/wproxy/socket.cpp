@@ -51,7 +51,7 @@ socket::~socket()
 {
     close();
     SOCKET_LINE(500, ") destroied. assigned on channel = " << std::boolalpha << is_attached());
-    // The handler clears `attached` before its last steps; the owner may be here already.
+    // The handler clears `attached` before its last steps, so the owner may already be here.
     {
         const std::lock_guard handler_ended(completion_lock_);
     }
@@ -147,7 +147,7 @@ void socket::shutdown(std::uint32_t how)
     if (!has_valid_handle()) {
         return;
     }
-    // Runs on a channel worker too, when the peer has closed: the owner must not close the handle under the call.
+    // Also runs on a channel worker when the peer has closed: the owner must not close the handle during the call.
     const auto call = [this](std::uint32_t (socket_platform::*operation)(tpl::native_handle)) {
         const std::lock_guard guard(handle_lock_);
         return (platform_.*operation)(handle_.load());
@@ -182,7 +182,7 @@ bool socket::is_closed()
     if (has_valid_handle() && closed_ == 0) {
         network_events happened;
         if (const auto error = platform_.enum_network_events(handle_, event_, happened); error != code::success) {
-            raise_socket_error(error); // also for a handle that is no socket any more
+            raise_socket_error(error); // also for a handle that is no longer a socket
         }
         if ((happened.events & network_event::close) != 0) {
             ++closed_;

@@ -17,7 +17,7 @@
 
 namespace web {
 
-/// The context of an overlapped read: its bytes land in `data`. `opcode` is read_context::read.
+/// The context of an overlapped read: its bytes are written to `data`. `opcode` is read_context::read.
 struct read_context : tpl::io_context
 {
     static constexpr std::uint32_t read = 1;
@@ -31,56 +31,56 @@ struct read_context : tpl::io_context
     }
 
     tpl::buffer data;
-    tpl::event* event = nullptr; ///< set each time a read has completed and was handled; may be null, not owned
+    tpl::event* event = nullptr; ///< set after each completed read was handled; may be null, not owned
 };
 
 /// A TCP socket that reads by overlapped operations completed on a channel, and writes on the caller's thread.
 ///
-/// connect, write, shutdown and close belong to the thread that owns the socket; completions arrive on the channel's
-/// workers, one at a time. Every raised error is an error::win32exception with a Winsock code. While a read is
-/// outstanding the socket must stay alive: the owner closes it and destroys it once is_closed() is true, or after the
-/// channel was stopped.
+/// connect, write, shutdown and close must be called by the thread that owns the socket; completions arrive on the
+/// channel's workers, one at a time. Every exception is an error::win32exception with a Winsock code. While a read is
+/// outstanding the socket must exist: the owner closes it and destroys it after is_closed() has returned true, or after
+/// the channel was stopped.
 class socket : public tpl::conduit
 {
 public:
-    /// Learns of failures.
+    /// Receives failures.
     class state
     {
     public:
-        /// A Winsock code, on a channel worker or on the thread of the failed operation.
+        /// Called with a Winsock code, on a channel worker or on the thread of the failed operation.
         virtual void error(std::uint32_t code) = 0;
 
     protected:
         ~state() = default; // owned by the receiver, never through this interface
     };
 
-    /// Takes the handle over, also when it raises. Raises code 6 for an invalid handle. A handle that cannot be bound
-    /// to the channel raises nothing: is_attached() tells.
+    /// Takes ownership of the handle, even if it throws. Throws code 6 for an invalid handle. Does not throw for a
+    /// handle that cannot be bound to the channel; is_attached() reports that.
     /// @param channel may be null; attach() may follow
-    /// @param input receives what is read; may be null on a socket that never reads
-    /// @param receiver receives failures; a socket that reads has one
+    /// @param input receives the bytes read; may be null on a socket that never reads
+    /// @param receiver receives failures; required on a socket that reads
     /// @param connected true for a handle that is connected already
     socket(tpl::native_handle handle, tpl::channel* channel, tpl::iasync* input, state* receiver, bool connected,
            socket_platform& platform = system_socket_platform());
     socket(const socket&) = delete;
     socket& operator=(const socket&) = delete;
-    /// Closes, and waits for a completion handler that is at its end.
+    /// Closes the socket, and waits for a completion handler that is about to return.
     virtual ~socket();
 
     [[nodiscard]] tpl::native_handle handle() override { return handle_.load(); }
     void unused() override {}
     bool complete(std::unique_ptr<tpl::io_context> context) noexcept override;
 
-    /// Connects; blocks for up to 120000 ms. Raises the code of the failure; 10107 if no answer came.
+    /// Connects; blocks for up to 120000 ms. Throws the code of the failure; 10107 if no answer came.
     void connect(const socket_address& address);
 
-    /// Starts one overlapped read. A null context makes a new one; the context is used again for every later read.
-    /// A read that cannot be started is reported to the state and raised.
-    /// @param event set each time a read of this context has completed and was handled; may be null
+    /// Starts one overlapped read. A null context makes a new one; the context is reused for every later read. A read
+    /// that cannot be started is reported to the state and throws.
+    /// @param event set after each completed read of this context was handled; may be null
     void read(std::unique_ptr<read_context> context = nullptr, tpl::event* event = nullptr);
 
     /// Writes the range on this thread; blocks until all bytes are taken, without limit.
-    /// @param error 0, 6 for a closed socket, or one of the codes that never raise: 10053, 10054, 10058
+    /// @param error 0, 6 for a closed socket, or one of the codes that never throw: 10053, 10054, 10058
     /// @return the byte count of the last send
     std::uint32_t write(const char* begin, const char* end, std::uint32_t& error);
 
@@ -93,15 +93,17 @@ public:
     void shutdown(std::uint32_t how);
 
     void close();
-    /// True once the socket is closed and no read is outstanding. Polls the connection for a close by the peer.
+    /// Returns true after the socket was closed if no read is outstanding. Polls the connection for a close by the
+    /// peer.
     [[nodiscard]] bool is_closed();
 
-    /// The local address as text, "0.0.0.0" if there is none.
+    /// Returns the local address as text, "0.0.0.0" if there is none.
     [[nodiscard]] std::string local_address();
 
     /// Binds the handle to a channel; returns is_attached().
     bool attach(tpl::channel* channel);
-    /// Puts a transformer between the wire and the input; null takes it out. Not while a read is outstanding.
+    /// Installs a transformer between the wire and the input; null removes it. Must not be called while a read is
+    /// outstanding.
     void set_filter(byte_filter* filter) noexcept { filter_ = filter; }
     [[nodiscard]] bool is_connected() const noexcept { return connected_.load(); }
     [[nodiscard]] bool is_attached() const noexcept { return attached_.load(); }
@@ -134,7 +136,7 @@ private:
     byte_filter* filter_ = nullptr;
     tpl::channel* channel_ = nullptr;
     std::atomic<bool> connected_;
-    std::mutex handle_lock_;     ///< a worker's use of the handle against close(), so that no closed handle is used
+    std::mutex handle_lock_;     ///< protects a worker's use of the handle against close()
     std::mutex completion_lock_; ///< held by the completion handler; the destructor waits for it
 };
 

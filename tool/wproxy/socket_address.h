@@ -6,7 +6,7 @@
 
 namespace web {
 
-/// An IPv4 socket address as it stands in a 16-byte sockaddr. `port` and `host` are in network byte order.
+/// An IPv4 socket address in the layout of a 16-byte sockaddr. `port` and `host` are in network byte order.
 struct socket_address
 {
     static constexpr std::uint16_t ipv4 = 2;
@@ -18,10 +18,10 @@ struct socket_address
 };
 static_assert(sizeof(socket_address) == 16);
 
-/// An address from numbers in host byte order: 0x7F000001 and the port.
+/// Returns an address from numbers in host byte order: 0x7F000001 and the port.
 [[nodiscard]] socket_address make_socket_address(std::uint32_t host, std::uint16_t port) noexcept;
 
-/// The numbers in host byte order.
+/// Returns the numbers in host byte order.
 [[nodiscard]] std::uint32_t host_number(const socket_address& address) noexcept;
 [[nodiscard]] std::uint16_t port_number(const socket_address& address) noexcept;
 

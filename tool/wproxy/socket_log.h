@@ -2,5 +2,5 @@
 
 #include "logging/logging.h"
 
-/// A log line of the socket that `this` points to.
+/// Writes a log line of the socket that `this` points to.
 #define SOCKET_LINE(level, ...) LOG_LINE(logging::wpx_log(), level, "socket(" << this << __VA_ARGS__)

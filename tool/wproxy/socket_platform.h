@@ -10,26 +10,26 @@
 
 namespace web {
 
-/// Network events, with the numbers that Winsock gives them.
+/// Network events, with Winsock's numbers.
 namespace network_event {
 inline constexpr std::uint32_t write = 2;
 inline constexpr std::uint32_t connect = 16;
 inline constexpr std::uint32_t close = 32;
 
-/// Places of the error codes in network_events::error.
+/// Indices of the error codes in network_events::error.
 inline constexpr std::size_t write_bit = 1;
 inline constexpr std::size_t connect_bit = 4;
 inline constexpr std::size_t close_bit = 5;
 } // namespace network_event
 
-/// What has happened on a socket since it was asked last (WSANETWORKEVENTS).
+/// The events of a socket since the last query (WSANETWORKEVENTS).
 struct network_events
 {
     std::uint32_t events = 0;
     std::array<std::uint32_t, 10> error{};
 };
 
-/// What wait_for_event gives, with the platform's numbers.
+/// The results of wait_for_event, with the platform's numbers.
 namespace wait_code {
 inline constexpr std::uint32_t signalled = 0;
 inline constexpr std::uint32_t io_completion = 192;
@@ -37,20 +37,20 @@ inline constexpr std::uint32_t timeout = 258;
 inline constexpr std::uint32_t failed = 0xFFFFFFFF;
 } // namespace wait_code
 
-/// The event that network events of one socket signal. Opaque: a WSAEVENT, or the sibling platform's object.
+/// The event that network events of one socket signal. Opaque: a WSAEVENT, or the POSIX platform's object.
 using socket_event = void*;
 
-/// What a socket needs of the platform, one operation for each Winsock call. Operations that can fail return 0 or the
-/// Winsock code. All may be called from any thread; one handle is used by its socket only.
+/// The platform operations that a socket needs, one for each Winsock call. Operations that can fail return 0 or the
+/// Winsock code. Thread-safe; one handle is used by its socket only.
 class socket_platform
 {
 public:
     virtual ~socket_platform() = default;
 
-    /// socket(AF_INET, SOCK_STREAM, 0), ready for overlapped operations, with TCP_NODELAY. tpl::invalid_handle on
-    /// failure; the code is then the thread's last error.
+    /// socket(AF_INET, SOCK_STREAM, 0), ready for overlapped operations, with TCP_NODELAY. Returns tpl::invalid_handle
+    /// on failure; the code is then the thread's last error.
     [[nodiscard]] virtual tpl::native_handle open_socket() = 0;
-    /// connect. A socket that event_select has made non-blocking gives 10035 while the connection is under way.
+    /// connect. Returns 10035 while the connection is under way on a socket that event_select has made non-blocking.
     [[nodiscard]] virtual std::uint32_t connect(tpl::native_handle handle, const socket_address& address) = 0;
     [[nodiscard]] virtual std::uint32_t getsockname(tpl::native_handle handle, socket_address& address) = 0;
     /// closesocket. A read under way completes on its channel with error 995.
@@ -60,10 +60,10 @@ public:
     [[nodiscard]] virtual socket_event create_event() = 0;
     /// WSACloseEvent.
     virtual void close_event(socket_event event) = 0;
-    /// WSAEventSelect: makes the socket non-blocking and `event` the one that the events of `mask` signal.
+    /// WSAEventSelect: makes the socket non-blocking, and makes the events of `mask` signal `event`.
     [[nodiscard]] virtual std::uint32_t event_select(tpl::native_handle handle, socket_event event,
                                                      std::uint32_t mask) = 0;
-    /// WSAEnumNetworkEvents: takes what has happened, and resets `event`.
+    /// WSAEnumNetworkEvents: takes the events that have occurred, and resets `event`.
     [[nodiscard]] virtual std::uint32_t enum_network_events(tpl::native_handle handle, socket_event event,
                                                             network_events& happened) = 0;
     /// WSAWaitForMultipleEvents on one event.
@@ -77,7 +77,7 @@ public:
     /// caller.
     [[nodiscard]] virtual std::uint32_t recv(tpl::native_handle handle, char* destination, std::uint32_t size,
                                              tpl::io_context* context) = 0;
-    /// WSASend without an overlapped structure. `sent` takes the count.
+    /// WSASend without an overlapped structure. `sent` receives the count.
     [[nodiscard]] virtual std::uint32_t send(tpl::native_handle handle, const char* source, std::uint32_t size,
                                              std::uint32_t& sent) = 0;
     /// WSASendDisconnect.
@@ -85,22 +85,22 @@ public:
     /// WSARecvDisconnect: later reads fail with 10058.
     [[nodiscard]] virtual std::uint32_t recv_disconnect(tpl::native_handle handle) = 0;
 
-    /// WSAAddressToStringA. `size` is the size of `text` and takes what is needed, both with the closing zero.
+    /// WSAAddressToStringA. `size` is the size of `text` and receives the needed size, both with the closing zero.
     [[nodiscard]] virtual std::uint32_t address_to_string(const socket_address& address, char* text,
                                                           std::uint32_t& size) = 0;
 
     /// Binds a conduit's handle to the channel's port.
     [[nodiscard]] virtual bool attach(tpl::channel& channel, tpl::conduit& conduit) = 0;
-    /// The name of the user that the calling thread acts as (GetUserNameW).
+    /// Returns the name of the user that the calling thread acts as (GetUserNameW).
     [[nodiscard]] virtual std::string current_user_name() = 0;
-    /// clock() as Windows tells it: milliseconds of wall time.
+    /// clock() as Windows defines it: milliseconds of wall time.
     [[nodiscard]] virtual std::int64_t clock() = 0;
     virtual void set_last_error(std::uint32_t code) = 0;
     /// DebugBreak.
     virtual void debug_break() = 0;
 };
 
-/// The system's sockets. Lives as long as the process.
+/// Returns the system's sockets. The object exists as long as the process.
 socket_platform& system_socket_platform();
 
 } // namespace web

@@ -58,7 +58,7 @@ public:
             winapi::last_error_code(tpl::winsock_code(errno));
             return tpl::invalid_handle;
         }
-        // A request goes out in several small writes: none of them may wait for the acknowledgement of the last.
+        // A request is sent in several small writes; none of them may wait for the acknowledgement of the last.
         const int no_delay = 1;
         ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof no_delay);
         return tpl::open_endpoint(descriptor);
@@ -125,7 +125,7 @@ public:
         }
         const int failure = errno;
         if (failure == EPIPE && never_connected(descriptor_of(handle))) {
-            return code::not_connected; // a mistake of the caller, not the end of a connection
+            return code::not_connected; // an error of the caller, not the end of a connection
         }
         return tpl::winsock_code(failure);
     }

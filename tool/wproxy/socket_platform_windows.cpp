@@ -43,7 +43,7 @@ public:
     {
         const SOCKET handle = ::socket(AF_INET, SOCK_STREAM, 0);
         if (handle != INVALID_SOCKET) {
-            // A request goes out in several small writes: none of them may wait for the acknowledgement of the last.
+            // A request is sent in several small writes; none of them may wait for the acknowledgement of the last.
             const BOOL no_delay = TRUE;
             ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay), sizeof no_delay);
         }
@@ -130,7 +130,7 @@ public:
     [[nodiscard]] std::uint32_t address_to_string(const socket_address& address, char* text,
                                                   std::uint32_t& size) override
     {
-        auto copy = address; // the call takes it writable
+        auto copy = address; // the call requires a writable argument
         DWORD length = size;
         const auto code = result_code(::WSAAddressToStringA(raw(copy), sizeof copy, nullptr, text, &length));
         size = length;

@@ -24,7 +24,7 @@ void socket::read(std::unique_ptr<read_context> context, tpl::event* event)
     {
         const std::lock_guard guard(handle_lock_);
         const auto size = static_cast<std::uint32_t>(started->data.size());
-        // From a successful start on the context is the channel's, and may be completed before the call is back.
+        // After a successful start the channel owns the context, which may be completed before the call returns.
         static_cast<void>(context.release());
         error = platform_.recv(handle_.load(), started->data.begin(), size, started);
         if (error != code::success && error != code::io_pending) {
@@ -83,7 +83,7 @@ void socket::complete_read(std::unique_ptr<read_context> context)
 
 void socket::failed_read(std::unique_ptr<read_context> context)
 {
-    const auto address = reinterpret_cast<std::uintptr_t>(context.get()); // for the log, also of a context that is gone
+    const auto address = reinterpret_cast<std::uintptr_t>(context.get()); // for the log; the context may be destroyed
     const auto error = context->error;
     SOCKET_LINE(500, ") error occured ctx=" << context.get() << ", error=" << error);
     context.reset();
@@ -126,7 +126,7 @@ void socket::detach(std::uint32_t error, const char* text, bool with_code) noexc
     try {
         report(error);
     } catch (const std::exception&) {
-        // Nothing may reach the channel's thread; the line below tells of the first failure.
+        // No exception may reach the channel's thread; the line below logs the first failure.
     }
     if (with_code) {
         LOG_LINE(logging::wpx_log(), 200,

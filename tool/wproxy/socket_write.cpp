@@ -14,9 +14,9 @@ namespace {
 
 constexpr std::uint32_t write_wait = 60000;         // ms
 constexpr std::ptrdiff_t filter_block = 16384;      // bytes
-constexpr std::ptrdiff_t largest_send = 0x7FFFFFFF; // what one buffer descriptor is given
+constexpr std::ptrdiff_t largest_send = 0x7FFFFFFF; // limit of one buffer descriptor
 
-/// The peer or this side has ended the connection; the read side will find out.
+/// The peer or this side has ended the connection; the read side will report it.
 bool is_quiet(std::uint32_t error)
 {
     return error == code::connection_aborted || error == code::connection_reset || error == code::socket_shut_down;
@@ -51,7 +51,7 @@ std::uint32_t socket::write_block(const char* begin, const char* end, std::uint3
     }
     std::uint32_t sent = 0;
     do {
-        // Again before each send: the wait and the enumeration use the same event.
+        // Repeated before each send, because the wait and the enumeration use the same event.
         error = platform_.event_select(handle, event_, network_event::close | network_event::write);
         if (error != code::success) {
             raise_socket_error(error);

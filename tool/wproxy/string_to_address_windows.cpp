@@ -10,7 +10,7 @@ namespace web {
 std::uint32_t string_to_address(std::wstring_view text, socket_address& address)
 {
     static_cast<void>(system_socket_platform()); // starts Winsock
-    std::wstring copy(text);                     // the call wants a terminated, writable text
+    std::wstring copy(text);                     // the call requires a terminated, writable text
     socket_address converted;
     INT size = sizeof converted;
     if (::WSAStringToAddressW(copy.data(), AF_INET, nullptr, reinterpret_cast<sockaddr*>(&converted), &size) != 0) {

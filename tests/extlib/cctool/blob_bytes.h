@@ -10,7 +10,7 @@
 
 namespace cctool::Serialization::test {
 
-/// The bytes that pairs of hexadecimal digits stand for; blanks between them don't count.
+/// Returns the bytes that pairs of hexadecimal digits represent; blanks between them are ignored.
 inline Bytes FromHex(std::string_view digits)
 {
     const auto value = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
@@ -34,7 +34,7 @@ inline std::shared_ptr<IBinaryContainer> Parse(std::string_view bytes)
     return ContainerFromBinary(bytes.data(), bytes.size());
 }
 
-/// The serialised form of a tree that has one.
+/// Returns the serialised form of a tree, which must have one.
 inline Bytes BlobOf(const IGetBinarySupport& tree)
 {
     Bytes bytes;
@@ -44,7 +44,7 @@ inline Bytes BlobOf(const IGetBinarySupport& tree)
     return bytes;
 }
 
-/// A tree with every type of value, nested and empty ones among them.
+/// Returns a tree with every type of value, including nested and empty ones.
 inline std::shared_ptr<IBinaryContainer> RichTree()
 {
     auto tree = CreateEmptyContainer();

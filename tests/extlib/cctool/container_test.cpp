@@ -9,7 +9,7 @@
 namespace cctool::Serialization::test {
 namespace {
 
-/// The reason with which a getter refuses.
+/// Returns the reason with which a getter refuses.
 AccessFailure ReasonOf(const std::function<void()>& get)
 {
     try {

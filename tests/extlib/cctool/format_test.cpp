@@ -10,7 +10,7 @@
 namespace cctool::Serialization::test {
 namespace {
 
-/// The blob of a container with one entry, tag 2.
+/// Returns the blob of a container with one entry, tag 2.
 Bytes OneEntry(const std::function<void(IContainer&)>& set)
 {
     const auto tree = CreateEmptyContainer();
@@ -18,7 +18,7 @@ Bytes OneEntry(const std::function<void(IContainer&)>& set)
     return BlobOf(*tree);
 }
 
-/// What stands before an entry of tag 2 in such a blob, then the given type code and value.
+/// Returns the bytes ahead of an entry of tag 2 in such a blob, then the given type code and value.
 Bytes Entry(std::string_view type_and_value)
 {
     return FromHex(std::string("0000000000000001 00000002 ") + std::string(type_and_value));
@@ -155,7 +155,7 @@ TEST(Blob, IsRefusedForAnEmptySlotAndChangesNothing)
 
 TEST(WideText, TravelsInSixteenBitUnits)
 {
-    // A code point beyond 16 bits is two units; a surrogate that stands alone is one.
+    // A code point of more than 16 bits is two units; an unpaired surrogate is one.
     const Bytes beyond = Entry("0000000a 0000000000000003 d83d de00 0021");
     const auto tree = Parse(beyond);
     std::wstring text;
@@ -198,7 +198,7 @@ TEST(Values, KeepWhatTheyHoldWhenTheBytesAreWrong)
     using namespace StlDTree::detail;
     for (std::uint32_t code = 1; code <= 14; ++code) {
         const ValuePtr value = CreateValue(static_cast<TypeCode>(code));
-        // A length or count of 1 where the type has one, and what it counts; integers take its first bytes.
+        // A length or count of 1 where the type has one, and the counted contents; integers take its first bytes.
         const Bytes good =
             code == 13 ? FromHex("0000000000000001 00000001 55") : FromHex("0000000000000001 00000001 00000001 55");
         Reader reader(good.data(), good.size());

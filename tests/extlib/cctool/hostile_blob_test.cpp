@@ -10,7 +10,7 @@
 namespace cctool::Serialization::test {
 namespace {
 
-/// "" if the bytes are a container, otherwise what refused them.
+/// Returns "" if the bytes are a container, otherwise the text of the refusal.
 std::string Refusal(std::string_view bytes)
 {
     try {
@@ -102,7 +102,7 @@ TEST(HostileBlob, UnknownTypesAreRefused)
     }
 }
 
-/// A blob of about 16 MB in which each level holds nothing but the next one.
+/// Returns a blob of about 16 MB in which each level contains only the next one.
 Bytes DeepBlob(std::string_view level)
 {
     constexpr std::size_t size = 16U << 20U;

@@ -94,7 +94,7 @@ TEST(Channel, DeliversAFailedReadWithNoCountAndTheErrorStored)
     reader.close();
     const auto done = reader.next();
     EXPECT_EQ(done.transferred, 0U);
-    EXPECT_THAT(done.error, AnyOf(995U, 64U, 676U, 1236U)); // what a system says of a handle closed under a read
+    EXPECT_THAT(done.error, AnyOf(995U, 64U, 676U, 1236U)); // possible codes for a handle closed during a read
     EXPECT_NE(done.thread, std::this_thread::get_id());
     channel.stop();
 }
@@ -249,7 +249,7 @@ TEST(Channel, ServesManyConduitsAtOnce)
 
 TEST(Channel, LeavesNoThreadAndNoDescriptorBehind)
 {
-    { // what the process sets up once
+    { // creates the objects that exist once per process
         tpl::channel channel(1, 1);
         reading_conduit reader;
     }

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Runs `count` completions whose handlers compute without ever sleeping; the most that ran at a time.
+/// Runs `count` completions whose handlers compute without sleeping. Returns the highest number that ran at a time.
 int most_at_a_time(std::uint32_t concurrency, int count)
 {
     tpl::channel channel(4, concurrency);

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Starts a read whose context the endpoint takes over.
+/// Starts a read whose context the endpoint then owns.
 std::uint32_t start_read(tpl::native_handle handle, std::array<char, 16>& bytes)
 {
     auto context = std::make_unique<test::tracked_context>();

@@ -70,7 +70,7 @@ std::uint32_t reading_conduit::start_read(std::uint32_t transferred)
     constexpr std::uint32_t pending = 997;
     auto context = std::make_unique<tracked_context>();
     context->transferred = transferred;
-    auto* const raw = context.release(); // the channel's, unless the start fails
+    auto* const raw = context.release(); // owned by the channel, unless the start fails
     const auto size = static_cast<std::uint32_t>(raw->bytes.size());
     const auto code = web::system_socket_platform().recv(handle_, raw->bytes.data(), size, raw);
     if (code != 0 && code != pending) {

@@ -15,7 +15,7 @@
 
 namespace test {
 
-/// A read context that counts how many of its kind live.
+/// A read context that counts the existing objects of its kind.
 struct tracked_context : tpl::io_context
 {
     tracked_context();
@@ -47,12 +47,13 @@ public:
     void unused() override {}
     bool complete(std::unique_ptr<tpl::io_context> context) noexcept override;
 
-    /// Starts a read with a context that has counted `transferred` bytes already. 0, or the code of the failure.
+    /// Starts a read with a context that has counted `transferred` bytes already. Returns 0, or the code of the
+    /// failure.
     [[nodiscard]] std::uint32_t start_read(std::uint32_t transferred = 0);
     void close();
-    /// The other end.
+    /// Returns the other end.
     [[nodiscard]] loopback_socket& peer() noexcept { return peer_; }
-    /// The next completion, once its handler has run; fails the test after a minute.
+    /// Returns the next completion, after its handler has run; fails the test after a minute.
     [[nodiscard]] seen_completion next();
     [[nodiscard]] std::size_t completions() const;
 

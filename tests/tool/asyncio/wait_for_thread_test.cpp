@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Threads as a test says; writes down what is asked.
+/// Threads that behave as a test specifies; records the calls.
 class told_threads final : public tpl::thread_platform
 {
 public:
@@ -106,7 +106,7 @@ TEST(WaitForThread, GivesTrueAlsoWhenTheThreadGoesOn)
     {
         tpl::event go;
         tpl::event gone;
-    } events; // static, since the thread may be inside set() still when the test ends
+    } events; // static, because the thread may still be inside set() when the test ends
     const auto handle = tpl::start_thread(
         [](void* parameter) {
             auto& shared = *static_cast<decltype(events)*>(parameter);

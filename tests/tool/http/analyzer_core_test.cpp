@@ -40,7 +40,8 @@ private:
 using core = http::analyzer_core<counted>;
 using result = http::head_result<counted>;
 
-/// Heads are digits, the length of what follows, behind a "<"; "<" alone is partial; "#" is garbage; "\n" is skipped.
+/// A head is "<" and a digit, the length of the bytes that follow; "<" alone is partial; "#" is garbage; "\n" is
+/// skipped.
 result head_step(const char* begin, const char* end)
 {
     result made;

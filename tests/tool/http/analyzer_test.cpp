@@ -199,7 +199,7 @@ TEST(http_analyzer, garbage_is_dropped_up_to_the_next_request)
 TEST(http_analyzer, garbage_is_dropped_up_to_the_next_response_where_no_request_starts)
 {
     analyzer target;
-    // No byte ahead begins a method word, and no request starts behind.
+    // No byte ahead of the response begins a method word, and no request begins behind it.
     put(target, "%%%%HTTP/1.1 200 OK\r\nA: b\r\n\r\n");
     std::string dropped;
     target.on_skipped([&](const char* begin, const char* end) { dropped.append(begin, end); });

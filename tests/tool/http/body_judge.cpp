@@ -8,7 +8,7 @@ namespace judge {
 
 namespace {
 
-/// The length of all line ends at the start of a text.
+/// Returns the length of all line ends at the start of a text.
 std::size_t line_ends(std::string_view text)
 {
     std::size_t skipped = 0;

@@ -9,12 +9,12 @@
 
 namespace judge {
 
-/// A second decoder of chunked bodies, slow and plain: every piece is gathered whole and parsed again by the second
+/// A second decoder of chunked bodies, slow and simple: every piece is collected whole and parsed again by the second
 /// reader. It judges http::http_message_body: both must take the same bytes of every piece.
 class chunked_body
 {
 public:
-    /// Takes bytes and returns the count taken. Must not be called once completed.
+    /// Takes bytes and returns the count taken. Must not be called after completion.
     std::size_t append(std::string_view input);
 
     [[nodiscard]] bool completed() const noexcept { return completed_; }
@@ -35,7 +35,7 @@ private:
     std::string pending_;
     std::string payload_;
     std::string trailers_;
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> chunks_; ///< size and bytes that came
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> chunks_; ///< size and received bytes
 };
 
 } // namespace judge

@@ -12,10 +12,10 @@
 
 namespace {
 
-/// Gives a stream in pieces to both decoders and compares them after every call. Returns whether the body ended.
+/// Passes a stream in pieces to both decoders and compares them after every call. Returns whether the body ended.
 bool agree(std::string_view stream, test::text_generator& generator, std::size_t largest_piece)
 {
-    // A length that no stream here reaches keeps the body in memory.
+    // A length that no stream here reaches; it keeps the body in memory.
     const auto message = test::extract_message("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
     http::http_message_body own(*message, false, false, 0);
     judge::chunked_body judged;
@@ -28,7 +28,7 @@ bool agree(std::string_view stream, test::text_generator& generator, std::size_t
         if (expected != used) {
             return false;
         }
-        // What was not taken is offered again, with what follows.
+        // The bytes that were not taken are offered again, with those that follow.
         stream.remove_prefix(expected);
     }
     EXPECT_EQ(judged.payload(), test::stored_body(*message));

@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// Runs both readers over texts that end right before a page without access.
+/// Runs both readers over texts that end directly before a page without access.
 class grammar_judge : public testing::Test
 {
 protected:

@@ -316,7 +316,7 @@ TEST(grammar, fields_stay_filled_after_a_failed_parse)
     EXPECT_EQ("HTTP", head->record.protocol);
     EXPECT_EQ("1.1", head->record.version);
     EXPECT_EQ("b", head->record.fields.at("A"));
-    // The line was read before its line end was found missing.
+    // The line was read before its missing line end was noticed.
     EXPECT_EQ("d", head->record.fields.at("C"));
     EXPECT_EQ("C: d", head->text.substr(head->length));
 }

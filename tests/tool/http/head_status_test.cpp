@@ -45,7 +45,7 @@ head_status as_response(std::string_view text)
     return http::response_test(record, parsed, text.data(), end);
 }
 
-/// The request test on a record and a stop that no grammar needs to have left.
+/// Runs the request test on a record and a stop that need not come from a grammar.
 head_status tested(std::string_view text, std::size_t stop, const request_data& record)
 {
     return http::request_test(record, {false, text.data() + stop}, text.data(), text.data() + text.size(), &known);
@@ -99,7 +99,7 @@ TEST(request_test, a_target_without_a_version_is_partial_until_the_line_ends)
     EXPECT_EQ(head_status::invalid, as_request("REQMOD /x\r\n"));
     EXPECT_EQ(head_status::invalid, as_request("REQMOD /x\n"));
     EXPECT_EQ(head_status::invalid, as_request("REQMOD /x \r\n"));
-    // Only a line end at the place where the parse stopped says that no version comes.
+    // Only a line end at the position where the parse stopped means that no version follows.
     EXPECT_EQ(head_status::partial, as_request("REQMOD /x HTTP/1.0\r\n\r\n"));
     EXPECT_EQ(head_status::partial, as_request("REQMOD /x \x01"));
 }
@@ -114,7 +114,7 @@ TEST(request_test, a_protocol_without_a_version_is_partial_at_the_end_and_invali
 
 TEST(request_test, a_second_protocol_text_at_the_stop_is_read_on)
 {
-    // "ICAP" was stored, no "/" followed, and the parse stopped where the protocol text stands again.
+    // "ICAP" was stored, no "/" followed, and the parse stopped where the protocol text occurs again.
     request_data record = with_method();
     record.uri = "/x";
     record.protocol = "ICAP";

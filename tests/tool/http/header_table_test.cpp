@@ -139,7 +139,7 @@ TEST(message_headers, a_value_that_breaks_the_grammar_raises_and_leaves_table_ch
               failure_text([&] { message->headers().add(std::string("Bad"), std::string("a\r\n:b")); }));
     EXPECT_EQ(before, head_of(*message));
     EXPECT_EQ("a\r\n:b", header_of(*message, "bad"));
-    // The table is good again once the value is gone.
+    // The table is valid again after the value was removed.
     EXPECT_TRUE(message->headers().remove("Bad"));
     EXPECT_EQ("HTTP/1.1 200 OK\r\na: 1\r\nB: 2\r\nContent-Length: 0\r\n\r\n", head_of(*message));
 }

@@ -17,7 +17,7 @@ struct parsed_text
     std::string text;
     Record record;
     bool hit = false;
-    std::size_t length = 0; ///< where the parse stopped
+    std::size_t length = 0; ///< position where the parse stopped
 };
 
 template <typename Record>
@@ -32,18 +32,18 @@ std::unique_ptr<parsed_text<Record>> parse(http::head_grammar<Record> grammar, s
     return result;
 }
 
-/// The first message that the text holds, or null.
+/// Returns the first message in the text, or null.
 std::unique_ptr<http::message> extract_message(std::string_view text, http::support_persistent* link = nullptr,
                                                bool accept_partial = false);
 
 std::string text_of(const http::byte_vector& bytes);
-/// The value of a header, or "(absent)".
+/// Returns the value of a header, or "(absent)".
 std::string header_of(http::message& message, std::string_view name);
 std::string stored_body(http::message& message);
-/// Hands a text to message.append until all of it is taken or nothing more is; returns the count taken.
+/// Passes a text to message.append until all of it is taken or nothing more is. Returns the count taken.
 std::size_t append_all(http::message& message, std::string_view text);
 
-/// Remembers the method of a request.
+/// Stores the method of a request.
 class method_link final : public http::support_persistent
 {
 public:

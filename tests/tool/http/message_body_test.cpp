@@ -30,7 +30,7 @@ struct receiving
     /// One call of append.
     std::uint64_t append(std::string_view text) { return body.append(text.data(), text.data() + text.size()); }
 
-    /// Appends until all is taken, as the message around a body does.
+    /// Appends until all is taken, as the message that owns a body does.
     void feed(std::string_view text)
     {
         while (!text.empty()) {
@@ -239,7 +239,7 @@ TEST(http_message_body, trailers_are_kept_and_harm_nothing)
 
 TEST(http_message_body, a_trailer_that_a_read_cuts_is_no_last_chunk)
 {
-    // The parse of the last chunk stops ahead of the cut line, so the zero counts as a size.
+    // The parse of the last chunk stops ahead of the incomplete line, so the zero counts as a size.
     receiving target;
     EXPECT_EQ(3U, target.append("0\r\nX: y"));
     EXPECT_FALSE(target.body.completed());

@@ -18,7 +18,7 @@ using http::uri_data;
 using rule = spirit::rule<>;
 using bytes = spirit::chset<unsigned char>;
 
-// Actions write into the record of the running parse, which a grammar reaches through its pointer.
+// Actions write into the record of the running parse, to which a grammar has a pointer.
 
 template <typename Record>
 struct sequence
@@ -220,7 +220,7 @@ struct uri_rules
     }
 };
 
-// Grammars hold pointers to themselves and are therefore made in place, once.
+// Grammars contain pointers to themselves, so they are constructed in place, once.
 request_rules& requests()
 {
     static request_rules rules;
@@ -239,9 +239,9 @@ chunk_rules& chunks()
     return rules;
 }
 
-// Comparison of what two readers left behind.
+// Comparison of the results of two readers.
 
-/// A range as its place in the text and its length.
+/// A range as its position in the text and its length.
 std::string shown(range value, std::string_view text)
 {
     if (value.data() == nullptr) {

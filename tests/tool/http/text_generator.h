@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// Makes wire text from a fixed seed: the same texts on every system.
+/// Generates wire text from a fixed seed: the same texts on every system.
 class text_generator
 {
 public:
@@ -17,20 +17,20 @@ public:
         : source_(seed)
     {}
 
-    /// A number below `bound`.
+    /// Returns a number below `bound`.
     std::size_t below(std::size_t bound) { return static_cast<std::size_t>(source_()) % bound; }
     bool chance(std::size_t one_in) { return below(one_in) == 0; }
 
-    /// A whole head of one of the five kinds, with the oddities that are tolerated.
+    /// Returns a whole head of one of the five kinds, with the deviations that are tolerated.
     std::string head();
-    /// A chunk line or last chunk, with extensions and trailers.
+    /// Returns a chunk line or last chunk, with extensions and trailers.
     std::string chunk();
     std::string uri();
-    /// `text` with one to four bytes or words changed, put in, taken out, doubled or swapped.
+    /// Returns `text` with one to four bytes or words changed, inserted, removed, doubled or swapped.
     std::string mutated(std::string text);
-    /// Bytes of any value.
+    /// Returns bytes of any value.
     std::string noise(std::size_t length);
-    /// Pieces of grammar in no order.
+    /// Returns pieces of grammar in random order.
     std::string word_salad(std::size_t pieces);
 
 private:

@@ -28,7 +28,7 @@ head_status classify(std::string_view text)
     return analyzer.classify(bytes.begin(), bytes.end());
 }
 
-/// What an analyzer drops of a text, and what it keeps.
+/// The bytes of a text that an analyzer drops, and those that it keeps.
 struct sorted_text
 {
     std::vector<std::string> dropped;
@@ -362,7 +362,7 @@ TEST(icap_analyzer, feeds_a_message_until_it_is_complete_and_keeps_the_rest)
     EXPECT_FALSE(message->complete());
     test::feed(analyzer, message, last_chunk);
     EXPECT_TRUE(message->complete());
-    // A complete message is given nothing more.
+    // A complete message receives no further bytes.
     test::feed(analyzer, message, "next");
     EXPECT_EQ(test::text_of(analyzer.take_cached()), "next");
 }

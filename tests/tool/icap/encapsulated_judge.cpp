@@ -15,7 +15,8 @@ namespace spirit = boost::spirit::classic;
 
 using entries = std::map<http::range, std::uint32_t, http::field_less>;
 
-/// Acts on a whole item: the name is all ahead of "=", the value all behind it and behind the blanks that follow.
+/// Processes a whole item: the name is the text ahead of "=", the value the text behind it and behind the blanks that
+/// follow.
 struct store_item
 {
     entries& target;

@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// What the judge makes of the value of an Encapsulated header.
+/// The judge's result for the value of an Encapsulated header.
 struct judged_list
 {
     bool hit = false;
@@ -15,7 +15,7 @@ struct judged_list
     icap::encapsulated_offsets offsets;
 };
 
-/// A second reader of the header, made of parser objects from the rules of the list. The reader under test has to give
+/// A second reader of the header, made of parser objects from the rules of the list. The reader under test must return
 /// the same results.
 judged_list judge_encapsulated(const std::string& value);
 

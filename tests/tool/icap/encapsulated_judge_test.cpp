@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Both readers on one value, which ends right ahead of a page that must not be touched.
+/// Runs both readers on one value, which ends directly before a page without access.
 void expect_agreement(const std::string& value)
 {
     const test::guarded_buffer guarded(value);
@@ -33,7 +33,7 @@ public:
     std::size_t below(std::size_t bound) { return static_cast<std::size_t>(random_() % bound); }
     std::string one_of(const std::vector<std::string>& words) { return words[below(words.size())]; }
 
-    /// A list that is right more often than not.
+    /// Returns a list that is usually correct.
     std::string list()
     {
         std::string text;
@@ -158,7 +158,7 @@ TEST(encapsulated_judge, agrees_on_noise)
     }
 }
 
-/// The inputs above are worth something only if they hold both kinds.
+/// The inputs above are useful only if they contain both kinds.
 TEST(encapsulated_judge, is_asked_about_right_and_wrong_lists_alike)
 {
     generator source(20201);

@@ -6,14 +6,14 @@
 
 #include <optional>
 
-/// Every whole message gives the same, however the wire cuts it.
+/// Every whole message gives the same result, however the wire splits it.
 namespace {
 
 using test::chunk;
 using test::encapsulated;
 using test::last_chunk;
 
-/// What is to be seen of a message.
+/// The visible properties of a message.
 struct image
 {
     std::string head;
@@ -136,8 +136,8 @@ TEST(every_split, of_replies_with_a_request)
                                 last_chunk);
 }
 
-/// Trailers are read when they come in one piece with the last chunk; a cut within them leaves the body waiting, as
-/// the last chunk's line is then taken for a chunk of no bytes. The payload is the same in all cases.
+/// Trailers are read if they arrive in one piece with the last chunk. A cut within them leaves the body waiting,
+/// because the last chunk's line is then read as a chunk of no bytes. The payload is the same in all cases.
 TEST(every_split, of_bodies_with_trailers_keeps_the_payload)
 {
     const std::string start = test::reply(200, {encapsulated("", page_head, "res-body")}) + page_head + two_chunks;
@@ -159,7 +159,7 @@ TEST(every_split, of_bodies_with_trailers_keeps_the_payload)
     });
 }
 
-/// A head that is cut short never makes a message.
+/// An incomplete head never makes a message.
 TEST(every_split, of_beginnings_makes_nothing_ahead_of_the_end)
 {
     const std::string text = test::reply(204, {"ISTag: \"t\"", "Encapsulated: null-body=0"});
@@ -173,7 +173,7 @@ TEST(every_split, of_beginnings_makes_nothing_ahead_of_the_end)
     });
 }
 
-/// Failures are the same for every split too: the text of the first one that is raised.
+/// Failures are also the same for every split: returns the text of the first exception.
 std::string failure_of(const test::pieces& pieces)
 {
     icap::analyzer analyzer;

@@ -14,7 +14,7 @@
 #include <typeinfo>
 #include <vector>
 
-/// Texts of messages, and short ways to read and write them.
+/// Texts of messages, and helper functions that read and write them.
 namespace test {
 
 /// A chunk of the ICAP framing.
@@ -25,24 +25,24 @@ inline const std::string last_chunk = "0\r\n\r\n";
 /// Start line and headers, each line without its end; the blank line is added.
 std::string head(const std::vector<std::string>& lines);
 
-/// "REQMOD icap://127.0.0.1:1344/webscan ICAP/1.0" with those further lines.
+/// Returns the text "REQMOD icap://127.0.0.1:1344/webscan ICAP/1.0" with those further lines.
 std::string reqmod(const std::vector<std::string>& lines);
 std::string respmod(const std::vector<std::string>& lines);
-/// "ICAP/1.0 STATUS Words" with those further lines.
+/// Returns the text "ICAP/1.0 STATUS Words" with those further lines.
 std::string reply(int status, const std::vector<std::string>& lines);
 
-/// "Encapsulated: " and the offsets of a message with these heads; `end` is the name of the last entry.
+/// Returns "Encapsulated: " and the offsets of a message with these heads; `end` is the name of the last entry.
 std::string encapsulated(const std::string& request_head, const std::string& response_head, const std::string& end);
 
-/// A whole request that carries `body`, written as one chunk.
+/// Returns a whole request with `body`, written as one chunk.
 std::string mail_request(const std::string& body);
-/// A whole reply that carries an HTTP response with `body`.
+/// Returns a whole response that contains an HTTP response with `body`.
 std::string page_reply(int status, const std::string& body, const std::vector<std::string>& lines = {});
 
-/// Bytes that differ from place to place.
+/// Returns bytes that differ by their position.
 std::string pattern(std::size_t size);
 
-/// What an analyzer makes of the text, given as one piece.
+/// Returns the message that an analyzer makes of the text, given as one piece.
 std::unique_ptr<icap::message> extract(std::string_view text);
 
 template <class Message>
@@ -64,22 +64,23 @@ inline std::unique_ptr<icap::response_message> extract_reply(std::string_view te
     return extract_as<icap::response_message>(text);
 }
 
-/// A whole HTTP message of that text.
+/// Returns the HTTP message of that text.
 std::unique_ptr<http::message> http_message(std::string_view text);
 
 std::uint64_t append(icap::message& message, std::string_view bytes);
-/// Enqueues the piece, then extracts the message or goes on filling it, as a session does with each read.
+/// Enqueues the piece, then extracts the message or continues to fill it, as a session does with each read.
 void feed(icap::analyzer& analyzer, std::unique_ptr<icap::message>& message, std::string_view piece);
 
 std::string text_of(const http::byte_vector& bytes);
-/// The payload of an HTTP message.
+/// Returns the payload of an HTTP message.
 std::string body_of(http::message& message);
-/// The pieces that the message's reader gives.
+/// Returns the pieces that the message's reader yields.
 std::vector<std::string> pieces_of(icap::message& message);
 std::string wire_of(icap::message& message);
 std::string header_of(icap::message& message, std::string_view name);
 
-/// The text of the exception of exactly this type that `call` raises; what happened instead otherwise.
+/// Returns the text of the exception of exactly this type that `call` throws; otherwise a description of what happened
+/// instead.
 template <class Exception, class Call>
 std::string raised(Call call)
 {

@@ -115,7 +115,7 @@ TEST(packet_reader, refuses_an_incomplete_message)
     EXPECT_EQ(raised<std::runtime_error>([&] { (void)reader->read(piece); }), "could no read incomplet message");
 }
 
-/// A store that gives at most some bytes at a time, and no more than it has, whatever size it tells.
+/// A store that returns at most some bytes at a time, and no more than it has, whatever size it reports.
 class short_store final : public web::io_data
 {
 public:
@@ -208,7 +208,7 @@ TEST_P(body_size, of_a_request_goes_through_append_and_reader)
         test::feed(analyzer, received, std::string_view(sent).substr(place, 5000));
     }
     ASSERT_TRUE(received);
-    // With no body bytes no end mark goes out, and the receiver goes on waiting for one.
+    // Without body bytes no end mark is written, and the receiver continues to wait for one.
     EXPECT_EQ(received->complete(), !body.empty());
     EXPECT_EQ(test::body_of(received->request()), body);
 }
@@ -228,7 +228,7 @@ TEST_P(body_size, of_a_reply_goes_through_set_encapsulated_and_reader)
     std::string sent = test::wire_of(*answer);
 
     if (body.empty()) {
-        // The reader's doubled end mark stands behind a message that announced a null body.
+        // The reader's doubled end mark follows a message that announced a null body.
         EXPECT_TRUE(sent.ends_with(page + last_chunk + last_chunk));
         sent.resize(sent.size() - 2 * last_chunk.size());
     }

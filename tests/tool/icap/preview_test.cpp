@@ -100,8 +100,8 @@ TEST(preview, is_for_methods_with_a_body_only)
               "is_endoff_preview(): unsupported request method");
 }
 
-/// The client's own form: the size of the preview chunk stands directly ahead of its bytes, which then is no chunk
-/// line until a line end comes along.
+/// The client's own form: the size of the preview chunk is directly ahead of its bytes, so it is not a chunk line until
+/// a line end arrives.
 TEST(preview, of_a_size_without_a_line_end_stays_an_open_line)
 {
     const auto message = extract_request(reqmod_preview("4"

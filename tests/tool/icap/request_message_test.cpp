@@ -157,7 +157,7 @@ TEST(icap_request, tells_the_analyzer_of_the_response_which_method_was_asked)
     const std::string ask = test::head({"HEAD http://host/a HTTP/1.1"});
     const auto message = extract_request(respmod({encapsulated(ask, page_head, "res-body")}) + ask + page_head);
     ASSERT_TRUE(message && message->has_response());
-    // The reply to HEAD has no body, whatever its Content-Length says.
+    // The response to HEAD has no body, regardless of its Content-Length.
     EXPECT_TRUE(message->response().complete());
 }
 
@@ -217,7 +217,7 @@ TEST(icap_request, refuses_a_reversed_range)
     EXPECT_EQ(append(*message, ""), 0U);
 }
 
-// ---- what the Encapsulated header must have, and heads that don't end where it says
+// ---- required entries of the Encapsulated header, and heads that do not end where it specifies
 
 TEST(icap_request, with_reqmod_needs_an_end_of_its_head)
 {
@@ -280,7 +280,7 @@ TEST(icap_request, counts_head_sizes_from_their_own_offsets)
     EXPECT_TRUE(message->complete());
     EXPECT_EQ(test::body_of(message->request()), "hello");
 
-    // In a preview the bytes behind the head of a null body go to the body at once.
+    // In a preview, the bytes behind the head of a null body are passed to the body at once.
     const auto null_body =
         extract_request(reqmod({"Preview: 0", "Encapsulated: req-hdr=7, null-body=" + end}) + post_head);
     ASSERT_TRUE(null_body && null_body->complete());
@@ -312,8 +312,8 @@ TEST(icap_request, stays_as_it_stood_after_a_failure_and_reads_nothing_beyond_it
               "request message has been completed");
 }
 
-/// Bytes behind an HTTP head that still lie in the place of that head are head bytes, also when a cut falls among
-/// them; the next part starts by the offsets.
+/// Bytes behind an HTTP head that are still within the place of that head are head bytes, even if a cut is among them;
+/// the next part begins by the offsets.
 TEST(icap_request, starts_each_part_by_the_offsets_for_every_cut)
 {
     const std::string extra = "\r\n\r\n\r\n";

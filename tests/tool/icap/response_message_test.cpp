@@ -137,7 +137,7 @@ TEST(icap_reply, starts_its_body_by_the_offsets_and_not_where_the_http_head_ends
     ASSERT_TRUE(whole);
     EXPECT_TRUE(whole->complete());
     EXPECT_EQ(test::text_of(whole->response().raw_head()), bare_head);
-    // The HTTP analyzer gives what it gets behind its head to its message.
+    // The HTTP analyzer passes bytes behind its head to its message.
     EXPECT_EQ(test::body_of(whole->response()), extra + "hello");
     for (std::size_t cut = 1; cut < body.size(); ++cut) {
         const auto message = extract_reply(text);
@@ -148,7 +148,7 @@ TEST(icap_reply, starts_its_body_by_the_offsets_and_not_where_the_http_head_ends
     }
 }
 
-// ---- a head that doesn't end within its size: no check of its own, the bound of the HTTP analyzer ends it
+// ---- a head that does not end within its size: there is no separate check, the limit of the HTTP analyzer ends it
 
 TEST(icap_reply, with_a_head_beyond_its_size_ends_by_the_overflow_of_the_http_analyzer)
 {

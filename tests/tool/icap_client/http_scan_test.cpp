@@ -245,7 +245,7 @@ TEST_F(HttpScan, AResponseWithoutAnswerFailsOpen)
 
 TEST_F(HttpScan, AChunkedResponseGoesAsTheTextOfAChunkedSender)
 {
-    // The text has an end mark of its own, ahead of the one that ends the request.
+    // The text has its own end mark, ahead of the one that ends the request.
     serve(std::move(greeted(0)
                         .expect_until("\r\n0\r\n\r\n")
                         .send(reply::go_on())

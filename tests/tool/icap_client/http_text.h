@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// The HTTP message that a text is.
+/// Returns the HTTP message of a text.
 inline std::unique_ptr<http::message> http_message(const std::string& text)
 {
     http::analyzer analyzer;

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-/// Replies as a scanning service writes them.
+/// Responses in the form in which a scanning service writes them.
 namespace test::reply {
 
 inline const std::string istag = "\"T-1\"";
@@ -17,7 +17,7 @@ inline std::string options(std::uint32_t preview, const std::string& tag = istag
                    "\r\nPreview: ", std::to_string(preview), "\r\nEncapsulated: null-body=0\r\n\r\n"});
 }
 
-/// A reply without a body.
+/// Returns a response without a body.
 inline std::string bare(int status, const std::string& reason, const std::string& tag = istag)
 {
     return joined({"ICAP/1.0 ", std::to_string(status), " ", reason, "\r\nISTag: ", tag,
@@ -41,7 +41,7 @@ inline std::string hexadecimal(std::size_t value)
     return text.str();
 }
 
-/// A body in one chunk, with its end mark.
+/// Returns a body in one chunk, with its end mark.
 inline std::string chunked(const std::string& body)
 {
     if (body.empty()) {
@@ -50,7 +50,7 @@ inline std::string chunked(const std::string& body)
     return joined({hexadecimal(body.size()), "\r\n", body, "\r\n0\r\n\r\n"});
 }
 
-/// A reply that carries an HTTP response with `body`. `infection` is the value of X-Infection-Found.
+/// Returns a response that contains an HTTP response with `body`. `infection` is the value of X-Infection-Found.
 inline std::string with_body(int status, const std::string& infection, const std::string& body,
                              const std::string& tag = istag)
 {

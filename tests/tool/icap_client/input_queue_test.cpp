@@ -21,7 +21,7 @@ std::shared_ptr<buffer> buffer_of(const std::string& text)
     return std::make_shared<buffer>(text.data(), text.data() + text.size());
 }
 
-/// Keeps what it is given, and holds up the queue while its gate is closed.
+/// Stores the buffers that it receives, and blocks the queue while its gate is closed.
 class collector
 {
 public:
@@ -162,7 +162,7 @@ TEST(InputQueue, StopWaitsForARunningHandlerAndLeavesTheRest)
         std::this_thread::yield();
     }
     EXPECT_FALSE(stopped);
-    // Let the stopper get as far as it can: the gate is what it waits for.
+    // Gives the stopping thread time to reach its wait for the gate.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(stopped);
     taken.open_gate();

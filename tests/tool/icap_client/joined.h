@@ -6,7 +6,7 @@
 
 namespace test {
 
-/// Texts one behind the other.
+/// Returns the texts concatenated.
 inline std::string joined(std::initializer_list<std::string_view> parts)
 {
     std::string text;

@@ -34,7 +34,7 @@ protected:
         data = std::make_shared<test::string_data>(std::move(text));
         mail.data = data;
     }
-    /// What a scan of a body of `size` bytes puts on the wire ahead of the body.
+    /// Returns the bytes that a scan of a body of `size` bytes writes to the wire ahead of the body.
     [[nodiscard]] std::string heads(std::uint64_t size) const
     {
         const std::string header =
@@ -65,7 +65,7 @@ protected:
         }
         return joined({heads(body.size()), reply::hexadecimal(body.size()), "\r\n", body, "\r\n0\r\n\r\n"});
     }
-    /// A script that reads a mail of that body and answers.
+    /// Returns a script that reads a mail of that body and answers.
     [[nodiscard]] static conversation answering(const std::string& body, const std::string& answer)
     {
         auto script = greeted().expect_until("\r\n\r\n").expect_until("\r\n\r\n");

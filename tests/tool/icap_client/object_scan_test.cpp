@@ -32,7 +32,7 @@ protected:
         data = std::make_shared<test::string_data>(std::move(text));
         object.data = data;
     }
-    /// The preview request for an object of `size` bytes.
+    /// Returns the preview request for an object of `size` bytes.
     [[nodiscard]] std::string preview_wire(std::size_t size, const std::string& preview) const
     {
         const std::string get = "GET thing.bin HTTP/1.1\r\n\r\n";
@@ -171,7 +171,7 @@ TEST_F(ObjectScan, ShorterThanItsPreviewFailsAfterAContinue)
               "200 S scan request failed: send_respmod_continue(): read bytes not equal requested bytes, object "
               "'thing.bin' skipped. scan result is cleaned");
     EXPECT_EQ(request(), preview_wire(4, "abcd\0\0\0\0"s));
-    EXPECT_FALSE(subject->is_invalid()); // the error flag stays clear, although the request is not finished
+    EXPECT_FALSE(subject->is_invalid()); // the error flag remains clear, although the request is not finished
 }
 
 TEST_F(ObjectScan, BlockedAfterTheContinue)

@@ -23,7 +23,7 @@ using test::scripted_peer;
 
 const std::string mail_end = "\r\n0\r\n\r\n";
 
-/// A conversation of that many answered mail scans.
+/// Returns a conversation of that many answered mail scans.
 conversation mails(int count, const std::string& answer = reply::no_content())
 {
     auto script = greeted();
@@ -97,7 +97,7 @@ TEST_F(PoolOnTheNetwork, ASessionThatThePeerClosedWhileIdleIsReplaced)
     const auto pool = pool_at(peer);
     EXPECT_EQ(scan(pool, mail_of("body")), ScanResult::Clean);
     ASSERT_TRUE(peer.wait_for_end(0));
-    // The close is known to the pool once the outstanding read has completed.
+    // The pool knows of the close after the outstanding read has completed.
     for (int attempt = 0; attempt < 3000 && peer.connections() == 1; ++attempt) {
         pool->release_session(pool->query_session());
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -197,7 +197,7 @@ TEST_F(PoolOnTheNetwork, NoThreadAndNoDescriptorIsLeft)
         pool->release_session(second);
         pool->terminate();
     };
-    run(); // whatever is made once in a process exists from here on
+    run(); // objects that are made once per process exist from here on
     const auto before = test::count_resources();
     run();
     run();

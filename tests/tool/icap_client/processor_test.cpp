@@ -19,7 +19,7 @@ using icap::client::processor;
 using icap::client::trace_provider;
 using calls = std::vector<std::string>;
 
-/// Hands each request to a recording notifier at once, and can fail on the way.
+/// Passes each request to a recording notifier at once, and can fail before that.
 class application final : public icap::application_process
 {
 public:
@@ -81,7 +81,7 @@ class Processor : public testing::Test
 protected:
     Processor() { subject.set_application(&app); }
     void feed(const std::string& bytes) { subject.input(bytes.data(), bytes.data() + bytes.size()); }
-    /// Lets everything that was fed be handled: what comes through afterwards is the answer to a marker.
+    /// Waits until all bytes fed before have been handled: the call that arrives afterwards is the answer to a marker.
     calls after(std::size_t count)
     {
         feed(reply::no_content("\"marker\""));
@@ -171,7 +171,7 @@ TEST_F(Processor, DropsGarbageAndTakesTheNextAnswer)
 
 TEST_F(Processor, DropsBytesThatTheAnalyzerCannotHold)
 {
-    // A head that never ends: the second half no longer fits, so the first one stays and the next answer is taken for
+    // A head that never ends: the second half no longer fits, so the first one remains and the next answer is read as
     // one more header line of it.
     feed(test::joined({"ICAP/1.0 204 No Content\r\nX-Long: ", std::string(9000, 'x')}));
     feed(std::string(9000, 'y'));
@@ -185,7 +185,7 @@ TEST_F(Processor, CallsAgainForAnAnswerWhoseCallbackFailed)
     app.fail_once = true;
     feed(reply::no_content());
     ASSERT_TRUE(app.heard.wait_for(1));
-    // The answer was not forgotten, so any later byte brings it up again.
+    // The answer is still in the cache, so any later byte causes it to be processed again.
     feed("\r\n");
     ASSERT_TRUE(app.heard.wait_for(2));
     EXPECT_EQ(app.heard.calls(), (calls{"no content \"T-1\"", "no content \"T-1\""}));
@@ -193,7 +193,7 @@ TEST_F(Processor, CallsAgainForAnAnswerWhoseCallbackFailed)
 
 TEST_F(Processor, LosesAnAnswerThatComesInOneReadBehindABody)
 {
-    // Header lines behind the end mark of a body count as its trailers, also after a blank line.
+    // Header lines behind the end mark of a body are read as its trailers, even after a blank line.
     feed(reply::blocked("A") + reply::no_content("\"second\""));
     EXPECT_EQ(after(1), calls{"blocked \"T-1\" A"});
 }
@@ -203,7 +203,7 @@ TEST_F(Processor, FiresLateForABodyThatWasOverfilledWhileItWasAssembled)
     const std::string answer = reply::blocked("A");
     feed(answer.substr(0, answer.size() - 3));
     feed(answer.substr(answer.size() - 3) + "ICAP");
-    // The answer is whole, but the bytes behind it were refused and ended that step.
+    // The answer is whole, but the bytes behind it were refused, which ended that step.
     feed("\r\n");
     ASSERT_TRUE(app.heard.wait_for(1));
     EXPECT_EQ(app.heard.calls(), calls{"blocked \"T-1\" A"});
@@ -213,7 +213,7 @@ TEST_F(Processor, ResetForgetsAHalfAssembledAnswer)
 {
     const std::string answer = reply::blocked("A", std::string(100, 'b'));
     feed(answer.substr(0, answer.size() - 50));
-    // Bytes are handled in order, so an answer for another processor's marker cannot tell: wait for the queue.
+    // Bytes are handled in order, so an answer for another processor's marker proves nothing: wait for the queue.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     subject.reset();
     EXPECT_EQ(after(0), calls{});

@@ -13,7 +13,7 @@
 
 namespace test {
 
-/// Writes down the meaning of each reply. May be called and asked from any thread.
+/// Records the meaning of each response. Thread-safe.
 class recording_notifier final : public icap::response_notifier
 {
 public:
@@ -39,13 +39,13 @@ public:
         const std::lock_guard guard(lock_);
         return calls_;
     }
-    /// The answer of the last call that had one.
+    /// Returns the answer of the last call that had one.
     [[nodiscard]] std::shared_ptr<icap::response_message> answer() const
     {
         const std::lock_guard guard(lock_);
         return answer_;
     }
-    /// The threads that the calls came on.
+    /// Returns the threads on which the calls were made.
     [[nodiscard]] std::vector<std::thread::id> threads() const
     {
         const std::lock_guard guard(lock_);

@@ -156,7 +156,7 @@ TEST(MailRequest, OfABodyHasAnEmptyAttachmentNameBehindItsBlank)
 TEST(MailRequest, SendsTheSubjectsOwnBytes)
 {
     auto mail = mail_of("x");
-    mail.subject = "\xfc"; // u umlaut in a code page of one byte a letter
+    mail.subject = "\xfc"; // u umlaut in a code page with one byte per letter
     EXPECT_NE(build_mail_request(host, host, target, mail).find("X-Mail-Subject: /A==\r\n"), std::string::npos);
 }
 

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// The process's threads and open descriptors; zeros on a system that does not list them.
+/// The numbers of threads and open descriptors of the process; zeros on a system that does not list them.
 struct resource_count
 {
     std::size_t threads = 0;
@@ -27,7 +27,8 @@ inline resource_count count_resources()
     return {entries_of("/proc/self/task"), entries_of("/proc/self/fd")};
 }
 
-/// True once there are no more threads and descriptors than told. A joined thread may be listed for a moment longer.
+/// Returns true as soon as there are no more threads and descriptors than `limit`. A joined thread may be listed for a
+/// moment longer.
 inline bool resources_fall_to(const resource_count& limit)
 {
     for (int attempt = 0; attempt < 500; ++attempt) {

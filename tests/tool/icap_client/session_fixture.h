@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// A clock that stands still until it is moved.
+/// A clock that changes only when a test moves it.
 class hand_clock final : public winapi::time_source
 {
 public:
@@ -30,7 +30,7 @@ private:
 
 inline const std::string options_marker = "Encapsulated: null-body=0\r\n\r\n";
 
-/// A conversation that begins with an answered OPTIONS request.
+/// Returns a conversation that begins with an answered OPTIONS request.
 inline conversation greeted(std::uint32_t preview = 0)
 {
     return conversation{}.expect_until(options_marker).send(reply::options(preview));
@@ -75,7 +75,7 @@ protected:
         subject = std::make_shared<icap::client::session_impl>(target(), channel, timing, clock);
         return subject;
     }
-    /// What came in behind the OPTIONS request.
+    /// Returns the bytes received behind the OPTIONS request.
     [[nodiscard]] std::string request(std::size_t connection = 0) const
     {
         const std::string all = peer->received(connection);
@@ -83,14 +83,14 @@ protected:
         EXPECT_EQ(all.substr(0, options.size()), options);
         return all.substr(std::min(options.size(), all.size()));
     }
-    /// "session(0x...)" of the session.
+    /// Returns the "session(0x...)" of the session.
     [[nodiscard]] std::string name() const
     {
         std::ostringstream text;
         text << "session(" << subject.get() << ")";
         return text.str();
     }
-    /// The captured lines of the client's logger, with the session's name taken out.
+    /// Returns the captured lines of the client's logger, without the session's name.
     [[nodiscard]] std::vector<std::string> lines(const log_capture& log) const
     {
         std::vector<std::string> found;

@@ -30,7 +30,7 @@ protected:
         }
         return "nothing was raised";
     }
-    /// True as soon as the session is invalid; false if it does not become so for long.
+    /// Returns true as soon as the session is invalid; false if it does not become so for a long time.
     bool becomes_invalid()
     {
         for (int attempt = 0; attempt < 3000; ++attempt) {

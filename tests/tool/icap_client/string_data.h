@@ -11,7 +11,7 @@
 
 namespace test {
 
-/// A body in a string, with faults on demand.
+/// A body in a string, with faults that a test can switch on.
 class string_data final : public web::io_data
 {
 public:
@@ -58,7 +58,7 @@ public:
     bool raise_on_write = false;
     std::uint64_t most_per_read = ~std::uint64_t{0};
     std::uint64_t most_per_write = ~std::uint64_t{0};
-    std::uint64_t phantom_bytes = 0; ///< told by size() but never given by read()
+    std::uint64_t phantom_bytes = 0; ///< reported by size() but never returned by read()
     int reads = 0;
 
 private:

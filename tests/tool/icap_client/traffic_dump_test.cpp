@@ -19,7 +19,7 @@ using namespace icap::client;
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-/// A folder of its own that goes away with the test, and a registry that names it.
+/// A separate folder that is removed with the test, and a registry that names it.
 class TrafficDump : public testing::Test
 {
 protected:
@@ -53,7 +53,7 @@ protected:
         std::ifstream file(folder / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    /// "%09d_%p" with the number that the file's name carries.
+    /// Returns "%09d_%p" with the number in the file's name.
     [[nodiscard]] std::string identity() const
     {
         std::array<char, 32> text{};

@@ -2,7 +2,7 @@
 
 namespace test {
 
-/// Asks the system whether the byte at an address can be read, without touching it.
+/// Returns whether the byte at an address can be read, as the system reports it without an access to the byte.
 [[nodiscard]] bool can_be_read(const void* address);
 
 } // namespace test

@@ -13,7 +13,7 @@ using winapi::compare_no_case;
 using winapi::conv_to_char;
 using winapi::conv_to_wide;
 
-/// Holds another ANSI code page for one test.
+/// Sets another ANSI code page for one test.
 class ansi_is
 {
 public:
@@ -28,7 +28,7 @@ private:
     std::uint32_t before_;
 };
 
-/// U+1F600 in wide text, whatever the width of a wide character is.
+/// U+1F600 in wide text, for any width of a wide character.
 const std::wstring smile = L"\U0001F600";
 
 TEST(conv_to_char, writes_utf8_of_every_length)
@@ -136,7 +136,7 @@ TEST(conversions, know_code_pages_beyond_the_two_common_ones)
     EXPECT_EQ(conv_to_wide("\xCD", 20866), L"\u043c"); // KOI8-R
     EXPECT_EQ(conv_to_wide("\xE9", 28591), L"\u00e9"); // Latin-1
     EXPECT_EQ(conv_to_char(L"\u0142", 28592), "\xB3"); // Latin-2
-    EXPECT_EQ(conv_to_char(L"a\u4e2db", 1251), "a?b"); // what does not fit
+    EXPECT_EQ(conv_to_char(L"a\u4e2db", 1251), "a?b"); // a character that the code page does not contain
 }
 
 TEST(conversions, handle_texts_longer_than_an_inner_block)
@@ -162,7 +162,7 @@ TEST(conv_to_wide, puts_replacement_characters_for_broken_utf8)
     EXPECT_EQ(conv_to_wide("a\x80z", code_page_utf8), L"a\uFFFDz");
     EXPECT_EQ(conv_to_wide("a\xC3", code_page_utf8), L"a\uFFFD");
     EXPECT_EQ(conv_to_wide("\xC3z", code_page_utf8), L"\uFFFDz");
-    // Overlong forms and surrogates are no code points; how many replacements they make is the system's affair.
+    // Overlong forms and surrogates are not code points; the number of replacements for them depends on the system.
     for (const char* broken : {"\xC0\xAF", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80"}) {
         const std::wstring wide = conv_to_wide(broken, code_page_utf8);
         EXPECT_FALSE(wide.empty());

@@ -6,9 +6,9 @@
 
 namespace {
 
-std::wstring domain_of_all; // of every user that the look-up below is asked for
+std::wstring domain_of_all; // returned for every user by the look-up below
 
-/// Knows every user as the system's own account, and answers as LookupAccountNameW does.
+/// Reports every user as the system's own account, with the results of LookupAccountNameW.
 BOOL WINAPI know_everybody(LPCWSTR, LPCWSTR, PSID sid, LPDWORD sid_size, LPWSTR domain, LPDWORD domain_size,
                            PSID_NAME_USE use)
 {

@@ -54,7 +54,7 @@ TEST(once, lets_many_threads_see_one_run_that_is_finished)
     constexpr int thread_count = 8;
     for (int round = 0; round < 50; ++round) {
         winapi::once_flag flag;
-        int value = 0; // not atomic: the guard alone makes it good to read
+        int value = 0; // not atomic: only the guard makes it safe to read
         int runs = 0;
         std::barrier start(thread_count);
         std::vector<std::thread> threads;
@@ -126,7 +126,7 @@ TEST(named_mutex, may_be_held_several_times_over_by_one_thread)
             const winapi::named_mutex_lock held(name);
             entered = true;
         });
-        EXPECT_FALSE(entered); // the outer hold is still in force
+        EXPECT_FALSE(entered); // the outer lock is still held
     }
     other.join();
     EXPECT_TRUE(entered);

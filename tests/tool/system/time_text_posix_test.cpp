@@ -12,7 +12,7 @@ constexpr std::uint64_t second = 10000000U;
 constexpr std::uint64_t afternoon = 116444736000000000U + 1795273445U * second;
 constexpr std::uint64_t hour = 3600U * second;
 
-/// Another time zone for one test.
+/// Sets another time zone for one test.
 class time_zone
 {
 public:

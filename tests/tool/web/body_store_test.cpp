@@ -69,7 +69,7 @@ TEST(body_store, makes_its_file_in_the_configured_directory)
     const test::temporary_folder folder("body-store");
     web::body_store_config config;
     config.temp_directory = folder.text();
-    config.temp_directory.pop_back(); // the last separator is not asked for
+    config.temp_directory.pop_back(); // the trailing separator is optional
     const auto store = web::make_body_store(web::unknown_body_size, config);
     EXPECT_EQ(name_of(*store).substr(0, folder.text().size()), folder.text());
 }

@@ -221,7 +221,7 @@ TEST_F(io_file_in_folder, holds_a_body_of_a_gigabyte)
 {
     io_file file(folder_.text());
     constexpr std::uint64_t gigabyte = 1U << 30U;
-    file.size(gigabyte - 3); // a file with a gap, so that the disk is spared
+    file.size(gigabyte - 3); // a sparse file, which needs little space on the disk
     EXPECT_EQ(file.append("end of it", 9), 9U);
     EXPECT_EQ(file.size(), gigabyte + 6);
     char bytes[16] = {};

@@ -30,7 +30,7 @@ std::string pattern(std::size_t size)
     return bytes;
 }
 
-/// The text of the exception that a call raises, of the type asked for; "no exception" for none.
+/// Returns the text of the exception of the given type that a call throws; "no exception" if it throws none.
 template <typename Exception, typename Call>
 std::string raised(const Call& call)
 {
@@ -182,7 +182,7 @@ TEST(io_memory, raises_when_so_much_cannot_be_reserved)
 
 TEST(io_memory, never_moves_and_spends_memory_only_where_data_reaches)
 {
-    // More than the machine has: possible only because pages without data cost nothing.
+    // More than the machine has: possible only because pages without data use no memory.
     io_memory memory(std::uint64_t{64} << 30U);
     std::byte* base = nullptr;
     std::uint64_t size = 0;
@@ -262,7 +262,7 @@ TEST(io_memory, gives_a_view_of_all_its_bytes)
     io_memory memory(100000);
     const std::string bytes = pattern(5000);
     memory.append(bytes.data(), bytes.size());
-    memory.size(50000); // with pages that nothing was written to
+    memory.size(50000); // with pages that were never written to
     const auto view = memory.view();
     ASSERT_EQ(view->size(), 50000U);
     const std::string seen(reinterpret_cast<const char*>(view->address()), view->size());

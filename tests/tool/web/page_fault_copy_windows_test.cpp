@@ -45,7 +45,7 @@ TEST(io_memory_pages, that_cannot_be_committed_make_the_copy_fail)
     io_memory memory(10 * 4096);
     std::byte* const base = base_of(memory);
     memory.size(10 * 4096);
-    // Takes the region away behind its owner's back: no page of it can be committed any more.
+    // Releases the region without its owner's knowledge: no page of it can be committed afterwards.
     ASSERT_NE(::VirtualFree(base, 0, MEM_RELEASE), FALSE);
     char bytes[100] = {};
     const auto text_of = [](const auto& call) -> std::string {
@@ -63,7 +63,7 @@ TEST(io_memory_pages, that_cannot_be_committed_make_the_copy_fail)
     EXPECT_EQ(memory.size(), 9U * 4096U) << "a failed copy leaves the size alone";
 }
 
-/// Tells in a handler behind all others whether a fault has come through.
+/// Counts, in the last handler of the chain, the faults that were passed on.
 int faults_passed_on = 0;
 void* repaired_page = nullptr;
 

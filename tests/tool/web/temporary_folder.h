@@ -6,7 +6,7 @@
 
 namespace test {
 
-/// An empty folder of this process, removed with all it holds in the end.
+/// An empty folder of this process, removed at the end with all its contents.
 class temporary_folder
 {
 public:
@@ -15,7 +15,7 @@ public:
     temporary_folder& operator=(const temporary_folder&) = delete;
     ~temporary_folder();
 
-    /// The path with its last separator.
+    /// Returns the path with its trailing separator.
     [[nodiscard]] std::wstring text() const;
     [[nodiscard]] static std::wstring separator();
     [[nodiscard]] std::size_t count() const;

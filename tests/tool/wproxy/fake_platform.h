@@ -11,23 +11,23 @@
 
 namespace test {
 
-/// Winsock as a test wants it: every operation gives the next result that was set for it, success by default, and is
-/// written down in `calls`. Nothing waits.
+/// A Winsock that a test controls: every operation returns the next result that was set for it, success by default, and
+/// is recorded in `calls`. No operation waits.
 class fake_platform final : public web::socket_platform
 {
 public:
     fake_platform() = default;
     ~fake_platform() override;
 
-    /// A handle that is valid and belongs to nothing.
+    /// Returns a handle that is valid and refers to no object.
     [[nodiscard]] static tpl::native_handle some_handle();
-    /// Makes the next calls of `operation` give these codes; later ones succeed.
+    /// Makes the next calls of `operation` return these codes; later ones succeed.
     void will_give(const std::string& operation, std::vector<std::uint32_t> codes);
-    /// Makes the next enumerations find these events with this code in the event's place.
+    /// Makes the next enumerations return these events, with this code for the event at `bit`.
     void will_find(std::uint32_t events, std::size_t bit = 0, std::uint32_t code = 0);
-    /// The calls since the last time, without the ones that tell nothing here (create_event).
+    /// Returns the calls since the last time, except those without significance here (create_event).
     [[nodiscard]] std::vector<std::string> take_calls();
-    /// Takes the context of the read under way out; null if there is none.
+    /// Returns the context of the read under way and gives up its ownership; null if there is none.
     [[nodiscard]] std::unique_ptr<web::read_context> take_outstanding();
     [[nodiscard]] bool read_is_outstanding() const { return outstanding_ != nullptr; }
 
@@ -54,14 +54,14 @@ public:
     void set_last_error(std::uint32_t code) override;
     void debug_break() override;
 
-    web::socket_address local = web::make_socket_address(0x7F000001, 50123); ///< what getsockname gives
-    web::socket_address asked;                                               ///< what connect was given last
+    web::socket_address local = web::make_socket_address(0x7F000001, 50123); ///< result of getsockname
+    web::socket_address asked;                                               ///< last argument of connect
     std::string user = "someone";
     std::deque<std::int64_t> clock_values; ///< then 0
-    std::uint32_t wait_error = 0;          ///< the code that goes with a failed wait
-    std::deque<std::uint32_t> send_counts; ///< what the next successful sends take; then everything
-    std::string sent_bytes;                ///< what sends have taken
-    std::uint32_t text_size_needed = 0;    ///< what address_to_string asks for when it fails
+    std::uint32_t wait_error = 0;          ///< the code of a failed wait
+    std::deque<std::uint32_t> send_counts; ///< counts taken by the next successful sends; then everything
+    std::string sent_bytes;                ///< bytes taken by sends
+    std::uint32_t text_size_needed = 0;    ///< the size that address_to_string requests when it fails
     bool attachable = true;
 
 private:

@@ -10,7 +10,7 @@ using test::strings;
 class SocketCreate : public test::SocketOnFakePlatform
 {
 protected:
-    /// Log lines of a constructor that raises: the object's address is not known to the test.
+    /// Returns the log lines of a constructor that throws: the test does not know the object's address.
     [[nodiscard]] strings logged_with_any_address() const
     {
         strings lines;

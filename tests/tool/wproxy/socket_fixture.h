@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// Keeps what a socket delivers and reports, in one list, in order.
+/// Records the bytes and errors of a socket, in one list, in order.
 class recorder final : public tpl::iasync, public web::socket::state
 {
 public:
@@ -43,12 +43,12 @@ public:
 
 using strings = std::vector<std::string>;
 
-/// A socket on a platform that does what the test says. Log lines come as "LEVEL TEXT", with SOCKET for the socket's
+/// A socket on a platform that the test controls. Log lines have the form "LEVEL TEXT", with SOCKET for the socket's
 /// address and CTX for the context's.
 class SocketOnFakePlatform : public testing::Test
 {
 protected:
-    /// Makes the socket, without a channel, and forgets what that called and logged.
+    /// Makes the socket, without a channel, and discards the calls and log lines of that.
     void make(bool connected = true)
     {
         socket.emplace(fake_platform::some_handle(), nullptr, &receiver, &receiver, connected, platform);
@@ -82,7 +82,8 @@ protected:
     }
     [[nodiscard]] strings calls() { return platform.take_calls(); }
 
-    /// What an operation raises: "CODE", then the text behind the code if there is one. Checks file and line.
+    /// Returns the exception of an operation: "CODE", then the text behind the code if there is one. Checks file and
+    /// line.
     [[nodiscard]] static std::string raised_by(const std::function<void()>& operation)
     {
         try {
@@ -99,7 +100,7 @@ protected:
         return "nothing";
     }
 
-    /// Starts a read and takes its context, which the log then calls CTX.
+    /// Starts a read and takes its context, which the log lines then name CTX.
     [[nodiscard]] std::unique_ptr<web::read_context> started_read()
     {
         socket->read();

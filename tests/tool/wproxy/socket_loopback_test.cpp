@@ -26,13 +26,13 @@ using tpl::wait_result;
 constexpr std::uint32_t long_wait = 60000;
 constexpr int many_looks = 6000;
 
-/// What systems say of a read whose handle is closed under it.
+/// Matches the codes that systems report for a read whose handle is closed during it.
 auto cut_off()
 {
     return testing::AnyOf(995U, 64U, 676U, 1236U);
 }
 
-/// Keeps what a socket delivers and reports; the waits are bounded.
+/// Records the bytes and errors of a socket; the waits are bounded.
 class receiver final : public tpl::iasync, public web::socket::state
 {
 public:
@@ -284,7 +284,7 @@ TEST_F(SocketOnLoopback, StaysUnclosedUntilTheReadCutOffByCloseHasCompleted)
     start_reading();
     test::log_capture log;
     socket->close();
-    const auto errors = input.wait_for_error(); // reported ahead of the detaching
+    const auto errors = input.wait_for_error(); // reported before the socket detaches
     EXPECT_THAT(errors, ElementsAre(cut_off()));
     EXPECT_TRUE(becomes_closed());
     EXPECT_NE(input.error_threads().front(), std::this_thread::get_id());
@@ -294,7 +294,7 @@ TEST_F(SocketOnLoopback, StaysUnclosedUntilTheReadCutOffByCloseHasCompleted)
 
 TEST_F(SocketOnLoopback, WithItsWorkersBusyStaysUnclosedAfterClose)
 {
-    // The workers are kept busy, so that the cancelled read cannot complete yet.
+    // Keeps the workers busy, so that the cancelled read cannot complete yet.
     struct busy final : tpl::iasync, web::socket::state
     {
         bool input(const char*, const char*) override
@@ -403,7 +403,7 @@ TEST_F(SocketOnLoopback, WaitsForASlowReader)
         EXPECT_EQ(go.wait(long_wait), wait_result::signalled);
         got = receive_at_peer(bytes.size());
     });
-    std::thread releaser([&] { // only when the writer has met a full connection
+    std::thread releaser([&] { // only after the writer has met a full connection
         for (int look = 0; look < many_looks && !log.contains(") write is blocked (WSAEWOULDBLOCK)"); ++look) {
             tpl::sleep_ex(10, false);
         }
@@ -563,7 +563,7 @@ TEST(SocketResources, LeaveNoThreadAndNoDescriptorBehind)
         peer.close();
         EXPECT_EQ(input.wait_for_error(), std::vector<std::uint32_t>{10058});
     };
-    round(); // what the process sets up once
+    round(); // creates the objects that exist once per process
     const auto before = test::process_resources::now();
     for (int count = 0; count < 10; ++count) {
         round();

@@ -83,7 +83,7 @@ TEST_F(SystemSockets, GiveCode10057WhereNothingIsConnected)
     std::array<char, 4> bytes{};
     tpl::io_context context;
     const auto code = platform.send(handle, bytes.data(), bytes.size(), sent);
-    EXPECT_TRUE(code == 10057 || code == 10054) << code; // Wine takes it for a broken connection
+    EXPECT_TRUE(code == 10057 || code == 10054) << code; // Wine reports a broken connection
     EXPECT_EQ(platform.recv(handle, bytes.data(), bytes.size(), &context), 10057U);
     EXPECT_EQ(platform.send_disconnect(handle), 10057U);
 }

@@ -247,7 +247,7 @@ TEST_F(SocketRead, SetsItsEventOnceEachCompletionWasHandled)
     EXPECT_EQ(handled.wait(0), tpl::wait_result::signalled);
 }
 
-/// Splits what it is fed at commas.
+/// Splits its input at commas.
 class comma_filter final : public web::byte_filter
 {
 public:

@@ -10,7 +10,7 @@ namespace {
 using test::strings;
 namespace events = web::network_event;
 
-/// Doubles each byte on the way out and remembers the sizes of its blocks.
+/// Doubles each byte on the way out and records the sizes of its blocks.
 class doubling_filter final : public web::byte_filter
 {
 public:

@@ -10,7 +10,7 @@
 
 namespace cctool {
 
-/// Where an error was raised, and the numbers that it carries.
+/// The source location of an error, and its numbers.
 struct ErrorSource
 {
     const char* file; ///< text of static storage
@@ -19,7 +19,7 @@ struct ErrorSource
     std::uint32_t code = 0;
 };
 
-/// What an error knows. It is shared by the copies of the error and by the errors that wrap it, on any thread.
+/// The contents of an error. They are shared by the copies of the error and by the errors that wrap it, on any thread.
 struct ErrorContext
 {
     mutable std::atomic<std::uint32_t> references{0};
@@ -29,7 +29,7 @@ struct ErrorContext
     std::string description; ///< may be empty
     const char* file;
     std::uint32_t line;
-    boost::intrusive_ptr<const ErrorContext> next; ///< the error that was wrapped; may be null
+    boost::intrusive_ptr<const ErrorContext> next; ///< the wrapped error; may be null
 
     ErrorContext(const char* class_name, std::string what_happened, const ErrorSource& source,
                  boost::intrusive_ptr<const ErrorContext> wrapped);
@@ -41,14 +41,14 @@ struct ErrorContext
 void intrusive_ptr_add_ref(const ErrorContext* context) noexcept;
 void intrusive_ptr_release(const ErrorContext* context) noexcept;
 
-/// The base of this library's errors. Copies share the context and do not throw. One object is used by one thread at
-/// a time, since what() keeps its text.
+/// The base of this library's errors. Copies share the context and do not throw. One object must be used by one thread
+/// at a time, because what() stores its text.
 class Error : public std::exception
 {
 public:
     using ContextPtr = boost::intrusive_ptr<const ErrorContext>;
 
-    /// An error without context: its text is "Unspecified error without context.".
+    /// Makes an error without context: its text is "Unspecified error without context.".
     Error() noexcept = default;
     /// `name` and `wrapped` may be null.
     Error(const char* name, std::string description, const ErrorSource& source, const Error* wrapped = nullptr);
@@ -56,15 +56,15 @@ public:
     Error& operator=(const Error&) noexcept = default;
     ~Error() override;
 
-    /// The text of this error alone: "NAME occured at FILE(LINE). Subsystem: 0xN. Code: 0xN. Description: TEXT.".
-    /// It is built on first use and kept; if memory is short, the bare class name stands in for it.
+    /// Returns the text of this error alone: "NAME occured at FILE(LINE). Subsystem: 0xN. Code: 0xN. Description:
+    /// TEXT.". It is built at the first call and kept. If memory is insufficient, the class name alone is returned.
     [[nodiscard]] const char* what() const noexcept override;
-    /// The text of this error and of each one that it wraps, those on lines that open with a tab.
+    /// Returns the text of this error and of each error that it wraps; the latter are on lines that begin with a tab.
     [[nodiscard]] virtual std::string FullText() const;
-    /// "B", then for each error "SUBSYSTEMXCODEX", in hexadecimal.
+    /// Returns "B", then for each error "SUBSYSTEMXCODEX", in hexadecimal.
     [[nodiscard]] virtual std::string CompactText() const;
 
-    /// Null for an error without context.
+    /// Returns null for an error without context.
     [[nodiscard]] const ContextPtr& Context() const noexcept { return context_; }
 
 private:

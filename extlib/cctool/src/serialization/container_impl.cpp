@@ -24,7 +24,7 @@ constexpr const char* container_source = "extlib\\cctool\\src\\serialization\\co
     throw ContainerElementAccessError(tag, reason, {container_source, line});
 }
 
-/// Room behind some bytes that is taken away again if it isn't kept.
+/// Space appended to some bytes, which is removed again unless it is kept.
 class AddedBytes
 {
 public:

@@ -7,7 +7,7 @@
 
 namespace cctool::Serialization::StlDTree::detail {
 
-/// The one way into a blob: a position that never passes the end. Integers are big-endian.
+/// Reads a blob: a position that never passes the end. Integers are big-endian.
 class Reader
 {
 public:
@@ -16,7 +16,7 @@ public:
         , size_(size)
     {}
 
-    /// False, and nothing consumed, if too few bytes are left.
+    /// Returns false and consumes nothing if too few bytes are left.
     template <typename Integer>
     [[nodiscard]] bool Read(Integer& value) noexcept
     {
@@ -33,7 +33,7 @@ public:
         return true;
     }
 
-    /// Steps over `count` bytes and returns the first of them; null, and nothing consumed, if fewer are left.
+    /// Skips `count` bytes and returns the first of them; returns null and consumes nothing if fewer are left.
     [[nodiscard]] const std::uint8_t* Take(std::uint64_t count) noexcept
     {
         if (count > Left()) {
@@ -52,7 +52,7 @@ private:
     std::size_t position_ = 0;
 };
 
-/// Its counterpart: writes into memory of a known size and never beyond it.
+/// Writes a blob into memory of a known size and never beyond it. Integers are big-endian.
 class Writer
 {
 public:

@@ -8,7 +8,7 @@ namespace cctool::Serialization::StlDTree::detail {
 
 void Insides::Release(std::unique_ptr<Insides> insides) noexcept
 {
-    struct Waiting // trivial, so that it needs no clean-up at the end of a thread
+    struct Waiting // trivial, so that it needs no destruction at the end of a thread
     {
         Insides* first;
         bool releasing;

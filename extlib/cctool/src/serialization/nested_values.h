@@ -7,8 +7,8 @@
 
 namespace cctool::Serialization::StlDTree::detail {
 
-/// The insides of an array or container. They are released one after the other and not one within the other, however
-/// deep the tree is; that takes no memory.
+/// The contents of an array or container. They are released one after the other instead of recursively, at any depth of
+/// the tree; this needs no memory.
 class Insides
 {
 public:
@@ -17,14 +17,14 @@ public:
     Insides& operator=(const Insides&) = delete;
     virtual ~Insides() = default;
 
-    /// Releases them now, or, on a thread that is within such a call already, when that call comes to it.
+    /// Releases them now or, on a thread that is already within such a call, when that call reaches them.
     static void Release(std::unique_ptr<Insides> insides) noexcept;
 
 private:
-    std::unique_ptr<Insides> next_; ///< what waits behind these
+    std::unique_ptr<Insides> next_; ///< the next contents to release
 };
 
-/// Values in a row. A slot that was never set is null.
+/// Values by index. A slot that was never set is null.
 class ArrayValue final : public Value
 {
 public:
@@ -40,7 +40,7 @@ public:
     [[nodiscard]] TypeCode Type() const noexcept override { return type; }
     [[nodiscard]] std::size_t SerializedSize() const override;
     [[nodiscard]] bool Serialize(Writer& writer) const override;
-    /// A count that no vector could hold raises std::length_error "vector<T> too long".
+    /// Throws std::length_error "vector<T> too long" for a count that exceeds any possible vector.
     [[nodiscard]] bool Deserialize(Reader& reader) override;
 
 private:
@@ -67,7 +67,7 @@ public:
     [[nodiscard]] TypeCode Type() const noexcept override { return type; }
     [[nodiscard]] std::size_t SerializedSize() const override;
     [[nodiscard]] bool Serialize(Writer& writer) const override;
-    /// As that of ArrayValue, whose failures may come from any depth.
+    /// As ArrayValue::Deserialize(); the failures may be of any depth.
     [[nodiscard]] bool Deserialize(Reader& reader) override;
 
 private:

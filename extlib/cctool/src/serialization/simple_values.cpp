@@ -70,8 +70,8 @@ std::wstring TextOf(const std::u16string& units)
     return text;
 }
 
-/// Reads a length in units of `unit_size` bytes and steps over them. Memory is asked for only after this, so that a
-/// length which the data cannot fill costs none.
+/// Reads a length in units of `unit_size` bytes and skips that many units. Memory is allocated only after this, so that
+/// a length which the data cannot fill costs none.
 const std::uint8_t* TakeCounted(Reader& reader, std::size_t unit_size, std::size_t& count) noexcept
 {
     std::uint64_t length = 0;

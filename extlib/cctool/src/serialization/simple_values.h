@@ -29,7 +29,7 @@ inline constexpr TypeCode type_code_of<std::uint64_t> = TypeCode::Unsigned64;
 template <>
 inline constexpr TypeCode type_code_of<bool> = TypeCode::Bool;
 
-/// An integer, or a bool: one byte, in which anything but 0 reads as true.
+/// An integer or a bool. A bool is one byte, which reads as true unless it is 0.
 template <typename T>
 class SimpleValueImpl final : public Value
 {
@@ -59,9 +59,9 @@ private:
     T value_;
 };
 
-/// Text as the blob has it: bytes for char, 16-bit units for wchar_t, whatever the width of wchar_t is here. Where it
-/// is wider, a code point beyond 16 bits is held as its two surrogates, and two such surrogates are given out as one
-/// code point; a surrogate that stands alone stays as it is.
+/// Text in the form of the blob: bytes for char, 16-bit units for wchar_t, regardless of the width of wchar_t on this
+/// system. Where wchar_t is wider, a code point of more than 16 bits is stored as its two surrogates, and two such
+/// surrogates are returned as one code point; an unpaired surrogate is not changed.
 template <typename Char>
 class StringValueImpl final : public Value
 {

@@ -12,14 +12,14 @@ using Items = ArrayValue::Items;
 using Entries = ContainerValue::Entries;
 
 constexpr std::uint64_t highest_array_count = 0x0FFFFFFFFFFFFFFF;
-/// Memory for so many elements is asked for at once, as the parts of a setting are three; all others must show up
-/// first, since a count costs an enemy nothing.
+/// Memory for up to this many elements is allocated at once, because a setting has three parts. All others must be read
+/// first, because a large count costs an attacker nothing.
 constexpr std::uint64_t trusted_array_count = 4;
 constexpr std::size_t count_size = sizeof(std::uint64_t);
 constexpr std::size_t type_size = sizeof(std::uint32_t);
 constexpr std::size_t tag_size = sizeof(std::uint32_t);
 
-/// Reads elements into an array or container, and into those that it finds in there.
+/// Reads elements into an array or container, and into those nested in it.
 class TreeReading
 {
 public:
@@ -44,7 +44,7 @@ public:
     }
 
 private:
-    /// An array or container that waits for more elements.
+    /// An array or container that expects more elements.
     struct Open
     {
         Items* items;     ///< of an array
@@ -92,7 +92,7 @@ private:
         }
         Value& value = *created;
         if (open.entries != nullptr) {
-            // At the end is where it belongs in a blob that keeps the order.
+            // The end is the correct position in a blob with ordered tags.
             open.entries->insert_or_assign(open.entries->end(), tag, std::move(created));
         } else {
             open.items->push_back(std::move(created));

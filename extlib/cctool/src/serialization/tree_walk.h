@@ -2,16 +2,16 @@
 
 #include "extlib/cctool/src/serialization/nested_values.h"
 
-/// The walks over whole trees. Each keeps its own stack in memory, so that no depth of nesting can exhaust the
-/// thread's.
+/// The traversals of whole trees. Each has its own stack in memory, so that deep nesting cannot exhaust the thread's
+/// stack.
 namespace cctool::Serialization::StlDTree::detail {
 
-/// Reads the count of elements and the elements into an empty value; see Value::Deserialize for failures. After a
-/// failure it holds what was read so far.
+/// Reads the count of elements and the elements into an empty value; failures are documented in Value::Deserialize.
+/// After a failure the value contains what was read so far.
 [[nodiscard]] bool ReadTree(ArrayValue& root, Reader& reader);
 [[nodiscard]] bool ReadTree(ContainerValue& root, Reader& reader);
 
-/// The bytes that WriteTree() needs. An empty slot counts as its type code alone.
+/// Returns the number of bytes that WriteTree() needs. An empty slot counts as its type code alone.
 [[nodiscard]] std::size_t TreeSize(const ArrayValue& root);
 [[nodiscard]] std::size_t TreeSize(const ContainerValue& root);
 

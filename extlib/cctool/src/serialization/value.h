@@ -8,7 +8,7 @@
 
 namespace cctool::Serialization::StlDTree::detail {
 
-/// The numbers that tell the types of values apart in a blob.
+/// The numbers that identify the types of values in a blob.
 enum class TypeCode : std::uint32_t
 {
     Signed8 = 1,
@@ -37,17 +37,17 @@ public:
     virtual ~Value() = default;
 
     [[nodiscard]] virtual TypeCode Type() const noexcept = 0;
-    /// In bytes, without the type code that stands before a value.
+    /// Returns the size in bytes, without the type code ahead of the value.
     [[nodiscard]] virtual std::size_t SerializedSize() const = 0;
-    /// False if the writer has too little room, or a slot of an array is empty.
+    /// Returns false if the writer has too little space, or a slot of an array is empty.
     [[nodiscard]] virtual bool Serialize(Writer& writer) const = 0;
-    /// False, with the value as it was, if the bytes are not such a value.
+    /// Returns false, and does not change the value, if the bytes are not such a value.
     [[nodiscard]] virtual bool Deserialize(Reader& reader) = 0;
 };
 
 using ValuePtr = std::shared_ptr<Value>;
 
-/// An empty value of a type; null for a type that there is not.
+/// Returns an empty value of a type; null for an unknown type.
 [[nodiscard]] ValuePtr CreateValue(TypeCode type);
 
 } // namespace cctool::Serialization::StlDTree::detail

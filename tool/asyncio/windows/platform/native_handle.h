@@ -12,7 +12,7 @@ inline constexpr native_handle invalid_handle = INVALID_SOCKET;
 /// The handle of a thread started by start_thread.
 using thread_handle = HANDLE;
 
-/// What the platform keeps of one operation under way.
+/// The platform's record of one operation under way.
 using overlapped = OVERLAPPED;
 
 } // namespace tpl

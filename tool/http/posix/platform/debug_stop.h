@@ -6,7 +6,7 @@
 
 namespace platform {
 
-/// Stops in a debugger that is attached; without one, does nothing.
+/// Breaks into an attached debugger; without one, does nothing.
 inline void debug_stop()
 {
     std::ifstream status("/proc/self/status");

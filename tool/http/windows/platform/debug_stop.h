@@ -4,7 +4,7 @@
 
 namespace platform {
 
-/// Stops in a debugger that is attached; without one, does nothing.
+/// Breaks into an attached debugger; without one, does nothing.
 inline void debug_stop() noexcept
 {
     if (IsDebuggerPresent() != FALSE) {

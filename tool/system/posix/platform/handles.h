@@ -7,7 +7,7 @@
 
 namespace winapi {
 
-/// File descriptors of any kind: -1 when invalid.
+/// File descriptors of any kind: -1 if invalid.
 struct file_handle_traits
 {
     using type = int;

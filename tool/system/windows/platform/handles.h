@@ -2,11 +2,11 @@
 
 #include "tool/system/unique_handle.h"
 
-#include <winsock2.h> // brings windows.h, without the old socket declarations
+#include <winsock2.h> // includes windows.h, without the old socket declarations
 
 namespace winapi {
 
-/// Keeps the thread's last error over a call that closes something.
+/// Preserves the thread's last error during a call that closes a handle.
 class last_error_keeper
 {
 public:
@@ -21,7 +21,7 @@ private:
     DWORD code_;
 };
 
-/// Events, mutexes, threads, mappings, ports: null when invalid.
+/// Events, mutexes, threads, mappings, ports: null if invalid.
 struct kernel_handle_traits
 {
     using type = HANDLE;
@@ -34,7 +34,7 @@ struct kernel_handle_traits
 };
 using kernel_handle = unique_handle<kernel_handle_traits>;
 
-/// Files: INVALID_HANDLE_VALUE when invalid.
+/// Files: INVALID_HANDLE_VALUE if invalid.
 struct file_handle_traits
 {
     using type = HANDLE;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <winsock2.h> // brings windows.h, without the old socket declarations
+#include <winsock2.h> // includes windows.h, without the old socket declarations
 
 #include <cstdint>
 

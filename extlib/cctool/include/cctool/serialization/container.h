@@ -9,13 +9,13 @@
 #include <utility>
 #include <vector>
 
-/// The tree of tagged values in which settings travel. A container maps numeric tags to typed values; a value may
-/// itself be an array or a container. What is handed out shares the node and outlives its parent. A tree is used by
-/// one thread at a time; it may be released on any.
+/// The tree of tagged values that contains settings for transport. A container maps numeric tags to typed values; a
+/// value may itself be an array or a container. A returned array or container shares the node and outlives its parent.
+/// A tree must be used by one thread at a time; any thread may release it.
 ///
-/// A setter replaces whatever value, of whatever type, was there. A getter wants the exact type that was set: there is
-/// no conversion between widths or signs. It raises ContainerElementAccessError or ArrayElementAccessError with
-/// AccessFailure::NotFound or AccessFailure::InvalidType, and leaves its out-parameter as it was.
+/// A setter replaces an existing value of any type. A getter requires the exact type that was set: there is no
+/// conversion between widths or signs. It throws ContainerElementAccessError or ArrayElementAccessError with
+/// AccessFailure::NotFound or AccessFailure::InvalidType, and does not change its out-parameter then.
 namespace cctool::Serialization {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -23,7 +23,7 @@ using VersionPair = std::pair<std::uint16_t, std::uint16_t>; ///< major, minor
 
 class IContainer;
 
-/// Values by index. An index at or above the size is a fault of the caller; it is answered as an empty slot is.
+/// Values by index. An index at or above the size is an error of the caller, with the same result as an empty slot.
 class IArray
 {
 public:
@@ -42,7 +42,7 @@ public:
     virtual void Set(std::size_t index, std::int16_t value) = 0;
     virtual void Set(std::size_t index, std::int8_t value) = 0;
     virtual void Set(std::size_t index, std::uint8_t value) = 0;
-    void Set(std::size_t index, const void* value) = delete; ///< a literal would become a bool
+    void Set(std::size_t index, const void* value) = delete; ///< a literal would be converted to bool
 
     virtual void GetBinary(std::size_t index, Bytes& value) const = 0;
     virtual void Get(std::size_t index, bool& value) const = 0;
@@ -86,7 +86,7 @@ public:
     virtual void Set(std::uint32_t id, std::uint8_t value) = 0;
     /// An array of two unsigned 16-bit values.
     virtual void SetVersion(const TagId& tag, const VersionPair& version) = 0;
-    void Set(std::uint32_t id, const void* value) = delete; ///< a literal would become a bool
+    void Set(std::uint32_t id, const void* value) = delete; ///< a literal would be converted to bool
 
     virtual void GetBinary(const TagId& tag, Bytes& value) const = 0;
     virtual void Get(const TagId& tag, bool& value) const = 0;
@@ -102,7 +102,7 @@ public:
     virtual void Get(const TagId& tag, std::uint8_t& value) const = 0;
     virtual void GetVersion(const TagId& tag, VersionPair& version) const = 0;
 
-    /// An array of `size` empty slots. Each must be filled, or the tree can't be serialised.
+    /// Adds an array of `size` empty slots. Each slot must be filled, or the tree cannot be serialised.
     virtual std::shared_ptr<IArray> AddArray(std::uint32_t id, std::size_t size) = 0;
     [[nodiscard]] virtual std::shared_ptr<IArray> GetArray(const TagId& tag) = 0;
     [[nodiscard]] virtual std::shared_ptr<const IArray> GetArray(const TagId& tag) const = 0;
@@ -111,13 +111,13 @@ public:
     [[nodiscard]] virtual std::shared_ptr<const IContainer> GetContainer(const TagId& tag) const = 0;
 };
 
-/// What can be turned into bytes.
+/// An object that can be serialised.
 class IGetBinarySupport
 {
 public:
     virtual ~IGetBinarySupport() = default;
-    /// With `append` adds the serialised form to the end of `bytes`, whose capacity is first raised to the exact final
-    /// size; without it replaces `bytes`. Returns false, with `bytes` as they were, if the tree has an empty slot.
+    /// With `append`, adds the serialised form to the end of `bytes`, whose capacity is first raised to the exact final
+    /// size; without it, replaces `bytes`. Returns false and does not change `bytes` if the tree has an empty slot.
     [[nodiscard]] virtual bool GetBlob(Bytes& bytes, bool append) const = 0;
 };
 
@@ -128,9 +128,9 @@ class IExtendedContainer : public Interfaces...
 
 using IBinaryContainer = IExtendedContainer<IGetBinarySupport, IContainer>;
 
-/// Reads the serialised form of one container; bytes behind it are ignored. Nesting is bounded by memory alone.
-/// Raises InvalidDataError for bytes that are no container, std::length_error "vector<T> too long" for an array whose
-/// count no memory could hold, and std::bad_alloc.
+/// Reads the serialised form of one container; bytes behind it are ignored. Only memory limits the nesting. Throws
+/// InvalidDataError for bytes that are not a container, std::length_error "vector<T> too long" for an array whose count
+/// exceeds any possible memory, and std::bad_alloc.
 [[nodiscard]] std::shared_ptr<IBinaryContainer> ContainerFromBinary(const void* data, std::size_t size);
 
 [[nodiscard]] std::shared_ptr<IBinaryContainer> CreateEmptyContainer();

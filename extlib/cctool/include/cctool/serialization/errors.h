@@ -9,7 +9,7 @@
 
 namespace cctool::Serialization {
 
-/// Why an element could not be had.
+/// The reason why an element is not available.
 enum class AccessFailure : std::uint32_t
 {
     NotFound = 1,
@@ -17,7 +17,7 @@ enum class AccessFailure : std::uint32_t
     InvalidData = 3
 };
 
-/// Bytes that are no tree. Carries no description of its own.
+/// Bytes that are not a tree. Has no description.
 class InvalidDataError : public Error
 {
 public:
@@ -27,7 +27,7 @@ protected:
     InvalidDataError(const char* name, std::string description, const ErrorSource& source);
 };
 
-/// An element of an array is absent or is not what was asked for.
+/// An element of an array is absent or has another type than requested.
 class ArrayElementAccessError : public InvalidDataError
 {
 public:
@@ -40,8 +40,8 @@ private:
     AccessFailure reason_;
 };
 
-/// An element of a container is absent or is not what was asked for. The constructor raises std::runtime_error
-/// "conv_to_char called WideCharToMultiByte() and failed." when the tag's name cannot be told.
+/// An element of a container is absent or has another type than requested. The constructor throws std::runtime_error
+/// "conv_to_char called WideCharToMultiByte() and failed." if the tag's name cannot be converted.
 class ContainerElementAccessError : public InvalidDataError
 {
 public:
@@ -54,7 +54,7 @@ private:
     AccessFailure reason_;
 };
 
-/// A record of a layout that its reader does not know.
+/// A record with a layout that its reader does not support.
 class IncompatibleVersionError : public Error
 {
 public:
