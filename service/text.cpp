@@ -1,5 +1,7 @@
 #include "service/text.h"
 
+#include "tool/system/utf.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -23,42 +25,11 @@ int digit_value(char digit)
     return digit == '+' ? 62 : digit == '/' ? 63 : -1;
 }
 
-/// Length of the well-formed UTF-8 character that `text` begins with, or 0.
-std::size_t character_length(std::string_view text)
-{
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const unsigned first = byte(0);
-    const std::size_t length = first < 0x80   ? 1
-                               : first < 0xC2 ? 0
-                               : first < 0xE0 ? 2
-                               : first < 0xF0 ? 3
-                               : first < 0xF5 ? 4
-                                              : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    for (std::size_t at = 1; at < length; ++at) {
-        if ((byte(at) & 0xC0U) != 0x80) {
-            return 0;
-        }
-    }
-    const bool overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
-    const bool surrogate = first == 0xED && byte(1) > 0x9F;
-    const bool too_large = first == 0xF4 && byte(1) > 0x8F;
-    return overlong || surrogate || too_large ? 0 : length;
-}
-
 std::string from_latin1(std::string_view bytes)
 {
     std::string text;
     for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        if (value < 0x80) {
-            text += byte;
-        } else {
-            text += static_cast<char>(0xC0U | (value >> 6U));
-            text += static_cast<char>(0x80U | (value & 0x3FU));
-        }
+        winapi::utf::append_utf8(text, static_cast<unsigned char>(byte));
     }
     return text;
 }
@@ -66,19 +37,18 @@ std::string from_latin1(std::string_view bytes)
 bool is_utf8(std::string_view text)
 {
     while (!text.empty()) {
-        const std::size_t length = character_length(text);
-        if (length == 0) {
+        const auto next = winapi::utf::first_code_point(text);
+        if (!next.valid) {
             return false;
         }
-        text.remove_prefix(length);
+        text.remove_prefix(next.size);
     }
     return true;
 }
 
-bool is_control(std::string_view character)
+bool is_control(char32_t character)
 {
-    const auto first = static_cast<unsigned char>(character[0]);
-    return first < 0x20 || first == 0x7F || (first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
 } // namespace
@@ -116,9 +86,9 @@ std::string display_text(std::string_view bytes, std::size_t longest)
         if (count++ == longest) {
             return result + "...";
         }
-        const std::string_view character = rest.substr(0, character_length(rest));
-        result += is_control(character) ? " " : character;
-        rest.remove_prefix(character.size());
+        const auto next = winapi::utf::first_code_point(rest);
+        result += is_control(next.code_point) ? " " : rest.substr(0, next.size);
+        rest.remove_prefix(next.size);
     }
     return result;
 }

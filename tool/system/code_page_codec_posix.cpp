@@ -1,6 +1,6 @@
 #include "tool/system/code_page_codec.h"
 #include "tool/system/conversions.h"
-#include "tool/system/utf8.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 #include <array>
@@ -144,7 +144,7 @@ std::optional<std::string> encode_by_iconv(std::wstring_view text, std::uint32_t
     }
     std::wstring input;
     while (!text.empty()) {
-        input.push_back(static_cast<wchar_t>(take_code_point(text)));
+        input.push_back(static_cast<wchar_t>(utf::take_code_point(text)));
     }
     std::string out;
     const char* source = reinterpret_cast<const char*>(input.data());
@@ -171,7 +171,7 @@ std::optional<std::wstring> decode_by_iconv(std::string_view text, std::uint32_t
     const char* source = text.data();
     std::size_t left = text.size();
     while (!from_code_page.run(source, left, out)) {
-        out.push_back(static_cast<wchar_t>(replacement_character));
+        out.push_back(static_cast<wchar_t>(utf::replacement_character));
         ++source;
         --left;
     }
@@ -188,9 +188,9 @@ std::optional<std::string> encode(std::wstring_view text, std::uint32_t code_pag
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        const char32_t code_point = take_code_point(text);
+        const char32_t code_point = utf::take_code_point(text);
         if (code_page == code_page_utf8) {
-            append_utf8(out, code_point);
+            utf::append_utf8(out, code_point);
         } else {
             out.push_back(to_1252(code_point));
         }
@@ -207,7 +207,7 @@ std::optional<std::wstring> decode(std::string_view text, std::uint32_t code_pag
     out.reserve(text.size());
     while (!text.empty()) {
         if (code_page == code_page_utf8) {
-            out.push_back(static_cast<wchar_t>(take_code_point(text)));
+            out.push_back(static_cast<wchar_t>(utf::take_code_point(text)));
         } else {
             out.push_back(from_1252(text.front()));
             text.remove_prefix(1);

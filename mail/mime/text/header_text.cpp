@@ -2,6 +2,7 @@
 
 #include "mail/mime/text/line_limits.h"
 #include "mail/mime/text/property_text.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 
@@ -59,11 +60,6 @@ std::string folded(std::string_view text)
     return result + '\n';
 }
 
-bool begins_character(std::string_view utf8, std::size_t at)
-{
-    return at == utf8.size() || (static_cast<unsigned char>(utf8[at]) & 0xC0U) != 0x80U;
-}
-
 /// Takes the next encoded word off the front. Only the last base64 word is padded, because there are readers that stop
 /// at padding; where whole characters don't come out even, the first of them is a word of its own, in the other
 /// encoding.
@@ -71,10 +67,8 @@ std::string take_word(std::string_view& utf8)
 {
     constexpr std::size_t most = 45; // 60 characters of base64
     std::size_t size = std::min(utf8.size(), most);
-    if (size < utf8.size()) {
-        while (size > 0 && !begins_character(utf8, size)) {
-            size -= 3;
-        }
+    while (size > 0 && size < utf8.size() && !winapi::utf::begins_character(utf8[size])) {
+        size -= 3;
     }
     if (size > 0) {
         std::string word = "=?utf-8?B?" + base64_encode(utf8.substr(0, size)) + "?=";
@@ -85,7 +79,7 @@ std::string take_word(std::string_view& utf8)
     do {
         word += '=' + hex_text(static_cast<unsigned char>(utf8.front()), 2);
         utf8.remove_prefix(1);
-    } while (!begins_character(utf8, 0));
+    } while (!utf8.empty() && !winapi::utf::begins_character(utf8.front()));
     return word + "?=";
 }
 
