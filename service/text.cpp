@@ -1,29 +1,13 @@
 #include "service/text.h"
 
+#include "tool/system/base64.h"
 #include "tool/system/utf.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 
 namespace service {
 
 namespace {
-
-/// Value of a Base64 digit, or -1.
-int digit_value(char digit)
-{
-    if (digit >= 'A' && digit <= 'Z') {
-        return digit - 'A';
-    }
-    if (digit >= 'a' && digit <= 'z') {
-        return digit - 'a' + 26;
-    }
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0' + 52;
-    }
-    return digit == '+' ? 62 : digit == '/' ? 63 : -1;
-}
 
 std::string from_latin1(std::string_view bytes)
 {
@@ -55,26 +39,12 @@ bool is_control(char32_t character)
 
 std::optional<std::string> from_base64(std::string_view text)
 {
-    std::string bytes;
-    if (text.size() % 4 != 0) {
+    const std::size_t digits = text.find_last_not_of('=') + 1;
+    const bool padded = text.size() % 4 == 0 && text.size() - digits <= 2;
+    if (!padded || text.substr(0, digits).find('=') != std::string_view::npos) {
         return std::nullopt;
     }
-    for (; !text.empty(); text.remove_prefix(4)) {
-        const bool last = text.size() == 4;
-        const std::size_t padding = !last || text[3] != '=' ? 0 : text[2] != '=' ? 1 : 2;
-        std::uint32_t group = 0;
-        for (std::size_t at = 0; at < 4; ++at) {
-            const int value = at >= 4 - padding ? 0 : digit_value(text[at]);
-            if (value < 0) {
-                return std::nullopt;
-            }
-            group = group << 6U | static_cast<std::uint32_t>(value);
-        }
-        const std::array<char, 3> decoded{static_cast<char>(group >> 16U), static_cast<char>(group >> 8U),
-                                          static_cast<char>(group)};
-        bytes.append(decoded.data(), 3 - padding);
-    }
-    return bytes;
+    return winapi::base64::decode(text);
 }
 
 std::string display_text(std::string_view bytes, std::size_t longest)

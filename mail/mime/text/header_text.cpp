@@ -2,6 +2,7 @@
 
 #include "mail/mime/text/line_limits.h"
 #include "mail/mime/text/property_text.h"
+#include "tool/system/base64.h"
 #include "tool/system/utf.h"
 
 #include <algorithm>
@@ -71,7 +72,7 @@ std::string take_word(std::string_view& utf8)
         size -= 3;
     }
     if (size > 0) {
-        std::string word = "=?utf-8?B?" + base64_encode(utf8.substr(0, size)) + "?=";
+        std::string word = "=?utf-8?B?" + winapi::base64::encode(utf8.substr(0, size)) + "?=";
         utf8.remove_prefix(size);
         return word;
     }

@@ -24,9 +24,9 @@ std::string percent_encode(std::string_view text);
 /// What does not stand for a byte stays as it is.
 std::string percent_decode(std::string_view text);
 
-std::string base64_encode(std::string_view bytes);
-/// What isn't of base64 is skipped.
-std::string base64_decode(std::string_view text);
+/// The bytes of base64 text. What isn't of base64 is skipped, padding may end any group, and a last group that isn't
+/// whole is dropped.
+std::string lenient_base64(std::string_view text);
 
 /// A number in upper-case hexadecimal with so many digits at least.
 std::string hex_text(std::uint64_t number, std::size_t digits);
