@@ -6,14 +6,16 @@
 #include <cstdint>
 #include <memory>
 
+namespace host {
+
 /// A stream over a random-access byte object, the other direction of web::io_stream. It works in direct mode: Commit
 /// and Revert have nothing to do, and clones see each other's writes. A stream that may not write answers
 /// STG_E_ACCESSDENIED. What the byte object raises becomes E_OUTOFMEMORY or E_FAIL. Used by one thread at a time;
 /// counting is free.
-class DataStream final : public ComObject<IStream>
+class stream_object final : public ComObject<IStream>
 {
 public:
-    DataStream(std::shared_ptr<web::io_data> data, bool writable);
+    stream_object(std::shared_ptr<web::io_data> data, bool writable);
 
     HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG count, ULONG* read) override;
     HRESULT STDMETHODCALLTYPE Write(const void* buffer, ULONG count, ULONG* written) override;
@@ -36,3 +38,5 @@ private:
     bool writable_;
     std::uint64_t position_ = 0;
 };
+
+} // namespace host
