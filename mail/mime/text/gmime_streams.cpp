@@ -1,4 +1,4 @@
-#include "mail/mime/text/pipe_streams.h"
+#include "mail/mime/text/gmime_streams.h"
 
 #include <cerrno>
 #include <utility>

@@ -11,16 +11,16 @@ namespace host {
 
 /// Makes the MIME document of a message, of any store: headers, the text and HTML as alternatives, hidden images beside
 /// the HTML, attachments, messages inside messages. Nothing of the contents is read before the document is written.
-class document_builder
+class document_composer
 {
 public:
     /// `failure` keeps what contents raise while the document is written.
-    document_builder(bool include_bcc, std::shared_ptr<stream_failure> failure);
+    document_composer(bool include_bcc, std::shared_ptr<stream_failure> failure);
 
     /// The document of `message`. `kept`, if not null, is the record behind it, whose properties go into headers of
     /// this program's own. Raises ComError with the store's result, and std::runtime_error for messages inside one
     /// another that are more than a reader takes.
-    gobject_ptr<GMimeMessage> build(IMessage& message, const message_record* kept, int depth = 0);
+    gobject_ptr<GMimeMessage> compose(IMessage& message, const message_record* kept, int depth = 0);
 
 private:
     part_maker parts_;
