@@ -1,7 +1,7 @@
 #include "mail/mime/reading/message_reader.h"
 
-#include "mail/mime/reading/bytes_stream.h"
 #include "mail/mime/reading/message_parser.h"
+#include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/text/mime_library.h"
 #include "store/entry_id.h"
 

@@ -3,13 +3,15 @@
 #include "mail/mime/text/content_source.h"
 #include "mail/mime/text/document_sink.h"
 #include "mail/mime/text/gmime_ptr.h"
+#include "store/bytes.h"
 
 #include <exception>
 #include <memory>
 
+// The streams that GMime reads and writes.
 namespace host {
 
-/// The first exception that passed one of the streams below. The library between them is C and knows only that
+/// The first exception that passed a stream. The library between the streams and their user is C and reports only that
 /// something failed.
 struct stream_failure
 {
@@ -24,11 +26,17 @@ struct stream_failure
     }
 };
 
-/// A GMime stream that reads `content` from its beginning; it can be reset, but not sought. What the content raises is
-/// kept in `failure`.
+/// A stream that reads shared bytes. Its substreams are windows on the same bytes.
+gobject_ptr<GMimeStream> make_bytes_stream(bytes_ptr source);
+
+/// The bytes that a stream made by make_bytes_stream(), or a substream of it, shows; null for any other stream.
+bytes_ptr bytes_behind(GMimeStream* stream);
+
+/// A stream that reads `content` from its beginning; it can be reset, but not sought. What the content raises is kept
+/// in `failure`.
 gobject_ptr<GMimeStream> make_source_stream(content_ptr content, std::shared_ptr<stream_failure> failure);
 
-/// A GMime stream that gives what is written to it to `sink`. What the sink raises is kept in `failure`.
+/// A stream that gives what is written to it to `sink`. What the sink raises is kept in `failure`.
 gobject_ptr<GMimeStream> make_sink_stream(document_sink sink, std::shared_ptr<stream_failure> failure);
 
 } // namespace host
