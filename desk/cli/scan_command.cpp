@@ -1,6 +1,6 @@
 #include "desk/cli/scan_command.h"
 
-#include "desk/cli/http_text.h"
+#include "desk/cli/http_exchange.h"
 #include "desk/run/scan_target.h"
 #include "outlook/qdmailprotect/access/io_stream.h"
 #include "store/property_stream.h"

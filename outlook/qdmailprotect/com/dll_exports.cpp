@@ -1,6 +1,6 @@
 // The module's exported functions. No exception gets out of what stands behind them.
 #include "outlook/qdmailprotect/com/module.h"
-#include "outlook/qdmailprotect/com/services.h"
+#include "outlook/qdmailprotect/com/new_connect.h"
 #include "outlook/qdmailprotect/com/system_registration.h"
 
 namespace __gnu_cxx {

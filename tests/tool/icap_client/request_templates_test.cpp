@@ -1,5 +1,5 @@
-#include "tests/tool/icap_client/http_text.h"
 #include "tests/tool/icap_client/joined.h"
+#include "tests/tool/icap_client/parsed_http.h"
 #include "tests/tool/icap_client/string_data.h"
 #include "tool/icap_client/request_templates.h"
 #include "tool/system/base64.h"

@@ -7,13 +7,13 @@
 namespace test {
 
 /// An empty folder of this process, removed with all it holds in the end.
-class temporary_folder
+class body_folder
 {
 public:
-    explicit temporary_folder(const std::string& purpose);
-    temporary_folder(const temporary_folder&) = delete;
-    temporary_folder& operator=(const temporary_folder&) = delete;
-    ~temporary_folder();
+    explicit body_folder(const std::string& purpose);
+    body_folder(const body_folder&) = delete;
+    body_folder& operator=(const body_folder&) = delete;
+    ~body_folder();
 
     /// The path with its last separator.
     [[nodiscard]] std::wstring text() const;
