@@ -4,13 +4,13 @@
 #include "desk/cli/mail_client.h"
 #include "desk/cli/service_link.h"
 #include "outlook/qdmailprotect/check/mail_checker.h"
-#include "outlook/qdmailprotect/disinfection/base64.h"
 #include "outlook/qdmailprotect/disinfection/inline_images.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 #include "service/notice_page.h"
 #include "service/scan_engine.h"
 #include "service/scan_server.h"
 #include "store/message_object.h"
+#include "tool/system/base64.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/archive/iterators/binary_from_base64.hpp>
@@ -257,7 +257,9 @@ void decode_images(benchmark::State& state, Decoder&& decoder)
 /// The same images without a page around them.
 void bare_base64(benchmark::State& state)
 {
-    decode_images(state, [](const std::string& encoded) { return DecodeBase64(encoded); });
+    decode_images(state, [](const std::string& encoded) {
+        return winapi::base64::decode<std::vector<std::byte>>(encoded).value();
+    });
 }
 BENCHMARK(bare_base64)->Arg(20)->Arg(2000)->Unit(benchmark::kMicrosecond);
 

@@ -40,7 +40,7 @@ HRESULT configured_answer(VARIANT& value)
 } // namespace
 
 security_layer_provider::security_layer_provider()
-    : settings_broker([](VARIANT& value) { return ComBorder("Invoke", [&value] { return configured_answer(value); }); })
+    : stand_in_broker([](VARIANT& value) { return ComBorder("Invoke", [&value] { return configured_answer(value); }); })
 {}
 
 } // namespace host

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "client/model/settings_broker.h"
+#include "client/model/stand_in_broker.h"
 #include "outlook/qdmailprotect/com/module_lifetime.h"
 
 namespace host {
@@ -10,7 +10,7 @@ inline constexpr CLSID security_layer_provider_id{
     0x5F0B6E6C, 0x3C0E, 0x4C0B, {0x9A, 0x53, 0x2E, 0x4B, 0x7B, 0x8D, 0x61, 0xA7}};
 
 /// Stands in for the product's broker: it answers what the configuration asks for, read anew at each call.
-class security_layer_provider final : public settings_broker
+class security_layer_provider final : public stand_in_broker
 {
 public:
     security_layer_provider();

@@ -2,7 +2,7 @@
 
 #include "service/bad_request.h"
 #include "service/log.h"
-#include "service/text.h"
+#include "service/safe_text.h"
 
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/dispatch.hpp>

@@ -1,6 +1,6 @@
 #include "service/notice_page.h"
 
-#include "service/text.h"
+#include "service/safe_text.h"
 
 namespace service {
 

@@ -2,7 +2,7 @@
 
 #include "service/notice_page.h"
 #include "service/request_reader.h"
-#include "service/text.h"
+#include "service/safe_text.h"
 #include "tool/http/analyzer.h"
 #include "tool/http/messages.h"
 #include "tool/web/body_store.h"

@@ -1,7 +1,7 @@
 #include "store/memory_stream.h"
 
 #include "outlook/qdmailprotect/mapi/result_border.h"
-#include "store/data_stream.h"
+#include "store/stream_object.h"
 
 #include <algorithm>
 #include <cstring>
@@ -52,7 +52,7 @@ HRESULT create_memory_stream(IStream** stream)
 {
     *stream = nullptr;
     return ResultBorder([&] {
-        *stream = MakeCom<DataStream>(std::make_shared<growing_memory>(), true).detach();
+        *stream = MakeCom<stream_object>(std::make_shared<growing_memory>(), true).detach();
         return HRESULT{S_OK};
     });
 }

@@ -1,8 +1,8 @@
 #include "store/property_access.h"
 
-#include "store/byte_stream.h"
 #include "store/guard.h"
 #include "store/mapi_values.h"
+#include "store/property_stream.h"
 
 #include <cstring>
 #include <utility>
@@ -182,7 +182,7 @@ HRESULT property_access::create_stream(ULONG tag, bool writing, IUnknown** strea
     const property_value* value = bag_->find(id);
     const property_value shown = is_string(type) ? convert_string(*value, type) : *value;
     auto state = std::make_shared<stream_state>(stream_bytes(shown), type);
-    *stream = make_byte_stream(std::move(state), bag_, id, writing).detach();
+    *stream = make_property_stream(std::move(state), bag_, id, writing).detach();
     return S_OK;
 }
 

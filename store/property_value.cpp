@@ -1,6 +1,7 @@
 #include "store/property_value.h"
 
 #include "tool/system/conversions.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 #include <bit>
@@ -109,40 +110,22 @@ std::string to_utf16le(std::wstring_view text)
 {
     std::string result;
     result.reserve(text.size() * 2);
-    const auto put = [&result](std::uint32_t unit) {
+    for (const char16_t unit : winapi::utf::to_utf16(text)) {
         result.push_back(static_cast<char>(unit & 0xFFU));
-        result.push_back(static_cast<char>(unit >> 8U & 0xFFU));
-    };
-    for (const wchar_t character : text) {
-        const auto code = static_cast<std::uint32_t>(character);
-        if (code > 0xFFFFU) {
-            put(0xD800U + ((code - 0x10000U) >> 10U));
-            put(0xDC00U + ((code - 0x10000U) & 0x3FFU));
-        } else {
-            put(code);
-        }
+        result.push_back(static_cast<char>(unit >> 8U));
     }
     return result;
 }
 
 std::wstring from_utf16le(std::string_view data)
 {
-    std::wstring result;
-    result.reserve(data.size() / 2);
+    std::u16string units;
+    units.reserve(data.size() / 2);
     for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
-        const std::uint32_t unit = static_cast<unsigned char>(data[i]) |
-                                   static_cast<std::uint32_t>(static_cast<unsigned char>(data[i + 1])) << 8U;
-        const bool trailing = unit >= 0xDC00U && unit < 0xE000U;
-        if constexpr (sizeof(wchar_t) == 4) {
-            if (trailing && !result.empty() && (static_cast<std::uint32_t>(result.back()) & ~0x3FFU) == 0xD800U) {
-                const auto lead = static_cast<std::uint32_t>(result.back());
-                result.back() = static_cast<wchar_t>(0x10000U + ((lead & 0x3FFU) << 10U) + (unit & 0x3FFU));
-                continue;
-            }
-        }
-        result.push_back(static_cast<wchar_t>(unit));
+        units.push_back(
+            static_cast<char16_t>(static_cast<unsigned char>(data[i]) | static_cast<unsigned char>(data[i + 1]) << 8U));
     }
-    return result;
+    return winapi::utf::from_utf16(units);
 }
 
 property_value property_value::of_long(std::int64_t number)

@@ -1,11 +1,11 @@
 #include "store/storage_object.h"
 
 #include "outlook/qdmailprotect/mapi/com_object.h"
-#include "store/byte_stream.h"
+#include "outlook/qdmailprotect/mapi/storage_codes.h"
 #include "store/guard.h"
 #include "store/object_ledger.h"
 #include "store/property_bag.h"
-#include "store/storage_codes.h"
+#include "store/property_stream.h"
 #include "tool/system/conversions.h"
 
 #include <utility>
@@ -37,13 +37,13 @@ public:
 
     HRESULT STDMETHODCALLTYPE CreateStream(const OLECHAR*, DWORD, DWORD, DWORD, IStream**) override
     {
-        return storage_access_denied;
+        return StorageAccessDenied;
     }
     HRESULT STDMETHODCALLTYPE OpenStream(const OLECHAR* name, void*, DWORD, DWORD, IStream** stream) override
     {
         return guarded([&] {
             if (!name || !stream) {
-                return storage_invalid_pointer;
+                return StorageInvalidPointer;
             }
             *stream = nullptr;
             const auto* found = find_child(storage_->streams, name);
@@ -51,20 +51,20 @@ public:
                 return file_not_found;
             }
             auto state = std::make_shared<stream_state>(found->contents, PT_BINARY);
-            *stream = make_byte_stream(std::move(state), nullptr, 0, false).detach();
+            *stream = make_property_stream(std::move(state), nullptr, 0, false).detach();
             return HRESULT{S_OK};
         });
     }
     HRESULT STDMETHODCALLTYPE CreateStorage(const OLECHAR*, DWORD, DWORD, DWORD, IStorage**) override
     {
-        return storage_access_denied;
+        return StorageAccessDenied;
     }
     HRESULT STDMETHODCALLTYPE OpenStorage(const OLECHAR* name, IStorage*, DWORD, SNB, DWORD,
                                           IStorage** storage) override
     {
         return guarded([&] {
             if (!name || !storage) {
-                return storage_invalid_pointer;
+                return StorageInvalidPointer;
             }
             *storage = nullptr;
             const auto* found = find_child(storage_->storages, name);
@@ -75,30 +75,30 @@ public:
             return HRESULT{S_OK};
         });
     }
-    HRESULT STDMETHODCALLTYPE CopyTo(DWORD, const IID*, SNB, IStorage*) override { return storage_invalid_function; }
+    HRESULT STDMETHODCALLTYPE CopyTo(DWORD, const IID*, SNB, IStorage*) override { return StorageInvalidFunction; }
     HRESULT STDMETHODCALLTYPE MoveElementTo(const OLECHAR*, IStorage*, const OLECHAR*, DWORD) override
     {
-        return storage_access_denied;
+        return StorageAccessDenied;
     }
     HRESULT STDMETHODCALLTYPE Commit(DWORD) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE Revert() override { return S_OK; }
     HRESULT STDMETHODCALLTYPE EnumElements(DWORD, void*, DWORD, IEnumSTATSTG**) override
     {
-        return storage_invalid_function;
+        return StorageInvalidFunction;
     }
-    HRESULT STDMETHODCALLTYPE DestroyElement(const OLECHAR*) override { return storage_access_denied; }
-    HRESULT STDMETHODCALLTYPE RenameElement(const OLECHAR*, const OLECHAR*) override { return storage_access_denied; }
+    HRESULT STDMETHODCALLTYPE DestroyElement(const OLECHAR*) override { return StorageAccessDenied; }
+    HRESULT STDMETHODCALLTYPE RenameElement(const OLECHAR*, const OLECHAR*) override { return StorageAccessDenied; }
     HRESULT STDMETHODCALLTYPE SetElementTimes(const OLECHAR*, const FILETIME*, const FILETIME*,
                                               const FILETIME*) override
     {
-        return storage_access_denied;
+        return StorageAccessDenied;
     }
-    HRESULT STDMETHODCALLTYPE SetClass(REFCLSID) override { return storage_access_denied; }
-    HRESULT STDMETHODCALLTYPE SetStateBits(DWORD, DWORD) override { return storage_access_denied; }
+    HRESULT STDMETHODCALLTYPE SetClass(REFCLSID) override { return StorageAccessDenied; }
+    HRESULT STDMETHODCALLTYPE SetStateBits(DWORD, DWORD) override { return StorageAccessDenied; }
     HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD) override
     {
         if (!stat) {
-            return storage_invalid_pointer;
+            return StorageInvalidPointer;
         }
         *stat = STATSTG{};
         stat->type = STGTY_STORAGE;

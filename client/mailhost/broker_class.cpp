@@ -16,7 +16,7 @@ constexpr CLSID broker_class{0xD0A8B1C4, 0x7E36, 0x4B52, {0x8C, 0x6E, 0x1F, 0x93
 struct offered_broker
 {
     std::mutex lock;
-    settings_broker::answer settings;
+    stand_in_broker::answer settings;
 };
 
 offered_broker& of_process()
@@ -27,7 +27,7 @@ offered_broker& of_process()
 
 } // namespace
 
-void offer_broker(settings_broker::answer settings)
+void offer_broker(stand_in_broker::answer settings)
 {
     const std::lock_guard guard(of_process().lock);
     of_process().settings = std::move(settings);
@@ -50,7 +50,7 @@ __declspec(dllexport) HRESULT WINAPI DllGetClassObject(REFCLSID id, REFIID iid, 
             return CLASS_E_CLASSNOTAVAILABLE;
         }
         const auto factory = MakeCom<class_object>([settings = of_process().settings](IUnknown** made) {
-            *made = MakeCom<settings_broker>(settings).detach();
+            *made = MakeCom<stand_in_broker>(settings).detach();
             return HRESULT{S_OK};
         });
         return factory->QueryInterface(iid, object);

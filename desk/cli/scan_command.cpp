@@ -1,9 +1,9 @@
 #include "desk/cli/scan_command.h"
 
-#include "desk/cli/http_text.h"
+#include "desk/cli/http_exchange.h"
 #include "desk/run/scan_target.h"
 #include "outlook/qdmailprotect/access/io_stream.h"
-#include "store/byte_stream.h"
+#include "store/property_stream.h"
 #include "tool/icap/reply_readers.h"
 #include "tool/icap/response_message.h"
 #include "tool/icap_client/session_impl.h"
@@ -145,7 +145,7 @@ private:
     /// What the session reads from, and writes a repair to.
     std::shared_ptr<web::io_data> data()
     {
-        return std::make_shared<web::io_stream>(make_byte_stream(edited_, nullptr, 0, true));
+        return std::make_shared<web::io_stream>(make_property_stream(edited_, nullptr, 0, true));
     }
 
     [[nodiscard]] std::string base_name() const { return std::filesystem::path(file_).filename().string(); }

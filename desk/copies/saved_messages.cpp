@@ -4,6 +4,7 @@
 #include "mail/files/new_file.h"
 #include "mail/files/path_text.h"
 #include "tool/system/conversions.h"
+#include "tool/system/utf.h"
 
 #include <stdexcept>
 #include <system_error>
@@ -20,13 +21,7 @@ constexpr std::size_t longest_name = 200; ///< bytes; leaves room for numbers an
 /// Cut between two characters of UTF-8.
 std::string shortened(std::string text)
 {
-    if (text.size() > longest_name) {
-        std::size_t end = longest_name;
-        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
-            --end;
-        }
-        text.resize(end);
-    }
+    text.resize(winapi::utf::whole_characters(text, longest_name));
     return text;
 }
 

@@ -1,6 +1,7 @@
 #include "mail/msg/html_text.h"
 
 #include "tool/system/conversions.h"
+#include "tool/system/utf.h"
 
 #include <map>
 #include <stdexcept>
@@ -11,38 +12,24 @@ namespace {
 
 constexpr std::uint32_t ascii_page = 20127;
 
-/// Returns the code point of the character that begins at `index` and moves `index` to its last unit: on some systems
-/// wide characters are UTF-16 units.
-std::uint32_t character_at(std::wstring_view text, std::size_t& index)
-{
-    const auto first = static_cast<std::uint32_t>(text[index]);
-    if (first >= 0xD800U && first < 0xDC00U && index + 1 < text.size()) {
-        const auto second = static_cast<std::uint32_t>(text[index + 1]);
-        if (second >= 0xDC00U && second < 0xE000U) {
-            ++index;
-            return 0x10000U + ((first - 0xD800U) << 10U) + (second - 0xDC00U);
-        }
-    }
-    return first;
-}
-
 std::string with_references(std::wstring_view text, std::uint32_t code_page)
 {
     std::map<std::uint32_t, std::string> known;
     std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::size_t begin = i;
-        const std::uint32_t character = character_at(text, i);
-        if (character < 0x80) {
-            result.push_back(static_cast<char>(character));
-            continue;
+    while (!text.empty()) {
+        const auto next = winapi::utf::first_code_point(text);
+        const auto number = next.valid ? std::uint32_t{next.code_point} : static_cast<std::uint32_t>(text.front());
+        if (number < 0x80) {
+            result.push_back(static_cast<char>(number));
+        } else {
+            std::string& bytes = known[number];
+            if (bytes.empty()) {
+                bytes =
+                    narrow_exactly(text.substr(0, next.size), code_page).value_or("&#" + std::to_string(number) + ";");
+            }
+            result += bytes;
         }
-        std::string& bytes = known[character];
-        if (bytes.empty()) {
-            bytes = narrow_exactly(text.substr(begin, i + 1 - begin), code_page)
-                        .value_or("&#" + std::to_string(character) + ";");
-        }
-        result += bytes;
+        text.remove_prefix(next.size);
     }
     return result;
 }

@@ -1,7 +1,7 @@
 #include "tests/end_to_end/disinfected_message.h"
 
 #include "service/notice_page.h"
-#include "service/text.h"
+#include "service/safe_text.h"
 #include "store/digest.h"
 #include "tests/end_to_end/desk.h"
 #include "tool/system/conversions.h"

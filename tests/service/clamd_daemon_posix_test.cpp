@@ -6,6 +6,7 @@
 #include "tests/service/zip_writer.h"
 #include "tool/icap/response_message.h"
 #include "tool/icap_client/session_manager.h"
+#include "tool/system/base64.h"
 #include "tool/web/body_store.h"
 
 #include <gmock/gmock.h>
@@ -33,20 +34,11 @@ const std::string test_file = service::antivirus_test_text();
 
 std::string base64_lines(std::string_view bytes)
 {
-    constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
-    for (std::size_t at = 0; at < bytes.size(); at += 3) {
-        std::uint32_t group = 0;
-        for (std::size_t i = 0; i < 3; ++i) {
-            group = group << 8U | (at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0U);
-        }
-        for (std::size_t i = 0; i < 4; ++i) {
-            text += at + i > bytes.size() ? '=' : digits[group >> (18 - 6 * i) & 0x3FU];
-        }
-        if (at % 57 == 54) {
-            text += "\r\n";
-        }
+    for (; bytes.size() > 57; bytes.remove_prefix(57)) {
+        text += winapi::base64::encode(bytes.substr(0, 57)) + "\r\n";
     }
+    text += winapi::base64::encode(bytes);
     return text + "\r\n";
 }
 

@@ -1,5 +1,5 @@
 #include "service/notice_page.h"
-#include "service/text.h"
+#include "service/safe_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "store/storage_codes.h"
+#include "outlook/qdmailprotect/mapi/storage_codes.h"
 #include "tests/store/store_fixture.h"
 
 #include <thread>
@@ -159,8 +159,8 @@ TEST_F(Streams, SeekAsFilesDo)
     EXPECT_EQ(8U, position.QuadPart);
     EXPECT_EQ(S_OK, stream->Seek(move, STREAM_SEEK_CUR, &position));
     EXPECT_EQ(4U, position.QuadPart);
-    EXPECT_EQ(storage_invalid_function, stream->Seek(move, STREAM_SEEK_SET, nullptr));
-    EXPECT_EQ(storage_invalid_function, stream->Seek(move, 7, nullptr));
+    EXPECT_EQ(StorageInvalidFunction, stream->Seek(move, STREAM_SEEK_SET, nullptr));
+    EXPECT_EQ(StorageInvalidFunction, stream->Seek(move, 7, nullptr));
     move.QuadPart = 1000;
     EXPECT_EQ(S_OK, stream->Seek(move, STREAM_SEEK_SET, nullptr)); // beyond the end: no data to read
     char byte = 0;
@@ -202,10 +202,10 @@ TEST_F(Streams, OpenedForReadingWriteOnlyInAGenerousStore)
     stored->store->rules.generous = false;
     const auto strict = open_stream(open().get(), PR_HTML, 0);
     ULONG written = 7;
-    EXPECT_EQ(storage_access_denied, strict->Write("x", 1, &written));
+    EXPECT_EQ(StorageAccessDenied, strict->Write("x", 1, &written));
     EXPECT_EQ(0U, written);
     ULARGE_INTEGER size{};
-    EXPECT_EQ(storage_access_denied, strict->SetSize(size));
+    EXPECT_EQ(StorageAccessDenied, strict->SetSize(size));
     stored->store->rules.generous = true;
     EXPECT_EQ(1U, write(open_stream(open().get(), PR_HTML, 0).get(), "x"));
 }

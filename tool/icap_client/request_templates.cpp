@@ -2,10 +2,9 @@
 
 #include "tool/http/message.h"
 #include "tool/icap_client/preview.h"
+#include "tool/system/base64.h"
 #include "tool/system/conversions.h"
 
-#include <boost/archive/iterators/base64_from_binary.hpp>
-#include <boost/archive/iterators/transform_width.hpp>
 #include <boost/lexical_cast.hpp>
 
 #include <initializer_list>
@@ -124,7 +123,7 @@ std::string length_of(std::size_t bytes)
 
 std::string user(const std::string& name)
 {
-    return to_base64("Local://" + name);
+    return winapi::base64::encode("Local://" + name);
 }
 
 std::string flag(std::uint8_t value)
@@ -146,20 +145,6 @@ void fill_placeholder(std::string& text, std::string_view placeholder, std::stri
     if (position != std::string::npos) {
         text.replace(position, placeholder.size(), value);
     }
-}
-
-std::string to_base64(std::string_view value)
-{
-    using namespace boost::archive::iterators;
-    using encoder = base64_from_binary<transform_width<const char*, 6, 8>>;
-    std::string text;
-    text.reserve((value.size() + 2) / 3 * 4);
-    const encoder end{value.data() + value.size()};
-    for (encoder next{value.data()}; next != end; ++next) {
-        text.push_back(*next);
-    }
-    text.append((3 - value.size() % 3) % 3, '=');
-    return text;
 }
 
 void append_preview_tail(std::string& request, std::string_view preview)
@@ -190,15 +175,15 @@ std::string build_mail_request(const std::string& host, const std::string& clien
     return filled(mail_template, {{"%URL%", target},
                                   {"%HOST%", host},
                                   {"%CLIENT_IP%", client_ip},
-                                  {"%PROCESS_NAME%", to_base64(parameters.process_name)},
+                                  {"%PROCESS_NAME%", winapi::base64::encode(parameters.process_name)},
                                   {"%PID%", decimal(parameters.process_id)},
                                   {"%SID%", decimal(parameters.session_id)},
                                   {"%USER_NAME%", user(parameters.user_name)},
                                   {"%TYPE%", decimal(static_cast<std::uint32_t>(parameters.type))},
                                   {"%MIME_TYPE%", parameters.mime_type},
-                                  {"%SUBJECT%", to_base64(parameters.subject)},
+                                  {"%SUBJECT%", winapi::base64::encode(parameters.subject)},
                                   {"%TAG%", parameters.tag},
-                                  {"%ATTACH%", to_base64(parameters.attach_name)},
+                                  {"%ATTACH%", winapi::base64::encode(parameters.attach_name)},
                                   {"%REQ_BODY%", length_of(header.size())}}) +
            header;
 }
@@ -211,7 +196,7 @@ std::string build_health_request(const std::string& host, const std::string& cli
                                     {"%HOST%", host},
                                     {"%CLIENT_IP%", client_ip},
                                     {"%USER_NAME%", user(parameters.user_name)},
-                                    {"%HEALTH%", to_base64(parameters.health)},
+                                    {"%HEALTH%", winapi::base64::encode(parameters.health)},
                                     {"%PREVIEW_SIZE%", length_of(preview.size())},
                                     {"%REQ_BODY%", length_of(header.size())}}) +
            header;
@@ -222,15 +207,16 @@ std::string build_certificate_request(const std::string& host, const std::string
 {
     const std::string header =
         filled(get_header, {{"%OBJECT_NAME%", "http://check_certificate?sni=" + parameters.sni}});
-    return filled(certificate_template, {{"%URL%", target},
-                                         {"%HOST%", host},
-                                         {"%CLIENT_IP%", client_ip},
-                                         {"%USER_NAME%", user(parameters.user_name)},
-                                         {"%PROCESS_NAME%", to_base64(parameters.process_name)},
-                                         {"%PID%", decimal(parameters.process_id)},
-                                         {"%CERT_NAME%", to_base64(winapi::conv_to_char(parameters.certificate_name))},
-                                         {"%PREVIEW_SIZE%", length_of(preview.size())},
-                                         {"%REQ_BODY%", length_of(header.size())}}) +
+    return filled(certificate_template,
+                  {{"%URL%", target},
+                   {"%HOST%", host},
+                   {"%CLIENT_IP%", client_ip},
+                   {"%USER_NAME%", user(parameters.user_name)},
+                   {"%PROCESS_NAME%", winapi::base64::encode(parameters.process_name)},
+                   {"%PID%", decimal(parameters.process_id)},
+                   {"%CERT_NAME%", winapi::base64::encode(winapi::conv_to_char(parameters.certificate_name))},
+                   {"%PREVIEW_SIZE%", length_of(preview.size())},
+                   {"%REQ_BODY%", length_of(header.size())}}) +
            header;
 }
 
@@ -242,7 +228,7 @@ std::string build_reqmod_preview(const std::string& host, const std::string& cli
                                                 {"%HOST%", host},
                                                 {"%CLIENT_IP%", client_ip},
                                                 {"%USER_NAME%", user(parameters.user_name)},
-                                                {"%PROCESS_NAME%", to_base64(parameters.process_name)},
+                                                {"%PROCESS_NAME%", winapi::base64::encode(parameters.process_name)},
                                                 {"%PID%", decimal(parameters.process_id)},
                                                 {"%SID%", decimal(parameters.session_id)},
                                                 {"%HTTPS_CONN%", flag(parameters.https)},
@@ -262,7 +248,7 @@ std::string build_respmod_preview(const std::string& host, const std::string& cl
                                                  {"%HOST%", host},
                                                  {"%CLIENT_IP%", client_ip},
                                                  {"%USER_NAME%", user(parameters.user_name)},
-                                                 {"%PROCESS_NAME%", to_base64(parameters.process_name)},
+                                                 {"%PROCESS_NAME%", winapi::base64::encode(parameters.process_name)},
                                                  {"%PID%", decimal(parameters.process_id)},
                                                  {"%PREVIEW_SIZE%", length_of(preview.size())},
                                                  {"%SID%", decimal(parameters.session_id)},

@@ -14,9 +14,6 @@ namespace icap::client {
 /// occurrence, `text` remains unchanged.
 void fill_placeholder(std::string& text, std::string_view placeholder, std::string_view value);
 
-/// Returns standard Base64, padded, on one line; empty for an empty value.
-[[nodiscard]] std::string to_base64(std::string_view value);
-
 // In all builders, `host` fills the Host header, `client_ip` the X-Client-IP header, and `target` is the ICAP URI. A
 // failed conversion throws std::runtime_error or boost::bad_lexical_cast.
 

@@ -1,12 +1,11 @@
 #include "tool/system/code_page_codec.h"
 #include "tool/system/conversions.h"
-#include "tool/system/utf8.h"
+#include "tool/system/iconv_posix.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <iconv.h>
-#include <memory>
+#include <string>
 
 namespace winapi::codec {
 
@@ -74,88 +73,30 @@ std::string iconv_name(std::uint32_t code_page)
     }
 }
 
-class converter
+iconv_converter converter(const std::string& to, const std::string& from)
 {
-public:
-    converter(const std::string& to, const std::string& from)
-        : handle_(::iconv_open(to.c_str(), from.c_str()))
-    {}
-    converter(const converter&) = delete;
-    converter& operator=(const converter&) = delete;
-    ~converter()
-    {
-        if (valid()) {
-            ::iconv_close(handle_);
-        }
-    }
-
-    [[nodiscard]] bool valid() const noexcept { return handle_ != invalid(); }
-
-    /// Converts as much as possible. Returns false if it stopped at input that cannot be converted or is incomplete.
-    template <typename Char>
-    bool run(const char*& input, std::size_t& left, std::basic_string<Char>& out)
-    {
-        std::array<char, 1024> block{};
-        while (left != 0) {
-            auto* source = const_cast<char*>(input); // iconv's prototype requires it; iconv does not write there
-            char* target = block.data();
-            std::size_t room = block.size();
-            const std::size_t result = ::iconv(handle_, &source, &left, &target, &room);
-            const int error = errno;
-            input = source;
-            append(out, block.data(), block.size() - room);
-            if (result == static_cast<std::size_t>(-1) && error != E2BIG) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    /// Appends the bytes that a stateful code page requires at the end of a text.
-    void finish(std::string& out)
-    {
-        std::array<char, 64> block{};
-        char* target = block.data();
-        std::size_t room = block.size();
-        if (::iconv(handle_, nullptr, nullptr, &target, &room) != static_cast<std::size_t>(-1)) {
-            append(out, block.data(), block.size() - room);
-        }
-    }
-
-private:
-    static iconv_t invalid() noexcept { return reinterpret_cast<iconv_t>(-1); }
-
-    template <typename Char>
-    static void append(std::basic_string<Char>& out, const char* bytes, std::size_t count)
-    {
-        const std::size_t start = out.size();
-        out.resize(start + count / sizeof(Char));
-        std::copy_n(bytes, count / sizeof(Char) * sizeof(Char), reinterpret_cast<char*>(out.data() + start));
-    }
-
-    iconv_t handle_;
-};
+    return iconv_converter(::iconv_open(to.c_str(), from.c_str()));
+}
 
 std::optional<std::string> encode_by_iconv(std::wstring_view text, std::uint32_t code_page)
 {
-    converter to_code_page(iconv_name(code_page), "WCHAR_T");
-    if (!to_code_page.valid()) {
+    iconv_converter to_code_page = converter(iconv_name(code_page), "WCHAR_T");
+    if (!to_code_page) {
         return std::nullopt;
     }
-    std::wstring input;
+    std::wstring characters;
     while (!text.empty()) {
-        input.push_back(static_cast<wchar_t>(take_code_point(text)));
+        characters.push_back(static_cast<wchar_t>(utf::take_code_point(text)));
     }
+    const auto bytes_of = [](std::wstring_view wide) {
+        return std::string_view(reinterpret_cast<const char*>(wide.data()), wide.size() * sizeof(wchar_t));
+    };
     std::string out;
-    const char* source = reinterpret_cast<const char*>(input.data());
-    std::size_t left = input.size() * sizeof(wchar_t);
-    static constexpr wchar_t default_character = L'?';
-    while (!to_code_page.run(source, left, out)) {
-        const char* stand_in = reinterpret_cast<const char*>(&default_character);
-        std::size_t stand_in_size = sizeof(default_character);
-        to_code_page.run(stand_in, stand_in_size, out);
-        source += sizeof(wchar_t);
-        left -= sizeof(wchar_t);
+    std::string_view left = bytes_of(characters);
+    while (to_code_page.run(left, out) != iconv_converter::stop::at_end) {
+        std::string_view default_character = bytes_of(L"?");
+        to_code_page.run(default_character, out);
+        left.remove_prefix(sizeof(wchar_t));
     }
     to_code_page.finish(out);
     return out;
@@ -163,18 +104,16 @@ std::optional<std::string> encode_by_iconv(std::wstring_view text, std::uint32_t
 
 std::optional<std::wstring> decode_by_iconv(std::string_view text, std::uint32_t code_page)
 {
-    converter from_code_page("WCHAR_T", iconv_name(code_page));
-    if (!from_code_page.valid()) {
+    iconv_converter from_code_page = converter("WCHAR_T", iconv_name(code_page));
+    if (!from_code_page) {
         return std::nullopt;
     }
     std::wstring out;
-    const char* source = text.data();
-    std::size_t left = text.size();
-    while (!from_code_page.run(source, left, out)) {
-        out.push_back(static_cast<wchar_t>(replacement_character));
-        ++source;
-        --left;
+    while (from_code_page.run(text, out) != iconv_converter::stop::at_end) {
+        out.push_back(static_cast<wchar_t>(utf::replacement_character));
+        text.remove_prefix(1);
     }
+    from_code_page.finish(out);
     return out;
 }
 
@@ -188,9 +127,9 @@ std::optional<std::string> encode(std::wstring_view text, std::uint32_t code_pag
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        const char32_t code_point = take_code_point(text);
+        const char32_t code_point = utf::take_code_point(text);
         if (code_page == code_page_utf8) {
-            append_utf8(out, code_point);
+            utf::append_utf8(out, code_point);
         } else {
             out.push_back(to_1252(code_point));
         }
@@ -207,7 +146,7 @@ std::optional<std::wstring> decode(std::string_view text, std::uint32_t code_pag
     out.reserve(text.size());
     while (!text.empty()) {
         if (code_page == code_page_utf8) {
-            out.push_back(static_cast<wchar_t>(take_code_point(text)));
+            out.push_back(static_cast<wchar_t>(utf::take_code_point(text)));
         } else {
             out.push_back(from_1252(text.front()));
             text.remove_prefix(1);

@@ -1,6 +1,7 @@
 #include "mail/mime/reading/encoded_words.h"
 
 #include "mail/mime/text/property_text.h"
+#include "tool/system/base64.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
@@ -62,7 +63,7 @@ std::string join_encoded_words(std::string_view value)
             value.remove_prefix(std::min<std::size_t>(value.size(), 1));
             continue;
         }
-        std::string bytes = base64_decode(first->text);
+        std::string bytes = lenient_base64(first->text);
         std::size_t size = first->size;
         bool several = false;
         while (true) {
@@ -73,12 +74,12 @@ std::string join_encoded_words(std::string_view value)
             if (!word || winapi::compare_no_case(word->charset, first->charset) != 0) {
                 break;
             }
-            bytes += base64_decode(word->text);
+            bytes += lenient_base64(word->text);
             size = at + word->size;
             several = true;
         }
         if (several) {
-            result.append("=?").append(first->charset).append("?B?").append(base64_encode(bytes)).append("?=");
+            result.append("=?").append(first->charset).append("?B?").append(winapi::base64::encode(bytes)).append("?=");
         } else {
             result += value.substr(0, size);
         }

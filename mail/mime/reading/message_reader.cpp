@@ -1,7 +1,7 @@
 #include "mail/mime/reading/message_reader.h"
 
-#include "mail/mime/reading/bytes_stream.h"
-#include "mail/mime/reading/message_builder.h"
+#include "mail/mime/reading/message_parser.h"
+#include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/text/mime_library.h"
 #include "store/entry_id.h"
 
@@ -71,7 +71,7 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     if (!message) {
         throw unreadable_message("it does not have the form of a message");
     }
-    message_record record = message_builder(store, author).build(message.get());
+    message_record record = message_parser(store, author).parse(message.get());
     if (author == written_by::anyone || !record.properties->find(PROP_ID(PR_ENTRYID))) {
         record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(entry_id(*source, origin))));
     }

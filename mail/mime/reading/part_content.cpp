@@ -1,7 +1,7 @@
 #include "mail/mime/reading/part_content.h"
 
-#include "mail/mime/reading/bytes_stream.h"
 #include "mail/mime/text/charset_text.h"
+#include "mail/mime/text/gmime_streams.h"
 
 #include <array>
 

@@ -2,10 +2,10 @@
 
 #include "mail/mime/text/quoted_printable.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -130,64 +130,44 @@ protected:
             if (!half_unit_) {
                 low_ = byte;
             } else {
-                put(static_cast<std::uint32_t>(byte) << 8U | low_, out);
+                put(static_cast<char32_t>(byte) << 8U | low_, out);
             }
             half_unit_ = !half_unit_;
         }
     }
     void finish(std::string& out) override
     {
-        if (lead_ != 0) {
-            put_code(replacement, out);
-        }
-        lead_ = 0;
+        drop_lead(out);
         half_unit_ = false;
     }
 
 private:
-    static constexpr std::uint32_t replacement = 0xFFFD;
-
-    void put(std::uint32_t unit, std::string& out)
+    void put(char32_t unit, std::string& out)
     {
-        const bool trails = unit >= 0xDC00U && unit < 0xE000U;
-        if (lead_ != 0 && trails) {
-            put_code(0x10000U + ((lead_ & 0x3FFU) << 10U) + (unit & 0x3FFU), out);
+        namespace utf = winapi::utf;
+        if (lead_ != 0 && utf::is_low_surrogate(unit)) {
+            utf::append_utf8(out, utf::of_pair(lead_, unit));
             lead_ = 0;
             return;
         }
-        if (lead_ != 0) {
-            put_code(replacement, out);
-            lead_ = 0;
-        }
-        if (unit >= 0xD800U && unit < 0xDC00U) {
+        drop_lead(out);
+        if (utf::is_high_surrogate(unit)) {
             lead_ = unit;
         } else {
-            put_code(trails ? replacement : unit, out);
+            utf::append_utf8(out, utf::is_low_surrogate(unit) ? utf::replacement_character : unit);
         }
     }
-    static void put_code(std::uint32_t code, std::string& out)
+    void drop_lead(std::string& out)
     {
-        const auto tail = [code](unsigned shift) { return static_cast<char>(0x80U | (code >> shift & 0x3FU)); };
-        if (code < 0x80U) {
-            out += static_cast<char>(code);
-        } else if (code < 0x800U) {
-            out += static_cast<char>(0xC0U | code >> 6U);
-            out += tail(0);
-        } else if (code < 0x10000U) {
-            out += static_cast<char>(0xE0U | code >> 12U);
-            out += tail(6);
-            out += tail(0);
-        } else {
-            out += static_cast<char>(0xF0U | code >> 18U);
-            out += tail(12);
-            out += tail(6);
-            out += tail(0);
+        if (lead_ != 0) {
+            winapi::utf::append_utf8(out, winapi::utf::replacement_character);
         }
+        lead_ = 0;
     }
 
     bool half_unit_ = false;
-    std::uint32_t low_ = 0;
-    std::uint32_t lead_ = 0;
+    char32_t low_ = 0;
+    char32_t lead_ = 0; ///< a high surrogate that waits for its other half
 };
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include "mail/mime/text/line_limits.h"
 #include "mail/mime/text/property_text.h"
+#include "tool/system/base64.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 
@@ -60,11 +62,6 @@ std::string folded(std::string_view text)
     return result + '\n';
 }
 
-bool begins_character(std::string_view utf8, std::size_t at)
-{
-    return at == utf8.size() || (static_cast<unsigned char>(utf8[at]) & 0xC0U) != 0x80U;
-}
-
 /// Removes the next encoded word from the beginning. Only the last base64 word has padding, because some readers stop
 /// at padding. If no number of whole characters fits without padding, the first character becomes a separate word in
 /// the other encoding.
@@ -72,13 +69,11 @@ std::string take_word(std::string_view& utf8)
 {
     constexpr std::size_t most = 45; // 60 characters of base64
     std::size_t size = std::min(utf8.size(), most);
-    if (size < utf8.size()) {
-        while (size > 0 && !begins_character(utf8, size)) {
-            size -= 3;
-        }
+    while (size > 0 && size < utf8.size() && !winapi::utf::begins_character(utf8[size])) {
+        size -= 3;
     }
     if (size > 0) {
-        std::string word = "=?utf-8?B?" + base64_encode(utf8.substr(0, size)) + "?=";
+        std::string word = "=?utf-8?B?" + winapi::base64::encode(utf8.substr(0, size)) + "?=";
         utf8.remove_prefix(size);
         return word;
     }
@@ -86,7 +81,7 @@ std::string take_word(std::string_view& utf8)
     do {
         word += '=' + hex_text(static_cast<unsigned char>(utf8.front()), 2);
         utf8.remove_prefix(1);
-    } while (!begins_character(utf8, 0));
+    } while (!utf8.empty() && !winapi::utf::begins_character(utf8.front()));
     return word + "?=";
 }
 

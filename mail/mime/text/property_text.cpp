@@ -1,12 +1,12 @@
 #include "mail/mime/text/property_text.h"
 
 #include "mail/mime/text/storage_text.h"
+#include "tool/system/base64.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
 #include <bit>
 #include <charconv>
-#include <glib.h>
 #include <memory>
 #include <utility>
 
@@ -51,14 +51,14 @@ struct writer
     std::string operator()(const property_value::text& text) const
     {
         const std::string encoded = utf8(*text);
-        return wide(encoded) == *text ? "t" + encoded : "u" + base64_encode(to_utf16le(*text));
+        return wide(encoded) == *text ? "t" + encoded : "u" + winapi::base64::encode(to_utf16le(*text));
     }
     std::string operator()(const bytes_ptr& data) const
     {
-        const std::string encoded = base64_encode(to_string(*data));
+        const std::string encoded = winapi::base64::encode(to_string(*data));
         return code_page == 0 ? "b" + encoded : "c" + std::to_string(code_page) + code_page_mark + encoded;
     }
-    std::string operator()(const storage_ptr& tree) const { return "o" + base64_encode(storage_text(*tree)); }
+    std::string operator()(const storage_ptr& tree) const { return "o" + winapi::base64::encode(storage_text(*tree)); }
     std::string operator()(const std::vector<std::int64_t>& list) const
     {
         return join('N', list, [](std::int64_t number) { return std::to_string(number); });
@@ -66,7 +66,10 @@ struct writer
     std::string operator()(const std::vector<double>& list) const { return join('R', list, bits_text); }
     std::string operator()(const std::vector<GUID>& list) const { return join('G', list, guid_text); }
     std::string operator()(const std::vector<std::wstring>& list) const { return join('T', list, utf8); }
-    std::string operator()(const std::vector<std::string>& list) const { return join('B', list, base64_encode); }
+    std::string operator()(const std::vector<std::string>& list) const
+    {
+        return join('B', list, winapi::base64::encode);
+    }
 
 private:
     /// Each value is followed by the separator, so that a list of one empty value differs from an empty list.
@@ -134,7 +137,7 @@ bool parse_one(std::string_view text, property_value& target, Parse&& parse)
 
 bool parse_bytes(std::string_view text, std::string& bytes)
 {
-    bytes = base64_decode(text);
+    bytes = lenient_base64(text);
     return true;
 }
 
@@ -150,13 +153,13 @@ bool parse_coded(std::string_view text, property_value& value)
     if (mark == std::string_view::npos || !parse_number(text.substr(0, mark), value.code_page)) {
         return false;
     }
-    value.data = bytes_of(base64_decode(text.substr(mark + 1)));
+    value.data = bytes_of(lenient_base64(text.substr(mark + 1)));
     return true;
 }
 
 bool parse_storage(std::string_view text, property_value& value)
 {
-    storage_ptr tree = parse_storage_text(base64_decode(text));
+    storage_ptr tree = parse_storage_text(lenient_base64(text));
     const bool good = tree != nullptr;
     value.data = std::move(tree);
     return good;
@@ -182,10 +185,10 @@ bool parse_contents(std::string_view text, property_value& value)
         value.data = std::make_shared<const std::wstring>(wide(rest));
         return true;
     case 'u':
-        value.data = std::make_shared<const std::wstring>(from_utf16le(base64_decode(rest)));
+        value.data = std::make_shared<const std::wstring>(from_utf16le(lenient_base64(rest)));
         return true;
     case 'b':
-        value.data = bytes_of(base64_decode(rest));
+        value.data = bytes_of(lenient_base64(rest));
         return true;
     case 'c':
         return parse_coded(rest, value);
@@ -301,25 +304,25 @@ std::string percent_decode(std::string_view text)
     return result;
 }
 
-std::string base64_encode(std::string_view bytes)
+std::string lenient_base64(std::string_view text)
 {
-    struct glib_free
-    {
-        void operator()(char* memory) const noexcept { g_free(memory); }
+    std::string bytes;
+    std::string groups; // whole ones but for the last, which may still be on its way
+    const auto decode = [&] {
+        bytes += winapi::base64::decode(groups).value_or(std::string());
+        groups.clear();
     };
-    const std::unique_ptr<char, glib_free> text(
-        g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()));
-    return text.get();
-}
-
-std::string base64_decode(std::string_view text)
-{
-    std::string result(text.size() / 4 * 3 + 3, '\0');
-    gint state = 0;
-    guint save = 0;
-    result.resize(
-        g_base64_decode_step(text.data(), text.size(), reinterpret_cast<guchar*>(result.data()), &state, &save));
-    return result;
+    for (const char c : text) {
+        if (winapi::base64::is_digit_or_padding(c)) {
+            groups += c;
+            if (c == '=' && groups.size() % 4 == 0) {
+                decode();
+            }
+        }
+    }
+    groups.resize(groups.size() / 4 * 4);
+    decode();
+    return bytes;
 }
 
 std::string hex_text(std::uint64_t number, std::size_t digits)

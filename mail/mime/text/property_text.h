@@ -25,9 +25,9 @@ std::string percent_encode(std::string_view text);
 /// Sequences that are not valid escapes are unchanged.
 std::string percent_decode(std::string_view text);
 
-std::string base64_encode(std::string_view bytes);
-/// Characters outside the base64 alphabet are skipped.
-std::string base64_decode(std::string_view text);
+/// The bytes of base64 text. What isn't of base64 is skipped, padding may end any group, and a last group that isn't
+/// whole is dropped.
+std::string lenient_base64(std::string_view text);
 
 /// Returns a number in upper-case hexadecimal with at least `digits` digits.
 std::string hex_text(std::uint64_t number, std::size_t digits);

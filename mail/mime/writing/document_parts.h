@@ -2,7 +2,7 @@
 
 #include "mail/mime/text/content_source.h"
 #include "mail/mime/text/gmime_ptr.h"
-#include "mail/mime/text/pipe_streams.h"
+#include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/writing/boundaries.h"
 
 #include <memory>

@@ -2,7 +2,7 @@
 
 #include "mail/files/atomic_file.h"
 #include "mail/mime/text/mime_library.h"
-#include "mail/mime/writing/document_builder.h"
+#include "mail/mime/writing/document_composer.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
 #include "store/message_object.h"
@@ -48,7 +48,7 @@ void write_document(IMessage& message, const message_record* kept, bool include_
 {
     prepare_mime_library();
     const auto failure = std::make_shared<stream_failure>();
-    const auto document = document_builder(include_bcc, failure).build(message, kept);
+    const auto document = document_composer(include_bcc, failure).compose(message, kept);
     const format_options_ptr format = mail_format_options();
     blocks out(sink);
     const auto stream = make_sink_stream([&out](std::string_view piece) { out.write(piece); }, failure);

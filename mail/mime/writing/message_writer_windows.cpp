@@ -9,15 +9,13 @@
 #include "mail/mime/writing/message_writer.h"
 #include "mail/mime/writing/plain_headers_windows.h"
 #include "store/tags.h"
+#include "tool/system/base64.h"
 #include "tool/system/conversions.h"
-
-#include <windows.h>
 
 #include <array>
 #include <stdexcept>
 #include <utility>
 #include <vector>
-#include <wincrypt.h>
 
 namespace host {
 
@@ -124,28 +122,24 @@ private:
 
     void write_base64(content_source& content)
     {
-        std::array<BYTE, 48UL * 256> block{}; // a multiple of the bytes per line
-        std::array<char, block.size() * 2> text{};
-        for (;;) {
-            std::size_t filled = 0;
-            while (filled < block.size()) {
-                const std::size_t got =
-                    content.read(reinterpret_cast<char*>(block.data()) + filled, block.size() - filled);
-                if (got == 0) {
-                    break;
-                }
-                filled += got;
+        constexpr std::size_t bytes_of_line = 48;
+        std::array<char, bytes_of_line * 256> block{};
+        std::size_t filled = 0;
+        do {
+            filled = 0;
+            for (std::size_t got = 1; got != 0 && filled < block.size(); filled += got) {
+                got = content.read(block.data() + filled, block.size() - filled);
             }
-            if (filled == 0) {
-                return;
+            std::string lines;
+            for (std::string_view rest(block.data(), filled); !rest.empty();) {
+                const std::string_view line = rest.substr(0, bytes_of_line);
+                lines += winapi::base64::encode(line) + "\r\n";
+                rest.remove_prefix(line.size());
             }
-            auto size = static_cast<DWORD>(text.size());
-            if (CryptBinaryToStringA(block.data(), static_cast<DWORD>(filled), CRYPT_STRING_BASE64, text.data(),
-                                     &size) == 0) {
-                throw std::runtime_error("an attachment could not be encoded");
+            if (!lines.empty()) {
+                sink_(lines);
             }
-            sink_({text.data(), size});
-        }
+        } while (filled == block.size());
     }
 
     bool include_bcc_;

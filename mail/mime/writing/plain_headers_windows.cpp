@@ -5,6 +5,7 @@
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "store/tags.h"
 #include "tool/system/conversions.h"
+#include "tool/system/utf.h"
 
 #include <algorithm>
 #include <array>
@@ -40,17 +41,6 @@ bool is_word_letter(char c)
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-/// Returns the length of the longest prefix of UTF-8 text that has at most `most` bytes and ends with a complete
-/// character.
-std::size_t whole_characters(std::string_view text, std::size_t most)
-{
-    std::size_t length = std::min(text.size(), most);
-    while (length < text.size() && length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
-        --length;
-    }
-    return length;
-}
-
 std::string encoded_word(std::string_view piece)
 {
     std::string word = "=?utf-8?Q?";
@@ -69,7 +59,7 @@ std::string as_encoded_words(std::string_view utf8_text)
     constexpr std::size_t bytes_of_word = 18; // each takes up to three letters, a word has up to 75
     std::string result;
     for (std::string_view rest = utf8_text; !rest.empty();) {
-        const std::size_t length = whole_characters(rest, bytes_of_word);
+        const std::size_t length = winapi::utf::whole_characters(rest, bytes_of_word);
         result += (result.empty() ? "" : std::string(fold)) + encoded_word(rest.substr(0, length));
         rest.remove_prefix(length);
     }

@@ -1,6 +1,6 @@
 // The module's exported functions. The functions that they call do not throw.
 #include "outlook/qdmailprotect/com/module.h"
-#include "outlook/qdmailprotect/com/services.h"
+#include "outlook/qdmailprotect/com/new_connect.h"
 #include "outlook/qdmailprotect/com/system_registration.h"
 
 namespace __gnu_cxx {

@@ -1,9 +1,10 @@
 #include "outlook/qdmailprotect/disinfection/inline_images.h"
 
-#include "outlook/qdmailprotect/disinfection/base64.h"
 #include "outlook/qdmailprotect/mapi/mapi.h"
+#include "tool/system/base64.h"
 #include "tool/system/conversions.h"
 
+#include <boost/archive/iterators/dataflow_exception.hpp>
 #include <boost/format.hpp>
 
 #include <cstdint>
@@ -44,6 +45,17 @@ std::wstring ImageName(std::uint32_t number)
     return L"qdimg" + (boost::wformat(L"%04X") % number).str();
 }
 
+/// Throws the error of the library's own decoding iterators, which are an order of magnitude slower.
+std::vector<std::byte> DecodedImage(std::string_view text)
+{
+    auto bytes = winapi::base64::decode<std::vector<std::byte>>(text);
+    if (!bytes) {
+        using boost::archive::iterators::dataflow_exception;
+        throw dataflow_exception(dataflow_exception::invalid_base64_character);
+    }
+    return *std::move(bytes);
+}
+
 /// Fills in the record of the match at `begin` and appends its replacement to `out`. Returns the position of the
 /// terminator, which is the first character that is kept, or npos if the match is left unchanged.
 std::size_t ConvertMatch(std::string_view html, std::size_t begin, const Form& form, std::uint32_t number,
@@ -61,7 +73,7 @@ std::size_t ConvertMatch(std::string_view html, std::size_t begin, const Form& f
     if (dataSize == std::string_view::npos) {
         return std::string_view::npos;
     }
-    record.data = DecodeBase64(data.substr(0, dataSize));
+    record.data = DecodedImage(data.substr(0, dataSize));
     const std::wstring name = ImageName(number);
     record.fileName = name + L".png";
     record.contentId = name + L".png@51444D41494C.5A52544D3130";

@@ -1,6 +1,6 @@
 #include "mail/mime/text/content_source.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
-#include "store/byte_stream.h"
+#include "store/property_stream.h"
 #include "store/property_value.h"
 #include "tests/outlook/qdmailprotect/support/traced_store.h"
 #include "tool/system/conversions.h"
@@ -24,7 +24,8 @@ std::string read_all(content_source& content, std::size_t step)
 
 ComPtr<IStream> stream_of(std::string text)
 {
-    return make_byte_stream(std::make_shared<stream_state>(bytes_of(std::move(text)), PT_BINARY), nullptr, 0, false);
+    return make_property_stream(std::make_shared<stream_state>(bytes_of(std::move(text)), PT_BINARY), nullptr, 0,
+                                false);
 }
 
 /// Returns UTF-16LE as UTF-8, read in blocks of `step` bytes.

@@ -1,4 +1,4 @@
-#include "tests/tool/icap_client/http_text.h"
+#include "tests/tool/icap_client/parsed_http.h"
 #include "tests/tool/icap_client/session_fixture.h"
 #include "tool/icap_client/request_templates.h"
 

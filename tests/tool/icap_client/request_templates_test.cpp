@@ -1,8 +1,8 @@
-#include "tests/support/guarded_buffer.h"
-#include "tests/tool/icap_client/http_text.h"
 #include "tests/tool/icap_client/joined.h"
+#include "tests/tool/icap_client/parsed_http.h"
 #include "tests/tool/icap_client/string_data.h"
 #include "tool/icap_client/request_templates.h"
+#include "tool/system/base64.h"
 #include "tool/system/conversions.h"
 
 #include <gtest/gtest.h>
@@ -68,36 +68,6 @@ TEST(FillPlaceholder, DoesNotFillItsOwnValueAgain)
     std::string text = "%A%";
     fill_placeholder(text, "%A%", "%A%%A%");
     EXPECT_EQ(text, "%A%%A%");
-}
-
-TEST(Base64, IsPaddedForEveryRemainder)
-{
-    EXPECT_EQ(to_base64(""), "");
-    EXPECT_EQ(to_base64("f"), "Zg==");
-    EXPECT_EQ(to_base64("fo"), "Zm8=");
-    EXPECT_EQ(to_base64("foo"), "Zm9v");
-    EXPECT_EQ(to_base64("foob"), "Zm9vYg==");
-}
-
-TEST(Base64, TakesBytesAsTheyAre)
-{
-    EXPECT_EQ(to_base64("\xff\xfe\x00\x01"s), "//4AAQ==");
-    EXPECT_EQ(to_base64("\xfc"), "/A==");
-}
-
-TEST(Base64, HasNoLineBreaksInALongValue)
-{
-    const std::string text = to_base64(std::string(3000, 'a'));
-    EXPECT_EQ(text.size(), 4000U);
-    EXPECT_EQ(text.find_first_of("\r\n="), std::string::npos);
-}
-
-TEST(Base64, ReadsNothingBehindTheValue)
-{
-    for (const std::string value : {"a", "ab", "abc", "abcd"}) {
-        const test::guarded_buffer guarded(value);
-        EXPECT_EQ(to_base64(guarded.view()), to_base64(value));
-    }
 }
 
 TEST(Target, IsMadeOfAddressPortAndPath)
@@ -231,7 +201,7 @@ TEST(CertificateRequest, ConvertsTheNameToTheAnsiCodePage)
 {
     scan_certificate certificate;
     certificate.certificate_name = L"\u00fc";
-    const std::string expected = to_base64(winapi::conv_to_char(L"\u00fc"));
+    const std::string expected = winapi::base64::encode(winapi::conv_to_char(L"\u00fc"));
     EXPECT_NE(build_certificate_request(host, host, target, certificate)
                   .find(test::joined({"X-Certificate-Name: ", expected, "\r\n"})),
               std::string::npos);

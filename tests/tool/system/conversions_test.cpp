@@ -139,6 +139,12 @@ TEST(conversions, know_code_pages_beyond_the_two_common_ones)
     EXPECT_EQ(conv_to_char(L"a\u4e2db", 1251), "a?b"); // a character that the code page does not contain
 }
 
+TEST(conversions, keep_the_end_of_a_text_that_a_combining_character_could_follow)
+{
+    EXPECT_EQ(conv_to_wide("ba", 1258), L"ba");       // Vietnamese: tone marks follow the vowel
+    EXPECT_EQ(conv_to_wide("\xF9", 1255), L"\u05E9"); // Hebrew: points follow the letter
+}
+
 TEST(conversions, handle_texts_longer_than_an_inner_block)
 {
     std::wstring wide;

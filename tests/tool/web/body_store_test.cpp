@@ -1,4 +1,4 @@
-#include "tests/tool/web/temporary_folder.h"
+#include "tests/tool/web/body_folder.h"
 #include "tool/system/errors.h"
 #include "tool/web/body_store.h"
 #include "tool/web/io_file.h"
@@ -66,7 +66,7 @@ TEST(body_store, follows_the_configured_count_of_memory_units)
 
 TEST(body_store, makes_its_file_in_the_configured_directory)
 {
-    const test::temporary_folder folder("body-store");
+    const test::body_folder folder("body-store");
     web::body_store_config config;
     config.temp_directory = folder.text();
     config.temp_directory.pop_back(); // the trailing separator is optional
@@ -84,7 +84,7 @@ TEST(body_store, makes_its_file_in_the_systems_folder_when_none_is_configured)
 
 TEST(body_store, raises_when_the_directory_cannot_hold_a_file)
 {
-    const test::temporary_folder folder("body-store");
+    const test::body_folder folder("body-store");
     web::body_store_config config;
     config.temp_directory = folder.text() + L"missing";
     EXPECT_THROW((void)web::make_body_store(web::unknown_body_size, config), error::win32exception);

@@ -1,4 +1,4 @@
-#include "tests/tool/web/temporary_folder.h"
+#include "tests/tool/web/body_folder.h"
 #include "tool/web/body_store.h"
 #include "tool/web/io_file.h"
 
@@ -10,7 +10,7 @@ namespace {
 
 TEST(io_file_on_posix, has_no_name_in_its_folder_even_while_it_is_open)
 {
-    const test::temporary_folder folder("io-file-name");
+    const test::body_folder folder("io-file-name");
     web::io_file file(folder.text());
     EXPECT_EQ(file.append("private", 7), 7U);
     EXPECT_EQ(folder.count(), 0U);

@@ -1,4 +1,4 @@
-#include "tests/tool/web/temporary_folder.h"
+#include "tests/tool/web/body_folder.h"
 #include "tool/system/errors.h"
 #include "tool/web/io_file.h"
 #include "tool/web/io_memory.h"
@@ -36,7 +36,7 @@ std::uint32_t code_raised(const Call& call)
 class io_file_in_folder : public testing::Test
 {
 protected:
-    test::temporary_folder folder_{"io-file"};
+    test::body_folder folder_{"io-file"};
 };
 
 TEST_F(io_file_in_folder, starts_empty)

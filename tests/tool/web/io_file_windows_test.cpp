@@ -1,4 +1,4 @@
-#include "tests/tool/web/temporary_folder.h"
+#include "tests/tool/web/body_folder.h"
 #include "tool/web/io_file.h"
 
 #include <platform/handles.h>
@@ -9,7 +9,7 @@ namespace {
 
 TEST(io_file_on_windows, can_be_read_by_others_while_it_is_open_and_not_written)
 {
-    const test::temporary_folder folder("io-file-sharing");
+    const test::body_folder folder("io-file-sharing");
     web::io_file file(folder.text());
     file.append("abc", 3);
     std::wstring name;

@@ -1,24 +1,12 @@
 #include "extlib/cctool/src/serialization/simple_values.h"
 
+#include "tool/system/utf.h"
+
 namespace cctool::Serialization::StlDTree::detail {
 
 namespace {
 
 constexpr std::size_t length_size = sizeof(std::uint64_t);
-
-constexpr char32_t first_beyond_units = 0x10000;
-constexpr char32_t last_code_point = 0x10FFFF;
-constexpr char16_t replacement = 0xFFFD;
-constexpr char16_t high_surrogate = 0xD800;
-constexpr char16_t low_surrogate = 0xDC00;
-constexpr char32_t surrogate_mask = 0xFC00;
-constexpr std::uint32_t half_bits = 10;
-constexpr char32_t half_mask = (1U << half_bits) - 1;
-
-bool IsSurrogate(char16_t unit, char16_t half) noexcept
-{
-    return (unit & surrogate_mask) == half;
-}
 
 const std::string& UnitsOf(const std::string& text) noexcept
 {
@@ -32,42 +20,12 @@ const std::string& TextOf(const std::string& units) noexcept
 
 std::u16string UnitsOf(const std::wstring& text)
 {
-    std::u16string units;
-    units.reserve(text.size());
-    for (const wchar_t c : text) {
-        const auto code = static_cast<char32_t>(c);
-        if (code < first_beyond_units) {
-            units.push_back(static_cast<char16_t>(code));
-        } else if (code <= last_code_point) {
-            const char32_t beyond = code - first_beyond_units;
-            units.push_back(static_cast<char16_t>(high_surrogate | (beyond >> half_bits)));
-            units.push_back(static_cast<char16_t>(low_surrogate | (beyond & half_mask)));
-        } else {
-            units.push_back(replacement);
-        }
-    }
-    return units;
+    return winapi::utf::to_utf16(text);
 }
 
 std::wstring TextOf(const std::u16string& units)
 {
-    if constexpr (sizeof(wchar_t) == sizeof(char16_t)) {
-        return {units.begin(), units.end()};
-    }
-    std::wstring text;
-    text.reserve(units.size());
-    for (std::size_t place = 0; place < units.size(); ++place) {
-        const char16_t unit = units[place];
-        if (IsSurrogate(unit, high_surrogate) && place + 1 < units.size() &&
-            IsSurrogate(units[place + 1], low_surrogate)) {
-            ++place;
-            text.push_back(static_cast<wchar_t>(first_beyond_units + ((unit & half_mask) << half_bits) +
-                                                (units[place] & half_mask)));
-        } else {
-            text.push_back(static_cast<wchar_t>(unit));
-        }
-    }
-    return text;
+    return winapi::utf::from_utf16(units);
 }
 
 /// Reads a length in units of `unit_size` bytes and skips that many units. Memory is allocated only after this, so that

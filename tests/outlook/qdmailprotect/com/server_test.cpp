@@ -1,6 +1,6 @@
 #include "outlook/qdmailprotect/com/extensibility.h"
 #include "outlook/qdmailprotect/com/module.h"
-#include "outlook/qdmailprotect/com/services.h"
+#include "outlook/qdmailprotect/com/new_connect.h"
 
 #include <gtest/gtest.h>
 

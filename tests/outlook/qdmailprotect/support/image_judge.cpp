@@ -1,10 +1,8 @@
 #include "tests/outlook/qdmailprotect/support/image_judge.h"
 
 #include "outlook/qdmailprotect/mapi/mapi.h"
+#include "tests/support/base64_judge.h"
 #include "tool/system/conversions.h"
-
-#include <boost/archive/iterators/binary_from_base64.hpp>
-#include <boost/archive/iterators/transform_width.hpp>
 
 #include <cctype>
 #include <cwchar>
@@ -39,29 +37,6 @@ void convert(std::string& html, std::size_t match, const std::string& prefix, co
 }
 
 } // namespace
-
-std::vector<std::byte> judge_base64(std::string text)
-{
-    using namespace boost::archive::iterators;
-    using decoder = transform_width<binary_from_base64<const char*>, 8, 6>;
-    std::size_t cut = 0;
-    if (text.size() > 3 && text[text.size() - 1] == '=') {
-        text[text.size() - 1] = 'A';
-        ++cut;
-        if (text[text.size() - 2] == '=') {
-            text[text.size() - 2] = 'A';
-            ++cut;
-        }
-    }
-    std::vector<std::byte> bytes;
-    // A single character at the end makes the decoder read the NUL after it, which is not a base64 character.
-    const decoder end(text.c_str() + text.size());
-    for (decoder next(text.c_str()); next != end; ++next) {
-        bytes.push_back(static_cast<std::byte>(*next));
-    }
-    bytes.resize(bytes.size() - cut);
-    return bytes;
-}
 
 void judge_inline_images(std::string& html, std::vector<AttachmentResult>& images)
 {

@@ -1,4 +1,4 @@
-#include "store/data_stream.h"
+#include "store/stream_object.h"
 
 #include "outlook/qdmailprotect/mapi/result_border.h"
 #include "outlook/qdmailprotect/mapi/storage_codes.h"
@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <utility>
 
-DataStream::DataStream(std::shared_ptr<web::io_data> data, bool writable)
+namespace host {
+
+stream_object::stream_object(std::shared_ptr<web::io_data> data, bool writable)
     : data_(std::move(data))
     , writable_(writable)
 {}
 
-void* DataStream::FindInterface(REFIID iid)
+void* stream_object::FindInterface(REFIID iid)
 {
     if (iid == IID_IUnknown || iid == IID_ISequentialStream || iid == IID_IStream) {
         return static_cast<IStream*>(this);
@@ -21,7 +23,7 @@ void* DataStream::FindInterface(REFIID iid)
     return nullptr;
 }
 
-HRESULT DataStream::Read(void* buffer, ULONG count, ULONG* read)
+HRESULT stream_object::Read(void* buffer, ULONG count, ULONG* read)
 {
     return ResultBorder([&] {
         if (!buffer) {
@@ -36,7 +38,7 @@ HRESULT DataStream::Read(void* buffer, ULONG count, ULONG* read)
     });
 }
 
-HRESULT DataStream::Write(const void* buffer, ULONG count, ULONG* written)
+HRESULT stream_object::Write(const void* buffer, ULONG count, ULONG* written)
 {
     return ResultBorder([&] {
         if (written) {
@@ -57,7 +59,7 @@ HRESULT DataStream::Write(const void* buffer, ULONG count, ULONG* written)
     });
 }
 
-HRESULT DataStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position)
+HRESULT stream_object::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position)
 {
     return ResultBorder([&] {
         std::int64_t base = 0;
@@ -80,7 +82,7 @@ HRESULT DataStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* posit
     });
 }
 
-HRESULT DataStream::SetSize(ULARGE_INTEGER size)
+HRESULT stream_object::SetSize(ULARGE_INTEGER size)
 {
     return ResultBorder([&] {
         if (!writable_) {
@@ -91,7 +93,7 @@ HRESULT DataStream::SetSize(ULARGE_INTEGER size)
     });
 }
 
-HRESULT DataStream::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read, ULARGE_INTEGER* written)
+HRESULT stream_object::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read, ULARGE_INTEGER* written)
 {
     return ResultBorder([&] {
         if (!target) {
@@ -123,27 +125,27 @@ HRESULT DataStream::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER
     });
 }
 
-HRESULT DataStream::Commit(DWORD)
+HRESULT stream_object::Commit(DWORD)
 {
     return S_OK;
 }
 
-HRESULT DataStream::Revert()
+HRESULT stream_object::Revert()
 {
     return S_OK;
 }
 
-HRESULT DataStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD)
+HRESULT stream_object::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD)
 {
     return StorageInvalidFunction;
 }
 
-HRESULT DataStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD)
+HRESULT stream_object::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD)
 {
     return StorageInvalidFunction;
 }
 
-HRESULT DataStream::Stat(STATSTG* stat, DWORD)
+HRESULT stream_object::Stat(STATSTG* stat, DWORD)
 {
     return ResultBorder([&] {
         if (!stat) {
@@ -158,15 +160,17 @@ HRESULT DataStream::Stat(STATSTG* stat, DWORD)
     });
 }
 
-HRESULT DataStream::Clone(IStream** clone)
+HRESULT stream_object::Clone(IStream** clone)
 {
     return ResultBorder([&] {
         if (!clone) {
             return StorageInvalidPointer;
         }
-        auto copy = MakeCom<DataStream>(data_, writable_);
+        auto copy = MakeCom<stream_object>(data_, writable_);
         copy->position_ = position_;
         *clone = copy.detach();
         return HRESULT{S_OK};
     });
 }
+
+} // namespace host

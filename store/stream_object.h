@@ -6,14 +6,16 @@
 #include <cstdint>
 #include <memory>
 
+namespace host {
+
 /// A stream over a random-access byte object, the reverse of web::io_stream. It works in direct mode: Commit and Revert
 /// do nothing, and clones share their writes. Writes to a read-only stream return STG_E_ACCESSDENIED. Exceptions of the
 /// byte object are converted to E_OUTOFMEMORY or E_FAIL. Reference counting is thread-safe; all other operations are
 /// not.
-class DataStream final : public ComObject<IStream>
+class stream_object final : public ComObject<IStream>
 {
 public:
-    DataStream(std::shared_ptr<web::io_data> data, bool writable);
+    stream_object(std::shared_ptr<web::io_data> data, bool writable);
 
     HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG count, ULONG* read) override;
     HRESULT STDMETHODCALLTYPE Write(const void* buffer, ULONG count, ULONG* written) override;
@@ -36,3 +38,5 @@ private:
     bool writable_;
     std::uint64_t position_ = 0;
 };
+
+} // namespace host

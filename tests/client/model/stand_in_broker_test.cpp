@@ -1,5 +1,5 @@
 #include "client/model/class_object.h"
-#include "client/model/settings_broker.h"
+#include "client/model/stand_in_broker.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ struct broker_call
     broker_call& operator=(const broker_call&) = delete;
     ~broker_call() { VariantClear(&value); }
 
-    HRESULT make(settings_broker& broker, VARTYPE type, LONG number, DISPID id = 2, WORD flags = DISPATCH_METHOD)
+    HRESULT make(stand_in_broker& broker, VARTYPE type, LONG number, DISPID id = 2, WORD flags = DISPATCH_METHOD)
     {
         VARIANT argument;
         VariantInit(&argument);
@@ -30,12 +30,12 @@ struct broker_call
     VARIANT value;
 };
 
-ComPtr<settings_broker> broker_of(settings_broker::answer answer)
+ComPtr<stand_in_broker> broker_of(stand_in_broker::answer answer)
 {
-    return MakeCom<settings_broker>(std::move(answer));
+    return MakeCom<stand_in_broker>(std::move(answer));
 }
 
-TEST(SettingsBrokers, GiveTheBytesOfTheMoment)
+TEST(StandInBrokers, GiveTheBytesOfTheMoment)
 {
     std::vector<std::uint8_t> bytes{1, 2, 255};
     const auto broker = broker_of([&bytes](VARIANT& value) { return put_bytes(bytes, value); });
@@ -57,7 +57,7 @@ TEST(SettingsBrokers, GiveTheBytesOfTheMoment)
     }
 }
 
-TEST(SettingsBrokers, AnswerTheirOneCallOnly)
+TEST(StandInBrokers, AnswerTheirOneCallOnly)
 {
     const auto broker = broker_of([](VARIANT&) { return HRESULT{S_OK}; });
     broker_call call;
@@ -70,7 +70,7 @@ TEST(SettingsBrokers, AnswerTheirOneCallOnly)
               broker->Invoke(2, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &none, &call.value, nullptr, nullptr));
 }
 
-TEST(SettingsBrokers, TurnWhatIsRaisedIntoAFailure)
+TEST(StandInBrokers, TurnWhatIsRaisedIntoAFailure)
 {
     const auto broker = broker_of([](VARIANT&) -> HRESULT { throw std::runtime_error("no file"); });
     broker_call call;

@@ -11,16 +11,16 @@ namespace host {
 
 /// Creates the MIME document of a message of any store: headers, text and HTML as alternatives, hidden images as parts
 /// related to the HTML, attachments, embedded messages. Contents are not read before the document is written.
-class document_builder
+class document_composer
 {
 public:
     /// `failure` receives the exceptions of contents while the document is written.
-    document_builder(bool include_bcc, std::shared_ptr<stream_failure> failure);
+    document_composer(bool include_bcc, std::shared_ptr<stream_failure> failure);
 
     /// Returns the document of `message`. `kept`, unless null, is the record behind it, whose properties are written to
     /// the program's own headers. Throws ComError with the store's result, and std::runtime_error if messages are
     /// nested deeper than a reader supports.
-    gobject_ptr<GMimeMessage> build(IMessage& message, const message_record* kept, int depth = 0);
+    gobject_ptr<GMimeMessage> compose(IMessage& message, const message_record* kept, int depth = 0);
 
 private:
     part_maker parts_;

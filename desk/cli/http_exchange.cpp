@@ -1,4 +1,4 @@
-#include "desk/cli/http_text.h"
+#include "desk/cli/http_exchange.h"
 
 #include "tool/http/analyzer.h"
 

@@ -1,7 +1,7 @@
-#include "store/byte_stream.h"
+#include "store/property_stream.h"
 
-#include "store/data_stream.h"
 #include "store/object_ledger.h"
+#include "store/stream_object.h"
 
 #include <typeinfo>
 #include <utility>
@@ -54,10 +54,10 @@ private:
 
 } // namespace
 
-ComPtr<IStream> make_byte_stream(std::shared_ptr<stream_state> state, std::shared_ptr<property_bag> bag,
-                                 std::uint32_t id, bool writable)
+ComPtr<IStream> make_property_stream(std::shared_ptr<stream_state> state, std::shared_ptr<property_bag> bag,
+                                     std::uint32_t id, bool writable)
 {
-    return MakeCom<DataStream>(std::make_shared<property_data>(std::move(state), std::move(bag), id), writable);
+    return MakeCom<stream_object>(std::make_shared<property_data>(std::move(state), std::move(bag), id), writable);
 }
 
 } // namespace host

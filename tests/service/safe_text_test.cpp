@@ -1,4 +1,4 @@
-#include "service/text.h"
+#include "service/safe_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "mail/mime/reading/message_builder.h"
+#include "mail/mime/reading/message_parser.h"
 
 #include "mail/mime/reading/attachment_names.h"
 #include "mail/mime/reading/calendar.h"
@@ -7,9 +7,9 @@
 #include "mail/mime/reading/part_content.h"
 #include "mail/mime/text/charset_names.h"
 #include "mail/mime/text/charset_text.h"
+#include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/text/mime_library.h"
 #include "mail/mime/text/own_headers.h"
-#include "mail/mime/text/pipe_streams.h"
 #include "store/tags.h"
 #include "tool/system/conversions.h"
 
@@ -103,14 +103,14 @@ std::set<std::string_view> content_ids_in(std::string_view html)
 
 } // namespace
 
-message_builder::message_builder(std::shared_ptr<store_context> store, written_by author, int depth)
+message_parser::message_parser(std::shared_ptr<store_context> store, written_by author, int depth)
     : author_(author)
     , depth_(depth)
 {
     record_.store = std::move(store);
 }
 
-message_record message_builder::build(GMimeMessage* message)
+message_record message_parser::parse(GMimeMessage* message)
 {
     set_header_properties(message, record_);
     if (GMimeObject* top = g_mime_message_get_mime_part(message)) {
@@ -126,7 +126,7 @@ message_record message_builder::build(GMimeMessage* message)
     return std::move(record_);
 }
 
-void message_builder::add(GMimeObject* part, bool alternative)
+void message_parser::add(GMimeObject* part, bool alternative)
 {
     if (GMIME_IS_MULTIPART(part)) {
         add_multipart(GMIME_MULTIPART(part), alternative);
@@ -137,7 +137,7 @@ void message_builder::add(GMimeObject* part, bool alternative)
     }
 }
 
-void message_builder::add_multipart(GMimeMultipart* multipart, bool alternative)
+void message_parser::add_multipart(GMimeMultipart* multipart, bool alternative)
 {
     if (nesting_ >= deepest_multipart || is_closed(multipart)) {
         add_whole(GMIME_OBJECT(multipart), source_of(GMIME_OBJECT(multipart)));
@@ -153,7 +153,7 @@ void message_builder::add_multipart(GMimeMultipart* multipart, bool alternative)
     body_closed_ = body_closed_ || (opens_choice && (has_plain_ || has_html_));
 }
 
-void message_builder::add_leaf(GMimePart* part, bool alternative)
+void message_parser::add_leaf(GMimePart* part, bool alternative)
 {
     auto* object = GMIME_OBJECT(part);
     if (is_type(object, "text", "calendar") && !is_declared_attachment(object)) {
@@ -164,7 +164,7 @@ void message_builder::add_leaf(GMimePart* part, bool alternative)
     }
 }
 
-bool message_builder::take_body(GMimePart* part, bool alternative)
+bool message_parser::take_body(GMimePart* part, bool alternative)
 {
     auto* object = GMIME_OBJECT(part);
     if (body_closed_ || is_declared_attachment(object) || g_mime_part_get_filename(part)) {
@@ -181,7 +181,7 @@ bool message_builder::take_body(GMimePart* part, bool alternative)
     return true;
 }
 
-void message_builder::set_plain_body(GMimePart* part)
+void message_parser::set_plain_body(GMimePart* part)
 {
     has_plain_ = true;
     if (body_charset_.empty()) {
@@ -190,7 +190,7 @@ void message_builder::set_plain_body(GMimePart* part)
     record_.properties->set(PR_BODY_W, property_value::of_text(to_wide(part_text(part))));
 }
 
-void message_builder::set_html_body(GMimePart* part)
+void message_parser::set_html_body(GMimePart* part)
 {
     has_html_ = true;
     body_charset_ = charset_of(part);
@@ -199,7 +199,7 @@ void message_builder::set_html_body(GMimePart* part)
     record_.properties->set(PR_HTML, property_value::of_binary(data));
 }
 
-void message_builder::set_body_kind()
+void message_parser::set_body_kind()
 {
     if (!has_html_ && !has_plain_) {
         return;
@@ -212,7 +212,7 @@ void message_builder::set_body_kind()
     record_.properties->set(tag::message_code_page, property_value::of_long(page));
 }
 
-void message_builder::take_calendar(GMimePart* part)
+void message_parser::take_calendar(GMimePart* part)
 {
     if (calendar_class_.empty()) {
         const char* method = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "method");
@@ -220,8 +220,8 @@ void message_builder::take_calendar(GMimePart* part)
     }
 }
 
-void message_builder::set_attachment_names(GMimeObject* part, const std::wstring& fallback,
-                                           attachment_record& attachment)
+void message_parser::set_attachment_names(GMimeObject* part, const std::wstring& fallback,
+                                          attachment_record& attachment)
 {
     join_encoded_words(part);
     const char* told = GMIME_IS_PART(part) ? g_mime_part_get_filename(GMIME_PART(part)) : nullptr;
@@ -252,14 +252,14 @@ void message_builder::set_attachment_names(GMimeObject* part, const std::wstring
     }
 }
 
-void message_builder::append(GMimeObject* part, attachment_record attachment)
+void message_parser::append(GMimeObject* part, attachment_record attachment)
 {
     const auto number = static_cast<std::uint32_t>(record_.attachments.size());
     record_.attachments.emplace(number, std::move(attachment));
     told_attachments_.emplace(number, text_of(g_mime_object_get_header(part, own_headers::attachment_name)));
 }
 
-void message_builder::add_file(GMimePart* part)
+void message_parser::add_file(GMimePart* part)
 {
     attachment_record attachment;
     set_attachment_names(GMIME_OBJECT(part), {}, attachment);
@@ -272,7 +272,7 @@ void message_builder::add_file(GMimePart* part)
     append(GMIME_OBJECT(part), std::move(attachment));
 }
 
-void message_builder::add_message(GMimeMessagePart* part)
+void message_parser::add_message(GMimeMessagePart* part)
 {
     GMimeMessage* inner = g_mime_message_part_get_message(part);
     if (!inner || depth_ + 1 >= deepest_embedded) {
@@ -282,12 +282,12 @@ void message_builder::add_message(GMimeMessagePart* part)
     attachment_record attachment;
     set_attachment_names(GMIME_OBJECT(part), to_wide(g_mime_message_get_subject(inner)), attachment);
     attachment.properties->set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_EMBEDDED_MSG));
-    message_builder builder(record_.store, author_, depth_ + 1);
-    attachment.embedded = std::make_shared<const message_record>(builder.build(inner));
+    message_parser parser(record_.store, author_, depth_ + 1);
+    attachment.embedded = std::make_shared<const message_record>(parser.parse(inner));
     append(GMIME_OBJECT(part), std::move(attachment));
 }
 
-void message_builder::add_whole(GMimeObject* part, bytes_ptr source)
+void message_parser::add_whole(GMimeObject* part, bytes_ptr source)
 {
     attachment_record attachment;
     set_attachment_names(part, {}, attachment);
@@ -296,7 +296,7 @@ void message_builder::add_whole(GMimeObject* part, bytes_ptr source)
     append(part, std::move(attachment));
 }
 
-void message_builder::hide_inline_images()
+void message_parser::hide_inline_images()
 {
     constexpr std::int64_t rendered_in_body = 4;
     const std::set<std::string_view> shown = content_ids_in(html_);
@@ -309,7 +309,7 @@ void message_builder::hide_inline_images()
     }
 }
 
-void message_builder::set_class(GMimeMessage* message)
+void message_parser::set_class(GMimeMessage* message)
 {
     GMimeObject* top = g_mime_message_get_mime_part(message);
     std::wstring found = L"IPM.Note";
@@ -323,7 +323,7 @@ void message_builder::set_class(GMimeMessage* message)
     record_.properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(found));
 }
 
-void message_builder::restore_properties(GMimeMessage* message)
+void message_parser::restore_properties(GMimeMessage* message)
 {
     auto* object = GMIME_OBJECT(message);
     const char* told = g_mime_object_get_header(object, own_headers::properties_name);
@@ -344,7 +344,7 @@ void message_builder::restore_properties(GMimeMessage* message)
     }
 }
 
-void message_builder::restore_attachments(GMimeMessage* message)
+void message_parser::restore_attachments(GMimeMessage* message)
 {
     std::map<std::uint32_t, attachment_record> found;
     std::vector<attachment_record> unnumbered;

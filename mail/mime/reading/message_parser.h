@@ -15,11 +15,11 @@ namespace host {
 /// messages become embedded ones, up to the nesting depth `deepest_embedded`. Deeper messages or multiparts are stored
 /// as a file, and so is a multipart without parts. In a document that this program wrote, the program's own headers
 /// take precedence.
-class message_builder
+class message_parser
 {
 public:
-    message_builder(std::shared_ptr<store_context> store, written_by author, int depth = 0);
-    message_record build(GMimeMessage* message);
+    message_parser(std::shared_ptr<store_context> store, written_by author, int depth = 0);
+    message_record parse(GMimeMessage* message);
 
 private:
     /// `alternative`: the part is one of several forms of the body, or inside one.

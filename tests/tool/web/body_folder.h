@@ -7,13 +7,13 @@
 namespace test {
 
 /// An empty folder of this process, removed at the end with all its contents.
-class temporary_folder
+class body_folder
 {
 public:
-    explicit temporary_folder(const std::string& purpose);
-    temporary_folder(const temporary_folder&) = delete;
-    temporary_folder& operator=(const temporary_folder&) = delete;
-    ~temporary_folder();
+    explicit body_folder(const std::string& purpose);
+    body_folder(const body_folder&) = delete;
+    body_folder& operator=(const body_folder&) = delete;
+    ~body_folder();
 
     /// Returns the path with its trailing separator.
     [[nodiscard]] std::wstring text() const;

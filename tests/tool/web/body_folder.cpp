@@ -1,4 +1,4 @@
-#include "tests/tool/web/temporary_folder.h"
+#include "tests/tool/web/body_folder.h"
 
 #include "tool/system/identity.h"
 #include "tool/web/body_store.h"
@@ -9,30 +9,30 @@ namespace fs = std::filesystem;
 
 namespace test {
 
-temporary_folder::temporary_folder(const std::string& purpose)
+body_folder::body_folder(const std::string& purpose)
     : path_(fs::temp_directory_path() / ("postwarden-" + purpose + "-" + std::to_string(winapi::current_process_id())))
 {
     fs::remove_all(path_);
     fs::create_directories(path_);
 }
 
-temporary_folder::~temporary_folder()
+body_folder::~body_folder()
 {
     std::error_code ignored;
     fs::remove_all(path_, ignored);
 }
 
-std::wstring temporary_folder::text() const
+std::wstring body_folder::text() const
 {
     return web::with_separator(path_.wstring());
 }
 
-std::wstring temporary_folder::separator()
+std::wstring body_folder::separator()
 {
     return {static_cast<wchar_t>(fs::path::preferred_separator)};
 }
 
-std::size_t temporary_folder::count() const
+std::size_t body_folder::count() const
 {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
 }

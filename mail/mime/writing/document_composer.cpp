@@ -1,4 +1,4 @@
-#include "mail/mime/writing/document_builder.h"
+#include "mail/mime/writing/document_composer.h"
 
 #include "mail/mime/text/charset_names.h"
 #include "mail/mime/text/header_text.h"
@@ -98,10 +98,10 @@ gobject_ptr<GMimeObject> gather(part_maker& parts, const char* subtype, const pa
 } // namespace
 
 /// The parts of one message.
-class document_builder::message_parts
+class document_composer::message_parts
 {
 public:
-    message_parts(document_builder& owner, IMessage& message, const message_record* kept, int depth)
+    message_parts(document_composer& owner, IMessage& message, const message_record* kept, int depth)
         : owner_(owner)
         , message_(message)
         , kept_(kept)
@@ -242,7 +242,7 @@ private:
             return nullptr;
         }
         const attachment_record* record = kept_attachment(attachment.number);
-        const auto document = owner_.build(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);
+        const auto document = owner_.compose(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);
         return owner_.parts_.message(document.get());
     }
 
@@ -281,7 +281,7 @@ private:
         }
     }
 
-    document_builder& owner_;
+    document_composer& owner_;
     IMessage& message_;
     const message_record* kept_;
     int depth_;
@@ -315,12 +315,12 @@ void write_own_headers(const message_record& record, std::vector<std::uint32_t> 
 
 } // namespace
 
-document_builder::document_builder(bool include_bcc, std::shared_ptr<stream_failure> failure)
+document_composer::document_composer(bool include_bcc, std::shared_ptr<stream_failure> failure)
     : parts_(std::move(failure))
     , include_bcc_(include_bcc)
 {}
 
-gobject_ptr<GMimeMessage> document_builder::build(IMessage& message, const message_record* kept, int depth)
+gobject_ptr<GMimeMessage> document_composer::compose(IMessage& message, const message_record* kept, int depth)
 {
     if (depth >= deepest_embedded) {
         throw std::runtime_error("the messages inside one another are too many");

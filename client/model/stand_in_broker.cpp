@@ -1,4 +1,4 @@
-#include "client/model/settings_broker.h"
+#include "client/model/stand_in_broker.h"
 
 #include "store/guard.h"
 
@@ -15,7 +15,7 @@ HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* paramete
     if (iid != IID_NULL) {
         return DISP_E_UNKNOWNINTERFACE;
     }
-    if (id != settings_broker::load_method || (flags & DISPATCH_METHOD) == 0) {
+    if (id != stand_in_broker::load_method || (flags & DISPATCH_METHOD) == 0) {
         return DISP_E_MEMBERNOTFOUND;
     }
     if (!parameters || parameters->cArgs != 1 || parameters->cNamedArgs != 0) {
@@ -24,7 +24,7 @@ HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* paramete
     if (parameters->rgvarg[0].vt != VT_I4) {
         return DISP_E_TYPEMISMATCH;
     }
-    return parameters->rgvarg[0].lVal == settings_broker::load_argument ? HRESULT{S_OK} : E_INVALIDARG;
+    return parameters->rgvarg[0].lVal == stand_in_broker::load_argument ? HRESULT{S_OK} : E_INVALIDARG;
 }
 
 } // namespace
@@ -47,16 +47,16 @@ HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value)
     return SafeArrayUnaccessData(array);
 }
 
-settings_broker::settings_broker(answer settings)
+stand_in_broker::stand_in_broker(answer settings)
     : settings_(std::move(settings))
 {}
 
-void* settings_broker::FindInterface(REFIID iid)
+void* stand_in_broker::FindInterface(REFIID iid)
 {
     return iid == IID_IUnknown || iid == IID_IDispatch ? static_cast<IDispatch*>(this) : nullptr;
 }
 
-HRESULT settings_broker::GetTypeInfoCount(UINT* count)
+HRESULT stand_in_broker::GetTypeInfoCount(UINT* count)
 {
     if (!count) {
         return E_POINTER;
@@ -65,7 +65,7 @@ HRESULT settings_broker::GetTypeInfoCount(UINT* count)
     return S_OK;
 }
 
-HRESULT settings_broker::GetTypeInfo(UINT, LCID, ITypeInfo** info)
+HRESULT stand_in_broker::GetTypeInfo(UINT, LCID, ITypeInfo** info)
 {
     if (info) {
         *info = nullptr;
@@ -73,12 +73,12 @@ HRESULT settings_broker::GetTypeInfo(UINT, LCID, ITypeInfo** info)
     return DISP_E_BADINDEX;
 }
 
-HRESULT settings_broker::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
+HRESULT stand_in_broker::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
 {
     return DISP_E_UNKNOWNNAME;
 }
 
-HRESULT settings_broker::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+HRESULT stand_in_broker::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                                 EXCEPINFO*, UINT*)
 {
     const HRESULT checked = check_call(id, iid, flags, parameters);

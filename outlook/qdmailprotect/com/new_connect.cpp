@@ -1,4 +1,4 @@
-#include "outlook/qdmailprotect/com/services.h"
+#include "outlook/qdmailprotect/com/new_connect.h"
 
 #include "outlook/qdmailprotect/com/connect.h"
 #include "outlook/qdmailprotect/disinfection/mail_disinfector.h"

@@ -14,7 +14,7 @@ HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value);
 
 /// Stands in for the product's broker: method 2 with the number 1 gives the settings as an array of bytes. Late bound
 /// only, without type information. May be used on any thread.
-class settings_broker : public ComObject<IDispatch>
+class stand_in_broker : public ComObject<IDispatch>
 {
 public:
     static constexpr DISPID load_method = 2;
@@ -22,7 +22,7 @@ public:
     /// Fills in what the method gives, asked anew at each call. What it raises becomes a failure of the call.
     using answer = std::function<HRESULT(VARIANT& value)>;
 
-    explicit settings_broker(answer settings);
+    explicit stand_in_broker(answer settings);
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
