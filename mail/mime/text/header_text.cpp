@@ -11,7 +11,6 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t longest_line = 76;
 constexpr std::size_t longest_name = 90; ///< of a header, so that the longest word fits on its line
 
 bool is_letter(char c)

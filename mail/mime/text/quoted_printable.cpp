@@ -1,10 +1,11 @@
 #include "mail/mime/text/quoted_printable.h"
 
+#include "mail/mime/text/line_limits.h"
+
 namespace host {
 
 namespace {
 
-constexpr std::size_t longest_line = 76;
 constexpr std::string_view line_end = "\r\n";
 constexpr std::string_view soft_line_end = "=\r\n";
 

@@ -7,7 +7,6 @@
 #include "mail/mime/writing/message_attachments.h"
 #include "mail/mime/writing/message_properties.h"
 #include "store/tags.h"
-#include "tool/system/conversions.h"
 
 #include <stdexcept>
 #include <utility>
@@ -15,11 +14,6 @@
 namespace host {
 
 namespace {
-
-std::string utf8(const std::wstring& text)
-{
-    return winapi::conv_to_char(text, winapi::code_page_utf8);
-}
 
 /// Returns the method of the calendar part from which the mail client derives this message class; empty if there is
 /// none.

@@ -5,7 +5,6 @@
 #include "mail/mime/writing/message_properties.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "store/tags.h"
-#include "tool/system/conversions.h"
 
 #include <algorithm>
 #include <array>
@@ -23,11 +22,6 @@ struct date_unref
     void operator()(GDateTime* date) const noexcept { g_date_time_unref(date); }
 };
 using date_ptr = std::unique_ptr<GDateTime, date_unref>;
-
-std::string utf8(const std::wstring& text)
-{
-    return winapi::conv_to_char(text, winapi::code_page_utf8);
-}
 
 bool same_name(std::string_view left, std::string_view right)
 {

@@ -2,7 +2,6 @@
 
 #include "mail/mime/writing/message_properties.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
-#include "tool/system/conversions.h"
 
 #include <algorithm>
 
@@ -58,12 +57,12 @@ std::string attachment_name(IAttach& attachment)
             name = text_property(attachment, tag);
         }
     }
-    return winapi::conv_to_char(name, winapi::code_page_utf8);
+    return utf8(name);
 }
 
 ComPtr<IMessage> message_inside(IAttach& attachment)
 {
-    return property_object<IMessage>(attachment, PR_ATTACH_DATA_OBJ, IID_IMessage);
+    return object_of_property<IMessage>(attachment, PR_ATTACH_DATA_OBJ, IID_IMessage);
 }
 
 std::string type_of_file(std::string_view mime_tag)

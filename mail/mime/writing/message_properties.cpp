@@ -3,6 +3,7 @@
 #include "mail/mime/text/content_source.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "store/property_value.h"
+#include "tool/system/conversions.h"
 
 #include <array>
 
@@ -57,6 +58,11 @@ std::string whole_stream(IMAPIProp& object, std::uint32_t tag)
 
 } // namespace
 
+std::string utf8(std::wstring_view text)
+{
+    return winapi::conv_to_char(std::wstring(text), winapi::code_page_utf8);
+}
+
 std::wstring text_property(IMAPIProp& object, std::uint32_t tag)
 {
     bool too_large = false;
@@ -90,7 +96,7 @@ std::optional<std::uint64_t> time_property(IMAPIProp& object, std::uint32_t tag)
 
 ComPtr<IStream> property_stream(IMAPIProp& object, std::uint32_t tag)
 {
-    return property_object<IStream>(object, tag, IID_IStream);
+    return object_of_property<IStream>(object, tag, IID_IStream);
 }
 
 void each_row(IMAPITable& table, const std::vector<std::uint32_t>& columns,

@@ -16,6 +16,9 @@ namespace host {
 // requested type, is not a failure. If the object as a whole fails, ComError is thrown with its result. Nothing is
 // logged.
 
+/// Returns wide text as UTF-8.
+std::string utf8(std::wstring_view text);
+
 /// Returns text of any length; empty if the property is missing.
 std::wstring text_property(IMAPIProp& object, std::uint32_t tag);
 std::optional<std::uint32_t> number_property(IMAPIProp& object, std::uint32_t tag);
@@ -25,7 +28,7 @@ std::optional<std::uint64_t> time_property(IMAPIProp& object, std::uint32_t tag)
 /// Opens a property as an object for reading; returns null if the property is missing. Other failures, including the
 /// object's failure to provide the interface, throw ComError.
 template <typename Interface>
-ComPtr<Interface> property_object(IMAPIProp& object, std::uint32_t tag, REFIID iid)
+ComPtr<Interface> object_of_property(IMAPIProp& object, std::uint32_t tag, REFIID iid)
 {
     ComPtr<IUnknown> opened;
     HRESULT result = object.OpenProperty(tag, &iid, 0, 0, Receive(opened));

@@ -10,7 +10,6 @@
 #include "mail/mime/writing/plain_headers_windows.h"
 #include "store/tags.h"
 #include "tool/system/base64.h"
-#include "tool/system/conversions.h"
 
 #include <array>
 #include <stdexcept>
@@ -95,7 +94,7 @@ private:
         std::string lines = hidden ? "Content-Disposition: inline" : "Content-Disposition: attachment";
         lines += (name.empty() ? std::string() : header_parameter("filename", name)) + "\r\n";
         if (is_identifier(content_id)) {
-            lines += "Content-ID: <" + winapi::conv_to_char(content_id, winapi::code_page_utf8) + ">\r\n";
+            lines += "Content-ID: <" + utf8(content_id) + ">\r\n";
         }
         sink_(lines);
         if (number_property(attachment, PR_ATTACH_METHOD).value_or(NO_ATTACHMENT) == ATTACH_EMBEDDED_MSG) {
@@ -112,7 +111,7 @@ private:
     void write_file(IAttach& attachment)
     {
         const std::wstring told = text_property(attachment, PR_ATTACH_MIME_TAG_W);
-        sink_("Content-Type: " + type_of_file(winapi::conv_to_char(told, winapi::code_page_utf8)) +
+        sink_("Content-Type: " + type_of_file(utf8(told)) +
               "\r\nContent-Transfer-Encoding: base64\r\n\r\n");
         if (ComPtr<IStream> stream = property_stream(attachment, PR_ATTACH_DATA_BIN)) {
             write_base64(*stream_content(std::move(stream)));

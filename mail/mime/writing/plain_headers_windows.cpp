@@ -4,7 +4,6 @@
 #include "mail/mime/writing/message_properties.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "store/tags.h"
-#include "tool/system/conversions.h"
 #include "tool/system/utf.h"
 
 #include <algorithm>
@@ -17,11 +16,6 @@ namespace host {
 namespace {
 
 constexpr std::string_view fold = "\r\n ";
-
-std::string utf8(std::wstring_view text)
-{
-    return winapi::conv_to_char(std::wstring(text), winapi::code_page_utf8);
-}
 
 bool is_plain(std::wstring_view text)
 {
