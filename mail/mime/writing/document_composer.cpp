@@ -7,6 +7,7 @@
 #include "mail/mime/writing/message_attachments.h"
 #include "mail/mime/writing/message_properties.h"
 #include "store/tags.h"
+#include "tool/system/conversions.h"
 
 #include <stdexcept>
 #include <utility>

@@ -5,6 +5,7 @@
 #include "mail/mime/writing/message_properties.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "store/tags.h"
+#include "tool/system/conversions.h"
 
 #include <algorithm>
 #include <array>

@@ -2,6 +2,7 @@
 
 #include "mail/mime/writing/message_properties.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
+#include "tool/system/conversions.h"
 
 #include <algorithm>
 

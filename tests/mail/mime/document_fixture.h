@@ -5,6 +5,8 @@
 #include "tests/mail/mime/mime_fixture.h"
 #include "tests/store/store_fixture.h"
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 
 namespace host::test {
