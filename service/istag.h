@@ -20,7 +20,7 @@ public:
     /// Queries the engine. May block for the timeout of the engine.
     std::string refresh();
     /// Returns the tag of the last refresh; before the first refresh, a tag made of the engine's name only. Never
-    /// blocks: the tag is part of every response, including those made while other requests wait.
+    /// blocks: the tag is part of every response, including those made on a thread that other connections wait for.
     [[nodiscard]] std::string current() const;
 
 private:

@@ -21,7 +21,7 @@ struct console
 enum class exit_status : int
 {
     done = 0,
-    failed = 1,     ///< an internal error occurred
+    failed = 1,     ///< an internal error occurred, or an output file could not be written
     usage = 2,      ///< the command line is invalid
     unreadable = 3, ///< a message could not be read; the others were processed
     no_service = 4, ///< the requested service is not available

@@ -4,7 +4,7 @@
 
 namespace presence {
 
-/// Indicates to all processes with the right to look that the service is running, for the lifetime of the object. The
+/// Indicates to all processes that have access that the service is running, for the lifetime of the object. The
 /// system removes the indication if the process ends in any other way.
 class holder
 {
