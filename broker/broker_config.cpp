@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-/// The user's key if there is one, else the machine's.
+/// Opens the user's key if it exists, otherwise the machine's.
 registry_key open_config()
 {
     registry_key key = registry_key::open(HKEY_CURRENT_USER, broker_config_key);

@@ -4,15 +4,15 @@
 
 namespace host {
 
-/// How the stand-in broker answers. It stands in the registry under "Software\postwarden\Broker", the user's if there
-/// is one, else the machine's: the string values "SettingsFile" and "Answer".
+/// Configuration of the stand-in broker. It is stored in the registry under "Software\postwarden\Broker", for the user
+/// if that key exists, otherwise for the machine: the string values "SettingsFile" and "Answer".
 struct broker_config
 {
     enum class answer_kind
     {
-        bytes,      ///< the file's bytes
-        text,       ///< a text in the place of the bytes ("wrong-type")
-        failed_call ///< no answer: the call fails ("failure")
+        bytes,      ///< the bytes of the file
+        text,       ///< a text instead of the bytes ("wrong-type")
+        failed_call ///< no result: the call fails ("failure")
     };
 
     std::wstring settings_file;
@@ -21,8 +21,8 @@ struct broker_config
 
 inline constexpr const wchar_t* broker_config_key = L"Software\\postwarden\\Broker";
 
-/// The configuration as it now stands; no file when there is none. Raises std::runtime_error for an "Answer" that means
-/// nothing.
+/// Reads the current configuration; without one, the file is empty. Throws std::runtime_error if "Answer" has an
+/// unknown value.
 [[nodiscard]] broker_config read_broker_config();
 
 } // namespace host

@@ -53,7 +53,7 @@ HRESULT WINAPI DllUnregisterServer()
     return install(HKEY_LOCAL_MACHINE, false);
 }
 
-/// "user" in the command line enters the broker for the current user alone.
+/// "user" in the command line registers the broker for the current user only.
 HRESULT WINAPI DllInstall(BOOL wanted, LPCWSTR command_line)
 {
     const bool user = command_line && std::wstring_view(command_line) == L"user";

@@ -32,7 +32,7 @@ std::wstring program_key()
     return classes + ComBroker::ProgId;
 }
 
-/// Sets a string value of a key, which is made when it is missing; the default value has no name.
+/// Sets a string value of a key and creates the key if it does not exist. The default value has no name.
 LONG set_text(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& text)
 {
     winapi::registry_handle key;

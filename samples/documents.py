@@ -1,4 +1,4 @@
-"""Tiny valid documents, written byte by byte so that the same call always gives the same file."""
+"""Makes small valid documents byte by byte, so that the same call always returns the same file."""
 
 import io
 import struct
@@ -7,7 +7,7 @@ import zlib
 
 
 def pdf(lines):
-    """One page of Helvetica text."""
+    """Returns a PDF document with one page of Helvetica text."""
     shown = "".join("(%s) Tj T*\n" % line.replace("\\", "\\\\").replace("(", "\\(").replace(")", "\\)")
                     for line in lines)
     content = ("BT /F1 11 Tf 14 TL 56 780 Td\n%sET\n" % shown).encode("latin-1", "replace")
@@ -32,7 +32,7 @@ def pdf(lines):
 
 
 def png(width, height, pixel):
-    """A true-colour image; pixel(x, y) gives (red, green, blue)."""
+    """Returns a true-colour PNG image; pixel(x, y) returns (red, green, blue)."""
     rows = b"".join(b"\0" + bytes(value for x in range(width) for value in pixel(x, y)) for y in range(height))
 
     def chunk(kind, data):
@@ -43,12 +43,12 @@ def png(width, height, pixel):
 
 
 def gradient(width=32, height=32, tint=(40, 90, 160)):
-    """A small picture that is not all of one colour."""
+    """Returns a small image with more than one colour."""
     return png(width, height, lambda x, y: tuple((part + 5 * x + 3 * y) % 256 for part in tint))
 
 
 def archive(files):
-    """A zip file of (name, bytes), with a fixed date in each entry."""
+    """Returns a zip file of (name, bytes) entries with a fixed date."""
     out = io.BytesIO()
     with zipfile.ZipFile(out, "w", zipfile.ZIP_DEFLATED) as target:
         for name, data in files:
@@ -61,7 +61,7 @@ def archive(files):
 
 
 def docx(paragraphs):
-    """A word-processor document of plain paragraphs."""
+    """Returns a word-processor document with plain paragraphs."""
     def escape(line):
         return line.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
 
@@ -81,7 +81,7 @@ def docx(paragraphs):
 
 
 def noise(size, seed):
-    """Bytes that do not compress and never change: a xorshift generator, eight bytes a step."""
+    """Returns incompressible bytes that depend on the seed only: a xorshift generator, eight bytes per step."""
     state = (seed * 0x9E3779B97F4A7C15 + 0x123456789) & 0xFFFFFFFFFFFFFFFF
     block = bytearray()
     while len(block) < min(size, 65536):

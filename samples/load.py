@@ -1,4 +1,4 @@
-"""Messages in any number for load tests: all different, all reproducible from a seed."""
+"""Generates any number of messages for load tests: all different, all reproducible from a seed."""
 
 import random
 
@@ -44,7 +44,7 @@ CONDEMNED_IN = ["body", "attachment", "forward", "both"]
 
 
 def condemned_files(where, number):
-    """The attachments of a message that is condemned there; message `number` is unlike all others."""
+    """Returns the attachments of a message that is condemned at `where`. Each `number` yields a unique message."""
     made = []
     if where in ("attachment", "both"):
         data = ("rem %d\r\n%s\r\n" % (number, messages.CONDEMNED)).encode("ascii")
@@ -58,8 +58,8 @@ def condemned_files(where, number):
 
 
 def generated(count, seed, condemned=False):
-    """Yields (file name, bytes) of `count` messages. About one in fifty is condemned, in its body; or all are, in turn
-    in their body, an attachment, a forwarded message, and both of the first, as their names say."""
+    """Yields (file name, bytes) of `count` messages. About one in fifty is condemned, in its body. With `condemned` all
+    are, alternately in the body, an attachment, a forwarded message, and in body and attachment, as named."""
     source = random.Random(seed)
     for number in range(1, count + 1):
         name = "%s %s" % (source.choice(FIRST), source.choice(LAST))

@@ -2,19 +2,19 @@
 """Writes the sample messages into a folder.
 
     make_samples.py OUT                       the sample mailbox: OUT/*.eml, OUT/archive.mbox, OUT/expectations.txt,
-                                              and OUT/unreadable/ with files that are no messages
-    make_samples.py OUT --count N [--seed S]  N generated messages for load tests; with --condemned there is something
-                                              in each that the scanner objects to
+                                              and OUT/unreadable/ with files that are not messages
+    make_samples.py OUT --count N [--seed S]  N generated messages for load tests; with --condemned each contains
+                                              something that the scanner condemns
 
-The same arguments always write the same bytes. Nothing of it is tracked, since some of the messages carry the
-standard antivirus test file, which any scanner on the way would take out.
+The same arguments always write the same bytes. The output is not tracked, because some of the messages contain the
+standard antivirus test file, which a scanner would remove.
 """
 
 import argparse
 import pathlib
 import sys
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
+sys.dont_write_bytecode = True  # keeps the source tree unchanged
 
 import documents  # noqa: E402
 import load  # noqa: E402
@@ -22,7 +22,7 @@ import messages  # noqa: E402
 
 
 def mbox(found):
-    """Messages behind one another, each after a "From " line; lines that look like one are quoted with ">"."""
+    """Returns the messages in mbox form, each after a "From " line; lines that look like one are quoted with ">"."""
     out = bytearray()
     for data in found:
         out += b"From sender@example.com Mon Mar 11 16:42:10 2024\n"
@@ -33,7 +33,7 @@ def mbox(found):
 
 
 def write(path, data):
-    """Leaves a file alone that already holds these bytes, so that nothing that depends on it is built again."""
+    """Writes a file unless it already contains these bytes, so that nothing that depends on it is rebuilt."""
     if not path.exists() or path.stat().st_size != len(data) or path.read_bytes() != data:
         path.write_bytes(data)
 

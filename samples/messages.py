@@ -1,7 +1,7 @@
 """The sample mailbox: mail of an invented building company and the people it writes to.
 
-`samples()` yields (file name, bytes, expectation): the expectation says in words what an opening shows. The two
-patterns that the local service knows are put together only here, at run time.
+`samples()` yields (file name, bytes, expectation): the expectation describes the outcome of an opening in words. The
+two patterns that the local service detects are assembled here, at run time.
 """
 
 import documents
@@ -32,7 +32,7 @@ td {{ padding: 2px 12px 2px 0; }}
 
 
 def headers(sender, to, subject, date, message_id, extra=()):
-    """The headers that a mail server leaves on a delivered message."""
+    """Returns the headers of a message as delivered by a mail server."""
     result = [("Return-Path", "<" + sender.rsplit("<", 1)[-1].rstrip(">") + ">"),
               ("Received", "from mail-out.example.net (mail-out.example.net [192.0.2.41])\r\n"
                            "\tby mx1.brattmark.example.com with ESMTPS id 4TkQ2x;\r\n\t" + date),
@@ -336,7 +336,7 @@ def over_the_limit():
             mime.attachment(documents.noise(0x1400000 + 1, 31), "flight.mp4", "video/mp4")]))
 
 
-# --- What the scanner objects to -------------------------------------------------------------------------------
+# --- Condemned messages ----------------------------------------------------------------------------------------
 
 
 def condemned_body():
@@ -409,7 +409,7 @@ def repairable_attachment():
 
 
 def samples():
-    """Every sample as (file name, bytes, what an opening through the local service shows)."""
+    """Yields every sample as (file name, bytes, expected outcome of an opening with the local service)."""
     skipped = "opens unchanged, verdict 1; what no check reaches stays: "
     table = [
         ("status-report", status_report, CLEAN), ("newsletter-html", newsletter, CLEAN),

@@ -1,6 +1,6 @@
-"""Writes MIME messages as bytes: every header, boundary and encoding is chosen by the caller, nothing by the clock.
+"""Writes MIME messages as bytes. The output depends on the arguments only, never on the clock.
 
-A part is a `Part` (headers in order, body bytes); `message()` puts mail headers in front of one. Lines end in CRLF.
+A part is a `Part` (headers in order, body bytes); `message()` prepends mail headers to one. Lines end in CRLF.
 """
 
 import base64
@@ -11,7 +11,7 @@ import urllib.parse
 
 
 class Part:
-    """Headers as a list of (name, value) in their order, and the body as it stands on the wire."""
+    """The headers as an ordered list of (name, value), and the body in wire format."""
 
     def __init__(self, headers, body):
         self.headers = list(headers)
@@ -27,7 +27,7 @@ def _raw(value):
 
 
 def words(text, charset="utf-8", encoding="b"):
-    """Header text: as it is when it is ASCII, else encoded words of at most 75 characters, folded."""
+    """Returns header text: ASCII unchanged, any other text as encoded words of at most 75 characters, folded."""
     if text.isascii():
         return text
     pieces = []
@@ -51,7 +51,7 @@ def _word(text, charset, encoding):
 
 
 def address(name, mailbox, charset="utf-8", encoding="b"):
-    """A display name and a mailbox."""
+    """Returns a display name and a mailbox as header text."""
     if not name:
         return mailbox
     if name.isascii():
@@ -64,7 +64,7 @@ def crlf(text):
 
 
 def text(content, subtype="plain", charset="utf-8", encoding="quoted-printable", extra=()):
-    """A text part in the given charset and transfer encoding (quoted-printable, base64, 8bit, 7bit)."""
+    """Returns a text part in the given charset and transfer encoding (quoted-printable, base64, 8bit, 7bit)."""
     data = crlf(content).encode(charset)
     if encoding == "quoted-printable":
         body = crlf(quopri.encodestring(data.replace(b"\r\n", b"\n")).decode("ascii")).encode("ascii")
@@ -77,15 +77,15 @@ def text(content, subtype="plain", charset="utf-8", encoding="quoted-printable",
 
 
 def base64_lines(data):
-    """Base64 in lines of 76 characters."""
+    """Returns base64 in lines of 76 characters."""
     step = 57
     lines = [binascii.b2a_base64(data[i:i + step], newline=False) for i in range(0, len(data), step)]
     return b"\r\n".join(lines) + b"\r\n" if lines else b""
 
 
 def name_parameter(key, name, style="quoted", charset="utf-8", language=""):
-    """A file name as a parameter: quoted, encoded (a word in quotes, as many clients write), extended (RFC 2231)
-    or continued (RFC 2231 in numbered pieces)."""
+    """Returns a file name as a parameter: quoted, encoded (a word in quotes, as many clients write), extended (RFC
+    2231) or continued (RFC 2231 in numbered pieces)."""
     if style == "quoted":
         return '%s="%s"' % (key, name)
     if style == "encoded":
@@ -105,7 +105,7 @@ def name_parameter(key, name, style="quoted", charset="utf-8", language=""):
 
 
 def attachment(data, name, mime_type, style=None, charset="utf-8", disposition="attachment", content_id="", extra=()):
-    """A base64 part with a file name in both Content-Type and Content-Disposition."""
+    """Returns a base64 part with a file name in both Content-Type and Content-Disposition."""
     if style is None:
         style = "quoted" if name.isascii() else "extended"
     headers = [("Content-Type", "%s;\r\n %s" % (mime_type, name_parameter("name", name, style, charset))),
@@ -118,7 +118,7 @@ def attachment(data, name, mime_type, style=None, charset="utf-8", disposition="
 
 
 def forwarded(inner, name=""):
-    """A whole message (bytes) as a message/rfc822 part."""
+    """Returns a whole message (bytes) as a message/rfc822 part."""
     headers = [("Content-Type", "message/rfc822"), ("Content-Disposition", "attachment")]
     if name:
         headers = [("Content-Type", "message/rfc822;\r\n " + name_parameter("name", name)),
@@ -127,7 +127,7 @@ def forwarded(inner, name=""):
 
 
 def multipart(subtype, parts, parameters="", preamble="This is a multi-part message in MIME format.\r\n"):
-    """Parts behind one another; the boundary is made of their contents, so the same message has the same one."""
+    """Returns a multipart. The boundary is computed from the contents, so that equal messages have equal boundaries."""
     bodies = [part.to_bytes() for part in parts]
     mark = hashlib.sha256(b"\0".join(bodies) + subtype.encode("ascii")).hexdigest()[:24]
     boundary = "----=_Part_%s" % mark
@@ -138,5 +138,5 @@ def multipart(subtype, parts, parameters="", preamble="This is a multi-part mess
 
 
 def message(headers, part):
-    """Mail headers in front of a part, as bytes."""
+    """Returns a part with mail headers prepended, as bytes."""
     return Part(list(headers) + [("MIME-Version", "1.0")] + part.headers, part.body).to_bytes()

@@ -1,4 +1,4 @@
-# Shared by ./run and ./test: messages, packages, presets. Sourced, never run.
+# Shared by ./run and ./test: messages, packages, presets. Must be sourced, not run.
 
 packages_to_run=(
   g++ cmake ninja-build ccache pkg-config python3-minimal python3
@@ -26,7 +26,7 @@ fail() {
   exit 1
 }
 
-# need_packages NAME...: installs what is missing. Says in one line what to do when that is not possible.
+# need_packages NAME...: installs the missing packages. On failure prints one line with the required action.
 need_packages() {
   command -v dpkg-query >/dev/null || fail "this is no Debian system: install the counterparts of: $*"
   local missing=() name
@@ -61,7 +61,7 @@ configure() {
   }
 }
 
-# build PRESET TARGET...: shows one moving line on a terminal, the compiler's words only on failure.
+# build PRESET TARGET...: shows one progress line on a terminal, and the compiler's output only on failure.
 build() {
   local preset=$1 log="$root/build/$1.build.log"
   shift

@@ -6,7 +6,7 @@
 
 namespace service {
 
-/// A request that can't be served; the connection ends with the answer.
+/// A request that cannot be served. The server closes the connection after the response.
 class bad_request : public std::runtime_error
 {
 public:
@@ -14,7 +14,7 @@ public:
         : std::runtime_error(why)
         , status_(status)
     {}
-    /// The status of the answer.
+    /// The status code of the response.
     [[nodiscard]] std::uint32_t status() const noexcept { return status_; }
 
 private:

@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t longest_line = 4096;
 constexpr std::size_t longest_end_mark = 16384;
 constexpr std::uint64_t free_chunks = 65536;   ///< chunks of any size
-constexpr std::uint64_t least_mean_chunk = 64; ///< bytes, for those beyond
+constexpr std::uint64_t least_mean_chunk = 64; ///< payload bytes required per further chunk
 constexpr std::size_t read_size = 8192;
 
-/// A line end with nothing but blanks ahead of it.
+/// Returns true if the line contains only blanks before its line end.
 bool blank(std::string_view line)
 {
     return line.find_first_not_of(" \r\n") == std::string_view::npos;
@@ -79,7 +79,7 @@ std::size_t body_reader::read_line(std::string_view bytes)
 void body_reader::begin_chunk(std::string_view line)
 {
     if (blank(line)) {
-        return; // closes the chunk before, or is one more than there need be
+        return; // ends the previous chunk, or is an extra line end
     }
     http::chunk_line chunk;
     const auto parsed = http::parse_chunk_size(line.data(), line.data() + line.size(), chunk);

@@ -10,25 +10,26 @@
 
 namespace service {
 
-/// Finds the end of a chunked body in a stream that goes on behind it, so that a message is never given bytes of the
-/// next one, and hands the body to its message. What it bounds: chunk lines, trailers, the count of chunks, the
-/// object's size. A payload that the object doesn't keep, as its head announces less, is refused: a part that was not
-/// looked at must not be cleared with the rest. Zero bytes behind a whole object in a preview are let pass, as the
-/// client fills up previews of short objects with them.
+/// Finds the end of a chunked body in a stream that continues after it, and passes the body to its message; the message
+/// never receives bytes of the next one. The reader limits the length of chunk lines, the trailers, the number of
+/// chunks and the size of the object. It rejects payload that the object does not keep because its head announces a
+/// shorter length: a part that was not scanned must not be cleared with the rest. Zero bytes after a complete object in
+/// a preview are accepted, because the client pads previews of short objects with them.
 class body_reader
 {
 public:
-    /// `request` outlives the reader and has its encapsulated heads.
+    /// `request` must outlive the reader and must already contain its encapsulated heads.
     body_reader(icap::request_message& request, std::uint64_t max_body);
 
-    /// Takes bytes up to the body's end or the preview's end at most; returns the count taken. Raises bad_request.
+    /// Consumes bytes up to the end of the body or of the preview. Returns the number of bytes consumed. Throws
+    /// bad_request.
     std::size_t read(std::string_view bytes);
-    /// The end of the body or of the preview was read.
+    /// Returns true once the end of the body or of the preview has been read.
     [[nodiscard]] bool at_end() const noexcept { return state_ == state::end; }
-    /// Goes on behind a preview.
+    /// Continues reading after a preview.
     void continue_behind_preview();
 
-    /// The HTTP message that the body belongs to.
+    /// Returns the HTTP message that contains the body.
     [[nodiscard]] http::message& object();
 
 private:
@@ -49,10 +50,10 @@ private:
     std::uint64_t max_body_;
     state state_ = state::line;
     bool in_preview_;
-    std::string line_;            ///< the line read so far
-    std::size_t mark_size_ = 0;   ///< bytes of the last chunk's lines
-    std::uint64_t remaining_ = 0; ///< payload of the chunk that has not come yet
-    std::uint64_t payload_ = 0;   ///< bytes of all chunks
+    std::string line_;            ///< the part of the current line read so far
+    std::size_t mark_size_ = 0;   ///< size in bytes of the lines of the last chunk
+    std::uint64_t remaining_ = 0; ///< payload bytes of the current chunk not yet received
+    std::uint64_t payload_ = 0;   ///< payload bytes of all chunks
     std::uint64_t chunks_ = 0;
 };
 

@@ -22,7 +22,8 @@ void append_all(web::io_data& store, std::string_view text)
     }
 }
 
-/// Copies `object` with every `pattern` replaced. Holds one piece and less than a pattern's length of the one before.
+/// Copies `object` with every `pattern` replaced. Holds at most one piece and less than the length of the pattern from
+/// the previous piece.
 std::unique_ptr<web::io_data> copy_repaired(web::io_data& object, const std::string& pattern)
 {
     const std::uint64_t size = object.size();
@@ -42,7 +43,7 @@ std::unique_ptr<web::io_data> copy_repaired(web::io_data& object, const std::str
             append_all(*repaired, replacement);
             done = at + pattern.size();
         }
-        // What is left may end with the beginning of a pattern.
+        // The rest may end with the beginning of a pattern.
         const std::size_t keep = std::min(held.size() - done, pattern.size() - 1);
         append_all(*repaired, std::string_view(held).substr(done, held.size() - done - keep));
         held.erase(0, held.size() - keep);
@@ -80,7 +81,7 @@ private:
 
 std::string antivirus_test_text()
 {
-    // In two halves: the whole text in a file would make that file one that scanners take away.
+    // The text is split in two: a file that contained all of it would be quarantined by scanners.
     return std::string("X5O!P%@AP[4\\PZX54(P^)7CC)7}$") + "EICAR-STANDARD-ANTIVIRUS-TEST" + "-FILE!$H+H*";
 }
 

@@ -6,15 +6,15 @@
 
 namespace service {
 
-/// The standard antivirus test file, made anew at each call so that it stands whole in no file.
+/// Returns the standard antivirus test file. It is assembled on each call, so that no file contains it whole.
 [[nodiscard]] std::string antivirus_test_text();
 
-/// A harmless text that the built-in engine repairs: it puts "[removed]" in its place.
+/// Returns a harmless text that the built-in engine repairs by replacing it with "[removed]".
 [[nodiscard]] std::string repairable_test_text();
 
-/// The engine that needs nothing beside it. It knows two texts, anywhere in an object: the standard antivirus test
+/// An engine without external dependencies. It detects two texts anywhere in an object: the standard antivirus test
 /// file, which is blocked as "EICAR-Test-File", and the repairable test text, which is repaired as
-/// "Repairable-Test-Pattern". An object with both is blocked.
+/// "Repairable-Test-Pattern". An object that contains both is blocked.
 class builtin_engine final : public scan_engine
 {
 public:

@@ -25,8 +25,8 @@ std::string chunk_header(std::uint32_t size)
             static_cast<char>(size)};
 }
 
-/// The answer up to the zero byte that ends it. Raises std::runtime_error for one that is too long, goes on behind its
-/// end or has none.
+/// Reads the reply up to its terminating zero byte. Throws std::runtime_error if the reply is too long, has no zero
+/// byte, or continues after it.
 std::string read_reply(timed_stream& stream)
 {
     std::string reply;
@@ -73,7 +73,7 @@ public:
     {
         taken_ = taken_ && stream_.write(chunk_header(0));
         verdict result = read_clamd_reply(read_reply(stream_));
-        // An object that clamd did not take to its end may be condemned, but never cleared.
+        // An object that clamd did not accept completely may be condemned, but never cleared.
         if (!taken_ && std::holds_alternative<clean_verdict>(result)) {
             return error_verdict{"answered before the end of the object"};
         }
@@ -82,7 +82,7 @@ public:
 
 private:
     timed_stream stream_;
-    bool taken_ = false; ///< clamd took all that was sent so far
+    bool taken_ = false; ///< clamd has accepted everything sent so far
 };
 
 } // namespace
@@ -130,7 +130,7 @@ std::string clamd_engine::identity(std::stop_token stop)
             answer = printable(read_reply(stream));
         }
     } catch (const std::exception&) {
-        answer.clear(); // an engine that does not answer now keeps the name it had
+        answer.clear(); // an engine that does not answer now keeps its last known identity
     }
     const std::lock_guard guard(lock_);
     if (!answer.empty()) {

@@ -11,30 +11,30 @@
 
 namespace service {
 
-/// How to reach a clamd.
+/// The address of a clamd daemon.
 using clamd_endpoint = timed_stream::endpoint;
 
-/// A clamd behind a loopback TCP port. `host` is "localhost" or a literal loopback address; anything else, and port 0,
-/// raises std::invalid_argument.
+/// Returns the address of a clamd on a loopback TCP port. `host` must be "localhost" or a literal loopback address.
+/// Throws std::invalid_argument for any other host and for port 0.
 [[nodiscard]] clamd_endpoint clamd_tcp_endpoint(std::string_view host, std::uint16_t port);
 
-/// A clamd behind a socket file. Raises std::invalid_argument where the system has none, and for a path that is empty
-/// or too long for a socket address.
+/// Returns the address of a clamd on a socket file. Throws std::invalid_argument if the system does not support such
+/// sockets, if the path is empty, or if it is too long for a socket address.
 [[nodiscard]] clamd_endpoint clamd_unix_endpoint(std::string_view path);
 
-/// Judges objects with a clamd: each is streamed over a connection of its own (INSTREAM) while it is read. An object
-/// that clamd refuses or does not answer for, whatever the reason, gets an error verdict.
+/// Judges objects with a clamd daemon. Each object is streamed over its own connection (INSTREAM) while it is read. If
+/// clamd rejects an object or does not answer, for any reason, the verdict is an error verdict.
 class clamd_engine final : public scan_engine
 {
 public:
     static constexpr std::chrono::milliseconds default_timeout{25000};
 
-    /// `timeout` bounds each step: connecting, sending one piece, waiting for the answer.
+    /// `timeout` applies to each step: connecting, sending one piece, waiting for the reply.
     explicit clamd_engine(clamd_endpoint peer, std::chrono::milliseconds timeout = default_timeout);
 
     [[nodiscard]] std::string_view name() const noexcept override;
     [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token stop) override;
-    /// clamd's version and that of its database; the last known ones while it does not answer.
+    /// Returns the versions of clamd and of its database. While clamd does not answer, returns the last known ones.
     [[nodiscard]] std::string identity(std::stop_token stop) override;
 
 private:

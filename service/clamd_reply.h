@@ -7,11 +7,11 @@
 
 namespace service {
 
-/// The verdict in a reply of clamd to INSTREAM, without the byte that ends it: "stream: OK", "stream: NAME FOUND" or a
-/// text that ends with " ERROR". Everything else is an error verdict.
+/// Returns the verdict in clamd's reply to INSTREAM, given without its terminating byte: "stream: OK",
+/// "stream: NAME FOUND" or a text that ends with " ERROR". Any other text yields an error verdict.
 [[nodiscard]] verdict read_clamd_reply(std::string_view reply);
 
-/// `text` fit for a log line: printable ASCII only, other bytes as "?", at most 200 characters.
+/// Returns `text` in a form suitable for a log line: printable ASCII only, other bytes as "?", at most 200 characters.
 [[nodiscard]] std::string printable(std::string_view text);
 
 } // namespace service

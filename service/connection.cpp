@@ -76,7 +76,7 @@ void connection::begin_request(bool end_mark_may_lead)
     reader_.emplace(bounds, end_mark_may_lead);
 }
 
-/// Goes on with what has been read, until more is needed or something is to be answered.
+/// Processes the bytes received so far, until more input is needed or a response is due.
 void connection::advance()
 {
     try {
@@ -108,7 +108,7 @@ void connection::read_more()
                 self->end("the peer has gone");
             }
             if (self->closed_) {
-                return; // bytes that came together with the end
+                return; // bytes that arrived together with the end of the stream
             }
             self->inbox_.append(self->block_.data(), count);
             self->advance();
@@ -118,7 +118,7 @@ void connection::read_more()
 void connection::judge()
 {
     expect_nothing();
-    // The server's threads are not done before the verdict is there, whatever becomes of the peer meanwhile.
+    // Keeps the server's threads running until the verdict is available, even if the peer disconnects.
     auto work = asio::prefer(socket_.get_executor(), asio::execution::outstanding_work.tracked);
     asio::post(services_.scanners, [self = shared_from_this(), work = std::move(work)] {
         reply_maker::reply reply;
@@ -133,7 +133,7 @@ void connection::judge()
     });
 }
 
-/// The answer to the request that was read; runs on a scanner thread.
+/// Makes the response to the request that was read. Runs on a scanner thread.
 reply_maker::reply connection::make_reply()
 {
     icap::request_message& request = *reader_->request();
@@ -208,8 +208,8 @@ void connection::write_more()
         icap::packet piece{&bytes};
         while (outbox_.size() < write_size && packets_->read(piece)) {
             const std::string_view text(bytes.data(), bytes.size());
-            // The packets of an HTTP response end with this even where Encapsulated says that no body follows. The peer
-            // would take it for the beginning of the next answer.
+            // The packets of an HTTP response end with this mark even if Encapsulated specifies that there is no body.
+            // The peer would read it as the beginning of the next response.
             if (!bodiless || text != end_mark_of_nothing) {
                 outbox_.append(text);
             }
@@ -295,7 +295,7 @@ void connection::expect_within(std::chrono::milliseconds limit)
     });
 }
 
-/// A wait that is over already, but whose handler has not run yet, can't be cancelled: it sees the new expiry.
+/// A wait that has expired but whose handler has not run yet cannot be cancelled. Its handler sees the new expiry.
 void connection::expect_nothing()
 {
     timer_.expires_at(asio::steady_timer::time_point::max());
@@ -310,7 +310,7 @@ void connection::end(const char* why)
     LOG_LINE(service_log(), 500, "connection(" << this << ") closes: " << why);
     expect_nothing();
     error_code ignored;
-    socket_.cancel(ignored); // not every system lets a close end a send that is stuck
+    socket_.cancel(ignored); // on some systems close does not end a blocked send
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
 }

@@ -21,7 +21,7 @@
 
 namespace service {
 
-/// What all connections of one server share; outlives them.
+/// Objects shared by all connections of one server. They outlive the connections.
 struct connection_services
 {
     const server_options& settings;
@@ -33,9 +33,9 @@ struct connection_services
     std::stop_token stop;
 };
 
-/// One peer: reads requests, has their objects judged and answers, one after the other. All of it runs on the
-/// connection's strand but the judging, which runs on a scanner thread while nothing is read or written. Kept alive by
-/// its own pending operations; its end is told once.
+/// One peer: reads requests, has their objects judged, and responds, one request at a time. Everything runs on the
+/// connection's strand except the judging, which runs on a scanner thread; meanwhile nothing is read or written.
+/// Pending operations keep the object alive. The end of the connection is reported exactly once.
 class connection final : public std::enable_shared_from_this<connection>
 {
 public:
@@ -47,9 +47,9 @@ public:
     ~connection();
 
     void start();
-    /// Answers 503 and closes: the server has all the connections that it bears.
+    /// Responds with 503 and closes, because the server has reached its maximum number of connections.
     void refuse();
-    /// Closes; may be called from any thread.
+    /// Closes the connection. Thread-safe.
     void close();
 
 private:
@@ -71,10 +71,11 @@ private:
     void answer(reply_maker::reply reply, after_write next);
     void write_more();
     void written();
-    /// Ends the sending, then waits for the peer to do the same.
+    /// Shuts down sending, then waits for the peer to do the same.
     void linger();
     void drop_what_comes();
-    /// Ends the connection unless this is called again, or expect_nothing(), within the limit; zero means no limit.
+    /// Closes the connection unless this function or expect_nothing() is called again within `limit`. Zero means no
+    /// limit.
     void expect_within(std::chrono::milliseconds limit);
     void expect_nothing();
     void end(const char* why);
@@ -88,7 +89,7 @@ private:
     std::string inbox_;
     std::optional<request_reader> reader_;
     reply_maker::reply reply_;
-    std::unique_ptr<icap::packet_reader> packets_; ///< over reply_
+    std::unique_ptr<icap::packet_reader> packets_; ///< reads from reply_
     std::string outbox_;
     after_write next_ = after_write::next_request;
     bool closed_ = false;

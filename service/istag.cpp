@@ -9,7 +9,7 @@ namespace service {
 
 namespace {
 
-/// FNV-1a: the tag is short, whatever the engine says of itself.
+/// FNV-1a. Keeps the tag short for any identity text of the engine.
 std::uint64_t hash(std::string_view text)
 {
     std::uint64_t value = 0xCBF29CE484222325U;

@@ -10,17 +10,17 @@
 
 namespace service {
 
-/// The ISTag of a service: a quoted text that changes when the engine's verdicts may. It is made anew when a client
-/// asks for the options, since the engine may have to be asked for its state. May be used from any thread.
+/// The ISTag of a service: a quoted text that changes when the verdicts of the engine may change. It is updated when a
+/// client requests the options, because the engine may need to be queried for its state. Thread-safe.
 class istag
 {
 public:
     istag(std::shared_ptr<scan_engine> engine, std::stop_token stop);
 
-    /// Asks the engine; may block as long as the engine's own time-out.
+    /// Queries the engine. May block for the timeout of the engine.
     std::string refresh();
-    /// The tag of the last refresh; ahead of the first one a tag of the engine's name alone. Never blocks: it goes into
-    /// every answer, also into those that are made where others wait.
+    /// Returns the tag of the last refresh; before the first refresh, a tag made of the engine's name only. Never
+    /// blocks: the tag is part of every response, including those made on a thread that other connections wait for.
     [[nodiscard]] std::string current() const;
 
 private:
@@ -29,7 +29,7 @@ private:
     std::shared_ptr<scan_engine> engine_;
     std::stop_token stop_;
     mutable std::mutex lock_;
-    std::string text_; ///< under lock_
+    std::string text_; ///< guarded by lock_
 };
 
 } // namespace service

@@ -4,8 +4,8 @@
 
 namespace service {
 
-/// Lets a listener have a port whose last connections are still on their way out, as after a restart, but never one
-/// that somebody else listens on.
+/// Allows a listener to bind to a port whose last connections have not ended completely, as after a restart. It never
+/// shares a port with another listener.
 void reuse_port_of_ended_connections(boost::asio::ip::tcp::acceptor& acceptor);
 
 } // namespace service

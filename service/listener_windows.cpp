@@ -4,7 +4,7 @@ namespace service {
 
 void reuse_port_of_ended_connections(boost::asio::ip::tcp::acceptor& /*acceptor*/)
 {
-    // Winsock allows it by itself, while its option of that name would let two programs share one port.
+    // Winsock allows this by default. Its option of the same name would let two programs share one port.
 }
 
 } // namespace service

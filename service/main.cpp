@@ -37,7 +37,7 @@ int complain(const std::string& what, int status)
     return status;
 }
 
-/// Serves until a signal comes.
+/// Serves until a signal arrives.
 void serve(const service::server_options& settings, bool show_presence)
 {
     const auto presence = show_presence ? presence::hold_presence() : nullptr;
@@ -46,7 +46,7 @@ void serve(const service::server_options& settings, bool show_presence)
     boost::asio::signal_set awaited(signals, SIGINT, SIGTERM);
     awaited.async_wait([](const boost::system::error_code&, int) {});
     server.start();
-    std::cout << "listening on 127.0.0.1:" << server.port() << std::endl; // whoever started it waits for this line
+    std::cout << "listening on 127.0.0.1:" << server.port() << std::endl; // the parent process waits for this line
     signals.run();
     server.stop();
 }

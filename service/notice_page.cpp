@@ -6,7 +6,7 @@ namespace service {
 
 namespace {
 
-/// A red shield with a white bar, 96 by 96 pixels with soft edges, for 48 by 48 on the page: a PNG in Base64.
+/// A red shield with a white bar, 96 by 96 pixels with soft edges, displayed at 48 by 48: a PNG in Base64.
 constexpr std::string_view shield =
     "iVBORw0KGgoAAAANSUhEUgAAAGAAAABgBAMAAAAQtmoLAAAAKlBMVEXGKCjGKCjGKCjGKCjGKCjGKCjGKCjGKCjGKCjilJTxycn////NQ0P4"
     "5ORQmBOMAAAADnRSTlMAIEBggJ+/3////////yhOe4AAAAHISURBVHja7ZhBS8MwGIbXWueOw4s7VkTccYgDjwNRdhTnsMceZO6ogq5HN9c2"

@@ -14,7 +14,7 @@ std::string hexadecimal(std::uint64_t value)
     return {digits.data(), end};
 }
 
-/// Bytes that may stand behind the size in a chunk line.
+/// Returns true for a byte that may follow the size in a chunk line.
 bool goes_on_in_chunk_line(char byte)
 {
     return byte == '\r' || byte == '\n' || byte == ' ' || byte == '\t' || byte == ';';

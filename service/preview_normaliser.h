@@ -6,38 +6,38 @@
 
 namespace service {
 
-/// Stands in front of the body reader while a preview begins, and gives its first chunk the form that the reader knows.
+/// Preprocesses the beginning of a preview for the body reader: converts its first chunk into the form that the reader
+/// accepts.
 ///
 /// A preview of N bytes, N above 0, comes in one of two forms:
 ///
 ///   standard   a chunk line such as "1f\r\n", the payload, a line end, and so on; fewer than N bytes are possible
 ///   bare       the hexadecimal N directly followed by N payload bytes, then "\r\n0\r\n\r\n": the postwarden client's
 ///
-/// The bare form can't be read as chunks, as its payload may itself begin with line ends, hexadecimal digits or a
-/// semicolon. So the form is settled first, from as few bytes as can tell:
+/// The bare form cannot be read as chunks, because its payload may itself begin with line ends, hexadecimal digits or a
+/// semicolon. The form is therefore determined first, from as few bytes as possible:
 ///
-///   1. What doesn't begin with N in lower-case hexadecimal without leading zeros is standard.
-///   2. N followed by a byte that can't go on in a chunk line is bare. So is N followed by another hexadecimal digit:
-///   as
-///      a chunk line that would be a chunk larger than the preview.
-///   3. Otherwise it is bare when the end mark of the bare form stands where N payload bytes end, and standard when
-///      anything else stands there. A standard preview of N bytes puts other bytes at that place: its line end and its
-///      payload lie further behind. (Only a chunk extension on a preview chunk together with a payload that holds the
-///      end mark's bytes at one certain place would be misread; then N bytes are still taken, and a preview alone is
-///      never a verdict's only ground.)
+///   1. Input that does not begin with N in lower-case hexadecimal without leading zeros is standard.
+///   2. N followed by a byte that cannot continue a chunk line is bare. So is N followed by another hexadecimal digit:
+///      as a chunk line, that would specify a chunk larger than the preview.
+///   3. Otherwise the form is bare if the end mark of the bare form follows after N payload bytes, and standard if
+///      anything else is found there. A standard preview of N bytes has other bytes at that offset: its line end and
+///      its payload are located further back. (Only a chunk extension on a preview chunk, together with a payload that
+///      contains the bytes of the end mark at one specific offset, would be misread. N bytes are still consumed then,
+///      and a verdict is never based on a preview alone.)
 ///
-/// In the bare form a "\r\n" is put behind the size; everything else passes unchanged in both forms.
+/// In the bare form a "\r\n" is inserted after the size. All other bytes pass unchanged in both forms.
 class preview_normaliser
 {
 public:
-    /// `preview_size` is above 0. As many bytes and a few more are held at most, plus the last piece.
+    /// `preview_size` must be above 0. The object holds at most that many bytes and a few more, plus the last piece.
     explicit preview_normaliser(std::uint64_t preview_size);
 
-    /// Takes the next bytes and appends to `out` what can be passed on: nothing while the form is not settled.
+    /// Consumes the next bytes and appends to `out` the bytes that can be passed on: none until the form is determined.
     void feed(std::string_view piece, std::string& out);
-    /// The form is known; from now on every byte passes unchanged.
+    /// Returns true once the form is known. From then on every byte passes unchanged.
     [[nodiscard]] bool settled() const noexcept { return form_ != form::open; }
-    /// The form is settled and is the bare one.
+    /// Returns true if the form is known and is the bare form.
     [[nodiscard]] bool bare() const noexcept { return form_ == form::bare; }
 
 private:

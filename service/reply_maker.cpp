@@ -26,7 +26,7 @@ struct overloaded : Verdicts...
 template <typename... Verdicts>
 overloaded(Verdicts...) -> overloaded<Verdicts...>;
 
-/// An HTTP response whose body is still to be set.
+/// Makes an HTTP response without a body. The caller sets the body.
 std::unique_ptr<http::message> http_reply(std::string_view content_type)
 {
     std::string head = "HTTP/1.1 200 OK\r\nContent-Type: ";
@@ -48,8 +48,8 @@ void add_infection(icap::response_message& reply, const std::string& threat, std
     reply.headers().set("X-Infection-Found", icap::format_infection(record));
 }
 
-/// A reply goes out only with a complete object. One whose head tells no length, or more than came, is never complete
-/// by itself: it gets the length that it has.
+/// A reply is sent only if its object is complete. An object whose head specifies no length, or a length larger than
+/// the data received, never becomes complete: its length is set to its actual size.
 void settle_length(http::message& object)
 {
     if (!object.complete()) {

@@ -12,23 +12,24 @@ namespace service {
 
 class request_reader;
 
-/// The status of a reply for a fault of the service itself.
+/// The status of a reply for an error of the service itself.
 inline constexpr std::uint32_t server_error = 500;
 
-/// Makes the replies of one service. Used from any thread; `options` and the ISTag come from outside.
+/// Makes the replies of one service. Thread-safe. The caller provides the ISTag.
 class reply_maker
 {
 public:
     using reply = std::unique_ptr<icap::response_message>;
 
-    /// `preview` is the count of bytes that OPTIONS asks for.
+    /// `preview` is the preview size in bytes that the OPTIONS response requests.
     explicit reply_maker(std::uint32_t preview);
 
     [[nodiscard]] reply options(const std::string& istag) const;
-    /// A reply of a head only: 100, 204 and the errors. `close` tells the peer that the connection ends.
+    /// Returns a reply that consists of a head only: 100, 204 and the errors. If `close` is true, the head announces
+    /// the end of the connection to the peer.
     [[nodiscard]] reply bare(const std::string& istag, std::uint32_t status, bool close = false) const;
-    /// The answer to a request that was judged; takes what it needs out of the request. A 204 goes only to a peer that
-    /// allows it or has sent no more than a preview; others get their object back.
+    /// Returns the response to a judged request. Moves the data it needs out of the request. A 204 is sent only to a
+    /// peer that allows it or has sent no more than a preview; other peers receive their object back.
     [[nodiscard]] reply judged(const std::string& istag, request_reader& reader, verdict outcome,
                                const std::string& object_name) const;
 
@@ -41,8 +42,8 @@ private:
     icap::server_options options_;
 };
 
-/// The name of the object that a request is about, for people: what the mail client calls the attachment, else the
-/// last part of the encapsulated request's URI; may be empty.
+/// Returns the name of a request's object for display: the attachment name given by the mail client, else the last
+/// segment of the encapsulated request's URI. May be empty.
 [[nodiscard]] std::string object_name(request_reader& reader);
 
 } // namespace service

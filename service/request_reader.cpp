@@ -14,12 +14,12 @@ namespace service {
 
 namespace {
 
-/// What one analyzer holds.
+/// The capacity of one analyzer in bytes.
 constexpr std::size_t longest_head = 16640;
 
 constexpr std::string_view end_mark = "0\r\n\r\n";
 
-/// The bytes of `text`, from `begin`, up to and with the line feed that ends a line; 0 when there is none.
+/// Returns the offset in `text` just after the line feed that ends the line at `begin`; 0 if there is none.
 std::size_t line_end(const std::string& text, std::size_t begin)
 {
     return text.find('\n', begin) + 1;
@@ -57,7 +57,7 @@ request_reader::progress request_reader::read(std::string& inbox)
     } catch (const bad_request&) {
         throw;
     } catch (const error::win32exception& failure) {
-        throw bad_request(failure.what(), 500); // the store's fault, not the peer's
+        throw bad_request(failure.what(), 500); // an error of the store, not of the peer
     } catch (const std::bad_alloc&) {
         throw bad_request("out of memory", 500);
     } catch (const std::exception& failure) {
@@ -79,7 +79,7 @@ request_reader::progress request_reader::read_or_raise(std::string& inbox)
     return read_body(inbox);
 }
 
-/// False while more bytes are needed to tell.
+/// Returns false while more bytes are needed to decide.
 bool request_reader::drop_end_mark(std::string& inbox)
 {
     if (!end_mark_may_lead_) {
@@ -115,7 +115,7 @@ bool request_reader::read_head(std::string& inbox)
         if (!is_blank(line)) {
             continue;
         }
-        // A head ends with such a line; whether this is the one, the grammar says.
+        // A head ends with such a line. The grammar decides whether this line is the one.
         icap::analyzer analyzer;
         analyzer.enqueue(inbox.data(), inbox.data() + end);
         auto message = analyzer.extract();
@@ -132,10 +132,10 @@ bool request_reader::read_head(std::string& inbox)
             throw bad_request("the head is not understood");
         }
     }
-    // What may still become a blank line is nothing yet.
+    // Bytes that may still become a blank line do not begin a request.
     const bool begun = inbox.find_first_not_of(" \r") != std::string::npos;
     started_ = started_ || begun;
-    // Bytes that no request begins with are refused at once, not when the peer has waited for an answer long enough.
+    // Bytes that cannot begin a request are rejected immediately, without waiting for the peer to time out.
     if (begun && !first_line_judged_ &&
         icap::analyzer().classify(inbox.data(), inbox.data() + inbox.size()) == http::head_status::invalid) {
         throw bad_request("not a request");
@@ -175,7 +175,7 @@ bool request_reader::read_encapsulated_heads(std::string& inbox)
     if (inbox.size() < size) {
         return false;
     }
-    // Each head goes to the message in one piece, and has to end where the offsets say.
+    // Each head is passed to the message in one piece and must end at the offset that Encapsulated specifies.
     const char* const begin = inbox.data();
     request_->append(begin, begin + first_head_size_);
     if (!request_->has_request() || request_->request().raw_head().size() != first_head_size_) {
@@ -227,15 +227,16 @@ request_reader::progress request_reader::read_body(std::string& inbox)
     return progress::preview_ended;
 }
 
-/// The object is shorter than the preview that was announced for it, so that nothing of it can follow. One that fills
-/// the preview exactly may be whole too, but its peer waits to be told to end it.
+/// Returns true if the object is shorter than the preview announced for it, so that no further payload can follow. An
+/// object that fills the preview exactly may be complete too, but its peer waits for a request to end it.
 bool request_reader::padded()
 {
     const bool has_length = dynamic_cast<http::generic_message*>(&object()) != nullptr;
     return has_length && object().complete() && object().body_size() < request_->preview_size();
 }
 
-/// A body is announced, but of no bytes and with no preview: the client sends no end mark for such a one.
+/// Returns true if the announced body has a length of zero and there is no preview. The client sends no end mark for
+/// such a body.
 bool request_reader::announces_nothing()
 {
     if (request_->preview_present() || dynamic_cast<http::generic_message*>(&object()) == nullptr) {

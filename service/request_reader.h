@@ -13,8 +13,8 @@
 
 namespace service {
 
-/// Reads one request from a stream of bytes and leaves behind it what belongs to the next one. A head is bounded by the
-/// analyzer's 16640 bytes, as is each encapsulated head; what body_reader bounds comes on top.
+/// Reads one request from a stream of bytes. Bytes of the next request are left in the stream. The head and each
+/// encapsulated head are limited to the analyzer's 16640 bytes; the limits of body_reader apply in addition.
 class request_reader
 {
 public:
@@ -26,31 +26,31 @@ public:
 
     enum class progress
     {
-        need_more,     ///< all bytes were taken and the request is not whole
-        preview_ended, ///< the peer waits for a "100 Continue" or for the answer
-        complete       ///< the request is whole
+        need_more,     ///< all bytes were consumed and the request is incomplete
+        preview_ended, ///< the peer waits for a "100 Continue" or for the response
+        complete       ///< the request is complete
     };
 
-    /// `end_mark_may_lead`: the request before was taken as whole ahead of its end mark, which may still come.
+    /// `end_mark_may_lead`: the previous request was accepted as complete before its end mark, which may still arrive.
     explicit request_reader(const limits& bounds, bool end_mark_may_lead = false);
     request_reader(const request_reader&) = delete;
     request_reader& operator=(const request_reader&) = delete;
 
-    /// Takes bytes from the front of `inbox`. Line ends ahead of a request are dropped. Raises bad_request, after which
-    /// the reader is good for nothing.
+    /// Consumes bytes from the front of `inbox`. Line ends before a request are dropped. Throws bad_request; the reader
+    /// must not be used afterwards.
     progress read(std::string& inbox);
-    /// Goes on behind the preview, once the peer was told to.
+    /// Continues reading after the preview. The caller must have sent "100 Continue" to the peer.
     void continue_behind_preview();
 
-    /// Something of a request has come.
+    /// Returns true once any part of a request has been received.
     [[nodiscard]] bool started() const noexcept { return started_; }
-    /// The request, once its head was read; null before.
+    /// Returns the request once its head has been read, otherwise null. The reader keeps ownership.
     [[nodiscard]] icap::request_message* request() noexcept { return request_.get(); }
-    /// The HTTP message to be judged: the request of a REQMOD, the response of a RESPMOD.
+    /// Returns the HTTP message to be judged: the request of a REQMOD, the response of a RESPMOD.
     [[nodiscard]] http::message& object() { return body_->object(); }
-    /// The request was taken as whole though its end mark has not come: nothing but that can follow.
+    /// Returns true if the request was accepted as complete before its end mark arrived. Only the end mark can follow.
     [[nodiscard]] bool ended_early() const noexcept { return ended_early_; }
-    /// The answer may be 204 whether the peer allows it or not: nothing but a preview was read.
+    /// Returns true if only a preview was read. The response may then be 204 whether or not the peer allows it.
     [[nodiscard]] bool only_preview() const noexcept { return request_->preview_present() && !continued_; }
 
 private:
@@ -67,7 +67,7 @@ private:
     std::unique_ptr<icap::request_message> request_;
     std::optional<body_reader> body_;
     std::optional<preview_normaliser> normaliser_;
-    std::size_t line_begin_ = 0; ///< of the head's first line that has not ended yet
+    std::size_t line_begin_ = 0; ///< start offset of the incomplete line of the head
     bool first_line_read_ = false;
     bool first_line_judged_ = false;
     bool end_mark_may_lead_;

@@ -4,21 +4,21 @@
 #include <string>
 #include <string_view>
 
-/// Texts that come from a peer or an engine, made fit for where they go.
+/// Functions that make texts from a peer or an engine safe for their destination.
 namespace service {
 
-/// Padded Base64 without line breaks; nothing for any other text.
+/// Decodes padded Base64 without line breaks. Returns nullopt for any other text.
 [[nodiscard]] std::optional<std::string> from_base64(std::string_view text);
 
-/// UTF-8 as it is; anything else is read as Latin-1. Control characters become blanks. At most `longest` characters,
-/// cut with "..." behind.
+/// Returns valid UTF-8 unchanged; any other text is decoded as Latin-1. Control characters become blanks. At most
+/// `longest` characters; a longer text is truncated and ends with "...".
 [[nodiscard]] std::string display_text(std::string_view bytes, std::size_t longest = 200);
 
-/// `text` for HTML: the five characters that mean something there as entities.
+/// Returns `text` escaped for HTML: the five special characters become entities.
 [[nodiscard]] std::string html_escaped(std::string_view text);
 
-/// `text` as a value of X-Infection-Found: ASCII without controls, ";" and "=", each replaced by "_"; at most 128
-/// bytes; "unknown" for an empty one.
+/// Returns `text` as a value of X-Infection-Found: printable ASCII; blanks, ";", "=" and all other bytes are
+/// replaced by "_"; at most 128 bytes; "unknown" for an empty text.
 [[nodiscard]] std::string threat_name(std::string_view text);
 
 } // namespace service

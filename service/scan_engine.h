@@ -15,71 +15,72 @@ namespace service {
 struct clean_verdict
 {};
 
-/// The object is to be withheld.
+/// The object must be withheld.
 struct blocked_verdict
 {
-    std::string threat; ///< name of what was found
+    std::string threat; ///< name of the threat that was found
 };
 
-/// The object is to be replaced.
+/// The object must be replaced.
 struct repaired_verdict
 {
-    std::string threat;                 ///< name of what was taken out
-    std::unique_ptr<web::io_data> body; ///< the object without it
+    std::string threat;                 ///< name of the threat that was removed
+    std::unique_ptr<web::io_data> body; ///< the object without the threat
 };
 
-/// The object could not be judged. It is neither clean nor infected: the peer is told of an error.
+/// The object could not be judged. It is neither clean nor infected; the peer receives an error response.
 struct error_verdict
 {
-    std::string why; ///< for the log
+    std::string why; ///< reason, for the log
 };
 
 using verdict = std::variant<clean_verdict, blocked_verdict, repaired_verdict, error_verdict>;
 
-/// What is known of an object before its bytes come.
+/// The properties of an object that are known before its bytes arrive.
 struct object_info
 {
-    std::string name;       ///< as the peer calls it, UTF-8; may be empty
-    std::uint64_t size = 0; ///< bytes that will come
+    std::string name;       ///< as specified by the peer, UTF-8; may be empty
+    std::uint64_t size = 0; ///< number of bytes that will follow
 };
 
-/// The scan of one object, made by scan_engine::begin. The order of calls:
+/// The scan of one object, created by scan_engine::begin. The order of calls is:
 ///
-///   1. data(), any number of times, with the object's bytes in order; none for an empty object;
-///   2. finish(), once, with the whole object, for an engine that has to look again;
-///   3. the destructor. Without finish() before it the scan was given up and its outcome concerns nobody.
+///   1. data(), any number of times, with the object's bytes in order; not called for an empty object;
+///   2. finish(), once, with the whole object, for an engine that needs a second pass;
+///   3. the destructor. Without a preceding finish() the scan was abandoned and its result is not used.
 ///
-/// All calls of one scan come from one thread. What data() and finish() raise counts as an error verdict.
+/// All calls of one scan come from one thread. An exception from data() or finish() counts as an error verdict.
 class object_scan
 {
 public:
-    /// Takes the next bytes. False when no further bytes are needed: finish() then comes next.
+    /// Consumes the next bytes. Returns false if no further bytes are needed; the next call is then finish().
     virtual bool data(std::string_view piece) = 0;
     [[nodiscard]] virtual verdict finish(web::io_data& object) = 0;
     virtual ~object_scan() = default;
 };
 
-/// A judge of objects. All operations may be called from several threads at once.
+/// Judges objects. All functions are thread-safe.
 class scan_engine
 {
 public:
-    /// For the log.
+    /// Returns the engine's name for the log.
     [[nodiscard]] virtual std::string_view name() const noexcept = 0;
-    /// Starts a scan; a scan keeps nothing of `info`. `stop` tells the scan to give up soon. What it raises counts as
-    /// an error verdict.
+    /// Starts a scan. The scan keeps no reference to `info`. `stop` requests that the scan be abandoned soon. An
+    /// exception counts as an error verdict.
     [[nodiscard]] virtual std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token stop) = 0;
-    /// A text that changes whenever verdicts may change, such as the version of a signature database. Does not raise.
+    /// Returns a text that changes whenever verdicts may change, such as the version of a signature database. Does not
+    /// throw.
     [[nodiscard]] virtual std::string identity(std::stop_token stop) = 0;
     virtual ~scan_engine() = default;
 };
 
-/// Scans an object from its start to its end. Never raises: every failure becomes an error verdict.
+/// Scans an object from start to end. Never throws: every failure becomes an error verdict.
 [[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object,
                            const std::stop_token& stop);
 
-/// Makes the engine that a text names: "builtin", "clamd:tcp:HOST:PORT" with a loopback HOST ("localhost", 127.x.x.x,
-/// ::1 or [::1]) or, where the system has such sockets, "clamd:unix:PATH". Raises std::invalid_argument with a text
-/// that tells what is wrong.
+/// Makes the engine specified by `text`: "builtin", "clamd:tcp:HOST:PORT" with a loopback HOST ("localhost", 127.x.x.x,
+/// ::1 or [::1]) or, if the system supports such sockets, "clamd:unix:PATH". Throws std::invalid_argument with a text
+/// that describes the error.
 [[nodiscard]] std::shared_ptr<scan_engine> make_engine(std::string_view text);
 
 } // namespace service

@@ -29,7 +29,7 @@ namespace {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
-constexpr std::size_t most_refused = 64; ///< connections that are being told that there are too many
+constexpr std::size_t most_refused = 64; ///< maximum number of connections that are being refused at a time
 constexpr std::chrono::milliseconds accept_pause{50};
 
 bool is_uri_character(char value)
@@ -81,13 +81,13 @@ private:
     istag tag_{engine_, stop_.get_token()};
     std::atomic<std::uint16_t> port_{0};
     std::atomic<std::size_t> served_{0};  ///< open connections
-    std::atomic<std::size_t> refused_{0}; ///< connections that are being told that there are too many
+    std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
     asio::io_context io_;
     asio::strand<asio::any_io_executor> strand_{asio::make_strand(asio::any_io_executor(io_.get_executor()))};
-    // Under strand_:
+    // Used on strand_ only:
     asio::ip::tcp::acceptor acceptor_{strand_};
     asio::steady_timer pause_{strand_};
-    std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are swept at times
+    std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
 
     std::unique_ptr<asio::thread_pool> scanners_;
@@ -126,7 +126,7 @@ void scan_server::implementation::start()
     }
 }
 
-/// What a handler raises ends the connection that the handler belonged to, and nothing else.
+/// An exception thrown by a handler ends the connection of that handler only.
 void scan_server::implementation::run()
 {
     for (;;) {
@@ -153,12 +153,12 @@ void scan_server::implementation::accept()
             accept_after_pause();
             return;
         }
-        asio::post(strand_, [this] { accept(); }); // first, in case that the next line raises
+        asio::post(strand_, [this] { accept(); }); // first, because the next line may throw
         accepted(std::move(peer));
     });
 }
 
-/// A failure such as a lack of descriptors lasts: trying at once, again and again, would only use up a processor.
+/// A failure such as a lack of descriptors persists; retrying at once would only consume CPU time.
 void scan_server::implementation::accept_after_pause()
 {
     pause_.expires_after(accept_pause);
@@ -169,7 +169,7 @@ void scan_server::implementation::accepted(asio::ip::tcp::socket peer)
 {
     const bool too_many = served_ >= settings_.max_connections;
     if (too_many && refused_ >= most_refused) {
-        return; // not even told
+        return; // closed without a response
     }
     std::atomic<std::size_t>& counted = too_many ? refused_ : served_;
     const auto opened = std::make_shared<connection>(std::move(peer), *services_, [&counted] { counted.fetch_sub(1); });
@@ -205,7 +205,7 @@ void scan_server::implementation::stop()
     }
     stop_.request_stop();
     asio::post(strand_, [this] { close_all(); });
-    // They end with the last connection, and that one not before its object has been judged.
+    // The threads end with the last connection, and a connection ends only after its object has been judged.
     for (auto& thread : threads_) {
         thread.join();
     }

@@ -21,7 +21,7 @@ bool stream_matcher::feed(std::string_view piece)
         return true;
     }
     const std::size_t reach = pattern_.size() - 1;
-    // A match across the border begins in the tail and ends within the first bytes of the piece.
+    // A match across the boundary begins in the tail and ends within the first bytes of the piece.
     tail_.append(piece.substr(0, reach));
     found_ = stands_in(tail_) || stands_in(piece);
     if (piece.size() >= reach) {

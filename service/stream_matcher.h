@@ -7,8 +7,8 @@
 
 namespace service {
 
-/// Finds a text in a stream of pieces, also where it lies across the borders of pieces. Keeps at most the text's length
-/// less one byte of what came.
+/// Finds a text in a stream of pieces, including matches across piece boundaries. Keeps at most the last bytes of the
+/// stream, one less than the length of the text.
 class stream_matcher
 {
 public:
@@ -17,9 +17,9 @@ public:
     stream_matcher(const stream_matcher&) = delete;
     stream_matcher& operator=(const stream_matcher&) = delete;
 
-    /// Takes the next bytes; returns found().
+    /// Consumes the next bytes. Returns found().
     bool feed(std::string_view piece);
-    /// The text stood somewhere in what came so far.
+    /// Returns true if the stream so far contains the text.
     [[nodiscard]] bool found() const noexcept { return found_; }
 
 private:
@@ -27,7 +27,7 @@ private:
 
     std::string pattern_;
     std::boyer_moore_horspool_searcher<std::string::const_iterator> searcher_;
-    std::string tail_; ///< the last bytes that came, as far as a match may begin in them
+    std::string tail_; ///< the last bytes received, as far as a match may begin in them
     bool found_ = false;
 };
 

@@ -24,15 +24,15 @@ void timed_stream::wait(const bool& done, const char* what)
 {
     const auto deadline = std::chrono::steady_clock::now() + timeout_;
     io_.restart();
-    // A stop that came before the restart is seen here, a later one stops the run.
+    // A stop requested before the restart is detected here; a later one stops the run.
     while (!done && !stop_.stop_requested() && io_.run_one_until(deadline) != 0) {
     }
     if (done) {
         return;
     }
-    // The handler refers to the caller's variables: it has to have run before they go.
+    // The handler refers to variables of the caller and must have run before they are destroyed.
     error_code ignored;
-    socket_.cancel(ignored); // not every system lets a close end a send that is stuck
+    socket_.cancel(ignored); // on some systems close does not end a blocked send
     socket_.close(ignored);
     while (!done) {
         io_.restart();

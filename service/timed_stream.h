@@ -11,8 +11,9 @@
 
 namespace service {
 
-/// A stream socket for use on one thread: each operation blocks until it is done, its time is over or a stop is asked
-/// for. Failures raise std::runtime_error; after one the stream is good for nothing but its destructor, unless told.
+/// A stream socket for use on one thread. Each operation blocks until it completes, its timeout expires or a stop is
+/// requested. Failures throw std::runtime_error; after a failure the stream must only be destroyed, unless documented
+/// otherwise.
 class timed_stream
 {
 public:
@@ -24,13 +25,15 @@ public:
     ~timed_stream();
 
     void connect(const endpoint& peer);
-    /// Sends everything. False when the peer does not take it any more; what the peer said before can still be read.
+    /// Sends all bytes. Returns false if the peer no longer accepts data; data that the peer sent before can still be
+    /// read.
     [[nodiscard]] bool write(std::string_view bytes);
-    /// Receives some bytes; 0 when the peer sends no more.
+    /// Receives at least one byte. Returns the number of bytes; 0 if the peer has ended the stream.
     [[nodiscard]] std::size_t read_some(char* destination, std::size_t count);
 
 private:
-    /// Runs what was started until its handler has run; `what` names it in the error.
+    /// Runs the I/O context until the handler of the started operation has run. `what` names the operation in the
+    /// error.
     void wait(const bool& done, const char* what);
 
     boost::asio::io_context io_{1};

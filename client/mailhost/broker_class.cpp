@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-/// As the manifest has it.
+/// The same identifier as in the manifest.
 constexpr CLSID broker_class{0xD0A8B1C4, 0x7E36, 0x4B52, {0x8C, 0x6E, 0x1F, 0x93, 0x55, 0x0A, 0x2B, 0x77}};
 
 struct offered_broker

@@ -4,8 +4,8 @@
 
 namespace host {
 
-/// Whether this program stands in for the product's broker, and with what. Without an answer its class is not there.
-/// The program's manifest names the class, so that the whole process, and nobody else, finds it by its name.
+/// Makes this program replace the product's broker, with the given settings. If `settings` is empty, its class is not
+/// available. The program's manifest names the class, so that it is found by its name in this process only.
 void offer_broker(stand_in_broker::answer settings);
 
 } // namespace host

@@ -7,15 +7,15 @@
 
 namespace host {
 
-/// The add-ins that a starting mail client loads, connected until the end.
+/// The add-ins that a mail client loads when it starts. They stay connected for the lifetime of the object.
 class loaded_addins
 {
 public:
-    /// Raises addin_failure when one of them cannot be had, or when none is registered.
+    /// Throws addin_failure if an add-in is not available or none is registered.
     explicit loaded_addins(const ComPtr<application>& client);
     loaded_addins(const loaded_addins&) = delete;
     loaded_addins& operator=(const loaded_addins&) = delete;
-    /// Disconnects them in the order of their loading.
+    /// Disconnects the add-ins in the order in which they were loaded.
     ~loaded_addins();
 
     void startup_complete();

@@ -100,7 +100,7 @@ void machine_values::undo(const change& done) noexcept
     } else {
         RegDeleteValueW(key.get(), done.name.c_str());
     }
-    key.reset(); // a key that is open can't go
+    key.reset(); // an open key cannot be deleted
     std::wstring path = done.key;
     for (std::size_t left = done.keys_made; left != 0 && is_empty(path); --left) {
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());

@@ -9,8 +9,8 @@
 
 namespace host {
 
-/// Values of the machine's registry that are other ones while this lives. The end puts back what stood there, and
-/// takes away the keys that had to be made. Needs the right to write below HKEY_LOCAL_MACHINE.
+/// Changes values of the machine's registry for the lifetime of the object. The destructor restores the former values
+/// and deletes the keys that were created. Requires write access below HKEY_LOCAL_MACHINE.
 class machine_values
 {
 public:
@@ -19,7 +19,7 @@ public:
     machine_values& operator=(const machine_values&) = delete;
     ~machine_values();
 
-    /// Raises std::runtime_error when the system refuses.
+    /// Throws std::runtime_error if the system denies the change.
     void set(const registry_value& wanted);
 
 private:
@@ -27,9 +27,9 @@ private:
     {
         std::wstring key;
         std::wstring name;
-        std::size_t keys_made = 0; ///< so many of the last names of the key's path
+        std::size_t keys_made = 0; ///< number of components at the end of the key's path that were created
         DWORD type = REG_NONE;
-        std::optional<std::vector<BYTE>> before; ///< nothing when there was no value
+        std::optional<std::vector<BYTE>> before; ///< nullopt if there was no value
     };
     static void undo(const change& done) noexcept;
 

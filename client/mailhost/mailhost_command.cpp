@@ -27,7 +27,7 @@ namespace host {
 
 namespace {
 
-/// COM on this thread, as a mail client's main thread has it.
+/// Initialises COM on this thread in the same way as a mail client's main thread.
 class single_apartment
 {
 public:
@@ -42,7 +42,8 @@ public:
     ~single_apartment() { OleUninitialize(); }
 };
 
-/// Hears the add-in's trace: it tells the outcome of checks, and goes to where the user wants the log.
+/// Receives the add-in's trace: passes the outcome of checks on, and writes the lines to the log that the user
+/// requested.
 class addin_trace
 {
 public:
@@ -50,7 +51,7 @@ public:
         : listener_([this](std::string_view line) { hear(line); })
     {}
     [[nodiscard]] check_outcome& outcome() noexcept { return outcome_; }
-    /// A connection was asked for and could not be had, once or more.
+    /// Returns true if a connection was requested at least once and could not be made.
     [[nodiscard]] bool refused() const noexcept { return refused_; }
 
 private:
@@ -70,8 +71,8 @@ private:
     trace_listener listener_;
 };
 
-/// The add-in's trace goes to this process's listener, which needs the course of a check at least, and whatever the
-/// logs of this process take.
+/// Returns the registry value that sends the add-in's trace to this process's listener. The level includes at least the
+/// course of a check, and every level that the logs of this process record.
 registry_value trace_setting()
 {
     const auto is_taken = [](logging::priority::level_type level) {
@@ -99,7 +100,7 @@ void fill_registry(const open_options& options, machine_values& values)
     values.set(trace_setting());
 }
 
-/// What the broker gives: the settings of a file as it now is, or those for one service.
+/// Returns the broker's settings: those currently in a file, or those for one service.
 std::vector<std::uint8_t> settings_for(const std::string& file, const scan_target* target)
 {
     if (!target) {
@@ -108,7 +109,7 @@ std::vector<std::uint8_t> settings_for(const std::string& file, const scan_targe
     return settings_bytes_of_service(target->port(), winapi::conv_to_wide(target->uri(), winapi::code_page_utf8));
 }
 
-/// Tells of the objects that nobody released; true when there are any.
+/// Reports the objects that were never released. Returns true if there are any.
 bool report_leaks(const console& where)
 {
     std::map<std::string, std::pair<std::size_t, std::size_t>> kinds;
@@ -124,7 +125,7 @@ bool report_leaks(const console& where)
     return !kinds.empty();
 }
 
-/// The class that a mail client has for turning messages into MIME documents.
+/// Makes an object of the class that a mail client provides for converting messages to MIME documents.
 HRESULT make_converter(IUnknown** object)
 {
     ComPtr<IConverterSession> session;
@@ -133,7 +134,7 @@ HRESULT make_converter(IUnknown** object)
     return result;
 }
 
-/// Says what is wrong with a file of settings before anything is opened; false then.
+/// Validates a settings file before any message is opened. Reports an error and returns false.
 bool check_settings(const std::string& file, const console& where)
 {
     try {
@@ -145,7 +146,7 @@ bool check_settings(const std::string& file, const console& where)
     }
 }
 
-/// The message in the folder that has the name of the encrypted one.
+/// Reads the message in the folder that has the name of the encrypted one. Returns nullopt and sets `why` on failure.
 std::optional<message_record> read_decrypted(const std::string& folder, const message_place& encrypted,
                                              const std::shared_ptr<store_context>& store, std::string& why)
 {

@@ -8,16 +8,16 @@
 
 namespace host {
 
-/// What the user asked of mailhost.
+/// The options of mailhost.
 struct mailhost_options
 {
     open_options open;
     saving_options saving;
-    std::string version = "16.0.4266.1001"; ///< what the application object tells the add-ins
-    std::string decrypted;                  ///< folder of what is inside encrypted messages; empty: they stay closed
+    std::string version = "16.0.4266.1001"; ///< version that the application object reports to the add-ins
+    std::string decrypted; ///< folder with the contents of encrypted messages; empty: encrypted messages stay closed
 };
 
-/// Opens the messages with the registered add-ins, as the mail client would.
+/// Opens the messages with the registered add-ins, as the mail client does.
 exit_status run_mailhost(const mailhost_options& options, const console& where);
 
 } // namespace host

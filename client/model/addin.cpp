@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-/// The empty list of further arguments that each call of an add-in carries.
+/// The empty list of additional arguments that is passed in each call of an add-in.
 class no_arguments
 {
 public:
@@ -39,8 +39,8 @@ std::string narrow(const std::wstring& text)
 
 constexpr const wchar_t* classes = L"Software\\Classes\\";
 
-/// The class of a ProgID as one root has it. A ProgID without a class of its own stands for its current version; not
-/// every system's look-up follows that.
+/// Returns the class of a ProgID as registered below one root. A ProgID without a class refers to its current version,
+/// which the look-up of some systems does not resolve.
 std::optional<std::wstring> class_of_prog_id(HKEY root, const std::wstring& prog_id)
 {
     const auto own = registry_key::open(root, classes + prog_id + L"\\CLSID").text({});
@@ -58,7 +58,7 @@ HRESULT class_of_machine(const std::wstring& prog_id, CLSID& id)
     return class_id ? CLSIDFromString(class_id->c_str(), &id) : found;
 }
 
-/// The class object that a module gives for a class that only the current user has registered.
+/// Obtains the class object from a module whose class is registered for the current user only.
 HRESULT class_of_user(const std::wstring& prog_id, ComPtr<IClassFactory>& factory)
 {
     CLSID id{};
@@ -72,7 +72,7 @@ HRESULT class_of_user(const std::wstring& prog_id, ComPtr<IClassFactory>& factor
     if (!module_path) {
         return REGDB_E_CLASSNOTREG;
     }
-    // The module stays loaded until the process ends, as under a client that keeps what it loaded.
+    // The module stays loaded until the process ends, as it does in a mail client.
     HMODULE module = LoadLibraryExW(module_path->c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (!module) {
         return HRESULT_FROM_WIN32(GetLastError());

@@ -23,19 +23,19 @@ private:
     HRESULT result_;
 };
 
-/// Makes the object of an add-in's class: by the class's registration for the machine, or else by that of the current
-/// user, whose module is then loaded by its path. Raises addin_failure.
+/// Creates the object of an add-in's class, using the registration for the machine, or else that for the current user,
+/// whose module is then loaded by its path. Throws addin_failure.
 ComPtr<addin_interface> create_addin(const std::wstring& prog_id);
 
 /// An add-in between OnConnection and OnDisconnection.
 class connected_addin
 {
 public:
-    /// Connects as at the client's start. Raises addin_failure when the add-in refuses.
+    /// Connects the add-in as at the client's start. Throws addin_failure if the add-in refuses.
     connected_addin(ComPtr<addin_interface> addin, ComPtr<application> client);
     connected_addin(const connected_addin&) = delete;
     connected_addin& operator=(const connected_addin&) = delete;
-    /// Disconnects as at the client's end.
+    /// Disconnects the add-in as at the client's end.
     ~connected_addin();
 
     void startup_complete();

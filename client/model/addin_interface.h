@@ -20,7 +20,7 @@ enum class disconnect_mode : LONG
 
 inline constexpr IID iid_addin{0xB65AD801, 0xABAF, 0x11D0, {0xBB, 0x8B, 0x00, 0xA0, 0xC9, 0x0F, 0x27, 0x44}};
 
-/// _IDTExtensibility2, through which a client of the Office kind starts and ends its add-ins.
+/// _IDTExtensibility2, through which an Office client starts and ends its add-ins.
 struct addin_interface : IDispatch
 {
     virtual HRESULT STDMETHODCALLTYPE OnConnection(IDispatch* application, connect_mode mode, IDispatch* instance,

@@ -14,7 +14,7 @@ struct addin_entry
     std::uint32_t load_behavior = 0;
     bool of_user = false; ///< registered for the current user only
 
-    /// The client loads it when it starts.
+    /// Returns true if the client loads the add-in when it starts.
     [[nodiscard]] bool loaded_at_start() const noexcept
     {
         constexpr std::uint32_t connected = 1;
@@ -23,7 +23,8 @@ struct addin_entry
     }
 };
 
-/// The add-ins that the machine and the user list, by name. The user's entry comes before the machine's of that name.
+/// Returns the add-ins that are registered for the machine and the user, by name. An entry of the user precedes the
+/// machine's entry of the same name.
 std::vector<addin_entry> list_addins();
 
 } // namespace host

@@ -8,7 +8,8 @@
 
 namespace host {
 
-/// The mail client's application object, as an add-in sees it: name, version and events. All calls come on one thread.
+/// The mail client's application object as seen by an add-in: name, version and events. All calls must be made on one
+/// thread.
 class application final : public dispatch_object<IConnectionPointContainer>
 {
 public:
@@ -22,7 +23,7 @@ public:
     void quit();
     void item_load(IDispatch* item);
     void new_mail(const std::wstring& entry_ids);
-    /// Subscriptions that are in force.
+    /// Returns the number of current subscriptions.
     [[nodiscard]] std::size_t subscriptions() const noexcept { return events_.point().sinks(); }
 
 protected:
@@ -38,7 +39,7 @@ private:
     ledger_entry entry_{"Application", static_cast<IDispatch*>(this)};
 };
 
-/// What OnConnection gets as the add-in's own entry in the client's list: an object without properties.
+/// The object passed to OnConnection as the add-in's own entry in the client's list. It has no properties.
 class addin_instance final : public dispatch_object<>
 {
 protected:

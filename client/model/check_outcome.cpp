@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-/// The number behind `beginning`; false when the text is another one.
+/// Parses the number that follows `beginning`. Returns false if the text has another form.
 template <typename Number>
 bool number_behind(std::string_view text, std::string_view beginning, int base, Number& number)
 {

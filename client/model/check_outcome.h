@@ -9,20 +9,20 @@
 
 namespace host {
 
-/// What the last check of the add-in came to. A mail client is told no more than whether an item may be displayed; the
-/// add-in's trace says the rest.
+/// The outcome of the add-in's last check. A mail client only learns whether an item may be displayed; the rest is read
+/// from the add-in's trace.
 class check_outcome
 {
 public:
     struct result
     {
-        HRESULT check = E_FAIL; ///< stays when no check was made
+        HRESULT check = E_FAIL; ///< unchanged if no check was made
         ScanResult verdict = ScanResult::None;
     };
 
-    /// Takes in what a line of the trace says of it; any thread.
+    /// Evaluates a line of the trace. Thread-safe.
     void hear(const trace_line& line);
-    /// The outcome since the last call.
+    /// Returns the outcome since the last call.
     result take();
 
 private:

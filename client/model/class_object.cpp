@@ -32,7 +32,7 @@ HRESULT class_object::CreateInstance(IUnknown* outer, REFIID iid, void** object)
 
 HRESULT class_object::LockServer(BOOL)
 {
-    return S_OK; // the process stays
+    return S_OK; // the process is not unloaded
 }
 
 registered_class::registered_class(REFCLSID id, object_maker make)

@@ -7,10 +7,10 @@
 
 namespace host {
 
-/// Makes an object; the reference is the caller's. What it raises becomes a failure of the creation.
+/// Creates an object. The caller owns the reference. An exception becomes a failure of the creation.
 using object_maker = std::function<HRESULT(IUnknown** object)>;
 
-/// A class object over a function.
+/// A class object that creates objects by calling a function.
 class class_object final : public ComObject<IClassFactory>
 {
 public:
@@ -27,11 +27,11 @@ private:
     ledger_entry entry_{"class object", static_cast<IClassFactory*>(this)};
 };
 
-/// A class that this process offers in the apartment of the thread that makes it, while it lives.
+/// Registers a class in the apartment of the constructing thread for the lifetime of the object.
 class registered_class
 {
 public:
-    /// Raises std::runtime_error.
+    /// Throws std::runtime_error.
     registered_class(REFCLSID id, object_maker make);
     registered_class(const registered_class&) = delete;
     registered_class& operator=(const registered_class&) = delete;

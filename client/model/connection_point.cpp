@@ -62,7 +62,7 @@ HRESULT connection_point::Unadvise(DWORD cookie)
     if (found == sinks_.end()) {
         return CONNECT_E_NOCONNECTION;
     }
-    // The sink may go with its entry, and what it holds with it: the table is in order before that.
+    // Erasing the entry may release the sink and the objects it holds; the table must be consistent before that.
     const ComPtr<IDispatch> last = std::move(found->second);
     sinks_.erase(found);
     return S_OK;

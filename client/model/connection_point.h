@@ -11,8 +11,8 @@
 
 namespace host {
 
-/// The place where sinks for one event interface are advised. Its container holds it and outlives it, but for
-/// a client that keeps it longer: after detach() there is no container any more. All calls come on one thread.
+/// The connection point for one event interface. Its container owns it and normally outlives it. If a caller holds it
+/// longer, it has no container after detach(). All calls must be made on one thread.
 class connection_point final : public ComObject<IConnectionPoint>
 {
 public:
@@ -20,16 +20,16 @@ public:
 
     HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override;
     HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer** container) override;
-    /// Takes a sink that answers the event interface itself.
+    /// Accepts a sink that implements the event interface itself.
     HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override;
     HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override;
     HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections** connections) override;
 
-    /// Calls every sink that is advised now, in the order of their advising; their results have no effect. Arguments
-    /// stand in the event's own order. A sink may advise and unadvise meanwhile.
+    /// Calls every sink that is currently advised, in the order of advising. Their results are ignored. `arguments` are
+    /// in the order of the event's declaration. A sink may advise and unadvise during the call.
     void fire(DISPID event, std::initializer_list<VARIANT> arguments);
     [[nodiscard]] std::size_t sinks() const noexcept { return sinks_.size(); }
-    /// Lets go of all sinks, as the client does at its end; true when there were any.
+    /// Releases all sinks, as the client does when it ends. Returns true if there were any.
     bool drop_sinks();
     void detach() noexcept { container_ = nullptr; }
 
@@ -44,7 +44,7 @@ private:
     ledger_entry entry_{"connection point", static_cast<IConnectionPoint*>(this)};
 };
 
-/// The one connection point of an object that raises events.
+/// The single connection point of an object that raises events.
 class event_end
 {
 public:
@@ -57,7 +57,7 @@ public:
     ~event_end() { point_->detach(); }
 
     [[nodiscard]] connection_point& point() const noexcept { return *point_; }
-    /// IConnectionPointContainer::FindConnectionPoint.
+    /// Implements IConnectionPointContainer::FindConnectionPoint.
     HRESULT find(REFIID iid, IConnectionPoint** point) const;
 
 private:
@@ -65,9 +65,9 @@ private:
     ComPtr<connection_point> point_;
 };
 
-/// A boolean argument that sinks may change.
+/// Returns a boolean argument that sinks may change. Refers to `flag`.
 VARIANT by_reference(VARIANT_BOOL& flag);
-/// Arguments that stay the caller's.
+/// Returns an argument that stays owned by the caller.
 VARIANT by_value(IDispatch* object);
 VARIANT by_value(BSTR text);
 

@@ -14,7 +14,7 @@ HRESULT find_names(const std::vector<dispatch_property>& properties, REFIID iid,
     if (!names || !identifiers || count == 0) {
         return E_INVALIDARG;
     }
-    std::fill_n(identifiers, count, DISPID_UNKNOWN); // names of arguments among them: there are none
+    std::fill_n(identifiers, count, DISPID_UNKNOWN); // includes the names of arguments: there are none
     const std::wstring wanted(names[0]);
     const auto found = std::find_if(properties.begin(), properties.end(), [&wanted](const dispatch_property& property) {
         return CompareStringOrdinal(wanted.data(), static_cast<int>(wanted.size()), property.name.data(),

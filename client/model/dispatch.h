@@ -15,14 +15,14 @@ struct dispatch_property
     std::wstring_view name;
 };
 
-/// What an object of the mail client's model answers late bound: gets of a few properties, by number or by name.
-/// IDispatch::Invoke and GetIDsOfNames of an object go through these.
+/// Late binding for the objects of the mail client's model: gets of a few properties, by number or by name. Used to
+/// implement IDispatch::Invoke and GetIDsOfNames.
 HRESULT find_names(const std::vector<dispatch_property>& properties, REFIID iid, LPOLESTR* names, UINT count,
                    DISPID* identifiers);
-/// Checks a call as a strict server does. S_OK for the get of a property, whose value is then asked for.
+/// Validates a call as a strict server does. Returns S_OK for a property get; the caller then obtains the value.
 HRESULT check_property_get(REFIID iid, WORD flags, const DISPPARAMS* parameters);
 
-/// IDispatch for a class that supplies its properties and their values. It has no type information.
+/// Implements IDispatch for a class that supplies its properties and their values. There is no type information.
 template <typename... More>
 class dispatch_object : public ComObject<IDispatch, More...>
 {
@@ -66,13 +66,14 @@ public:
 
 protected:
     [[nodiscard]] virtual const std::vector<dispatch_property>& properties() const = 0;
-    /// The value of a property; DISP_E_MEMBERNOTFOUND for one that does not exist. `value` is empty when it fails.
+    /// Obtains the value of a property. Returns DISP_E_MEMBERNOTFOUND if it does not exist. `value` is empty on
+    /// failure.
     virtual HRESULT get(DISPID id, VARIANT& value) = 0;
 };
 
-/// A text as a value.
+/// Stores a text in `value`.
 HRESULT put_text(std::wstring_view text, VARIANT& value);
-/// An object as a value, with a reference of its own.
+/// Stores an object in `value` and adds a reference to it.
 void put_object(IUnknown* object, VARIANT& value);
 
 } // namespace host

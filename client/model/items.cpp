@@ -18,7 +18,7 @@ HRESULT put_mapi_object(const ComPtr<IUnknown>& object, VARIANT& value)
     return S_OK;
 }
 
-/// The answer of a sink, with room behind it: an add-in that writes 32 bits through the reference harms nothing.
+/// The cancel flag of a sink, with padding after it: an add-in that writes 32 bits through the reference does no harm.
 struct alignas(std::uint32_t) cancel_flag
 {
     VARIANT_BOOL value = VARIANT_FALSE;

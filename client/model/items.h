@@ -9,18 +9,18 @@
 
 namespace host {
 
-/// One item of the mail client's model: it answers the interface of its kind, gives the store's object behind it, and
-/// raises the item events. All calls come on one thread.
+/// One item of the mail client's model. Implements the interface of its kind, returns the store's object behind it, and
+/// raises the item events. All calls must be made on one thread.
 class outlook_item final : public dispatch_object<IConnectionPointContainer>
 {
 public:
-    /// `kind` is the interface that tells the item's kind, `object` what MAPIOBJECT answers; it may be null.
+    /// `kind` is the interface that identifies the item's kind. `object` is the value of MAPIOBJECT and may be null.
     outlook_item(const IID& kind, ComPtr<IUnknown> object);
 
     HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override;
     HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override;
 
-    // Events. Those with an answer give whether a sink cancels what is about to happen.
+    // Events. Those that return a value return true if a sink cancels the operation.
     void before_read();
     void read();
     bool read_complete();
@@ -30,12 +30,12 @@ public:
     bool close();
     bool before_attachment_read(IDispatch* attachment);
     void unload();
-    /// An event of any number without arguments.
+    /// Raises an event with any number, without arguments.
     void raise(DISPID event);
 
-    /// Subscriptions that are in force.
+    /// Returns the number of current subscriptions.
     [[nodiscard]] std::size_t subscriptions() const noexcept { return events_.point().sinks(); }
-    /// Lets go of all sinks, as the client does with the items that are open at its end.
+    /// Releases all sinks, as the client does for open items when it ends.
     void drop_sinks() { events_.point().drop_sinks(); }
 
 protected:
@@ -53,7 +53,7 @@ private:
     ledger_entry entry_{"item", static_cast<IDispatch*>(this)};
 };
 
-/// The interface of an item's kind.
+/// Returns the interface of an item's kind.
 const IID& interface_of_kind(item_kind kind);
 
 /// One attachment of the mail client's model.

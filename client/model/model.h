@@ -2,8 +2,8 @@
 
 #include <platform/com.h>
 
-/// Identifiers of the mail client's object model, as its type library has them. They are written down apart from those
-/// of the add-in, so that a wrong one on either side shows.
+/// Identifiers of the mail client's object model, from its type library. They are defined separately from those of the
+/// add-in, so that an error on either side is detected.
 namespace host::model {
 
 inline constexpr IID application{0x00063001, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -22,7 +22,7 @@ inline constexpr DISPID mapi_object = 0xF100;
 inline constexpr DISPID attachment_file_name = 0x3704;
 inline constexpr DISPID attachment_display_name = 0x3001;
 
-/// Events of the application. Some numbers stand for other events on items.
+/// Events of the application. Some numbers denote other events on items.
 enum class application_event : DISPID
 {
     item_send = 0xF002,

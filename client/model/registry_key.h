@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// An open registry key. Failures to open or read are absences.
+/// An open registry key. A key or value that cannot be opened or read is treated as absent.
 class registry_key
 {
 public:
@@ -17,7 +17,7 @@ public:
 
     explicit operator bool() const noexcept { return static_cast<bool>(key_); }
     [[nodiscard]] std::vector<std::wstring> subkeys() const;
-    /// A string value; the default value has an empty name.
+    /// Returns a string value. The default value has an empty name.
     [[nodiscard]] std::optional<std::wstring> text(const std::wstring& name) const;
     [[nodiscard]] std::optional<std::uint32_t> number(const std::wstring& name) const;
 

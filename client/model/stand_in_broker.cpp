@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-/// Checks a call as a strict server does.
+/// Validates a call as a strict server does.
 HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* parameters)
 {
     if (iid != IID_NULL) {

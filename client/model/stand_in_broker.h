@@ -9,17 +9,17 @@
 
 namespace host {
 
-/// An array of bytes as a value.
+/// Stores bytes in `value` as an array.
 HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value);
 
-/// Stands in for the product's broker: method 2 with the number 1 gives the settings as an array of bytes. Late bound
-/// only, without type information. May be used on any thread.
+/// Replaces the product's broker: method 2 with the argument 1 returns the settings as an array of bytes. Late bound
+/// only, without type information. Thread-safe.
 class stand_in_broker : public ComObject<IDispatch>
 {
 public:
     static constexpr DISPID load_method = 2;
     static constexpr LONG load_argument = 1;
-    /// Fills in what the method gives, asked anew at each call. What it raises becomes a failure of the call.
+    /// Sets the result of the method. Called on each call of the method. An exception becomes a failure of the call.
     using answer = std::function<HRESULT(VARIANT& value)>;
 
     explicit stand_in_broker(answer settings);

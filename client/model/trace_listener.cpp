@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-/// The system's way to tell a debugger a line: an exception that the sender swallows when nobody else does.
+/// The system's code for sending a line to a debugger: an exception that the sender handles if nobody else does.
 constexpr DWORD debugger_line = 0x40010006;
 
 struct listening

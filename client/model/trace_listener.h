@@ -5,16 +5,16 @@
 
 namespace host {
 
-/// Hears the lines that code in this process sends to a debugger, while it lives; there is one at a time. Lines come on
-/// the thread that sends them, without their line end, before the call that sends them returns. A debugger that really
-/// watches the process takes them all for itself.
+/// Receives the lines that code in this process sends to a debugger, for the lifetime of the object. Only one listener
+/// may exist at a time. Lines arrive on the sending thread, without their line end, before the sending call returns. A
+/// debugger that is attached to the process intercepts all of them.
 class trace_listener
 {
 public:
     using line_handler = std::function<void(std::string_view line)>;
 
-    /// `heard` may be called by several threads, one after the other. It must not raise. Lines that it sends itself,
-    /// as a log that goes to the debugger does, are swallowed.
+    /// `heard` may be called by several threads, but never by two at once. It must not throw. Lines that it sends
+    /// itself, as a log directed to the debugger does, are discarded.
     explicit trace_listener(line_handler heard);
     trace_listener(const trace_listener&) = delete;
     trace_listener& operator=(const trace_listener&) = delete;
@@ -32,7 +32,7 @@ struct trace_line
     std::string_view text;
 };
 
-/// Takes a line apart; level 0 when it is of another form.
+/// Parses a line. The level is 0 if the line has another form.
 trace_line parse_trace_line(std::string_view line);
 
 } // namespace host

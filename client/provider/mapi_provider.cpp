@@ -1,6 +1,6 @@
-// The message system that a machine without a mail client lacks, as far as an add-in asks for it: a start and an end
-// that count, and buffers with pieces that live as long as they do. The system's mapi32 forwards its calls here once
-// this library is named as the default mail client's.
+// The message system for a machine without a mail client, as far as an add-in uses it: counted initialisation and
+// uninitialisation, and buffers with linked pieces that have the same lifetime. The system's mapi32 forwards its calls
+// to this library once it is registered as the default mail client's.
 #include <windows.h>
 
 #include <atomic>
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Stands before every piece of memory that is given out; the pieces of one buffer hang in a row behind it.
+/// Header of every block of memory that is returned. The blocks linked to one buffer form a list that starts there.
 struct alignas(std::max_align_t) piece
 {
     piece* next;
@@ -88,7 +88,7 @@ ULONG WINAPI MAPIFreeBuffer(LPVOID buffer)
     return S_OK;
 }
 
-/// How many starts have no end yet.
+/// Returns the number of MAPIInitialize calls without a matching MAPIUninitialize.
 LONG WINAPI StartsInForce()
 {
     return started;

@@ -4,8 +4,8 @@
 
 namespace host {
 
-/// The command "postwarden": understands the arguments and runs what they ask for. Lets no exception out; errors are
-/// lines on standard error, the result is the exit status.
+/// The command "postwarden": parses the arguments and runs the requested subcommand. Does not throw: errors are printed
+/// as lines on standard error, and the result is the exit status.
 exit_status run(int argc, const char* const* argv, const console& where);
 
 } // namespace host

@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-/// Keeps the method of the request for the response behind it.
+/// Keeps the method of the request for parsing the response that follows it.
 class method_link final : public http::support_persistent
 {
 public:
@@ -20,7 +20,7 @@ private:
     std::uint32_t method_ = 0;
 };
 
-/// Takes the messages of one text in turn.
+/// Reads the messages of one text in order.
 class http_reader
 {
 public:
@@ -29,7 +29,7 @@ public:
         , analyzer_(&link_)
     {}
 
-    /// The next message with its whole body; one whose end the text itself marks ends with it.
+    /// Returns the next message with its whole body. A body without a specified length ends with the text.
     std::unique_ptr<http::message> next(std::uint32_t type, const char* missing)
     {
         std::unique_ptr<http::message> found = analyzer_.extract();
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    /// Hands on a piece that is far from the analyzer's bound; false at the end of the text.
+    /// Passes on a piece that is much smaller than the capacity of the analyzer. Returns false at the end of the text.
     bool enqueue()
     {
         std::array<char, 4096> block{};

@@ -7,15 +7,15 @@
 
 namespace host {
 
-/// HTTP messages read from raw text.
+/// HTTP messages parsed from raw text.
 struct http_exchange
 {
     std::unique_ptr<http::message> request;
-    std::unique_ptr<http::message> response; ///< null when only a request was wanted
+    std::unique_ptr<http::message> response; ///< null if only a request was read
 };
 
-/// Reads a request, and behind it, if wanted, the response to it: heads and bodies as they go over the wire. Raises
-/// std::runtime_error for text that is not that.
+/// Parses a request and, if `with_response` is set, the response that follows it: heads and bodies in wire format.
+/// Throws std::runtime_error if the text has another form.
 http_exchange read_http(const bytes& text, bool with_response);
 
 } // namespace host

@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// Passes a check on and keeps what it came to, which the item events don't tell.
+/// Forwards a check and keeps its outcome, which the item events do not report.
 class mail_client::observed_check final : public MessageCheck
 {
 public:
@@ -26,7 +26,7 @@ public:
         return real_->IsAttachmentAllowed(fileName);
     }
 
-    HRESULT result = E_FAIL; ///< stays when no check was made
+    HRESULT result = E_FAIL; ///< unchanged if no check was made
     ScanResult seen = ScanResult::None;
 
 private:

@@ -11,11 +11,11 @@
 namespace host {
 
 /// Opens messages as the mail client does: item load, before read, read complete, unload, on the calling thread. An
-/// enveloped message opens as the wrapper of what its reader may see.
+/// enveloped message opens as the wrapper that shows its decrypted contents to the reader.
 class mail_client final : public message_opener
 {
 public:
-    /// `identity` is the reader's own; null: enveloped messages stay closed.
+    /// `identity` is the reader's own. If it is null, enveloped messages stay closed.
     explicit mail_client(std::shared_ptr<MessageCheck> check, std::shared_ptr<const smime_identity> identity = nullptr);
     mail_client(const mail_client&) = delete;
     mail_client& operator=(const mail_client&) = delete;

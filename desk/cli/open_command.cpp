@@ -25,7 +25,7 @@ namespace host {
 
 namespace {
 
-/// Puts values into a registry of the command's own, which stands in for the machine's while the command runs.
+/// Stores values in the registry of the command, which replaces that of the machine while the command runs.
 void fill_registry(winapi::memory_registry& target, const std::vector<std::string>& values)
 {
     for (const std::string& text : values) {
@@ -38,7 +38,7 @@ void fill_registry(winapi::memory_registry& target, const std::vector<std::strin
     }
 }
 
-/// The checker with its start and end.
+/// Owns the checker; calls Init() on construction and Close() on destruction.
 class running_checker
 {
 public:
@@ -69,8 +69,8 @@ private:
     std::shared_ptr<MailChecker> checker_;
 };
 
-/// The service that messages are sent to, and the link to it: by the settings of a file, at the port that the user
-/// named, or inside this process.
+/// The service that receives the messages, and the link to it: specified by a settings file, by a port that the user
+/// named, or running inside this process.
 class opening_service
 {
 public:
@@ -86,7 +86,7 @@ public:
     }
 
     [[nodiscard]] const service_link& link() const noexcept { return *link_; }
-    /// The user asked for a service, and it could not be reached.
+    /// Returns true if the user specified a service and it could not be reached.
     [[nodiscard]] bool missing() const { return (!target_ || target_->asked_for()) && link_->refused(); }
     [[nodiscard]] std::string place() const
     {
@@ -98,14 +98,14 @@ private:
     std::unique_ptr<service_link> link_;
 };
 
-/// The reader's own identity; null without one.
+/// Returns the reader's own identity; null if none was specified.
 std::shared_ptr<const smime_identity> load_identity(const mail_options& mail)
 {
     return mail.smime_key.empty() ? nullptr
                                   : std::make_shared<const smime_identity>(mail.smime_key, mail.smime_certificate);
 }
 
-/// Runs `make`; what it raises is told, and nothing comes of it.
+/// Runs `make`. An exception is reported and yields an empty result.
 template <typename Make>
 auto attempt(Make&& make, const std::string& what, const console& where) -> std::optional<decltype(make())>
 {

@@ -9,17 +9,17 @@
 
 namespace host {
 
-/// What the user asked of "postwarden open" beside the openings themselves.
+/// The options of "postwarden open", except those of the openings themselves.
 struct mail_options
 {
     saving_options saving;
-    bool saved = false;    ///< the messages are copies that were saved so
-    std::string smime_key; ///< PEM files, both or none
+    bool saved = false;    ///< the messages are copies saved by an earlier run
+    std::string smime_key; ///< PEM files; both or none must be specified
     std::string smime_certificate;
 };
 
-/// Opens the messages through the whole check. What cannot be read or saved is told on standard error, and the rest is
-/// done.
+/// Opens the messages through the whole check. A message that cannot be read or saved is reported on standard error,
+/// and the others are processed.
 exit_status run_open(const open_options& options, const mail_options& mail, const console& where);
 
 } // namespace host

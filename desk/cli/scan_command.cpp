@@ -29,7 +29,7 @@ namespace {
 
 using answer_ptr = icap::client::session::answer_ptr;
 
-/// What one scan came to.
+/// The outcome of one scan.
 struct scan_outcome
 {
     ScanResult result = ScanResult::None;
@@ -37,7 +37,7 @@ struct scan_outcome
     std::string istag;
     bool answered = true; ///< false: the exchange failed, which counts as clean
     std::uint64_t elapsed_ms = 0;
-    bytes_ptr repaired; ///< null when nothing was repaired
+    bytes_ptr repaired; ///< null if nothing was repaired
 };
 
 constexpr std::array<const char*, 4> result_words{"not judged", "clean", "blocked", "repaired"};
@@ -63,14 +63,14 @@ std::string percent_encoded(std::string_view text)
     return result;
 }
 
-/// The login session of this process; all ones when the system cannot tell.
+/// Returns the login session of this process; all ones if the system cannot report it.
 std::uint32_t own_session()
 {
     std::uint32_t session = 0xFFFFFFFFU;
     return winapi::process_id_to_session_id(winapi::current_process_id(), session) ? session : 0xFFFFFFFFU;
 }
 
-/// The first lines of a small text, without their line ends.
+/// Returns the first lines of a small text, without their line ends.
 std::array<std::string, 2> first_lines(const bytes& text)
 {
     constexpr std::uint64_t longest = 4096;
@@ -87,7 +87,7 @@ std::array<std::string, 2> first_lines(const bytes& text)
     return lines;
 }
 
-/// A scan of one file on one session, by kind.
+/// A scan of one file on one session, selected by kind.
 class file_scan
 {
 public:
@@ -142,7 +142,7 @@ private:
         }
     }
 
-    /// What the session reads from, and writes a repair to.
+    /// Returns the data that the session reads from and writes a repaired object to.
     std::shared_ptr<web::io_data> data()
     {
         return std::make_shared<web::io_stream>(make_property_stream(edited_, nullptr, 0, true));
@@ -235,7 +235,7 @@ private:
         }
     }
 
-    /// The message that the service sent in the place of the one that it got: head and body.
+    /// Returns the head and body of the message that the service sent as a replacement for the one it received.
     [[nodiscard]] bytes_ptr repaired_message() const
     {
         http::byte_vector all;
@@ -274,7 +274,7 @@ void write_file(const std::string& path, const bytes& data)
     }
 }
 
-/// Writes what was repaired; a failure is told.
+/// Writes the repaired object. A failure is reported.
 exit_status keep(const bytes& repaired, const std::string& file, const console& where)
 {
     try {
@@ -301,7 +301,7 @@ void print(const std::string& file, const scan_options& options, const scan_outc
         where.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
         return;
     }
-    // The file's name may be anybody's choice, threat and tag are the service's.
+    // The file name is untrusted input; threat and tag come from the service.
     where.out << (file.empty() ? "service" : printable(file)) << ": " << result << " (" << result_words.at(result)
               << ")";
     if (!outcome.threat.empty()) {
@@ -311,7 +311,7 @@ void print(const std::string& file, const scan_options& options, const scan_outc
               << " ms" << std::endl;
 }
 
-/// The pool with one session; nothing when the service cannot be had.
+/// Returns the pool with one session; null if the service is not available.
 std::shared_ptr<icap::client::session_manager> connect(const scan_target& target, const console& where)
 {
     try {

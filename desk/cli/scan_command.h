@@ -19,7 +19,7 @@ enum class scan_kind
     health
 };
 
-/// What the user asked of "postwarden scan".
+/// The options of "postwarden scan".
 struct scan_options
 {
     std::vector<std::string> files; ///< may be empty for health only
@@ -27,11 +27,11 @@ struct scan_options
     std::optional<std::uint16_t> port;
     std::string uri = "webscan";
     std::uint32_t timeout_ms = 60000;
-    std::string repaired_to; ///< empty: a repaired object is not kept
+    std::string repaired_to; ///< empty: repaired objects are not saved
     bool json = false;
 };
 
-/// Runs one scan for each file on a pooled session.
+/// Runs one scan per file on a pooled session.
 exit_status run_scan(const scan_options& options, const console& where);
 
 } // namespace host

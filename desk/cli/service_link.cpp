@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-/// Says that no service of the product's runs, so that the settings of the command count.
+/// Reports that no product service is running, so that the settings of the command are used.
 class no_presence final : public PresenceProbe
 {
 public:

@@ -10,19 +10,19 @@
 
 namespace host {
 
-/// The add-in's own link to the scanning service, timer and all, over settings that a command gives it.
+/// The add-in's own link to the scanning service, including its timer, with settings specified by a command.
 class service_link
 {
 public:
-    /// The settings are the product's defaults with this port and path, whatever other services run. `uri` is without
-    /// its leading "/".
+    /// Uses the product's default settings with this port and path, whatever other services run. `uri` has no leading
+    /// "/".
     service_link(std::uint16_t port, const std::wstring& uri);
-    /// The settings of a file, blob or JSON, that is read anew at each load; as in the product, none are loaded while a
-    /// service shows its presence.
+    /// Uses the settings of a file, blob or JSON, which is read again on each load. As in the product, settings are not
+    /// loaded while a service shows its presence.
     explicit service_link(std::filesystem::path settings_file);
 
     [[nodiscard]] const std::shared_ptr<ScannerLink>& get() const noexcept { return link_; }
-    /// A connection was asked for and could not be had, once or more.
+    /// Returns true if a connection was requested at least once and could not be made.
     [[nodiscard]] bool refused() const noexcept { return *refused_; }
 
 private:

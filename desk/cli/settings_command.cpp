@@ -44,7 +44,7 @@ void show_table(const WebTrafficMonitorSettings& settings, const console& where)
     for (const SettingText& text : texts) {
         name_columns = std::max(name_columns, text.name.size());
     }
-    // Two columns for the mark, and one blank behind each column but the last.
+    // Two columns for the mark, and one blank after each column except the last.
     const std::size_t taken = 2 + name_columns + set_columns + 4;
     const std::size_t value_columns = std::max(where.width > taken ? (where.width - taken) / 3 : 0, narrowest);
     const auto line = [&](bool mark, const std::string& name, const std::string& effective, const std::string& set,

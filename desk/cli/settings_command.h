@@ -10,16 +10,16 @@ class App;
 
 namespace host {
 
-/// What the user asked of "postwarden settings".
+/// The options of "postwarden settings".
 struct settings_options
 {
-    bool makes = false;  ///< "make", otherwise "show"
-    std::string file;    ///< what is read
+    bool makes = false;  ///< true for "make", false for "show"
+    std::string file;    ///< input file
     bool json = false;   ///< show as JSON
-    std::string made_to; ///< where "make" writes the blob
+    std::string made_to; ///< output file of "make"
 };
 
-/// Adds the command and its two subcommands, "show" and "make".
+/// Adds the command and its two subcommands, "show" and "make". `options` receives their values.
 CLI::App* add_settings(CLI::App& app, settings_options& options);
 
 /// Runs the subcommand that was parsed into `options`.

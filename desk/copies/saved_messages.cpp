@@ -18,14 +18,14 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t longest_name = 200; ///< bytes; leaves room for numbers and extension in the usual 255
 
-/// Cut between two characters of UTF-8.
+/// Truncates the text at a boundary between two UTF-8 characters.
 std::string shortened(std::string text)
 {
     text.resize(winapi::utf::whole_characters(text, longest_name));
     return text;
 }
 
-/// The name without the extension, where that is one of mail.
+/// Returns the name without its extension if that is an extension of mail files.
 std::string stem_of(const message_place& place)
 {
     const fs::path name = place.file.filename();
@@ -37,7 +37,7 @@ std::string stem_of(const message_place& place)
     return text_of_path(name);
 }
 
-/// A copy whose name was free, and is kept free for it by an empty file until it is written.
+/// A copy whose name was free. An empty file reserves the name until the copy is written.
 class reserved_copy final : public message_copy
 {
 public:

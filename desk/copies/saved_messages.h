@@ -11,17 +11,17 @@
 
 namespace host {
 
-/// The name of a message's copy: that of its file with the extension of the form; a message of an mbox has its number
-/// behind the name, "-3". Longer names than a file system takes are cut.
+/// Returns the name of a message's copy: the name of its file with the extension of the form. For a message of an mbox
+/// its number is appended, "-3". Names too long for a file system are truncated.
 std::string copy_name(const message_place& place, mail_format format);
 
-/// Copies of messages in a folder. No file that is there already is touched: a name that is taken, by an earlier run or
-/// by a message of the same name, gets a number, "report-2.eml".
+/// Copies of messages in a folder. Existing files are never modified: if a name is taken, by an earlier run or by a
+/// message of the same name, a number is appended, "report-2.eml".
 class saved_messages final : public message_copies
 {
 public:
-    /// Makes the folder, and those above it, where they are missing. `format` empty: each message keeps its form.
-    /// Raises std::runtime_error with the reason.
+    /// Creates the folder and its parents if they do not exist. If `format` is empty, each message keeps its form.
+    /// Throws std::runtime_error with the reason.
     saved_messages(std::filesystem::path folder, std::optional<mail_format> format);
 
     std::unique_ptr<message_copy> copy_of(const message_place& place) override;
@@ -32,11 +32,11 @@ private:
     std::optional<mail_format> format_;
 };
 
-/// Copies of messages in a folder that only this user may look into, and that goes with the object.
+/// Copies of messages in a folder that only this user can access. The folder is deleted with the object.
 class passing_messages final : public message_copies
 {
 public:
-    /// Raises std::runtime_error with the reason.
+    /// Throws std::runtime_error with the reason.
     explicit passing_messages(std::optional<mail_format> format);
     passing_messages(const passing_messages&) = delete;
     passing_messages& operator=(const passing_messages&) = delete;

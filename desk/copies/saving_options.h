@@ -10,22 +10,22 @@
 
 namespace host {
 
-/// What the user asked of the copies of opened messages.
+/// The options for the copies of opened messages.
 struct saving_options
 {
     std::string save_to;               ///< folder; empty: nothing is saved
-    std::optional<mail_format> format; ///< of the copies; empty: as the message itself
+    std::optional<mail_format> format; ///< form of the copies; empty: same as the message
     bool reopen = false;
 };
 
-/// Lets `command` take what saving_options holds. `options` outlives it.
+/// Adds the options of saving_options to `command`. `options` must outlive it.
 void add_saving_options(CLI::App& command, saving_options& options);
 
-/// Settles what depends on several options of a command line that was read; says what is wrong with them, empty when
-/// nothing is.
+/// Applies settings that depend on several options, once the command line has been parsed. Returns a description of
+/// the error, or an empty text if there is none.
 std::string settle(const CLI::App& command, open_options& options, const saving_options& saving);
 
-/// Where copies go; null when none are wanted. Raises std::runtime_error with the reason.
+/// Makes the destination of the copies; null if no copies were requested. Throws std::runtime_error with the reason.
 std::unique_ptr<message_copies> make_copies(const saving_options& saving);
 
 } // namespace host

@@ -15,7 +15,7 @@ class sentence
 {
 public:
     void say(std::string_view part) { text_.append(text_.empty() ? "" : ", ").append(part); }
-    /// With a number in front: the word for one, or the word for several.
+    /// Appends a part with a number before it: `one` or `several` according to the number.
     void count(std::size_t number, std::string_view one, std::string_view several)
     {
         if (number != 0) {
@@ -34,7 +34,7 @@ bool same(const attachment_snapshot& left, const attachment_snapshot& right)
            same_bytes(left.data, right.data);
 }
 
-/// Snapshots list attachments by their numbers.
+/// Returns the attachment with this number; snapshots list attachments by number.
 const attachment_snapshot* find(const std::vector<attachment_snapshot>& list, std::uint32_t number)
 {
     const auto found = std::lower_bound(list.begin(), list.end(), number,
@@ -53,7 +53,7 @@ attachment_list missing_in(const std::vector<attachment_snapshot>& list, const s
     return result;
 }
 
-/// Takes those out of the list that the rule fits, and counts them.
+/// Removes the entries that match the rule from the list. Returns their number.
 template <typename Rule>
 std::size_t take(attachment_list& list, Rule&& rule)
 {
@@ -63,8 +63,8 @@ std::size_t take(attachment_list& list, Rule&& rule)
     return count;
 }
 
-/// Counts the attachments that a notice stands for, and takes both out of the lists. A notice is called as the
-/// attachment was, or as its number, with ".htm" behind.
+/// Counts the attachments that were replaced by a notice, and removes both from the lists. The name of a notice is the
+/// name of the attachment, or its number, with ".htm" appended.
 std::size_t take_notices(attachment_list& removed, attachment_list& added)
 {
     return take(removed, [&added](const attachment_snapshot& gone) {
@@ -90,7 +90,7 @@ bool is_hidden_image(const attachment_snapshot& entry)
     return entry.hidden && !entry.content_id.empty();
 }
 
-/// The page that stands for a condemned body is stored together with the null character behind it.
+/// The page that replaces a condemned body is stored with a terminating null character.
 bool is_page(const bytes_ptr& html)
 {
     char last = 'x';

@@ -8,7 +8,7 @@ namespace {
 
 constexpr char32_t last_of_one_unit = 0xFFFF;
 
-/// What the system says of a character that takes one unit; 0 for the others.
+/// Returns the system's classification of a character that takes one UTF-16 unit; 0 for other characters.
 WORD type_of(char32_t character, DWORD kind)
 {
     if (character > last_of_one_unit) {
@@ -19,7 +19,7 @@ WORD type_of(char32_t character, DWORD kind)
     return GetStringTypeW(kind, &unit, 1, &type) != 0 ? type : WORD{0};
 }
 
-/// The planes of ideographs, and the pictures of the first supplementary plane.
+/// The planes of ideographs, and the pictographs of the first supplementary plane.
 bool is_wide_beyond(char32_t character)
 {
     return (character >= 0x20000 && character <= 0x3FFFD) || (character >= 0x1F300 && character <= 0x1F64F) ||

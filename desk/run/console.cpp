@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t many = 10; ///< fewer messages need no bar
+constexpr std::size_t many = 10; ///< with fewer messages no bar is shown
 constexpr std::size_t bar_columns = 40;
 
 } // namespace

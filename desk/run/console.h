@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// Where a command writes.
+/// The output streams of a command.
 struct console
 {
     std::ostream& out;
@@ -21,38 +21,38 @@ struct console
 enum class exit_status : int
 {
     done = 0,
-    failed = 1,     ///< something broke inside
-    usage = 2,      ///< the command line cannot be understood
-    unreadable = 3, ///< a message could not be read; the others were done
-    no_service = 4, ///< the service that was asked for cannot be had
+    failed = 1,     ///< an internal error occurred, or an output file could not be written
+    usage = 2,      ///< the command line is invalid
+    unreadable = 3, ///< a message could not be read; the others were processed
+    no_service = 4, ///< the requested service is not available
     no_addin = 5,   ///< the add-in cannot be loaded, or refuses to be connected
-    leak = 6        ///< an object that was handed to the add-in was never released
+    leak = 6        ///< an object that was passed to the add-in was never released
 };
 
-/// UTF-8 text with "?" for what a terminal must not get: control characters and invalid bytes.
+/// Returns UTF-8 text with "?" for everything that must not reach a terminal: control characters and invalid bytes.
 std::string printable(std::string_view text);
 
-/// One line on standard error: "postwarden: what: why", with the program's name first.
+/// Writes one line to standard error: "postwarden: what: why", beginning with the program's name.
 void report(const console& where, std::string_view what, std::string_view why);
 
-/// Terminal columns that UTF-8 text takes: wide characters take two, combining ones none.
+/// Returns the number of terminal columns of a UTF-8 text: wide characters take two, combining ones none.
 std::size_t columns_of(std::string_view text);
-/// The text filled up with blanks to `columns`, or cut with an ellipsis when it is wider. Control characters and
-/// invalid bytes become "?".
+/// Returns the text padded with blanks to `columns`, or truncated with an ellipsis if it is wider. Control characters
+/// and invalid bytes become "?".
 std::string fitted(std::string_view text, std::size_t columns);
 
-/// A bar on standard error that is drawn anew in place; draws nothing where there is no terminal.
+/// A progress bar on standard error that is redrawn in place. Draws nothing if standard error is not a terminal.
 class progress_bar
 {
 public:
     progress_bar(const console& where, std::size_t total);
     progress_bar(const progress_bar&) = delete;
     progress_bar& operator=(const progress_bar&) = delete;
-    /// Takes the bar away.
+    /// Erases the bar.
     ~progress_bar();
 
     void show(std::size_t done);
-    /// Takes the bar away until the next show(), so that a line can be written.
+    /// Erases the bar until the next show(), so that a line can be written.
     void clear();
 
 private:

@@ -62,7 +62,7 @@ private:
         for (std::uint32_t number = 1; number <= plan_.times; ++number) {
             if (number > 1 && plan_.reopen) {
                 if (!copy) {
-                    return; // there is nothing to start from, as was told
+                    return; // there is no copy to open; this was reported
                 }
                 stored = read_copy(*copy, *stored);
             }
@@ -83,7 +83,7 @@ private:
         }
     }
 
-    /// The copy in the place of the message: what tells one message of the store from the others stays its own.
+    /// Reads the copy as a replacement for the message. The entry identifier of the message in its store is kept.
     [[nodiscard]] std::shared_ptr<message_record> read_copy(const message_copy& copy,
                                                             const message_record& former) const
     {
@@ -94,7 +94,7 @@ private:
         return result;
     }
 
-    /// `copy` is null afterwards when the message could not be saved.
+    /// Saves the message. `copy` is null on return if the message could not be saved.
     void save(const message_place& place, const message_record& message, std::unique_ptr<message_copy>& copy)
     {
         const bool first = !copy;

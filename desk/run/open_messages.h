@@ -14,29 +14,29 @@
 
 namespace host {
 
-/// Reads the message at a place into a record of `store`. Raises an exception derived from std::exception, with the
-/// reason for people, when it cannot be read.
+/// Reads the message at a place into a record of `store`. Throws an exception derived from std::exception, with the
+/// reason for display, if it cannot be read.
 using message_reader =
     std::function<message_record(const message_place& place, const std::shared_ptr<store_context>& store)>;
 
-/// All messages behind the paths; a path that cannot be read is told and counted in `totals`.
+/// Returns all messages found at the paths. A path that cannot be read is reported and counted in `totals`.
 std::vector<message_place> find_all_messages(const std::vector<std::string>& paths, const console& where,
                                              opening_totals& totals);
 
-/// How messages are opened.
+/// Specifies how messages are opened.
 struct opening_plan
 {
     std::uint32_t times = 1; ///< openings of each message
-    bool json = false;       ///< tell of them in JSON, one object an opening, instead of in a table
-    /// Takes a copy of each message as its first opening leaves it; null: nothing is saved.
+    bool json = false;       ///< report in JSON, one object per opening, instead of a table
+    /// Receives a copy of each message after its first opening. Null: nothing is saved.
     message_copies* copies = nullptr;
-    /// Each further opening starts from the copy, read from disk, and leaves a new one; otherwise from the message as
-    /// its store has it.
+    /// If true, each further opening reads the copy from disk and writes a new one; otherwise it uses the message as it
+    /// is in its store.
     bool reopen = false;
 };
 
-/// Opens each message and tells of it. All messages are those of one store. What cannot be read or saved is told and
-/// counted in `totals`; the rest is done.
+/// Opens each message and reports the openings. All messages belong to one store. A message that cannot be read or
+/// saved is reported and counted in `totals`; the others are processed.
 void open_messages(const std::vector<message_place>& places, const opening_plan& plan, const message_reader& read,
                    message_opener& client, const console& where, opening_totals& totals);
 

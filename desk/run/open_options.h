@@ -12,13 +12,13 @@ class App;
 
 namespace host {
 
-/// What the user asked of a command that opens messages.
+/// The options of a command that opens messages.
 struct open_options
 {
     std::vector<std::string> paths;
     std::optional<std::uint16_t> port;
     std::string uri = "webscan";
-    std::string settings_file; ///< blob or JSON; empty: the service is told by port and uri
+    std::string settings_file; ///< blob or JSON; empty: the service is specified by port and uri
     std::uint32_t times = 1;
     std::vector<std::string> registry; ///< NAME=VALUE
     std::string log_file;
@@ -26,13 +26,13 @@ struct open_options
     bool json = false;
 };
 
-/// Lets `command` take what open_options holds. `options` outlives it.
+/// Adds the options of open_options to `command`. `options` must outlive it.
 void add_open_options(CLI::App& command, open_options& options);
 
-/// Options of every command that talks to a scanning service.
+/// Adds the options of every command that connects to a scanning service.
 void add_service_options(CLI::App& command, std::optional<std::uint16_t>& port, std::string& uri, bool& json);
 
-/// A value of the registry that --registry names.
+/// A registry value specified by --registry.
 struct registry_value
 {
     std::wstring key; ///< below HKEY_LOCAL_MACHINE
@@ -40,9 +40,9 @@ struct registry_value
     std::variant<std::uint32_t, std::wstring> value;
 };
 
-/// Says what is wrong with a NAME=VALUE for the registry; empty when it can be set.
+/// Validates a NAME=VALUE for the registry. Returns a description of the error; empty if it is valid.
 std::string check_registry_value(const std::string& text);
-/// What a NAME=VALUE stands for that check_registry_value found nothing wrong with.
+/// Parses a NAME=VALUE that check_registry_value accepted.
 registry_value parse_registry_value(const std::string& text);
 
 } // namespace host

@@ -35,7 +35,7 @@ public:
         digest_cache digests;
         line["before"] = to_json(entry.before, digests);
         line["after"] = to_json(entry.after, digests);
-        // A name may hold any bytes; what is not UTF-8 becomes the replacement character.
+        // A name may contain any bytes; invalid UTF-8 becomes the replacement character.
         where_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
     }
     void finish(const opening_totals&) override {}
@@ -44,7 +44,7 @@ private:
     const console& where_;
 };
 
-/// By verdict.
+/// Indexed by verdict.
 constexpr std::array<const char*, 4> verdict_names{"not judged", "clean", "condemned", "repaired"};
 
 bool is_known(ScanResult verdict)
@@ -53,7 +53,7 @@ bool is_known(ScanResult verdict)
     return number >= 0 && static_cast<std::size_t>(number) < verdict_names.size();
 }
 
-/// A message may carry any number for its verdict, which is believed as it stands.
+/// A message may have any number as its verdict. The number is reported as stored.
 std::string verdict_text(ScanResult verdict)
 {
     return is_known(verdict) ? verdict_names.at(static_cast<std::size_t>(verdict))

@@ -12,41 +12,41 @@
 
 namespace host {
 
-/// One opening with what surrounds it.
+/// One opening, with the message before and after it.
 struct reported_opening
 {
     std::string file;
-    std::uint32_t number = 1; ///< of this message's openings, from 1
+    std::uint32_t number = 1; ///< number of the opening of this message, starting at 1
     opening result;
     message_snapshot before;
     message_snapshot after;
 };
 
-/// What came of many messages, beside their openings.
+/// The totals of a run, apart from its openings.
 struct opening_totals
 {
-    std::size_t unreadable = 0; ///< left out
-    std::size_t saved = 0;      ///< copies that stand on disk
+    std::size_t unreadable = 0; ///< skipped
+    std::size_t saved = 0;      ///< copies that exist on disk
     std::size_t unsaved = 0;    ///< messages whose copy could not be written
-    std::string folder;         ///< where the copies stand; empty when they don't stay
+    std::string folder;         ///< folder of the copies; empty if they are temporary
 };
 
-/// The exit status that follows from them.
+/// Returns the exit status for the totals.
 exit_status status_of(const opening_totals& totals);
 
-/// Tells of the openings as they come.
+/// Reports openings as they occur.
 class opening_report
 {
 public:
     virtual void add(const reported_opening& entry) = 0;
-    /// After the last one.
+    /// Must be called after the last opening.
     virtual void finish(const opening_totals& totals) = 0;
     virtual ~opening_report() = default;
 };
 
-/// One JSON object a line.
+/// Makes a report with one JSON object per line.
 std::unique_ptr<opening_report> make_json_report(const console& where);
-/// A table whose first column is `name_columns` wide, and a summary.
+/// Makes a report with a table, whose first column is `name_columns` wide, and a summary.
 std::unique_ptr<opening_report> make_table_report(const console& where, std::size_t name_columns);
 
 } // namespace host

@@ -21,7 +21,7 @@ scan_target::scan_target(std::optional<std::uint16_t> port, std::string uri)
     try {
         service::server_options options;
         options.uri = uri_;
-        options.preview = 0; // objects that are shorter than a preview could not be judged
+        options.preview = 0; // otherwise objects that are shorter than a preview could not be judged
         server_ = std::make_unique<service::scan_server>(options);
         server_->start();
         port_ = server_->port();

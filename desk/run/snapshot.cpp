@@ -70,7 +70,7 @@ attachment_snapshot take_attachment(std::uint32_t number, const attachment_recor
     return result;
 }
 
-/// Adds what makes a message inside a message: subject, bodies and attachments.
+/// Adds the contents of an attached message: subject, bodies and attachments.
 void add(sha256& sum, const message_snapshot& message)
 {
     add(sum, *bytes_of(message.subject + '\n'));

@@ -12,7 +12,7 @@
 
 namespace host {
 
-/// One attachment as it stood.
+/// The state of one attachment.
 struct attachment_snapshot
 {
     std::uint32_t number = 0;
@@ -22,32 +22,32 @@ struct attachment_snapshot
     std::string content_id;
     bool hidden = false;
     std::uint64_t size = 0;
-    bytes_ptr data; ///< null when it holds a message
+    bytes_ptr data; ///< null if it contains a message
     std::shared_ptr<const message_record> embedded;
 };
 
-/// A message as it stood. Contents are shared, not copied: what is written later goes elsewhere.
+/// The state of a message. Contents are shared, not copied: later writes go to other buffers.
 struct message_snapshot
 {
     std::string subject;
     std::string message_class;
-    std::uint32_t body_type = 0; ///< as the native body property has it; 0 without one
-    bytes_ptr body;              ///< plain text in UTF-8; null when absent
-    bytes_ptr html;              ///< null when absent
+    std::uint32_t body_type = 0; ///< from the native body property; 0 if it is missing
+    bytes_ptr body;              ///< plain text in UTF-8; null if absent
+    bytes_ptr html;              ///< null if absent
     std::optional<std::uint32_t> verdict_property;
     std::vector<attachment_snapshot> attachments; ///< by number
 };
 
 message_snapshot take_snapshot(const message_record& message);
 
-/// Remembers the digests of contents that several snapshots share. The snapshots outlive it.
+/// Caches the digests of contents that several snapshots share. The snapshots must outlive it.
 using digest_cache = std::map<const void*, std::string>;
 
-/// The fields of a snapshot; contents as SHA-256 in hexadecimal, null for a body that isn't there.
+/// Converts a snapshot to JSON. Contents are given as SHA-256 in hexadecimal, null for a missing body.
 nlohmann::ordered_json to_json(const message_snapshot& snapshot, digest_cache& digests);
 
-/// What differs, in words for people: "1 attachment replaced by a notice, body replaced, old text kept, subject
-/// replaced"; empty when nothing does. The verdict property doesn't count.
+/// Describes the differences in words: "1 attachment replaced by a notice, body replaced, old text kept, subject
+/// replaced". Returns an empty text if there are none. The verdict property is ignored.
 std::string describe_changes(const message_snapshot& before, const message_snapshot& after);
 
 } // namespace host

@@ -4,11 +4,11 @@
 
 #include <functional>
 
-/// A broker whose bytes come from a function that is called anew at each load, and from several threads at once.
+/// A broker whose bytes come from a function. The function is called on each load, possibly on several threads at once.
 class BytesBroker final : public SettingsBroker
 {
 public:
-    /// What `source` raises is the failure of that load.
+    /// An exception thrown by `source` makes that load fail.
     explicit BytesBroker(std::function<Bytes()> source);
 
     [[nodiscard]] std::unique_ptr<Visit> Begin() override;

@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-/// Fields of records to and from JSON values. A path is the full name of what is converted, for error texts.
+/// Conversion of record fields to and from JSON values. A path is the full name of the field, for error texts.
 namespace DOVA::Settings::detail {
 
-/// The name of a field; all of them are ASCII.
+/// Returns the name of a field. All field names are ASCII.
 inline std::string NarrowName(const wchar_t* name)
 {
     std::string narrow;

@@ -25,7 +25,7 @@ bool is_json(std::string_view content)
     return first != std::string_view::npos && content[first] == '{';
 }
 
-/// Why bytes are no settings, without the place in the source that the error itself tells.
+/// Returns why bytes are not a settings blob, without the source location that the error contains.
 std::string reason_of(const cctool::Error& error)
 {
     const std::string description = error.Context() != nullptr ? error.Context()->description : std::string();

@@ -8,32 +8,32 @@
 #include <string>
 #include <vector>
 
-/// Files of settings: a blob as the product's broker gives it, or JSON. Which of the two a file is, its content tells:
-/// JSON begins, after blanks, with "{", which no blob can.
+/// Settings files: a blob as the product's broker returns it, or JSON. The form is detected from the content: JSON
+/// begins, after blanks, with "{", and no blob does.
 namespace host {
 
-/// A file that cannot be read or holds no settings. what() tells why, without the file's name.
+/// A file that cannot be read or contains no settings. what() contains the reason, without the file's name.
 class settings_file_error : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The content of a file. Raises settings_file_error, also for a file that is larger than settings can be.
+/// Returns the content of a file. Throws settings_file_error, also for a file that is larger than settings can be.
 [[nodiscard]] std::string read_settings_file(const std::filesystem::path& file);
 
-/// The blob of a file of either form. A blob is given as it is, good or bad; JSON becomes a blob of the latest layout,
-/// and what is wrong with it is raised as settings_file_error.
+/// Returns the blob of a file of either form. A blob is returned without validation; JSON is converted to a blob of the
+/// latest layout. Invalid JSON throws settings_file_error.
 [[nodiscard]] std::vector<std::uint8_t> load_settings_bytes(const std::filesystem::path& file);
 
-/// The settings of a file of either form. What the bytes lack is raised as settings_file_error too, in words for
-/// people.
+/// Returns the settings of a file of either form. Invalid or incomplete contents throw settings_file_error with a text
+/// for display.
 [[nodiscard]] DOVA::Settings::WebTrafficMonitorSettings load_settings(const std::filesystem::path& file);
 
-/// The blob of the default settings for a service at this port; `uri` is its path without the leading "/".
+/// Returns the blob of the default settings for a service at this port. `uri` is its path without the leading "/".
 [[nodiscard]] std::vector<std::uint8_t> settings_bytes_of_service(std::uint16_t port, const std::wstring& uri);
 
-/// The blob of JSON text; settings_file_error for anything else.
+/// Converts JSON text to a blob. Throws settings_file_error for any other text.
 [[nodiscard]] std::vector<std::uint8_t> settings_bytes_of_json(const std::string& text);
 
 } // namespace host

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int indentation = 2;
 
-/// Watches a parser for names that stand twice in one object, which it would let pass.
+/// Detects names that occur twice in one object, which the parser accepts.
 class NameWatch
 {
 public:
@@ -70,7 +70,7 @@ nlohmann::json Parse(std::string_view text)
     }
 }
 
-/// A text stands for itself in a table; all else is compact JSON.
+/// Returns a text unchanged, any other value as compact JSON.
 std::string TextOf(const nlohmann::ordered_json& value)
 {
     return value.is_string() ? value.get<std::string>() : value.dump();

@@ -9,24 +9,24 @@
 
 namespace DOVA::Settings {
 
-/// JSON that is no settings record. The text begins with the full name of the field that is wrong, such as
-/// "UrlRules.value[2].Type: ", or with the line and column where the JSON itself breaks off.
+/// JSON that is not a settings record. The text begins with the full name of the invalid field, such as
+/// "UrlRules.value[2].Type: ", or with the line and column of a syntax error.
 class SettingsJsonError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The record as JSON for people, UTF-8: one object with the fields in the order of the record. A setting is an object
-/// of "default", "value", "isSet" and "effective". An unpaired surrogate of a text becomes U+FFFD.
+/// Converts the record to readable JSON, UTF-8: one object with the fields in the order of the record. A setting is an
+/// object of "default", "value", "isSet" and "effective". An unpaired surrogate in a text becomes U+FFFD.
 [[nodiscard]] std::string JsonFromSettings(const WebTrafficMonitorSettings& settings);
 
-/// Reads that form. Fields and parts that are missing have their defaults; "effective" must have the right type and is
-/// otherwise passed over, since it follows from the other parts. Unknown names, names that stand twice, wrong types
-/// and numbers out of range raise SettingsJsonError.
+/// Parses that form. Missing fields and parts take their defaults. "effective" must have the right type and is
+/// otherwise ignored, since it follows from the other parts. Unknown names, duplicate names, wrong types and numbers
+/// out of range throw SettingsJsonError.
 [[nodiscard]] WebTrafficMonitorSettings SettingsFromJson(std::string_view json);
 
-/// One setting as text, lists and records in compact JSON.
+/// One setting as text; lists and records in compact JSON.
 struct SettingText
 {
     std::string name; ///< the full name, such as "Base.ScanType"
@@ -37,7 +37,7 @@ struct SettingText
     bool readByAddin;
 };
 
-/// All settings in the order of the record.
+/// Returns all settings in the order of the record.
 [[nodiscard]] std::vector<SettingText> TextsOf(const WebTrafficMonitorSettings& settings);
 
 } // namespace DOVA::Settings

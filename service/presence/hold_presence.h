@@ -4,17 +4,17 @@
 
 namespace presence {
 
-/// Shows all processes that may look that the service runs, as long as it lives. The system takes the sign down when
-/// the process ends in any other way.
+/// Indicates to all processes that have access that the service is running, for the lifetime of the object. The
+/// system removes the indication if the process ends in any other way.
 class holder
 {
 public:
     virtual ~holder() = default;
 };
 
-/// Takes the system's own sign: the mutex in the service's private namespace on Windows, a locked file elsewhere.
-/// Raises std::runtime_error that says why it can't be had: another process holds it, the system lacks what it takes,
-/// or this process may not make it.
+/// Acquires the system's indication: the mutex in the service's private namespace on Windows, a locked file elsewhere.
+/// Throws std::runtime_error with the reason if it cannot be acquired: another process holds it, the system lacks a
+/// required function, or this process does not have the right to create it.
 [[nodiscard]] std::unique_ptr<holder> hold_presence();
 
 } // namespace presence

@@ -22,7 +22,7 @@ namespace {
     refuse(path, std::string(std::strerror(code)));
 }
 
-/// The folder, made when it is missing.
+/// Opens the folder. Creates it if it does not exist.
 winapi::file_handle make_folder(const lock_place& place)
 {
     const mode_t mode = place.shared ? 0755 : 0700;
@@ -38,12 +38,12 @@ winapi::file_handle make_folder(const lock_place& place)
         refuse(place.folder, "belongs to somebody else, or others may write to it");
     }
     if (made) {
-        ::fchmod(folder.get(), mode); // whatever the process keeps from new files
+        ::fchmod(folder.get(), mode); // regardless of the umask of the process
     }
     return folder;
 }
 
-/// The file in that folder, made when it is missing.
+/// Opens the file in that folder. Creates it if it does not exist.
 winapi::file_handle make_file(const lock_place& place, const winapi::file_handle& folder)
 {
     constexpr int how = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;

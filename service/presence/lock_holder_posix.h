@@ -5,11 +5,11 @@
 
 namespace presence {
 
-/// Holds the lock of one place, making folder and file where they are missing.
+/// Holds the lock at one place. Creates folder and file if they do not exist.
 class lock_holder final : public holder
 {
 public:
-    /// Raises std::runtime_error.
+    /// Throws std::runtime_error.
     explicit lock_holder(const lock_place& place);
 
 private:

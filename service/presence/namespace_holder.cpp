@@ -8,8 +8,8 @@ namespace presence {
 
 namespace {
 
-// The local system's account may do everything. Everyone may look: the namespace is listed and passed through, the
-// mutex is only opened for SYNCHRONIZE.
+// The local system account has all rights. Everyone else may look: list and traverse the namespace, and open the mutex
+// for SYNCHRONIZE only.
 constexpr const wchar_t* namespace_security = L"D:(A;;GA;;;SY)(A;;GRGX;;;WD)";
 constexpr const wchar_t* mutex_security = L"D:(A;;GA;;;SY)(A;;0x100000;;;WD)";
 

@@ -5,12 +5,13 @@
 
 namespace presence {
 
-/// The sign on Windows: makes the service's private namespace and the mutex in it, and closes both at its end. The
-/// system lets only a member of both boundary identities make the namespace, which is the local system's account.
+/// The indication on Windows: creates the service's private namespace and the mutex in it, and closes both on
+/// destruction. The system allows only a member of both boundary identities to create the namespace; that is the local
+/// system account.
 class namespace_holder final : public holder
 {
 public:
-    /// Raises std::runtime_error, and leaves nothing behind then.
+    /// Throws std::runtime_error. In that case nothing is left behind.
     explicit namespace_holder(namespace_functions functions);
     namespace_holder(const namespace_holder&) = delete;
     namespace_holder& operator=(const namespace_holder&) = delete;

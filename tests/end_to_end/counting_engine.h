@@ -9,8 +9,8 @@
 
 namespace test {
 
-/// Judges as another engine does, and counts the objects that it is asked about. The question whether a scanner is
-/// there, which a link asks when it connects, comes without an object.
+/// Judges as another engine does, and counts the objects. The health question that a link sends when it connects has no
+/// object.
 class counting_engine final : public service::scan_engine
 {
 public:
@@ -25,7 +25,7 @@ public:
     }
     [[nodiscard]] std::string identity(std::stop_token stop) override { return real_->identity(std::move(stop)); }
 
-    /// The objects since the last call.
+    /// Returns the number of objects since the last call.
     std::size_t take_count() { return objects_.exchange(0); }
 
 private:
@@ -39,7 +39,7 @@ private:
         bool data(std::string_view piece) override
         {
             if (!counted_ && !piece.empty()) {
-                counted_ = true; // before the verdict, so that who has it finds the object counted
+                counted_ = true; // before the verdict, so that the object is counted when the verdict is received
                 ++owner_.objects_;
             }
             return real_->data(piece);

@@ -12,11 +12,11 @@
 
 namespace test {
 
-/// How long the desk below waits for any answer, in milliseconds.
+/// How long the desk below waits for any response, in milliseconds.
 inline constexpr std::uint32_t patience = 300;
 
-/// A link to one port that connects when asked, as the mail client's does, but waits for `patience` only: for the
-/// answer to OPTIONS, and for that to a scan, whatever the record says.
+/// A link to one port that connects on request, as the mail client's link does, but waits only `patience` milliseconds
+/// for the response to OPTIONS and for that to a scan, regardless of the settings record.
 class impatient_link final : public ConnectionSource
 {
 public:
@@ -40,7 +40,7 @@ private:
     std::size_t breaks_ = 0;
 };
 
-/// Somebody who reads mail: the whole logic over a link, which it starts and stops.
+/// The environment of one reader: the whole logic with a link, which the object starts and stops.
 class desk
 {
 public:
@@ -52,16 +52,16 @@ public:
     desk& operator=(const desk&) = delete;
     ~desk();
 
-    /// Opens a message given as MIME text, unsaved: what the check puts on it is gone when it is closed. Messages of
-    /// the same text and origin have the same entry identifier; without an origin each is another one.
+    /// Opens a message given as MIME text. It is not saved: changes by the check are lost when it is closed. Messages
+    /// with the same text and origin have the same entry identifier; without an origin each has a different one.
     host::opening open(const std::string& text, const std::string& origin = {});
     /// Reads a message given as MIME text into the store of this desk.
     std::shared_ptr<host::message_record> receive(const std::string& text, const std::string& origin = {});
-    /// Opens a message of the store; what is saved reaches it.
+    /// Opens a message of the store. Saved changes reach it.
     host::opening open(const std::shared_ptr<host::message_record>& stored) { return client_->open(stored); }
-    /// Opens the message as a former opening has left it.
+    /// Opens the message as a previous opening has left it.
     host::opening reopen(const host::opening& former);
-    /// The link of a desk at a port.
+    /// Returns the link of this desk.
     [[nodiscard]] impatient_link& link() noexcept { return *link_; }
 
 private:
@@ -74,13 +74,13 @@ private:
     int opened_ = 0;
 };
 
-/// A plain message without attachments.
+/// Returns a plain message without attachments.
 std::string plain_mail(std::string_view body, std::string_view message_id = "<1@example.org>");
 
-/// A message with one attachment of that content.
+/// Returns a message with one attachment of that content.
 std::string mail_with_attachment(std::string_view body, std::string_view file_name, std::string_view content);
 
-/// The standard antivirus test file, put together where it is needed.
+/// Returns the standard antivirus test file, assembled at run time.
 std::string antivirus_test_file();
 
 } // namespace test

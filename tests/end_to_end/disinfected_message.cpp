@@ -56,7 +56,7 @@ bool has_condemned_body(const message_record& message)
     return is_condemned(html ? html : contents(*message.properties, PR_BODY_W));
 }
 
-/// The whole of a forwarded message is judged, with all that is inside it.
+/// A forwarded message is judged as a whole, including its contents.
 bool is_condemned(const message_record& message)
 {
     if (has_condemned_body(message) || is_condemned(contents(*message.properties, PR_BODY_W))) {
@@ -71,7 +71,7 @@ bool is_condemned(const message_record& message)
     return false;
 }
 
-/// The attachments of a snapshot by their numbers.
+/// Returns the attachments of a snapshot by number.
 std::map<std::uint32_t, json> by_number(const json& snapshot)
 {
     std::map<std::uint32_t, json> result;
@@ -81,7 +81,7 @@ std::map<std::uint32_t, json> by_number(const json& snapshot)
     return result;
 }
 
-/// Takes the attachment out of the list that has this name and all these fields.
+/// Removes the attachment with this name and all these fields from the list.
 void take(std::map<std::uint32_t, json>& list, const std::string& name, const json& fields)
 {
     for (auto entry = list.begin(); entry != list.end(); ++entry) {
@@ -106,7 +106,7 @@ json fields_of(std::string_view data, const std::string& mime_tag, bool hidden =
             {"hidden", hidden}, {"size", data.size()},  {"sha256", digest_of(data)}};
 }
 
-/// The page as it is stored as a body, with its image behind a reference and the null character at its end.
+/// Expects the page as it is stored as a body: with its image as a reference and a terminating null character.
 void expect_page(const json& after, std::map<std::uint32_t, json>& added, const std::string& threat)
 {
     const std::string id = "qdimg0001.png@51444D41494C.5A52544D3130";

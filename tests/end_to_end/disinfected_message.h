@@ -10,7 +10,7 @@
 
 namespace test {
 
-/// What a scanner that knows the antivirus test file objects to in a message: looked for in the contents themselves.
+/// The parts of a message that a scanner for the antivirus test file objects to, determined from the contents.
 struct objections
 {
     bool body = false;
@@ -18,12 +18,12 @@ struct objections
     [[nodiscard]] bool any() const { return body || !attachments.empty(); }
 };
 
-/// Looks at what a check looks at: the body that is shown, and the first hundred attachments that are not too large.
+/// Examines the same parts as a check: the displayed body, and the first hundred attachments that are not too large.
 objections find_objections(const host::message_record& message);
 
-/// Compares "before" and "after" of an opening, property by property, with what disinfection promises for a plain
-/// message. `message` is the message before; `threat` is what the scanner calls the test file. Failures are those of
-/// the running test.
+/// Compares "before" and "after" of an opening, property by property, with the documented disinfection of a plain
+/// message. `message` is the message before; `threat` is the scanner's name of the test file. Mismatches are failures
+/// of the running test.
 void expect_disinfected(const nlohmann::json& before, const nlohmann::json& after, const host::message_record& message,
                         const std::string& threat);
 

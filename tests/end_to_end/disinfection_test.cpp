@@ -1,4 +1,4 @@
-// What disinfection promises, on many messages: opened by the command line, saved, and opened again.
+// Verifies disinfection on many messages: opened by the command line, saved, and opened again.
 
 #include "desk/copies/mail_files.h"
 #include "service/builtin_engine.h"
@@ -23,7 +23,7 @@ using host::test::command;
 using host::test::temporary_folder;
 using nlohmann::json;
 
-/// A service in this process that counts what it is asked.
+/// A service in this process that counts its requests.
 class counted_service
 {
 public:
@@ -49,7 +49,7 @@ void make_samples(const std::filesystem::path& folder, const std::string& argume
     ASSERT_EQ(0, std::system((make + " > /dev/null").c_str()));
 }
 
-/// The openings of a folder, by the names of their files without folder and extension.
+/// Returns the openings of a folder by the names of their files, without folder and extension.
 std::map<std::string, json> open_folder(const std::filesystem::path& folder, counted_service& service,
                                         std::vector<std::string> options = {})
 {
@@ -76,7 +76,7 @@ host::message_record read(const std::filesystem::path& file)
     return host::read_mail(place, std::make_shared<host::store_context>(), host::written_by::anyone);
 }
 
-/// A snapshot without the numbers of the attachments, which a file may give anew, in the same order.
+/// Returns a snapshot without the numbers of the attachments, which a file may renumber in the same order.
 json without_numbers(json snapshot)
 {
     for (json& entry : snapshot["attachments"]) {
@@ -85,8 +85,8 @@ json without_numbers(json snapshot)
     return snapshot;
 }
 
-/// Opens and saves all messages of a folder in both forms; those that are condemned show what is promised, and their
-/// copies open as they were saved, without a single question to the service.
+/// Opens and saves all messages of a folder in both forms. Expects that condemned messages are disinfected as
+/// documented, and that their copies open as they were saved, without any request to the service.
 void expect_folder_disinfected(const std::filesystem::path& sources, counted_service& service,
                                const std::string& threat, std::size_t condemned)
 {

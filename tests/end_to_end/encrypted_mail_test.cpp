@@ -1,5 +1,5 @@
-// Encrypted mail on the whole road: the reader's own key opens it, the check judges what is inside, and what is done
-// about it is done to the message behind the display.
+// Encrypted mail through the whole logic: the reader's own key opens it, the check judges the contents, and
+// disinfection changes the base message behind the wrapper.
 
 #include "desk/run/snapshot.h"
 #include "mail/mime/reading/message_reader.h"
@@ -55,7 +55,7 @@ protected:
                                         [&name](const auto& entry) { return entry.name == name; });
         return found == message.attachments.end() ? nullptr : &*found;
     }
-    /// What stands in the store or in a copy of it is a plain message with the service's page as its body.
+    /// Expects that the message in the store, or a copy of it, is a plain message with the service's page as its body.
     static void expect_page(const host::message_snapshot& message, const std::string& object_name)
     {
         EXPECT_EQ("IPM.Note", message.message_class);
@@ -114,14 +114,14 @@ TEST_F(EncryptedMail, WithACondemnedBodyIsNotShownAndGivesUpItsEncryption)
         EXPECT_TRUE(log.contains(line)) << line;
     }
     expect_page(take_snapshot(*stored), "");
-    EXPECT_EQ(std::nullopt, take_snapshot(*stored).verdict_property); // written behind the one save
+    EXPECT_EQ(std::nullopt, take_snapshot(*stored).verdict_property); // written after the only save
     const auto kept = take_snapshot(first.shown);
     expect_page(kept, "");
     EXPECT_EQ(2U, kept.verdict_property);
     const auto* old_text = find(kept, "original_body.txt");
     ASSERT_NE(nullptr, old_text);
     EXPECT_EQ("Subject: Quarter\r\n\r\nBody:\r\n\r\n" + test::antivirus_test_file(), host::to_string(*old_text->data));
-    EXPECT_NE(nullptr, find(kept, "smime.p7m")); // no attachment is deleted on this way
+    EXPECT_NE(nullptr, find(kept, "smime.p7m")); // disinfection of an encrypted message deletes no attachment
     EXPECT_EQ(nullptr, find(kept, "a.txt"));
 }
 

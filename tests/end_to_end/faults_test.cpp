@@ -1,5 +1,5 @@
-// Every fault of a service, seen from the reader's desk: the item opens, the log tells why, the session is kept or
-// discarded as it must be, nothing stays behind, and the next message is judged again.
+// Every fault of a service as seen by the reader: the item opens, the log contains the reason, the session is kept or
+// discarded as specified, no resource is left behind, and the next message is judged again.
 
 #include "tests/end_to_end/desk.h"
 #include "tests/support/log_capture.h"
@@ -25,7 +25,7 @@ const std::string condemned = "ICAP/1.0 200 OK\r\nISTag: \"1\"\r\nX-Infection-Fo
 const std::string end_of_head = "\r\n\r\n";
 const std::string end_of_body = "\r\n0\r\n\r\n";
 
-/// The peer's part up to where a mail has come in whole.
+/// The peer's part up to the point where a whole mail has been received.
 conversation after_a_mail()
 {
     conversation script;
@@ -33,7 +33,7 @@ conversation after_a_mail()
     return script;
 }
 
-/// A second connection whose service condemns the mail that comes.
+/// A second connection whose service condemns the mail that it receives.
 conversation condemns_the_next()
 {
     conversation script;
@@ -46,8 +46,8 @@ struct fault
     const char* name;
     conversation (*script)();
     ScanResult verdict;      ///< of the message that met the fault
-    bool kept;               ///< the session goes on to the next message
-    const char* icapclnt_at; ///< what a line of the client's logger must hold, or null
+    bool kept;               ///< the session is used for the next message
+    const char* icapclnt_at; ///< text that a line of the client's logger must contain, or null
 };
 
 conversation keep(conversation script)
@@ -202,8 +202,8 @@ TEST(service_that_closes_in_the_middle_of_options, counts_as_absent_until_it_ans
     test::desk desk(peer.port());
     EXPECT_EQ(desk.open(test::plain_mail("Nothing special.")).verdict, ScanResult::None);
     EXPECT_FALSE(desk.link().IsConnected());
-    // The first check that went through without a failure has spent the right to connect at once; the link of this
-    // desk connects whenever it is asked.
+    // The first check without a failure has used up the right to connect immediately. The link of this desk connects on
+    // every request.
     EXPECT_EQ(desk.open(test::plain_mail("Nothing special.")).verdict, ScanResult::Blocked);
 }
 

@@ -1,4 +1,4 @@
-// A message inside a message: it goes over the wire twice, as a body and whole, and stands or falls as one attachment.
+// An attached message is sent twice, as a body and as a whole, and is judged as one attachment.
 
 #include "desk/run/snapshot.h"
 #include "service/scan_server.h"
@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-/// A message with another one attached, which has a file of its own.
+/// Returns a message with another one attached, which has an attached file.
 std::string forwarding_mail(const std::string& inner_subject, const std::string& inner_body)
 {
     return "From: Ada <ada@example.org>\r\nTo: Ben <ben@example.org>\r\nSubject: Fwd: Figures\r\n"

@@ -8,7 +8,7 @@ namespace {
 
 using icap::client::session;
 
-/// Runs every scan with the patience that it is given.
+/// Runs every scan with the given time limit.
 class impatient_session final : public session
 {
 public:

@@ -7,8 +7,8 @@
 
 namespace test {
 
-/// A session manager whose sessions wait for `patience` milliseconds only: for the answer to OPTIONS, and for that to a
-/// scan, whatever its record says. Raises as the session manager does.
+/// Returns a session manager whose sessions wait only `patience` milliseconds for the response to OPTIONS and for that
+/// to a scan, regardless of the settings record. Throws the same exceptions as the session manager.
 std::shared_ptr<icap::client::session_pool> connect_impatiently(const icap::client::session_manager_parameters& server,
                                                                 std::uint32_t patience);
 

@@ -11,11 +11,11 @@
 
 namespace test {
 
-/// Keeps every object that it is given, and lets it through unless it holds a certain text.
+/// Keeps every object that it receives. Blocks objects that contain a specified text.
 class keeping_engine final : public service::scan_engine
 {
 public:
-    /// Objects that hold `condemned` are blocked; empty: none are.
+    /// Objects that contain `condemned` are blocked. If it is empty, none are.
     explicit keeping_engine(std::string condemned = {})
         : condemned_(std::move(condemned))
     {}
@@ -25,7 +25,7 @@ public:
         return std::make_unique<scan>(*this);
     }
     [[nodiscard]] std::string identity(std::stop_token) override { return "1"; }
-    /// In the order in which they were finished.
+    /// Returns the objects in the order in which they were finished.
     [[nodiscard]] std::vector<std::string> objects()
     {
         const std::lock_guard guard(lock_);

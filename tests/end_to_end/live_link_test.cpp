@@ -1,6 +1,6 @@
-// The link as it lives: real services come and go, the settings change under it, mail is opened meanwhile, and eight
-// threads scan over whatever pool the link has. The link's own timer runs; only the five minutes between two health
-// checks are skipped, by a clock of the test's.
+// The link in operation: real services start and stop, the settings change, mail is opened meanwhile, and eight threads
+// scan over the current pool of the link. The link's own timer runs; only the five minutes between two health checks
+// are skipped, by a clock that the test provides.
 
 #include "desk/settings/bytes_broker.h"
 #include "desk/settings/settings_file.h"
@@ -34,9 +34,9 @@ namespace {
 
 using test::running_service;
 
-/// The longest wait for anything; only a failure lasts so long.
+/// The limit of every wait. Reached only on failure.
 constexpr std::chrono::seconds bound{120};
-/// How long a scan waits for its answer, in milliseconds. A service that dies in the middle costs so much.
+/// How long a scan waits for its response, in milliseconds. A service that dies during a scan delays it by this time.
 constexpr std::uint32_t scan_patience = 8000;
 
 /// Waits for lines of the logger "outlook".
@@ -51,13 +51,13 @@ public:
             changed_.notify_all();
         }
     }
-    /// How many lines there are now; what comes later stands behind them.
+    /// Returns the current number of lines. Later lines have an index of at least this number.
     [[nodiscard]] std::size_t mark() const
     {
         const std::lock_guard guard(lock_);
         return lines_.size();
     }
-    /// True once a line behind `mark` holds `part`.
+    /// Waits until a line after `mark` contains `part`. Returns false if the limit is reached.
     [[nodiscard]] bool wait_for(const std::string& part, std::size_t mark)
     {
         std::unique_lock guard(lock_);
@@ -80,7 +80,7 @@ private:
     std::vector<std::string> lines_;
 };
 
-/// Counts the runs of the timer that have ended.
+/// Counts the completed runs of the timer.
 class run_count
 {
 public:
@@ -90,7 +90,7 @@ public:
         ++runs_;
         changed_.notify_all();
     }
-    /// Lets `count` further runs end; false when they don't.
+    /// Waits for `count` further runs to end. Returns false if the limit is reached.
     [[nodiscard]] bool wait_for_more(int count)
     {
         std::unique_lock guard(lock_);
@@ -104,7 +104,7 @@ private:
     int runs_ = 0;
 };
 
-/// The system's timers, counted.
+/// The system's timers with a counter.
 class counted_timers final : public TimerQueue
 {
 public:
@@ -137,7 +137,7 @@ private:
     std::atomic<std::uint32_t> now_{1};
 };
 
-/// Eight threads that scan small bodies over the link's pool, without pause, and don't mind when there is none.
+/// Eight threads that continuously scan small bodies over the link's pool. A missing pool is not an error.
 class pool_users
 {
 public:
@@ -158,7 +158,7 @@ public:
         }
     }
     [[nodiscard]] std::uint64_t scans() const { return scans_; }
-    /// Waits until each thread has had its share of a service.
+    /// Waits until the threads have completed `count` further scans in total. Returns false if the limit is reached.
     [[nodiscard]] bool wait_for_more(std::uint64_t count) const
     {
         const std::uint64_t wanted = scans_ + count;
@@ -175,7 +175,7 @@ private:
         while (!stop_) {
             try {
                 scan();
-            } catch (const std::exception&) { // no service just now
+            } catch (const std::exception&) { // no service at this moment
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
             }
         }
@@ -205,7 +205,7 @@ private:
     std::vector<std::thread> threads_;
 };
 
-/// A reader's desk over a live link, whose settings stand in a file.
+/// A reader's desk with a live link whose settings are in a file.
 class LiveLink : public ::testing::Test
 {
 protected:
@@ -225,7 +225,7 @@ protected:
         ::unsetenv("POSTWARDEN_RUNTIME_DIR");
     }
 
-    /// Begins with these settings.
+    /// Starts with these settings.
     void begin(const Settings& settings)
     {
         write(settings);
@@ -246,7 +246,7 @@ protected:
         const auto blob = DOVA::Settings::BlobFromSettings(settings);
         write(std::string(blob.begin(), blob.end()));
     }
-    /// Puts another file in the place of the settings' at one stroke.
+    /// Replaces the settings file atomically.
     void write(const std::string& bytes) const
     {
         std::filesystem::rename(folder_.write("new.blob", bytes), folder_.path() / "settings.blob");
@@ -264,23 +264,23 @@ protected:
         settings.UseOutlookPlugin.isSet = true;
         return settings;
     }
-    /// What becomes of a condemned message: blocked if it was scanned.
+    /// Opens a condemned message; it is blocked if it was scanned.
     host::opening open_condemned() { return desk->open(test::plain_mail(test::antivirus_test_file())); }
-    /// The timer makes its health check, and the settings' load behind it has ended with this line.
+    /// Makes the timer run its health check. Expects that the load of the settings after it ends with this line.
     [[nodiscard]] bool check_ends_with(const std::string& line)
     {
         const std::size_t mark = lines->mark();
         clock.skip_to_the_next_check();
         return lines->wait_for(line, mark);
     }
-    /// An opening that only asks for the connection, and two runs of the timer.
+    /// Runs an opening that only requests the connection, and two runs of the timer.
     [[nodiscard]] bool reconnects()
     {
         open_condemned();
         return runs->wait_for_more(2) && link->IsConnected();
     }
 
-    /// The last scans of the eight threads, while there is a service.
+    /// Completes the last scans of the eight threads while there is a service.
     void finish()
     {
         EXPECT_TRUE(users->wait_for_more(100));
@@ -298,7 +298,7 @@ private:
     host::test::temporary_folder folder_;
 };
 
-/// A port that nobody listens on, and that was free a moment ago.
+/// Returns a port on which no program listens: one that was free a moment ago.
 std::uint16_t free_port()
 {
     running_service service;
@@ -359,7 +359,7 @@ TEST_F(LiveLink, OutlivesAServiceThatDiesInTheMiddleOfAScan)
     EXPECT_EQ(open_condemned().verdict, ScanResult::Blocked);
     EXPECT_TRUE(users->wait_for_more(50));
 
-    service->send(SIGSTOP); // from here on it answers nothing
+    service->send(SIGSTOP); // it does not respond from here on
     const std::size_t mark = lines->mark();
     auto opening = std::async(std::launch::async, [this] { return open_condemned(); });
     ASSERT_TRUE(lines->wait_for("Checking mail body", mark));

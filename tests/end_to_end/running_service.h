@@ -10,11 +10,11 @@
 
 namespace test {
 
-/// A postwarden-service in a process of its own, killed with its object.
+/// A postwarden-service in a separate process, which the destructor kills.
 class running_service
 {
 public:
-    /// Port 0 stands for any free one. Comes back when the service listens; raises std::runtime_error when it doesn't.
+    /// Port 0 selects any free one. Returns once the service listens. Throws std::runtime_error if it does not.
     explicit running_service(std::uint16_t port = 0, const std::vector<std::string>& arguments = {})
         : process_(POSTWARDEN_SERVICE, joined({"--port", std::to_string(port)}, arguments))
     {
@@ -28,7 +28,7 @@ public:
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
     void send(int signal) { process_.kill(signal); }
-    /// Ends the service by a signal and waits for that.
+    /// Ends the service with a signal and waits for its end.
     void end(int signal)
     {
         process_.kill(signal);

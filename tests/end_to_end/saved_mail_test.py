@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Looks at saved, disinfected mail with readers that know nothing of this program.
+"""Verifies saved, disinfected mail with independent readers.
 
     saved_mail_test.py POSTWARDEN SAMPLES
 
 Condemned messages are opened and saved by the command. The .eml copies are read by Python's email package, the .msg
-copies are turned into MIME by msgconvert first: both must show the page in the place of the body, the notices in the
-place of the attachments, the old text and the images, as the command's "after" tells them.
+copies are converted to MIME by msgconvert first. Both must contain the page as the body, the notices instead of the
+attachments, the old text and the images, as reported in the command's "after".
 """
 
 import email
@@ -21,7 +21,7 @@ import unittest
 
 import olefile
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
+sys.dont_write_bytecode = True  # keeps the source tree unchanged
 
 POSTWARDEN = SAMPLES = None
 GENERATED = 40
@@ -41,7 +41,7 @@ def sha256(data):
 
 
 def leaves(part):
-    """The parts of a message that aren't multiparts, without those of messages inside it."""
+    """Yields the parts of a message that are not multiparts, without those of attached messages."""
     if part.get_content_maintype() == "multipart":
         for inner in part.iter_parts():
             yield from leaves(inner)
@@ -50,7 +50,7 @@ def leaves(part):
 
 
 def repaired_name(part):
-    """A file name; msgconvert leaves it as raw UTF-8."""
+    """Returns a file name. msgconvert writes it as raw UTF-8."""
     return (part.get_filename() or "").encode("utf-8", "surrogateescape").decode("utf-8", "replace")
 
 
@@ -92,7 +92,7 @@ class SavedMail(unittest.TestCase):
         bodies = [part for part in parts if part.get_content_maintype() == "text" and not part.get_filename()]
         html = [part.get_payload(decode=True) for part in bodies if part.get_content_type() == "text/html"]
         self.assertEqual([sha256(data) for data in html], [after["html_sha256"]] if after["html_sha256"] else [])
-        if "qdimg0001.png" in [entry["name"] for entry in after["attachments"]]:  # a page stands for the body
+        if "qdimg0001.png" in [entry["name"] for entry in after["attachments"]]:  # a page replaces the body
             self.assertIn(b"Harmful content was found and removed", html[0])
             text = [part.get_payload(decode=True).strip() for part in bodies if part.get_content_type() == "text/plain"]
             self.assertEqual(b"".join(text), b"")
@@ -112,7 +112,7 @@ class SavedMail(unittest.TestCase):
         self.assertTrue(fitting, "%s among %s" % (entry, [repaired_name(part) for part in files]))
 
     def check_images(self, html, files):
-        """Whatever the page refers to is there."""
+        """Expects that everything the page refers to exists."""
         known = {str(part["Content-ID"]).strip("<> ") for part in files if part["Content-ID"]}
         for page in html:
             for reference in re.findall(rb"cid:([^\"')\s]+)", page):
@@ -129,7 +129,7 @@ class SavedMail(unittest.TestCase):
         self.check("msg", "converted")
 
     def test_msg_holds_the_subject(self):
-        """msgconvert shows that of the header lines that the message came with, which are kept."""
+        """Reads the stored subject: msgconvert shows the one in the original header lines, which are kept."""
         for file in (self.root / "msg").iterdir():
             with olefile.OleFileIO(str(file)) as compound:
                 stored = compound.openstream("__substg1.0_0037001F").read().decode("utf-16-le")

@@ -1,4 +1,4 @@
-// The road to the real service: as a process of its own, and within this one with an engine that keeps what it gets.
+// The whole logic with the real service: in a separate process, and in this one with an engine that keeps its objects.
 
 #include "service/scan_server.h"
 #include "tests/end_to_end/desk.h"
@@ -35,7 +35,7 @@ TEST(real_service, judges_bodies_and_attachments)
 
 TEST(real_service, killed_during_a_scan_and_started_again_judges_the_next_message)
 {
-    // The engine's daemon tells its version and then sits on the object, so that the scan is under way for sure.
+    // The engine's daemon reports its version and then never answers for the object, so that the scan is in progress.
     std::vector<conversation> daemon(2);
     daemon[0].expect_until("zVERSION").send(std::string("ClamAV 1.0") + '\0').close();
     daemon[1].expect_until("zINSTREAM");
@@ -70,7 +70,7 @@ TEST(real_service, gone_and_not_back_leaves_mail_unscanned_and_open)
     EXPECT_FALSE(opened.blocked);
     EXPECT_EQ(opened.result, S_OK);
     EXPECT_EQ(opened.verdict, ScanResult::None);
-    EXPECT_EQ(desk.link().breaks(), 1U); // no session could be had for the body, and there is nothing else to scan
+    EXPECT_EQ(desk.link().breaks(), 1U); // there was no session for the body, and there is nothing else to scan
 }
 
 TEST(attachments, arrive_byte_for_byte_whatever_their_size)

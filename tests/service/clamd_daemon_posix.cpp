@@ -69,8 +69,8 @@ void clamd_daemon::write_configuration(const std::string& stream_limit)
 {
     const auto database = folder_ / "database";
     std::filesystem::create_directory(database);
-    // The signatures are made here, so that the text stands whole in no file of the tree. Of HTML only a form in small
-    // letters is looked at.
+    // The signatures are generated here, so that no file of the tree contains the text whole. clamd scans HTML in a
+    // lower-case form only.
     const std::string text = service::antivirus_test_text();
     std::string small = text;
     std::transform(small.begin(), small.end(), small.begin(),

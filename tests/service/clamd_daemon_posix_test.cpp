@@ -42,7 +42,7 @@ std::string base64_lines(std::string_view bytes)
     return text + "\r\n";
 }
 
-/// One clamd for all tests, and a server over it for each.
+/// One clamd for all tests, and one server for each test.
 class clamd : public testing::Test
 {
 protected:
@@ -129,7 +129,7 @@ TEST_F(clamd, clears_nothing_that_is_longer_than_it_takes)
     EXPECT_EQ(scanned(std::string(stream_limit + 1, 'x')).status(), 500U);
     EXPECT_EQ(scanned(std::string(4 * stream_limit, 'x')).status(), 500U);
     EXPECT_NE(scanned(std::string(stream_limit, 'x') + test_file).status(), 204U);
-    // And serves on.
+    // The server continues to serve.
     expect_found(test_file);
 }
 
@@ -181,7 +181,7 @@ TEST_F(clamd, judges_for_the_real_client)
               std::make_pair(ScanResult::Blocked, false));
     EXPECT_EQ(mailed(zip_archive("file.txt", "harmless", zip_method::deflated)),
               std::make_pair(ScanResult::Clean, false));
-    // Fails open, but not unnoticed.
+    // Fails open, and the session becomes invalid.
     EXPECT_EQ(mailed(std::string(2 * stream_limit, 'x')), std::make_pair(ScanResult::Clean, true));
     pool->terminate();
 }

@@ -40,13 +40,13 @@ std::string zero_ended(std::string_view text)
     return std::string(text).append(1, '\0');
 }
 
-/// Reads the command first: its last byte and the size of the first chunk look like the end.
+/// Reads the command first, because its last byte and the size of the first chunk look like the end mark.
 conversation whole_object()
 {
     return conversation().expect(command.size()).expect_until(end_of_object);
 }
 
-/// A clamd that answers like this once it has the whole object.
+/// A clamd that sends this reply once it has received the whole object.
 std::vector<conversation> answering(const std::string& reply)
 {
     return {whole_object().send(reply)};
@@ -156,7 +156,7 @@ TEST(clamd_engine, waits_for_an_answer_no_longer_than_it_is_told)
 
 TEST(clamd_engine, waits_no_longer_for_a_clamd_that_takes_nothing)
 {
-    // Accepts, and reads nothing.
+    // Accepts connections and reads nothing.
     auto listener = test::loopback_socket::listen();
     EXPECT_EQ(error_of(judged(listener.port(), std::string(32U << 20U, 'x'), 200ms)), "write: no answer in time");
 }
@@ -229,7 +229,7 @@ TEST(clamd_engine, serves_behind_the_server)
     EXPECT_EQ(blocked.status(), 200U);
     EXPECT_EQ(blocked.field("X-Infection-Found"), "Type=0;Resolution=2;Threat=A_B_C;");
     EXPECT_NE(blocked.object().find("A;B=C"), std::string::npos);
-    // Neither of the next two is clean, nor is the one that nobody takes.
+    // Neither of the next two is clean, nor is the one that is not accepted.
     EXPECT_EQ(client.ask(test::mail_request("three")).status(), 500U);
     EXPECT_EQ(client.ask(test::mail_request("four")).status(), 500U);
     EXPECT_EQ(client.ask(test::mail_request("five")).status(), 500U);

@@ -47,7 +47,7 @@ std::unique_ptr<http::message> http_message(const std::string& head, std::string
 
 const std::string test_file = service::antivirus_test_text();
 
-/// The real client against the real server, whose answer to OPTIONS asks for a preview of that many bytes.
+/// The real client against the real server. The parameter is the preview size announced in the response to OPTIONS.
 class client_scans : public testing::TestWithParam<std::uint32_t>
 {
 protected:
@@ -115,7 +115,7 @@ protected:
         EXPECT_FALSE(session->is_invalid()) << body.size() << " bytes";
         return result;
     }
-    /// Sizes around every border there is.
+    /// Sizes around every boundary.
     static std::vector<std::size_t> sizes(std::size_t least)
     {
         const std::size_t preview = GetParam();
@@ -126,7 +126,7 @@ protected:
         std::erase_if(all, [&](std::size_t size) { return size < least; });
         return all;
     }
-    /// Content of that size that ends with the test file, if it fits.
+    /// Returns content of that size that ends with the test file, if it fits.
     static std::string infected(std::size_t size)
     {
         return size < test_file.size() ? std::string(size, 'x') : std::string(size - test_file.size(), 'x') + test_file;
@@ -176,8 +176,8 @@ TEST_P(client_scans, objects_of_every_size)
     const std::size_t preview = GetParam();
     for (const std::size_t size : sizes(0)) {
         EXPECT_EQ(object(std::string(size, 'x')), ScanResult::Clean) << size;
-        // The client sends an object that is shorter than the preview filled up with zeros. It goes on behind a verdict
-        // on the preview as well and has nothing to send then, so that it takes such an object for clean.
+        // The client pads an object that is shorter than the preview with zeros. It also continues after a verdict on
+        // the preview; it then has nothing to send and takes such an object to be clean.
         const bool seen = size >= test_file.size() && size >= preview;
         EXPECT_EQ(object(infected(size)), seen ? ScanResult::Blocked : ScanResult::Clean) << size;
         EXPECT_EQ(mail(test_file), ScanResult::Blocked) << "behind an object of " << size << " bytes";

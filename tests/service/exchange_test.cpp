@@ -26,7 +26,7 @@ using testing::StartsWith;
 
 const std::string http_request = "GET http://host/file.bin HTTP/1.1\r\n\r\n";
 
-/// What a client makes of an answer.
+/// The client's interpretation of a response.
 class meaning final : public icap::response_notifier
 {
 public:
@@ -209,7 +209,7 @@ TEST(exchange, an_empty_mail_needs_no_end_mark_and_the_next_request_follows_at_o
     expect_clean(client.ask(test::mail_request("")));
     expect_clean(client.ask(test::mail_request("")));
     expect_blocked(client.ask(test::mail_request(service::antivirus_test_text())));
-    // One that does send the mark, in one piece with the next request or not.
+    // A client that sends the mark, in one piece with the next request or separately.
     expect_clean(client.ask(test::mail_request("") + "0\r\n\r\n"));
     client.send(test::mail_request("") + "0\r\n\r\n" + test::mail_request(service::antivirus_test_text()));
     expect_clean(client.read_answer());

@@ -60,7 +60,7 @@ TEST(limits, a_peer_that_takes_no_answer_is_dropped)
     options.stall_timeout = 200ms;
     started_server server(options);
     wire_client client = server.client();
-    // Comes back as it is, and fits no buffer.
+    // Is returned unchanged, and is larger than any buffer.
     const std::string body(16U << 20U, 'x');
     ASSERT_TRUE(client.send(test::mail_request(body, "")));
     EXPECT_TRUE(settles_at(server.server(), 0));
@@ -73,7 +73,7 @@ TEST(limits, a_connection_without_a_request_is_kept)
     const started_server server(options);
     wire_client client = server.client();
     EXPECT_EQ(client.ask(test::mail_request("first")).status(), 204U);
-    // Longer than a stall may be; whether the server drops it is seen by the answer.
+    // Longer than a stall may last; the response shows whether the server disconnected.
     EXPECT_FALSE(client.socket().wait_readable(200));
     EXPECT_EQ(client.ask(test::mail_request("second")).status(), 204U);
 }
@@ -129,7 +129,7 @@ TEST(limits, a_flood_of_refused_connections_keeps_nobody_out_for_longer)
     }
     EXPECT_LE(server.server().connections(), 66U);
     first.socket().close();
-    // The refused ones linger; the place is free all the same.
+    // The refused connections linger, but the place is free.
     std::uint32_t status = 0;
     for (int i = 0; i < 3000 && status != 204; ++i) {
         status = server.client().ask(test::mail_request("x")).status();
@@ -147,7 +147,7 @@ TEST(limits, an_object_that_is_too_large_is_told_so_though_all_of_it_is_sent)
     EXPECT_EQ(exact.ask(test::mail_request(std::string(1001, 'x'))).status(), 413U);
     EXPECT_TRUE(exact.closed_by_service());
     wire_client large = server.client();
-    // More than fits into any buffer: the server has to go on reading for the answer to arrive.
+    // Larger than any buffer: the server must continue reading for the response to arrive.
     EXPECT_TRUE(large.send(test::mail_request(std::string(32U << 20U, 'x'))));
     EXPECT_EQ(large.read_answer().status(), 413U);
 }
@@ -236,7 +236,7 @@ TEST(server, says_that_a_port_is_taken)
         EXPECT_TRUE(std::string(failure.what()).starts_with("port " + std::to_string(first.port()) + ": "))
             << failure.what();
     }
-    // It was not started, so it may be tried again and ends without ado.
+    // The server was not started, so starting may be retried, and it can be destroyed.
     EXPECT_THROW(second.start(), std::system_error);
     second.stop();
 }

@@ -25,7 +25,7 @@ std::uint32_t big_endian(std::string_view bytes)
     return value;
 }
 
-/// The check sum that a PNG chunk ends with.
+/// The checksum at the end of a PNG chunk.
 std::uint32_t crc(std::string_view bytes)
 {
     std::uint32_t value = 0xFFFFFFFFU;
@@ -38,7 +38,7 @@ std::uint32_t crc(std::string_view bytes)
     return ~value;
 }
 
-/// The bytes of the page's only image.
+/// Returns the bytes of the page's only image.
 std::optional<std::string> inline_image(std::string_view page)
 {
     constexpr std::string_view mark = "src=\"data:image/png;base64,";
@@ -87,7 +87,7 @@ TEST(notice_page, brings_its_image_and_refers_to_nothing_outside)
 {
     const std::string page = notice_page("t", "n");
     for (const std::string_view reference : {"http:", "https:", "url(", "@import", "<link", "<script", "//"}) {
-        // Base64 may hold two slashes.
+        // Base64 may contain two slashes.
         std::string text = page;
         const std::size_t image = text.find("base64,");
         text.erase(image, text.find('"', image) - image);

@@ -42,7 +42,7 @@ void expect_form(std::size_t preview_size, const std::string& wire, const std::s
     });
 }
 
-/// Previews of 31 bytes that look like something else where a chunk line would go on.
+/// Previews of 31 bytes that look like something else where a chunk line would continue.
 std::vector<std::string> treacherous_previews()
 {
     std::vector<std::string> previews{

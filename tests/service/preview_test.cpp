@@ -15,13 +15,13 @@ using test::answer;
 using test::started_server;
 using test::wire_client;
 
-/// The preview of an object in the form of the standard or of the client.
+/// Returns the preview of an object in the standard form or in the client's form.
 std::string preview_of(const std::string& object, std::size_t preview_size, bool bare)
 {
     return bare ? test::bare_preview(object, preview_size) : test::standard_preview(object, preview_size);
 }
 
-/// Sends an object as far as the service asks for it, and returns the status of the last answer.
+/// Sends an object as far as the service requests it. Returns the status of the last response.
 std::uint32_t scanned(wire_client& client, const std::string& object, std::size_t preview_size, bool bare)
 {
     const answer first =
@@ -109,7 +109,7 @@ TEST(preview, that_is_the_whole_object_is_judged_at_once)
               200U);
     EXPECT_EQ(client.ask(test::object_request_head(8, 1024) + test::standard_preview("harmless", 1024, true)).status(),
               204U);
-    // Filled up with zeros, as the client does it.
+    // Padded with zeros, as the client does.
     EXPECT_EQ(client.ask(test::object_request_head(68, 1024) + test::bare_preview(infected, 1024)).status(), 200U);
     EXPECT_EQ(client.ask(test::object_request_head(8, 1024) + test::bare_preview("harmless", 1024)).status(), 204U);
 }

@@ -23,7 +23,7 @@ struct refusal
     std::string why;
 };
 
-/// Offers a text in pieces.
+/// Feeds a text in pieces.
 refusal offered(const std::string& text, std::size_t piece)
 {
     request_reader reader(narrow);
@@ -72,7 +72,7 @@ std::string mail_of_chunks(std::size_t size, const std::string& body)
            body;
 }
 
-/// An OPTIONS request of that many bytes.
+/// Returns an OPTIONS request of that many bytes.
 std::string long_options(std::size_t size)
 {
     std::string text = "OPTIONS icap://h/webscan ICAP/1.0\r\nX-Long: ";
@@ -139,7 +139,7 @@ TEST(request_bounds, a_preview_of_more_than_the_bound_is_refused)
 
 TEST(request_bounds, a_preview_holds_no_more_than_it_announces)
 {
-    // Two chunks of what is told to be a preview of four bytes: the object's bound holds them.
+    // Two chunks in an announced preview of four bytes: the limit of the object's size applies.
     expect_refused(test::object_request_head(2000, 4) + "4\r\nabcd\r\n3e8\r\n", 413, "the object is too large");
 }
 
@@ -195,7 +195,7 @@ TEST(request_bounds, bytes_that_the_object_does_not_keep_are_refused)
     expect_refused(mail_of_chunks(3, "5\r\nabcde\r\n0\r\n\r\n"), 400, "the body is longer than its head says");
     expect_refused(mail_of_chunks(3, test::chunk(std::string("abc\0\0", 5)) + "0\r\n\r\n"), 400,
                    "the body is longer than its head says");
-    // Behind a whole object a preview may hold zeros, but nothing else.
+    // After a complete object a preview may contain zeros only.
     expect_refused(test::object_request_head(3, 5) + test::chunk(std::string("abc\0d", 5)) + "0\r\n\r\n", 400, "");
 }
 
@@ -242,7 +242,7 @@ TEST(request_bounds, a_head_that_no_grammar_knows_is_refused)
 
 TEST(request_bounds, an_options_request_with_a_body_is_refused)
 {
-    // Its Encapsulated line is not looked at, so the body would be taken for the next request.
+    // Its Encapsulated line is not evaluated, so the body would be read as the next request.
     const std::string request =
         "OPTIONS icap://h/webscan ICAP/1.0\r\nEncapsulated: opt-body=0\r\n\r\n3\r\nabc\r\n0\r\n\r\n";
     request_reader reader(narrow);

@@ -24,7 +24,7 @@ std::string content_of(http::message& message)
     return text;
 }
 
-/// What became of a stream of pieces.
+/// The result of reading a stream of pieces.
 struct reading
 {
     std::string inbox;
@@ -42,7 +42,7 @@ struct reading
     }
 };
 
-/// The request is read whole from every split, and what stands behind it is left.
+/// Expects that the request is read completely from every split, and that the bytes after it are left in the stream.
 void expect_complete(const std::string& request, const std::string& object, const std::string& behind = "OPTIONS ")
 {
     test::every_split(request + behind, [&](const test::pieces& pieces) {
@@ -153,7 +153,7 @@ TEST(request_reader, knows_when_something_of_a_request_has_come)
     EXPECT_EQ(reader.request(), nullptr);
 }
 
-/// The preview is read from every split, and the reader waits; then the rest is read.
+/// Expects that the preview is read from every split and the reader waits; then that the rest is read.
 void expect_preview_then_rest(const std::string& request, const std::string& preview, const std::string& rest,
                               const std::string& object)
 {

@@ -41,7 +41,7 @@ TEST(display_text, keeps_utf_8)
 TEST(display_text, reads_other_bytes_as_latin_1)
 {
     EXPECT_EQ(display_text("r\xE9sum\xE9"), "r\xC3\xA9sum\xC3\xA9");
-    // Overlong forms, halves of pairs, what lies beyond Unicode, and characters that are cut.
+    // Overlong forms, unpaired surrogates, values beyond the range of Unicode, and truncated characters.
     for (const std::string_view bytes : {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80",
                                          "\xF5\x80\x80\x80", "\xE2\x82", "\xC3", "\x80", "\xF0\x8F\xBF\xBF"}) {
         const std::string text = display_text(bytes);

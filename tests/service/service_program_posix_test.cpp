@@ -37,7 +37,7 @@ struct ending
     std::string errors;
 };
 
-/// Runs the program to its end.
+/// Runs the program until it ends.
 ending run(const std::vector<std::string>& arguments)
 {
     child_process service(program, arguments);
@@ -46,7 +46,7 @@ ending run(const std::vector<std::string>& arguments)
     return {status.value_or(child_process::exit_status{-1, 0}), service.output(), service.errors()};
 }
 
-/// The port that the program says it listens on; 0 if it says anything else.
+/// Returns the port that the program reports; 0 if it prints anything else.
 std::uint16_t port_of(child_process& service)
 {
     const std::string line = service.read_line().value_or("");
@@ -160,7 +160,7 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
     }
 }
 
-/// A folder for the sign that the service runs, named to the programs that are started meanwhile.
+/// A folder for the presence of the service, passed to the programs that are started during the object's lifetime.
 class presence_folder
 {
 public:

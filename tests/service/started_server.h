@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A server on a free port, served while this lives.
+/// A server on a free port that runs for the lifetime of the object.
 class started_server
 {
 public:

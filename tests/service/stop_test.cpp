@@ -25,7 +25,7 @@ using test::answer;
 using test::started_server;
 using test::wire_client;
 
-/// Judges nothing before it is released or told to stop.
+/// Blocks every scan until it is released or requested to stop.
 class waiting_engine final : public scan_engine
 {
 public:
@@ -112,7 +112,7 @@ TEST(stop, gives_up_scans_that_are_under_way_and_those_that_wait)
     engine->wait_for_scans(2);
     server.server().stop();
     for (auto& client : clients) {
-        // Whether there was time to say so or not: nothing is cleared.
+        // Nothing is cleared, whether or not there was time to send a response.
         const std::uint32_t status = client.read_answer().status();
         EXPECT_TRUE(status == 500 || status == 0) << status;
         EXPECT_TRUE(client.closed_by_service());
@@ -161,7 +161,7 @@ TEST(stop, leaves_no_thread_and_no_descriptor)
         clients.erase(clients.begin(), clients.begin() + 4);
         server.server().stop();
     };
-    use(); // what the process makes once
+    use(); // objects that the process creates once
     const auto before = test::process_resources::now();
     use();
     EXPECT_EQ(test::process_resources::settled(before), before);
@@ -214,7 +214,7 @@ TEST(judging, keeps_requests_of_other_connections_waiting_for_a_free_scanner_onl
     wire_client first = server.client();
     first.send(test::mail_request("x"));
     engine->wait_for_scans(1);
-    // What needs no scanner is answered all the same.
+    // Requests that need no scanner are still answered.
     EXPECT_EQ(server.client().ask("nonsense\r\n").status(), 400U);
     wire_client second = server.client();
     EXPECT_EQ(second.ask(test::object_request_head(10, 4) + test::bare_preview("0123456789", 4)).status(), 100U);
@@ -224,7 +224,7 @@ TEST(judging, keeps_requests_of_other_connections_waiting_for_a_free_scanner_onl
     EXPECT_EQ(second.read_answer().status(), 204U);
 }
 
-/// Does what its verdict says.
+/// Fails at a point that depends on the size of the object.
 class failing_engine final : public scan_engine
 {
 public:

@@ -69,13 +69,13 @@ answer wire_client::read_answer()
 {
     icap::analyzer analyzer;
     std::unique_ptr<icap::message> message;
-    // One byte at a time, so that nothing of the next answer is taken.
+    // One byte at a time, so that no byte of the next response is consumed.
     for (;;) {
         std::size_t taken = 0;
         while (taken < inbox_.size() && !(message && message->complete())) {
             const char* const byte = inbox_.data() + taken++;
             analyzer.enqueue(byte, byte + 1);
-            // A head can only end with a line.
+            // A head can only end at the end of a line.
             if (message) {
                 analyzer.feed(*message);
             } else if (*byte == '\n') {

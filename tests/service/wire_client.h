@@ -11,15 +11,15 @@
 
 namespace test {
 
-/// One answer, as the client's own protocol engine reads it.
+/// One response, parsed by the client's own protocol engine.
 struct answer
 {
-    std::shared_ptr<icap::response_message> message; ///< null when no whole answer came
+    std::shared_ptr<icap::response_message> message; ///< null if no complete response was received
 
     [[nodiscard]] std::uint32_t status() const { return message ? message->status() : 0; }
-    /// The value of a line of the ICAP head; empty when there is none.
+    /// Returns the value of a line of the ICAP head; empty if there is none.
     [[nodiscard]] std::string field(std::string_view name) const;
-    /// The encapsulated HTTP message's head and body; empty when there is none.
+    /// Return the head and the body of the encapsulated HTTP message; empty if there is none.
     [[nodiscard]] std::string object_head() const;
     [[nodiscard]] std::string object() const;
 
@@ -27,7 +27,7 @@ private:
     [[nodiscard]] http::message* part() const;
 };
 
-/// A peer that writes requests byte for byte. Every wait is bounded.
+/// A peer that writes requests as raw bytes. Every wait has a time limit.
 class wire_client
 {
 public:
@@ -37,20 +37,20 @@ public:
 
     [[nodiscard]] bool is_connected() const noexcept { return socket_.is_open(); }
     bool send(std::string_view bytes) { return socket_.send(bytes); }
-    /// Sends in pieces of that many bytes.
+    /// Sends pieces of that many bytes.
     bool send_in_pieces(std::string_view bytes, std::size_t piece);
-    /// The next answer.
+    /// Reads the next response.
     [[nodiscard]] answer read_answer();
-    /// Sends, then reads one answer.
+    /// Sends, then reads one response.
     [[nodiscard]] answer ask(std::string_view bytes);
-    /// Waits for the service to close the connection; true when nothing came before that.
+    /// Waits for the service to close the connection. Returns true if nothing was received before.
     [[nodiscard]] bool closed_by_service();
-    /// All that comes until the service closes.
+    /// Returns all bytes received until the service closes the connection.
     [[nodiscard]] std::string read_to_end();
     [[nodiscard]] loopback_socket& socket() noexcept { return socket_; }
 
 private:
-    /// False when the service closes or falls silent.
+    /// Returns false if the service closes the connection or sends nothing.
     bool read_some();
 
     loopback_socket socket_;

@@ -48,9 +48,9 @@ std::string deflated(std::string_view content)
 std::string zip_archive(std::string_view name, std::string_view content, zip_method method)
 {
     const std::string data = method == zip_method::stored ? std::string(content) : deflated(content);
-    // What a file's two headers have in common.
+    // The fields that the two headers of a file have in common.
     std::string shared;
-    put16(shared, 20); // version that is needed
+    put16(shared, 20); // required version
     put16(shared, 0);
     put16(shared, method == zip_method::stored ? 0 : 8);
     put16(shared, 0);      // time
@@ -72,7 +72,7 @@ std::string zip_archive(std::string_view name, std::string_view content, zip_met
     put16(archive, 0); // disk
     put16(archive, 0);
     put32(archive, 0);
-    put32(archive, 0); // where the file's own header stands
+    put32(archive, 0); // offset of the file's own header
     archive.append(name);
     const std::size_t directory_size = archive.size() - directory;
     archive += "PK\x05\x06";

@@ -11,7 +11,7 @@ enum class zip_method
     deflated
 };
 
-/// A ZIP archive with one file.
+/// Returns a ZIP archive with one file.
 [[nodiscard]] std::string zip_archive(std::string_view name, std::string_view content, zip_method method);
 
 } // namespace test

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""The add-in as it is installed: registered by itself or by the installer, found by mailhost as the mail client finds
-it, judging the samples against the scanning service.
+"""Tests the installed add-in: registered by itself or by the installer, found by mailhost as the mail client finds it,
+judging the samples with the scanning service.
 
     installed_test.py WINDOWS_BUILD LINUX_BUILD SAMPLES
 
-WINDOWS_BUILD has the module, mailhost, the service and the installer; LINUX_BUILD has the command and the service that
-the same messages go through on the other system. Runs in a Wine prefix of its own in WINDOWS_BUILD.
+WINDOWS_BUILD contains the module, mailhost, the service and the installer. LINUX_BUILD contains the command and the
+service that process the same messages on the other system. Runs in a separate Wine prefix in WINDOWS_BUILD.
 """
 
 import json
@@ -17,7 +17,7 @@ import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
+sys.dont_write_bytecode = True  # keeps the source tree unchanged
 
 from wine_desk import WineDesk, difference, json_lines, windows_path  # noqa: E402
 
@@ -47,13 +47,13 @@ def register(*arguments, file=None):
 
 
 def unregister_all():
-    """Takes back what a test left that failed half way."""
+    """Removes registrations left behind by a failed test."""
     register("/u")
     register("/u", "/n", "/i:user")
 
 
 def class_keys(path, classes="Software\\Classes\\"):
-    """What registration writes below the classes, for a module at `path`."""
+    """Returns the keys that registration writes below the classes, for a module at `path`."""
     own = classes + "CLSID\\" + CLASS
     return {
         classes + PROG_ID + ".1": {"@": "Connect Class"},
@@ -92,19 +92,19 @@ def addin_keys():
 
 
 def own_view(keys):
-    """The keys without the view for 32-bit programs, into which the system copies what is said of type libraries, and
-    without the installer's own accounts."""
+    """Returns the keys without the view for 32-bit programs, into which the system copies entries of type libraries,
+    and without the installer's own records."""
     others = ("\\Wow6432Node\\", "\\Installer", "\\CurrentVersion\\Uninstall", "\\CurrentVersion\\SharedDLLs")
     return {key: values for key, values in keys.items() if not any(other in key for other in others)}
 
 
 class Machine(unittest.TestCase):
-    """What stays of a test is told at its end."""
+    """Reports, at the end of each test, what it left behind."""
     maxDiff = None
 
     def setUp(self):
         unregister_all()
-        for parent in sorted(PARENTS):  # they stay, as other add-ins may stand there
+        for parent in sorted(PARENTS):  # never removed, since they may contain other add-ins
             DESK.run("reg", "add", "HKLM\\" + parent, "/f")
         self.machine = DESK.registry("HKLM\\Software")
         self.user = DESK.registry("HKCU\\Software")
@@ -131,7 +131,7 @@ class Registration(Machine):
         self.assertEqual((expected, {}), self.changes())
         self.assertEqual(0, register("/u"))
         self.assert_untouched()
-        register("/u")  # a second time finds nothing to take away
+        register("/u")  # a second time finds nothing to remove
         self.assert_untouched()
 
     def test_for_one_user_writes_the_users_classes(self):
@@ -140,10 +140,10 @@ class Registration(Machine):
             machine, user = self.changes()
             path = windows_path(module())
             self.assertEqual(class_keys(path), user)
-            # Type libraries of a user: Wine enters them for the machine.
+            # Wine registers a user's type libraries for the machine.
             self.assertEqual({**addin_keys(), **library_keys(path)}, machine)
             done = mailhost("--version-string", "16.0.1", FOLDER / "empty")
-            self.assertEqual(3, done.returncode, done.stderr)  # loaded; the folder holds nothing
+            self.assertEqual(3, done.returncode, done.stderr)  # loaded; the folder is empty
             self.assertEqual(0, register("/u", "/n", "/i:" + argument))
             self.assert_untouched()
 
@@ -203,7 +203,7 @@ class Package(Machine):
         installer("/i", self.package)
         DESK.remove_key("HKLM\\Software\\Classes\\CLSID\\" + CLASS)
         (DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll").unlink()
-        # What "msiexec /famus" stands for; Wine knows the long form only.
+        # Equivalent to "msiexec /famus"; Wine supports only the long form.
         installer("/i", self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")
         path = self.INSTALLED + "postwarden.dll"
         self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
@@ -246,7 +246,7 @@ def installer(action, package, *properties):
 
 
 class Service:
-    """A scanning service on a free port while it is entered."""
+    """A scanning service on a free port, as a context manager."""
 
     def __init__(self, start):
         self.start = start
@@ -272,7 +272,7 @@ def linux_service():
 
 
 def comparable(line):
-    """An opening without what differs from run to run and from system to system."""
+    """Returns an opening without the fields that differ between runs and between systems."""
     line = dict(line)
     line.pop("elapsed_ms")
     line["file"] = re.split(r"[/\\]", line["file"])[-1]
@@ -280,7 +280,7 @@ def comparable(line):
 
 
 class Samples(unittest.TestCase):
-    """The samples through the installed module, and through the same logic on the other system."""
+    """Opens the samples with the installed module and with the same logic on the other system."""
     maxDiff = None
 
     @classmethod
@@ -431,7 +431,7 @@ class Mailhost(Machine):
         done = mailhost("--json", "--save", saved, condemned)
         self.assertEqual(0, done.returncode, done.stderr)
         after = json_lines(done.stdout)[0]["after"]
-        again = mailhost("--json", "--port", "9", saved)  # nobody listens there
+        again = mailhost("--json", "--port", "9", saved)  # no program listens on this port
         self.assertEqual(4, again.returncode, again.stderr)
         opening = json_lines(again.stdout)[0]
         self.assertEqual((2, after), (opening["verdict"], opening["before"]))
@@ -497,7 +497,7 @@ class Mailhost(Machine):
 
 
 def make_messages(folder):
-    """The samples as message files, just as they came: the settings have the add-in look away."""
+    """Writes the samples as unchanged message files: the settings disable the check."""
     settings = folder / "look-away.json"
     settings.write_text(json.dumps({"UseOutlookPlugin": {"value": False, "isSet": True}}))
     mail = folder / "samples"
@@ -510,7 +510,7 @@ def make_messages(folder):
 
 
 def encrypt(folder, mail, target):
-    """Some samples inside envelopes for one reader."""
+    """Writes some samples in envelopes for one reader."""
     key, certificate = folder / "key.pem", folder / "certificate.pem"
     subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate,
                     "-subj", "/CN=reader", "-days", "30"], check=True, stderr=subprocess.DEVNULL)

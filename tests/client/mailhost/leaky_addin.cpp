@@ -1,5 +1,5 @@
-// An add-in that keeps every item that it is told of, as none should: mailhost must notice. It is told what to do by
-// nobody; being loaded is enough.
+// An add-in that wrongly keeps a reference to every item it receives. mailhost must report them. It needs no
+// configuration; loading it is sufficient.
 #include "client/model/addin_interface.h"
 #include "client/model/model.h"
 #include "outlook/qdmailprotect/mapi/com_object.h"
@@ -12,7 +12,7 @@ using namespace host;
 
 constexpr CLSID own_class{0x5E1D0C2A, 0x93B4, 0x4D58, {0xA6, 0x17, 0x0B, 0x2F, 0x9C, 0x84, 0x6D, 0x31}};
 
-/// Hears of items and keeps them.
+/// Receives items in events and keeps them.
 class keeping_sink final : public ComObject<IDispatch>
 {
 public:

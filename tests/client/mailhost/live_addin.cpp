@@ -26,7 +26,7 @@ HRESULT make_converter(IUnknown** object)
     return result;
 }
 
-/// What lies around every test: COM, the registry of this process, the message system, the client's own classes.
+/// The environment of every test: COM, the registry of this process, the message system, the client's own classes.
 class surroundings : public testing::Environment
 {
 public:
@@ -66,7 +66,7 @@ private:
 
 surroundings* add_surroundings()
 {
-    auto* const made = new surroundings; // gtest ends it
+    auto* const made = new surroundings; // gtest deletes it
     testing::AddGlobalTestEnvironment(made);
     return made;
 }

@@ -74,7 +74,7 @@ TEST_F(LiveConnection, LeavesNoThreadAndNoHandleBehind)
         EXPECT_EQ(ScanResult::Clean, open(plain_message("Nothing of note.")).verdict);
         disconnect();
     };
-    once(); // what the system keeps for good after its first use
+    once(); // allocations that the system keeps after the first use
     once();
     const auto before = process_resources::now();
     for (int i = 0; i < 10; ++i) {

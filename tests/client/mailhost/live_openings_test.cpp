@@ -22,7 +22,7 @@ using testing::IsEmpty;
 class LiveOpenings : public live_addin
 {
 protected:
-    /// An item over a message, loaded but not yet read.
+    /// Returns an item for a message, loaded but not yet read.
     ComPtr<outlook_item> load(const std::shared_ptr<message_record>& stored, const IID& kind = model::mail_item)
     {
         const auto save = [stored](const message_record& changed) {
@@ -97,7 +97,7 @@ TEST_F(LiveOpenings, ForgetABlockWithTheNextItemAndRepeatItWithout)
 {
     start_service();
     connect();
-    // A verdict that only this process remembers blocks the display.
+    // The display is blocked because of a verdict that is stored in this process only.
     const auto condemned = plain_message(condemned_text());
     open(condemned);
     const auto first = load(condemned);
@@ -106,7 +106,7 @@ TEST_F(LiveOpenings, ForgetABlockWithTheNextItemAndRepeatItWithout)
     second->before_read();
     EXPECT_FALSE(first->read_complete()); // the second one's check has cleared it
     first->before_read();
-    EXPECT_TRUE(second->read_complete()); // whichever item completes is the one that is blocked
+    EXPECT_TRUE(second->read_complete()); // the item that completes is the one that is blocked
     EXPECT_TRUE(first->read_complete());
     first->unload();
     second->unload();
@@ -169,7 +169,7 @@ TEST_F(LiveOpenings, MayBeUnderWayWhenTheAddInIsDisconnected)
     const auto loaded = load(plain_message("Neither here."));
     read->before_read();
     disconnect();
-    // The client lets go of the sinks of what is still open when it ends.
+    // When the client ends it releases the sinks of items that are still open.
     read->drop_sinks();
     loaded->drop_sinks();
 }
@@ -181,7 +181,7 @@ TEST_F(LiveOpenings, LetAClientEndWithoutAWord)
         start_service();
         connect();
         const auto item = load(plain_message("Nothing of note."));
-        item->before_read(); // the add-in's threads are at work from here on
+        item->before_read(); // the add-in's threads are running from here on
         end_process(status);
     };
     EXPECT_EXIT(open_and_end(), testing::ExitedWithCode(status), "");
@@ -199,7 +199,7 @@ TEST_F(LiveOpenings, GoOnUnscannedWithoutAService)
     EXPECT_THAT(take_lines(), Contains("200 outlook No ICAP server available"));
 }
 
-/// Opens messages until one is judged, as the link finds the service by its timer; gives up in the end.
+/// Opens messages until one is judged, because the link finds the service by its timer. Gives up after a limit.
 class LiveService : public LiveOpenings
 {
 protected:
@@ -236,7 +236,7 @@ TEST_F(LiveService, MayDieWhileAnItemIsOpenAndComeBackOnItsPortAndOnAnother)
     EXPECT_FALSE(item->read_complete());
     restarted.stop();
 
-    auto& second = start_service(); // the broker tells of its port
+    auto& second = start_service(); // the broker reports its port
     EXPECT_NE(old_port, second.port());
     EXPECT_TRUE(judged_in_time());
     EXPECT_FALSE(item->close());
@@ -268,7 +268,8 @@ TEST_F(LiveOpenings, NeedNoMoreOfTheProcessAfterTenThousand)
     attach(*condemned, L"loads.com", condemned_text());
     const auto rounds = [&](int count) {
         for (int i = 0; i < count; ++i) {
-            // The stored record stays without a verdict: each of these goes over the wire unless memory knows it.
+            // The stored record has no verdict: each of these is sent to the service unless memory contains its
+            // verdict.
             ASSERT_EQ(ScanResult::Clean, open(clean).verdict);
             ASSERT_EQ(ScanResult::Clean, open(plain_message("Another one.")).verdict);
             ASSERT_EQ(ScanResult::Blocked, open(condemned).verdict);
@@ -280,7 +281,7 @@ TEST_F(LiveOpenings, NeedNoMoreOfTheProcessAfterTenThousand)
     const auto before = process_resources::now();
     const std::size_t memory = ::test::heap_bytes();
     rounds(2500);
-    constexpr process_resources workers{2, 4}; // the system's pool takes one more now and then, with its handles
+    constexpr process_resources workers{2, 4}; // the system's pool occasionally adds one, with its handles
     const process_resources bound{before.threads + workers.threads, before.handles + workers.handles};
     const auto after = process_resources::settled(bound);
     EXPECT_LE(after.threads, bound.threads);

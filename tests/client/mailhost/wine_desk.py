@@ -1,4 +1,4 @@
-"""A Windows machine for tests: a Wine prefix of their own, its registry, and what runs in it."""
+"""A Windows machine for tests: a separate Wine prefix, its registry and the programs that run in it."""
 
 import json
 import os
@@ -6,7 +6,7 @@ import pathlib
 import subprocess
 import tempfile
 
-WAIT = 300  # seconds that one program may take
+WAIT = 300  # time limit of one program, in seconds
 
 
 class WineDesk:
@@ -15,14 +15,14 @@ class WineDesk:
         self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEDEBUG="-all", DISPLAY="",
                                 WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d")
         self.prefix.parent.mkdir(parents=True, exist_ok=True)
-        # The server stays between two programs: each start of it costs more than what is tested.
+        # The server keeps running between programs: starting it takes longer than the tested programs.
         subprocess.run(["wineserver", f"-p{WAIT}"], env=self.environment, timeout=WAIT)
         if not (self.prefix / "system.reg").exists():
             self.run("wineboot", "-i")
 
     def run(self, *arguments, cwd=None):
-        """Runs a program and gives what came of it; its output as text."""
-        # Into files: Wine's own services inherit a pipe, and would keep it open.
+        """Runs a program. Returns the completed process with its output as text."""
+        # The output goes to files: Wine's own services would inherit a pipe and keep it open.
         with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
             done = subprocess.run(["wine", *map(str, arguments)], env=self.environment, cwd=cwd, timeout=WAIT,
                                   stdin=subprocess.DEVNULL, stdout=out, stderr=err)
@@ -37,7 +37,7 @@ class WineDesk:
         subprocess.run(["wineserver", "-k"], env=self.environment, timeout=WAIT)
 
     def registry(self, root):
-        """All keys below a root, each with its values by name; the default value has the name "@"."""
+        """Returns all keys below a root, each with its values by name. The default value has the name "@"."""
         with tempfile.TemporaryDirectory() as folder:
             file = pathlib.Path(folder) / "keys.reg"
             self.run("reg", "export", root, windows_path(file), "/y")
@@ -95,7 +95,7 @@ def plain(value):
 
 
 def difference(before, after):
-    """Keys that are new or hold other values, and keys that are gone."""
+    """Returns the keys that are new or have other values, and the keys that were removed."""
     changed = {key: values for key, values in after.items() if before.get(key) != values}
     gone = sorted(key for key in before if key not in after)
     return changed, gone

@@ -13,7 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Switches the ledger on for one test.
+/// Enables the ledger for one test.
 class Ledger : public testing::Test
 {
 protected:

@@ -10,7 +10,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// A value that a get gave, cleared with its scope.
+/// A value returned by a get. Cleared by the destructor.
 struct got_value
 {
     got_value() { VariantInit(&value); }

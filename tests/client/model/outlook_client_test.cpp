@@ -155,7 +155,7 @@ TEST(CheckOutcome, IsReadFromTheLinesOfTheAddIn)
     EXPECT_EQ(S_OK, checked.check);
     EXPECT_EQ(ScanResult::Blocked, checked.verdict);
     EXPECT_EQ(E_FAIL, outcome.take().check);
-    outcome.hear({400, "outlook", "Message checked, result = -7"}); // what a message carries is believed
+    outcome.hear({400, "outlook", "Message checked, result = -7"}); // the value stored in a message is trusted
     EXPECT_EQ(-7, static_cast<std::int32_t>(outcome.take().verdict));
 }
 

@@ -7,7 +7,7 @@
 
 namespace host::test {
 
-/// One event as a sink got it. Arguments stand as they came: the last one first.
+/// One event as received by a sink. Arguments are in the order of transmission: the last one first.
 struct heard_event
 {
     DISPID id = 0;
@@ -15,13 +15,13 @@ struct heard_event
     std::vector<VARTYPE> types;
 };
 
-/// A sink for one event interface that keeps what it hears.
+/// A sink for one event interface that records the events.
 class recording_sink final : public ComObject<IDispatch>
 {
 public:
     using reaction = std::function<void(DISPID id, DISPPARAMS& parameters)>;
 
-    /// `react` is called within each event, if it isn't empty.
+    /// `react` is called during each event if it is not empty.
     explicit recording_sink(const IID& events, reaction react = {})
         : events_(events)
         , react_(std::move(react))
@@ -45,7 +45,7 @@ public:
         if (react_) {
             react_(id, *parameters);
         }
-        return E_FAIL; // nobody looks
+        return E_FAIL; // the result is ignored
     }
 
     std::vector<heard_event> heard;
@@ -61,7 +61,7 @@ private:
     reaction react_;
 };
 
-/// Advises a sink as an add-in does; 0 when it is refused.
+/// Advises a sink as an add-in does. Returns the cookie; 0 if it is refused.
 inline DWORD advise(IDispatch* source, const IID& events, IUnknown* sink)
 {
     ComPtr<IConnectionPointContainer> container;

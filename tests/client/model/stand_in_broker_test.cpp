@@ -9,7 +9,7 @@
 namespace host::test {
 namespace {
 
-/// What one call of a broker gave, cleared with its scope.
+/// The result of one call of a broker. Cleared by the destructor.
 struct broker_call
 {
     broker_call() { VariantInit(&value); }

@@ -8,7 +8,7 @@
 
 namespace host::test {
 
-/// An empty key that this process sees in the place of one of the registry's roots, while it lives.
+/// An empty key that replaces one of the registry's roots in this process for the lifetime of the object.
 class stand_in_registry
 {
 public:

@@ -14,14 +14,14 @@
 
 namespace host::test {
 
-/// What a run of the command came to.
+/// The result of one run of the command.
 struct command_result
 {
     int status = -1;
     std::string out;
     std::string err;
 
-    /// The lines of standard output as JSON.
+    /// Returns the lines of standard output, parsed as JSON.
     [[nodiscard]] std::vector<nlohmann::json> json() const
     {
         std::vector<nlohmann::json> lines;
@@ -33,7 +33,7 @@ struct command_result
     }
 };
 
-/// Runs the command inside this process.
+/// Runs the command in this process.
 inline command_result command(const std::vector<std::string>& arguments, bool shows_progress = false)
 {
     std::vector<const char*> pointers{"postwarden"};
@@ -68,7 +68,7 @@ inline std::string file_text(const std::filesystem::path& file)
     return text.str();
 }
 
-/// The patterns that the built-in engine knows, put together where they are needed.
+/// The patterns that the built-in engine detects, assembled at run time.
 inline std::string condemned_text()
 {
     return std::string("X5O!P%@AP[4\\PZX54(P^)7CC)7}$").append("EICAR-STANDARD-").append("ANTIVIRUS-TEST-FILE!$H+H*");
@@ -79,7 +79,7 @@ inline std::string repairable_text()
     return std::string("POSTWARDEN-").append("REPAIRABLE-TEST-PATTERN");
 }
 
-/// A port on which nobody listens: one that was free a moment ago.
+/// Returns a port on which no program listens: one that was free a moment ago.
 inline std::string closed_port()
 {
     return std::to_string(::test::loopback_socket::listen().port());

@@ -12,7 +12,7 @@
 namespace host::test {
 namespace {
 
-/// A check whose doings the test tells.
+/// A check whose behaviour the test specifies.
 class told_check final : public MessageCheck
 {
 public:

@@ -143,7 +143,7 @@ TEST_F(OpenCommand, OpensAsOftenAsAskedInOneProcess)
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(i + 1, lines[static_cast<std::size_t>(i)]["opening"]);
         EXPECT_EQ(1, lines[static_cast<std::size_t>(i)]["verdict"]);
-        // Nobody saved the message, so that the property of the first opening is gone with it.
+        // The message was not saved, so the property of the first opening is lost.
         EXPECT_TRUE(lines[static_cast<std::size_t>(i)]["before"]["verdict_property"].is_null());
     }
 }
@@ -254,13 +254,13 @@ TEST_F(OpenCommand, OpensOrRefusesEveryMessageOfThePythonTestSuite)
     }
 }
 
-/// The sample mailbox, made once.
+/// The sample mailbox, generated once.
 class SampleMailbox : public testing::Test
 {
 protected:
     static void SetUpTestSuite()
     {
-        folder_ = new temporary_folder; // ends with the suite
+        folder_ = new temporary_folder; // deleted at the end of the suite
         const std::string make = "python3 '" SAMPLES_FOLDER "/make_samples.py' '" + folder_->path().string() + "'";
         ASSERT_EQ(0, std::system((make + " > /dev/null").c_str()));
         result_ = new command_result(command({"open", "--json", folder_->path().string()}));

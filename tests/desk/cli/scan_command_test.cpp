@@ -67,7 +67,7 @@ TEST_F(ScanCommand, JudgesHttpRequestsAndResponses)
     EXPECT_EQ(2, scan("http-request", write("b", request(condemned_text())))["result"]);
     EXPECT_EQ(1, scan("http-response", write("c", exchange("fine")))["result"]);
     EXPECT_EQ(2, scan("http-response", write("d", exchange(condemned_text())))["result"]);
-    // A body that is longer than what an analyzer keeps, and one that ends with the file.
+    // A body larger than the capacity of an analyzer, and one that ends with the file.
     EXPECT_EQ(2, scan("http-response", write("e", exchange(std::string(100000, 'x') + condemned_text())))["result"]);
     EXPECT_EQ(2, scan("http-response", write("f", "GET http://a.example.com/ HTTP/1.1\r\nHost: a\r\n\r\n"
                                                   "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n" +
@@ -92,7 +92,7 @@ TEST_F(ScanCommand, KeepsWhatWasRepaired)
         EXPECT_EQ("left [removed] right", file_text(target)) << kind;
         std::filesystem::remove(target);
     }
-    EXPECT_EQ("left " + repairable_text() + " right", file_text(damaged)); // the file itself stays
+    EXPECT_EQ("left " + repairable_text() + " right", file_text(damaged)); // the file itself is unchanged
     const auto http = write("d", exchange("left " + repairable_text() + " right"));
     EXPECT_EQ(0, command({"scan", "--kind", "http-response", "--repaired-to", target.string(), http}).status);
     EXPECT_THAT(file_text(target),
@@ -154,7 +154,7 @@ TEST_F(ScanCommand, NeedsAService)
 
 TEST_F(ScanCommand, TellsACleanResultThatNobodyGave)
 {
-    // The service answers OPTIONS and then nothing more.
+    // The service responds to OPTIONS and then no more.
     ::test::scripted_peer peer({::test::conversation()
                                     .expect_until("\r\n\r\n")
                                     .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"

@@ -11,7 +11,7 @@
 namespace host::test {
 namespace {
 
-/// A service of this process.
+/// A service in this process.
 class running_server
 {
 public:
@@ -149,7 +149,7 @@ TEST_F(OpenWithSettings, RefusesAFileThatIsNoneBeforeAnythingIsOpened)
         ASSERT_EQ(1U, lines_of(result.err).size());
         EXPECT_EQ(0U, result.err.find("postwarden: " + file + ": ")) << result.err;
     }
-    // For people: not where in the source it was found.
+    // The text for users does not contain the source location of the error.
     EXPECT_EQ("postwarden: " + broken + ": holds no settings blob\n",
               command({"open", "--settings", broken, mail}).err);
 }

@@ -46,7 +46,7 @@ protected:
         return SettingsFromBlob({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     }
 
-    /// The names that stand in the folder.
+    /// Returns the names of the files in the folder.
     std::vector<std::string> names()
     {
         std::vector<std::string> found;

@@ -68,7 +68,7 @@ TEST(CopyName, IsCutBetweenTwoCharacters)
     EXPECT_EQ(wide.substr(0, 198) + "-7.msg", copy_name(place_of(wide + ".mbox", 7), mail_format::msg));
 }
 
-/// Runs of "postwarden open" that save.
+/// Runs "postwarden open" with options that save messages.
 class SavedMessages : public testing::Test
 {
 protected:
@@ -144,7 +144,7 @@ TEST_F(SavedMessages, HoldTheVerdictSoThatNobodyIsAskedAgain)
         const auto file = write("one.eml", condemned_mail());
         const auto first = command({"open", "--json", "--save", to(form), "--format", form, file});
         ASSERT_EQ(0, first.status) << first.err;
-        // Nobody listens there: what isn't known would stay unjudged.
+        // No program listens on this port: a message without a known verdict would stay unjudged.
         const auto again = command({"open", "--json", "--saved", "--port", closed_port(), to(form)});
         const auto line = again.json().at(0);
         EXPECT_EQ(2, line["verdict"]) << form;
@@ -203,12 +203,12 @@ TEST_F(SavedMessages, WithoutTheVerdictAreBlockedAtTheSecondOpening)
     ASSERT_EQ(2U, lines.size());
     EXPECT_EQ("opened", lines[0]["display"]);
     EXPECT_TRUE(lines[0]["after"]["verdict_property"].is_null());
-    // What was done stands in the copy; that it was done stands in memory only.
+    // The copy contains the changes. The verdict is in memory only.
     EXPECT_EQ(3, lines[1]["before"]["body_type"]);
     EXPECT_TRUE(lines[1]["before"]["verdict_property"].is_null());
     EXPECT_EQ("blocked", lines[1]["display"]);
     EXPECT_EQ(2, lines[1]["verdict"]);
-    // A client that starts later knows nothing, and finds the old text, which was kept.
+    // A client that is started later has no verdict in memory and finds the old text, which was kept.
     const auto later = command({"open", "--json", "--saved", to()}).json().at(0);
     EXPECT_EQ("opened", later["display"]);
     EXPECT_EQ(2, later["verdict"]);

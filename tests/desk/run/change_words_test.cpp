@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::string_literals;
 
-/// A message with a plain body and three attachments, before and after something was done to it.
+/// A message with a plain body and three attachments, before and after a change.
 class ChangeWords : public testing::Test
 {
 protected:
@@ -68,7 +68,7 @@ TEST_F(ChangeWords, TellAnAttachmentThatLeftNoNotice)
     record.attachments.erase(2);
     EXPECT_EQ("1 attachment removed", words());
     record.attachments.erase(0);
-    add(7, L"one.doc.htm", L"text/plain"); // no notice by its type
+    add(7, L"one.doc.htm", L"text/plain"); // its type is not that of a notice
     EXPECT_EQ("2 attachments removed, 1 attachment added", words());
 }
 
@@ -123,7 +123,7 @@ TEST_F(ChangeWords, TellOtherContentsUnderTheSameNumber)
     record.attachments.at(1).properties->set(PR_ATTACH_DATA_BIN, property_value::of_binary(bytes_of("other")));
     EXPECT_EQ("1 attachment changed", words());
     add(9, L"new.txt", L"text/plain");
-    add(10, L"image.png", L"image/png"); // neither hidden nor named by the body
+    add(10, L"image.png", L"image/png"); // neither hidden nor referenced by the body
     EXPECT_EQ("1 attachment changed, 2 attachments added", words());
 }
 

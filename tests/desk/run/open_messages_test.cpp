@@ -19,7 +19,7 @@ std::string subject_of(const message_record& message)
     return {text.begin(), text.end()};
 }
 
-/// Writes down what is opened, and puts "!" behind its subject.
+/// Records the messages that are opened, and appends "!" to their subjects.
 class told_opener final : public message_opener
 {
 public:
@@ -40,7 +40,7 @@ public:
     ScanResult verdict = ScanResult::Clean;
 };
 
-/// Copies in memory that fail when they are told to.
+/// Copies in memory that fail on request.
 class told_copies final : public message_copies
 {
 public:
@@ -159,7 +159,7 @@ TEST_F(OpenMessages, ThatCannotBeSavedAreToldAndCounted)
         EXPECT_EQ(0U, totals.unreadable) << where_it_fails;
     }
     EXPECT_THAT(err.str(), HasSubstr("postwarden: mail-0: it cannot be saved: told to fail"));
-    EXPECT_EQ(4U, lines_of(out.str()).size()); // they were opened all the same
+    EXPECT_EQ(4U, lines_of(out.str()).size()); // the messages were still opened
 }
 
 TEST_F(OpenMessages, ThatCannotBeSavedAreNotReopened)

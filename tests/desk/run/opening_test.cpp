@@ -64,8 +64,8 @@ TEST(Columns, AreFilledOrCut)
     EXPECT_EQ("abcd\u2026", fitted("abcdef", 5));
     EXPECT_EQ("\u5FA1\u898B\u2026", fitted("\u5FA1\u898B\u7A4D\u66F8", 5));
     EXPECT_EQ(5U, columns_of(fitted("\u5FA1\u898B\u7A4D\u66F8", 5)));
-    EXPECT_EQ(4U, columns_of(fitted("\u5FA1\u898B\u7A4D\u66F8", 4))); // the cut leaves a column over
-    EXPECT_EQ("a?b", fitted("a\nb", 3));                              // nothing that moves the cursor
+    EXPECT_EQ(4U, columns_of(fitted("\u5FA1\u898B\u7A4D\u66F8", 4))); // the truncated text leaves one column free
+    EXPECT_EQ("a?b", fitted("a\nb", 3));                              // no character that moves the cursor
     EXPECT_EQ("a?[2Jb", fitted("a\x1B[2Jb", 6));
 }
 
@@ -148,7 +148,7 @@ TEST(Paths, AreUtf8Everywhere)
     std::filesystem::remove_all(folder);
 }
 
-/// Judges by the subject, and marks what it has opened.
+/// Judges by the subject, and marks the messages that it has opened.
 class marking_client final : public message_opener
 {
 public:

@@ -9,7 +9,7 @@ namespace {
 
 using testing::StartsWith;
 
-/// The text with which JSON is refused; "" if it is taken.
+/// Returns the text of the error for JSON that is rejected; "" if it is accepted.
 std::string Refusal(const std::string& json)
 {
     try {

@@ -9,8 +9,8 @@
 
 namespace {
 
-// What the system gives depends on the system and the account: the functions may be missing, and only the local
-// system's account may make the namespace.
+// The result depends on the system and the account: the functions may be missing, and only the local system account
+// may create the namespace.
 TEST(HoldPresence, EitherHoldsOrSaysWhyNot)
 {
     std::string refusal;

@@ -20,7 +20,7 @@ using presence::lock_state;
 using presence::look_at;
 using testing::HasSubstr;
 
-/// Sets a variable of the environment while it lives.
+/// Sets an environment variable for the lifetime of the object.
 class variable
 {
 public:
@@ -138,7 +138,7 @@ TEST_F(LockFile, IsNotTakenWhereOthersMayWrite)
 TEST_F(LockFile, OfAnotherOwnerIsNeitherBelievedNorTaken)
 {
     if (::geteuid() != 0) {
-        // Without root nobody else's file can be made; one's own is somebody else's to another user.
+        // Files of other users cannot be created without root. A file of this user is a foreign one to another user.
         const lock_holder holder(place);
         place.owner += 1;
         EXPECT_EQ(look_at(place), lock_state::untrusted);

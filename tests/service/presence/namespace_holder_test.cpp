@@ -11,7 +11,7 @@ namespace {
 using presence::namespace_holder;
 using presence::object_handle;
 
-/// A system of functions that keep account of what is open and fail when told to.
+/// Replacements for the system's functions that record open handles and fail on request.
 class NamespaceHolder : public ::testing::Test
 {
 protected:
