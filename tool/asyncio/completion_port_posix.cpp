@@ -151,15 +151,16 @@ void completion_port::impl::lead(std::unique_lock<std::mutex>& lock)
     lock.unlock();
     epoll_event ready{};
     const int count = ::epoll_wait(epoll_, &ready, 1, -1);
+    const std::uint64_t id = ready.data.u64; // no reference can be bound to a field of this packed structure
     completion done;
     bool finished = false;
-    if (count == 1 && ready.data.u64 == 0) {
+    if (count == 1 && id == 0) {
         drain_wake_ups();
     } else if (count == 1) {
         std::shared_ptr<endpoint> target;
         {
             const std::lock_guard guard(lock_);
-            if (const auto known = endpoints_.find(ready.data.u64); known != endpoints_.end()) {
+            if (const auto known = endpoints_.find(id); known != endpoints_.end()) {
                 target = known->second.lock();
             }
         }
