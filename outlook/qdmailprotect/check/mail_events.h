@@ -15,16 +15,20 @@ using EventHandlerFactory =
 
 /// What the mail client's item events lead to. Each loaded item gets a handler; before a read the message is checked,
 /// and a block is delivered through `Cancel` of the next read-complete event, of whatever item. Made with MakeCom; the
-/// handlers hold references to it while they are advised. All of it runs on the thread that delivers events.
+/// handlers hold references to their owner while they are advised. All of it runs on the thread that delivers events.
 ///
 /// Order of the events of one item: OnItemLoad, OnBeforeRead, OnReadComplete, OnUnload. The first comes from the
-/// application, the others through the item's handler.
+/// application, the others through the item's handler and its owner.
 class MailEvents final : public ComObject<IMailItemNotifications>
 {
 public:
     /// A null `clock` stands for the system's; another outlives this object.
     MailEvents(std::shared_ptr<MessageCheck> check, std::shared_ptr<ItemEventSource> events,
                const winapi::time_source* clock = nullptr, EventHandlerFactory factory = {});
+
+    /// `owner` hears the events of the items that are loaded from now on, and calls this object for each; null stands
+    /// for this object, the owner at first. It is kept alive by the handlers alone: it is replaced before it ends.
+    void SetOwner(IMailItemNotifications* owner) noexcept { owner_ = owner ? owner : this; }
 
     /// From now on the next check may connect on its own thread. Called when the mail client has finished starting.
     void SetConnectNow() noexcept { connectNow_ = true; }
@@ -43,7 +47,7 @@ public:
                                                      std::int32_t* Cancel) override;
 
     /// Lets go of the handlers that are left, without an unload event. Called at disconnection: the handlers that are
-    /// advised and this object hold each other.
+    /// advised hold their owner, which holds this object.
     void ReleaseHandlers();
     [[nodiscard]] std::size_t HandlerCount() const noexcept { return handlers_.size(); }
 
@@ -57,6 +61,7 @@ private:
     std::shared_ptr<ItemEventSource> events_;
     const winapi::time_source* clock_;
     EventHandlerFactory factory_;
+    IMailItemNotifications* owner_ = this; ///< an own reference would be a circle
     bool connectNow_ = false;
     bool displayBlocked_ = false; ///< one for all items
     std::map<IUnknown*, ComPtr<IMailItemEventHandler>> handlers_;
