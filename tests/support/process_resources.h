@@ -11,9 +11,10 @@ struct process_resources
     std::size_t threads = 0;
     std::size_t handles = 0;
 
+    /// A thread that has been joined is not counted, not even while the system still lists it.
     [[nodiscard]] static process_resources now();
-    /// What there is once no more than `allowed` is left; a thread that has been joined may still be on its way out,
-    /// so this looks again for up to five seconds.
+    /// What there is once no more than `allowed` is left. Threads that nobody joins may still end, so this looks again
+    /// for up to five seconds.
     [[nodiscard]] static process_resources settled(const process_resources& allowed);
 
     friend bool operator==(const process_resources&, const process_resources&) = default;
