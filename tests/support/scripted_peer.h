@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -30,8 +31,9 @@ public:
     conversation& send_bytewise(std::string bytes) &;
     /// Only reads until scripted_peer::release is called; one release lets one such step pass. Ends with the client.
     conversation& wait() &;
-    /// Lets this many milliseconds pass without reading, so that what was sent before arrives in a piece of its own.
-    conversation& pause(int milliseconds) &;
+    /// Does not even read until `met`, which is asked again and again, gives true: until what was sent before has
+    /// arrived as a piece of its own, or what was not read has filled the connection.
+    conversation& hold_until(std::function<bool()> met) &;
     conversation& close() &;
     conversation& reset() &;
 
@@ -40,7 +42,7 @@ public:
     conversation&& send(std::string bytes) && { return std::move(send(std::move(bytes))); }
     conversation&& send_bytewise(std::string bytes) && { return std::move(send_bytewise(std::move(bytes))); }
     conversation&& wait() && { return std::move(wait()); }
-    conversation&& pause(int milliseconds) && { return std::move(pause(milliseconds)); }
+    conversation&& hold_until(std::function<bool()> met) && { return std::move(hold_until(std::move(met))); }
     conversation&& close() && { return std::move(close()); }
     conversation&& reset() && { return std::move(reset()); }
 
@@ -53,7 +55,7 @@ private:
         send,
         send_bytewise,
         wait,
-        pause,
+        hold_until,
         close,
         reset
     };
@@ -62,6 +64,7 @@ private:
         action what;
         std::size_t count = 0;
         std::string text;
+        std::function<bool()> met;
     };
     std::vector<step> steps_;
 };
@@ -113,6 +116,7 @@ private:
     bool read_until_enough(connection& served, const step& next);
     bool read_some(connection& served);
     bool wait_for_release(connection& served);
+    bool hold(const step& next);
     void complain(const std::string& text);
 
     loopback_socket listener_;

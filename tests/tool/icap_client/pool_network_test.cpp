@@ -1,5 +1,6 @@
 #include "tests/support/process_resources.h"
 #include "tests/tool/icap_client/session_fixture.h"
+#include "tool/asyncio/event.h"
 #include "tool/icap_client/session_manager.h"
 
 #include <gtest/gtest.h>
@@ -257,6 +258,8 @@ TEST_F(PoolOnTheNetwork, EightThreadsSurviveFailingSessionsAndATermination)
     }
     scripted_peer peer(std::move(conversations));
     const auto pool = pool_at(peer, 2, 500);
+    std::atomic<int> scans{0};
+    tpl::event in_the_midst;
     std::atomic<int> finished{0};
     std::vector<std::thread> users;
     for (int count = 0; count < threads; ++count) {
@@ -264,14 +267,19 @@ TEST_F(PoolOnTheNetwork, EightThreadsSurviveFailingSessionsAndATermination)
             try {
                 for (int number = 0; number < 8; ++number) {
                     scan(pool, mail_of("body", 30));
+                    if (++scans == threads) {
+                        in_the_midst.set();
+                    }
                 }
             } catch (const std::exception&) {
                 // The pool was terminated, or a connection failed in its OPTIONS exchange.
             }
-            ++finished;
+            if (++finished == threads) {
+                in_the_midst.set();
+            }
         });
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(in_the_midst.wait(60000), tpl::wait_result::signalled);
     pool->terminate();
     for (auto& user : users) {
         user.join();
