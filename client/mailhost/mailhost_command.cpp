@@ -17,7 +17,6 @@
 #include "tool/system/conversions.h"
 #include "tool/system/registry.h"
 
-#include <atomic>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -51,8 +50,6 @@ public:
         : listener_([this](std::string_view line) { hear(line); })
     {}
     [[nodiscard]] check_outcome& outcome() noexcept { return outcome_; }
-    /// Returns true if a connection was requested at least once and could not be made.
-    [[nodiscard]] bool refused() const noexcept { return refused_; }
 
 private:
     void hear(std::string_view line)
@@ -62,12 +59,10 @@ private:
             return;
         }
         outcome_.hear(parts);
-        refused_ = refused_ || parts.text == "No ICAP server available" || parts.text == "Scan server is unavailable";
         LOG_LINE(logging::log_manager::default_manager().get_logger(parts.logger), parts.level, parts.text);
     }
 
     check_outcome outcome_;
-    std::atomic<bool> refused_{false};
     trace_listener listener_;
 };
 
@@ -219,7 +214,7 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
     if (report_leaks(where)) {
         return exit_status::leak;
     }
-    if ((!target || target->asked_for()) && trace.refused()) {
+    if ((!target || target->asked_for()) && trace.outcome().refused()) {
         report(where, target ? "127.0.0.1:" + std::to_string(target->port()) : file,
                "no scanning service answers there");
         return exit_status::no_service;

@@ -21,6 +21,12 @@ bool number_behind(std::string_view text, std::string_view beginning, int base, 
     return problem == std::errc() && end == text.data() + text.size();
 }
 
+/// What the link writes when the service cannot be reached; the reason follows it at once.
+bool is_refusal(std::string_view text)
+{
+    return text == "No ICAP server available" || text.starts_with("Scan server is unavailable");
+}
+
 } // namespace
 
 void check_outcome::hear(const trace_line& line)
@@ -31,6 +37,7 @@ void check_outcome::hear(const trace_line& line)
     std::int32_t verdict = 0;
     std::uint32_t failure = 0;
     const std::lock_guard guard(lock_);
+    refused_ = refused_ || is_refusal(line.text);
     if (number_behind(line.text, "Message checked, result = ", 10, verdict)) {
         last_ = {S_OK, static_cast<ScanResult>(verdict)};
     } else if (number_behind(line.text, "Failed to check message, hr = ", 16, failure)) {
@@ -42,6 +49,12 @@ check_outcome::result check_outcome::take()
 {
     const std::lock_guard guard(lock_);
     return std::exchange(last_, {});
+}
+
+bool check_outcome::refused() const
+{
+    const std::lock_guard guard(lock_);
+    return refused_;
 }
 
 } // namespace host

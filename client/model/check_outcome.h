@@ -24,10 +24,13 @@ public:
     void hear(const trace_line& line);
     /// Returns the outcome since the last call.
     result take();
+    /// A connection to the service was asked for and could not be had, once or more.
+    [[nodiscard]] bool refused() const;
 
 private:
-    std::mutex lock_;
+    mutable std::mutex lock_;
     result last_;
+    bool refused_ = false;
 };
 
 } // namespace host

@@ -1,6 +1,8 @@
 #include "tests/support/scripted_peer.h"
 
 #include <array>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace test {
@@ -14,49 +16,49 @@ constexpr int poll_milliseconds = 20;
 
 conversation& conversation::expect(std::size_t count) &
 {
-    steps_.push_back({action::expect, count, {}});
+    steps_.push_back({action::expect, count, {}, {}});
     return *this;
 }
 
 conversation& conversation::expect_until(std::string marker) &
 {
-    steps_.push_back({action::expect_until, 0, std::move(marker)});
+    steps_.push_back({action::expect_until, 0, std::move(marker), {}});
     return *this;
 }
 
 conversation& conversation::send(std::string bytes) &
 {
-    steps_.push_back({action::send, 0, std::move(bytes)});
+    steps_.push_back({action::send, 0, std::move(bytes), {}});
     return *this;
 }
 
 conversation& conversation::send_bytewise(std::string bytes) &
 {
-    steps_.push_back({action::send_bytewise, 0, std::move(bytes)});
+    steps_.push_back({action::send_bytewise, 0, std::move(bytes), {}});
     return *this;
 }
 
 conversation& conversation::wait() &
 {
-    steps_.push_back({action::wait, 0, {}});
+    steps_.push_back({action::wait, 0, {}, {}});
     return *this;
 }
 
-conversation& conversation::pause(int milliseconds) &
+conversation& conversation::hold_until(std::function<bool()> met) &
 {
-    steps_.push_back({action::pause, static_cast<std::size_t>(milliseconds), {}});
+    steps_.push_back({action::hold_until, 0, {}, std::move(met)});
     return *this;
 }
 
 conversation& conversation::close() &
 {
-    steps_.push_back({action::close, 0, {}});
+    steps_.push_back({action::close, 0, {}, {}});
     return *this;
 }
 
 conversation& conversation::reset() &
 {
-    steps_.push_back({action::reset, 0, {}});
+    steps_.push_back({action::reset, 0, {}, {}});
     return *this;
 }
 
@@ -140,9 +142,8 @@ bool scripted_peer::perform(connection& served, const step& next)
         return true;
     case action::wait:
         return wait_for_release(served);
-    case action::pause:
-        std::this_thread::sleep_for(std::chrono::milliseconds(next.count));
-        return true;
+    case action::hold_until:
+        return hold(next);
     case action::close:
         served.socket.close();
         return false;
@@ -211,6 +212,19 @@ bool scripted_peer::wait_for_release(connection& served)
         }
     }
     return false;
+}
+
+bool scripted_peer::hold(const step& next)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!next.met()) {
+        if (stop_ || std::chrono::steady_clock::now() > deadline) {
+            complain("what a step was held for did not come");
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 void scripted_peer::release()

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -30,8 +31,9 @@ public:
     conversation& send_bytewise(std::string bytes) &;
     /// Only reads until scripted_peer::release is called; one release ends one such step. Also ends with the client.
     conversation& wait() &;
-    /// Waits this many milliseconds without reading, so that the bytes sent before arrive as a separate piece.
-    conversation& pause(int milliseconds) &;
+    /// Stops reading until `met`, which is called repeatedly, returns true: until the bytes sent before have arrived as
+    /// a separate piece, or unread bytes have filled the connection.
+    conversation& hold_until(std::function<bool()> met) &;
     conversation& close() &;
     conversation& reset() &;
 
@@ -40,7 +42,7 @@ public:
     conversation&& send(std::string bytes) && { return std::move(send(std::move(bytes))); }
     conversation&& send_bytewise(std::string bytes) && { return std::move(send_bytewise(std::move(bytes))); }
     conversation&& wait() && { return std::move(wait()); }
-    conversation&& pause(int milliseconds) && { return std::move(pause(milliseconds)); }
+    conversation&& hold_until(std::function<bool()> met) && { return std::move(hold_until(std::move(met))); }
     conversation&& close() && { return std::move(close()); }
     conversation&& reset() && { return std::move(reset()); }
 
@@ -53,7 +55,7 @@ private:
         send,
         send_bytewise,
         wait,
-        pause,
+        hold_until,
         close,
         reset
     };
@@ -62,6 +64,7 @@ private:
         action what;
         std::size_t count = 0;
         std::string text;
+        std::function<bool()> met;
     };
     std::vector<step> steps_;
 };
@@ -112,6 +115,7 @@ private:
     bool read_until_enough(connection& served, const step& next);
     bool read_some(connection& served);
     bool wait_for_release(connection& served);
+    bool hold(const step& next);
     void complain(const std::string& text);
 
     loopback_socket listener_;

@@ -46,6 +46,12 @@ void input_queue::stop()
     wait_->unregister();
 }
 
+bool input_queue::is_stopping() const
+{
+    const std::lock_guard guard(lock_);
+    return stop_;
+}
+
 std::size_t input_queue::size() const
 {
     const std::lock_guard guard(lock_);

@@ -44,6 +44,8 @@ public:
     void push(std::shared_ptr<icap::buffer> bytes);
     /// Waits until a running handler has returned; no handler runs afterwards. The handler must not call this function.
     void stop();
+    /// True once stop() was called: no further buffer is handled, though a handler may still run. Any thread may ask.
+    [[nodiscard]] bool is_stopping() const;
     [[nodiscard]] std::size_t size() const;
 
 private:

@@ -109,7 +109,7 @@ void MailEvents::OnItemLoad(IUnknown* item)
     if (!handler) {
         return;
     }
-    const HRESULT result = AdviseHandler(*handler, static_cast<IMailItemNotifications*>(this), item);
+    const HRESULT result = AdviseHandler(*handler, owner_, item);
     if (FAILED(result)) {
         LOG_LINE(logging::outlook_log(), 200, "Failed to advise for the mail item events, hr=0x" << HexResult(result));
         return;

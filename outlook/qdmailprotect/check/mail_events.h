@@ -15,17 +15,22 @@ using EventHandlerFactory =
 
 /// Handles the mail client's item events. Each loaded item gets a handler. The message is checked before it is read. A
 /// block is reported through `Cancel` of the next read-complete event, regardless of its item. Must be created with
-/// MakeCom; the handlers hold references to this object while they are advised. All operations must be called on the
+/// MakeCom; the handlers hold references to their owner while they are advised. All operations must be called on the
 /// thread that delivers events.
 ///
 /// The events of one item are delivered in this order: OnItemLoad, OnBeforeRead, OnReadComplete, OnUnload. The
-/// application delivers the first one, the item's handler the others.
+/// application delivers the first one, the item's handler and its owner the others.
 class MailEvents final : public ComObject<IMailItemNotifications>
 {
 public:
     /// If `clock` is null, the system clock is used; otherwise `clock` must outlive this object.
     MailEvents(std::shared_ptr<MessageCheck> check, std::shared_ptr<ItemEventSource> events,
                const winapi::time_source* clock = nullptr, EventHandlerFactory factory = {});
+
+    /// Sets the owner of the handlers that are created from now on. The owner receives their events and calls this
+    /// object for each; null selects this object, which is the initial owner. Only the handlers hold references to it:
+    /// it must be replaced before it is destroyed.
+    void SetOwner(IMailItemNotifications* owner) noexcept { owner_ = owner ? owner : this; }
 
     /// Allows the next check to connect on its own thread. Called when the mail client has finished starting.
     void SetConnectNow() noexcept { connectNow_ = true; }
@@ -45,7 +50,7 @@ public:
                                                      std::int32_t* Cancel) override;
 
     /// Releases the remaining handlers without an unload event. Called at disconnection, because the advised handlers
-    /// and this object hold references to each other.
+    /// hold their owner, which holds this object.
     void ReleaseHandlers();
     [[nodiscard]] std::size_t HandlerCount() const noexcept { return handlers_.size(); }
 
@@ -59,6 +64,7 @@ private:
     std::shared_ptr<ItemEventSource> events_;
     const winapi::time_source* clock_;
     EventHandlerFactory factory_;
+    IMailItemNotifications* owner_ = this; ///< not counted, since a reference to itself would be a cycle
     bool connectNow_ = false;
     bool displayBlocked_ = false; ///< shared by all items
     std::map<IUnknown*, ComPtr<IMailItemEventHandler>> handlers_;

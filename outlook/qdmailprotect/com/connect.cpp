@@ -19,10 +19,13 @@ CConnect::CConnect(ConnectServices services)
     , strings_(std::move(services.strings))
     , checker_(std::make_shared<MailChecker>(services.checker))
     , events_(MakeCom<MailEvents>(checker_, std::make_shared<ItemConnectionPoints>(), services.checker.clock))
-{}
+{
+    events_->SetOwner(this);
+}
 
 CConnect::~CConnect()
 {
+    events_->SetOwner(nullptr); // the application's sink may outlive this object
     // A client whose connection was rejected may destroy the object without disconnecting.
     if (mapiInitialized_) {
         EventBorder("MAPIUninitialize", [this] { environment_->UninitializeMapi(); });

@@ -30,6 +30,7 @@ INTERFACE = "{2B6E9A14-53C7-4E0D-A17F-940C6D3E825B}"
 AUTOMATION = "{00020424-0000-0000-C000-000000000046}"
 ADDIN_NAME = "Morvelane Lab Outlook Addin"
 ADDINS = "Software\\Microsoft\\Office\\Outlook\\Addins"
+REFUSED = 1603 & 0xFF  # a fatal error of the installation, as the system cuts it
 PARENTS = {"Software\\Microsoft\\Office", "Software\\Microsoft\\Office\\Outlook", ADDINS}
 
 
@@ -99,15 +100,18 @@ def own_view(keys):
 
 
 class Machine(unittest.TestCase):
-    """Reports, at the end of each test, what it left behind."""
+    """Compares the registry at the end of each test with its contents before all of them."""
     maxDiff = None
 
-    def setUp(self):
+    @classmethod
+    def setUpClass(cls):
         unregister_all()
-        for parent in sorted(PARENTS):  # never removed, since they may contain other add-ins
-            DESK.run("reg", "add", "HKLM\\" + parent, "/f")
-        self.machine = DESK.registry("HKLM\\Software")
-        self.user = DESK.registry("HKCU\\Software")
+        cls.note_registry()
+
+    @classmethod
+    def note_registry(cls):
+        cls.machine = DESK.registry("HKLM\\Software")
+        cls.user = DESK.registry("HKCU\\Software")
 
     def changes(self):
         machine, gone = difference(self.machine, DESK.registry("HKLM\\Software"))
@@ -122,6 +126,9 @@ class Machine(unittest.TestCase):
 
 
 class Registration(Machine):
+    def tearDown(self):
+        unregister_all()
+
     def test_for_the_machine_writes_what_is_told_and_takes_it_back(self):
         self.assertEqual(0, register())
         path = windows_path(module())
@@ -172,12 +179,15 @@ class Package(Machine):
     INSTALLED = "C:\\Program Files\\Morvelane Lab\\postwarden\\"
 
     def setUp(self):
-        super().setUp()
         self.package = next((WINDOWS / "packaging").glob("postwarden-*-x64.msi"))
         self.files = self.program_files()
 
-    def tearDown(self):
-        installer("/x", self.package)
+    def install(self, package, *properties):
+        self.assertEqual(0, DESK.install("/i", package, *properties))
+        self.addCleanup(DESK.install, "/x", package)  # where the test has removed it there is nothing to do
+
+    def remove(self, package):
+        self.assertEqual(0, DESK.install("/x", package))
 
     def program_files(self):
         root = DESK.prefix / "drive_c/Program Files"
@@ -187,62 +197,59 @@ class Package(Machine):
         return {file.replace("\\", "/") for file in self.program_files() - self.files}
 
     def test_writes_the_entries_of_self_registration_and_leaves_nothing(self):
-        installer("/i", self.package)
+        self.install(self.package)
         path = self.INSTALLED + "postwarden.dll"
         self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
         self.assertEqual({"Morvelane Lab", "Morvelane Lab/postwarden", "Morvelane Lab/postwarden/postwarden.dll"},
                          self.installed_files())
         done = mailhost(FOLDER / "empty")
         self.assertEqual(3, done.returncode, done.stderr)
-        installer("/x", self.package)
+        self.remove(self.package)
         self.assertEqual(set(), self.installed_files())
         machine, user = self.changes()
         self.assertEqual(({}, {}), (machine, user))
 
     def test_repairs_what_was_broken(self):
-        installer("/i", self.package)
+        self.install(self.package)
         DESK.remove_key("HKLM\\Software\\Classes\\CLSID\\" + CLASS)
         (DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll").unlink()
         # Equivalent to "msiexec /famus"; Wine supports only the long form.
-        installer("/i", self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")
+        self.install(self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")
         path = self.INSTALLED + "postwarden.dll"
         self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
         self.assertIn("Morvelane Lab/postwarden/postwarden.dll", self.installed_files())
 
     def test_installs_the_german_texts_when_asked(self):
-        installer("/i", self.package, "ADDLOCAL=ALL")
+        self.install(self.package, "ADDLOCAL=ALL")
         self.assertIn("Morvelane Lab/postwarden/postwarden_loc.dll", self.installed_files())
         message = FOLDER / "messages" / "25-condemned-body.msg"
         opened = json_lines(mailhost("--json", message).stdout)
         self.assertTrue(opened[0]["after"]["subject"].startswith("[Morvelane Ostrand 10.1] Es wurde"), opened)
-        installer("/x", self.package)
+        self.remove(self.package)
         self.assertEqual(set(), self.installed_files())
 
     def test_takes_the_place_of_an_older_version(self):
-        installer("/i", self.package)
+        self.install(self.package)
         newer = FOLDER / "newer"
         newer.mkdir(exist_ok=True)
         for name in ("postwarden.wxs", "postwarden.dll", "postwarden_loc.dll"):
             shutil.copy(WINDOWS / "packaging" / name, newer)
         subprocess.run(["wixl", "-a", "x64", "-D", "Version=9.0.0", "-o", "newer.msi", "postwarden.wxs"], cwd=newer,
                        check=True)
-        installer("/i", newer / "newer.msi")
+        self.install(newer / "newer.msi")
         products = installed_products()
         self.assertEqual(1, len(products), products)
-        installer("/i", self.package)  # an older version is refused
+        self.assertEqual(REFUSED, DESK.install("/i", self.package))  # an older version
         self.assertEqual(products, installed_products())
         path = self.INSTALLED + "postwarden.dll"
         self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
-        installer("/x", newer / "newer.msi")
+        self.remove(newer / "newer.msi")
         self.assertEqual(set(), self.installed_files())
 
 
 def installed_products():
-    return [key for key in DESK.registry("HKLM\\Software") if re.search(r"Installer\\Products\\[0-9A-F]+$", key)]
-
-
-def installer(action, package, *properties):
-    return DESK.run("msiexec", action, windows_path(package), "/qn", *properties)
+    return [key for key in DESK.registry("HKLM\\Software\\Classes\\Installer")
+            if re.search(r"Installer\\Products\\[0-9A-F]+$", key)]
 
 
 class Service:
@@ -340,13 +347,17 @@ class Samples(unittest.TestCase):
 class Mailhost(Machine):
     MESSAGE = "01-status-report.msg"
 
+    @classmethod
+    def setUpClass(cls):
+        pass  # one test alone compares
+
+    @classmethod
+    def tearDownClass(cls):
+        unregister_all()
+
     def setUp(self):
-        super().setUp()
         self.message = FOLDER / "messages" / self.MESSAGE
         self.assertEqual(0, register())
-
-    def tearDown(self):
-        register("/u")
 
     def test_says_when_no_add_in_is_there(self):
         register("/u")
@@ -409,6 +420,9 @@ class Mailhost(Machine):
 
     def test_takes_its_traces_in_the_registry_back(self):
         log = FOLDER / "mailhost.log"
+        unregister_all()
+        self.note_registry()
+        self.assertEqual(0, register())
         done = mailhost("--registry", "KeepVerdictInEmail=1", "--log", windows_path(log), "--log-level", "500",
                         self.message)
         self.assertEqual(0, done.returncode, done.stderr)
@@ -521,10 +535,10 @@ def encrypt(folder, mail, target):
                         "For your eyes", certificate], check=True)
 
 
-def main():
-    global WINDOWS, LINUX, SAMPLES, DESK, FOLDER
-    WINDOWS, LINUX, SAMPLES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
-    DESK = WineDesk(WINDOWS / "wine")
+def run_tests():
+    global FOLDER
+    for parent in sorted(PARENTS):  # they stay, as other add-ins may stand there
+        DESK.add_key("HKLM\\" + parent)
     DESK.set_text("HKLM\\Software\\Clients\\Mail", "", "postwarden test")
     DESK.set_text("HKLM\\Software\\Clients\\Mail\\postwarden test", "DLLPathEx",
                   windows_path(WINDOWS / "client/mapi_provider.dll"))
@@ -532,8 +546,17 @@ def main():
         FOLDER = pathlib.Path(folder)
         make_messages(FOLDER)
         tests = unittest.defaultTestLoader.loadTestsFromModule(sys.modules[__name__])
-        result = unittest.TextTestRunner(verbosity=2).run(tests)
-    DESK.stop()
+        return unittest.TextTestRunner(verbosity=2).run(tests)
+
+
+def main():
+    global WINDOWS, LINUX, SAMPLES, DESK
+    WINDOWS, LINUX, SAMPLES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+    DESK = WineDesk(WINDOWS / "wine")
+    try:
+        result = run_tests()
+    finally:
+        DESK.stop()
     passed = result.testsRun - len(result.failures) - len(result.errors)
     print(f"[  PASSED  ] {passed} tests.")
     if not result.wasSuccessful():

@@ -3,22 +3,46 @@
 import json
 import os
 import pathlib
+import re
+import shutil
 import subprocess
+import sys
 import tempfile
 
 WAIT = 300  # time limit of one program, in seconds
 
 
 class WineDesk:
+    """A failure of Wine itself, and of a program of its that must succeed, raises CalledProcessError."""
+
     def __init__(self, prefix):
         self.prefix = pathlib.Path(prefix)
         self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEDEBUG="-all", DISPLAY="",
                                 WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d")
-        self.prefix.parent.mkdir(parents=True, exist_ok=True)
-        # The server keeps running between programs: starting it takes longer than the tested programs.
-        subprocess.run(["wineserver", f"-p{WAIT}"], env=self.environment, timeout=WAIT)
-        if not (self.prefix / "system.reg").exists():
-            self.run("wineboot", "-i")
+        made = self.prefix / "made"  # written last: an incomplete prefix is made anew
+        if self.prefix.exists():
+            self.stop()
+        if not made.exists():
+            shutil.rmtree(self.prefix, ignore_errors=True)
+            self.prefix.mkdir(parents=True)
+            self.serve()
+            self.must("wineboot", "-i")
+            self.stop()
+            made.touch()
+        self.serve()
+
+    def serve(self):
+        """Starts the server, which keeps running between programs: starting it takes longer than the tested programs,
+        and a program that starts while a server ends can fail."""
+        self.server(f"-p{WAIT}")
+
+    def stop(self):
+        """Returns when the server has ended and the registry is on the disk."""
+        subprocess.run(["wineserver", "-k"], env=self.environment, timeout=WAIT)  # fails when there is none
+        self.server("-w")
+
+    def server(self, option):
+        subprocess.run(["wineserver", option], env=self.environment, timeout=WAIT, check=True)
 
     def run(self, *arguments, cwd=None):
         """Runs a program. Returns the completed process with its output as text."""
@@ -29,29 +53,48 @@ class WineDesk:
             done.stdout, done.stderr = text_in(out), text_in(err)
         return done
 
+    def must(self, *arguments):
+        """Runs a program that must succeed."""
+        done = self.run(*arguments)
+        if done.returncode != 0:
+            print(done.stdout, done.stderr, sep="\n", file=sys.stderr)
+        done.check_returncode()
+
     def start(self, *arguments):
         return subprocess.Popen(["wine", *map(str, arguments)], env=self.environment, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-
-    def stop(self):
-        subprocess.run(["wineserver", "-k"], env=self.environment, timeout=WAIT)
 
     def registry(self, root):
         """Returns all keys below a root, each with its values by name. The default value has the name "@"."""
         with tempfile.TemporaryDirectory() as folder:
             file = pathlib.Path(folder) / "keys.reg"
-            self.run("reg", "export", root, windows_path(file), "/y")
+            self.must("reg", "export", root, windows_path(file), "/y")
             return parse_registry(file.read_text("utf-16"))
+
+    def install(self, action, package, *properties):
+        """Runs the installer and returns its exit status, cut to 8 bits as the system does. 0 means that every action
+        succeeded, according to the installer's log as well."""
+        with tempfile.TemporaryDirectory() as folder:
+            log = pathlib.Path(folder) / "installer.log"
+            done = self.run("msiexec", action, windows_path(package), "/qn", "/l*v", windows_path(log), *properties)
+            account = log.read_text("utf-8", "replace") if log.exists() else "no log was written"
+        ended = re.findall(r"^Action ended [\d:]+: INSTALL\. Return value (\d+)", account, re.MULTILINE)
+        if done.returncode == 0 and ended[-1:] != ["1"]:
+            raise AssertionError(f"the installer gives success behind a failure:\n{account}")
+        return done.returncode
 
     def set_text(self, key, name, text):
         value = ["/v", name] if name else ["/ve"]
-        assert self.run("reg", "add", key, *value, "/t", "REG_SZ", "/d", text, "/f").returncode == 0
+        self.must("reg", "add", key, *value, "/t", "REG_SZ", "/d", text, "/f")
 
     def set_number(self, key, name, number):
-        assert self.run("reg", "add", key, "/v", name, "/t", "REG_DWORD", "/d", number, "/f").returncode == 0
+        self.must("reg", "add", key, "/v", name, "/t", "REG_DWORD", "/d", number, "/f")
+
+    def add_key(self, key):
+        self.must("reg", "add", key, "/f")
 
     def remove_key(self, key):
-        return self.run("reg", "delete", key, "/f").returncode == 0
+        self.must("reg", "delete", key, "/f")
 
 
 def text_in(file):

@@ -153,20 +153,17 @@ TEST(InputQueue, StopWaitsForARunningHandlerAndLeavesTheRest)
     queue.push(buffer_of("first"));
     ASSERT_TRUE(taken.wait_until_inside());
     queue.push(buffer_of("second"));
-    std::atomic<bool> stopped{false};
+    std::vector<std::string> taken_at_return;
     std::thread stopper([&] {
         queue.stop();
-        stopped = true;
+        taken_at_return = taken.taken();
     });
-    while (queue.size() != 1) {
+    while (!queue.is_stopping()) {
         std::this_thread::yield();
     }
-    EXPECT_FALSE(stopped);
-    // Gives the stopping thread time to reach its wait for the gate.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(stopped);
     taken.open_gate();
     stopper.join();
+    EXPECT_EQ(taken_at_return, (std::vector<std::string>{"first"})) << "the handler had returned";
     queue.push(buffer_of("third"));
     EXPECT_EQ(taken.taken(), (std::vector<std::string>{"first"}));
     EXPECT_EQ(queue.size(), 2U);

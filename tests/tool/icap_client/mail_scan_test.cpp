@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -338,16 +339,23 @@ TEST_F(MailScan, AnAnswerCutAnywhereIsUnderstood)
 {
     const std::string answer_text = reply::repaired("healed");
     auto script = greeted();
+    const auto log = std::make_shared<test::log_capture>(); // the peer may outlive the test
     std::size_t scans = 0;
     for (std::size_t cut = 1; cut < answer_text.size(); cut += 7) {
         expect_mail(script);
-        script.send(answer_text.substr(0, cut)).pause(1).send(answer_text.substr(cut));
+        const auto is_read = [log, line_end = ", size=" + std::to_string(cut)] {
+            const auto written = log->texts("wpx");
+            return std::any_of(written.begin(), written.end(),
+                               [&](const std::string& text) { return text.ends_with(line_end); });
+        };
+        script.send(answer_text.substr(0, cut)).hold_until(is_read).send(answer_text.substr(cut));
         ++scans;
     }
     serve(std::move(script));
     open();
     for (std::size_t count = 0; count < scans; ++count) {
         set_body("body");
+        log->clear();
         ASSERT_EQ(scan(), ScanResult::Repaired) << count;
         ASSERT_EQ(data->text(), "healed");
     }
@@ -499,7 +507,10 @@ TEST_F(MailScan, WithoutABodyObjectFailsOpen)
 TEST_F(MailScan, APeerThatReadsLateOnlyDelaysTheWriter)
 {
     const std::string body = patterned(8 << 20);
-    serve(std::move(greeted().pause(200).expect_until("Content-Length").expect(body.size()).send(reply::blocked("B"))));
+    const auto log = std::make_shared<test::log_capture>(300); // the peer may outlive the test
+    const auto is_full = [log] { return log->contains(") write is blocked (WSAEWOULDBLOCK)"); };
+    serve(std::move(
+        greeted().hold_until(is_full).expect_until("Content-Length").expect(body.size()).send(reply::blocked("B"))));
     open();
     set_body(body);
     EXPECT_EQ(scan(), ScanResult::Blocked);

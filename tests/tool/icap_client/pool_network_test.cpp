@@ -1,5 +1,6 @@
-#include "tests/tool/icap_client/resource_count.h"
+#include "tests/support/process_resources.h"
 #include "tests/tool/icap_client/session_fixture.h"
+#include "tool/asyncio/event.h"
 #include "tool/icap_client/session_manager.h"
 
 #include <gtest/gtest.h>
@@ -198,10 +199,12 @@ TEST_F(PoolOnTheNetwork, NoThreadAndNoDescriptorIsLeft)
         pool->terminate();
     };
     run(); // objects that are made once per process exist from here on
-    const auto before = test::count_resources();
+    const auto before = test::process_resources::now();
     run();
     run();
-    EXPECT_TRUE(test::resources_fall_to(before)) << "more threads or descriptors than before";
+    const auto left = test::process_resources::settled(before);
+    EXPECT_LE(left.threads, before.threads);
+    EXPECT_LE(left.handles, before.handles);
 }
 
 TEST_F(PoolOnTheNetwork, EightThreadsShareAPool)
@@ -255,6 +258,8 @@ TEST_F(PoolOnTheNetwork, EightThreadsSurviveFailingSessionsAndATermination)
     }
     scripted_peer peer(std::move(conversations));
     const auto pool = pool_at(peer, 2, 500);
+    std::atomic<int> scans{0};
+    tpl::event in_the_midst;
     std::atomic<int> finished{0};
     std::vector<std::thread> users;
     for (int count = 0; count < threads; ++count) {
@@ -262,14 +267,19 @@ TEST_F(PoolOnTheNetwork, EightThreadsSurviveFailingSessionsAndATermination)
             try {
                 for (int number = 0; number < 8; ++number) {
                     scan(pool, mail_of("body", 30));
+                    if (++scans == threads) {
+                        in_the_midst.set();
+                    }
                 }
             } catch (const std::exception&) {
                 // The pool was terminated, or a connection failed in its OPTIONS exchange.
             }
-            ++finished;
+            if (++finished == threads) {
+                in_the_midst.set();
+            }
         });
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(in_the_midst.wait(60000), tpl::wait_result::signalled);
     pool->terminate();
     for (auto& user : users) {
         user.join();

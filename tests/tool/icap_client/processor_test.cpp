@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -54,6 +57,7 @@ public:
     {
         const std::lock_guard guard(lock_);
         seen_.emplace_back(what, id, kind);
+        changed_.notify_all();
     }
     using event = std::tuple<std::uint16_t, std::uint32_t, std::uint32_t>;
     std::vector<event> seen() const
@@ -61,10 +65,16 @@ public:
         const std::lock_guard guard(lock_);
         return seen_;
     }
+    bool wait_for(std::size_t count)
+    {
+        std::unique_lock guard(lock_);
+        return changed_.wait_for(guard, std::chrono::seconds(60), [&] { return seen_.size() >= count; });
+    }
     std::atomic<bool> on{true};
 
 private:
     mutable std::mutex lock_;
+    std::condition_variable changed_;
     std::vector<event> seen_;
 };
 
@@ -94,7 +104,8 @@ protected:
     }
 
     application app;
-    processor subject{nullptr};
+    events trace;
+    processor subject{nullptr, trace};
 };
 
 TEST_F(Processor, FiresOneCallbackForAnAnswer)
@@ -213,8 +224,7 @@ TEST_F(Processor, ResetForgetsAHalfAssembledAnswer)
 {
     const std::string answer = reply::blocked("A", std::string(100, 'b'));
     feed(answer.substr(0, answer.size() - 50));
-    // Bytes are handled in order, so an answer for another processor's marker proves nothing: wait for the queue.
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_TRUE(trace.wait_for(1)) << "the head of the answer has been taken";
     subject.reset();
     EXPECT_EQ(after(0), calls{});
 }

@@ -326,7 +326,7 @@ TEST_F(SocketOnLoopback, WithItsWorkersBusyStaysUnclosedAfterClose)
     ASSERT_EQ(holder.entered.wait(long_wait), wait_result::signalled);
     second->close();
     EXPECT_FALSE(second->is_closed());
-    tpl::sleep_ex(20, true);
+    EXPECT_TRUE(second_peer.wait_readable(long_wait)) << "the peer sees the end";
     EXPECT_FALSE(second->is_closed());
     holder.leave.set();
     EXPECT_THAT(input.wait_for_error(), ElementsAre(cut_off()));

@@ -82,6 +82,40 @@ TEST_F(item_events, reach_the_check_in_their_order)
     EXPECT_EQ(item->subscriptions(), 0U) << "the handler has unadvised itself";
 }
 
+TEST_F(item_events, hold_the_add_in_that_hears_them_until_the_unload)
+{
+    const auto references = [this] {
+        addin->AddRef();
+        return addin->Release();
+    };
+    EXPECT_EQ(references(), 1U);
+    load(item);
+    load(other);
+    EXPECT_EQ(references(), 3U);
+    item->unload();
+    EXPECT_EQ(references(), 2U);
+    disconnect();
+    EXPECT_EQ(references(), 2U) << "the open item still holds its handler";
+    other->unload();
+    EXPECT_EQ(references(), 1U);
+}
+
+TEST_F(item_events, reach_the_check_when_the_client_has_let_the_add_in_go)
+{
+    load(item);
+    addin.reset();
+    EXPECT_EQ(environment->initialized, 1) << "the item's handler holds the add-in";
+    item->before_read();
+    EXPECT_EQ(pool->scans.size(), 1U);
+    item->unload();
+    EXPECT_EQ(environment->initialized, 0);
+    load(other); // the application was never unadvised
+    other->before_read();
+    EXPECT_EQ(pool->scans.size(), 2U);
+    other->unload();
+    EXPECT_EQ(other->subscriptions(), 0U);
+}
+
 TEST_F(item_events, of_mail_meeting_and_task_items_lead_to_their_messages)
 {
     for (const IID& kind : {IID_MailItem, IID_MeetingItem, IID_TaskItem}) {
