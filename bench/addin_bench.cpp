@@ -1,6 +1,8 @@
 // The add-in's cost for its client, measured through COM as the client would use it: the registered module, connected,
 // with real messages and a service in this process. Windows only; "regsvr32 postwarden.dll" must have been run before.
 
+#include "bench/counting_engine.h"
+#include "bench/once.h"
 #include "client/mailhost/broker_class.h"
 #include "client/mailhost/loaded_addins.h"
 #include "client/model/outlook_client.h"
@@ -27,8 +29,8 @@ using namespace host;
 using clock_type = std::chrono::steady_clock;
 using microseconds = std::chrono::duration<double, std::micro>;
 
-constexpr int connections = 50;
-constexpr int openings = 1000;
+constexpr int usual_connections = 50;
+constexpr int usual_openings = 1000;
 constexpr std::size_t body_size = 65536;
 
 double time_of(const std::function<void()>& work)
@@ -133,9 +135,28 @@ private:
     icap::client::scan_mail record_;
 };
 
+void expect(bool truth, const char* what)
+{
+    if (!truth) {
+        throw std::runtime_error(what);
+    }
+}
+
+void expect_clean(const message_record& message)
+{
+    const auto verdict = take_snapshot(message).verdict_property;
+    expect(verdict == static_cast<std::uint32_t>(ScanResult::Clean),
+           "the add-in has put no verdict on a message: is it connected to the service?");
+}
+
 void run()
 {
-    service::scan_server server(service::server_options{});
+    const int connections = bench::usual_or_once(usual_connections, 2);
+    const int openings = bench::usual_or_once(usual_openings, 5);
+    const auto engine = std::make_shared<bench::counting_engine>();
+    service::server_options options;
+    options.custom_engine = engine;
+    service::scan_server server(options);
     server.start();
     offer_settings(server.port());
     const auto program = MakeCom<application>(L"16.0.4266.1001");
@@ -157,10 +178,11 @@ void run()
     loaded_addins addins(program);
     addins.startup_complete();
     const auto judged = judged_message(client);
-    if (!take_snapshot(*judged).verdict_property) {
-        throw std::runtime_error("the add-in has put no verdict on a message: is it connected to the service?");
-    }
+    expect_clean(*judged);
+    expect(engine->scans() == 1, "the first message was not scanned");
+    const std::uint64_t first_size = engine->scanned_bytes();
     tell("opening with a stored verdict", median(openings, [&] { client.open(judged); }));
+    expect(engine->scans() == 1, "a message with a stored verdict was scanned");
 
     // Alternates the two, so that load on the machine slows both.
     bare_exchange exchange(server.port(), body);
@@ -168,9 +190,14 @@ void run()
     std::vector<double> exchanges;
     for (int i = 0; i < openings; ++i) {
         const auto message = new_message(body);
-        openings_with_a_scan.push_back(time_of([&] { client.open(message); }));
+        opening opened;
+        openings_with_a_scan.push_back(time_of([&] { opened = client.open(message); }));
+        expect_clean(opened.shown);
         exchanges.push_back(time_of([&] { exchange.scan(); }));
     }
+    const auto scans = 2 * static_cast<std::uint64_t>(openings);
+    expect(engine->scans() == 1 + scans, "not every body was scanned");
+    expect(engine->scanned_bytes() == first_size + scans * body_size, "bodies of another size were scanned");
     const double scanned = median(std::move(openings_with_a_scan));
     const double wire = median(std::move(exchanges));
     tell("opening with a clean body of 64 KiB", scanned);
@@ -180,8 +207,9 @@ void run()
 
 } // namespace
 
-int main()
+int main(int count, char** arguments)
 {
+    bench::take_once(count, arguments);
     OleInitialize(nullptr);
     int status = 0;
     try {

@@ -1,5 +1,6 @@
 // The protocol engine alone: bytes in memory to heads, messages and bodies. No socket.
 
+#include "bench/checked_state.h"
 #include "tool/http/grammar.h"
 #include "tool/http/message_body.h"
 #include "tool/http/messages.h"
@@ -25,6 +26,7 @@ constexpr std::string_view icap_reply = "ICAP/1.0 204 No Content\r\n"
                                         "Connection: keep-alive\r\n"
                                         "Encapsulated: null-body=0\r\n\r\n";
 
+constexpr std::string_view request_uri = "http://check_mail?tag=<20261121.1@example.org>";
 constexpr std::string_view http_request = "POST http://check_mail?tag=<20261121.1@example.org> HTTP/1.1\r\n"
                                           "Host: www.example.org\r\n"
                                           "User-Agent: bench\r\n"
@@ -34,22 +36,38 @@ constexpr std::string_view http_request = "POST http://check_mail?tag=<20261121.
 
 void icap_head(benchmark::State& state)
 {
+    const char* const end = icap_reply.data() + icap_reply.size();
     for (auto _ : state) {
         http::response_data record;
-        benchmark::DoNotOptimize(
-            http::parse_icap_response(icap_reply.data(), icap_reply.data() + icap_reply.size(), record));
+        const http::parse_info parsed = http::parse_icap_response(icap_reply.data(), end, record);
+        if (!bench::expect(state, parsed.hit && parsed.stop == end, "no head of a reply")) {
+            break;
+        }
+        benchmark::DoNotOptimize(record);
     }
+    http::response_data record;
+    http::parse_icap_response(icap_reply.data(), end, record);
+    bench::expect(state, record.status == 204 && record.reason == "No Content", "another status");
+    bench::expect(state, record.fields.size() == 6 && record.fields["ISTag"] == "\"2026-11-21-0001\"", "other headers");
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(icap_reply.size()));
 }
 BENCHMARK(icap_head);
 
 void http_head(benchmark::State& state)
 {
+    const char* const end = http_request.data() + http_request.size();
     for (auto _ : state) {
         http::request_data record;
-        benchmark::DoNotOptimize(
-            http::parse_http_request(http_request.data(), http_request.data() + http_request.size(), record));
+        const http::parse_info parsed = http::parse_http_request(http_request.data(), end, record);
+        if (!bench::expect(state, parsed.hit && parsed.stop == end, "no head of a request")) {
+            break;
+        }
+        benchmark::DoNotOptimize(record);
     }
+    http::request_data record;
+    http::parse_http_request(http_request.data(), end, record);
+    bench::expect(state, record.method == "POST" && record.uri == request_uri, "another request line");
+    bench::expect(state, record.fields.size() == 5 && record.fields["Content-Length"] == "4096", "other headers");
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(http_request.size()));
 }
 BENCHMARK(http_head);
@@ -59,8 +77,15 @@ void icap_reply_to_message(benchmark::State& state)
     icap::analyzer analyzer;
     for (auto _ : state) {
         analyzer.enqueue(icap_reply.data(), icap_reply.data() + icap_reply.size());
-        benchmark::DoNotOptimize(analyzer.extract());
+        const std::unique_ptr<icap::message> message = analyzer.extract();
+        if (!bench::expect(state, message && message->complete(), "no complete reply")) {
+            break;
+        }
     }
+    analyzer.enqueue(icap_reply.data(), icap_reply.data() + icap_reply.size());
+    const std::unique_ptr<icap::message> message = analyzer.extract();
+    const auto* const reply = dynamic_cast<const icap::response_message*>(message.get());
+    bench::expect(state, reply && reply->status() == 204, "another status");
 }
 BENCHMARK(icap_reply_to_message);
 
@@ -107,8 +132,9 @@ void chunk_decoding(benchmark::State& state)
                 at += body.append(wire.data() + at, wire.data() + limit);
             }
         }
-        if (!body.completed()) {
-            state.SkipWithError("the body did not end");
+        const bool decoded = body.completed() && message.body_size() == chunks * chunk_size;
+        if (!bench::expect(state, decoded, "the body did not end, or has another size")) {
+            break;
         }
     }
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(wire.size()));
@@ -116,5 +142,3 @@ void chunk_decoding(benchmark::State& state)
 BENCHMARK(chunk_decoding)->Arg(4096)->Arg(65536);
 
 } // namespace
-
-BENCHMARK_MAIN();

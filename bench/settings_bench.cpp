@@ -1,8 +1,11 @@
+#include "bench/checked_state.h"
+#include "bench/once.h"
 #include "cctool/serialization/container.h"
 #include "settings/settings_blob.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -33,42 +36,59 @@ WebTrafficMonitorSettings SettingsWithLists(std::int64_t entries)
     return settings;
 }
 
+/// As many entries as the benchmark's argument says, and few when it runs only once.
+std::int64_t EntriesOf(const benchmark::State& state)
+{
+    constexpr std::int64_t few = 500;
+    return bench::usual_or_once(state.range(0), std::min(state.range(0), few));
+}
+
 void CountBytes(benchmark::State& state, std::size_t size)
 {
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
     state.counters["blob"] = static_cast<double>(size);
 }
 
-/// Copies the bytes only, as the reference for reading and writing a blob.
+/// Whether the tree is written as those bytes.
+bool IsWrittenAs(const cctool::Serialization::IBinaryContainer& tree, const Bytes& blob)
+{
+    Bytes written;
+    return tree.GetBlob(written, false) && written == blob;
+}
+
+/// The bytes alone: what reading and writing a blob are measured against.
 void CopyBlob(benchmark::State& state)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    const Bytes blob = BlobFromSettings(SettingsWithLists(EntriesOf(state)));
     Bytes target(blob.size());
     for (auto _ : state) {
         std::memcpy(target.data(), blob.data(), blob.size());
         benchmark::DoNotOptimize(target.data());
         benchmark::ClobberMemory();
     }
+    bench::expect(state, target == blob, "other bytes");
     CountBytes(state, blob.size());
 }
 
 void DecodeTree(benchmark::State& state)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    const Bytes blob = BlobFromSettings(SettingsWithLists(EntriesOf(state)));
     for (auto _ : state) {
         benchmark::DoNotOptimize(ContainerFromBinary(blob.data(), blob.size()));
     }
+    bench::expect(state, IsWrittenAs(*ContainerFromBinary(blob.data(), blob.size()), blob), "another tree");
     CountBytes(state, blob.size());
 }
 
 void EncodeTree(benchmark::State& state)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    const Bytes blob = BlobFromSettings(SettingsWithLists(EntriesOf(state)));
     const auto tree = ContainerFromBinary(blob.data(), blob.size());
     Bytes target;
     for (auto _ : state) {
         benchmark::DoNotOptimize(tree->GetBlob(target, false));
     }
+    bench::expect(state, target == blob, "another blob");
     CountBytes(state, blob.size());
 }
 
@@ -85,15 +105,15 @@ std::shared_ptr<cctool::Serialization::IBinaryContainer> TreeOfOneValue(const Va
     return tree;
 }
 
-void DecodeTreeOf(benchmark::State& state, const std::shared_ptr<cctool::Serialization::IBinaryContainer>& tree)
+void DecodeTreeOf(benchmark::State& state, std::size_t least_size,
+                  const std::shared_ptr<cctool::Serialization::IBinaryContainer>& tree)
 {
     Bytes blob;
-    if (!tree->GetBlob(blob, false)) {
-        state.SkipWithError("no blob");
-    }
+    bench::expect(state, tree->GetBlob(blob, false) && blob.size() > least_size, "no blob of the value");
     for (auto _ : state) {
         benchmark::DoNotOptimize(ContainerFromBinary(blob.data(), blob.size()));
     }
+    bench::expect(state, IsWrittenAs(*ContainerFromBinary(blob.data(), blob.size()), blob), "another tree");
     CountBytes(state, blob.size());
 }
 
@@ -101,39 +121,44 @@ constexpr std::size_t many = 1U << 20U;
 
 void DecodeBinary(benchmark::State& state)
 {
-    DecodeTreeOf(state, TreeOfOneValue(Bytes(many, 'x')));
+    DecodeTreeOf(state, many, TreeOfOneValue(Bytes(many, 'x')));
 }
 
 void DecodeWideText(benchmark::State& state)
 {
-    DecodeTreeOf(state, TreeOfOneValue(std::wstring(many / 2, L'x')));
+    DecodeTreeOf(state, many, TreeOfOneValue(std::wstring(many / 2, L'x')));
 }
 
 void LoadSettings(benchmark::State& state)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(state.range(0)));
+    const WebTrafficMonitorSettings settings = SettingsWithLists(EntriesOf(state));
+    const Bytes blob = BlobFromSettings(settings);
     for (auto _ : state) {
         benchmark::DoNotOptimize(SettingsFromBlob(blob));
     }
+    bench::expect(state, SettingsFromBlob(blob) == settings, "other settings");
     CountBytes(state, blob.size());
 }
 
 void MakeBlob(benchmark::State& state)
 {
-    const WebTrafficMonitorSettings settings = SettingsWithLists(state.range(0));
-    std::size_t size = 0;
+    const WebTrafficMonitorSettings settings = SettingsWithLists(EntriesOf(state));
+    Bytes blob;
     for (auto _ : state) {
-        size = BlobFromSettings(settings).size();
+        blob = BlobFromSettings(settings);
     }
-    CountBytes(state, size);
+    bench::expect(state, SettingsFromBlob(blob) == settings, "other settings");
+    CountBytes(state, blob.size());
 }
 
 void CompareEqualSettings(benchmark::State& state)
 {
-    const WebTrafficMonitorSettings settings = SettingsWithLists(state.range(0));
+    const WebTrafficMonitorSettings settings = SettingsWithLists(EntriesOf(state));
     const WebTrafficMonitorSettings same = settings;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(settings == same);
+        if (!bench::expect(state, settings == same, "equal settings differ")) {
+            break;
+        }
     }
 }
 
@@ -148,5 +173,3 @@ BENCHMARK(MakeBlob)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(CompareEqualSettings)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
 
 } // namespace
-
-BENCHMARK_MAIN();

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstring>
 #include <netinet/in.h>
+#include <optional>
 #include <string_view>
 #include <sys/socket.h>
 #include <system_error>
@@ -75,6 +76,18 @@ bool discard(int connection, std::vector<char>& pending, std::uint64_t count, st
     return true;
 }
 
+/// The decimal number that follows the first `name`; nothing when there is none.
+std::optional<std::uint64_t> number_after(std::string_view text, std::string_view name)
+{
+    const auto at = text.find(name);
+    if (at == std::string_view::npos) {
+        return std::nullopt;
+    }
+    std::uint64_t number = 0;
+    const auto [stop, error] = std::from_chars(text.data() + at + name.size(), text.data() + text.size(), number);
+    return error == std::errc() ? std::optional(number) : std::nullopt;
+}
+
 } // namespace
 
 sink_peer::sink_peer(kind what, std::uint64_t message_size)
@@ -126,6 +139,7 @@ void sink_peer::serve(int connection)
     if (kind_ == kind::icap) {
         while (serve_icap_request(connection, pending)) {
         }
+        shutdown(connection, SHUT_RDWR);
         return;
     }
     while (discard(connection, pending, message_size_, received_) && send_all(connection, "!")) {
@@ -143,25 +157,32 @@ bool sink_peer::serve_icap_request(int connection, std::vector<char>& pending)
         pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(head_end));
         return send_all(connection, options_reply);
     }
-    constexpr std::string_view entry = "req-body=";
-    std::uint64_t http_head = 0;
-    const auto at = head.find(entry);
-    if (at == std::string_view::npos) {
+    const auto body = number_after(head, "req-body=");
+    const auto no_body = number_after(head, "null-body=");
+    const bool health = head.find("\r\nX-Health-Test: ") != std::string_view::npos;
+    if (body.has_value() == health || no_body.has_value() != health ||
+        !discard(connection, pending, head_end + body.value_or(0) + no_body.value_or(0), received_)) {
         return false;
     }
-    std::from_chars(head.data() + at + entry.size(), head.data() + head.size(), http_head);
-    if (!discard(connection, pending, head_end + http_head, received_)) {
+    if (!health && !read_body(connection, pending)) {
         return false;
     }
+    ++(health ? health_questions_ : scans_);
+    return send_all(connection, clean_reply);
+}
+
+/// The body is one chunk: its line, its bytes, and the end mark with the line end ahead of it.
+bool sink_peer::read_body(int connection, std::vector<char>& pending)
+{
     const auto line_end = read_past(connection, pending, "\r\n", received_);
     if (line_end == std::string_view::npos) {
         return false;
     }
     std::uint64_t size = 0;
     std::from_chars(pending.data(), pending.data() + line_end, size, 16);
-    // The body is one chunk: its line, its bytes, and the end mark with the line end ahead of it.
     const std::uint64_t rest = size == 0 ? line_end + 2 : line_end + size + 7;
-    return discard(connection, pending, rest, received_) && send_all(connection, clean_reply);
+    scanned_bytes_ += size;
+    return discard(connection, pending, rest, received_);
 }
 
 int connect_to(std::uint16_t port)

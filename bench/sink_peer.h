@@ -7,9 +7,9 @@
 
 namespace bench {
 
-/// A peer on the loopback interface with the lowest possible cost. As an ICAP service it answers OPTIONS and lets every
-/// mail scan through with 204, discarding the body; as a bare sink it discards the bytes it receives and answers one
-/// byte for each `message_size` bytes.
+/// A peer on the loopback interface that costs as little as a peer can. As an ICAP service it answers OPTIONS, and
+/// health questions and mail scans with 204, throwing the bodies away; a request of any other form ends its connection.
+/// As a bare sink it throws away what it gets and answers one byte for each `message_size` bytes.
 class sink_peer
 {
 public:
@@ -28,18 +28,27 @@ public:
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
     /// Returns the bytes received on all connections.
     [[nodiscard]] std::uint64_t received() const noexcept { return received_; }
+    /// Mail scans that have been answered, and the bytes of their bodies.
+    [[nodiscard]] std::uint64_t scans() const noexcept { return scans_; }
+    [[nodiscard]] std::uint64_t scanned_bytes() const noexcept { return scanned_bytes_; }
+    /// Health questions that have been answered.
+    [[nodiscard]] std::uint64_t health_questions() const noexcept { return health_questions_; }
 
 private:
     void accept_connections();
     void serve(int connection);
     bool serve_icap_request(int connection, std::vector<char>& pending);
+    bool read_body(int connection, std::vector<char>& pending);
 
     kind kind_;
     std::uint64_t message_size_;
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::atomic<std::uint64_t> received_{0};
-    std::vector<int> connections_; ///< used by the accepting thread only until it has ended
+    std::atomic<std::uint64_t> scans_{0};
+    std::atomic<std::uint64_t> scanned_bytes_{0};
+    std::atomic<std::uint64_t> health_questions_{0};
+    std::vector<int> connections_; ///< only touched by the accepting thread until it has ended
     std::vector<std::thread> servers_;
     std::thread acceptor_;
 };
