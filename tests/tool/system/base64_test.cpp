@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace {
+namespace base64_test {
 
 using namespace std::string_literals;
 
@@ -171,4 +171,4 @@ TEST(base64, reads_nothing_behind_its_text)
     }
 }
 
-} // namespace
+} // namespace base64_test

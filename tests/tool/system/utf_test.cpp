@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace utf_test {
 
 namespace utf = winapi::utf;
 
@@ -161,4 +161,4 @@ TEST(utf16, keeps_unpaired_surrogates)
     EXPECT_EQ(utf::from_utf16(units).substr(0, 3), wide({0xD83D, 'x', 0xDE00}));
 }
 
-} // namespace
+} // namespace utf_test
