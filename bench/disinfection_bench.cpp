@@ -257,7 +257,7 @@ using decoder = std::vector<std::byte> (*)(const std::string& encoded);
 
 std::vector<std::byte> decode(const std::string& encoded)
 {
-    return DecodeBase64(encoded);
+    return winapi::base64::decode<std::vector<std::byte>>(encoded).value();
 }
 
 std::vector<std::byte> decode_by_iterators(const std::string& encoded)

@@ -23,7 +23,9 @@ endif()
 
 add_library(postwarden_options INTERFACE)
 target_compile_options(postwarden_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Werror)
+  -Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Werror)
+# Files that are compiled as one see the global names of each other.
+target_compile_options(postwarden_options INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 reports null dereferences and overflows in inlined string operations of its own library that can't happen.
   target_compile_options(postwarden_options INTERFACE
@@ -84,8 +86,8 @@ endfunction()
 function(postwarden_unity name)
   set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # The first takes every included file for a header; the second, one file's names for global to the next.
-    target_compile_options(${name} PRIVATE -Wno-subobject-linkage -Wno-shadow)
+    # The warning takes every included file for a header.
+    target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
   endif()
 endfunction()
 
