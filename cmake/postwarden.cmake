@@ -86,8 +86,8 @@ endfunction()
 function(postwarden_unity name)
   set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # The warning takes every included file for a header.
-    target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
+    # The first takes every included file for a header; the second loses track of optional values that are inlined.
+    target_compile_options(${name} PRIVATE -Wno-subobject-linkage -Wno-maybe-uninitialized)
   endif()
 endfunction()
 

@@ -1,6 +1,6 @@
-#include "logging/scoped_output.h"
 #include "service/presence/hold_presence.h"
 #include "service/scan_server.h"
+#include "service/scoped_output.h"
 
 #include <CLI/CLI.hpp>
 #include <boost/asio/io_context.hpp>

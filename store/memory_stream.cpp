@@ -1,6 +1,6 @@
 #include "store/memory_stream.h"
 
-#include "outlook/qdmailprotect/mapi/result_border.h"
+#include "store/guard.h"
 #include "store/stream_object.h"
 
 #include <algorithm>
@@ -51,7 +51,7 @@ private:
 HRESULT create_memory_stream(IStream** stream)
 {
     *stream = nullptr;
-    return ResultBorder([&] {
+    return guarded([&] {
         *stream = MakeCom<stream_object>(std::make_shared<growing_memory>(), true).detach();
         return HRESULT{S_OK};
     });

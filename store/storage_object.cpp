@@ -1,11 +1,11 @@
 #include "store/storage_object.h"
 
 #include "outlook/qdmailprotect/mapi/com_object.h"
-#include "outlook/qdmailprotect/mapi/storage_codes.h"
 #include "store/guard.h"
 #include "store/object_ledger.h"
 #include "store/property_bag.h"
 #include "store/property_stream.h"
+#include "store/storage_codes.h"
 #include "tool/system/conversions.h"
 
 #include <utility>

@@ -1,7 +1,7 @@
 #include "store/stream_object.h"
 
-#include "outlook/qdmailprotect/mapi/result_border.h"
-#include "outlook/qdmailprotect/mapi/storage_codes.h"
+#include "store/guard.h"
+#include "store/storage_codes.h"
 
 #include <algorithm>
 #include <array>
@@ -25,7 +25,7 @@ void* stream_object::FindInterface(REFIID iid)
 
 HRESULT stream_object::Read(void* buffer, ULONG count, ULONG* read)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         if (!buffer) {
             return StorageInvalidPointer;
         }
@@ -40,7 +40,7 @@ HRESULT stream_object::Read(void* buffer, ULONG count, ULONG* read)
 
 HRESULT stream_object::Write(const void* buffer, ULONG count, ULONG* written)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         if (written) {
             *written = 0;
         }
@@ -61,7 +61,7 @@ HRESULT stream_object::Write(const void* buffer, ULONG count, ULONG* written)
 
 HRESULT stream_object::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         std::int64_t base = 0;
         if (origin == STREAM_SEEK_CUR) {
             base = static_cast<std::int64_t>(position_);
@@ -84,7 +84,7 @@ HRESULT stream_object::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* po
 
 HRESULT stream_object::SetSize(ULARGE_INTEGER size)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         if (!writable_) {
             return StorageAccessDenied;
         }
@@ -95,7 +95,7 @@ HRESULT stream_object::SetSize(ULARGE_INTEGER size)
 
 HRESULT stream_object::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read, ULARGE_INTEGER* written)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         if (!target) {
             return StorageInvalidPointer;
         }
@@ -147,7 +147,7 @@ HRESULT stream_object::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD)
 
 HRESULT stream_object::Stat(STATSTG* stat, DWORD)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         if (!stat) {
             return StorageInvalidPointer;
         }
@@ -162,7 +162,7 @@ HRESULT stream_object::Stat(STATSTG* stat, DWORD)
 
 HRESULT stream_object::Clone(IStream** clone)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         if (!clone) {
             return StorageInvalidPointer;
         }

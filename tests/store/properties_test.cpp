@@ -1,4 +1,4 @@
-#include "outlook/qdmailprotect/mapi/storage_codes.h"
+#include "store/storage_codes.h"
 #include "tests/store/store_fixture.h"
 
 namespace host::test {

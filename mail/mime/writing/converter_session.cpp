@@ -2,7 +2,7 @@
 
 #include "mail/mime/writing/message_writer.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
-#include "outlook/qdmailprotect/mapi/result_border.h"
+#include "store/guard.h"
 
 namespace host {
 
@@ -35,7 +35,7 @@ void write_all(IStream& stream, std::string_view piece)
 
 HRESULT converter_session::create(IConverterSession** session)
 {
-    return ResultBorder([&] {
+    return guarded([&] {
         *session = MakeCom<converter_session>().detach();
         return HRESULT{S_OK};
     });
@@ -64,7 +64,7 @@ HRESULT converter_session::MAPIToMIMEStm(IMessage* message, IStream* stream, ULO
     if ((flags & ~(CCSF_SMTP | CCSF_INCLUDE_BCC)) != 0) {
         return MAPI_E_UNKNOWN_FLAGS;
     }
-    return ResultBorder([&] {
+    return guarded([&] {
         try {
             write_mime(*message, (flags & CCSF_INCLUDE_BCC) != 0,
                        [stream](std::string_view piece) { write_all(*stream, piece); });

@@ -1,4 +1,4 @@
-#include "logging/scoped_output.h"
+#include "service/scoped_output.h"
 
 #include "logging/configuration.h"
 #include "logging/sinks.h"
