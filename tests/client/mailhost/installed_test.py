@@ -8,6 +8,7 @@ WINDOWS_BUILD contains the module, mailhost, the service and the installer. LINU
 service that process the same messages on the other system. Runs in a separate Wine prefix in WINDOWS_BUILD.
 """
 
+import contextlib
 import json
 import pathlib
 import re
@@ -126,53 +127,53 @@ class Machine(unittest.TestCase):
 
 
 class Registration(Machine):
-    def tearDown(self):
-        unregister_all()
+    @contextlib.contextmanager
+    def registered(self, *arguments, file=None):
+        """Registers the module and removes the registration at the end, also after a failure."""
+        self.assertEqual(0, register(*arguments, file=file))
+        try:
+            yield
+        finally:
+            removed = register("/u", *arguments, file=file)
+        self.assertEqual(0, removed)
+        self.assert_untouched()
 
     def test_for_the_machine_writes_what_is_told_and_takes_it_back(self):
-        self.assertEqual(0, register())
         path = windows_path(module())
         expected = {**addin_keys(), **class_keys(path), **library_keys(path)}
-        self.assertEqual((expected, {}), self.changes())
-        self.assertEqual(0, register())  # a second time changes nothing
-        self.assertEqual((expected, {}), self.changes())
-        self.assertEqual(0, register("/u"))
-        self.assert_untouched()
+        with self.registered():
+            self.assertEqual((expected, {}), self.changes())
+            self.assertEqual(0, register())  # a second time changes nothing
+            self.assertEqual((expected, {}), self.changes())
         register("/u")  # a second time finds nothing to remove
         self.assert_untouched()
 
     def test_for_one_user_writes_the_users_classes(self):
         for argument in ("user", "USER"):
-            self.assertEqual(0, register("/n", "/i:" + argument))
-            machine, user = self.changes()
-            path = windows_path(module())
-            self.assertEqual(class_keys(path), user)
-            # Wine registers a user's type libraries for the machine.
-            self.assertEqual({**addin_keys(), **library_keys(path)}, machine)
-            done = mailhost("--version-string", "16.0.1", FOLDER / "empty")
-            self.assertEqual(3, done.returncode, done.stderr)  # loaded; the folder is empty
-            self.assertEqual(0, register("/u", "/n", "/i:" + argument))
-            self.assert_untouched()
+            with self.registered("/n", "/i:" + argument):
+                machine, user = self.changes()
+                path = windows_path(module())
+                self.assertEqual(class_keys(path), user)
+                # Wine registers a user's type libraries for the machine.
+                self.assertEqual({**addin_keys(), **library_keys(path)}, machine)
+                done = mailhost("--version-string", "16.0.1", FOLDER / "empty")
+                self.assertEqual(3, done.returncode, done.stderr)  # loaded; the folder is empty
 
     def test_replaces_strays_in_the_class_whole(self):
         stray = "HKLM\\Software\\Classes\\CLSID\\" + CLASS + "\\Stray"
         DESK.set_text(stray, "", "left by somebody")
-        self.assertEqual(0, register())
-        path = windows_path(module())
-        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
-        self.assertEqual(0, register("/u"))
-        self.assert_untouched()
+        with self.registered():
+            path = windows_path(module())
+            self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
 
     def test_works_from_a_path_with_blanks_and_quotes(self):
         folder = FOLDER / "it's a folder"
         folder.mkdir(exist_ok=True)
         copy = folder / "postwarden.dll"
         shutil.copy(module(), copy)
-        self.assertEqual(0, register(file=copy))
-        path = windows_path(copy)
-        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
-        self.assertEqual(0, register("/u", file=copy))
-        self.assert_untouched()
+        with self.registered(file=copy):
+            path = windows_path(copy)
+            self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
 
 
 class Package(Machine):
@@ -349,7 +350,8 @@ class Mailhost(Machine):
 
     @classmethod
     def setUpClass(cls):
-        pass  # one test alone compares
+        """Only one test compares."""
+        assert register() == 0
 
     @classmethod
     def tearDownClass(cls):
@@ -357,15 +359,20 @@ class Mailhost(Machine):
 
     def setUp(self):
         self.message = FOLDER / "messages" / self.MESSAGE
-        self.assertEqual(0, register())
+
+    def unregister(self):
+        """Removes the registration until the end of the test."""
+        self.addCleanup(register)
+        unregister_all()
 
     def test_says_when_no_add_in_is_there(self):
-        register("/u")
+        self.unregister()
         done = mailhost(self.message)
         self.assertEqual(5, done.returncode)
         self.assertEqual("mailhost: add-in: no add-in is registered that is loaded at the start\n", done.stderr)
 
     def test_loads_only_what_is_to_be_loaded_at_the_start(self):
+        self.addCleanup(register)
         DESK.set_number("HKLM\\" + ADDINS + "\\" + PROG_ID, "LoadBehavior", 2)
         self.assertEqual(5, mailhost(self.message).returncode)
 
@@ -420,7 +427,7 @@ class Mailhost(Machine):
 
     def test_takes_its_traces_in_the_registry_back(self):
         log = FOLDER / "mailhost.log"
-        unregister_all()
+        self.unregister()
         self.note_registry()
         self.assertEqual(0, register())
         done = mailhost("--registry", "KeepVerdictInEmail=1", "--log", windows_path(log), "--log-level", "500",
@@ -552,7 +559,7 @@ def run_tests():
 def main():
     global WINDOWS, LINUX, SAMPLES, DESK
     WINDOWS, LINUX, SAMPLES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
-    DESK = WineDesk(WINDOWS / "wine")
+    DESK = WineDesk(WINDOWS / "wine", WINDOWS / "tests/client/mailhost/save_registry.exe")
     try:
         result = run_tests()
     finally:

@@ -15,8 +15,10 @@ WAIT = 300  # time limit of one program, in seconds
 class WineDesk:
     """A failure of Wine itself, and of a program of its that must succeed, raises CalledProcessError."""
 
-    def __init__(self, prefix):
+    def __init__(self, prefix, save_registry):
+        """`save_registry` is the path of the program of that name."""
         self.prefix = pathlib.Path(prefix)
+        self.save_registry = save_registry
         self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), WINEDEBUG="-all", DISPLAY="",
                                 WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d")
         made = self.prefix / "made"  # written last: an incomplete prefix is made anew
@@ -65,11 +67,12 @@ class WineDesk:
                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
 
     def registry(self, root):
-        """Returns all keys below a root, each with its values by name. The default value has the name "@"."""
+        """Returns all keys below a root that are not volatile, each with its values by name. The default value has the
+        name "@"."""
         with tempfile.TemporaryDirectory() as folder:
             file = pathlib.Path(folder) / "keys.reg"
-            self.must("reg", "export", root, windows_path(file), "/y")
-            return parse_registry(file.read_text("utf-16"))
+            self.must(self.save_registry, root, windows_path(file))
+            return parse_registry(file.read_text("ascii"), root.split("\\", 1)[1])
 
     def install(self, action, package, *properties):
         """Runs the installer and returns its exit status, cut to 8 bits as the system does. 0 means that every action
@@ -106,14 +109,18 @@ def windows_path(path):
     return "Z:" + str(pathlib.Path(path).resolve()).replace("/", "\\")
 
 
-def parse_registry(text):
+def parse_registry(text, root):
+    """Parses the format of Wine's server, which leaves out a key that has subkeys and no values."""
     keys = {}
     values = None
-    text = text.replace("\r\n", "\n").replace("\\\n  ", "")
-    for line in text.split("\n"):
-        if line.startswith("["):
-            values = keys.setdefault(line[1:-1].split("\\", 1)[1] if "\\" in line else "", {})
-        elif "=" in line and values is not None:
+    for line in text.replace("\\\n  ", "").split("\n"):
+        key = re.fullmatch(r"\[(.*)\] \d+", line)
+        if key:
+            path = root + "\\" + key[1].replace("\\\\", "\\")
+            values = keys.setdefault(path, {})
+            while path not in (root, "") and (path := path.rpartition("\\")[0]) not in keys:
+                keys[path] = {}
+        elif line.startswith(("@=", '"')):
             name, value = split_value(line)
             values[name] = value
     return keys
