@@ -61,7 +61,9 @@ double median(int rounds, const std::function<void()>& work)
 std::shared_ptr<message_record> new_message(const std::string& body)
 {
     static int made = 0;
+    static const auto store = std::make_shared<store_context>(); // names of properties hold for a whole store
     auto message = std::make_shared<message_record>();
+    message->store = store;
     property_bag& properties = *message->properties;
     properties.set(PR_ENTRYID, property_value::of_binary(bytes_of("bench " + std::to_string(++made))));
     properties.set(PR_MESSAGE_CLASS_W, property_value::of_text(L"IPM.Note"));

@@ -141,6 +141,7 @@ TEST(limits, an_object_that_is_too_large_is_told_so_though_all_of_it_is_sent)
 {
     service::server_options options;
     options.max_body = 1000;
+    options.linger_timeout = 60s; // until all of the large object has been sent
     const started_server server(options);
     wire_client exact = server.client();
     EXPECT_EQ(exact.ask(test::mail_request(std::string(1000, 'x'))).status(), 204U);

@@ -103,7 +103,7 @@ TEST_F(SessionLifecycle, OptionsAnsweredWithAnErrorFailsTheConstruction)
 
 TEST_F(SessionLifecycle, OptionsAnsweredByClosingFailsTheConstructionByItsTimeOut)
 {
-    timing.options_answer = 100;
+    timing.options_answer = 2000; // the close must be noticed within it
     serve(conversation{}.expect_until(test::options_marker).close());
     const test::log_capture log;
     EXPECT_EQ(failure(), "send request timeout occured");
