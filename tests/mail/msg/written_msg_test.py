@@ -4,7 +4,7 @@
 Samples and generated mail are written as .msg files, unchanged and, if condemned, also after their opening. msgconvert
 converts them to MIME, which Python's email package reads: subject, bodies, names and contents of attachments must be
 those of the message. olefile parses the compound files: class, counts, sizes and the mapping of property names must
-conform to the specification of the format.
+conform to the documented format.
 """
 
 import collections
