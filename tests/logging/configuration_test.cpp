@@ -94,6 +94,15 @@ TEST(configuration, takes_levels_from_0_to_599)
     }
 }
 
+TEST(configuration, takes_letters_digits_and_three_signs_in_the_name_of_a_logger)
+{
+    EXPECT_EQ(parse_configuration(L"level.az_09-x.y=500").levels.of("az_09-x.y"), 500U);
+    EXPECT_EQ(parse_configuration(L"LEVEL.AZ_09-X.Y=500").levels.of("az_09-x.y"), 500U);
+    for (const wchar_t* const other : {L"level.a/=5", L"level.a:=5", L"level.a`=5", L"level.a{=5", L"level.a+=5"}) {
+        EXPECT_NE(complaint_about(other), "") << "the name ends in a character beside those that are allowed";
+    }
+}
+
 TEST(configuration, names_the_offending_part)
 {
     EXPECT_EQ(complaint_about(L"level=400; colour=blue; stderr"),
