@@ -8,7 +8,7 @@ packages_to_run=(
 packages_to_test=(
   googletest libbenchmark-dev zlib1g-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev
-  clang-14 libclang-rt-14-dev
+  clang-14 libclang-rt-14-dev lld
   clamav-daemon libpython3.11-testsuite
   openssl libemail-outlook-message-perl libemail-address-perl python3-olefile
   msitools wixl
