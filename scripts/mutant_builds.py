@@ -216,7 +216,7 @@ class Build:
         log = self.home / f"{what}.log"
         with log.open("w") as output:
             if self.processes.run(command, self.home, self.environment, output) != 0:
-                raise Broken(f"{what} failed without a mutant: {log} ends so:\n{tail(log)}")
+                raise Broken(f"{what} failed without a mutant (whole log: {log}):\n{complaints(log)}")
 
     def _ask(self, *command):
         """What a tool tells of the build."""
@@ -353,5 +353,8 @@ class Build:
                 os.replace(place, self.binary / node)
 
 
-def tail(path, lines=40):
-    return "\n".join(path.read_text(errors="replace").splitlines()[-lines:])
+def complaints(log):
+    """What the tools complain of, or else their last words."""
+    lines = log.read_text(errors="replace").splitlines()
+    errors = [line for line in lines if re.search(r"^FAILED: |\b[Ee]rror\b.*:|^CMake Error|undefined reference", line)]
+    return "\n".join(errors[:20] or lines[-20:])
