@@ -25,6 +25,7 @@ inline std::vector<std::byte> judge_base64(std::string text)
         }
     }
     std::vector<std::byte> bytes;
+    bytes.reserve(text.size());
     // A lone character at the end has the decoder read the NUL behind it, which is no base64 character.
     const decoder end(text.c_str() + text.size());
     for (decoder next(text.c_str()); next != end; ++next) {

@@ -102,10 +102,10 @@ TEST(HostileBlob, UnknownTypesAreRefused)
     }
 }
 
-/// Returns a blob of about 16 MB in which each level contains only the next one.
+/// Returns a blob of about 4 MB in which each level contains only the next one.
 Bytes DeepBlob(std::string_view level)
 {
-    constexpr std::size_t size = 16U << 20U;
+    constexpr std::size_t size = 4U << 20U;
     const Bytes one_level = FromHex(level);
     Bytes blob;
     blob.reserve(size);
