@@ -2,7 +2,7 @@
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "store/property_stream.h"
 #include "store/property_value.h"
-#include "tests/outlook/qdmailprotect/support/traced_store.h"
+#include "tests/outlook/qdmailprotect/support/scripted_stream.h"
 #include "tool/system/conversions.h"
 
 #include <gtest/gtest.h>
@@ -45,18 +45,18 @@ TEST(contents, of_a_stream_are_its_bytes_from_where_it_stands)
 
 TEST(contents, of_a_failing_stream_raise_its_result)
 {
-    ::test::store_trace trace;
-    const content_ptr content = stream_content(MakeCom<::test::traced_stream>(trace, "stream", stream_of("abcdef")));
+    ::test::scripted_store store;
+    const content_ptr content = stream_content(MakeCom<::test::scripted_stream>(store, "stream", stream_of("abcdef")));
     char byte = 0;
-    trace.fail("stream.Read", MAPI_E_CORRUPT_DATA);
+    store.fail("stream.Read", MAPI_E_CORRUPT_DATA);
     try {
         content->read(&byte, 1);
         FAIL() << "a failed read was no failure";
     } catch (const ComError& failure) {
         EXPECT_EQ(failure.Error(), MAPI_E_CORRUPT_DATA);
     }
-    trace.clear();
-    trace.fail("stream.Seek", E_ACCESSDENIED);
+    store.clear();
+    store.fail("stream.Seek", E_ACCESSDENIED);
     EXPECT_THROW(content->rewind(), ComError);
 }
 

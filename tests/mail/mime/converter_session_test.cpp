@@ -2,7 +2,7 @@
 #include "outlook/qdmailprotect/access/message_converter.h"
 #include "store/memory_stream.h"
 #include "tests/mail/mime/document_fixture.h"
-#include "tests/outlook/qdmailprotect/support/traced_store.h"
+#include "tests/outlook/qdmailprotect/support/scripted_message.h"
 
 #include <gmock/gmock.h>
 
@@ -128,17 +128,17 @@ TEST(converter_session, gives_the_result_of_a_stream_that_cannot_be_written)
     const auto session = new_session();
     const auto message = opened(rich_message());
     for (std::size_t n = 1;; ++n) {
-        ::test::store_trace trace;
-        const auto stream = MakeCom<::test::traced_stream>(trace, "out", new_stream());
-        trace.fail_nth(n, MAPI_E_NO_ACCESS);
+        ::test::scripted_store store;
+        const auto stream = MakeCom<::test::scripted_stream>(store, "out", new_stream());
+        store.fail_nth(n, MAPI_E_NO_ACCESS);
         const HRESULT result = session->MAPIToMIMEStm(message.get(), stream.get(), CCSF_SMTP);
-        if (trace.calls().size() < n) {
+        if (store.calls().size() < n) {
             EXPECT_EQ(result, S_OK);
             EXPECT_GT(n, 5U) << "a large document is written piece by piece";
             break;
         }
         EXPECT_EQ(result, MAPI_E_NO_ACCESS) << n;
-        EXPECT_EQ(trace.calls().size(), n) << "nothing is written behind a gap";
+        EXPECT_EQ(store.calls().size(), n) << "nothing is written behind a gap";
     }
 }
 
@@ -181,23 +181,23 @@ TEST(converter_session, gives_the_result_of_a_store_that_fails_wherever_it_fails
     const auto session = new_session();
     std::size_t failures = 0;
     for (std::size_t n = 1;; ++n) {
-        ::test::store_trace trace;
+        ::test::scripted_store store;
         {
             const auto inner = opened(rich_message());
-            const auto message = MakeCom<::test::traced_message>(trace, "message", ComPtr<IMessage>(inner.get()));
-            trace.fail_nth(n, MAPI_E_CORRUPT_DATA);
+            const auto message = MakeCom<::test::scripted_message>(store, "message", ComPtr<IMessage>(inner.get()));
+            store.fail_nth(n, MAPI_E_CORRUPT_DATA);
             const auto stream = new_stream();
             const HRESULT result = session->MAPIToMIMEStm(message->pointer(), stream.get(), CCSF_SMTP);
-            if (trace.calls().size() < n) {
+            if (store.calls().size() < n) {
                 EXPECT_EQ(result, S_OK);
                 break;
             }
-            const std::string& call = trace.calls()[n - 1];
+            const std::string& call = store.calls()[n - 1];
             const auto is = [&call](const char* operation) { return call.find(operation) != std::string::npos; };
             EXPECT_EQ(result, is("QueryInterface") ? E_NOINTERFACE : MAPI_E_CORRUPT_DATA) << call;
             ++failures;
         }
-        EXPECT_EQ(trace.alive, 0) << "a reference was kept after failure " << n;
+        EXPECT_EQ(store.alive, 0) << "a reference was kept after failure " << n;
     }
     EXPECT_GT(failures, 40U);
 }
@@ -206,29 +206,29 @@ TEST(converter_session, survives_a_store_that_claims_success_and_does_nothing)
 {
     const auto session = new_session();
     for (std::size_t n = 1;; ++n) {
-        ::test::store_trace trace;
+        ::test::scripted_store store;
         {
             const auto inner = opened(rich_message());
-            const auto message = MakeCom<::test::traced_message>(trace, "message", ComPtr<IMessage>(inner.get()));
-            trace.fail_nth(n, S_OK);
+            const auto message = MakeCom<::test::scripted_message>(store, "message", ComPtr<IMessage>(inner.get()));
+            store.fail_nth(n, S_OK);
             const auto stream = new_stream();
             session->MAPIToMIMEStm(message->pointer(), stream.get(), CCSF_SMTP);
-            if (trace.calls().size() < n) {
+            if (store.calls().size() < n) {
                 break;
             }
         }
-        EXPECT_EQ(trace.alive, 0) << n;
+        EXPECT_EQ(store.alive, 0) << n;
     }
 }
 
 TEST(converter_session, changes_nothing_in_the_message)
 {
     const message_record before = rich_message();
-    ::test::store_trace trace;
+    ::test::scripted_store store;
     const auto inner = opened(before);
-    const auto message = MakeCom<::test::traced_message>(trace, "message", ComPtr<IMessage>(inner.get()));
+    const auto message = MakeCom<::test::scripted_message>(store, "message", ComPtr<IMessage>(inner.get()));
     EXPECT_EQ(new_session()->MAPIToMIMEStm(message->pointer(), new_stream().get(), CCSF_SMTP), S_OK);
-    for (const std::string& call : trace.calls()) {
+    for (const std::string& call : store.calls()) {
         for (const char* change : {"SetProps", "DeleteProps", "SaveChanges", "CreateAttach", "DeleteAttach", "Write"}) {
             EXPECT_EQ(call.find(change), std::string::npos) << call;
         }

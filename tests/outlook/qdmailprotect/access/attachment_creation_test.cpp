@@ -25,7 +25,7 @@ protected:
     {
         EXPECT_EQ(message.saves, 0) << "the message itself is never saved";
         message.close();
-        EXPECT_EQ(trace.alive, 0) << "a reference was not released";
+        EXPECT_EQ(store.alive, 0) << "a reference was not released";
     }
 
     HRESULT add_text(const std::string& text = "<p>gone</p>")
@@ -44,8 +44,8 @@ protected:
         return record;
     }
 
-    test::store_trace trace;
-    test::stored_message message{trace};
+    test::scripted_store store;
+    test::stored_message message{store};
     test::log_capture log;
     AttachmentResult image = new_image();
 };
@@ -53,7 +53,7 @@ protected:
 TEST_F(attachment_creation, of_text_writes_the_contents_before_the_names)
 {
     EXPECT_EQ(add_text(), S_OK);
-    EXPECT_EQ(trace.calls(), (texts{
+    EXPECT_EQ(store.calls(), (texts{
                                  "message.CreateAttach null 0",
                                  "attach0.SetProps 0e210003=0",
                                  "attach0.SetProps 37050003=1",
@@ -89,7 +89,7 @@ TEST_F(attachment_creation, of_text_leaves_an_attachment_with_all_its_properties
                   {PR_RENDERING_POSITION, "-1"},
                   {PR_ATTACH_MIME_TAG_W, "text/html"},
               }));
-    EXPECT_EQ(trace.calls("attach5.SetProps 0e21"), (texts{"attach5.SetProps 0e210003=5"}));
+    EXPECT_EQ(store.calls("attach5.SetProps 0e21"), (texts{"attach5.SetProps 0e210003=5"}));
 }
 
 TEST_F(attachment_creation, of_an_empty_text_makes_an_empty_attachment)
@@ -97,20 +97,20 @@ TEST_F(attachment_creation, of_an_empty_text_makes_an_empty_attachment)
     EXPECT_EQ(add_text(""), S_OK);
     EXPECT_EQ(message.attachments(), (texts{"0 a.doc.htm"}));
     EXPECT_EQ(message.value(0, PR_ATTACH_DATA_BIN), "");
-    EXPECT_EQ(trace.calls("attach0.37010102.Write"), (texts{"attach0.37010102.Write 0"}));
+    EXPECT_EQ(store.calls("attach0.37010102.Write"), (texts{"attach0.37010102.Write 0"}));
 }
 
 TEST_F(attachment_creation, of_text_fails_without_an_attachment)
 {
-    trace.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
+    store.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
     EXPECT_EQ(add_text(), E_FAIL);
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Adding a text attach - 'a.doc.htm', MIME tag: text/html",
                                       "200 Failed to create attach = 0x80070005",
                                   }));
-    trace.clear();
+    store.clear();
     log.clear();
-    trace.fail("message.CreateAttach", S_OK);
+    store.fail("message.CreateAttach", S_OK);
     EXPECT_EQ(add_text(), E_FAIL) << "claimed, but not there";
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to create attach = 0x0");
     EXPECT_EQ(message.attachments(), texts{});
@@ -118,28 +118,28 @@ TEST_F(attachment_creation, of_text_fails_without_an_attachment)
 
 TEST_F(attachment_creation, does_not_use_an_attachment_or_contents_that_come_with_a_failure)
 {
-    trace.deny("message.CreateAttach", MAPI_E_NO_ACCESS);
+    store.deny("message.CreateAttach", MAPI_E_NO_ACCESS);
     EXPECT_EQ(add_text(), E_FAIL);
     EXPECT_EQ(add_binary(), E_FAIL);
-    EXPECT_EQ(trace.calls().size(), 2U);
-    trace.clear();
-    trace.deny("attach2.OpenProperty", MAPI_E_NO_ACCESS);
-    trace.deny("attach3.OpenProperty", MAPI_E_NO_ACCESS);
+    EXPECT_EQ(store.calls().size(), 2U);
+    store.clear();
+    store.deny("attach2.OpenProperty", MAPI_E_NO_ACCESS);
+    store.deny("attach3.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_EQ(add_text(), E_NOINTERFACE);
     EXPECT_EQ(add_binary(), E_NOINTERFACE);
-    EXPECT_TRUE(trace.calls("attach2.37010102").empty());
-    EXPECT_TRUE(trace.calls("attach3.37010102").empty());
+    EXPECT_TRUE(store.calls("attach2.37010102").empty());
+    EXPECT_TRUE(store.calls("attach3.37010102").empty());
     EXPECT_EQ(message.attachments(), texts{});
 }
 
 TEST_F(attachment_creation, of_text_fails_without_its_contents_and_keeps_nothing)
 {
-    trace.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_EQ(add_text(), E_NOINTERFACE);
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open attach body = 0x80070005");
-    EXPECT_EQ(trace.calls().back(), "attach0.OpenProperty 37010102 IStream 0 3") << "neither names nor a save";
-    trace.clear();
-    trace.fail("attach1.OpenProperty", S_OK);
+    EXPECT_EQ(store.calls().back(), "attach0.OpenProperty 37010102 IStream 0 3") << "neither names nor a save";
+    store.clear();
+    store.fail("attach1.OpenProperty", S_OK);
     EXPECT_EQ(add_text(), E_NOINTERFACE);
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open file body stream");
     EXPECT_EQ(message.attachments(), texts{}) << "what isn't saved isn't on the message";
@@ -147,7 +147,7 @@ TEST_F(attachment_creation, of_text_fails_without_its_contents_and_keeps_nothing
 
 TEST_F(attachment_creation, of_text_fails_without_a_stream)
 {
-    trace.fail("attach0.37010102.QueryInterface", E_NOINTERFACE);
+    store.fail("attach0.37010102.QueryInterface", E_NOINTERFACE);
     EXPECT_EQ(add_text(), E_NOINTERFACE);
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open file body stream");
     EXPECT_EQ(message.attachments(), texts{});
@@ -157,11 +157,11 @@ TEST_F(attachment_creation, of_text_passes_over_everything_else_that_fails)
 {
     for (const std::string operation :
          {"attach0.SetProps", "attach0.37010102.Write", "attach0.37010102.Commit", "attach0.SaveChanges"}) {
-        test::stored_message another(trace);
-        trace.clear();
-        trace.fail(operation, MAPI_E_CALL_FAILED);
+        test::stored_message another(store);
+        store.clear();
+        store.fail(operation, MAPI_E_CALL_FAILED);
         EXPECT_EQ(AddTextAttachment(another.reference(), L"n", "text", L"t/t"), S_OK) << operation;
-        EXPECT_EQ(trace.calls().size(), 13U) << "every step is tried";
+        EXPECT_EQ(store.calls().size(), 13U) << "every step is tried";
     }
     EXPECT_EQ(log.texts().back(), "Saving the text attach changes...");
 }
@@ -175,7 +175,7 @@ TEST_F(attachment_creation, of_text_takes_names_of_every_alphabet)
 TEST_F(attachment_creation, of_an_image_writes_the_names_before_the_contents)
 {
     EXPECT_EQ(add_binary(), S_OK);
-    EXPECT_EQ(trace.calls(), (texts{
+    EXPECT_EQ(store.calls(), (texts{
                                  "message.CreateAttach null 0",
                                  "attach0.SetProps 0e210003=0",
                                  "attach0.SetProps 37050003=1",
@@ -260,12 +260,12 @@ TEST_F(attachment_creation, of_an_image_needs_a_name_an_identifier_and_data)
     record = image;
     record.data.clear();
     refused(record, "200 Failed to create binary attach - no data (13, 39, 0)");
-    EXPECT_TRUE(trace.calls().empty());
+    EXPECT_TRUE(store.calls().empty());
 }
 
 TEST_F(attachment_creation, of_an_image_fails_without_an_attachment)
 {
-    trace.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
+    store.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
     EXPECT_EQ(add_binary(), E_FAIL);
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Adding a binary attach - 'qdimg0001.png', size: 5, hidden",
@@ -275,11 +275,11 @@ TEST_F(attachment_creation, of_an_image_fails_without_an_attachment)
 
 TEST_F(attachment_creation, of_an_image_fails_without_its_contents_and_keeps_nothing)
 {
-    trace.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_EQ(add_binary(), E_NOINTERFACE);
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open binary attach body = 0x80070005");
-    trace.clear();
-    trace.fail("attach1.37010102.QueryInterface", E_NOINTERFACE);
+    store.clear();
+    store.fail("attach1.37010102.QueryInterface", E_NOINTERFACE);
     EXPECT_EQ(add_binary(), E_NOINTERFACE);
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open binary file body stream");
     EXPECT_EQ(message.attachments(), texts{});
@@ -289,11 +289,11 @@ TEST_F(attachment_creation, of_an_image_passes_over_everything_else_that_fails)
 {
     for (const std::string operation :
          {"attach0.SetProps", "attach0.37010102.Write", "attach0.37010102.Commit", "attach0.SaveChanges"}) {
-        test::stored_message another(trace);
-        trace.clear();
-        trace.fail(operation, MAPI_E_CALL_FAILED);
+        test::stored_message another(store);
+        store.clear();
+        store.fail(operation, MAPI_E_CALL_FAILED);
         EXPECT_EQ(AddBinaryAttachment(another.reference(), true, image), S_OK) << operation;
-        EXPECT_EQ(trace.calls().size(), 16U) << "every step is tried";
+        EXPECT_EQ(store.calls().size(), 16U) << "every step is tried";
     }
 }
 

@@ -1,6 +1,7 @@
 #include "outlook/qdmailprotect/access/io_stream.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "store/memory_stream.h"
+#include "tests/outlook/qdmailprotect/support/scripted_stream.h"
 #include "tool/system/errors.h"
 #include "tool/web/io_memory.h"
 
@@ -24,7 +25,16 @@ public:
 
 namespace {
 
-using test::fake_stream;
+using test::scripted_stream;
+using texts = std::vector<std::string>;
+
+ComPtr<IStream> memory_of(std::string_view text)
+{
+    ComPtr<IStream> memory;
+    host::create_memory_stream(Receive(memory));
+    memory->Write(text.data(), static_cast<ULONG>(text.size()), nullptr);
+    return memory;
+}
 
 class stream_bridge : public ::testing::Test
 {
@@ -47,9 +57,20 @@ protected:
         return "nothing raised";
     }
 
-    test::fake_store store;
-    std::shared_ptr<std::string> bytes = std::make_shared<std::string>("0123456789");
-    ComPtr<fake_stream> stream = MakeCom<fake_stream>(store, bytes);
+    /// Returns all bytes of the stream, without recording it.
+    std::string contents()
+    {
+        STATSTG stat{};
+        memory->Stat(&stat, STATFLAG_NONAME);
+        std::string text(static_cast<std::size_t>(stat.cbSize.QuadPart), '\0');
+        memory->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr);
+        memory->Read(text.data(), static_cast<ULONG>(text.size()), nullptr);
+        return text;
+    }
+
+    test::scripted_store store;
+    ComPtr<IStream> memory = memory_of("0123456789");
+    ComPtr<scripted_stream> stream = MakeCom<scripted_stream>(store, "stream", memory);
     char buffer[16] = {};
 };
 
@@ -80,7 +101,7 @@ TEST_F(stream_bridge, reads_from_any_offset)
     EXPECT_EQ(std::string(buffer, 4), "3456");
     EXPECT_EQ(bridge.read(8, buffer, 16), 2U) << "a short read is no error";
     EXPECT_EQ(std::string(buffer, 2), "89");
-    EXPECT_EQ(stream->seeks(), (std::vector<std::pair<LONGLONG, DWORD>>{{3, STREAM_SEEK_SET}, {8, STREAM_SEEK_SET}}));
+    EXPECT_EQ(store.calls("stream.Seek"), (texts{"stream.Seek 3 0", "stream.Seek 8 0"}));
 }
 
 TEST_F(stream_bridge, reads_nothing_behind_the_end)
@@ -94,28 +115,28 @@ TEST_F(stream_bridge, writes_at_any_offset)
 {
     web::io_stream bridge{ComPtr<IStream>(stream)};
     EXPECT_EQ(bridge.write(4, "ab", 2), 2U);
-    EXPECT_EQ(*bytes, "0123ab6789");
+    EXPECT_EQ(contents(), "0123ab6789");
     EXPECT_EQ(bridge.write(9, "cde", 3), 3U);
-    EXPECT_EQ(*bytes, "0123ab678cde");
+    EXPECT_EQ(contents(), "0123ab678cde");
 }
 
 TEST_F(stream_bridge, appends_at_the_size)
 {
     web::io_stream bridge{ComPtr<IStream>(stream)};
     EXPECT_EQ(bridge.append("ab", 2), 2U);
-    EXPECT_EQ(*bytes, "0123456789ab");
-    EXPECT_EQ(stream->stat_flags(), static_cast<DWORD>(STATFLAG_NONAME));
-    EXPECT_EQ(stream->seeks(), (std::vector<std::pair<LONGLONG, DWORD>>{{10, STREAM_SEEK_SET}}));
+    EXPECT_EQ(contents(), "0123456789ab");
+    EXPECT_EQ(store.calls("stream.Stat"), (texts{"stream.Stat 1"}));
+    EXPECT_EQ(store.calls("stream.Seek"), (texts{"stream.Seek 10 0"}));
 }
 
 TEST_F(stream_bridge, sets_and_tells_the_size_in_64_bits)
 {
     web::io_stream bridge{ComPtr<IStream>(stream)};
     EXPECT_EQ(bridge.size(), 10U);
-    EXPECT_EQ(stream->stat_flags(), static_cast<DWORD>(STATFLAG_NONAME));
+    EXPECT_EQ(store.calls("stream.Stat"), (texts{"stream.Stat 1"}));
     bridge.size(3);
-    EXPECT_EQ(*bytes, "012");
-    stream->claim_size(0x123456789A);
+    EXPECT_EQ(contents(), "012");
+    store.claim_size("stream", 0x123456789A);
     EXPECT_EQ(bridge.size(), 0x123456789AU);
 }
 
@@ -123,17 +144,16 @@ TEST_F(stream_bridge, cuts_counts_to_32_bits)
 {
     web::io_stream bridge{ComPtr<IStream>(stream)};
     EXPECT_EQ(bridge.read(0, buffer, 0x100000002), 2U);
-    EXPECT_EQ(stream->read_counts(), (std::vector<ULONG>{2}));
+    EXPECT_EQ(store.calls("stream.Read"), (texts{"stream.Read 2"}));
     EXPECT_EQ(bridge.write(0, "abc", 0x100000003), 3U);
-    EXPECT_EQ(bytes->substr(0, 4), "abc3");
+    EXPECT_EQ(contents().substr(0, 4), "abc3");
     EXPECT_EQ(bridge.read(0, buffer, 0x100000000), 0U);
 }
 
 TEST_F(stream_bridge, swaps_streams_with_its_own_kind)
 {
-    const auto others = std::make_shared<std::string>("other");
     web::io_stream left{ComPtr<IStream>(stream)};
-    web::io_stream right{ComPtr<IStream>(MakeCom<fake_stream>(store, others))};
+    web::io_stream right{ComPtr<IStream>(MakeCom<scripted_stream>(store, "other", memory_of("other")))};
     left.swap(right);
     EXPECT_EQ(left.size(), 5U);
     EXPECT_EQ(right.size(), 10U);
@@ -174,23 +194,23 @@ TEST_F(stream_bridge, without_its_stream_raises_at_each_call)
 TEST_F(stream_bridge, raises_each_failed_call_with_its_text)
 {
     web::io_stream bridge{ComPtr<IStream>(stream)};
-    store.script("Stream.Seek", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.Seek");
     EXPECT_EQ(raised(E_FAIL, [&] { bridge.read(0, buffer, 1); }), "IStream::Seek failed");
-    store.script("Stream.Seek", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.Seek");
     EXPECT_EQ(raised(E_FAIL, [&] { bridge.write(0, buffer, 1); }), "IStream::Seek failed");
-    store.script("Stream.Read", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "stream.Read");
     EXPECT_EQ(raised(E_ACCESSDENIED, [&] { bridge.read(0, buffer, 1); }), "IStream::Read failed");
-    store.script("Stream.Write", E_OUTOFMEMORY);
+    store.fail_nth(1, E_OUTOFMEMORY, "stream.Write");
     EXPECT_EQ(raised(E_OUTOFMEMORY, [&] { bridge.write(0, buffer, 1); }), "IStream::Write failed");
-    store.script("Stream.Stat", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.Stat");
     EXPECT_EQ(raised(E_FAIL, [&] { bridge.append(buffer, 1); }), "IStream::Stat failed");
-    store.script("Stream.Seek", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.Seek");
     EXPECT_EQ(raised(E_FAIL, [&] { bridge.append(buffer, 1); }), "IStream::Seek failed");
-    store.script("Stream.Write", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.Write");
     EXPECT_EQ(raised(E_FAIL, [&] { bridge.append(buffer, 1); }), "IStream::Write failed");
-    store.script("Stream.Stat", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.Stat");
     EXPECT_EQ(raised(E_FAIL, [&] { (void)bridge.size(); }), "IStream::Stat failed");
-    store.script("Stream.SetSize", E_FAIL);
+    store.fail_nth(1, E_FAIL, "stream.SetSize");
     EXPECT_EQ(raised(E_FAIL, [&] { bridge.size(1); }), "IStream::SetSize failed");
     EXPECT_EQ(bridge.size(), 10U) << "no failure changes anything";
 }

@@ -1,14 +1,14 @@
 #include "outlook/qdmailprotect/access/item_access.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "tests/outlook/qdmailprotect/support/scripted_item.h"
+#include "tests/outlook/qdmailprotect/support/stored_message.h"
 #include "tests/support/log_capture.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using test::fake_item;
-using test::fake_message;
-using test::fake_stream;
+using test::scripted_item;
+using test::stored_message;
 
 constexpr IID ContactItem{0x00063021, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
@@ -23,13 +23,13 @@ protected:
     }
     HRESULT reach(const IID& kind, ComPtr<IUnknown> object)
     {
-        return ItemToMessage(MakeCom<fake_item>(store, kind, std::move(object))->reference(), reached);
+        return ItemToMessage(MakeCom<scripted_item>(store, kind, std::move(object))->reference(), reached);
     }
     [[nodiscard]] std::vector<std::string> texts() const { return log.texts("outlook"); }
 
     test::log_capture log;
-    test::fake_store store;
-    ComPtr<fake_message> message = MakeCom<fake_message>(store);
+    test::scripted_store store;
+    std::unique_ptr<stored_message> message = test::empty_message(store);
     ComPtr<IMessage> reached;
 };
 
@@ -42,7 +42,7 @@ TEST_F(item_access, of_nothing_is_refused)
 TEST_F(item_access, reaches_the_message_of_each_kind_silently)
 {
     for (const IID& kind : {IID_MailItem, IID_MeetingItem, IID_TaskItem}) {
-        EXPECT_EQ(reach(kind, identity(message)), S_OK);
+        EXPECT_EQ(reach(kind, identity(*message)), S_OK);
         EXPECT_EQ(reached.get(), message->pointer());
     }
     EXPECT_TRUE(log.lines().empty());
@@ -50,8 +50,8 @@ TEST_F(item_access, reaches_the_message_of_each_kind_silently)
 
 TEST_F(item_access, gives_one_reference_and_keeps_none)
 {
-    ASSERT_EQ(reach(IID_MailItem, identity(message)), S_OK);
-    message.reset();
+    ASSERT_EQ(reach(IID_MailItem, identity(*message)), S_OK);
+    message->close();
     EXPECT_EQ(store.alive, 1) << "the item has gone, the message lives by the reference";
     reached.reset();
     EXPECT_EQ(store.alive, 0);
@@ -59,15 +59,15 @@ TEST_F(item_access, gives_one_reference_and_keeps_none)
 
 TEST_F(item_access, of_another_kind_finds_no_object)
 {
-    EXPECT_EQ(reach(ContactItem, identity(message)), E_NOINTERFACE);
+    EXPECT_EQ(reach(ContactItem, identity(*message)), E_NOINTERFACE);
     const std::vector<test::log_record> expected{{200, "outlook", "Failed to get the MAPI object"}};
     EXPECT_EQ(log.lines(), expected);
 }
 
 TEST_F(item_access, tells_the_result_of_a_refused_object)
 {
-    store.script("get_MAPIOBJECT", E_FAIL);
-    EXPECT_EQ(reach(IID_MeetingItem, identity(message)), E_NOINTERFACE);
+    store.fail_nth(1, E_FAIL, "item.get_MAPIOBJECT");
+    EXPECT_EQ(reach(IID_MeetingItem, identity(*message)), E_NOINTERFACE);
     EXPECT_EQ(texts(), (std::vector<std::string>{
                            "Failed to get the MAPI item interface (meeting), hr = -2147467259",
                            "Failed to get the MAPI object",
@@ -91,7 +91,7 @@ TEST_F(item_access, without_an_object_counts_as_refused)
 
 TEST_F(item_access, to_what_is_no_message_fails)
 {
-    EXPECT_EQ(reach(IID_MailItem, ComPtr<IUnknown>(MakeCom<test::fake_object>(store))), E_NOINTERFACE);
+    EXPECT_EQ(reach(IID_MailItem, ComPtr<IUnknown>(MakeCom<test::scripted_object>(store))), E_NOINTERFACE);
     const std::vector<test::log_record> expected{{200, "outlook", "Failed to get the IMessage interface"}};
     EXPECT_EQ(log.lines(), expected);
 }
@@ -99,23 +99,17 @@ TEST_F(item_access, to_what_is_no_message_fails)
 class plain_body : public item_access
 {
 protected:
-    /// Sets a stream as the plain body.
-    ComPtr<fake_stream> body(std::string bytes)
-    {
-        auto stream = MakeCom<fake_stream>(store, std::make_shared<std::string>(std::move(bytes)));
-        message->properties.set_object(PR_BODY_A, ComPtr<IUnknown>(stream));
-        return stream;
-    }
+    void body(std::string bytes) { message->set_bytes(PR_BODY_A, std::move(bytes)); }
     std::string text;
 };
 
 TEST_F(plain_body, is_opened_for_reading_and_measured)
 {
-    message->properties.set_bytes(PR_BODY_A, "plain");
+    message->set_bytes(PR_BODY_A, "plain");
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), S_OK);
     EXPECT_EQ(text, "plain");
-    EXPECT_EQ(message->open_options, 0U);
-    EXPECT_EQ(message->open_flags, 0U);
+    EXPECT_EQ(store.calls("message.OpenProperty"),
+              (std::vector<std::string>{"message.OpenProperty 1000001e IStream 0 0"}));
     const std::vector<test::log_record> expected{{400, "outlook", "Getting a plain body, size: 5"}};
     EXPECT_EQ(log.lines(), expected);
 }
@@ -129,30 +123,33 @@ TEST_F(plain_body, that_is_absent_gives_the_stores_result)
 
 TEST_F(plain_body, that_is_no_stream_fails)
 {
-    message->properties.set_object(PR_BODY_A, ComPtr<IUnknown>(MakeCom<test::fake_object>(store)));
+    body("text");
+    store.fail("message.1000001e.QueryInterface IStream", E_NOINTERFACE);
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_FAIL);
     EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(plain_body, that_opens_as_nothing_fails)
 {
-    store.script("OpenProperty 1000001e", S_OK);
+    store.fail_nth(1, S_OK, "message.OpenProperty 1000001e");
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_FAIL);
 }
 
 TEST_F(plain_body, of_one_block_needs_one_read_and_a_byte_more_needs_two)
 {
-    auto stream = body(std::string(16384, 'a'));
+    body(std::string(16384, 'a'));
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), S_OK);
     EXPECT_EQ(text, std::string(16384, 'a'));
-    EXPECT_EQ(stream->read_counts(), (std::vector<ULONG>{16384}));
-    EXPECT_EQ(stream->stat_flags(), static_cast<DWORD>(STATFLAG_NONAME));
+    EXPECT_EQ(store.calls("message.1000001e.Read"), (std::vector<std::string>{"message.1000001e.Read 16384"}));
+    EXPECT_EQ(store.calls("message.1000001e.Stat"), (std::vector<std::string>{"message.1000001e.Stat 1"}));
 
     text.clear();
-    stream = body(std::string(16385, 'b'));
+    store.clear();
+    body(std::string(16385, 'b'));
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), S_OK);
     EXPECT_EQ(text, std::string(16385, 'b'));
-    EXPECT_EQ(stream->read_counts(), (std::vector<ULONG>{16384, 16384}));
+    EXPECT_EQ(store.calls("message.1000001e.Read"),
+              (std::vector<std::string>{"message.1000001e.Read 16384", "message.1000001e.Read 16384"}));
 }
 
 TEST_F(plain_body, loses_the_rest_of_a_block_behind_a_nul)
@@ -170,15 +167,17 @@ TEST_F(plain_body, loses_the_rest_of_a_block_behind_a_nul)
 
 TEST_F(plain_body, of_four_gigabytes_is_refused)
 {
-    body("x")->claim_size(0x100000000);
+    body("x");
+    store.claim_size("message.1000001e", 0x100000000);
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_FAIL);
     EXPECT_EQ(texts(), (std::vector<std::string>{"Getting a plain body, size: 4294967296"}));
-    EXPECT_EQ(store.calls("Stream.Read"), 0);
+    EXPECT_TRUE(store.calls("message.1000001e.Read").empty());
 }
 
 TEST_F(plain_body, just_under_four_gigabytes_is_read_as_far_as_it_goes)
 {
-    body("short")->claim_size(0xFFFFFFFF);
+    body("short");
+    store.claim_size("message.1000001e", 0xFFFFFFFF);
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), S_OK);
     EXPECT_EQ(text, "short");
 }
@@ -186,11 +185,11 @@ TEST_F(plain_body, just_under_four_gigabytes_is_read_as_far_as_it_goes)
 TEST_F(plain_body, that_cannot_be_measured_or_read_gives_the_streams_result)
 {
     body("text");
-    store.script("Stream.Stat", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "message.1000001e.Stat");
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_ACCESSDENIED);
     EXPECT_EQ(texts(), (std::vector<std::string>{"Getting a plain body, size: 0"}));
     body("text");
-    store.script("Stream.Read", MAPI_E_CORRUPT_DATA);
+    store.fail_nth(1, MAPI_E_CORRUPT_DATA, "message.1000001e.Read");
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), MAPI_E_CORRUPT_DATA);
 }
 
@@ -198,36 +197,36 @@ TEST_F(plain_body, of_no_bytes_is_not_read)
 {
     body("");
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), S_OK);
-    EXPECT_EQ(store.calls("Stream.Read"), 0);
+    EXPECT_TRUE(store.calls("message.1000001e.Read").empty());
 }
 
 using body_type = item_access;
 
 TEST_F(body_type, is_html_when_html_can_be_read)
 {
-    message->properties.set_bytes(PR_HTML, "<p>");
-    message->properties.set_bytes(PR_BODY_A, "text");
+    message->set_bytes(PR_HTML, "<p>");
+    message->set_bytes(PR_BODY_A, "text");
     EXPECT_EQ(DeduceBodyType(message->pointer()), 3U);
     EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(body_type, is_html_when_html_is_too_big_to_be_read)
 {
-    message->properties.set_big_bytes(PR_HTML, "<p>");
+    message->set_bytes(PR_HTML, std::string(20000, 'x')); // more than the store returns as a value
     EXPECT_EQ(DeduceBodyType(message->pointer()), 3U);
     EXPECT_EQ(texts(), (std::vector<std::string>{"Error getting prop 0x10130102, err=0x8007000e"}));
 }
 
 TEST_F(body_type, is_plain_without_html)
 {
-    message->properties.set_bytes(PR_BODY_A, "text");
+    message->set_bytes(PR_BODY_A, "text");
     EXPECT_EQ(DeduceBodyType(message->pointer()), 1U);
     EXPECT_EQ(texts(), (std::vector<std::string>{"Error getting prop 0x10130102, err=0x8004010f"}));
 }
 
 TEST_F(body_type, is_plain_when_the_text_is_too_big_to_be_read)
 {
-    message->properties.set_big_bytes(PR_BODY_A, "text");
+    message->set_bytes(PR_BODY_A, std::string(20000, 'x')); // more than the store returns as a value
     EXPECT_EQ(DeduceBodyType(message->pointer()), 1U);
 }
 

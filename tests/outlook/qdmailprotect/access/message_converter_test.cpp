@@ -6,9 +6,9 @@
 
 namespace {
 
-using test::fake_message;
 using test::leveled;
 using test::scripted_converter;
+using test::scripted_message;
 using texts = std::vector<std::string>;
 
 class message_converter : public ::testing::Test
@@ -22,14 +22,14 @@ protected:
     }
     HRESULT convert(ComPtr<IStream>& stream)
     {
-        const ComPtr<fake_message> message = MakeCom<fake_message>(store);
+        const auto message = MakeCom<scripted_message>(store, "message", nullptr);
         const HRESULT result = converter.ConvertToMime(message->pointer(), Receive(stream));
         EXPECT_TRUE(platform.conversions == 0 || platform.message == message->pointer());
         return result;
     }
 
     test::log_capture log;
-    test::fake_store store;
+    test::scripted_store store;
     scripted_converter platform{store};
     MessageConverter converter{platform.platform()};
 };

@@ -7,10 +7,36 @@
 
 namespace {
 
-using test::fake_attach;
-using test::fake_message;
-using test::fake_row;
+using test::stored_message;
+using value = host::property_value;
 using texts = std::vector<std::string>;
+
+/// An attachment as its table shows it; empty names are omitted.
+struct file_row
+{
+    std::uint32_t number = 0;
+    std::uint32_t size = 0;
+    std::uint32_t method = ATTACH_BY_VALUE;
+    std::wstring display_name{};
+    std::wstring long_name{};
+    std::wstring short_name{};
+    std::wstring mime_tag{};
+};
+
+host::attachment_record record_of(const file_row& row)
+{
+    host::attachment_record record;
+    record.properties->set(PR_ATTACH_METHOD, value::of_long(row.method));
+    for (const auto& [tag, text] : {std::pair{PR_DISPLAY_NAME_W, row.display_name},
+                                    {PR_ATTACH_FILENAME_W, row.short_name},
+                                    {PR_ATTACH_LONG_FILENAME_W, row.long_name},
+                                    {PR_ATTACH_MIME_TAG_W, row.mime_tag}}) {
+        if (!text.empty()) {
+            record.properties->set(tag, value::of_text(text));
+        }
+    }
+    return record;
+}
 
 class attachment_check : public test::checker_fixture
 {
@@ -24,12 +50,26 @@ protected:
     {
         return probe.CheckAttachment(message->reference(), "mail tag", record);
     }
-    /// A file attachment with data.
-    ComPtr<fake_attach> file(const fake_row& row, const std::string& data = "data")
+    void attach(const file_row& row, host::attachment_record record)
     {
-        auto attachment = message->attach(row);
-        attachment->properties.set_bytes(PR_ATTACH_DATA_BIN, data);
-        return attachment;
+        message->attach(row.number, std::move(record));
+        store.claim_size("attach" + std::to_string(row.number), row.size);
+    }
+    /// A file attachment with data.
+    void file(const file_row& row, const std::string& data = "data")
+    {
+        host::attachment_record record = record_of(row);
+        record.properties->set(PR_ATTACH_DATA_BIN, value::of_binary(host::bytes_of(data)));
+        attach(row, std::move(record));
+    }
+    /// An attachment of method 6, with an embedded object if there is one.
+    void embedded_object(host::storage_ptr object)
+    {
+        host::attachment_record record = record_of({.method = ATTACH_OLE});
+        if (object) {
+            record.properties->set(PR_ATTACH_DATA_OBJ, {PT_OBJECT, std::move(object)});
+        }
+        attach({.number = 0, .size = 4}, std::move(record));
     }
     void TearDown() override
     {
@@ -37,7 +77,7 @@ protected:
         checker_fixture::TearDown();
     }
 
-    ComPtr<fake_message> message = new_message();
+    std::unique_ptr<stored_message> message = new_message();
     std::vector<AttachmentResult> records;
 };
 
@@ -49,11 +89,11 @@ TEST_F(attachment_check, of_a_mail_without_attachments)
 
 TEST_F(attachment_check, without_a_table_gives_the_stores_result)
 {
-    store.script("GetAttachmentTable", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "message.GetAttachmentTable");
     EXPECT_EQ(check_all(), E_ACCESSDENIED);
     EXPECT_EQ(leveled(log),
               (texts{"400 Checking message attachments", "200 Failed to get the attachment table, 0x80070005"}));
-    store.script("GetAttachmentTable", S_OK);
+    store.fail_nth(1, S_OK, "message.GetAttachmentTable");
     log.clear();
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log).back(), "200 Failed to get the attachment table, 0x0");
@@ -61,10 +101,10 @@ TEST_F(attachment_check, without_a_table_gives_the_stores_result)
 
 TEST_F(attachment_check, without_rows_gives_the_stores_result)
 {
-    store.script("QueryRows", MAPI_E_CORRUPT_DATA);
+    store.fail_nth(1, MAPI_E_CORRUPT_DATA, "message.table.QueryRows");
     EXPECT_EQ(check_all(), MAPI_E_CORRUPT_DATA);
     EXPECT_EQ(leveled(log).back(), "200 Failed to query rows from attachment table, 0x8004011b");
-    store.script("QueryRows", S_OK);
+    store.fail_nth(1, S_OK, "message.table.QueryRows");
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log).back(), "200 Failed to query rows from attachment table, 0x0");
 }
@@ -99,7 +139,7 @@ TEST_F(attachment_check, of_a_file_tells_each_step)
     EXPECT_EQ(records[0].scanResult, ScanResult::Clean);
     EXPECT_EQ(records[0].noticeHtml, "");
     EXPECT_FALSE(records[0].deleted);
-    EXPECT_EQ(store.calls("QueryRows 100"), 1);
+    EXPECT_EQ(store.calls("message.table.QueryRows"), (texts{"message.table.QueryRows 100"}));
 }
 
 TEST_F(attachment_check, fills_the_request)
@@ -138,11 +178,13 @@ TEST_F(attachment_check, names_a_file_by_its_columns)
 
 TEST_F(attachment_check, prefers_the_long_name_in_either_order)
 {
-    const auto wide = [](ULONG tag, const wchar_t* text) { return test::fake_value{tag, 0, text, nullptr, nullptr}; };
-    message->add_row({wide(PR_ATTACH_LONG_FILENAME_W, L"long"), wide(PR_ATTACH_FILENAME_W, L"short")});
-    message->add_row({wide(PR_ATTACH_FILENAME_W, L"short"), wide(PR_ATTACH_LONG_FILENAME_W, L"long")});
-    message->add_row({wide(PR_ATTACH_FILENAME_W, L"short"), wide(PR_ATTACH_LONG_FILENAME_W, L"")});
-    message->add_row({wide(PR_ATTACH_LONG_FILENAME_W, L""), wide(PR_ATTACH_FILENAME_W, L"short")});
+    const auto name = [](ULONG tag, const wchar_t* text) { return std::pair{tag, value::of_text(text)}; };
+    store.give_rows({
+        {name(PR_ATTACH_LONG_FILENAME_W, L"long"), name(PR_ATTACH_FILENAME_W, L"short")},
+        {name(PR_ATTACH_FILENAME_W, L"short"), name(PR_ATTACH_LONG_FILENAME_W, L"long")},
+        {name(PR_ATTACH_FILENAME_W, L"short"), name(PR_ATTACH_LONG_FILENAME_W, L"")},
+        {name(PR_ATTACH_LONG_FILENAME_W, L""), name(PR_ATTACH_FILENAME_W, L"short")},
+    });
     EXPECT_EQ(check_all(), S_OK);
     const texts lines = log.texts("outlook");
     ASSERT_EQ(lines.size(), 2U + 2U * 4U);
@@ -156,7 +198,10 @@ TEST_F(attachment_check, prefers_the_long_name_in_either_order)
 
 TEST_F(attachment_check, reads_a_missing_name_from_the_attachment)
 {
-    file({.number = 0, .size = 4})->properties.set_wide(PR_ATTACH_FILENAME_W, L"caf\x00E9.txt");
+    file({.number = 0, .size = 4, .short_name = L"caf\x00E9.txt"});
+    store.give_rows({{{PR_ATTACH_NUM, value::of_long(0)},
+                      {PR_ATTACH_SIZE, value::of_long(4)},
+                      {PR_ATTACH_METHOD, value::of_long(ATTACH_BY_VALUE)}}});
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(scans()[0].parameters.attach_name, winapi::conv_to_char(L"caf\x00E9.txt"));
     EXPECT_EQ(records[0].fileName, L"");
@@ -164,8 +209,8 @@ TEST_F(attachment_check, reads_a_missing_name_from_the_attachment)
 
 TEST_F(attachment_check, ignores_columns_of_another_type)
 {
-    message->add_row({{PROP_TAG(PT_ERROR, 0x3001), 5, {}, nullptr, nullptr},
-                      {0x3001001E, 0, {}, std::make_shared<std::string>("narrow"), nullptr}});
+    store.give_rows({{{0x30010000, value::of_error(5)},
+                      {0x3001001E, host::from_stream_bytes(PT_STRING8, host::bytes_of("narrow"))}}});
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_TRUE(log.contains("name: ''/''"));
 }
@@ -177,7 +222,7 @@ TEST_F(attachment_check, leaves_no_record_of_other_methods)
     }
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_TRUE(records.empty());
-    EXPECT_TRUE(message->opened().empty());
+    EXPECT_TRUE(store.calls("message.OpenAttach").empty());
     const texts lines = leveled(log);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "400    Skipped by attach method"), 5);
 }
@@ -220,7 +265,7 @@ TEST_F(attachment_check, that_fails_does_not_stop_the_next)
 {
     file({.number = 0, .size = 4, .display_name = L"a"});
     file({.number = 1, .size = 4, .display_name = L"b"});
-    store.script("OpenAttach", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "message.OpenAttach");
     answer(ScanResult::Repaired);
     EXPECT_EQ(check_all(), S_OK);
     ASSERT_EQ(records.size(), 2U);
@@ -234,7 +279,7 @@ TEST_F(attachment_check, that_fails_does_not_stop_the_next)
 TEST_F(attachment_check, that_opens_as_nothing_fails)
 {
     file({.number = 0, .size = 4});
-    store.script("OpenAttach", S_OK);
+    store.fail_nth(1, S_OK, "message.OpenAttach");
     AttachmentResult record;
     record.attachMethod = 1;
     EXPECT_EQ(check_one(record), E_FAIL);
@@ -243,12 +288,12 @@ TEST_F(attachment_check, that_opens_as_nothing_fails)
 
 TEST_F(attachment_check, of_a_file_without_data_is_refused)
 {
-    message->attach({.number = 0, .size = 4});
+    attach({.number = 0, .size = 4}, record_of({}));
     AttachmentResult record;
     record.attachMethod = 1;
     EXPECT_EQ(check_one(record), E_INVALIDARG);
     EXPECT_EQ(leveled(log), (texts{"200    Failed to get attach body = 0x8004010f"}));
-    store.script("Attach.OpenProperty 37010102", S_OK);
+    store.fail_nth(1, S_OK, "attach0.OpenProperty 37010102");
     log.clear();
     EXPECT_EQ(check_one(record), E_INVALIDARG);
     EXPECT_TRUE(log.lines().empty());
@@ -256,8 +301,8 @@ TEST_F(attachment_check, of_a_file_without_data_is_refused)
 
 TEST_F(attachment_check, of_what_is_no_stream_is_refused)
 {
-    message->attach({.number = 0, .size = 4})
-        ->properties.set_object(PR_ATTACH_DATA_BIN, ComPtr<IUnknown>(MakeCom<test::fake_object>(store)));
+    file({.number = 0, .size = 4});
+    store.fail("attach0.37010102.QueryInterface IStream", E_NOINTERFACE);
     AttachmentResult record;
     record.attachMethod = 1;
     EXPECT_EQ(check_one(record), E_NOINTERFACE);
@@ -280,7 +325,7 @@ TEST_F(attachment_check, of_an_empty_file_leaves_an_unjudged_record)
 TEST_F(attachment_check, tells_why_a_size_is_unknown)
 {
     file({.number = 0, .size = 4});
-    store.script("Stream.Stat", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "attach0.37010102.Stat");
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_TRUE(log.contains("   Attach size: 0 (0x80070005)"));
 }
@@ -346,24 +391,24 @@ TEST_F(attachment_check, keeps_the_scanners_contents_as_notice)
 
 TEST_F(attachment_check, gives_up_an_embedded_object)
 {
-    const auto attachment = message->attach({.number = 0, .size = 4, .method = 6});
-    attachment->properties.set_object(PR_ATTACH_DATA_OBJ,
-                                      ComPtr<IUnknown>(MakeCom<test::fake_object>(store, IID_IStorage)));
+    embedded_object(std::make_shared<host::storage_tree>());
     EXPECT_EQ(check_all(), S_OK);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].scanResult, ScanResult::None);
     EXPECT_EQ(leveled(log).back(), "400    Attachment checked, hr = 0x80070057, result: 0");
     EXPECT_TRUE(scans().empty());
-    EXPECT_EQ(attachment->open_flags, 0U);
+    EXPECT_EQ(store.calls("attach0.OpenProperty"), (texts{"attach0.OpenProperty 3701000d IStorage 0 0"}));
 }
 
 TEST_F(attachment_check, tells_that_an_embedded_object_cannot_be_opened)
 {
-    const auto attachment = message->attach({.number = 0, .size = 4, .method = 6});
+    embedded_object(nullptr);
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log)[3], "200    Failed to get attach body storage = 0x8004010f");
     EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
-    attachment->properties.set_object(PR_ATTACH_DATA_OBJ, ComPtr<IUnknown>(MakeCom<test::fake_object>(store)));
+    message->close();
+    embedded_object(std::make_shared<host::storage_tree>());
+    store.fail("attach0.3701000d.QueryInterface IStorage", E_NOINTERFACE);
     log.clear();
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log)[3], "200    Failed to get attach body storage");
@@ -377,20 +422,23 @@ class embedded_message : public attachment_check
 protected:
     embedded_message()
     {
-        embedded->properties.set_bytes(PR_ENTRYID, "\xEE");
-        embedded->properties.set_bytes(PR_INTERNET_MESSAGE_ID_A, "<inner@host>");
-        embedded->properties.set_wide(PR_SUBJECT_W, L"Inner");
-        embedded->properties.set_bytes(PR_BODY_A, "inner text");
-        message->attach({.number = 5, .size = 4, .method = 5, .display_name = L"inner"})
-            ->properties.set_object(PR_ATTACH_DATA_OBJ, identity(embedded));
+        set(PR_ENTRYID, value::of_binary(host::bytes_of("\xEE")));
+        set(PR_INTERNET_MESSAGE_ID_A, narrow("<inner@host>"));
+        set(PR_SUBJECT_W, value::of_text(L"Inner"));
+        set(PR_SENDER_NAME_W, value::of_text(L"Ada"));
+        set(PR_NATIVE_BODY_INFO, value::of_long(1));
+        set(PR_BODY_A, narrow("inner text"));
+        const file_row row{.number = 5, .size = 4, .method = ATTACH_EMBEDDED_MSG, .display_name = L"inner"};
+        host::attachment_record record = record_of(row);
+        embedded->store = store.context();
+        record.embedded = embedded;
+        attach(row, std::move(record));
     }
-    void TearDown() override
-    {
-        message.reset();
-        embedded.reset();
-        checker_fixture::TearDown();
-    }
-    ComPtr<fake_message> embedded = new_message();
+    static value narrow(const char* text) { return host::from_stream_bytes(PT_STRING8, host::bytes_of(text)); }
+    void set(ULONG tag, value contents) { embedded->properties->set(tag, std::move(contents)); }
+    void remove(ULONG tag) { embedded->properties->erase(PROP_ID(tag)); }
+
+    std::shared_ptr<host::message_record> embedded = std::make_shared<host::message_record>();
 };
 
 TEST_F(embedded_message, goes_out_as_body_and_then_whole)
@@ -477,7 +525,7 @@ TEST_F(embedded_message, takes_no_notice_from_a_sound_body)
 
 TEST_F(embedded_message, without_an_internet_identifier_is_tagged_by_its_entry)
 {
-    embedded->properties.remove(PR_INTERNET_MESSAGE_ID_A);
+    remove(PR_INTERNET_MESSAGE_ID_A);
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(scans()[0].parameters.tag, "EE");
     EXPECT_EQ(scans()[1].parameters.tag, "EE");
@@ -486,18 +534,21 @@ TEST_F(embedded_message, without_an_internet_identifier_is_tagged_by_its_entry)
 TEST_F(embedded_message, is_neither_looked_up_nor_stored)
 {
     EXPECT_EQ(check_all(), S_OK);
-    EXPECT_EQ(store.calls("GetIDsFromNames"), 0);
-    EXPECT_EQ(store.calls("SaveChanges"), 0);
+    for (const std::string name : {"message.", "attach5.3701000d."}) {
+        EXPECT_TRUE(store.calls(name + "GetIDsFromNames").empty());
+        EXPECT_TRUE(store.calls(name + "SaveChanges").empty());
+    }
     EXPECT_EQ(probe.verdicts().InternalSize(), 0U);
 }
 
 TEST_F(embedded_message, does_not_have_its_own_attachments_walked)
 {
     file({.number = 0, .size = 4});
-    embedded->attach({.number = 0, .size = 4});
+    embedded->attachments[0] = record_of({});
     EXPECT_EQ(check_all(), S_OK);
-    EXPECT_TRUE(embedded->opened().empty());
-    EXPECT_EQ(store.calls("GetAttachmentTable"), 1);
+    EXPECT_TRUE(store.calls("attach5.3701000d.OpenAttach").empty());
+    EXPECT_TRUE(store.calls("attach5.3701000d.GetAttachmentTable").empty());
+    EXPECT_EQ(store.calls("message.GetAttachmentTable").size(), 1U);
 }
 
 TEST_F(embedded_message, that_cannot_be_converted_gives_that_result)
@@ -510,11 +561,11 @@ TEST_F(embedded_message, that_cannot_be_converted_gives_that_result)
 
 TEST_F(embedded_message, that_cannot_be_opened_fails)
 {
-    store.script("Attach.OpenProperty 3701000d", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "attach5.OpenProperty 3701000d");
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log)[3], "200    Failed to get embedded message from attach = 0x80070005");
     EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004005, result: 0");
-    store.script("Attach.OpenProperty 3701000d", S_OK);
+    store.fail_nth(1, S_OK, "attach5.OpenProperty 3701000d");
     log.clear();
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log)[3], "200    Failed to get embedded message from attach = 0x0");
@@ -522,7 +573,7 @@ TEST_F(embedded_message, that_cannot_be_opened_fails)
 
 TEST_F(embedded_message, that_is_no_message_fails)
 {
-    store.script("QueryMessage", E_NOINTERFACE);
+    store.fail_nth(1, E_NOINTERFACE, "attach5.3701000d.QueryInterface IMessage");
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(leveled(log)[3], "200    Failed to get embedded interface");
     EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
@@ -530,7 +581,7 @@ TEST_F(embedded_message, that_is_no_message_fails)
 
 TEST_F(embedded_message, goes_out_whole_also_when_its_body_failed)
 {
-    embedded->properties.remove(PR_BODY_A);
+    remove(PR_BODY_A);
     answer(ScanResult::Blocked);
     EXPECT_EQ(check_all(), S_OK);
     EXPECT_EQ(scans().size(), 1U);

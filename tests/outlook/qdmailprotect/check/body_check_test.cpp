@@ -6,7 +6,7 @@
 
 namespace {
 
-using test::fake_message;
+using test::stored_message;
 using texts = std::vector<std::string>;
 
 class body_check : public test::checker_fixture
@@ -18,17 +18,16 @@ protected:
         message.reset();
         checker_fixture::TearDown();
     }
-    void native_type(std::uint32_t type) { message->properties.set_long(PR_NATIVE_BODY_INFO, type); }
+    void native_type(std::uint32_t type) { message->set_number(PR_NATIVE_BODY_INFO, type); }
     [[nodiscard]] std::string sent() const { return scans().empty() ? "nothing" : scans().back().data; }
     /// Sets a plain body whose stream claims a size.
     void claim(std::uint64_t size)
     {
-        auto stream = MakeCom<test::fake_stream>(store, std::make_shared<std::string>("claimed"));
-        stream->claim_size(size);
-        message->properties.set_object(PR_BODY_A, ComPtr<IUnknown>(stream));
+        message->set_bytes(PR_BODY_A, "claimed");
+        store.claim_size("message.1000001e", size);
     }
 
-    ComPtr<fake_message> message = new_message();
+    std::unique_ptr<stored_message> message = new_message();
     MailBodyInfo body;
 };
 
@@ -64,7 +63,7 @@ TEST_F(body_check, of_plain_text_tells_each_step)
 
 TEST_F(body_check, tells_the_code_page_and_does_not_send_it)
 {
-    message->properties.set_long(PR_INTERNET_CPID, 65001);
+    message->set_number(PR_INTERNET_CPID, 65001);
     check_body();
     EXPECT_TRUE(log.contains("CPID: 65001"));
 }
@@ -80,7 +79,7 @@ TEST_F(body_check, keeps_the_scanners_answer)
 
 TEST_F(body_check, of_html_sends_the_html)
 {
-    message->properties.set_bytes(PR_HTML, "<p>html</p>");
+    message->set_bytes(PR_HTML, "<p>html</p>");
     for (const std::uint32_t type : {2U, 3U}) {
         native_type(type);
         EXPECT_EQ(check_body(), S_OK);
@@ -89,8 +88,8 @@ TEST_F(body_check, of_html_sends_the_html)
         EXPECT_EQ(body.plainBody, "plain text") << "read although it isn't sent";
         body.plainBody.clear();
     }
-    EXPECT_EQ(message->open_options, 0U);
-    EXPECT_EQ(message->open_flags, 0U);
+    EXPECT_EQ(store.calls("message.OpenProperty 10130102"),
+              (texts{"message.OpenProperty 10130102 IStream 0 0", "message.OpenProperty 10130102 IStream 0 0"}));
 }
 
 TEST_F(body_check, of_rtf_without_html_sends_the_plain_text)
@@ -104,17 +103,17 @@ TEST_F(body_check, of_rtf_without_html_sends_the_plain_text)
 
 TEST_F(body_check, of_plain_text_does_not_look_at_the_html)
 {
-    message->properties.set_bytes(PR_HTML, "<p>html</p>");
+    message->set_bytes(PR_HTML, "<p>html</p>");
     EXPECT_EQ(check_body(), S_OK);
     EXPECT_EQ(sent(), "plain text");
-    EXPECT_EQ(store.calls("OpenProperty 10130102"), 0);
+    EXPECT_TRUE(store.calls("message.OpenProperty 10130102").empty());
 }
 
 TEST_F(body_check, takes_html_that_opens_as_nothing_for_absent)
 {
     native_type(3);
-    message->properties.set_bytes(PR_HTML, "<p>html</p>");
-    store.script("OpenProperty 10130102", S_OK);
+    message->set_bytes(PR_HTML, "<p>html</p>");
+    store.fail_nth(1, S_OK, "message.OpenProperty 10130102");
     EXPECT_EQ(check_body(), S_OK);
     EXPECT_EQ(sent(), "plain text");
     EXPECT_EQ(body.bodyType, 1U);
@@ -126,9 +125,9 @@ TEST_F(body_check, deduces_a_type_that_the_message_does_not_tell)
     for (const bool absent : {false, true}) {
         native_type(0);
         if (absent) {
-            message->properties.remove(PR_NATIVE_BODY_INFO);
+            message->remove(PR_NATIVE_BODY_INFO);
         }
-        message->properties.set_bytes(PR_HTML, "<p>html</p>");
+        message->set_bytes(PR_HTML, "<p>html</p>");
         log.clear();
         EXPECT_EQ(check_body(), S_OK);
         EXPECT_EQ(sent(), "<p>html</p>");
@@ -137,7 +136,7 @@ TEST_F(body_check, deduces_a_type_that_the_message_does_not_tell)
         EXPECT_EQ(lines[2], "400 Native body type: 0");
         EXPECT_EQ(lines[3], "400 Deduced body type: 3");
     }
-    message->properties.remove(PR_HTML);
+    message->remove(PR_HTML);
     EXPECT_EQ(check_body(), S_OK);
     EXPECT_EQ(body.bodyType, 1U);
     EXPECT_TRUE(log.contains("Deduced body type: 1"));
@@ -146,7 +145,7 @@ TEST_F(body_check, deduces_a_type_that_the_message_does_not_tell)
 TEST_F(body_check, of_an_undefined_type_tries_the_plain_text)
 {
     native_type(0);
-    message->properties.set_error(PR_BODY_A, E_ACCESSDENIED);
+    store.answer(PR_BODY_A, PROP_TAG(PT_ERROR, PROP_ID(PR_BODY_A)), static_cast<ULONG>(E_ACCESSDENIED));
     EXPECT_EQ(check_body(), S_OK);
     EXPECT_TRUE(log.contains("Deduced body type: 0"));
     EXPECT_EQ(sent(), "plain text");
@@ -164,7 +163,7 @@ TEST_F(body_check, of_a_signed_type_sends_the_plain_text)
 TEST_F(body_check, of_a_message_without_a_body_has_nothing_to_check)
 {
     native_type(3);
-    message->properties.remove(PR_BODY_A);
+    message->remove(PR_BODY_A);
     EXPECT_EQ(check_body(), E_FAIL);
     EXPECT_EQ(body.bodyType, 3U);
     EXPECT_EQ(body.scanResult, ScanResult::None);
@@ -181,7 +180,7 @@ TEST_F(body_check, of_a_message_without_a_body_has_nothing_to_check)
 TEST_F(body_check, of_plain_text_that_opens_as_nothing_has_nothing_to_check)
 {
     native_type(3);
-    store.script("OpenProperty 1000001e", S_OK, 2); // the plain text reader uses the first
+    store.fail_nth(2, S_OK, "message.OpenProperty 1000001e"); // the plain text reader uses the first
     EXPECT_EQ(check_body(), E_FAIL);
     EXPECT_EQ(body.bodyType, 1U) << "the property opened";
     EXPECT_EQ(leveled(log).back(), "200 Nothing to check");
@@ -189,14 +188,14 @@ TEST_F(body_check, of_plain_text_that_opens_as_nothing_has_nothing_to_check)
 
 TEST_F(body_check, of_what_is_no_stream_fails_silently)
 {
-    message->properties.set_object(PR_BODY_A, ComPtr<IUnknown>(MakeCom<test::fake_object>(store)));
+    store.fail("message.1000001e.QueryInterface IStream", E_NOINTERFACE);
     EXPECT_EQ(check_body(), E_FAIL);
     EXPECT_EQ(leveled(log), (texts{"400 Checking mail body", "400 Native body type: 1"}));
 }
 
 TEST_F(body_check, skips_an_empty_body)
 {
-    message->properties.set_bytes(PR_BODY_A, "");
+    message->set_bytes(PR_BODY_A, "");
     for (const bool limited : {true, false}) {
         link->settings->UseSizeLimit = {limited, false, false};
         EXPECT_EQ(check_body(), S_OK);
@@ -248,7 +247,7 @@ TEST_F(body_check, obeys_a_limit_that_is_set)
 
 TEST_F(body_check, tells_why_a_size_is_unknown)
 {
-    store.script("Stream.Stat", E_ACCESSDENIED, 2); // the plain text reader uses the first
+    store.fail_nth(2, E_ACCESSDENIED, "message.1000001e.Stat"); // the plain text reader uses the first
     EXPECT_EQ(check_body(), S_OK);
     const texts lines = leveled(log);
     ASSERT_GE(lines.size(), 2U);
@@ -294,9 +293,9 @@ TEST_F(body_check, breaks_the_connection_when_a_session_cannot_be_returned)
 TEST_F(body_check, breaks_the_connection_when_the_body_cannot_be_read)
 {
     native_type(3);
-    message->properties.set_bytes(PR_HTML, "<p>");
-    message->properties.remove(PR_BODY_A);
-    store.script("Stream.Read", E_ACCESSDENIED);
+    message->set_bytes(PR_HTML, "<p>");
+    message->remove(PR_BODY_A);
+    store.fail_nth(1, E_ACCESSDENIED, "message.10130102.Read");
     EXPECT_EQ(check_body(), E_UNEXPECTED);
     EXPECT_EQ(link->calls, (texts{"BreakConnection"}));
 }

@@ -100,21 +100,21 @@ protected:
     }
 
     /// Runs `operation` repeatedly, with each of the store's operations failing in turn and in each of the ways, until
-    /// no operation is left to fail. Each run has its own trace, which must contain no objects at its end.
-    void fail_everywhere(const std::function<void(test::store_trace&)>& operation, std::size_t at_least)
+    /// no operation is left to fail. Each run has its own store, which must contain no objects at its end.
+    void fail_everywhere(const std::function<void(test::scripted_store&)>& operation, std::size_t at_least)
     {
         for (const HRESULT failure : Failures) {
             std::size_t n = 1;
             for (;; ++n) {
                 SCOPED_TRACE("operation " + std::to_string(n) + " gives " + std::to_string(failure));
-                test::store_trace trace;
-                trace.fail_nth(n, failure);
-                operation(trace);
-                EXPECT_EQ(trace.alive, 0) << "a reference was not released";
+                test::scripted_store store;
+                store.fail_nth(n, failure);
+                operation(store);
+                EXPECT_EQ(store.alive, 0) << "a reference was not released";
                 if (HasFailure()) {
                     return;
                 }
-                if (trace.calls().size() < n) {
+                if (store.calls().size() < n) {
                     break;
                 }
             }
@@ -130,8 +130,8 @@ protected:
 TEST_F(failing_store, leaves_nothing_behind_when_text_is_attached)
 {
     fail_everywhere(
-        [](test::store_trace& trace) {
-            stored_message message(trace);
+        [](test::scripted_store& store) {
+            stored_message message(store);
             fill(message);
             const before was(message);
             const HRESULT result = AddTextAttachment(message.reference(), L"b.doc.htm", "text", L"text/html");
@@ -151,8 +151,8 @@ TEST_F(failing_store, leaves_nothing_behind_when_an_image_is_attached)
     image.contentId = L"i";
     image.data.assign(3, std::byte{1});
     fail_everywhere(
-        [&](test::store_trace& trace) {
-            stored_message message(trace);
+        [&](test::scripted_store& store) {
+            stored_message message(store);
             fill(message);
             const before was(message);
             const HRESULT result = AddBinaryAttachment(message.reference(), true, image);
@@ -168,14 +168,14 @@ TEST_F(failing_store, leaves_nothing_behind_when_a_body_is_rewritten)
     for (const std::uint32_t type : {1U, 3U}) {
         body.bodyType = type;
         fail_everywhere(
-            [&](test::store_trace& trace) {
-                stored_message message(trace);
+            [&](test::scripted_store& store) {
+                stored_message message(store);
                 fill(message);
                 const before was(message);
                 const bool written = ModifyMailBody(message.reference(), body, records(), *EnglishTexts());
                 expect_nothing_lost(message, was, {});
                 const std::string html = message.value(PR_HTML).value_or("");
-                if (written && trace.calls("message.10130102.Write").empty()) {
+                if (written && store.calls("message.10130102.Write").empty()) {
                     ADD_FAILURE() << "claims what was never tried";
                 }
                 if (!written) {
@@ -191,8 +191,8 @@ TEST_F(failing_store, leaves_nothing_behind_when_a_body_is_rewritten)
 TEST_F(failing_store, leaves_nothing_behind_when_a_message_is_disinfected)
 {
     fail_everywhere(
-        [&](test::store_trace& trace) {
-            stored_message message(trace);
+        [&](test::scripted_store& store) {
+            stored_message message(store);
             fill(message);
             const before was(message);
             VerdictCache verdicts;
@@ -212,8 +212,8 @@ TEST_F(failing_store, leaves_nothing_behind_when_attachments_alone_are_condemned
 {
     body = {};
     fail_everywhere(
-        [&](test::store_trace& trace) {
-            stored_message message(trace);
+        [&](test::scripted_store& store) {
+            stored_message message(store);
             fill(message);
             const before was(message);
             VerdictCache verdicts;
@@ -233,10 +233,10 @@ TEST_F(failing_store, leaves_nothing_behind_when_attachments_alone_are_condemned
 TEST_F(failing_store, leaves_nothing_behind_when_an_encrypted_message_is_disinfected)
 {
     fail_everywhere(
-        [&](test::store_trace& trace) {
-            stored_message base(trace, "base");
+        [&](test::scripted_store& store) {
+            stored_message base(store, "base");
             fill(base);
-            stored_message wrapper(trace, "wrapper", base.store());
+            stored_message wrapper(store, "wrapper");
             wrapper.make_encrypted();
             fill(wrapper);
             wrapper.object().wrap(base.reference());
@@ -254,7 +254,7 @@ TEST_F(failing_store, leaves_nothing_behind_when_an_encrypted_message_is_disinfe
         40);
 }
 
-/// Complete checks over the traced store with a scanner that condemns everything.
+/// Complete checks over the failing store with a scanner that condemns everything.
 class failing_store_in_a_check : public test::checker_fixture
 {};
 
@@ -264,33 +264,32 @@ TEST_F(failing_store_in_a_check, leaves_nothing_behind)
         std::size_t n = 1;
         for (;; ++n) {
             SCOPED_TRACE("operation " + std::to_string(n) + " gives " + std::to_string(failure));
-            test::store_trace trace;
-            stored_message message(trace);
+            test::scripted_store failing;
+            stored_message message(failing);
             message.attach(0, L"a.txt", "never looked at");
             message.attach(1, L"b.doc", "evil");
             message.attach(2, L"c.zip", "evil too");
             message.attach_message(3, L"forwarded", L"evil inside");
             message.never_scanned(0);
             const before was(message);
-            trace.fail_nth(n, failure);
+            failing.fail_nth(n, failure);
             link->pool = pool; // a failed scan drops it
             pool->answers.assign(4, {ScanResult::Blocked, test::reply_with(Page), false});
             MailChecker another({link, converter->platform(), MakeMailDisinfector(), &clock, &session});
             another.Init(true, 1, "p", "u");
             {
-                ComPtr<IUnknown> object(message.reference());
-                auto item = MakeCom<test::fake_item>(store, IID_MailItem, std::move(object))->reference();
+                auto item = MakeCom<test::scripted_item>(failing, IID_MailItem, identity(message))->reference();
                 another.CheckMessage(false, true, std::move(item), verdict, block_display);
             }
             EXPECT_FALSE(block_display);
             expect_nothing_lost(message, was, {1, 2, 3});
             message.close();
-            EXPECT_EQ(trace.alive, 0) << "a reference was not released";
+            EXPECT_EQ(failing.alive, 0) << "a reference was not released";
             EXPECT_EQ(pool->leased, 0);
             if (HasFailure()) {
                 return;
             }
-            if (trace.calls().size() < n) {
+            if (failing.calls().size() < n) {
                 break;
             }
         }

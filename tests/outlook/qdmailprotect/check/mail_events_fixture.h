@@ -2,7 +2,7 @@
 
 #include "outlook/qdmailprotect/check/mail_events.h"
 #include "tests/outlook/qdmailprotect/support/checker_fixture.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "tests/outlook/qdmailprotect/support/scripted_item.h"
 #include "tests/support/log_capture.h"
 
 #include <gtest/gtest.h>
@@ -108,7 +108,7 @@ protected:
         other.reset();
         EXPECT_EQ(store.alive, 0);
     }
-    ComPtr<IUnknown> new_item() { return ComPtr<IUnknown>(MakeCom<fake_object>(store)); }
+    ComPtr<IUnknown> new_item() { return ComPtr<IUnknown>(MakeCom<scripted_object>(store)); }
     ComPtr<MailEvents> new_events(EventHandlerFactory factory)
     {
         return MakeCom<MailEvents>(check, source, &clock, std::move(factory));
@@ -127,7 +127,7 @@ protected:
     }
 
     log_capture log;
-    fake_store store;
+    scripted_store store;
     still_clock clock;
     std::shared_ptr<scripted_check> check = std::make_shared<scripted_check>();
     std::shared_ptr<listed_events> source = std::make_shared<listed_events>();

@@ -429,7 +429,7 @@ TEST_F(opened_message, that_memory_knows_as_blocked_is_not_shown)
     const auto events =
         MakeCom<MailEvents>(std::shared_ptr<MessageCheck>(&checker, [](MessageCheck*) {}), source, &clock);
     const auto message = new_message();
-    const auto item = item_of(message)->reference();
+    const auto item = item_of(*message)->reference();
     const auto open = [&] {
         std::int32_t cancel = 0;
         events->OnItemLoad(item.get());
@@ -440,7 +440,7 @@ TEST_F(opened_message, that_memory_knows_as_blocked_is_not_shown)
     };
     answer(ScanResult::Blocked);
     EXPECT_EQ(open(), 0);
-    message->properties.remove(store.verdict_tag());
+    message->remove(test::verdict_tag(store));
     EXPECT_EQ(open(), 1);
     EXPECT_EQ(scans().size(), 1U);
 }

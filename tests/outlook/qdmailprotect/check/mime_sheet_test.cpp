@@ -6,7 +6,7 @@
 
 namespace {
 
-using test::fake_message;
+using test::stored_message;
 using texts = std::vector<std::string>;
 
 class mime_sheet : public test::checker_fixture
@@ -22,7 +22,7 @@ protected:
         checker_fixture::TearDown();
     }
 
-    ComPtr<fake_message> message = new_message();
+    std::unique_ptr<stored_message> message = new_message();
     std::shared_ptr<icap::response_message> response;
 };
 
@@ -45,8 +45,8 @@ TEST_F(mime_sheet, without_the_cache_is_converted_and_scanned)
                                                     "500 Message subject: [From:Ada][Subject:Hello][Time:]",
                                                     "500 scan",
                                                 }));
-    EXPECT_EQ(store.calls("GetIDsFromNames"), 0);
-    EXPECT_EQ(store.calls("SaveChanges"), 0);
+    EXPECT_TRUE(store.calls("message.GetIDsFromNames").empty());
+    EXPECT_TRUE(store.calls("message.SaveChanges").empty());
 }
 
 TEST_F(mime_sheet, fills_the_request)
@@ -72,14 +72,15 @@ TEST_F(mime_sheet, with_the_cache_is_a_body_and_is_stored_and_saved)
     answer(ScanResult::Blocked);
     EXPECT_EQ(check_sheet(true), S_OK);
     EXPECT_EQ(scans()[0].parameters.type, icap::client::content_type::body);
-    EXPECT_EQ(message->properties.find(store.verdict_tag())->number, 2U);
-    EXPECT_EQ(store.calls("SaveChanges"), 1);
+    EXPECT_EQ(message->value(test::verdict_tag(store)), "2");
+    EXPECT_EQ(store.calls("message.SaveChanges").size(), 1U);
+    EXPECT_EQ(message->saves, 1);
     EXPECT_EQ(leveled(log).back(), "500 Saving message result = 0x0");
 }
 
 TEST_F(mime_sheet, with_the_cache_tells_a_failed_save)
 {
-    store.script("SaveChanges", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "message.SaveChanges");
     EXPECT_EQ(check_sheet(true), S_OK);
     EXPECT_EQ(leveled(log).back(), "500 Saving message result = 0x80070005");
     EXPECT_EQ(verdict, ScanResult::Clean);
@@ -89,7 +90,7 @@ TEST_F(mime_sheet, with_the_cache_does_not_store_what_was_not_judged)
 {
     answer(ScanResult::None);
     EXPECT_EQ(check_sheet(true), S_OK);
-    EXPECT_EQ(store.calls("SaveChanges"), 0);
+    EXPECT_TRUE(store.calls("message.SaveChanges").empty());
     EXPECT_EQ(probe.verdicts().InternalSize(), 0U);
 }
 
@@ -176,7 +177,7 @@ TEST_F(mime_sheet, breaks_the_connection_when_a_request_raises)
     EXPECT_EQ(check_sheet(true), E_UNEXPECTED);
     EXPECT_EQ(verdict, ScanResult::Repaired) << "left as it was";
     EXPECT_EQ(link->calls, (texts{"BreakConnection"}));
-    EXPECT_EQ(store.calls("SaveChanges"), 0);
+    EXPECT_TRUE(store.calls("message.SaveChanges").empty());
 }
 
 TEST_F(mime_sheet, breaks_the_connection_when_a_session_cannot_be_returned)

@@ -5,7 +5,7 @@
 #include "outlook/qdmailprotect/disinfection/string_resources.h"
 #include "tests/outlook/qdmailprotect/com/support/loaded_module.h"
 #include "tests/outlook/qdmailprotect/com/support/registry_tree.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "tests/outlook/qdmailprotect/support/stored_message.h"
 #include "tests/support/process_memory.h"
 #include "tests/support/process_resources.h"
 #include "tool/system/registry.h"
@@ -90,7 +90,7 @@ private:
 /// Performs the steps of the mail client from its start to its end, with one item opened and closed.
 HRESULT one_session(const loaded_module& module)
 {
-    test::fake_store store;
+    test::scripted_store store;
     const auto outlook = MakeCom<host::application>(L"16.0.0.0");
     ComPtr<_IDTExtensibility2> addin;
     HRESULT result = module.create(IID__IDTExtensibility2, Receive(addin));
@@ -100,11 +100,11 @@ HRESULT one_session(const loaded_module& module)
     if (FAILED(result)) {
         return result;
     }
-    const auto message = MakeCom<test::fake_message>(store);
-    message->properties.set_bytes(PR_ENTRYID, "id");
-    message->properties.set_long(PR_NATIVE_BODY_INFO, 1);
-    message->properties.set_bytes(PR_BODY_A, "plain text");
-    const auto item = MakeCom<host::outlook_item>(IID_MailItem, test::identity(message));
+    const auto message = test::empty_message(store);
+    message->set_bytes(PR_ENTRYID, "id");
+    message->set_number(PR_NATIVE_BODY_INFO, 1);
+    message->set_bytes(PR_BODY_A, "plain text");
+    const auto item = MakeCom<host::outlook_item>(IID_MailItem, test::identity(*message));
     outlook->item_load(item.get());
     item->before_read();
     const bool blocked = item->read_complete();

@@ -37,13 +37,13 @@ protected:
     {
         EXPECT_EQ(message.saves, 0) << "the message itself is never saved";
         message.close();
-        EXPECT_EQ(trace.alive, 0) << "a reference was not released";
+        EXPECT_EQ(store.alive, 0) << "a reference was not released";
     }
 
     bool modify() { return ModifyMailBody(message.reference(), body, attachments, *EnglishTexts()); }
 
-    test::store_trace trace;
-    test::stored_message message{trace};
+    test::scripted_store store;
+    test::stored_message message{store};
     test::log_capture log;
     MailBodyInfo body;
     std::vector<AttachmentResult> attachments;
@@ -54,7 +54,7 @@ TEST_F(body_rewriting, takes_every_step_in_its_order)
     body.plainBody = "Old text";
     body.scanResponse = test::reply_with("<img src=\"data:image/png;base64,QUJD\">");
     EXPECT_TRUE(modify());
-    EXPECT_EQ(trace.calls(), (texts{
+    EXPECT_EQ(store.calls(), (texts{
                                  "message.DeleteProps 1000001f",
                                  "message.OpenProperty 10130102 IStream 1 1",
                                  "message.10130102.QueryInterface IStream",
@@ -136,21 +136,21 @@ TEST_F(body_rewriting, takes_the_page_of_an_answer_that_holds_a_request)
 TEST_F(body_rewriting, opens_the_html_of_rtf_and_html_bodies_as_it_is)
 {
     for (const std::uint32_t type : {2U, 3U}) {
-        trace.clear();
+        store.clear();
         body.bodyType = type;
         EXPECT_TRUE(modify());
-        EXPECT_EQ(trace.calls("message.OpenProperty"), (texts{"message.OpenProperty 10130102 IStream 1 1"}));
+        EXPECT_EQ(store.calls("message.OpenProperty"), (texts{"message.OpenProperty 10130102 IStream 1 1"}));
     }
 }
 
 TEST_F(body_rewriting, creates_the_html_of_other_bodies_at_once)
 {
     for (const std::uint32_t type : {0U, 1U, 4U}) {
-        trace.clear();
+        store.clear();
         log.clear();
         body.bodyType = type;
         EXPECT_TRUE(modify());
-        EXPECT_EQ(trace.calls("message.OpenProperty"), (texts{"message.OpenProperty 10130102 IStream 1 3"}));
+        EXPECT_EQ(store.calls("message.OpenProperty"), (texts{"message.OpenProperty 10130102 IStream 1 3"}));
         EXPECT_EQ(message.value(PR_NATIVE_BODY_INFO), "3");
         EXPECT_EQ(test::leveled(log).front(), "400 Modifying mail body (type " + std::to_string(type) + ")");
     }
@@ -169,7 +169,7 @@ TEST_F(body_rewriting, creates_html_that_is_missing)
 {
     message.remove(PR_HTML);
     EXPECT_TRUE(modify());
-    EXPECT_EQ(trace.calls("message.OpenProperty"),
+    EXPECT_EQ(store.calls("message.OpenProperty"),
               (texts{"message.OpenProperty 10130102 IStream 1 1", "message.OpenProperty 10130102 IStream 1 3"}));
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Modifying mail body (type 3)",
@@ -184,8 +184,8 @@ TEST_F(body_rewriting, creates_html_that_is_missing)
 
 TEST_F(body_rewriting, gives_up_where_missing_html_cannot_be_created)
 {
-    trace.fail("message.OpenProperty 10130102 IStream 1 1", MAPI_E_NOT_FOUND);
-    trace.fail("message.OpenProperty 10130102 IStream 1 3", MAPI_E_NO_ACCESS);
+    store.fail("message.OpenProperty 10130102 IStream 1 1", MAPI_E_NOT_FOUND);
+    store.fail("message.OpenProperty 10130102 IStream 1 3", MAPI_E_NO_ACCESS);
     EXPECT_FALSE(modify());
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Modifying mail body (type 3)",
@@ -202,9 +202,9 @@ TEST_F(body_rewriting, gives_up_where_missing_html_cannot_be_created)
 
 TEST_F(body_rewriting, does_not_create_html_after_any_other_failure)
 {
-    trace.fail("message.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("message.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_FALSE(modify());
-    EXPECT_EQ(trace.calls("message.OpenProperty").size(), 1U);
+    EXPECT_EQ(store.calls("message.OpenProperty").size(), 1U);
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Modifying mail body (type 3)",
                                       "500 Deleted the plain body: 0x0",
@@ -216,7 +216,7 @@ TEST_F(body_rewriting, does_not_create_html_after_any_other_failure)
 TEST_F(body_rewriting, gives_up_where_a_plain_message_gets_no_html)
 {
     body.bodyType = 1;
-    trace.fail("message.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("message.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_FALSE(modify());
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Modifying mail body (type 1)",
@@ -228,7 +228,7 @@ TEST_F(body_rewriting, gives_up_where_a_plain_message_gets_no_html)
 
 TEST_F(body_rewriting, gives_up_where_the_store_claims_success_without_an_object)
 {
-    trace.fail("message.OpenProperty", S_OK);
+    store.fail("message.OpenProperty", S_OK);
     EXPECT_FALSE(modify());
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open mail body");
     EXPECT_EQ(test::leveled(log).size(), 3U);
@@ -236,15 +236,15 @@ TEST_F(body_rewriting, gives_up_where_the_store_claims_success_without_an_object
 
 TEST_F(body_rewriting, does_not_use_an_object_that_comes_with_a_failure)
 {
-    trace.deny("message.OpenProperty", MAPI_E_NO_ACCESS);
+    store.deny("message.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_FALSE(modify());
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open mail body");
-    EXPECT_TRUE(trace.calls("message.10130102").empty());
+    EXPECT_TRUE(store.calls("message.10130102").empty());
 }
 
 TEST_F(body_rewriting, gives_up_without_a_stream)
 {
-    trace.fail("message.10130102.QueryInterface", E_NOINTERFACE);
+    store.fail("message.10130102.QueryInterface", E_NOINTERFACE);
     EXPECT_FALSE(modify());
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open mail stream");
     EXPECT_EQ(message.value(PR_NATIVE_BODY_INFO), "1") << "nothing behind it is done";
@@ -252,7 +252,7 @@ TEST_F(body_rewriting, gives_up_without_a_stream)
 
 TEST_F(body_rewriting, goes_on_where_the_plain_body_cannot_be_deleted)
 {
-    trace.fail("message.DeleteProps", MAPI_E_NO_ACCESS);
+    store.fail("message.DeleteProps", MAPI_E_NO_ACCESS);
     EXPECT_TRUE(modify());
     EXPECT_EQ(test::leveled(log)[1], "500 Deleted the plain body: 0x80070005");
     EXPECT_EQ(message.value(PR_BODY_W), "Old text");
@@ -261,7 +261,7 @@ TEST_F(body_rewriting, goes_on_where_the_plain_body_cannot_be_deleted)
 
 TEST_F(body_rewriting, goes_on_where_the_kind_of_body_cannot_be_set)
 {
-    trace.fail("message.SetProps", MAPI_E_NO_ACCESS);
+    store.fail("message.SetProps", MAPI_E_NO_ACCESS);
     EXPECT_TRUE(modify());
     EXPECT_EQ(message.value(PR_HTML), std::string("<p>gone</p>") + '\0');
 }
@@ -269,9 +269,9 @@ TEST_F(body_rewriting, goes_on_where_the_kind_of_body_cannot_be_set)
 TEST_F(body_rewriting, fails_where_the_html_cannot_be_written_but_keeps_the_text)
 {
     body.plainBody = "Old text";
-    trace.fail("message.10130102.Write", MAPI_E_NO_ACCESS);
+    store.fail("message.10130102.Write", MAPI_E_NO_ACCESS);
     EXPECT_FALSE(modify());
-    EXPECT_EQ(trace.calls("message.10130102.SetSize"), (texts{"message.10130102.SetSize 0"}))
+    EXPECT_EQ(store.calls("message.10130102.SetSize"), (texts{"message.10130102.SetSize 0"}))
         << "as many bytes as were written";
     EXPECT_EQ(message.attachments(), (texts{"0 original_body.txt"}));
     EXPECT_EQ(test::leveled(log).back(), "500 Modified the body data");
@@ -279,10 +279,10 @@ TEST_F(body_rewriting, fails_where_the_html_cannot_be_written_but_keeps_the_text
 
 TEST_F(body_rewriting, looks_only_at_the_write)
 {
-    trace.fail("message.10130102.Seek", MAPI_E_NO_ACCESS);
-    trace.fail("message.10130102.SetSize", MAPI_E_NO_ACCESS);
+    store.fail("message.10130102.Seek", MAPI_E_NO_ACCESS);
+    store.fail("message.10130102.SetSize", MAPI_E_NO_ACCESS);
     EXPECT_TRUE(modify());
-    EXPECT_TRUE(trace.calls("message.10130102.Commit").empty());
+    EXPECT_TRUE(store.calls("message.10130102.Commit").empty());
 }
 
 TEST_F(body_rewriting, of_a_sound_body_shows_the_notice_of_the_first_attachment)
@@ -350,7 +350,7 @@ TEST_F(body_rewriting, words_the_old_text_in_the_ansi_code_page)
 TEST_F(body_rewriting, tells_where_the_old_text_cannot_be_kept)
 {
     body.plainBody = "Old text";
-    trace.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
+    store.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
     EXPECT_TRUE(modify()) << "the new body is written all the same";
     const texts lines = test::leveled(log);
     ASSERT_GE(lines.size(), 2U);
@@ -384,7 +384,7 @@ TEST_F(body_rewriting, attaches_images_in_their_order_and_skips_rejected_ones)
 TEST_F(body_rewriting, goes_on_where_an_image_cannot_be_attached)
 {
     body.scanResponse = test::reply_with("<img src=\"data:a/1;base64,QUJD\"><img src=\"data:a/2;base64,REVG\">");
-    trace.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("attach0.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_TRUE(modify());
     EXPECT_EQ(message.attachments(), (texts{"1 qdimg0002.png"}));
     EXPECT_TRUE(log.contains("Binary attach added, result: 0x80004002"));

@@ -30,7 +30,7 @@ protected:
         body.bodyType = 3;
         body.scanResult = ScanResult::Blocked;
         body.scanResponse = test::reply_with("<p>gone</p>");
-        trace.clear();
+        store.clear();
         log.clear();
     }
     void TearDown() override
@@ -38,12 +38,12 @@ protected:
         EXPECT_EQ(wrapper.saves, 0);
         wrapper.close();
         base.close();
-        EXPECT_EQ(trace.alive, 0) << "a reference was not released";
+        EXPECT_EQ(store.alive, 0) << "a reference was not released";
     }
 
     HRESULT disinfect(const std::shared_ptr<const StringResources>& strings = EnglishTexts())
     {
-        ComPtr<IUnknown> item(MakeCom<test::traced_message>(trace, "item", nullptr)->reference());
+        ComPtr<IUnknown> item(MakeCom<test::scripted_message>(store, "item", nullptr)->reference());
         return DisinfectEncryptedMessage(verdicts, wrapper.reference(), body, attachments, std::move(item), *strings);
     }
     void expect_untouched()
@@ -57,9 +57,9 @@ protected:
 
     winapi::memory_registry registry;
     winapi::registry_override registry_is{registry};
-    test::store_trace trace;
-    test::stored_message base{trace, "base"};
-    test::stored_message wrapper{trace, "wrapper", base.store()};
+    test::scripted_store store;
+    test::stored_message base{store, "base"};
+    test::stored_message wrapper{store, "wrapper"};
     VerdictCache verdicts;
     test::log_capture log;
     MailBodyInfo body;
@@ -75,7 +75,7 @@ TEST_F(encrypted_message, gives_up_its_encrypted_form)
     EXPECT_EQ(base.value(PR_MESSAGE_CLASS_W), "IPM.Note");
     EXPECT_EQ(base.attachments(), (texts{"0 a.txt"}));
     EXPECT_EQ(base.saves, 1);
-    EXPECT_EQ(trace.calls(), (texts{
+    EXPECT_EQ(store.calls(), (texts{
                                  "wrapper.QueryInterface ISecuredMessage",
                                  "wrapper.GetBaseMessage",
                                  "base.DeleteProps 1000001f",
@@ -87,7 +87,7 @@ TEST_F(encrypted_message, gives_up_its_encrypted_form)
                                  "base.10130102.Write 12",
                                  "base.10130102.SetSize 12",
                                  "base.SetProps 0037001f=" + NewSubject,
-                                 "base.GetProps 001a001f",
+                                 "base.GetProps 001a001f 80000000",
                                  "base.SetProps 001a001f=IPM.Note",
                                  "base.SaveChanges 0",
                              }));
@@ -116,7 +116,7 @@ TEST_F(encrypted_message, without_a_secured_interface_is_left_alone)
 
 TEST_F(encrypted_message, whose_base_message_cannot_be_had_is_left_alone)
 {
-    trace.fail("wrapper.GetBaseMessage", MAPI_E_NO_ACCESS);
+    store.fail("wrapper.GetBaseMessage", MAPI_E_NO_ACCESS);
     EXPECT_EQ(disinfect(), MAPI_E_NO_ACCESS);
     EXPECT_EQ(test::leveled(log), (texts{
                                       "400 Disinfecting the encrypted message",
@@ -160,7 +160,7 @@ TEST_F(encrypted_message, with_neither_gets_an_empty_body)
 
 TEST_F(encrypted_message, gives_up_its_form_even_where_the_body_stays)
 {
-    trace.fail("base.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("base.OpenProperty", MAPI_E_NO_ACCESS);
     EXPECT_EQ(disinfect(), S_OK);
     EXPECT_EQ(base.value(PR_SUBJECT_W), "Old subject");
     EXPECT_EQ(base.value(PR_MESSAGE_CLASS_W), "IPM.Note");
@@ -178,10 +178,10 @@ TEST_F(encrypted_message, without_a_text_keeps_its_subject)
 
 TEST_F(encrypted_message, does_not_mind_a_class_or_a_save_that_fails)
 {
-    trace.fail("base.SetProps 001a001f", MAPI_E_NO_ACCESS);
-    trace.fail("base.SaveChanges", MAPI_E_NO_ACCESS);
+    store.fail("base.SetProps 001a001f", MAPI_E_NO_ACCESS);
+    store.fail("base.SaveChanges", MAPI_E_NO_ACCESS);
     EXPECT_EQ(disinfect(), S_OK);
-    EXPECT_EQ(trace.calls().back(), "base.SaveChanges 0");
+    EXPECT_EQ(store.calls().back(), "base.SaveChanges 0");
     EXPECT_TRUE(log.contains("Changing the class... result = 0x80070005"));
 }
 

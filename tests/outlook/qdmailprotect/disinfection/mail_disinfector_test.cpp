@@ -38,7 +38,7 @@ protected:
         message.attach(1, L"b.doc", "evil");
         message.attach(2, L"c.zip", "evil too");
         verdicts.IsEncrypted(&message.object()); // resolves the name, so that it appears in no list of calls
-        trace.clear();
+        store.clear();
         log.clear();
     }
     void TearDown() override
@@ -46,7 +46,7 @@ protected:
         EXPECT_EQ(message.saves, 0) << "the message itself is never saved";
         message.close();
         item.reset();
-        EXPECT_EQ(trace.alive, 0) << "a reference was not released";
+        EXPECT_EQ(store.alive, 0) << "a reference was not released";
     }
 
     HRESULT disinfect()
@@ -70,9 +70,9 @@ protected:
 
     winapi::memory_registry registry;
     winapi::registry_override registry_is{registry};
-    test::store_trace trace;
-    test::stored_message message{trace};
-    ComPtr<IUnknown> item{MakeCom<test::traced_message>(trace, "item", nullptr)->reference()};
+    test::scripted_store store;
+    test::stored_message message{store};
+    ComPtr<IUnknown> item{MakeCom<test::scripted_message>(store, "item", nullptr)->reference()};
     VerdictCache verdicts;
     test::log_capture log;
     MailBodyInfo body;
@@ -115,9 +115,9 @@ TEST_F(mail_disinfector, touches_the_store_in_its_order)
 {
     attachments = {condemned_record(2, L"c.zip", "<p>c</p>"), condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), S_OK);
-    EXPECT_EQ(trace.calls("message."),
-              (texts{"message.GetProps 8000001f", "message.DeleteAttach 1 0 null 0", "message.DeleteAttach 2 0 null 0",
-                     "message.CreateAttach null 0", "message.CreateAttach null 0",
+    EXPECT_EQ(store.calls("message."),
+              (texts{"message.GetProps 8000001f 80000000", "message.DeleteAttach 1 0 null 0",
+                     "message.DeleteAttach 2 0 null 0", "message.CreateAttach null 0", "message.CreateAttach null 0",
                      "message.SetProps 0037001f=" + NewSubject}));
     EXPECT_EQ(message.attachments(), (texts{"0 a.txt", "3 b.doc.htm", "4 c.zip.htm"})) << "all by their numbers";
 }
@@ -161,12 +161,13 @@ TEST_F(mail_disinfector, replaces_attachments_before_the_body_and_the_body_befor
     condemn_body();
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), S_OK);
-    EXPECT_EQ(trace.calls("message."),
-              (texts{"message.GetProps 8000001f", "message.DeleteAttach 1 0 null 0", "message.CreateAttach null 0",
-                     "message.DeleteProps 1000001f", "message.OpenProperty 10130102 IStream 1 1",
-                     "message.10130102.QueryInterface IStream", "message.SetProps 10160003=3",
-                     "message.SetProps 3fde0003=65001", "message.10130102.Seek 0 0", "message.10130102.Write 12",
-                     "message.10130102.SetSize 12", "message.SetProps 0037001f=" + NewSubject}));
+    EXPECT_EQ(
+        store.calls("message."),
+        (texts{"message.GetProps 8000001f 80000000", "message.DeleteAttach 1 0 null 0", "message.CreateAttach null 0",
+               "message.DeleteProps 1000001f", "message.OpenProperty 10130102 IStream 1 1",
+               "message.10130102.QueryInterface IStream", "message.SetProps 10160003=3",
+               "message.SetProps 3fde0003=65001", "message.10130102.Seek 0 0", "message.10130102.Write 12",
+               "message.10130102.SetSize 12", "message.SetProps 0037001f=" + NewSubject}));
 }
 
 TEST_F(mail_disinfector, leaves_a_body_without_a_page)
@@ -193,7 +194,7 @@ TEST_F(mail_disinfector, leaves_a_body_that_is_not_condemned)
 TEST_F(mail_disinfector, names_the_notice_of_a_nameless_attachment_by_its_number)
 {
     message.close();
-    test::stored_message nameless(trace);
+    test::stored_message nameless(store);
     nameless.attach(3, L"", "evil");
     attachments = {condemned_record(3, L"", "<p>gone</p>")};
     EXPECT_EQ(disinfector->DisinfectMessage(verdicts, nameless.reference(), body, attachments, item), S_OK);
@@ -220,7 +221,7 @@ TEST_F(mail_disinfector, deletes_without_a_notice_where_the_scanner_gave_none)
 
 TEST_F(mail_disinfector, leaves_no_notice_for_what_could_not_be_deleted)
 {
-    trace.fail("message.DeleteAttach 1", MAPI_E_NO_ACCESS);
+    store.fail("message.DeleteAttach 1", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>"), condemned_record(2, L"c.zip", "<p>c</p>")};
     EXPECT_EQ(disinfect(), S_OK) << "the result of the last step that gave one";
     EXPECT_EQ(message.attachments(), (texts{"0 a.txt", "1 b.doc", "3 c.zip.htm"}));
@@ -243,13 +244,13 @@ TEST_F(mail_disinfector, leaves_no_notice_for_what_could_not_be_deleted)
 
 TEST_F(mail_disinfector, gives_the_last_result_of_a_deletion_or_notice)
 {
-    trace.fail("message.DeleteAttach 2", MAPI_E_NO_ACCESS);
+    store.fail("message.DeleteAttach 2", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", ""), condemned_record(2, L"c.zip", "")};
     EXPECT_EQ(disinfect(), MAPI_E_NO_ACCESS);
     EXPECT_EQ(message.value(PR_SUBJECT_W), NewSubject) << "one was deleted";
 
-    trace.clear();
-    trace.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
+    store.clear();
+    store.fail("message.CreateAttach", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(2, L"c.zip", "<p>c</p>"), clean_record(3, L"")};
     EXPECT_EQ(disinfect(), E_FAIL);
     EXPECT_TRUE(log.contains("   Added new attach: c.zip.htm, result: 0x80004005"));
@@ -257,7 +258,7 @@ TEST_F(mail_disinfector, gives_the_last_result_of_a_deletion_or_notice)
 
 TEST_F(mail_disinfector, with_nothing_deleted_leaves_the_subject)
 {
-    trace.fail("message.DeleteAttach", MAPI_E_NO_ACCESS);
+    store.fail("message.DeleteAttach", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), MAPI_E_NO_ACCESS);
     EXPECT_EQ(message.value(PR_SUBJECT_W), "Old subject");
@@ -265,7 +266,7 @@ TEST_F(mail_disinfector, with_nothing_deleted_leaves_the_subject)
 
 TEST_F(mail_disinfector, goes_on_where_a_notice_cannot_be_made)
 {
-    trace.fail("attach3.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("attach3.OpenProperty", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>"), condemned_record(2, L"c.zip", "<p>c</p>")};
     EXPECT_EQ(disinfect(), S_OK);
     EXPECT_EQ(message.attachments(), (texts{"0 a.txt", "4 c.zip.htm"})) << "of b.doc only the log tells";
@@ -276,7 +277,7 @@ TEST_F(mail_disinfector, goes_on_where_a_notice_cannot_be_made)
 TEST_F(mail_disinfector, leaves_the_subject_where_the_body_failed_even_if_attachments_went)
 {
     condemn_body();
-    trace.fail("message.OpenProperty", MAPI_E_NO_ACCESS);
+    store.fail("message.OpenProperty", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), S_OK);
     EXPECT_EQ(message.attachments(), (texts{"0 a.txt", "2 c.zip", "3 b.doc.htm"}));
@@ -286,7 +287,7 @@ TEST_F(mail_disinfector, leaves_the_subject_where_the_body_failed_even_if_attach
 TEST_F(mail_disinfector, marks_the_subject_where_the_body_changed_though_no_attachment_went)
 {
     condemn_body();
-    trace.fail("message.DeleteAttach", MAPI_E_NO_ACCESS);
+    store.fail("message.DeleteAttach", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), MAPI_E_NO_ACCESS);
     EXPECT_EQ(message.value(PR_SUBJECT_W), NewSubject);
@@ -298,12 +299,12 @@ TEST_F(mail_disinfector, without_a_text_leaves_the_subject_alone)
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), S_OK);
     EXPECT_EQ(message.value(PR_SUBJECT_W), "Old subject");
-    EXPECT_TRUE(trace.calls("message.SetProps").empty());
+    EXPECT_TRUE(store.calls("message.SetProps").empty());
 }
 
 TEST_F(mail_disinfector, does_not_mind_a_subject_that_cannot_be_written)
 {
-    trace.fail("message.SetProps 0037001f", MAPI_E_NO_ACCESS);
+    store.fail("message.SetProps 0037001f", MAPI_E_NO_ACCESS);
     attachments = {condemned_record(1, L"b.doc", "")};
     EXPECT_EQ(disinfect(), S_OK);
     EXPECT_EQ(message.value(PR_SUBJECT_W), "Old subject");
@@ -314,7 +315,7 @@ TEST_F(mail_disinfector, uses_nothing_of_the_item)
     condemn_body();
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfect(), S_OK);
-    EXPECT_TRUE(trace.calls("item.").empty());
+    EXPECT_TRUE(store.calls("item.").empty());
     EXPECT_EQ(disinfector->DisinfectMessage(verdicts, message.reference(), body, attachments, nullptr), S_OK);
 }
 
@@ -330,12 +331,12 @@ TEST_F(mail_disinfector, lets_the_decoders_error_out_with_all_references_release
 TEST_F(mail_disinfector, hands_an_encrypted_message_on)
 {
     message.close();
-    test::stored_message wrapper(trace, "wrapper", message.store());
+    test::stored_message wrapper(store, "wrapper");
     wrapper.make_encrypted();
     wrapper.object().wrap(message.reference());
     attachments = {condemned_record(1, L"b.doc", "<p>b</p>")};
     EXPECT_EQ(disinfector->DisinfectMessage(verdicts, wrapper.reference(), body, attachments, item), S_OK);
-    EXPECT_TRUE(trace.calls("wrapper.DeleteAttach").empty());
+    EXPECT_TRUE(store.calls("wrapper.DeleteAttach").empty());
     EXPECT_EQ(message.attachments(), (texts{"0 a.txt", "1 b.doc", "2 c.zip"}));
     EXPECT_EQ(message.value(PR_HTML), std::string("<p>b</p>") + '\0');
     EXPECT_FALSE(attachments[0].deleted);

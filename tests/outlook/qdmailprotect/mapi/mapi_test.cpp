@@ -1,6 +1,7 @@
 #include "outlook/qdmailprotect/mapi/mapi_ptr.h"
 #include "outlook/qdmailprotect/mapi/outlook_items.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "tests/outlook/qdmailprotect/support/scripted_item.h"
+#include "tests/outlook/qdmailprotect/support/stored_message.h"
 
 #include <gtest/gtest.h>
 
@@ -63,8 +64,10 @@ TEST(store_buffers, hold_what_is_added_until_they_are_freed)
 
 TEST(com_pointers, own_what_they_receive)
 {
-    test::fake_store store;
-    auto object = ComPtr<IUnknown>(MakeCom<test::fake_message>(store)->reference());
+    test::scripted_store store;
+    const auto opened = test::empty_message(store);
+    ComPtr<IUnknown> object = test::identity(*opened);
+    opened->close();
     ComPtr<IMessage> message;
     EXPECT_EQ(Query(object.get(), IID_IMessage, message), S_OK);
     object.reset();
@@ -75,9 +78,9 @@ TEST(com_pointers, own_what_they_receive)
 
 TEST(com_objects, count_once_for_all_their_interfaces)
 {
-    test::fake_store store;
-    const auto message = MakeCom<test::fake_message>(store);
-    message->wrap(nullptr);
+    test::scripted_store store;
+    const auto message = test::empty_message(store);
+    message->object().wrap(nullptr);
     ComPtr<ISecuredMessage> secured;
     ComPtr<IUnknown> from_secured;
     ComPtr<IUnknown> from_message;
@@ -85,19 +88,19 @@ TEST(com_objects, count_once_for_all_their_interfaces)
     ASSERT_EQ(Query(secured.get(), IID_IUnknown, from_secured), S_OK);
     ASSERT_EQ(Query(message->pointer(), IID_IUnknown, from_message), S_OK);
     EXPECT_EQ(from_secured, from_message) << "one identity";
-    EXPECT_EQ(message->AddRef(), 5U);
-    EXPECT_EQ(message->Release(), 4U);
-    EXPECT_EQ(message->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(message->object().AddRef(), 5U);
+    EXPECT_EQ(message->object().Release(), 4U);
+    EXPECT_EQ(message->object().QueryInterface(IID_IUnknown, nullptr), E_POINTER);
 }
 
 TEST(row_sets, are_freed_with_their_values)
 {
-    test::fake_store store;
-    const auto message = MakeCom<test::fake_message>(store);
-    message->attach({.number = 1, .display_name = L"a"});
-    message->attach({.number = 2, .display_name = L"b"});
+    test::scripted_store store;
+    const auto message = test::empty_message(store);
+    message->attach(1, L"a", "");
+    message->attach(2, L"b", "");
     ComPtr<IMAPITable> table;
-    ASSERT_EQ(message->GetAttachmentTable(0, Receive(table)), S_OK);
+    ASSERT_EQ(message->object().GetAttachmentTable(0, Receive(table)), S_OK);
     SRowSet* raw = nullptr;
     ASSERT_EQ(table->QueryRows(100, TBL_NOADVANCE, &raw), S_OK);
     const RowSetPtr rows(raw); // the sanitizer checks the rest
@@ -106,16 +109,16 @@ TEST(row_sets, are_freed_with_their_values)
 
 TEST(items, answer_for_one_kind)
 {
-    test::fake_store store;
-    const auto message = MakeCom<test::fake_message>(store);
-    const auto item = MakeCom<test::fake_item>(store, IID_TaskItem, identity(message));
+    test::scripted_store store;
+    const auto message = test::empty_message(store);
+    const auto item = MakeCom<test::scripted_item>(store, IID_TaskItem, identity(*message));
     ComPtr<OutlookItemInterface> typed;
     EXPECT_EQ(Query(item->reference().get(), IID_MailItem, typed), E_NOINTERFACE);
     ASSERT_EQ(Query(item->reference().get(), IID_TaskItem, typed), S_OK);
     ComPtr<IUnknown> object;
     EXPECT_EQ(GetMapiObject(typed.get(), object), S_OK);
-    EXPECT_EQ(object, identity(message));
-    store.script("get_MAPIOBJECT", E_ACCESSDENIED);
+    EXPECT_EQ(object, identity(*message));
+    store.fail_nth(1, E_ACCESSDENIED, "item.get_MAPIOBJECT");
     EXPECT_EQ(GetMapiObject(typed.get(), object), E_ACCESSDENIED);
 }
 

@@ -34,21 +34,21 @@ void checker_fixture::TearDown()
     EXPECT_EQ(pool->leased, 0) << "a session was not returned";
 }
 
-ComPtr<fake_message> checker_fixture::new_message()
+std::unique_ptr<stored_message> checker_fixture::new_message()
 {
-    ComPtr<fake_message> message = MakeCom<fake_message>(store);
-    message->properties.set_bytes(PR_ENTRYID, std::string("\x00\xAB\x0F", 3));
-    message->properties.set_bytes(PR_INTERNET_MESSAGE_ID_A, "<id@host>");
-    message->properties.set_wide(PR_SUBJECT_W, L"Hello");
-    message->properties.set_wide(PR_SENDER_NAME_W, L"Ada");
-    message->properties.set_long(PR_NATIVE_BODY_INFO, 1);
-    message->properties.set_bytes(PR_BODY_A, "plain text");
+    auto message = empty_message(store);
+    message->set_bytes(PR_ENTRYID, std::string("\x00\xAB\x0F", 3));
+    message->set_bytes(PR_INTERNET_MESSAGE_ID_A, "<id@host>");
+    message->set_text(PR_SUBJECT_W, L"Hello");
+    message->set_text(PR_SENDER_NAME_W, L"Ada");
+    message->set_number(PR_NATIVE_BODY_INFO, 1);
+    message->set_bytes(PR_BODY_A, "plain text");
     return message;
 }
 
-HRESULT checker_fixture::check(const ComPtr<fake_message>& message, bool connect_now, bool use_cache)
+HRESULT checker_fixture::check(stored_message& message, bool connect_now, bool use_cache)
 {
-    ComPtr<fake_item> item = item_of(message);
+    ComPtr<scripted_item> item = item_of(message);
     ComPtr<IUnknown> reference = item->reference();
     item.reset();
     return checker.CheckMessage(connect_now, use_cache, std::move(reference), verdict, block_display);

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "outlook/qdmailprotect/check/mail_checker.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
 #include "tests/outlook/qdmailprotect/support/scripted_converter.h"
+#include "tests/outlook/qdmailprotect/support/scripted_item.h"
 #include "tests/outlook/qdmailprotect/support/scripted_scanner.h"
+#include "tests/outlook/qdmailprotect/support/stored_message.h"
 #include "tests/support/log_capture.h"
 #include "tool/system/registry.h"
 
@@ -111,13 +112,13 @@ protected:
     void TearDown() override;
 
     /// Creates a message with an entry identifier, an internet identifier, subject, sender and a plain body.
-    ComPtr<fake_message> new_message();
+    std::unique_ptr<stored_message> new_message();
     /// Creates an item of the given kind over `message`.
-    ComPtr<fake_item> item_of(const ComPtr<fake_message>& message, const IID& kind = IID_MailItem)
+    ComPtr<scripted_item> item_of(stored_message& message, const IID& kind = IID_MailItem)
     {
-        return MakeCom<fake_item>(store, kind, identity(message));
+        return MakeCom<scripted_item>(store, kind, identity(message));
     }
-    HRESULT check(const ComPtr<fake_message>& message, bool connect_now = false, bool use_cache = true);
+    HRESULT check(stored_message& message, bool connect_now = false, bool use_cache = true);
     void answer(ScanResult result, std::shared_ptr<icap::response_message> response = nullptr)
     {
         link->pool->answers.push_back({result, std::move(response), false});
@@ -128,7 +129,7 @@ protected:
     winapi::memory_registry registry;
     winapi::registry_override registry_is{registry};
     log_capture log;
-    fake_store store;
+    scripted_store store;
     still_clock clock;
     fixed_session session;
     std::shared_ptr<scripted_link> link = std::make_shared<scripted_link>();

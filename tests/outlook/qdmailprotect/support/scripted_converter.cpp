@@ -1,5 +1,8 @@
 #include "tests/outlook/qdmailprotect/support/scripted_converter.h"
 
+#include "store/memory_stream.h"
+#include "tests/outlook/qdmailprotect/support/scripted_stream.h"
+
 namespace test {
 
 class scripted_converter::session final : public ComObject<IConverterSession>
@@ -78,7 +81,9 @@ HRESULT scripted_converter::make_stream(IStream** made)
         return stream_result;
     }
     ++streams;
-    *made = MakeCom<fake_stream>(store_, std::make_shared<std::string>()).detach();
+    ComPtr<IStream> memory;
+    host::create_memory_stream(Receive(memory));
+    *made = MakeCom<scripted_stream>(store_, "mime", std::move(memory)).detach();
     return stream_result;
 }
 

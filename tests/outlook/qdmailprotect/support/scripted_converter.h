@@ -1,7 +1,7 @@
 #pragma once
 
 #include "outlook/qdmailprotect/access/converter_platform.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
+#include "tests/outlook/qdmailprotect/support/scripted_store.h"
 
 #include <string>
 #include <vector>
@@ -12,7 +12,7 @@ namespace test {
 class scripted_converter
 {
 public:
-    explicit scripted_converter(fake_store& store)
+    explicit scripted_converter(scripted_store& store)
         : store_(store)
     {}
     scripted_converter(const scripted_converter&) = delete;
@@ -42,7 +42,7 @@ private:
     HRESULT make_stream(IStream** made);
     HRESULT convert(IMessage* from, IStream* to, ULONG flags);
 
-    fake_store& store_;
+    scripted_store& store_;
 };
 
 } // namespace test

@@ -21,6 +21,22 @@ std::string text_of(const host::property_value& value)
     return std::to_string(value.number());
 }
 
+host::message_record usual_contents()
+{
+    using value = host::property_value;
+    host::message_record record;
+    host::property_bag& properties = *record.properties;
+    properties.set(PR_MESSAGE_CLASS_W, value::of_text(L"IPM.Note.Original"));
+    properties.set(PR_SUBJECT_W, value::of_text(L"Old subject"));
+    properties.set(PR_SENDER_NAME_W, value::of_text(L"Ada"));
+    properties.set(PR_BODY_W, value::of_text(L"Old text"));
+    properties.set(PR_HTML, value::of_binary(host::bytes_of("<p>Old and long body</p>")));
+    properties.set(PR_ENTRYID, value::of_binary(host::bytes_of("\x01\x02")));
+    properties.set(PR_NATIVE_BODY_INFO, value::of_long(1));
+    properties.set(PR_INTERNET_CPID, value::of_long(1252));
+    return record;
+}
+
 } // namespace
 
 std::optional<std::string> value_of(const host::property_bag& properties, ULONG tag)
@@ -48,26 +64,26 @@ host::attachment_record file_attachment(std::wstring_view name, const std::strin
     return result;
 }
 
-stored_message::stored_message(store_trace& trace, std::string name, std::shared_ptr<host::store_context> store)
-    : trace_(trace)
+stored_message::stored_message(scripted_store& store, std::string name)
+    : stored_message(store, std::move(name), usual_contents())
+{}
+
+stored_message::stored_message(scripted_store& store, std::string name, host::message_record contents)
+    : store_(store)
     , name_(std::move(name))
+    , record_(std::move(contents))
 {
-    if (store) {
-        record_.store = std::move(store);
-    }
-    set_text(PR_MESSAGE_CLASS_W, L"IPM.Note.Original");
-    set_text(PR_SUBJECT_W, L"Old subject");
-    set_text(PR_SENDER_NAME_W, L"Ada");
-    set_text(PR_BODY_W, L"Old text");
-    record_.properties->set(PR_HTML, host::property_value::of_binary(host::bytes_of("<p>Old and long body</p>")));
-    record_.properties->set(PR_ENTRYID, host::property_value::of_binary(host::bytes_of("\x01\x02")));
-    set_number(PR_NATIVE_BODY_INFO, 1);
-    set_number(PR_INTERNET_CPID, 1252);
+    record_.store = store.context();
 }
 
 void stored_message::attach(std::uint32_t number, std::wstring_view name, const std::string& contents)
 {
-    record_.attachments[number] = file_attachment(name, contents);
+    attach(number, file_attachment(name, contents));
+}
+
+void stored_message::attach(std::uint32_t number, host::attachment_record attachment)
+{
+    record_.attachments[number] = std::move(attachment);
 }
 
 void stored_message::attach_message(std::uint32_t number, std::wstring_view subject, std::wstring_view text)
@@ -89,19 +105,25 @@ void stored_message::never_scanned(std::uint32_t number)
     record_.attachments.at(number).properties->set(PR_ATTACH_METHOD, host::property_value::of_long(ATTACH_BY_REF_ONLY));
 }
 
-void stored_message::set_text(ULONG tag, std::wstring_view text)
+void stored_message::set(ULONG tag, const host::property_value& value)
 {
-    record_.properties->set(tag, host::property_value::of_text(text));
+    record_.properties->set(tag, value);
+    if (object_) {
+        inner_->current().properties->set(tag, value);
+    }
 }
 
-void stored_message::set_number(ULONG tag, std::int64_t number)
+void stored_message::set_bytes(ULONG tag, std::string bytes)
 {
-    record_.properties->set(tag, host::property_value::of_long(number));
+    set(tag, host::from_stream_bytes(PROP_TYPE(tag), host::bytes_of(std::move(bytes))));
 }
 
 void stored_message::remove(ULONG tag)
 {
     record_.properties->erase(PROP_ID(tag));
+    if (object_) {
+        inner_->current().properties->erase(PROP_ID(tag));
+    }
 }
 
 void stored_message::make_encrypted()
@@ -111,14 +133,14 @@ void stored_message::make_encrypted()
              L"application/pkcs7-mime; smime-type=enveloped-data; name=smime.p7m");
 }
 
-traced_message& stored_message::object()
+scripted_message& stored_message::object()
 {
     if (!object_) {
         inner_ = MakeCom<host::message_object>(record_, true, [this](const host::message_record&) {
             ++saves;
             return HRESULT{S_OK};
         });
-        object_ = MakeCom<traced_message>(trace_, name_, ComPtr<IMessage>(inner_.get()));
+        object_ = MakeCom<scripted_message>(store_, name_, ComPtr<IMessage>(inner_.get()));
     }
     return *object_;
 }
@@ -153,6 +175,18 @@ std::vector<std::string> stored_message::attachments()
                          value_of(*attachment.properties, PR_ATTACH_LONG_FILENAME_W).value_or("(none)"));
     }
     return result;
+}
+
+std::unique_ptr<stored_message> empty_message(scripted_store& store, std::string name)
+{
+    return std::make_unique<stored_message>(store, std::move(name), host::message_record{});
+}
+
+ULONG verdict_tag(const scripted_store& store)
+{
+    constexpr GUID set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
+    const std::uint32_t id = store.context()->names.id_of({set, std::int32_t{1}}, false);
+    return id == 0 ? 0 : PROP_TAG(PT_LONG, id);
 }
 
 AttachmentResult condemned_record(std::uint32_t number, std::wstring name, std::string notice)

@@ -8,7 +8,7 @@
 
 namespace {
 
-using test::fake_message;
+using test::stored_message;
 using texts = std::vector<std::string>;
 
 constexpr ULONG ContentType = 0x8001001F; // the second resolved name
@@ -24,39 +24,36 @@ protected:
     }
     void TearDown() override { EXPECT_EQ(store.alive, 0); }
 
-    ComPtr<fake_message> new_message(const std::string& id = "\x01\x02")
+    std::unique_ptr<stored_message> new_message(const std::string& id = "\x01\x02")
     {
-        auto message = MakeCom<fake_message>(store);
+        auto message = test::empty_message(store);
         if (!id.empty()) {
-            message->properties.set_bytes(PR_ENTRYID, id);
+            message->set_bytes(PR_ENTRYID, id);
         }
         return message;
     }
     /// Creates the wrapper of an encrypted message.
-    ComPtr<fake_message> new_wrapper(ComPtr<fake_message> base)
+    std::unique_ptr<stored_message> new_wrapper(stored_message* base)
     {
         auto wrapper = new_message();
-        resolve(wrapper);
-        wrapper->properties.set_wide(ContentType, Enveloped);
-        wrapper->wrap(std::move(base));
+        resolve(*wrapper);
+        wrapper->set_text(ContentType, Enveloped);
+        wrapper->object().wrap(base ? base->reference() : nullptr);
         return wrapper;
     }
     /// Resolves both names, that of the verdict first.
-    void resolve(const ComPtr<fake_message>& message)
+    void resolve(stored_message& message)
     {
-        cache->FindMessage(message->pointer(), verdict, nullptr);
+        cache->FindMessage(message.pointer(), verdict, nullptr);
         verdict = ScanResult::None;
         log.clear();
     }
-    bool find(const ComPtr<fake_message>& message)
+    bool find(stored_message& message) { return cache->FindMessage(message.pointer(), verdict, &internal); }
+    void add(stored_message& message, ScanResult result) { cache->AddMessage(message.pointer(), result); }
+    [[nodiscard]] std::uint64_t stored(stored_message& message)
     {
-        return cache->FindMessage(message->pointer(), verdict, &internal);
-    }
-    void add(const ComPtr<fake_message>& message, ScanResult result) { cache->AddMessage(message->pointer(), result); }
-    [[nodiscard]] std::uint64_t stored(const ComPtr<fake_message>& message)
-    {
-        const auto* value = message->properties.find(store.verdict_tag());
-        return value ? value->number : 0;
+        const auto value = message.value(test::verdict_tag(store));
+        return value ? std::stoull(*value) : 0;
     }
     void keep_verdict(std::uint32_t value)
     {
@@ -67,7 +64,7 @@ protected:
     winapi::memory_registry registry;
     winapi::registry_override registry_is{registry};
     test::log_capture log;
-    test::fake_store store;
+    test::scripted_store store;
     std::unique_ptr<VerdictCache> cache;
     ScanResult verdict = ScanResult::None;
     bool internal = false;
@@ -92,10 +89,10 @@ TEST_F(verdict_cache, reads_the_registry_at_construction)
 TEST_F(verdict_cache, stores_a_verdict_on_the_message_and_finds_it_there)
 {
     const auto message = new_message();
-    EXPECT_FALSE(find(message));
-    add(message, ScanResult::Repaired);
-    EXPECT_EQ(stored(message), 3U);
-    EXPECT_TRUE(find(message));
+    EXPECT_FALSE(find(*message));
+    add(*message, ScanResult::Repaired);
+    EXPECT_EQ(stored(*message), 3U);
+    EXPECT_TRUE(find(*message));
     EXPECT_EQ(verdict, ScanResult::Repaired);
     EXPECT_FALSE(internal);
     VerdictCache after_restart;
@@ -107,25 +104,27 @@ TEST_F(verdict_cache, stores_a_verdict_on_the_message_and_finds_it_there)
 TEST_F(verdict_cache, names_its_properties)
 {
     const auto message = new_message();
-    find(message);
-    EXPECT_EQ(store.names(), (texts{std::to_string(0x876FC580U) + ":1", std::to_string(0x00020386) + ":content-type"}));
-    EXPECT_EQ(store.name_flags(), (std::vector<ULONG>{MAPI_CREATE, MAPI_CREATE}));
-    EXPECT_EQ(store.verdict_tag(), 0x80000003U);
+    find(*message);
+    const std::string create = " " + std::to_string(MAPI_CREATE);
+    EXPECT_EQ(store.calls("message.GetIDsFromNames"),
+              (texts{"message.GetIDsFromNames 876fc580:1" + create,
+                     "message.GetIDsFromNames 00020386:content-type" + create}));
+    EXPECT_EQ(test::verdict_tag(store), 0x80000003U);
 }
 
 TEST_F(verdict_cache, resolves_names_once_for_all_messages)
 {
     const auto message = new_message();
-    find(message);
-    find(message);
-    add(new_message("other"), ScanResult::Clean);
-    EXPECT_EQ(store.calls("GetIDsFromNames"), 2);
+    find(*message);
+    find(*message);
+    add(*new_message("other"), ScanResult::Clean);
+    EXPECT_EQ(store.calls("message.GetIDsFromNames").size(), 2U);
 }
 
 TEST_F(verdict_cache, tells_each_step_of_a_first_look)
 {
     const auto message = new_message();
-    EXPECT_FALSE(find(message));
+    EXPECT_FALSE(find(*message));
     EXPECT_TRUE(internal) << "set although the look-up failed";
     EXPECT_EQ(leveled(log), (texts{
                                 "500 Determining if message is in cache (CustomPropertyID=0x0)",
@@ -143,8 +142,8 @@ TEST_F(verdict_cache, tells_each_step_of_a_first_look)
 TEST_F(verdict_cache, tells_each_step_of_an_addition)
 {
     const auto message = new_message();
-    resolve(message);
-    add(message, ScanResult::Blocked);
+    resolve(*message);
+    add(*message, ScanResult::Blocked);
     EXPECT_EQ(leveled(log), (texts{
                                 "500 Adding message to cache (CustomPropertyID=0x80000003)",
                                 "400 Getting ContentTypeID: 0x8001001f",
@@ -153,7 +152,7 @@ TEST_F(verdict_cache, tells_each_step_of_an_addition)
                                 "400 Adding message to internal cache, MessageID: 0102, verdict: 2, cache size = 1",
                             }));
     log.clear();
-    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(find(*message));
     EXPECT_EQ(leveled(log), (texts{
                                 "500 Determining if message is in cache (CustomPropertyID=0x80000003)",
                                 "400 Getting ContentTypeID: 0x8001001f",
@@ -165,10 +164,10 @@ TEST_F(verdict_cache, tells_each_step_of_an_addition)
 TEST_F(verdict_cache, finds_in_memory_what_the_message_has_lost)
 {
     const auto message = new_message();
-    add(message, ScanResult::Blocked);
-    message->properties.remove(store.verdict_tag());
+    add(*message, ScanResult::Blocked);
+    message->remove(test::verdict_tag(store));
     log.clear();
-    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(find(*message));
     EXPECT_TRUE(internal);
     EXPECT_EQ(verdict, ScanResult::Blocked);
     const texts lines = leveled(log);
@@ -182,9 +181,9 @@ TEST_F(verdict_cache, finds_in_memory_what_the_message_has_lost)
 TEST_F(verdict_cache, believes_any_number_on_the_message)
 {
     const auto message = new_message();
-    resolve(message);
-    message->properties.set_long(store.verdict_tag(), 0xFFFFFFFFU);
-    EXPECT_TRUE(find(message));
+    resolve(*message);
+    message->set_number(test::verdict_tag(store), 0xFFFFFFFFU);
+    EXPECT_TRUE(find(*message));
     EXPECT_EQ(static_cast<std::int32_t>(verdict), -1);
 }
 
@@ -192,18 +191,18 @@ TEST_F(verdict_cache, does_not_need_to_tell_where_it_knew_from)
 {
     const auto message = new_message();
     EXPECT_FALSE(cache->FindMessage(message->pointer(), verdict, nullptr));
-    add(message, ScanResult::Clean);
+    add(*message, ScanResult::Clean);
     EXPECT_TRUE(cache->FindMessage(message->pointer(), verdict, nullptr));
-    message->properties.remove(store.verdict_tag());
+    message->remove(test::verdict_tag(store));
     EXPECT_TRUE(cache->FindMessage(message->pointer(), verdict, nullptr));
 }
 
 TEST_F(verdict_cache, without_names_knows_and_writes_nothing)
 {
     const auto message = new_message();
-    store.script_all("GetIDsFromNames", MAPI_E_NO_SUPPORT);
-    EXPECT_FALSE(find(message));
-    add(message, ScanResult::Blocked);
+    store.fail("message.GetIDsFromNames", MAPI_E_NO_SUPPORT);
+    EXPECT_FALSE(find(*message));
+    add(*message, ScanResult::Blocked);
     EXPECT_EQ(cache->InternalSize(), 0U);
     EXPECT_EQ(leveled(log), (texts{
                                 "500 Determining if message is in cache (CustomPropertyID=0x0)",
@@ -216,23 +215,23 @@ TEST_F(verdict_cache, without_names_knows_and_writes_nothing)
 TEST_F(verdict_cache, tries_the_names_again_after_a_failure)
 {
     const auto message = new_message();
-    store.script("GetIDsFromNames", MAPI_E_NO_SUPPORT);
-    EXPECT_FALSE(find(message));
-    add(message, ScanResult::Clean);
-    EXPECT_EQ(stored(message), 1U);
+    store.fail_nth(1, MAPI_E_NO_SUPPORT, "message.GetIDsFromNames");
+    EXPECT_FALSE(find(*message));
+    add(*message, ScanResult::Clean);
+    EXPECT_EQ(stored(*message), 1U);
 }
 
 TEST_F(verdict_cache, takes_no_tags_for_a_failure)
 {
     const auto message = new_message();
-    store.script("GetIDsFromNames", S_OK);
-    EXPECT_FALSE(find(message));
-    EXPECT_EQ(store.verdict_tag(), 0U);
+    store.fail_nth(1, S_OK, "message.GetIDsFromNames");
+    EXPECT_FALSE(find(*message));
+    EXPECT_EQ(test::verdict_tag(store), 0U);
 }
 
 TEST_F(verdict_cache, of_no_message_knows_nothing)
 {
-    resolve(new_message());
+    resolve(*new_message());
     EXPECT_FALSE(cache->FindMessage(nullptr, verdict, &internal));
     cache->AddMessage(nullptr, ScanResult::Clean);
     EXPECT_FALSE(cache->IsEncrypted(nullptr));
@@ -247,39 +246,39 @@ TEST_F(verdict_cache, of_no_message_knows_nothing)
 TEST_F(verdict_cache, of_an_unsaved_message_lives_on_the_message_only)
 {
     const auto message = new_message("");
-    add(message, ScanResult::Clean);
-    EXPECT_EQ(stored(message), 1U);
+    add(*message, ScanResult::Clean);
+    EXPECT_EQ(stored(*message), 1U);
     EXPECT_EQ(cache->InternalSize(), 0U);
-    message->properties.remove(store.verdict_tag());
+    message->remove(test::verdict_tag(store));
     internal = false;
-    EXPECT_FALSE(find(message));
+    EXPECT_FALSE(find(*message));
     EXPECT_FALSE(internal);
 }
 
 TEST_F(verdict_cache, of_an_empty_identifier_lives_on_the_message_only)
 {
     const auto message = new_message("");
-    message->properties.set_bytes(PR_ENTRYID, "");
-    add(message, ScanResult::Clean);
+    message->set_bytes(PR_ENTRYID, "");
+    add(*message, ScanResult::Clean);
     EXPECT_EQ(cache->InternalSize(), 0U);
 }
 
 TEST_F(verdict_cache, logs_a_refused_property_and_still_remembers)
 {
     const auto message = new_message();
-    resolve(message);
-    store.script("SetProps", E_ACCESSDENIED);
-    add(message, ScanResult::Blocked);
+    resolve(*message);
+    store.fail_nth(1, E_ACCESSDENIED, "message.SetProps");
+    add(*message, ScanResult::Blocked);
     EXPECT_TRUE(log.contains("Adding message result: 0x80070005"));
     EXPECT_EQ(cache->InternalSize(), 1U);
-    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(find(*message));
     EXPECT_TRUE(internal);
 }
 
 TEST_F(verdict_cache, does_not_save_the_message)
 {
-    add(new_message(), ScanResult::Clean);
-    EXPECT_EQ(store.calls("SaveChanges"), 0);
+    add(*new_message(), ScanResult::Clean);
+    EXPECT_TRUE(store.calls("message.SaveChanges").empty());
 }
 
 TEST_F(verdict_cache, keeps_no_property_when_the_registry_value_is_set)
@@ -287,11 +286,11 @@ TEST_F(verdict_cache, keeps_no_property_when_the_registry_value_is_set)
     keep_verdict(1);
     cache->ReadRegistryParams();
     const auto message = new_message();
-    add(message, ScanResult::Blocked);
-    EXPECT_EQ(stored(message), 0U);
-    EXPECT_EQ(store.calls("SetProps"), 0);
+    add(*message, ScanResult::Blocked);
+    EXPECT_EQ(stored(*message), 0U);
+    EXPECT_TRUE(store.calls("message.SetProps").empty());
     EXPECT_FALSE(log.contains("Adding message result"));
-    EXPECT_TRUE(find(message));
+    EXPECT_TRUE(find(*message));
     EXPECT_TRUE(internal);
     EXPECT_EQ(verdict, ScanResult::Blocked);
 }
@@ -309,8 +308,8 @@ TEST_F(verdict_cache, keeps_the_property_again_when_the_value_is_zero_or_gone)
         }
         cache->ReadRegistryParams();
         const auto message = new_message();
-        add(message, ScanResult::Clean);
-        EXPECT_EQ(stored(message), 1U);
+        add(*message, ScanResult::Clean);
+        EXPECT_EQ(stored(*message), 1U);
     }
 }
 
@@ -320,23 +319,23 @@ TEST_F(verdict_cache, leaves_the_flag_alone_without_the_key_or_with_a_long_value
     cache->ReadRegistryParams();
     registry.clear();
     cache->ReadRegistryParams();
-    add(new_message("a"), ScanResult::Clean);
-    EXPECT_EQ(store.calls("SetProps"), 0) << "no key";
+    add(*new_message("a"), ScanResult::Clean);
+    EXPECT_TRUE(store.calls("message.SetProps").empty()) << "no key";
     registry.set_bytes(winapi::registry_names::environment_key, winapi::registry_names::keep_verdict_in_email,
                        {0, 0, 0, 0, 0});
     EXPECT_NO_THROW(cache->ReadRegistryParams());
-    add(new_message("b"), ScanResult::Clean);
-    EXPECT_EQ(store.calls("SetProps"), 0) << "a value of five bytes";
+    add(*new_message("b"), ScanResult::Clean);
+    EXPECT_TRUE(store.calls("message.SetProps").empty()) << "a value of five bytes";
 }
 
 TEST_F(verdict_cache, overwrites_a_verdict_without_growing)
 {
     const auto message = new_message();
-    add(message, ScanResult::Clean);
-    add(message, ScanResult::Blocked);
+    add(*message, ScanResult::Clean);
+    add(*message, ScanResult::Blocked);
     EXPECT_EQ(cache->InternalSize(), 1U);
-    message->properties.remove(store.verdict_tag());
-    EXPECT_TRUE(find(message));
+    message->remove(test::verdict_tag(store));
+    EXPECT_TRUE(find(*message));
     EXPECT_EQ(verdict, ScanResult::Blocked);
 }
 
@@ -344,16 +343,16 @@ TEST_F(verdict_cache, trims_itself_to_1001_entries_at_the_5000th)
 {
     const auto message = new_message();
     for (int i = 0; i < 4999; ++i) {
-        message->properties.set_bytes(PR_ENTRYID, std::to_string(i));
-        add(message, ScanResult::Clean);
+        message->set_bytes(PR_ENTRYID, std::to_string(i));
+        add(*message, ScanResult::Clean);
     }
     EXPECT_EQ(cache->InternalSize(), 4999U);
-    add(message, ScanResult::Blocked);
+    add(*message, ScanResult::Blocked);
     EXPECT_EQ(cache->InternalSize(), 4999U) << "an entry that was there doesn't count twice";
     EXPECT_FALSE(log.contains("Clearing the cache..."));
     log.clear();
-    message->properties.set_bytes(PR_ENTRYID, "one more");
-    add(message, ScanResult::Clean);
+    message->set_bytes(PR_ENTRYID, "one more");
+    add(*message, ScanResult::Clean);
     EXPECT_EQ(cache->InternalSize(), 1001U);
     const texts lines = leveled(log);
     ASSERT_GE(lines.size(), 2U);
@@ -366,7 +365,7 @@ TEST_F(verdict_cache, trims_itself_without_regard_to_age)
 {
     keep_verdict(1); // so that the verdicts are stored in memory only
     const auto message = new_message();
-    const auto name = [&](int number) { message->properties.set_bytes(PR_ENTRYID, std::to_string(number)); };
+    const auto name = [&](int number) { message->set_bytes(PR_ENTRYID, std::to_string(number)); };
     const auto survivors = [&](bool backwards) {
         VerdictCache filled;
         for (int i = 0; i < 5000; ++i) {
@@ -394,9 +393,9 @@ TEST_F(verdict_cache, trims_itself_without_regard_to_age)
 TEST_F(verdict_cache, knows_enveloped_messages_by_their_content_type)
 {
     const auto message = new_message();
-    resolve(message);
+    resolve(*message);
     const auto encrypted = [&](const std::wstring& type) {
-        message->properties.set_wide(ContentType, type);
+        message->set_text(ContentType, type);
         log.clear();
         return cache->IsEncrypted(message->pointer());
     };
@@ -413,7 +412,7 @@ TEST_F(verdict_cache, knows_enveloped_messages_by_their_content_type)
 TEST_F(verdict_cache, takes_a_message_without_a_content_type_for_not_encrypted)
 {
     const auto message = new_message();
-    resolve(message);
+    resolve(*message);
     EXPECT_FALSE(cache->IsEncrypted(message->pointer()));
     EXPECT_EQ(leveled(log),
               (texts{"400 Getting ContentTypeID: 0x8001001f", "200 Error getting prop 0x8001001f, err=0x8004010f"}));
@@ -422,7 +421,7 @@ TEST_F(verdict_cache, takes_a_message_without_a_content_type_for_not_encrypted)
 TEST_F(verdict_cache, cannot_tell_encryption_without_the_name)
 {
     const auto message = new_message();
-    store.script("GetIDsFromNames", MAPI_E_NO_SUPPORT);
+    store.fail_nth(1, MAPI_E_NO_SUPPORT, "message.GetIDsFromNames");
     EXPECT_FALSE(cache->IsEncrypted(message->pointer()));
     EXPECT_TRUE(log.lines().empty());
 }
@@ -430,10 +429,10 @@ TEST_F(verdict_cache, cannot_tell_encryption_without_the_name)
 TEST_F(verdict_cache, of_an_encrypted_message_stands_on_its_base)
 {
     const auto base = new_message("base");
-    const auto wrapper = new_wrapper(base);
-    add(wrapper, ScanResult::Blocked);
-    EXPECT_EQ(stored(base), 2U);
-    EXPECT_EQ(stored(wrapper), 0U);
+    const auto wrapper = new_wrapper(base.get());
+    add(*wrapper, ScanResult::Blocked);
+    EXPECT_EQ(stored(*base), 2U);
+    EXPECT_EQ(stored(*wrapper), 0U);
     EXPECT_EQ(leveled(log), (texts{
                                 "500 Adding message to cache (CustomPropertyID=0x80000003)",
                                 "400 Getting ContentTypeID: 0x8001001f",
@@ -444,7 +443,7 @@ TEST_F(verdict_cache, of_an_encrypted_message_stands_on_its_base)
                                 "400 Adding message to internal cache, MessageID: 0102, verdict: 2, cache size = 1",
                             }));
     log.clear();
-    EXPECT_TRUE(find(wrapper));
+    EXPECT_TRUE(find(*wrapper));
     EXPECT_FALSE(internal);
     EXPECT_EQ(leveled(log), (texts{
                                 "500 Determining if message is in cache (CustomPropertyID=0x80000003)",
@@ -454,40 +453,41 @@ TEST_F(verdict_cache, of_an_encrypted_message_stands_on_its_base)
                                 "400 Got the secured interface",
                                 "500 Message found in cache, its saved verdict: 2",
                             }));
-    base->properties.remove(store.verdict_tag());
-    EXPECT_TRUE(find(wrapper)) << "the internal key is the wrapper's identifier";
+    base->remove(test::verdict_tag(store));
+    EXPECT_TRUE(find(*wrapper)) << "the internal key is the wrapper's identifier";
     EXPECT_TRUE(internal);
 }
 
 TEST_F(verdict_cache, does_not_look_at_the_property_of_a_wrapper)
 {
-    const auto wrapper = new_wrapper(new_message("base"));
-    wrapper->properties.set_long(store.verdict_tag(), 1);
-    EXPECT_FALSE(find(wrapper));
+    const auto base = new_message("base");
+    const auto wrapper = new_wrapper(base.get());
+    wrapper->set_number(test::verdict_tag(store), 1);
+    EXPECT_FALSE(find(*wrapper));
 }
 
 TEST_F(verdict_cache, of_an_encrypted_message_without_a_wrapper_is_unknown)
 {
     const auto message = new_message();
-    resolve(message);
-    message->properties.set_wide(ContentType, Enveloped);
-    EXPECT_FALSE(find(message));
+    resolve(*message);
+    message->set_text(ContentType, Enveloped);
+    EXPECT_FALSE(find(*message));
     EXPECT_EQ(leveled(log).back(), "500 Message is encrypted");
     log.clear();
-    add(message, ScanResult::Blocked);
+    add(*message, ScanResult::Blocked);
     EXPECT_EQ(leveled(log).back(), "500 Message is encrypted...");
     EXPECT_EQ(cache->InternalSize(), 0U);
-    EXPECT_EQ(stored(message), 0U);
+    EXPECT_EQ(stored(*message), 0U);
 }
 
 TEST_F(verdict_cache, of_an_encrypted_message_without_a_base_is_unknown)
 {
     const auto wrapper = new_wrapper(nullptr);
-    EXPECT_FALSE(find(wrapper));
+    EXPECT_FALSE(find(*wrapper));
     EXPECT_EQ(leveled(log).back(), "200 Failed to get the base message: 0x0");
-    store.script("GetBaseMessage", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "message.GetBaseMessage");
     log.clear();
-    add(wrapper, ScanResult::Blocked);
+    add(*wrapper, ScanResult::Blocked);
     const texts lines = leveled(log);
     ASSERT_GE(lines.size(), 2U);
     EXPECT_EQ(texts(lines.end() - 2, lines.end()),
@@ -497,18 +497,19 @@ TEST_F(verdict_cache, of_an_encrypted_message_without_a_base_is_unknown)
 
 TEST_F(verdict_cache, of_a_signed_message_stands_on_the_wrapper)
 {
-    const auto wrapper = new_wrapper(new_message("base"));
-    wrapper->properties.set_wide(ContentType, L"multipart/signed");
-    add(wrapper, ScanResult::Clean);
-    EXPECT_EQ(stored(wrapper), 1U);
+    const auto base = new_message("base");
+    const auto wrapper = new_wrapper(base.get());
+    wrapper->set_text(ContentType, L"multipart/signed");
+    add(*wrapper, ScanResult::Clean);
+    EXPECT_EQ(stored(*wrapper), 1U);
 }
 
 TEST_F(verdict_cache, makes_a_base_message_an_ordinary_note)
 {
     const auto base = new_message();
-    base->properties.set_wide(PR_MESSAGE_CLASS_W, L"IPM.Note.SMIME");
+    base->set_text(PR_MESSAGE_CLASS_W, L"IPM.Note.SMIME");
     EXPECT_TRUE(cache->UnencryptBaseMessage(base->pointer()));
-    EXPECT_EQ(base->properties.find(PR_MESSAGE_CLASS_W)->wide, L"IPM.Note");
+    EXPECT_EQ(base->value(PR_MESSAGE_CLASS_W), "IPM.Note");
     EXPECT_EQ(leveled(log), (texts{"400 Unencrypting base message...", "400 Old message class: IPM.Note.SMIME",
                                    "400 Changing the class... result = 0x0"}));
 }
@@ -516,7 +517,7 @@ TEST_F(verdict_cache, makes_a_base_message_an_ordinary_note)
 TEST_F(verdict_cache, tells_that_a_class_could_not_be_changed)
 {
     const auto base = new_message();
-    store.script("SetProps", E_ACCESSDENIED);
+    store.fail_nth(1, E_ACCESSDENIED, "message.SetProps");
     EXPECT_FALSE(cache->UnencryptBaseMessage(base->pointer()));
     EXPECT_EQ(test::leveled_without_reads(log), (texts{"400 Unencrypting base message...", "400 Old message class: ",
                                                        "400 Changing the class... result = 0x80070005"}));

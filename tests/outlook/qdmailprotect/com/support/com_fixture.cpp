@@ -22,6 +22,7 @@ void com_fixture::TearDown()
     }
     addin.reset();
     outlook.reset();
+    messages_.clear();
     disinfector->body.scanResponse.reset();
     EXPECT_FALSE(ModuleInUse()) << "an object of the module is still held";
     EXPECT_EQ(store.alive, 0) << "a reference was not released";
@@ -43,10 +44,10 @@ void com_fixture::connected()
 
 ComPtr<host::outlook_item> com_fixture::new_item(const IID& kind)
 {
-    const auto message = MakeCom<fake_message>(store);
-    message->properties.set_bytes(PR_ENTRYID, "id" + std::to_string(++items_made_));
-    message->properties.set_long(PR_NATIVE_BODY_INFO, 1);
-    message->properties.set_bytes(PR_BODY_A, "plain text");
+    stored_message& message = *messages_.emplace_back(empty_message(store));
+    message.set_bytes(PR_ENTRYID, "id" + std::to_string(messages_.size()));
+    message.set_number(PR_NATIVE_BODY_INFO, 1);
+    message.set_bytes(PR_BODY_A, "plain text");
     return MakeCom<host::outlook_item>(kind, identity(message));
 }
 

@@ -5,7 +5,6 @@
 #include "outlook/qdmailprotect/com/connect.h"
 #include "tests/outlook/qdmailprotect/com/support/fake_environment.h"
 #include "tests/outlook/qdmailprotect/support/checker_fixture.h"
-#include "tests/outlook/qdmailprotect/support/fake_store.h"
 #include "tests/outlook/qdmailprotect/support/scripted_converter.h"
 #include "tests/outlook/qdmailprotect/support/scripted_scanner.h"
 #include "tests/support/log_capture.h"
@@ -42,7 +41,7 @@ protected:
     winapi::memory_registry registry;
     winapi::registry_override registry_is{registry};
     log_capture log;
-    fake_store store;
+    scripted_store store;
     still_clock clock;
     fixed_session session;
     std::shared_ptr<scripted_link> link = std::make_shared<scripted_link>();
@@ -55,7 +54,7 @@ protected:
     ComPtr<CConnect> addin;
 
 private:
-    int items_made_ = 0;
+    std::vector<std::unique_ptr<stored_message>> messages_;
 };
 
 } // namespace test
