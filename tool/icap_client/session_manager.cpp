@@ -132,8 +132,12 @@ void session_manager::terminate()
     const std::lock_guard guard(lock_);
     terminating_ = true;
     for (const auto& idle : active_) {
-        if (!idle->is_invalid()) {
-            idle->close();
+        try {
+            if (!idle->is_invalid()) {
+                idle->close();
+            }
+        } catch (const std::exception&) {
+            continue; // it closes its socket when it is destroyed below
         }
     }
     channel_->stop();

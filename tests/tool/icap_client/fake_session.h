@@ -3,7 +3,7 @@
 #include "tool/icap_client/session.h"
 
 #include <atomic>
-#include <functional>
+#include <stdexcept>
 
 namespace test {
 
@@ -20,6 +20,9 @@ public:
     [[nodiscard]] bool is_invalid() override
     {
         ++validity_tests;
+        if (fails) {
+            throw std::runtime_error("the validity test failed");
+        }
         return invalid;
     }
     [[nodiscard]] std::uint32_t idle() override { return 0; }
@@ -27,6 +30,7 @@ public:
     [[nodiscard]] bool is_closed() override { return --looks_until_closed <= 0; }
 
     std::atomic<bool> invalid{false};
+    std::atomic<bool> fails{false}; ///< is_invalid() throws
     std::atomic<int> validity_tests{0};
     std::atomic<int> closes{0};
     std::atomic<int> looks_until_closed{1};

@@ -252,6 +252,25 @@ TEST_F(SessionManager, DestructionTerminates)
     EXPECT_EQ(sessions.opened[0].use_count(), 1);
 }
 
+TEST_F(SessionManager, TerminationGoesOnWithTheNextSessionAfterOneThatFails)
+{
+    make(3);
+    sessions.opened[1]->fails = true;
+    pool->terminate();
+    EXPECT_EQ(sessions.opened[0]->closes, 1);
+    EXPECT_EQ(sessions.opened[1]->closes, 0);
+    EXPECT_EQ(sessions.opened[2]->closes, 1);
+    EXPECT_EQ(sessions.opened[1].use_count(), 1) << "the pool has dropped it";
+}
+
+TEST_F(SessionManager, DestructionDoesNotRaiseForASessionThatFails)
+{
+    make(1);
+    sessions.opened[0]->fails = true;
+    pool.reset();
+    EXPECT_EQ(sessions.opened[0].use_count(), 1);
+}
+
 TEST_F(SessionManager, ALeaseThatOutlivesTheTerminationRaisesAtItsEnd)
 {
     make(1);
