@@ -66,7 +66,7 @@ struct head_result
 ///
 /// If a head step or append() throws, the exception passes through run(). The cache then contains what it contained
 /// when run() began, without the garbage that run() dropped before the failure. A message may already have taken some
-/// of these bytes; so after a failure the caller must discard the cache with take_cached() or destroy the message.
+/// of these bytes; so after a failure the caller must discard the cache with drop_cached() or destroy the message.
 template <typename Message>
 class analyzer_core
 {
@@ -80,6 +80,8 @@ public:
 
     /// Empties the cache and returns its former contents.
     [[nodiscard]] byte_vector take_cached();
+    /// Empties the cache. Allocates nothing.
+    void drop_cached();
 
     /// Sets the function that receives dropped garbage. It is called under the lock and must not call the analyzer.
     void on_skipped(skipped_handler handler);
@@ -121,6 +123,13 @@ byte_vector analyzer_core<Message>::take_cached()
     byte_vector taken(cache_.begin(), cache_.end());
     cache_.eraise(cache_.begin(), cache_.end());
     return taken;
+}
+
+template <typename Message>
+void analyzer_core<Message>::drop_cached()
+{
+    const std::lock_guard guard(lock_);
+    cache_.clear();
 }
 
 template <typename Message>

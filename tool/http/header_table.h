@@ -69,7 +69,7 @@ class message_headers_impl : public message_headers
 {
 public:
     message_headers_impl(std::recursive_mutex& lock, byte_vector& raw_head, Record& record,
-                         head_grammar<Record> grammar) noexcept
+                         head_grammar<Record> grammar)
         : lock_(lock)
         , raw_head_(raw_head)
         , record_(record)

@@ -30,6 +30,8 @@ public:
     /// Removes a range of the data and moves the rest down. Throws std::out_of_range "inmemory_cache::eraise() failed:
     /// out of bound for first" or "... for last" if a bound is not within the data; the cache is then unchanged.
     void eraise(const char* first, const char* last);
+    /// Removes all data.
+    void clear() noexcept { end_ = block_.data(); }
 
 private:
     memory::block block_;

@@ -76,6 +76,8 @@ public:
     void enqueue(const char* begin, const char* end) { core_.enqueue(begin, end); }
     /// Empties the cache and returns its former contents. Use it to discard the input after an exception.
     [[nodiscard]] http::byte_vector take_cached() { return core_.take_cached(); }
+    /// Empties the cache. Allocates nothing.
+    void drop_cached() { core_.drop_cached(); }
     /// Sets the function that is called with each run of dropped garbage; an empty function disables it. It is called
     /// under the analyzer's lock. The range is valid during the call only, and the function must not call the analyzer.
     void on_skipped(skipped_handler handler) { core_.on_skipped(std::move(handler)); }

@@ -97,7 +97,7 @@ void processor::input_step(const icap::buffer& bytes)
         extract_message();
         pass_on_answer();
     } catch (const std::exception&) {
-        static_cast<void>(analyzer_->take_cached()); // the next bytes must not be appended to the ones that failed
+        analyzer_->drop_cached(); // the next bytes must not be appended to the ones that failed
     }
 }
 

@@ -1,3 +1,4 @@
+#include "tests/support/failing_new.h"
 #include "tests/support/log_capture.h"
 #include "tests/tool/icap_client/icap_replies.h"
 #include "tests/tool/icap_client/recording_notifier.h"
@@ -37,6 +38,7 @@ public:
     void process_asynchronously(const std::shared_ptr<icap::application_request>& request) override
     {
         asynchronously = true;
+        ++processed;
         request->process(&heard);
         if (fail_once.exchange(false)) {
             throw std::runtime_error("the application failed");
@@ -46,6 +48,7 @@ public:
     test::recording_notifier heard;
     std::atomic<bool> directly{false};
     std::atomic<bool> asynchronously{false};
+    std::atomic<int> processed{0}; ///< asynchronous calls that have begun
     std::atomic<bool> fail_once{false};
 };
 
@@ -200,6 +203,31 @@ TEST_F(Processor, CallsAgainForAnAnswerWhoseCallbackFailed)
     feed("\r\n");
     ASSERT_TRUE(app.heard.wait_for(2));
     EXPECT_EQ(app.heard.calls(), (calls{"no content \"T-1\"", "no content \"T-1\""}));
+}
+
+TEST_F(Processor, TakesTheNextAnswerAfterAStepThatRanOutOfMemory)
+{
+    const std::string answer = reply::blocked("A", std::string(100, 'b'));
+    std::size_t nth = 1;
+    for (bool failed = true; failed; ++nth) {
+        ASSERT_LT(nth, 1000U) << "a step never succeeds";
+        {
+            const int before = app.processed;
+            const test::failing_new no_memory(nth, test::refusals::all_behind, test::failing_new::threads::others);
+            feed(answer);
+            while (!no_memory.failed() && app.processed == before) {
+                std::this_thread::yield();
+            }
+            subject.set_application(&app); // returns after the end of the step
+            failed = no_memory.failed();
+        }
+        subject.reset();
+        const std::size_t next = app.heard.calls().size() + 1;
+        feed(reply::no_content());
+        ASSERT_TRUE(app.heard.wait_for(next)) << "without the allocation " << nth;
+        EXPECT_EQ(app.heard.calls().back(), "no content \"T-1\"") << "without the allocation " << nth;
+    }
+    EXPECT_GT(nth, 10U);
 }
 
 TEST_F(Processor, LosesAnAnswerThatComesInOneReadBehindABody)
