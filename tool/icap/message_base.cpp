@@ -95,7 +95,9 @@ std::uint64_t message_base::append_head(detail::encapsulated_part& part, const h
                                         const body_range& range, http::support_persistent* link,
                                         const detail::body_start& start)
 {
-    const std::uint64_t count = std::min(received_, bounds.end) - consumed_;
+    const std::uint64_t end = std::min(received_, bounds.end);
+    // A message whose part was released or replaced meanwhile may have taken bytes behind this head already.
+    const std::uint64_t count = end > consumed_ ? end - consumed_ : 0;
     if (count == 0) {
         if (bounds.exceeded != nullptr) {
             throw std::runtime_error(bounds.exceeded);

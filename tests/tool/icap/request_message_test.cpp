@@ -360,6 +360,19 @@ TEST(icap_request, gives_its_messages_back)
     EXPECT_FALSE(message->has_response());
 }
 
+TEST(icap_request, refuses_bytes_after_its_half_filled_message_was_given_back)
+{
+    const auto message =
+        extract_request(reqmod({encapsulated(post_head, "", "req-body")}) + post_head + "5\r\nhel");
+    ASSERT_TRUE(message && message->has_request());
+    EXPECT_EQ(test::body_of(*message->release_encapsulated(http::type_request)), "hel");
+    for (const char* more : {"lo\r\n0\r\n\r\n", "x"}) {
+        EXPECT_EQ(raised<std::runtime_error>([&] { append(*message, more); }),
+                  "reqmod request: actual header size exceeded header size in request");
+        EXPECT_FALSE(message->has_request());
+    }
+}
+
 TEST(icap_request, takes_a_message_and_rewrites_its_encapsulated_header)
 {
     const auto message = extract_request(reqmod({"Host: h", encapsulated(get_head, "", "null-body")}) + get_head);
