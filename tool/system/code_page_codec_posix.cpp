@@ -160,4 +160,9 @@ std::uint32_t system_ansi_code_page() noexcept
     return code_page_1252;
 }
 
+std::uint32_t thread_ansi_code_page() noexcept
+{
+    return system_ansi_code_page(); // the locale is one for all threads
+}
+
 } // namespace winapi::codec

@@ -51,4 +51,9 @@ std::uint32_t system_ansi_code_page() noexcept
     return ::GetACP();
 }
 
+std::uint32_t thread_ansi_code_page() noexcept
+{
+    return CP_THREAD_ACP;
+}
+
 } // namespace winapi::codec

@@ -16,8 +16,14 @@ std::atomic<std::uint32_t> ansi_override{0};
 
 std::uint32_t real_code_page(std::uint32_t code_page) noexcept
 {
-    const bool placeholder = code_page == code_page_ansi || code_page == code_page_thread_ansi;
-    return placeholder ? ansi_code_page() : code_page;
+    if (code_page != code_page_ansi && code_page != code_page_thread_ansi) {
+        return code_page;
+    }
+    const std::uint32_t chosen = ansi_override.load(std::memory_order_relaxed);
+    if (chosen != 0) {
+        return chosen;
+    }
+    return code_page == code_page_ansi ? codec::system_ansi_code_page() : codec::thread_ansi_code_page();
 }
 
 unsigned char ascii_lower(char letter) noexcept

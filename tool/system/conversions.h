@@ -20,11 +20,11 @@ std::string conv_to_char(std::wstring_view text, std::uint32_t code_page = code_
 /// std::runtime_error "conv_to_wide called mbstowcs() and failed." for a code page that the system does not have.
 std::wstring conv_to_wide(std::string_view text, std::uint32_t code_page = code_page_ansi);
 
-/// Returns the code page that code_page_ansi and code_page_thread_ansi mean: the system's, or windows-1252 if the
-/// system has none.
+/// Returns the code page that code_page_ansi means: the system's, or windows-1252 if the system has none. On Windows
+/// code_page_thread_ansi means that of the calling thread's locale, which can differ; elsewhere it is the same.
 [[nodiscard]] std::uint32_t ansi_code_page() noexcept;
 
-/// Replaces the ANSI code page for the whole process and returns the former number; 0 restores the system's. For tests,
+/// Replaces both ANSI code pages for the whole process and returns the former number; 0 restores the system's. For tests,
 /// and for hosts that know the user's code page better.
 std::uint32_t ansi_code_page(std::uint32_t code_page) noexcept;
 
