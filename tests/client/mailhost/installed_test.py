@@ -13,6 +13,7 @@ import json
 import pathlib
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -23,6 +24,7 @@ sys.dont_write_bytecode = True  # keeps the source tree unchanged
 from wine_desk import WineDesk, difference, json_lines, windows_path  # noqa: E402
 
 WINDOWS = LINUX = SAMPLES = DESK = FOLDER = None
+SOURCES = pathlib.Path(__file__).resolve().parents[3]
 
 PROG_ID = "QDMailProtect.Connect"
 CLASS = "{73701B94-160C-49E1-91DF-B8CEAAD06DC1}"
@@ -207,8 +209,7 @@ class Package(Machine):
         self.assertEqual(3, done.returncode, done.stderr)
         self.remove(self.package)
         self.assertEqual(set(), self.installed_files())
-        machine, user = self.changes()
-        self.assertEqual(({}, {}), (machine, user))
+        self.assert_untouched()  # the installer's own records and the view for 32-bit programs included
 
     def test_repairs_what_was_broken(self):
         self.install(self.package)
@@ -229,22 +230,53 @@ class Package(Machine):
         self.remove(self.package)
         self.assertEqual(set(), self.installed_files())
 
-    def test_takes_the_place_of_an_older_version(self):
-        self.install(self.package)
-        newer = FOLDER / "newer"
-        newer.mkdir(exist_ok=True)
-        for name in ("postwarden.wxs", "postwarden.dll", "postwarden_loc.dll"):
-            shutil.copy(WINDOWS / "packaging" / name, newer)
-        subprocess.run(["wixl", "-a", "x64", "-D", "Version=9.0.0", "-o", "newer.msi", "postwarden.wxs"], cwd=newer,
+    def make_package(self, name, version):
+        """Makes a package of that version with a module that differs from the build's."""
+        folder = FOLDER / name
+        folder.mkdir(exist_ok=True)
+        for file in ("postwarden.wxs", "postwarden.dll", "postwarden_loc.dll"):
+            shutil.copy(WINDOWS / "packaging" / file, folder)
+        image = bytearray((folder / "postwarden.dll").read_bytes())
+        fixed = image.index(struct.pack("<I", 0xFEEF04BD))  # the fixed part of the version resource
+        major, minor, build = map(int, version.split("."))
+        struct.pack_into("<IIII", image, fixed + 8, *[major << 16 | minor, build << 16] * 2)
+        (folder / "postwarden.dll").write_bytes(image + name.encode())
+        package = folder / (name + ".msi")
+        subprocess.run(["wixl", "-a", "x64", "-D", "Version=" + version, "-o", package, "postwarden.wxs"], cwd=folder,
                        check=True)
-        self.install(newer / "newer.msi")
+        subprocess.run([SOURCES / "packaging/complete_package", package, "ModuleFile=" + str(folder / "postwarden.dll"),
+                        "GermanTextsFile=" + str(folder / "postwarden_loc.dll")], check=True)
+        return package
+
+    def assert_only(self, package):
+        """The only product is that of the package, with its own module and all entries."""
         products = installed_products()
         self.assertEqual(1, len(products), products)
-        self.assertEqual(REFUSED, DESK.install("/i", self.package))  # an older version
-        self.assertEqual(products, installed_products())
+        installed = DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll"
+        self.assertEqual((package.parent / "postwarden.dll").read_bytes(), installed.read_bytes())
         path = self.INSTALLED + "postwarden.dll"
         self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
-        self.remove(newer / "newer.msi")
+        return products
+
+    def test_takes_the_place_of_an_older_version(self):
+        self.install(self.package)
+        newer = self.make_package("newer", "9.0.0")
+        self.install(newer)
+        products = self.assert_only(newer)
+        self.assertEqual(REFUSED, DESK.install("/i", self.package))  # an older version
+        self.assertEqual(products, self.assert_only(newer))
+        self.remove(newer)
+        self.assertEqual(set(), self.installed_files())
+
+    def test_takes_the_place_of_another_build_of_its_version(self):
+        self.install(self.package)
+        version = re.search(r"postwarden-([\d.]+)-x64", self.package.name).group(1)
+        other = self.make_package("other", version)
+        self.install(other)
+        self.assert_only(other)
+        self.install(self.package)
+        self.assert_only(self.package)
+        self.remove(self.package)
         self.assertEqual(set(), self.installed_files())
 
 
