@@ -29,6 +29,7 @@ OPTIONS = {
 LINKERS = {"mold": "mold", "ld.lld": "lld", "ld.gold": "gold"}  # the fastest first
 CLEAN_LIMIT = 900  # seconds for a test of the unchanged program
 BUILD_LIMIT = 600  # seconds for what one mutant makes the compiler do
+MEMORY = 4 << 30  # bytes that a process may take; a mutant that never stops would take all
 COMPILED_AT_ONCE = 3  # so many objects are compiled before any test, to sort out what is no mutant worth a link
 
 
@@ -68,10 +69,19 @@ class Processes:
         begin = time.monotonic()
         while os.waitid(os.P_PID, pid, os.WEXITED | os.WNOWAIT | os.WNOHANG) is None:
             over = limit and time.monotonic() - begin > limit and time.monotonic() - begin > limit * slowdown()
-            if over or (stops and self.stopping.is_set()):
+            if over or resident(pid) > MEMORY or (stops and self.stopping.is_set()):
                 return False
             time.sleep(0.005)
         return True
+
+
+def resident(pid):
+    """Bytes of memory that a process has taken; what it has only reserved is not counted."""
+    try:
+        with open(f"/proc/{pid}/statm") as file:
+            return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+    except (OSError, IndexError):
+        return 0  # it has ended
 
 
 def slowdown():
@@ -248,7 +258,7 @@ class Build:
         for entry in os.scandir(self.temporary):  # what a test that was killed leaves behind
             shutil.rmtree(entry.path, ignore_errors=True) if entry.is_dir(follow_symlinks=False) else os.unlink(entry)
         if status is None:
-            return f"no end in {limit:.0f} s"
+            return f"no end in {limit:.0f} s, or more memory than is allowed"
         return "" if status == 0 else f"signal {-status}" if status < 0 else f"status {status}"
 
     # Facts about tests
