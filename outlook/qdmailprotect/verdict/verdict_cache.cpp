@@ -21,14 +21,14 @@ constexpr std::size_t TrimAt = 5000;     ///< a table of this size is trimmed
 constexpr std::size_t TrimBeyond = 1000; ///< copying stops once the new table is larger
 
 /// Returns the store's tag for a named property, which is created if it does not exist, combined with the type bits
-/// `type`.
+/// `type`; nothing if the store fails or has no identifier left for the name, so that the next message is asked again.
 std::optional<ULONG> ResolveName(IMessage* message, MAPINAMEID name, ULONG type)
 {
     MAPINAMEID* names[] = {&name};
     SPropTagArray* raw = nullptr;
     const HRESULT result = message->GetIDsFromNames(1, names, MAPI_CREATE, &raw);
     const MapiBuffer<SPropTagArray> tags(raw);
-    if (FAILED(result) || !tags || tags->cValues == 0) {
+    if (FAILED(result) || !tags || tags->cValues == 0 || PROP_TYPE(tags->aulPropTag[0]) == PT_ERROR) {
         return std::nullopt;
     }
     return CHANGE_PROP_TYPE(tags->aulPropTag[0], type);

@@ -152,8 +152,13 @@ HRESULT STDMETHODCALLTYPE scripted_prop<Inner, Interfaces...>::GetIDsFromNames(U
     for (ULONG i = 0; i < count; ++i) {
         text += name_text(*names[i]);
     }
-    return run("GetIDsFromNames" + text + " " + number(flags),
-               [&] { return inner_->GetIDsFromNames(count, names, flags, tags); });
+    return run("GetIDsFromNames" + text + " " + number(flags), [&] {
+        const HRESULT result = inner_->GetIDsFromNames(count, names, flags, tags);
+        for (ULONG i = 0; store_.refuses_names() && *tags && i < (*tags)->cValues; ++i) {
+            (*tags)->aulPropTag[i] = PROP_TAG(PT_ERROR, 0);
+        }
+        return store_.refuses_names() ? HRESULT{MAPI_W_ERRORS_RETURNED} : result;
+    });
 }
 
 template class scripted_prop<IAttach, IAttach>;

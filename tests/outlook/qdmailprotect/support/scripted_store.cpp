@@ -84,6 +84,7 @@ void scripted_store::clear()
     answers_.clear();
     rows_.reset();
     sizes_.clear();
+    refuses_names_ = false;
 }
 
 } // namespace test

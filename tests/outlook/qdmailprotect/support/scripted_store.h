@@ -49,6 +49,8 @@ public:
     void deny(std::string start, HRESULT result) { add({std::move(start), {result, true}, 0}); }
     /// Makes reads of `property` return the property `tag` with a number or an error code as its value.
     void answer(ULONG property, ULONG tag, ULONG number);
+    /// Makes the store have no identifiers for names: it succeeds with an error instead of each tag.
+    void refuse_names() { refuses_names_ = true; }
     /// Makes tables return these rows instead of their own.
     void give_rows(std::vector<table_row> rows) { rows_ = std::move(rows); }
     /// Makes the stream of this name, or the row of the attachment of this name, show a size that is not the real one.
@@ -58,6 +60,7 @@ public:
     std::optional<outcome> enter(const std::string& operation);
     /// Returns null if there is no given answer.
     [[nodiscard]] const SPropValue* answer_to(ULONG property) const;
+    [[nodiscard]] bool refuses_names() const noexcept { return refuses_names_; }
     [[nodiscard]] const std::optional<std::vector<table_row>>& rows() const noexcept { return rows_; }
     [[nodiscard]] std::optional<std::uint64_t> claimed_size(const std::string& name) const;
 
@@ -87,6 +90,7 @@ private:
     std::map<ULONG, SPropValue> answers_;
     std::optional<std::vector<table_row>> rows_;
     std::map<std::string, std::uint64_t> sizes_;
+    bool refuses_names_ = false;
     std::shared_ptr<host::store_context> context_ = std::make_shared<host::store_context>();
 };
 

@@ -229,6 +229,23 @@ TEST_F(verdict_cache, takes_no_tags_for_a_failure)
     EXPECT_EQ(test::verdict_tag(store), 0U);
 }
 
+TEST_F(verdict_cache, asks_for_a_name_again_after_a_store_without_free_names)
+{
+    store.refuse_names();
+    const auto message = new_message();
+    EXPECT_FALSE(find(*message));
+    add(*message, ScanResult::Clean);
+    EXPECT_FALSE(cache->IsEncrypted(message->pointer()));
+    EXPECT_EQ(store.calls("message.GetIDsFromNames").size(), 3U);
+    EXPECT_TRUE(store.calls("message.SetProps").empty());
+    store.clear();
+    const auto other = new_message("\x03");
+    add(*other, ScanResult::Clean);
+    EXPECT_EQ(stored(*other), 1U);
+    other->set_text(ContentType, Enveloped);
+    EXPECT_TRUE(cache->IsEncrypted(other->pointer()));
+}
+
 TEST_F(verdict_cache, of_no_message_knows_nothing)
 {
     resolve(*new_message());
