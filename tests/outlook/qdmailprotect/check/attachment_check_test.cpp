@@ -299,14 +299,27 @@ TEST_F(attachment_check, of_a_file_without_data_is_refused)
     EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(attachment_check, of_contents_that_come_with_a_failure_is_refused)
+{
+    file({.number = 0, .size = 4});
+    store.deny("attach0.OpenProperty 37010102", E_ACCESSDENIED);
+    AttachmentResult record;
+    record.attachMethod = 1;
+    EXPECT_EQ(check_one(record), E_INVALIDARG);
+    EXPECT_EQ(leveled(log), (texts{"200    Failed to get attach body = 0x80070005"}));
+    EXPECT_TRUE(scans().empty());
+}
+
 TEST_F(attachment_check, of_what_is_no_stream_is_refused)
 {
     file({.number = 0, .size = 4});
-    store.fail("attach0.37010102.QueryInterface IStream", E_NOINTERFACE);
     AttachmentResult record;
     record.attachMethod = 1;
-    EXPECT_EQ(check_one(record), E_NOINTERFACE);
-    EXPECT_EQ(leveled(log), (texts{"200    Failed to open file body stream"}));
+    store.refuse_each_way("attach0.37010102.QueryInterface IStream", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(check_one(record), E_NOINTERFACE);
+        EXPECT_EQ(leveled(log), (texts{"200    Failed to open file body stream"}));
+    });
 }
 
 TEST_F(attachment_check, of_an_empty_file_leaves_an_unjudged_record)
@@ -408,11 +421,12 @@ TEST_F(attachment_check, tells_that_an_embedded_object_cannot_be_opened)
     EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
     message->close();
     embedded_object(std::make_shared<host::storage_tree>());
-    store.fail("attach0.3701000d.QueryInterface IStorage", E_NOINTERFACE);
-    log.clear();
-    EXPECT_EQ(check_all(), S_OK);
-    EXPECT_EQ(leveled(log)[3], "200    Failed to get attach body storage");
-    EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
+    store.refuse_each_way("attach0.3701000d.QueryInterface IStorage", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(check_all(), S_OK);
+        EXPECT_EQ(leveled(log)[3], "200    Failed to get attach body storage");
+        EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
+    });
 }
 
 // --- embedded messages
@@ -573,10 +587,12 @@ TEST_F(embedded_message, that_cannot_be_opened_fails)
 
 TEST_F(embedded_message, that_is_no_message_fails)
 {
-    store.fail_nth(1, E_NOINTERFACE, "attach5.3701000d.QueryInterface IMessage");
-    EXPECT_EQ(check_all(), S_OK);
-    EXPECT_EQ(leveled(log)[3], "200    Failed to get embedded interface");
-    EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
+    store.refuse_each_way("attach5.3701000d.QueryInterface IMessage", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(check_all(), S_OK);
+        EXPECT_EQ(leveled(log)[3], "200    Failed to get embedded interface");
+        EXPECT_EQ(leveled(log)[4], "400    Attachment checked, hr = 0x80004002, result: 0");
+    });
 }
 
 TEST_F(embedded_message, goes_out_whole_also_when_its_body_failed)

@@ -186,11 +186,35 @@ TEST_F(body_check, of_plain_text_that_opens_as_nothing_has_nothing_to_check)
     EXPECT_EQ(leveled(log).back(), "200 Nothing to check");
 }
 
+TEST_F(body_check, does_not_use_html_that_comes_with_a_failure)
+{
+    native_type(3);
+    message->set_bytes(PR_HTML, "<p>html</p>");
+    store.deny("message.OpenProperty 10130102", E_ACCESSDENIED);
+    EXPECT_EQ(check_body(), S_OK);
+    EXPECT_EQ(sent(), "plain text");
+    EXPECT_EQ(body.bodyType, 1U);
+    EXPECT_TRUE(log.contains("Failed to open HTML body: 0x80070005"));
+}
+
+TEST_F(body_check, does_not_use_plain_text_that_comes_with_a_failure)
+{
+    store.deny("message.OpenProperty 1000001e", E_ACCESSDENIED);
+    EXPECT_EQ(check_body(), E_FAIL);
+    EXPECT_EQ(sent(), "nothing");
+    const texts lines = leveled(log);
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(texts(lines.end() - 2, lines.end()),
+              (texts{"200 Failed to open plain body: 0x80070005", "200 Nothing to check"}));
+}
+
 TEST_F(body_check, of_what_is_no_stream_fails_silently)
 {
-    store.fail("message.1000001e.QueryInterface IStream", E_NOINTERFACE);
-    EXPECT_EQ(check_body(), E_FAIL);
-    EXPECT_EQ(leveled(log), (texts{"400 Checking mail body", "400 Native body type: 1"}));
+    store.refuse_each_way("message.1000001e.QueryInterface IStream", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(check_body(), E_FAIL);
+        EXPECT_EQ(leveled(log), (texts{"400 Checking mail body", "400 Native body type: 1"}));
+    });
 }
 
 TEST_F(body_check, skips_an_empty_body)

@@ -2,6 +2,7 @@
 #include "tests/outlook/qdmailprotect/support/checker_fixture.h"
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"
+#include "tool/system/identity.h"
 #include "tool/system/time_text.h"
 
 #include <gtest/gtest.h>
@@ -276,6 +277,19 @@ TEST_F(mail_checker, without_a_session_number_tells_so_and_goes_on)
     const auto line = std::find(lines.begin(), lines.end(), "200 ProcessIdToSessionId() failed: error=0x5");
     ASSERT_NE(line, lines.end());
     EXPECT_EQ(line[1], "400 Session ID = 4294967295");
+}
+
+TEST_F(mail_checker, asks_the_system_for_its_session_unless_told_otherwise)
+{
+    MailChecker another({link, converter->platform(), disinfector});
+    another.Init(false, 1234, "p", "u");
+    const auto message = new_message();
+    EXPECT_EQ(another.CheckMessage(false, true, item_of(*message)->reference(), verdict, block_display), S_OK);
+    std::uint32_t expected = 0;
+    ASSERT_TRUE(winapi::process_id_to_session_id(winapi::current_process_id(), expected));
+    ASSERT_EQ(scans().size(), 1U);
+    EXPECT_EQ(scans()[0].parameters.session_id, expected);
+    EXPECT_FALSE(log.contains("ProcessIdToSessionId() failed"));
 }
 
 TEST_F(mail_checker, finds_a_verdict_on_the_message_without_a_scan)

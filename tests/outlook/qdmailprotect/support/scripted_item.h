@@ -13,18 +13,22 @@ public:
         : scripted(store, std::move(name))
         , also_(also)
     {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        return query(iid, object, [&] { return ComObject::QueryInterface(iid, object); });
+    }
 
 protected:
     void* FindInterface(REFIID iid) override
     {
-        return !hides(iid) && (iid == IID_IUnknown || iid == also_) ? static_cast<IUnknown*>(this) : nullptr;
+        return iid == IID_IUnknown || iid == also_ ? static_cast<IUnknown*>(this) : nullptr;
     }
 
 private:
     IID also_;
 };
 
-/// An item of the mail client over an object. Its operation is "item.get_MAPIOBJECT".
+/// An item of the mail client over an object. Its operations are "item.get_MAPIOBJECT" and queries for interfaces.
 class scripted_item final : public OutlookItemBase, private scripted
 {
 public:
@@ -33,6 +37,10 @@ public:
         , scripted(store, "item")
         , object_(std::move(object))
     {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        return query(iid, object, [&] { return OutlookItemBase::QueryInterface(iid, object); });
+    }
     [[nodiscard]] ComPtr<IUnknown> reference() noexcept
     {
         return ComPtr<IUnknown>(static_cast<OutlookItemInterface*>(this));

@@ -53,6 +53,12 @@ std::string name_text(const MAPINAMEID& name)
 } // namespace
 
 template <typename Inner, typename... Interfaces>
+HRESULT STDMETHODCALLTYPE scripted_prop<Inner, Interfaces...>::QueryInterface(REFIID iid, void** object)
+{
+    return query(iid, object, [&] { return ComObject<Interfaces...>::QueryInterface(iid, object); });
+}
+
+template <typename Inner, typename... Interfaces>
 HRESULT STDMETHODCALLTYPE scripted_prop<Inner, Interfaces...>::SaveChanges(ULONG flags)
 {
     return run("SaveChanges " + number(flags), [&] { return inner_->SaveChanges(flags); });
@@ -166,9 +172,6 @@ template class scripted_prop<IMessage, IMessage, ISecuredMessage>;
 
 void* scripted_attach::FindInterface(REFIID iid)
 {
-    if (hides(iid)) {
-        return nullptr;
-    }
     return iid == IID_IUnknown || iid == IID_IMAPIProp || iid == IID_IAttachment ? static_cast<IAttach*>(this)
                                                                                  : nullptr;
 }
@@ -256,9 +259,6 @@ HRESULT STDMETHODCALLTYPE scripted_message::GetBaseMessage(IMessage** base)
 
 void* scripted_message::FindInterface(REFIID iid)
 {
-    if (hides(iid)) {
-        return nullptr;
-    }
     if (iid == IID_IUnknown || iid == IID_IMAPIProp || iid == IID_IMessage) {
         return static_cast<IMessage*>(this);
     }

@@ -10,6 +10,7 @@ template <typename Inner, typename... Interfaces>
 class scripted_prop : public ComObject<Interfaces...>, protected scripted
 {
 public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT result, ULONG flags, LPMAPIERROR* error) override
     {
         return inner_->GetLastError(result, flags, error);

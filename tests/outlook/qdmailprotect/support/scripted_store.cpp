@@ -1,5 +1,6 @@
 #include "tests/outlook/qdmailprotect/support/scripted_store.h"
 
+#include "outlook/qdmailprotect/mapi/outlook_items.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
@@ -21,6 +22,7 @@ std::string interface_text(REFIID iid)
         {IID_IStorage, "IStorage"},
         {IID_IMessage, "IMessage"},
         {IID_ISecuredMessage, "ISecuredMessage"},
+        {IID_MailItem, "MailItem"},
     };
     for (const auto& [known, name] : names) {
         if (iid == known) {
@@ -28,6 +30,16 @@ std::string interface_text(REFIID iid)
         }
     }
     return "other";
+}
+
+void scripted_store::refuse_each_way(const std::string& start, HRESULT failure,
+                                     const std::function<void(HRESULT result)>& check)
+{
+    for (const outcome way : {outcome{failure, false}, outcome{S_OK, false}, outcome{failure, true}}) {
+        scripts_.push_back({start, way, 0});
+        check(way.result);
+        scripts_.pop_back();
+    }
 }
 
 void scripted_store::answer(ULONG property, ULONG tag, ULONG number)
@@ -41,6 +53,9 @@ void scripted_store::answer(ULONG property, ULONG tag, ULONG number)
 std::optional<scripted_store::outcome> scripted_store::enter(const std::string& operation)
 {
     calls_.push_back(operation);
+    if (watch_) {
+        watch_(operation);
+    }
     std::optional<outcome> found;
     for (auto entry = scripts_.begin(); entry != scripts_.end();) {
         if (!operation.starts_with(entry->start)) {
@@ -80,6 +95,7 @@ std::vector<std::string> scripted_store::calls(const std::string& start) const
 void scripted_store::clear()
 {
     calls_.clear();
+    watch_ = nullptr;
     scripts_.clear();
     answers_.clear();
     rows_.reset();

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -47,6 +48,9 @@ public:
     /// Forwards each operation whose text begins with `start`, but returns `result`: simulates a store that returns an
     /// object together with a failure.
     void deny(std::string start, HRESULT result) { add({std::move(start), {result, true}, 0}); }
+    /// Calls `check` with each of the ways in which an operation can fail to return an object: with `failure`, with
+    /// S_OK but without an object, and with `failure` together with an object. The argument is the result.
+    void refuse_each_way(const std::string& start, HRESULT failure, const std::function<void(HRESULT result)>& check);
     /// Makes reads of `property` return the property `tag` with a number or an error code as its value.
     void answer(ULONG property, ULONG tag, ULONG number);
     /// Makes the store have no identifiers for names: it succeeds with an error instead of each tag.
@@ -63,6 +67,9 @@ public:
     [[nodiscard]] bool refuses_names() const noexcept { return refuses_names_; }
     [[nodiscard]] const std::optional<std::vector<table_row>>& rows() const noexcept { return rows_; }
     [[nodiscard]] std::optional<std::uint64_t> claimed_size(const std::string& name) const;
+
+    /// Calls `watch` with the text of each operation before it is performed.
+    void watch(std::function<void(const std::string&)> watch) { watch_ = std::move(watch); }
 
     /// Returns the operations so far.
     [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
@@ -86,6 +93,7 @@ private:
     void add(script entry) { scripts_.push_back(std::move(entry)); }
 
     std::vector<std::string> calls_;
+    std::function<void(const std::string&)> watch_;
     std::vector<script> scripts_;
     std::map<ULONG, SPropValue> answers_;
     std::optional<std::vector<table_row>> rows_;
@@ -128,8 +136,15 @@ protected:
         }
         return given->result;
     }
-    /// Records a query for an interface; returns true if it must find none.
-    bool hides(REFIID iid) { return store_.enter(name_ + ".QueryInterface " + interface_text(iid)).has_value(); }
+    /// Records a query for an interface and performs it by `call` unless something else is scripted.
+    template <typename Call>
+    HRESULT query(REFIID iid, void** object, Call&& call)
+    {
+        if (object) {
+            *object = nullptr;
+        }
+        return run("QueryInterface " + interface_text(iid), std::forward<Call>(call));
+    }
 
     scripted_store& store_;
     std::string name_;

@@ -2,11 +2,13 @@
 
 namespace test {
 
+HRESULT STDMETHODCALLTYPE scripted_stream::QueryInterface(REFIID iid, void** object)
+{
+    return query(iid, object, [&] { return ComObject::QueryInterface(iid, object); });
+}
+
 void* scripted_stream::FindInterface(REFIID iid)
 {
-    if (hides(iid)) {
-        return nullptr;
-    }
     return iid == IID_IUnknown || iid == IID_ISequentialStream || iid == IID_IStream ? static_cast<IStream*>(this)
                                                                                      : nullptr;
 }
