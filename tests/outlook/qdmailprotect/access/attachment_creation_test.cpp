@@ -147,10 +147,14 @@ TEST_F(attachment_creation, of_text_fails_without_its_contents_and_keeps_nothing
 
 TEST_F(attachment_creation, of_text_fails_without_a_stream)
 {
-    store.fail("attach0.37010102.QueryInterface", E_NOINTERFACE);
-    EXPECT_EQ(add_text(), E_NOINTERFACE);
-    EXPECT_EQ(test::leveled(log).back(), "200 Failed to open file body stream");
-    EXPECT_EQ(message.attachments(), texts{});
+    store.refuse_each_way("attach0.37010102.QueryInterface", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(add_text(), E_NOINTERFACE);
+        EXPECT_EQ(test::leveled(log).back(), "200 Failed to open file body stream");
+        EXPECT_EQ(store.calls().back(), "attach0.37010102.QueryInterface IStream");
+        EXPECT_EQ(message.attachments(), texts{});
+        message.close();
+    });
 }
 
 TEST_F(attachment_creation, of_text_passes_over_everything_else_that_fails)
@@ -279,10 +283,27 @@ TEST_F(attachment_creation, of_an_image_fails_without_its_contents_and_keeps_not
     EXPECT_EQ(add_binary(), E_NOINTERFACE);
     EXPECT_EQ(test::leveled(log).back(), "200 Failed to open binary attach body = 0x80070005");
     store.clear();
-    store.fail("attach1.37010102.QueryInterface", E_NOINTERFACE);
-    EXPECT_EQ(add_binary(), E_NOINTERFACE);
-    EXPECT_EQ(test::leveled(log).back(), "200 Failed to open binary file body stream");
-    EXPECT_EQ(message.attachments(), texts{});
+    message.close();
+    store.refuse_each_way("attach0.37010102.QueryInterface", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(add_binary(), E_NOINTERFACE);
+        EXPECT_EQ(test::leveled(log).back(), "200 Failed to open binary file body stream");
+        EXPECT_EQ(message.attachments(), texts{});
+        message.close();
+    });
+}
+
+TEST_F(attachment_creation, announces_each_save_before_it)
+{
+    texts announced;
+    store.watch([&](const std::string& operation) {
+        if (operation.ends_with("SaveChanges 0")) {
+            announced.push_back(test::leveled(log).back());
+        }
+    });
+    EXPECT_EQ(add_text(), S_OK);
+    EXPECT_EQ(add_binary(), S_OK);
+    EXPECT_EQ(announced, (texts{"500 Saving the text attach changes...", "500 Saving the binary attach changes..."}));
 }
 
 TEST_F(attachment_creation, of_an_image_passes_over_everything_else_that_fails)

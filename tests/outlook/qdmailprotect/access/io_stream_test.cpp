@@ -28,6 +28,29 @@ namespace {
 using test::scripted_stream;
 using texts = std::vector<std::string>;
 
+/// A stream that claims success of everything and leaves all its out-parameters alone.
+class silent_stream final : public ComObject<IStream>
+{
+public:
+    HRESULT STDMETHODCALLTYPE Read(void*, ULONG, ULONG*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Write(const void*, ULONG, ULONG*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override
+    {
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Commit(DWORD) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Revert() override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Stat(STATSTG*, DWORD) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Clone(IStream**) override { return S_OK; }
+
+protected:
+    void* FindInterface(REFIID) override { return nullptr; }
+};
+
 ComPtr<IStream> memory_of(std::string_view text)
 {
     ComPtr<IStream> memory;
@@ -118,6 +141,14 @@ TEST_F(stream_bridge, writes_at_any_offset)
     EXPECT_EQ(contents(), "0123ab6789");
     EXPECT_EQ(bridge.write(9, "cde", 3), 3U);
     EXPECT_EQ(contents(), "0123ab678cde");
+}
+
+TEST_F(stream_bridge, counts_nothing_that_the_stream_does_not_count)
+{
+    const auto silent = MakeCom<silent_stream>();
+    web::io_stream bridge{ComPtr<IStream>(silent)};
+    EXPECT_EQ(bridge.read(0, buffer, 4), 0U);
+    EXPECT_EQ(bridge.write(0, "abcd", 4), 0U);
 }
 
 TEST_F(stream_bridge, appends_at_the_size)

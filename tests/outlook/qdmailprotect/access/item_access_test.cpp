@@ -64,6 +64,16 @@ TEST_F(item_access, of_another_kind_finds_no_object)
     EXPECT_EQ(log.lines(), expected);
 }
 
+TEST_F(item_access, of_a_kind_that_comes_without_its_interface_finds_no_object)
+{
+    store.refuse_each_way("item.QueryInterface MailItem", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(reach(IID_MailItem, identity(*message)), E_NOINTERFACE);
+        EXPECT_EQ(texts(), (std::vector<std::string>{"Failed to get the MAPI object"}));
+    });
+    EXPECT_TRUE(store.calls("item.get_MAPIOBJECT").empty());
+}
+
 TEST_F(item_access, tells_the_result_of_a_refused_object)
 {
     store.fail_nth(1, E_FAIL, "item.get_MAPIOBJECT");
@@ -91,9 +101,14 @@ TEST_F(item_access, without_an_object_counts_as_refused)
 
 TEST_F(item_access, to_what_is_no_message_fails)
 {
-    EXPECT_EQ(reach(IID_MailItem, ComPtr<IUnknown>(MakeCom<test::scripted_object>(store))), E_NOINTERFACE);
     const std::vector<test::log_record> expected{{200, "outlook", "Failed to get the IMessage interface"}};
+    EXPECT_EQ(reach(IID_MailItem, ComPtr<IUnknown>(MakeCom<test::scripted_object>(store))), E_NOINTERFACE);
     EXPECT_EQ(log.lines(), expected);
+    store.refuse_each_way("message.QueryInterface IMessage", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_EQ(reach(IID_MailItem, identity(*message)), E_NOINTERFACE);
+        EXPECT_EQ(log.lines(), expected);
+    });
 }
 
 class plain_body : public item_access
@@ -124,8 +139,9 @@ TEST_F(plain_body, that_is_absent_gives_the_stores_result)
 TEST_F(plain_body, that_is_no_stream_fails)
 {
     body("text");
-    store.fail("message.1000001e.QueryInterface IStream", E_NOINTERFACE);
-    EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_FAIL);
+    store.refuse_each_way("message.1000001e.QueryInterface IStream", E_NOINTERFACE,
+                          [&](HRESULT) { EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_FAIL); });
+    EXPECT_TRUE(store.calls("message.1000001e.Stat").empty());
     EXPECT_TRUE(log.lines().empty());
 }
 
