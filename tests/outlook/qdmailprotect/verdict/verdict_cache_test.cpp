@@ -280,6 +280,20 @@ TEST_F(verdict_cache, of_an_empty_identifier_lives_on_the_message_only)
     EXPECT_EQ(cache->InternalSize(), 0U);
 }
 
+TEST_F(verdict_cache, of_an_identifier_of_another_type_lives_on_the_message_only)
+{
+    const auto message = new_message();
+    store.answer(PR_ENTRYID, PROP_TAG(PT_LONG, PROP_ID(PR_ENTRYID)), 7); // can be read, but not as text
+    add(*message, ScanResult::Clean);
+    EXPECT_EQ(stored(*message), 1U);
+    EXPECT_EQ(cache->InternalSize(), 0U);
+    message->remove(test::verdict_tag(store));
+    log.clear();
+    EXPECT_FALSE(find(*message));
+    EXPECT_FALSE(internal);
+    EXPECT_EQ(leveled(log).back(), "500 Message not found in global cache, check the internal cache");
+}
+
 TEST_F(verdict_cache, logs_a_refused_property_and_still_remembers)
 {
     const auto message = new_message();
@@ -495,6 +509,18 @@ TEST_F(verdict_cache, of_an_encrypted_message_without_a_wrapper_is_unknown)
     EXPECT_EQ(leveled(log).back(), "500 Message is encrypted...");
     EXPECT_EQ(cache->InternalSize(), 0U);
     EXPECT_EQ(stored(*message), 0U);
+}
+
+TEST_F(verdict_cache, of_an_encrypted_message_whose_wrapper_gives_no_interface_is_unknown)
+{
+    const auto base = new_message("base");
+    const auto wrapper = new_wrapper(base.get());
+    store.refuse_each_way("message.QueryInterface ISecuredMessage", E_NOINTERFACE, [&](HRESULT) {
+        log.clear();
+        EXPECT_FALSE(find(*wrapper));
+        EXPECT_EQ(leveled(log).back(), "500 Message is encrypted");
+    });
+    EXPECT_TRUE(store.calls("message.GetBaseMessage").empty());
 }
 
 TEST_F(verdict_cache, of_an_encrypted_message_without_a_base_is_unknown)
