@@ -22,22 +22,12 @@ struct Form
 };
 
 constexpr std::string_view AttributePrefix = " src=\"data:";
+constexpr std::string_view UpperCasePrefix = " SRC=\"DATA:";
 constexpr std::string_view AttributeReplacement = " src=\"cid:";
 constexpr Form StyleForm{"background: url(data:", "background: url(cid:", ')'};
 constexpr std::string_view DataMarker = ";base64,";
 constexpr std::size_t LongestMimeType = 50;
 constexpr std::size_t LongestData = 0x100000;
-
-std::string UpperCase(std::string_view text)
-{
-    std::string upper(text);
-    for (char& letter : upper) {
-        if (letter >= 'a' && letter <= 'z') {
-            letter = static_cast<char>(letter - 'a' + 'A');
-        }
-    }
-    return upper;
-}
 
 /// Returns "qdimg" followed by the number of a match.
 std::wstring ImageName(std::uint32_t number)
@@ -126,9 +116,8 @@ void ConvertFirst(std::string& html, const Form& form, std::uint32_t number, std
 
 void ExtractInlineImages(std::string& html, std::vector<AttachmentResult>& images)
 {
-    const std::string upperPrefix = UpperCase(AttributePrefix);
     std::uint32_t counter = 0;
     ConvertAll(html, {AttributePrefix, AttributeReplacement, '"'}, counter, images);
-    ConvertAll(html, {upperPrefix, AttributeReplacement, '"'}, counter, images);
+    ConvertAll(html, {UpperCasePrefix, AttributeReplacement, '"'}, counter, images);
     ConvertFirst(html, StyleForm, counter + 1, images);
 }

@@ -122,6 +122,18 @@ TEST_F(mail_disinfector, touches_the_store_in_its_order)
     EXPECT_EQ(message.attachments(), (texts{"0 a.txt", "3 b.doc.htm", "4 c.zip.htm"})) << "all by their numbers";
 }
 
+TEST_F(mail_disinfector, keeps_the_order_of_records_of_one_number)
+{
+    attachments = {condemned_record(1, L"first", ""), condemned_record(1, L"second", ""), clean_record(0, L"a.txt"),
+                   condemned_record(1, L"third", "")};
+    disinfect();
+    std::vector<std::wstring> names;
+    for (const AttachmentResult& record : attachments) {
+        names.push_back(record.fileName);
+    }
+    EXPECT_EQ(names, (std::vector<std::wstring>{L"a.txt", L"first", L"second", L"third"}));
+}
+
 TEST_F(mail_disinfector, with_nothing_condemned_changes_nothing)
 {
     attachments = {clean_record(0, L"a.txt")};
