@@ -51,8 +51,7 @@ public:
     {
         std::unique_lock guard(lock_);
         due_.reset();
-        fire_ = nullptr;
-        changed_.notify_all();
+        fire_ = nullptr; // the thread, if it still waits for the due time, then finds nothing to do
         if (std::this_thread::get_id() != thread_.get_id()) {
             changed_.wait(guard, [this] { return !running_; });
         }

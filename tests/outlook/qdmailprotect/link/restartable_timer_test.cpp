@@ -169,6 +169,24 @@ TEST_F(SystemTimers, GoOnFromTheirOwnCallback)
     EXPECT_EQ(runs, 20);
 }
 
+TEST_F(SystemTimers, LetOthersFireAndTheirUserActUntilTheyAreDue)
+{
+    ASSERT_TRUE(queue->CreateTimer(long_wait, [] { ADD_FAILURE() << "it fired"; }));
+    const std::unique_ptr<TimerQueue> other = NewTimerQueue();
+    std::atomic<int> runs{0};
+    std::function<void()> again = [&] {
+        if (++runs == 20) {
+            entered.set();
+        } else if (!other->CreateTimer(1, again)) {
+            ADD_FAILURE() << "no timer";
+        }
+    };
+    ASSERT_TRUE(other->CreateTimer(1, again));
+    ASSERT_EQ(entered.wait(long_wait), tpl::wait_result::signalled);
+    other->DeleteTimer();
+    queue->DeleteTimer();
+}
+
 TEST_F(SystemTimers, DoNotFireOnceTheyAreDeleted)
 {
     std::atomic<bool> ran{false};

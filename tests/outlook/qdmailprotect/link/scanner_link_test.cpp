@@ -276,6 +276,22 @@ TEST_F(ScannerLinkTest, ForgetsTheManagerWhenItsCreationFails)
     EXPECT_EQ(link->GetSessionManager(), nullptr);
 }
 
+TEST_F(ScannerLinkTest, ForgetsAlsoTheManagerThatWasMadeWhileItsOwnFailed)
+{
+    int attempts = 0;
+    on_create = [&] {
+        if (++attempts == 1) {
+            EXPECT_EQ(link->CreateSessionManager(), pool);
+            EXPECT_TRUE(link->IsConnected());
+            throw std::runtime_error("nobody listens");
+        }
+    };
+    EXPECT_EQ(link->CreateSessionManager(), nullptr);
+    EXPECT_EQ(attempts, 2);
+    EXPECT_FALSE(link->IsConnected());
+    EXPECT_EQ(link->GetSessionManager(), nullptr);
+}
+
 TEST_F(ScannerLinkTest, BreaksTheConnectionByLettingGoOnly)
 {
     link->CreateSessionManager();
