@@ -47,8 +47,8 @@ public:
     /// that a piece cuts hides the last chunk; the result is then an ordinary chunk of size 0.
     chunk_line_result read_line(const char* begin, const char* end, std::uint64_t& used);
 
-    /// Passes payload that the last chunk still lacks to `write(begin, end)`. Returns its length in bytes, 0 if no
-    /// chunk is unfinished. If `write` throws, the record is unchanged.
+    /// Passes payload that the last chunk still lacks to `write(begin, end)`. Returns its length in bytes. If no chunk
+    /// is unfinished, `write` is not called and the result is 0. If `write` throws, the record is unchanged.
     template <typename Write>
     std::uint64_t fill_unfinished(const char* begin, const char* end, Write&& write);
 

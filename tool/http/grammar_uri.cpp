@@ -55,10 +55,7 @@ parse_info parse_uri(const char* begin, const char* end, uri_data& out)
     if (at == end || *at != '/') {
         return {false, at};
     }
-    const char* path = at;
-    ++at;
     run(at, end, "/", out.path);
-    detail::sequence(out.path, path, at);
     marked(at, end, '?', out.query);
     marked(at, end, '#', out.fragment);
     return {true, at};

@@ -123,7 +123,8 @@ TEST(content_range, three_numbers_or_all_ones)
     EXPECT_EQ(0U, bounds.first);
     EXPECT_EQ(499U, bounds.last);
     EXPECT_EQ(1234U, bounds.total);
-    for (const std::string value : {"bytes */1234", "bytes 0-499/*", "bytes 0-499", "Bytes 0-1/2", "0-1/2", ""}) {
+    for (const std::string value : {"bytes */1234", "bytes 0-499/*", "bytes 0-499", "bytes 0 499/1234",
+                                    "bytes 0-499+1234", "Bytes 0-1/2", "0-1/2", ""}) {
         const auto none = response_with("Content-Range: " + value + "\r\n")->content_range();
         EXPECT_EQ(0xFFFFFFFFU, none.first) << value;
         EXPECT_EQ(0xFFFFFFFFU, none.last) << value;
@@ -181,6 +182,7 @@ TEST(http_message, append_takes_no_more_than_the_length_and_nothing_when_complet
     const std::string text = "abcdefgh";
     EXPECT_FALSE(message->complete());
     EXPECT_EQ(3U, message->append(text.data(), text.data() + 3));
+    EXPECT_EQ(0U, message->append(text.data() + 3, text.data() + 3));
     EXPECT_EQ(2U, message->append(text.data() + 3, text.data() + 8));
     EXPECT_TRUE(message->complete());
     EXPECT_EQ(0U, message->append(text.data() + 5, text.data() + 8));
