@@ -8,8 +8,7 @@ time_zone_state current_time_zone()
     std::tm local{};
     localtime_r(&now, &local);
     time_zone_state state;
-    // The offset includes the daylight part already.
-    state.id = local.tm_isdst > 0 ? 2 : 1;
+    // The offset includes the daylight part already, so the state has none of its own.
     state.bias = static_cast<int>(-local.tm_gmtoff / 60);
     return state;
 }
