@@ -118,7 +118,7 @@ TEST(icap_analyzer, empties_its_cache_of_what_it_made)
 
 TEST(icap_analyzer, keeps_a_partial_head_whole)
 {
-    for (const std::string text : {"REQ", "IC", "\r\n\r\nICAP/1.0 2", "ICAP/1.0 20 x\r\n\r\n",
+    for (const std::string text : {"REQ", "IC", "\r\n\r\nREQMOD icap", "\r\n\r\nICAP/1.0 2", "ICAP/1.0 20 x\r\n\r\n",
                                    "ICAP/1.0 2000 x\r\n\r\n", "OPTIONS icap://h/ ICAP/1.0\r\nHost: h\r\n"}) {
         const sorted_text result = sort(text);
         EXPECT_FALSE(result.made);

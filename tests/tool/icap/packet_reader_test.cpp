@@ -94,6 +94,19 @@ TEST(packet_reader, gives_nothing_more_behind_the_end)
     EXPECT_FALSE(reader->read(piece));
 }
 
+TEST(packet_reader, stays_at_its_end_when_the_message_gets_a_response)
+{
+    const auto message = test::extract_request(test::mail_request(""));
+    const auto reader = message->reader();
+    http::byte_vector bytes;
+    icap::packet piece{&bytes, 0};
+    while (reader->read(piece)) {
+    }
+    message->set_encapsulated(test::http_message(empty_head));
+    EXPECT_FALSE(reader->read(piece));
+    EXPECT_EQ(piece.count, 0U);
+}
+
 TEST(packet_reader, replaces_what_the_vector_held)
 {
     const std::string text = test::reply(204, {"Encapsulated: null-body=0"});

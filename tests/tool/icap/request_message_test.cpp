@@ -236,7 +236,17 @@ TEST(icap_request, with_respmod_needs_both_headers_and_an_end)
         "invalid response body");
 }
 
-/// OPTIONS is the only request without a req-hdr entry, so this is reached through the sizes alone.
+/// Only OPTIONS begins without a req-hdr entry; a response that is set ahead of the request removes the entry.
+TEST(icap_request, needs_its_request_header_for_bytes_behind_a_set_response)
+{
+    for (const std::string& head : {reqmod({"Encapsulated: req-hdr=0, req-body=9"}),
+                                    respmod({"Encapsulated: req-hdr=0, res-hdr=9, res-body=20"})}) {
+        const auto message = extract_request(head);
+        message->set_encapsulated(test::http_message(page_head + "hello"));
+        EXPECT_EQ(raised<std::runtime_error>([&] { append(*message, "x"); }), "invalid request header");
+    }
+}
+
 TEST(icap_request, prefers_null_body_to_req_body_as_the_end_of_its_head)
 {
     const std::string end = std::to_string(get_head.size());
