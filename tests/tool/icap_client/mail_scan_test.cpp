@@ -483,6 +483,24 @@ TEST_F(MailScan, AHeadThatIsNoRequestIsRefused)
     EXPECT_FALSE(subject->is_invalid());
 }
 
+TEST_F(MailScan, AHeadThatEndsBehindTheBodyIsRefused)
+{
+    serve(greeted());
+    open();
+    set_body("");
+    mail.mime_type = "text/plain\r\nEncapsulated: req-hdr=0, req-body=9999";
+    const test::log_capture log;
+    EXPECT_EQ(scan(), ScanResult::Clean);
+    const auto all = lines(log);
+    ASSERT_EQ(all.size(), 3U);
+    EXPECT_EQ(all[1], "200 S REQMOD request mail 'Hello': could not create empty request for mail: message does not "
+                      "complete");
+    EXPECT_EQ(all[2], "200 S mail request: 'Hello' failed: could not create empty request for mail: message does not "
+                      "complete");
+    EXPECT_EQ(request(), "");
+    EXPECT_FALSE(subject->is_invalid());
+}
+
 TEST_F(MailScan, AHeadBeyondTheLimitIsRefused)
 {
     serve(greeted());

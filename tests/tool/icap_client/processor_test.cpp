@@ -369,8 +369,8 @@ TEST(ProcessorTrace, TellsEachAnswerTwiceWhenEnabled)
     ASSERT_EQ(seen.size(), 2U);
     const auto id = std::get<1>(seen[0]);
     EXPECT_NE(id, 0U);
-    EXPECT_EQ(seen[0], events::event(trace_provider::message_received, id, icap::type_response));
-    EXPECT_EQ(seen[1], events::event(trace_provider::message_processed, id, icap::type_response));
+    EXPECT_EQ(seen[0], events::event(1, id, icap::type_response));
+    EXPECT_EQ(seen[1], events::event(2, id, icap::type_response));
 }
 
 TEST(ProcessorTrace, TellsNothingWhenNotEnabled)

@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -213,6 +215,21 @@ TEST_F(SessionLifecycle, CloseTellsItsStepsAndTwiceRaisesNothing)
     EXPECT_TRUE(becomes_invalid());
     EXPECT_TRUE(subject->is_closed());
     EXPECT_TRUE(peer->wait_for_end(0));
+}
+
+TEST_F(SessionLifecycle, CloseTellsItsEndBehindTheSocket)
+{
+    serve(greeted());
+    open();
+    const test::log_capture log;
+    subject->close();
+    const auto all = log.texts();
+    const auto place = [&all](std::string_view part) {
+        return std::find_if(all.begin(), all.end(),
+                            [part](const std::string& text) { return text.find(part) != std::string::npos; });
+    };
+    EXPECT_LT(place(") closed. assigned to channel = "), place(name() + " closed"));
+    EXPECT_NE(place(name() + " closed"), all.end());
 }
 
 TEST_F(SessionLifecycle, DestructionClosesAndTellsIt)

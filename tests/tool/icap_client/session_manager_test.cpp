@@ -2,6 +2,7 @@
 #include "tests/support/loopback_socket.h"
 #include "tests/tool/icap_client/fake_session.h"
 #include "tests/tool/icap_client/joined.h"
+#include "tool/asyncio/channel.h"
 #include "tool/icap_client/session_impl.h"
 #include "tool/icap_client/session_manager.h"
 #include "tool/system/errors.h"
@@ -29,8 +30,9 @@ class opener
 public:
     session_manager::session_opener function()
     {
-        return [this](const session_target& target, tpl::channel&) -> std::shared_ptr<session> {
+        return [this](const session_target& target, tpl::channel& pools) -> std::shared_ptr<session> {
             targets.push_back(target);
+            channel = &pools;
             if (refuse) {
                 throw std::runtime_error("the service is down");
             }
@@ -40,6 +42,7 @@ public:
     }
     std::vector<session_target> targets;
     std::vector<std::shared_ptr<fake_session>> opened;
+    const tpl::channel* channel = nullptr; ///< the pool's; null until a session was opened
     bool refuse = false;
 };
 
@@ -56,6 +59,15 @@ protected:
         std::ostringstream text;
         text << one.get();
         return text.str();
+    }
+    /// Returns the records of the client's lines for debugging.
+    static std::vector<test::log_record> debug_lines(const texts& all)
+    {
+        std::vector<test::log_record> records;
+        for (const auto& text : all) {
+            records.push_back({500, "icapclnt", text});
+        }
+        return records;
     }
     static std::string failure(const std::function<void()>& action)
     {
@@ -94,9 +106,9 @@ TEST_F(SessionManager, FormsTheTargetAndTellsTheCreation)
     EXPECT_EQ(sessions.targets[0].uri, L"icap://127.0.0.1:1344/webscan");
     EXPECT_EQ(web::host_number(sessions.targets[0].address), 0x7F000001U);
     EXPECT_EQ(web::port_number(sessions.targets[0].address), 1344U);
-    EXPECT_EQ(log.texts("icapclnt"),
-              (texts{"create new session: begin", "create new session: 'icap://127.0.0.1:1344/webscan'",
-                     joined({"create new session(", address(created), "): end"})}));
+    EXPECT_EQ(log.lines(),
+              debug_lines({"create new session: begin", "create new session: 'icap://127.0.0.1:1344/webscan'",
+                           joined({"create new session(", address(created), "): end"})}));
 }
 
 TEST_F(SessionManager, AnAddressThatIsNoneRaisesThePlatformsCode)
@@ -157,9 +169,9 @@ TEST_F(SessionManager, TellsQueryAndRelease)
     const test::log_capture log;
     const auto taken = pool->query_session();
     pool->release_session(taken);
-    EXPECT_EQ(log.texts("icapclnt"),
-              (texts{"active sessions = 2", joined({"query session(", address(taken), ") from 1 sessons"}),
-                     joined({"return session(", address(taken), ") to active sessions"})}));
+    EXPECT_EQ(log.lines(),
+              debug_lines({"active sessions = 2", joined({"query session(", address(taken), ") from 1 sessons"}),
+                           joined({"return session(", address(taken), ") to active sessions"})}));
 }
 
 TEST_F(SessionManager, StepsOverAnInvalidSessionAndLeavesItInTheList)
@@ -202,9 +214,9 @@ TEST_F(SessionManager, ClosesAnInvalidSessionOnReleaseAndWaitsForItsSocket)
     pool->release_session(std::move(taken));
     EXPECT_EQ(fake->closes, 1);
     EXPECT_EQ(fake->looks_until_closed, 0);
-    EXPECT_EQ(log.texts("icapclnt"),
-              (texts{joined({"release invalid session(", own, ") and wait when socket will be closed"}),
-                     joined({"invalid session(", own, ") has been release"})}));
+    EXPECT_EQ(log.lines(),
+              debug_lines({joined({"release invalid session(", own, ") and wait when socket will be closed"}),
+                           joined({"invalid session(", own, ") has been release"})}));
     EXPECT_NE(pool->query_session(), fake);
 }
 
@@ -234,6 +246,14 @@ TEST_F(SessionManager, TerminationClosesTheValidIdleSessionsAndDropsAll)
     for (const auto& one : sessions.opened) {
         EXPECT_EQ(one.use_count(), 1);
     }
+}
+
+TEST_F(SessionManager, TerminationStopsTheChannelOfTheSessions)
+{
+    make(1);
+    EXPECT_FALSE(sessions.channel->is_stopped());
+    pool->terminate();
+    EXPECT_TRUE(sessions.channel->is_stopped());
 }
 
 TEST_F(SessionManager, TerminatesTwice)

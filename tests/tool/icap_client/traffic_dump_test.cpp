@@ -23,6 +23,9 @@ using namespace std::string_literals;
 class TrafficDump : public testing::Test
 {
 protected:
+    /// The first use of each form in this process is ahead of all tests.
+    static void SetUpTestSuite() { first_numbers(); }
+    static const std::vector<int>& first_numbers();
     TrafficDump()
     {
         folder = fs::temp_directory_path() /
@@ -72,6 +75,38 @@ protected:
 
 using pointer_form = void (*)(std::string_view, const void*, const char*, const char*) noexcept;
 using iterator_form = void (*)(std::string_view, const void*, byte_iterator, byte_iterator) noexcept;
+
+/// A folder and the numbers of the files that the first uses make in it.
+class FirstDumps : public TrafficDump
+{
+public:
+    FirstDumps()
+    {
+        const std::vector<char> bytes{'x'};
+        dump_request_traffic("a", this, bytes.data(), bytes.data() + 1);
+        dump_request_traffic("b", this, bytes.begin(), bytes.end());
+        dump_response_traffic("c", this, bytes.data(), bytes.data() + 1);
+        dump_response_traffic("d", this, bytes.begin(), bytes.end());
+        for (const auto& name : files()) {
+            numbers.push_back(number(name, "a"));
+        }
+    }
+    std::vector<int> numbers;
+
+private:
+    void TestBody() override {}
+};
+
+const std::vector<int>& TrafficDump::first_numbers()
+{
+    static const std::vector<int> numbers = FirstDumps().numbers;
+    return numbers;
+}
+
+TEST_F(TrafficDump, NumbersTheFilesOfEachFormFromOne)
+{
+    EXPECT_EQ(first_numbers(), (std::vector<int>{1, 1, 1, 1}));
+}
 
 TEST_F(TrafficDump, WritesARangeOfPointersToANewFileForEachUse)
 {
