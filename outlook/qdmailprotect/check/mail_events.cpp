@@ -6,6 +6,7 @@
 #include "outlook/qdmailprotect/mapi/outlook_items.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
 
+#include <exception>
 #include <new>
 #include <string>
 #include <utility>
@@ -121,6 +122,13 @@ void MailEvents::OnItemLoad(IUnknown* item)
 void MailEvents::ReleaseHandlers()
 {
     const auto released = std::exchange(handlers_, {}); // releasing a handler may deliver another event
+    for (const auto& entry : released) {
+        try {
+            entry.second->Unadvise();
+        } catch (const std::exception&) {
+            continue; // its owner's advise has been removed already
+        }
+    }
 }
 
 HRESULT STDMETHODCALLTYPE MailEvents::OnBeforeRead(IUnknown* item)

@@ -49,8 +49,8 @@ public:
     HRESULT STDMETHODCALLTYPE OnBeforeAttachmentRead(IUnknown* item, IUnknown* attachment,
                                                      std::int32_t* Cancel) override;
 
-    /// Releases the remaining handlers without an unload event. Called at disconnection, because the advised handlers
-    /// hold their owner, which holds this object.
+    /// Ends and releases the remaining handlers without an unload event. Called at disconnection: the items that are
+    /// still open hold their handlers, the handlers their owner, and the owner holds this object.
     void ReleaseHandlers();
     [[nodiscard]] std::size_t HandlerCount() const noexcept { return handlers_.size(); }
 

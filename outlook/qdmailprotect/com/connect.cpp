@@ -26,9 +26,9 @@ CConnect::CConnect(ConnectServices services)
 CConnect::~CConnect()
 {
     events_->SetOwner(nullptr); // the application's sink may outlive this object
-    // A client whose connection was rejected may destroy the object without disconnecting.
-    if (mapiInitialized_) {
-        EventBorder("MAPIUninitialize", [this] { environment_->UninitializeMapi(); });
+    // A client may release the object without disconnecting, above all one whose connection was rejected.
+    if (connected_) {
+        StopParts("~CConnect");
     }
 }
 
@@ -45,6 +45,7 @@ void* CConnect::FindInterface(REFIID iid)
 
 HRESULT STDMETHODCALLTYPE CConnect::OnConnection(IDispatch* application, std::int32_t, IDispatch*, SAFEARRAY**)
 {
+    connected_ = true;
     return ComBorder("OnConnection", [&] { return Connect(application); });
 }
 
@@ -166,6 +167,14 @@ HRESULT STDMETHODCALLTYPE CConnect::OnDisconnection(std::int32_t, SAFEARRAY**)
     constexpr const char* entry = "OnDisconnection";
     const ComPtr<IConnect> alive(static_cast<IConnect*>(this));
     EventBorder(entry, [] { LOG_LINE(logging::outlook_log(), 400, "-===  Disconnecting the Add-in"); });
+    StopParts(entry);
+    return EventBorder(entry, [] { LOG_LINE(logging::outlook_log(), 400, "-===  Disconnection finished"); });
+}
+
+/// Executes each step even if another one fails; `entry` names the operation in the log.
+void CConnect::StopParts(const char* entry) noexcept
+{
+    connected_ = false;
     EventBorder(entry, [this] { checker_->Close(); });
     if (std::exchange(mapiInitialized_, false)) {
         EventBorder(entry, [this] { environment_->UninitializeMapi(); });
@@ -175,7 +184,6 @@ HRESULT STDMETHODCALLTYPE CConnect::OnDisconnection(std::int32_t, SAFEARRAY**)
         EventBorder(entry, [this] { UnadviseEventsOfApplication(); });
     }
     strings_->FreeLibrary();
-    return EventBorder(entry, [] { LOG_LINE(logging::outlook_log(), 400, "-===  Disconnection finished"); });
 }
 
 HRESULT STDMETHODCALLTYPE CConnect::OnAddInsUpdate(SAFEARRAY**)

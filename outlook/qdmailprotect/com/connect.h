@@ -56,6 +56,7 @@ protected:
 private:
     HRESULT Connect(IDispatch* application);
     void StartMapi();
+    void StopParts(const char* entry) noexcept;
     HRESULT TakeApplication(IDispatch* application);
     HRESULT AdviseForEvents();
     void UnadviseEventsOfApplication();
@@ -68,6 +69,7 @@ private:
     const std::shared_ptr<AddInEnvironment> environment_;
     const std::shared_ptr<LocalisedStrings> strings_;
     std::uint32_t applicationCookie_ = NotAdvised;
+    bool connected_ = false; ///< OnConnection was called, and OnDisconnection was not
     bool mapiInitialized_ = false;
     ComPtr<IDispatch> application_;
     std::string processName_;

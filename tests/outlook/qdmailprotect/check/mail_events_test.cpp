@@ -156,14 +156,23 @@ TEST_F(mail_events, unload_ends_the_subscription)
     EXPECT_EQ(source->unadvised, 1);
 }
 
-TEST_F(mail_events, of_an_open_item_end_it_after_disconnection)
+TEST_F(mail_events, of_open_items_end_with_the_disconnection)
 {
     events->OnItemLoad(item.get());
+    events->OnItemLoad(other.get());
+    const ComPtr<IItemEvents> kept(source->of(item.get())); // by an item that goes on delivering
     events->ReleaseHandlers();
     EXPECT_EQ(events->HandlerCount(), 0U);
-    EXPECT_EQ(source->sinks.size(), 1U) << "the item still holds its sink";
-    source->of(item.get())->OnUnload();
     EXPECT_TRUE(source->sinks.empty());
+    EXPECT_EQ(source->unadvised, 2);
+    log.clear();
+    std::int32_t cancel = 7;
+    kept->OnBeforeRead();
+    kept->OnReadComplete(&cancel);
+    kept->OnUnload();
+    EXPECT_TRUE(check->items.empty());
+    EXPECT_EQ(cancel, 7);
+    EXPECT_EQ(leveled(log), texts{});
 }
 
 // --- before read, read complete

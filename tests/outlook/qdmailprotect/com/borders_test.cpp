@@ -148,7 +148,7 @@ TEST_F(borders, of_the_objects_end_hold)
     EXPECT_EQ(connect_to(MakeCom<host::application>(L"9.0").get()), E_FAIL);
     environment->raises = "UninitializeMapi";
     addin.reset();
-    EXPECT_TRUE(log.contains("Exception in MAPIUninitialize: scripted failure"));
+    EXPECT_TRUE(log.contains("Exception in ~CConnect: scripted failure"));
 }
 
 TEST_F(borders, of_an_items_events_hold)

@@ -331,12 +331,50 @@ TEST_F(connection, releases_the_handlers_of_open_items_without_an_unload)
     log.clear();
     disconnect();
     EXPECT_FALSE(log.contains("On item unload"));
-    EXPECT_EQ(first->subscriptions(), 1U) << "the item still holds its sink";
-    addin.reset();
-    EXPECT_TRUE(ModuleInUse()) << "and the sink keeps the module";
-    first->unload();
     EXPECT_EQ(first->subscriptions(), 0U);
-    second->drop_sinks(); // the client ends without unloading
+    EXPECT_EQ(second->subscriptions(), 0U);
+    addin.reset();
+    EXPECT_FALSE(ModuleInUse());
+}
+
+TEST_F(connection, does_nothing_after_its_end_for_items_that_are_still_open)
+{
+    connected();
+    const auto item = new_item();
+    outlook->item_load(item.get());
+    disconnect();
+    const auto calls = link->calls;
+    log.clear();
+    item->before_read();
+    EXPECT_FALSE(item->read_complete());
+    item->unload();
+    EXPECT_EQ(lines(), texts{});
+    EXPECT_EQ(link->calls, calls) << "no connection";
+    EXPECT_EQ(converter.open_sessions, 0);
+}
+
+TEST_F(connection, ends_with_an_object_that_the_client_releases_without_disconnecting)
+{
+    connected();
+    addin.reset();
+    EXPECT_EQ(lines(), (texts{"500 link Stop", "500 MAPIUninitialize"}));
+    EXPECT_EQ(outlook->subscriptions(), 0U);
+    EXPECT_EQ(environment->initialized, 0);
+    EXPECT_EQ(converter.open_sessions, 0);
+    EXPECT_FALSE(ModuleInUse());
+}
+
+TEST_F(connection, keeps_the_module_in_use_for_open_items_of_a_client_that_releases_it_without_disconnecting)
+{
+    connected();
+    const auto item = new_item();
+    outlook->item_load(item.get());
+    addin.reset();
+    EXPECT_TRUE(ModuleInUse());
+    item->unload();
+    EXPECT_EQ(item->subscriptions(), 0U);
+    EXPECT_EQ(outlook->subscriptions(), 0U);
+    EXPECT_EQ(environment->initialized, 0);
     EXPECT_FALSE(ModuleInUse());
 }
 

@@ -218,11 +218,27 @@ TEST_F(module_file, stays_while_an_item_holds_a_sink_of_it)
     ASSERT_EQ(addin->OnConnection(outlook.get(), 1, nullptr, nullptr), S_OK);
     const auto item = MakeCom<host::outlook_item>(IID_MailItem, ComPtr<IUnknown>());
     outlook->item_load(item.get());
-    EXPECT_EQ(addin->OnDisconnection(0, nullptr), S_OK);
-    addin.reset();
+    addin.reset(); // by a client that does not disconnect
     EXPECT_EQ(module.can_unload_now(), S_FALSE);
     item->unload();
     EXPECT_EQ(module.can_unload_now(), S_OK);
+    EXPECT_EQ(outlook->subscriptions(), 0U);
+}
+
+TEST_F(module_file, may_go_after_the_disconnection_while_an_item_is_open)
+{
+    const loaded_module module(copy.path());
+    const auto outlook = MakeCom<host::application>(L"16.0.0.0");
+    ComPtr<_IDTExtensibility2> addin;
+    ASSERT_EQ(module.create(IID__IDTExtensibility2, Receive(addin)), S_OK);
+    ASSERT_EQ(addin->OnConnection(outlook.get(), 1, nullptr, nullptr), S_OK);
+    const auto item = MakeCom<host::outlook_item>(IID_MailItem, ComPtr<IUnknown>());
+    outlook->item_load(item.get());
+    EXPECT_EQ(addin->OnDisconnection(0, nullptr), S_OK);
+    addin.reset();
+    EXPECT_EQ(module.can_unload_now(), S_OK);
+    EXPECT_EQ(item->subscriptions(), 0U);
+    item->before_read();
 }
 
 } // namespace
