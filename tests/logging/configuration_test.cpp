@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -75,6 +77,15 @@ TEST(configuration, reads_sizes_with_and_without_a_unit)
     EXPECT_EQ(file_of(L"file=a,size=4G").size, std::uint64_t{4} << 30U);
     EXPECT_EQ(file_of(L"file=a,count=0").count, 0U);
     EXPECT_EQ(file_of(L"file=a,count=1000").count, 1000U);
+}
+
+TEST(configuration, reads_sizes_up_to_the_largest_and_none_beyond)
+{
+    constexpr auto largest = std::numeric_limits<std::size_t>::max();
+    EXPECT_EQ(file_of(L"file=a,size=" + std::to_wstring(largest)).size, largest);
+    EXPECT_EQ(file_of(L"file=a,size=" + std::to_wstring(largest >> 10U) + L"K").size, largest >> 10U << 10U);
+    EXPECT_NE(complaint_about(L"file=a,size=18446744073709551617"), "") << "one, were it cut to 64 bits";
+    EXPECT_NE(complaint_about(L"file=a,size=" + std::to_wstring((largest >> 10U) + 1) + L"K"), "");
 }
 
 TEST(configuration, takes_separators_in_a_quoted_path)

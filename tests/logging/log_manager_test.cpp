@@ -83,6 +83,16 @@ TEST(log_manager, enables_a_logger_up_to_the_highest_threshold_of_the_sinks)
     EXPECT_FALSE(logging::outlook_log().enabled(500));
 }
 
+TEST(log_manager, gives_a_sink_without_a_limit_all_levels_below_the_one_that_means_off)
+{
+    const test::log_capture log(logging::priority::off + 1000);
+    EXPECT_EQ(logging::log_manager::enabled_.load(), 599U);
+    EXPECT_TRUE(logging::outlook_log().enabled(599));
+    EXPECT_FALSE(logging::outlook_log().enabled(600));
+    LOG_LINE(logging::outlook_log(), 599, "the finest");
+    EXPECT_TRUE(log.contains("the finest"));
+}
+
 TEST(log_manager, gives_each_sink_the_lines_up_to_its_own_threshold)
 {
     const test::log_capture coarse(300);
