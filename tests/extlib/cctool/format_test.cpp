@@ -216,6 +216,23 @@ TEST(Values, KeepWhatTheyHoldWhenTheBytesAreWrong)
     }
 }
 
+TEST(Values, OfEachTypeRefuseAWriterWithTooLittleRoom)
+{
+    using namespace StlDTree::detail;
+    for (std::uint32_t code = 1; code <= 14; ++code) {
+        const ValuePtr value = CreateValue(static_cast<TypeCode>(code));
+        const Bytes contents =
+            code == 13 ? FromHex("0000000000000001 00000001 55") : FromHex("0000000000000001 00000001 00000001 55");
+        Reader reader(contents.data(), contents.size());
+        ASSERT_TRUE(value->Deserialize(reader)) << code;
+        for (std::size_t room = 0; room <= value->SerializedSize(); ++room) {
+            Bytes written(room);
+            Writer writer(written.data(), room);
+            EXPECT_EQ(room == value->SerializedSize(), value->Serialize(writer)) << code << " in " << room;
+        }
+    }
+}
+
 TEST(Values, RefuseAWriterWithTooLittleRoom)
 {
     using namespace StlDTree::detail;
