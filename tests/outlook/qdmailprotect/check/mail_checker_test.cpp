@@ -279,7 +279,7 @@ TEST_F(mail_checker, without_a_session_number_tells_so_and_goes_on)
     EXPECT_EQ(line[1], "400 Session ID = 4294967295");
 }
 
-TEST_F(mail_checker, asks_the_system_for_its_session_unless_told_otherwise)
+TEST_F(mail_checker, asks_the_system_for_its_session_by_default)
 {
     MailChecker another({link, converter->platform(), disinfector});
     another.Init(false, 1234, "p", "u");
