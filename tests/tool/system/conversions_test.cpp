@@ -127,6 +127,14 @@ TEST(conversions, keep_every_byte_of_1252_through_both_directions)
     EXPECT_EQ(conv_to_char(wide, 1252), all);
 }
 
+TEST(conversions, know_what_1252_has_in_the_place_of_control_characters)
+{
+    EXPECT_EQ(conv_to_wide("\x80\x81\x82\x83\x84\x85\x86\x87\x88\x89\x8A\x8B\x8C\x8D\x8E\x8F", 1252),
+              L"\u20ac\u0081\u201a\u0192\u201e\u2026\u2020\u2021\u02c6\u2030\u0160\u2039\u0152\u008d\u017d\u008f");
+    EXPECT_EQ(conv_to_wide("\x90\x91\x92\x93\x94\x95\x96\x97\x98\x99\x9A\x9B\x9C\x9D\x9E\x9F", 1252),
+              L"\u0090\u2018\u2019\u201c\u201d\u2022\u2013\u2014\u02dc\u2122\u0161\u203a\u0153\u009d\u017e\u0178");
+}
+
 TEST(conversions, know_code_pages_beyond_the_two_common_ones)
 {
     EXPECT_EQ(conv_to_char(L"\u0416\u0436", 1251), "\xC6\xE6");
@@ -193,6 +201,14 @@ TEST(compare_no_case, folds_ascii_letters_only)
     EXPECT_NE(compare_no_case("\xC4", "\xE4"), 0);
     EXPECT_NE(compare_no_case("[", "{"), 0);
     EXPECT_NE(compare_no_case("@", "`"), 0);
+}
+
+TEST(compare_no_case, looks_no_further_than_the_end_of_the_shorter_text)
+{
+    const std::string_view text = "abcabd";
+    EXPECT_EQ(compare_no_case(text.substr(0, 2), text.substr(3, 2)), 0) << "different letters follow";
+    EXPECT_LT(compare_no_case(text.substr(0, 2), "ABA"), 0) << "a letter that comes later follows the shorter text";
+    EXPECT_GT(compare_no_case("ABA", text.substr(0, 2)), 0);
 }
 
 TEST(compare_no_case, orders_by_lower_case_letters_then_by_length)

@@ -148,6 +148,15 @@ TEST(wide_text, has_no_code_point_in_an_unpaired_surrogate)
     EXPECT_TRUE(utf::first_code_point(std::wstring_view(wide({0xE000}))).valid);
 }
 
+TEST(wide_text, ends_before_a_surrogate_that_only_follows_it)
+{
+    const std::wstring pair = wide({0xD83D, 0xDE00});
+    const auto next = utf::first_code_point(std::wstring_view(pair).substr(0, 1));
+    EXPECT_FALSE(next.valid);
+    EXPECT_EQ(next.code_point, utf::replacement_character);
+    EXPECT_EQ(next.size, 1U);
+}
+
 TEST(utf16, has_two_units_for_what_is_beyond_the_first_plane)
 {
     EXPECT_EQ(utf::to_utf16(L"a\uFFFF\U00010000\U0010FFFF"), u"a\uFFFF\U00010000\U0010FFFF");
