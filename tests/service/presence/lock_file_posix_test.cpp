@@ -43,6 +43,25 @@ private:
     bool had_ = false;
 };
 
+/// The process acts as a user other than root for the lifetime of the object; without root's rights as the user it is.
+class ordinary_user
+{
+public:
+    ordinary_user()
+    {
+        constexpr uid_t some_user = 4711;
+        if (before_ == 0) {
+            EXPECT_EQ(::seteuid(some_user), 0);
+        }
+    }
+    ordinary_user(const ordinary_user&) = delete;
+    ordinary_user& operator=(const ordinary_user&) = delete;
+    ~ordinary_user() { EXPECT_EQ(::seteuid(before_), 0); }
+
+private:
+    uid_t before_ = ::geteuid();
+};
+
 class LockFile : public ::testing::Test
 {
 protected:
@@ -201,21 +220,45 @@ TEST_F(LockFile, SaysWhyItsFolderCannotBeMade)
     EXPECT_EQ(look_at(place), lock_state::free);
 }
 
-TEST(LockPlaces, AreTheMachinesAndTheUsersOwn)
+TEST(LockPlaces, OfAnOrdinaryUserAreTheMachinesAndTheirOwn)
+{
+    const ordinary_user user;
+    const variable chosen("POSTWARDEN_RUNTIME_DIR", nullptr);
+    const variable runtime("XDG_RUNTIME_DIR", "/run/user/of-the-test");
+    const auto places = presence::lock_places();
+    ASSERT_EQ(places.size(), 2U);
+    EXPECT_EQ(places[0].folder, "/run/postwarden");
+    EXPECT_EQ(places[0].owner, 0U);
+    EXPECT_TRUE(places[0].shared);
+    EXPECT_EQ(places[1].folder, "/run/user/of-the-test/postwarden");
+    EXPECT_EQ(places[1].owner, ::geteuid());
+    EXPECT_FALSE(places[1].shared);
+    EXPECT_EQ(presence::own_lock_place().folder, places[1].folder);
+}
+
+TEST(LockPlaces, OfAnOrdinaryUserAreBelowTheUsualFolderIfTheEnvironmentNamesNone)
+{
+    const ordinary_user user;
+    const variable chosen("POSTWARDEN_RUNTIME_DIR", nullptr);
+    const variable runtime("XDG_RUNTIME_DIR", nullptr);
+    EXPECT_EQ(presence::own_lock_place().folder, "/run/user/" + std::to_string(::geteuid()) + "/postwarden");
+}
+
+TEST(LockPlaces, IncludeAPlaceOfTheirOwnForAllUsersButRoot)
 {
     const variable chosen("POSTWARDEN_RUNTIME_DIR", nullptr);
     const variable runtime("XDG_RUNTIME_DIR", "/run/user/of-the-test");
     const auto places = presence::lock_places();
     ASSERT_EQ(places.size(), ::geteuid() == 0 ? 1U : 2U);
     EXPECT_EQ(places[0].folder, "/run/postwarden");
-    EXPECT_EQ(places[0].owner, 0U);
-    EXPECT_TRUE(places[0].shared);
-    if (::geteuid() != 0) {
-        EXPECT_EQ(places[1].folder, "/run/user/of-the-test/postwarden");
-        EXPECT_EQ(places[1].owner, ::geteuid());
-        EXPECT_FALSE(places[1].shared);
-    }
     EXPECT_EQ(presence::own_lock_place().folder, places.back().folder);
+}
+
+TEST(LockPlaces, BelongToRootAndAreNotSharedUnlessSpecified)
+{
+    const lock_place place{"/somewhere"};
+    EXPECT_EQ(place.owner, 0U);
+    EXPECT_FALSE(place.shared);
 }
 
 TEST(LockPlaces, AreOneThatTheEnvironmentNames)
@@ -225,6 +268,7 @@ TEST(LockPlaces, AreOneThatTheEnvironmentNames)
     ASSERT_EQ(places.size(), 1U);
     EXPECT_EQ(places[0].folder, "/somewhere");
     EXPECT_EQ(places[0].owner, ::geteuid());
+    EXPECT_FALSE(places[0].shared);
 }
 
 TEST(LockPlaces, TakeNoRelativeName)

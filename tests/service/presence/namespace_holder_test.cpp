@@ -33,6 +33,14 @@ protected:
     }
 
 private:
+    /// Names the two accounts by the identifiers as the system lays them out.
+    static std::string account_of(const presence::sid& identifier)
+    {
+        if (identifier == presence::sid{{1, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0}}) {
+            return "system";
+        }
+        return identifier == presence::sid{{1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0}} ? "everyone" : "a stranger";
+    }
     bool done(const std::string& call)
     {
         calls.push_back(call);
@@ -52,7 +60,7 @@ private:
         };
         made.DeleteBoundaryDescriptor = [this](object_handle) { --boundaries; };
         made.AddSIDToBoundaryDescriptor = [this](object_handle&, const presence::sid& added) {
-            return done(added == presence::local_system_sid ? "system" : "everyone");
+            return done(account_of(added));
         };
         made.CreatePrivateNamespaceW = [this](const wchar_t* security, object_handle, const wchar_t* alias) {
             EXPECT_STREQ(security, L"D:(A;;GA;;;SY)(A;;GRGX;;;WD)");
