@@ -1,12 +1,120 @@
+#include "tests/support/resource_limit_posix.h"
 #include "tests/tool/web/body_folder.h"
+#include "tool/system/conversions.h"
+#include "tool/system/errors.h"
+#include "tool/system/win32_codes.h"
 #include "tool/web/body_store.h"
 #include "tool/web/io_file.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <string>
+#include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
+
+/// Uses files as an ordinary user while this object exists, also if the process is the administrator's.
+class ordinary_user
+{
+public:
+    ordinary_user()
+        : before_(::setfsuid(65534))
+    {}
+    ordinary_user(const ordinary_user&) = delete;
+    ordinary_user& operator=(const ordinary_user&) = delete;
+    ~ordinary_user() { ::setfsuid(static_cast<uid_t>(before_)); }
+
+private:
+    int before_;
+};
+
+/// Returns the code with which a file in that folder cannot be made; 0 if it is made.
+std::uint32_t code_of_new_file(const test::body_folder& folder)
+{
+    try {
+        const web::io_file file(folder.text());
+    } catch (const error::win32exception& failure) {
+        return failure.code();
+    }
+    return 0;
+}
+
+std::uint64_t monotonic_nanoseconds()
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000000000U + static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+TEST(io_file_on_posix, has_the_nanoseconds_of_the_monotonic_clock_in_its_name)
+{
+    const test::body_folder folder("io-file-clock");
+    const std::uint64_t before = monotonic_nanoseconds();
+    web::io_file file(folder.text());
+    const std::uint64_t after = monotonic_nanoseconds();
+    std::wstring name;
+    ASSERT_TRUE(file.file_name(name));
+    const std::wstring halves = name.substr(folder.text().size());
+    const std::uint64_t high = std::stoull(halves, nullptr, 16);
+    const std::uint64_t low = std::stoull(halves.substr(halves.find(L'.') + 1), nullptr, 16);
+    EXPECT_LE(before, high << 32U | low);
+    EXPECT_GE(after, high << 32U | low);
+}
+
+TEST(io_file_on_posix, raises_and_leaves_no_file_when_it_cannot_be_opened_again)
+{
+    const test::body_folder folder("io-file-limit");
+    std::uint32_t code = 0;
+    {
+        const test::descriptor_limit one_more(1);
+        code = code_of_new_file(folder);
+    }
+    EXPECT_EQ(code, winapi::code::too_many_open_files);
+    EXPECT_EQ(folder.count(), 0U);
+}
+
+TEST(io_file_on_posix, raises_the_code_of_a_folder_that_refuses_new_files)
+{
+    const test::body_folder folder("io-file-refused");
+    const std::string path = winapi::conv_to_char(folder.text(), winapi::code_page_utf8);
+    ASSERT_EQ(::chmod(path.c_str(), S_IRUSR | S_IXUSR | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH), 0);
+    std::uint32_t code = 0;
+    {
+        const ordinary_user user;
+        code = code_of_new_file(folder);
+    }
+    ASSERT_EQ(::chmod(path.c_str(), S_IRWXU), 0);
+    EXPECT_EQ(code, winapi::code::access_denied);
+}
+
+TEST(io_file_on_posix, raises_when_the_address_space_has_no_room_for_a_view)
+{
+    const test::body_folder folder("io-file-view");
+    web::io_file file(folder.text());
+    constexpr std::uint64_t gigabyte = 1U << 30U;
+    file.size(gigabyte); // a sparse file
+    std::uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    ASSERT_NE(pages, 0U);
+    std::uint32_t code = 0;
+    {
+        const test::resource_limit room(RLIMIT_AS, pages * static_cast<std::uint64_t>(::getpagesize()) + gigabyte / 2);
+        try {
+            (void)file.view();
+        } catch (const error::win32exception& failure) {
+            code = failure.code();
+        }
+    }
+    EXPECT_EQ(code, winapi::code::not_enough_memory);
+    EXPECT_EQ(file.view()->size(), gigabyte);
+}
 
 TEST(io_file_on_posix, has_no_name_in_its_folder_even_while_it_is_open)
 {

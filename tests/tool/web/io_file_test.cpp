@@ -14,6 +14,9 @@ namespace {
 
 using web::io_file;
 
+/// Made ahead of all tests.
+const std::wstring first_name = io_file::make_name({}, 0);
+
 std::string content_of(web::io_data& data)
 {
     std::string bytes(data.size(), '\0');
@@ -110,6 +113,8 @@ TEST_F(io_file_in_folder, refuses_places_before_the_start)
     EXPECT_EQ(code_raised([&] { file.read(negative, &byte, 1); }), 131U);
     EXPECT_EQ(code_raised([&] { file.write(negative, &byte, 1); }), 131U);
     EXPECT_EQ(code_raised([&] { file.size(negative); }), 131U);
+    EXPECT_EQ(code_raised([&] { file.read(negative, &byte, 0); }), 131U) << "also for no bytes";
+    EXPECT_EQ(code_raised([&] { file.write(negative, &byte, 0); }), 131U) << "also for no bytes";
 }
 
 TEST_F(io_file_in_folder, raises_with_the_platforms_code_when_the_folder_is_not_there)
@@ -140,6 +145,11 @@ TEST_F(io_file_in_folder, is_named_by_counter_halves_and_a_number)
     ASSERT_EQ(second.substr(0, head.size()), head);
     EXPECT_EQ(std::stoul(second.substr(head.size())), std::stoul(first.substr(head.size())) + 1);
     EXPECT_EQ(io_file::make_name({}, 5).substr(0, 4), L"0.5#") << "a half without leading zeros";
+}
+
+TEST_F(io_file_in_folder, counts_names_from_one)
+{
+    EXPECT_EQ(first_name, L"0.0#1");
 }
 
 TEST_F(io_file_in_folder, takes_its_directory_as_it_is)
