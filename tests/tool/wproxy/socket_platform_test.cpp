@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -164,6 +165,15 @@ TEST_F(SystemSockets, GiveCode10035WhenTheConnectionIsFull)
         EXPECT_EQ(sent == 0, code != 0);
     }
     EXPECT_EQ(code, 10035U);
+}
+
+TEST_F(SystemSockets, SendNoBytesWithSuccess)
+{
+    connect();
+    std::uint32_t sent = 99;
+    errno = EAGAIN;
+    EXPECT_EQ(platform.send(handle, "", 0, sent), 0U);
+    EXPECT_EQ(sent, 0U);
 }
 
 TEST_F(SystemSockets, TellBothEndsOfAConnection)
