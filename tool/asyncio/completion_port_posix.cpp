@@ -17,15 +17,18 @@ namespace tpl {
 
 namespace {
 
+/// Identifies the event that ends the leader's wait; endpoints have higher numbers.
+constexpr std::uint64_t wake_up_id = 0;
+
 /// A handler that has run this long is checked: if its thread sleeps, it is blocked.
 constexpr std::chrono::milliseconds look_after{10};
 
-int checked(int descriptor, int line)
+int checked(int result, int line)
 {
-    if (descriptor < 0) {
+    if (result < 0) {
         throw error::win32exception(winsock_code(errno), "tool\\asyncio\\completion_port", line);
     }
-    return descriptor;
+    return result;
 }
 
 /// Returns whether a thread of this process is asleep, as the kernel reports it.
@@ -46,19 +49,12 @@ bool is_asleep(pid_t thread)
 completion_port::impl::impl(std::uint32_t concurrency)
     : concurrency_(concurrency != 0 ? concurrency : std::max(1U, std::thread::hardware_concurrency()))
     , epoll_(checked(::epoll_create1(EPOLL_CLOEXEC), __LINE__))
-    , wake_up_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    , wake_up_(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), __LINE__))
 {
     epoll_event interest{};
     interest.events = EPOLLIN;
-    interest.data.u64 = 0;
-    if (wake_up_ < 0 || ::epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_up_, &interest) != 0) {
-        const int failure = errno;
-        if (wake_up_ >= 0) {
-            ::close(wake_up_);
-        }
-        ::close(epoll_);
-        throw error::win32exception(winsock_code(failure), "tool\\asyncio\\completion_port", __LINE__);
-    }
+    interest.data.u64 = wake_up_id;
+    checked(::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wake_up_.get(), &interest), __LINE__);
 }
 
 completion_port::impl::~impl()
@@ -66,8 +62,6 @@ completion_port::impl::~impl()
     for (const auto& left : queue_) {
         const std::unique_ptr<io_context> context(left.context);
     }
-    ::close(wake_up_);
-    ::close(epoll_);
 }
 
 void completion_port::impl::post(const completion& done)
@@ -98,7 +92,7 @@ int completion_port::impl::watch(int descriptor, std::uint64_t id, bool known) c
     epoll_event interest{};
     interest.events = EPOLLIN | EPOLLRDHUP | EPOLLONESHOT;
     interest.data.u64 = id;
-    return ::epoll_ctl(epoll_, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &interest) == 0 ? 0 : errno;
+    return ::epoll_ctl(epoll_.get(), known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &interest) == 0 ? 0 : errno;
 }
 
 completion completion_port::impl::wait()
@@ -150,11 +144,11 @@ void completion_port::impl::lead(std::unique_lock<std::mutex>& lock)
     leading_ = true;
     lock.unlock();
     epoll_event ready{};
-    const int count = ::epoll_wait(epoll_, &ready, 1, -1);
+    const int count = ::epoll_wait(epoll_.get(), &ready, 1, -1);
     const std::uint64_t id = ready.data.u64; // no reference can be bound to a field of this packed structure
     completion done;
     bool finished = false;
-    if (count == 1 && id == 0) {
+    if (count == 1 && id == wake_up_id) {
         drain_wake_ups();
     } else if (count == 1) {
         std::shared_ptr<endpoint> target;
@@ -196,13 +190,13 @@ void completion_port::impl::find_blocked()
 void completion_port::impl::wake_leader() const noexcept
 {
     const std::uint64_t one = 1;
-    static_cast<void>(!::write(wake_up_, &one, sizeof one)); // fails only when wake-ups are waiting already
+    static_cast<void>(!::write(wake_up_.get(), &one, sizeof one)); // fails only when wake-ups are waiting already
 }
 
 void completion_port::impl::drain_wake_ups() const noexcept
 {
     std::uint64_t count = 0;
-    static_cast<void>(!::read(wake_up_, &count, sizeof count));
+    static_cast<void>(!::read(wake_up_.get(), &count, sizeof count));
 }
 
 completion_port::completion_port(std::uint32_t concurrency)

@@ -2,6 +2,8 @@
 
 #include "tool/asyncio/completion_port.h"
 
+#include <platform/handles.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -53,14 +55,14 @@ private:
     void drain_wake_ups() const noexcept;
 
     const std::uint32_t concurrency_;
-    const int epoll_;
-    const int wake_up_; ///< eventfd that ends the leader's wait
+    const winapi::file_handle epoll_;
+    const winapi::file_handle wake_up_; ///< eventfd that ends the leader's wait
     std::mutex lock_;
     std::condition_variable changed_;
     std::deque<completion> queue_;
     std::vector<handler> running_;
     std::unordered_map<std::uint64_t, std::weak_ptr<endpoint>> endpoints_;
-    std::uint64_t last_id_ = 0; ///< 0 itself identifies wake_up_
+    std::uint64_t last_id_ = 0; ///< of an endpoint; 0 itself identifies wake_up_
     bool leading_ = false;      ///< a worker waits for readiness
     bool watching_ = false;     ///< a worker checks for blocked handlers
 };

@@ -46,13 +46,6 @@ void close_endpoint(native_handle handle)
     const auto last = std::move(handle->self_);
 }
 
-endpoint::~endpoint()
-{
-    if (const int descriptor = descriptor_.load(); descriptor != -1) {
-        ::close(descriptor);
-    }
-}
-
 bool endpoint::bind(std::shared_ptr<completion_port::impl> port, conduit* key)
 {
     const std::lock_guard guard(lock_);

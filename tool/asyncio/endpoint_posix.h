@@ -20,7 +20,6 @@ public:
     {}
     endpoint(const endpoint&) = delete;
     endpoint& operator=(const endpoint&) = delete;
-    ~endpoint();
 
     /// Returns the descriptor, for the calls of the handle's owner; -1 after it was closed.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.load(); }

@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <poll.h>
+#include <string_view>
 #include <sys/socket.h>
 
 namespace {
@@ -29,6 +31,62 @@ TEST(Endpoint, TakesOneReadAtATime)
     std::array<char, 16> bytes{};
     EXPECT_EQ(start_read(connected.handle(), bytes), 997U);
     EXPECT_EQ(start_read(connected.handle(), bytes), 10036U);
+}
+
+/// Starts a read on the conduit, which is bound to no port, and finishes it once `peer` has acted. Returns true if
+/// `done` was filled.
+template <class Act>
+bool finished_read(test::reading_conduit& connected, std::array<char, 16>& bytes, tpl::completion& done, Act act)
+{
+    EXPECT_EQ(start_read(connected.handle(), bytes), 997U);
+    act(connected.peer());
+    pollfd asked{connected.handle()->descriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&asked, 1, 60000), 1);
+    const bool filled = connected.handle()->finish_read(done);
+    const std::unique_ptr<tpl::io_context> context(filled ? done.context : nullptr);
+    EXPECT_EQ(context != nullptr ? context->InternalHigh : 99U, done.transferred);
+    return filled;
+}
+
+TEST(Endpoint, FillsTheWholeCompletionOfARead)
+{
+    test::reading_conduit connected;
+    std::array<char, 16> bytes{};
+    tpl::completion done{false, 10054, 77, &connected, nullptr};
+    ASSERT_TRUE(finished_read(connected, bytes, done, [](auto& peer) { EXPECT_TRUE(peer.send("four")); }));
+    EXPECT_TRUE(done.succeeded);
+    EXPECT_EQ(done.error, 0U);
+    EXPECT_EQ(done.transferred, 4U);
+    EXPECT_EQ(done.key, nullptr);
+    EXPECT_NE(done.context, nullptr);
+    EXPECT_EQ(std::string_view(bytes.data(), 4), "four");
+}
+
+TEST(Endpoint, FillsTheCompletionOfABrokenConnectionWithItsCode)
+{
+    test::reading_conduit connected;
+    std::array<char, 16> bytes{};
+    tpl::completion done;
+    ASSERT_TRUE(finished_read(connected, bytes, done, [](auto& peer) { peer.reset(); }));
+    EXPECT_FALSE(done.succeeded);
+    EXPECT_EQ(done.error, 10054U);
+    EXPECT_EQ(done.transferred, 0U);
+}
+
+TEST(Endpoint, GivesTheCountOfTheReadsRecordWhereTheCompletionHasNone)
+{
+    tpl::channel channel(1, 1);
+    test::reading_conduit connected;
+    ASSERT_TRUE(channel.attach(connected));
+    auto context = std::make_unique<test::tracked_context>();
+    context->InternalHigh = 5;
+    auto& bytes = context->bytes;
+    ASSERT_EQ(connected.handle()->start_read(bytes.data(), bytes.size(), context.release()), 997U);
+    connected.handle()->cancel_read();
+    const auto done = connected.next();
+    EXPECT_EQ(done.error, 995U);
+    EXPECT_EQ(done.transferred, 5U);
+    channel.stop();
 }
 
 TEST(Endpoint, FreesTheReadThatNobodyCanCompleteWhenItCloses)
