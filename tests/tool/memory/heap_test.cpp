@@ -7,7 +7,10 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -136,6 +139,27 @@ TEST(block, hands_its_bytes_over_when_moved)
     EXPECT_EQ(second.size(), 5U);
     EXPECT_EQ(first.data(), nullptr); // NOLINT(bugprone-use-after-move): the state after a move is told
     EXPECT_EQ(first.size(), 0U);
+}
+
+TEST(block, has_no_bytes_until_it_gets_those_of_another)
+{
+    memory::block empty;
+    EXPECT_EQ(empty.data(), nullptr);
+    EXPECT_EQ(empty.size(), 0U);
+    memory::block full(5);
+    const char* const address = full.data();
+    empty = std::move(full);
+    EXPECT_EQ(empty.data(), address);
+    EXPECT_EQ(empty.size(), 5U);
+}
+
+TEST(heap_allocator, refuses_more_items_than_a_size_can_count)
+{
+    const test::heap_failure failure;
+    memory::heap_allocator<std::uint64_t> allocator;
+    constexpr std::size_t most = std::numeric_limits<std::size_t>::max() / sizeof(std::uint64_t);
+    EXPECT_THROW(static_cast<void>(allocator.allocate(most + 1)), std::bad_array_new_length);
+    EXPECT_THROW(static_cast<void>(allocator.allocate(most)), error::win32exception) << "asks the heap";
 }
 
 TEST(heap_allocator, feeds_a_container_from_the_processs_heap)
