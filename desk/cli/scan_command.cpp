@@ -35,7 +35,8 @@ struct scan_outcome
     ScanResult result = ScanResult::None;
     std::string threat;
     std::string istag;
-    bool answered = true; ///< false: the exchange failed, which counts as clean
+    bool answered = true; ///< false: the service gave no verdict, which counts as clean
+    bool sent = true;     ///< false: too small to be sent
     std::uint64_t elapsed_ms = 0;
     bytes_ptr repaired; ///< null if nothing was repaired
 };
@@ -109,7 +110,7 @@ public:
         const auto spent = std::chrono::steady_clock::now() - start;
         outcome.elapsed_ms =
             static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count());
-        outcome.answered = !session_.is_invalid();
+        outcome.sent = options_.kind != scan_kind::object || source_->size() >= icap::client::smallest_object;
         tell_service(outcome);
         if (outcome.result == ScanResult::Repaired) {
             outcome.repaired = edited_->freeze();
@@ -227,6 +228,7 @@ private:
         const auto* real = dynamic_cast<const icap::client::session_impl*>(&session_);
         if (real) {
             outcome.istag = real->istag();
+            outcome.answered = real->answered();
         }
         if (answer_) {
             outcome.threat = icap::get_infection_param(answer_, "Threat");
@@ -331,6 +333,10 @@ exit_status scan_file(const std::string& file, const scan_options& options,
     const icap::client::session_lease lease(pool);
     const scan_outcome outcome = file_scan(options, file, *lease).run();
     print(file, options, outcome, where);
+    if (!outcome.sent) {
+        report(where, file, "smaller than 4 bytes, so that it is not sent, which counts as clean");
+        return exit_status::done;
+    }
     if (!outcome.answered) {
         report(where, file.empty() ? "service" : file, "the service gave no answer, which counts as clean");
         return exit_status::no_service;

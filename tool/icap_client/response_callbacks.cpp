@@ -65,6 +65,7 @@ void session_impl::no_content(const std::string& istag)
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") request has been completed: response 'no content' with istag=" << istag);
     result_ = ScanResult::Clean;
+    answered_ = true;
     reply_event_.set();
 }
 
@@ -80,6 +81,7 @@ void session_impl::blocked(const std::string& istag, const std::string& threat, 
         result_ = ScanResult::Blocked;
         threat_ = threat;
     }
+    answered_ = true;
     reply_event_.set();
 }
 
@@ -100,6 +102,7 @@ void session_impl::repaired(const std::string& istag, const answer_ptr& answer)
         LOG_LINE(logging::icapclnt_log(), 200,
                  "session(" << this << ") request respmod(repair failed): " << problem.what());
     }
+    answered_ = true;
     reply_event_.set();
 }
 

@@ -13,8 +13,6 @@ namespace icap::client {
 
 namespace {
 
-constexpr std::uint64_t smallest_object = 4;
-
 std::string narrow(const std::wstring& text)
 {
     return winapi::conv_to_char(text);
@@ -43,6 +41,7 @@ std::int32_t number(ScanResult result)
 session_impl::scan_scope::scan_scope(session_impl& owner)
     : owner_(owner)
 {
+    owner_.answered_ = false;
     {
         const std::lock_guard guard(owner_.lock_);
         owner_.last_activity_ = owner_.clock_.system_ticks();

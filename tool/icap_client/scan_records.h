@@ -44,6 +44,9 @@ struct scan_health
     std::uint32_t timeout = 30000;
 };
 
+/// The size in bytes of the smallest object that is sent; smaller ones count as clean.
+inline constexpr std::uint64_t smallest_object = 4;
+
 struct scan_object
 {
     std::string unused; ///< not sent in any request

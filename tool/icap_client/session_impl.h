@@ -96,6 +96,8 @@ public:
     [[nodiscard]] std::string istag() const;
     /// Returns the threat of the last blocked answer.
     [[nodiscard]] std::string threat() const;
+    /// Returns true if the service has given a verdict on the current or last scan. Any thread may ask.
+    [[nodiscard]] bool answered() const noexcept { return answered_; }
     /// Returns the size of the preview that the service asks for, in bytes.
     [[nodiscard]] std::uint32_t preview_size() const noexcept { return preview_size_; }
 
@@ -163,6 +165,7 @@ private:
     std::vector<std::string> methods_; ///< kept for diagnosis; under answer_lock_
     std::atomic<std::uint32_t> preview_size_{0};
     std::atomic<ScanResult> result_{ScanResult::Clean};
+    std::atomic<bool> answered_{false}; ///< a verdict came since the start of the last scan
     std::shared_ptr<web::io_data> scanned_data_;             ///< takes a repaired body; under answer_lock_
     icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under answer_lock_
     std::atomic<bool> error_{false};

@@ -167,6 +167,31 @@ TEST_F(ScanCommand, TellsACleanResultThatNobodyGave)
     EXPECT_THAT(result.err, HasSubstr("gave no answer"));
 }
 
+TEST_F(ScanCommand, CountsAVerdictWhoseConnectionIsClosed)
+{
+    ::test::scripted_peer peer({::test::conversation()
+                                    .expect_until("\r\n\r\n")
+                                    .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"
+                                          "Encapsulated: null-body=0\r\n\r\n")
+                                    .expect_until("0\r\n\r\n")
+                                    .send("ICAP/1.0 204 No Content\r\nISTag: \"x\"\r\nEncapsulated: null-body=0\r\n\r\n")
+                                    .close()});
+    const auto result = command({"scan", "--json", "--port", std::to_string(peer.port()), write("a", "fine")});
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ(1, result.json().at(0)["result"]);
+    EXPECT_EQ(true, result.json().at(0)["answered"]);
+}
+
+TEST_F(ScanCommand, TellsThatATinyObjectWasNotSent)
+{
+    const auto result = command({"scan", "--json", "--kind", "object", write("big", "fine text"), write("tiny", "abc")});
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ(true, result.json().at(0)["answered"]);
+    EXPECT_EQ(1, result.json().at(1)["result"]);
+    EXPECT_EQ(false, result.json().at(1)["answered"]);
+    EXPECT_THAT(result.err, HasSubstr("smaller than 4 bytes"));
+}
+
 TEST_F(ScanCommand, UsesTheServiceThatIsAskedFor)
 {
     service::server_options options;
