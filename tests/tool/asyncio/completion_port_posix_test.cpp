@@ -78,8 +78,8 @@ TEST(CompletionPort, RaisesAndLeavesNothingOpenWhenTheSystemRefuses)
 {
     const int next = test::next_descriptor();
     for (const int further : {0, 1}) {
-        const test::descriptor_limit limit(further);
         try {
+            const test::descriptor_limit limit(further);
             const tpl::completion_port port(1);
             ADD_FAILURE() << "nothing was raised";
         } catch (const error::win32exception& failure) {

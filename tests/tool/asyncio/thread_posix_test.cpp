@@ -15,7 +15,7 @@ struct slow_farewell
 {
     ~slow_farewell()
     {
-        for (int chance = 0; chance < 1000; ++chance) {
+        for (int chance = 0; chance < 100; ++chance) {
             std::this_thread::yield();
         }
         objects_are_gone = true;

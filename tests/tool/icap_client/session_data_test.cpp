@@ -71,7 +71,7 @@ public:
         while (!(met = condition_()) && std::chrono::steady_clock::now() < end) {
             std::this_thread::yield();
         }
-        for (int chance = 0; chance < 10000; ++chance) {
+        for (int chance = 0; chance < 100; ++chance) {
             std::this_thread::yield();
         }
     }
