@@ -124,6 +124,22 @@ TEST(Channel, CancelsNothingWhereNothingIsUnderWay)
     EXPECT_EQ(reader.completions(), 0U);
 }
 
+TEST(Channel, GoesOnAfterACompletionThatBelongsToNoConduit)
+{
+    tpl::channel channel(1, 1);
+    reading_conduit unheard;
+    reading_conduit heard;
+    ASSERT_TRUE(channel.port_handle().attach(unheard.handle(), nullptr));
+    ASSERT_TRUE(channel.attach(heard));
+    ASSERT_EQ(unheard.start_read(), 0U);
+    ASSERT_EQ(heard.start_read(), 0U);
+    ASSERT_TRUE(unheard.peer().send("1"));
+    ASSERT_TRUE(heard.peer().send("2"));
+    EXPECT_EQ(heard.next().bytes, "2");
+    channel.stop();
+    EXPECT_EQ(unheard.completions(), 0U);
+}
+
 TEST(Channel, LetsAnotherWorkerThroughWhileAHandlerBlocks)
 {
     tpl::channel channel(4, 1);
