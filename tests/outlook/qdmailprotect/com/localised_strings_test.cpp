@@ -1,5 +1,6 @@
 #include "outlook/qdmailprotect/com/localised_strings.h"
 #include "outlook/qdmailprotect/com/own_module.h"
+#include "tests/support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -76,35 +77,30 @@ TEST(localised_strings, with_a_library_are_its_texts_first)
 
 TEST(localised_strings, take_what_the_library_lacks_from_the_module)
 {
-    LocalisedStrings strings;
+    const host::test::temporary_folder own;
+    const fs::path& folder = own.path();
+    LocalisedStrings strings; // frees the library before the folder is removed
     // A system library that contains texts, but none with these numbers.
-    const fs::path folder = fs::temp_directory_path() / L"postwarden localisation";
-    fs::create_directories(folder);
     wchar_t system[MAX_PATH];
     ASSERT_NE(GetSystemDirectoryW(system, MAX_PATH), 0U);
-    fs::copy_file(fs::path(system) / L"version.dll", folder / LocalisedStrings::LibraryName,
-                  fs::copy_options::overwrite_existing);
+    fs::copy_file(fs::path(system) / L"version.dll", folder / LocalisedStrings::LibraryName);
     strings.LoadLibraryBeside((folder / L"postwarden.dll").wstring());
     ASSERT_TRUE(strings.HasLibrary());
     EXPECT_EQ(strings.Load(StringResources::BodyLabel), L"Body:");
-    strings.FreeLibrary();
-    fs::remove_all(folder);
 }
 
 TEST(localised_strings, count_up_to_512_characters)
 {
-    const fs::path folder = fs::temp_directory_path() / L"postwarden long texts";
-    fs::create_directories(folder);
+    const host::test::temporary_folder own;
+    const fs::path& folder = own.path();
     const fs::path library = folder / LocalisedStrings::LibraryName;
-    fs::copy_file(SATELLITE_FILE, library, fs::copy_options::overwrite_existing);
+    fs::copy_file(SATELLITE_FILE, library);
     add_texts(library, {std::wstring(512, L'a'), std::wstring(513, L'b')});
     LocalisedStrings strings;
     strings.LoadLibraryBeside((folder / L"postwarden.dll").wstring());
     ASSERT_TRUE(strings.HasLibrary());
     EXPECT_EQ(strings.Load(FirstOfBlock), std::wstring(512, L'a'));
     EXPECT_EQ(strings.Load(FirstOfBlock + 1), std::wstring(512, L'b'));
-    strings.FreeLibrary();
-    fs::remove_all(folder);
 }
 
 TEST(localised_strings, are_sought_behind_the_last_separator)
