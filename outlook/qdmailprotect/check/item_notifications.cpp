@@ -17,51 +17,50 @@ HRESULT CProxyItemNotifications::Advise(IUnknown* owner, std::uint32_t& cookie)
     return S_OK;
 }
 
-void CProxyItemNotifications::Unadvise(std::uint32_t cookie)
+bool CProxyItemNotifications::Unadvise(std::uint32_t cookie)
 {
-    owners_.erase(cookie);
+    const auto released = owners_.extract(cookie); // the owner may end with its reference, after the table has changed
+    return !released.empty();
 }
 
-std::vector<ComPtr<IMailItemNotifications>> CProxyItemNotifications::Connected() const
+std::vector<std::pair<std::uint32_t, ComPtr<IMailItemNotifications>>> CProxyItemNotifications::Connected() const
 {
-    std::vector<ComPtr<IMailItemNotifications>> connected;
-    for (const auto& [cookie, owner] : owners_) {
-        connected.push_back(owner);
-    }
-    return connected;
+    return {owners_.begin(), owners_.end()};
 }
+
+// A notification may connect and disconnect objects, so each one goes to those that are connected when it begins.
 
 void CProxyItemNotifications::Fire_OnReadComplete(IUnknown* item, std::int32_t* Cancel)
 {
-    for (const auto& owner : Connected()) {
+    for (const auto& [cookie, owner] : Connected()) {
         owner->OnReadComplete(item, Cancel);
     }
 }
 
 void CProxyItemNotifications::Fire_OnUnload(IUnknown* item)
 {
-    for (const auto& owner : Connected()) {
+    for (const auto& [cookie, owner] : Connected()) {
         owner->OnUnload(item);
     }
 }
 
 void CProxyItemNotifications::Fire_OnSend(IUnknown* item, std::int32_t* Cancel)
 {
-    for (const auto& owner : Connected()) {
+    for (const auto& [cookie, owner] : Connected()) {
         owner->OnSend(item, Cancel);
     }
 }
 
 void CProxyItemNotifications::Fire_OnBeforeRead(IUnknown* item)
 {
-    for (const auto& owner : Connected()) {
+    for (const auto& [cookie, owner] : Connected()) {
         owner->OnBeforeRead(item);
     }
 }
 
 void CProxyItemNotifications::Fire_OnBeforeAttachmentRead(IUnknown* item, IUnknown* attachment, std::int32_t* Cancel)
 {
-    for (const auto& owner : Connected()) {
+    for (const auto& [cookie, owner] : Connected()) {
         owner->OnBeforeAttachmentRead(item, attachment, Cancel);
     }
 }

@@ -10,8 +10,21 @@ CMailItemEventHandler::CMailItemEventHandler(std::shared_ptr<ItemEventSource> ev
 
 void* CMailItemEventHandler::FindInterface(REFIID iid)
 {
+    if (iid == IID_IConnectionPointContainer) {
+        return static_cast<IConnectionPointContainer*>(this);
+    }
     return iid == IID_IUnknown || iid == IID_IMailItemEventHandler ? static_cast<IMailItemEventHandler*>(this)
                                                                    : nullptr;
+}
+
+HRESULT STDMETHODCALLTYPE CMailItemEventHandler::EnumConnectionPoints(IEnumConnectionPoints** points)
+{
+    return point_.Enumerate(points);
+}
+
+HRESULT STDMETHODCALLTYPE CMailItemEventHandler::FindConnectionPoint(REFIID iid, IConnectionPoint** point)
+{
+    return point_.Find(iid, point);
 }
 
 HRESULT STDMETHODCALLTYPE CMailItemEventHandler::Advise(IUnknown* pOwner, IUnknown* pSource)

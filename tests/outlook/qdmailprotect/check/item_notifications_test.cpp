@@ -49,7 +49,7 @@ TEST_F(item_notifications, are_an_interface_of_the_events_beside_identity)
     EXPECT_EQ(none, nullptr);
 }
 
-TEST_F(item_notifications, reach_the_handler_by_its_interface_and_identity_only)
+TEST_F(item_notifications, reach_the_handler_by_its_interfaces_and_identity_only)
 {
     const auto handler = MakeCom<CMailItemEventHandler>(source);
     const ComPtr<IUnknown> identity(static_cast<IMailItemEventHandler*>(handler.get()));
