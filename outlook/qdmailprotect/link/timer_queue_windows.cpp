@@ -1,5 +1,6 @@
 #include "outlook/qdmailprotect/link/timer_queue.h"
 
+#include <platform/com.h>
 #include <platform/handles.h>
 
 #include <mutex>
@@ -21,6 +22,15 @@ struct TimerQueueTraits
         ::DeleteTimerQueueEx(handle, INVALID_HANDLE_VALUE);
     }
 };
+
+/// Waits for an event. A thread of a single-threaded apartment receives the calls of other threads meanwhile.
+void WaitAndServeCalls(HANDLE event)
+{
+    DWORD index = 0;
+    if (FAILED(::CoWaitForMultipleHandles(0, INFINITE, 1, &event, &index))) { // this thread is in no apartment
+        ::WaitForSingleObject(event, INFINITE);
+    }
+}
 
 class SystemTimerQueue final : public TimerQueue
 {
@@ -47,7 +57,7 @@ public:
             timer = std::exchange(timer_, nullptr);
         }
         if (timer) {
-            ::DeleteTimerQueueTimer(queue_.get(), timer, INVALID_HANDLE_VALUE);
+            DeleteAndWait(timer);
         }
     }
 
@@ -66,6 +76,17 @@ private:
         const std::lock_guard guard(lock_);
         if (runner_ == ::GetCurrentThreadId()) { // otherwise the next callback has begun
             runner_ = 0;
+        }
+    }
+
+    /// The callback may be calling an object of this thread's apartment.
+    void DeleteAndWait(HANDLE timer)
+    {
+        const winapi::kernel_handle ended(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        if (!ended) {
+            ::DeleteTimerQueueTimer(queue_.get(), timer, INVALID_HANDLE_VALUE);
+        } else if (!::DeleteTimerQueueTimer(queue_.get(), timer, ended.get()) && ::GetLastError() == ERROR_IO_PENDING) {
+            WaitAndServeCalls(ended.get());
         }
     }
 

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -131,6 +132,13 @@ private:
     }
 };
 
+std::wstring full_path(const std::string& given)
+{
+    std::array<wchar_t, MAX_PATH> full{};
+    ::GetFullPathNameW(std::wstring(given.begin(), given.end()).c_str(), MAX_PATH, full.data(), nullptr);
+    return full.data();
+}
+
 /// The stand-in broker, registered during the lifetime of the object.
 class registered_broker
 {
@@ -155,13 +163,7 @@ public:
         }
     }
 
-    static std::wstring path()
-    {
-        std::array<wchar_t, MAX_PATH> full{};
-        const std::string given = BROKER_MODULE;
-        ::GetFullPathNameW(std::wstring(given.begin(), given.end()).c_str(), MAX_PATH, full.data(), nullptr);
-        return full.data();
-    }
+    static std::wstring path() { return full_path(BROKER_MODULE); }
 
 private:
     [[nodiscard]] void* find(const char* name) const
@@ -316,6 +318,36 @@ TEST_F(ComBrokerTest, LoadsOnManyThreadsAtOnce)
     }
     EXPECT_EQ(*link->GetSettings(), settings_of(4711));
     EXPECT_FALSE(log.contains("failed"));
+}
+
+/// A link with the system's timer, which calls the broker in the apartment of this thread: the first of its kind in the
+/// process. A link that does not serve calls while it waits never ends.
+TEST_F(ComBrokerTest, EndsWhileTheTimerCallsABrokerOfTheMainApartment)
+{
+    const registered_broker broker;
+    const std::wstring key = std::wstring(L"Software\\Classes\\CLSID\\") + stand_in_class + L"\\InprocServer32";
+    ASSERT_EQ(::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ThreadingModel"), ERROR_SUCCESS);
+    // A copy, as Wine never releases a class object that it got in the main apartment for another one.
+    set_text(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, full_path(MAIN_APARTMENT_BROKER));
+    serve(settings_of(4711));
+    ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+    ScannerLinkServices services;
+    services.broker = std::make_shared<ComBroker>();
+    services.presence = std::make_shared<test::switched_presence>();
+    services.newManager = [](const ServerInfo&) -> std::shared_ptr<icap::client::session_pool> {
+        throw std::runtime_error("no service");
+    };
+    ScannerLink live(std::move(services));
+    live.Start();
+    live.ForceConnection(false); // by the next run of the timer
+    while (!log.contains("Trying to load new settings")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_FALSE(log.contains("Product settings loaded")) << "only this thread can answer";
+    live.Stop();
+    EXPECT_TRUE(log.contains("Product settings loaded"));
+    EXPECT_EQ(live.GetSettings()->ServerPort.Effective(), 4711U);
+    ::CoUninitialize(); // the apartment may keep the broker until its end
 }
 
 /// Calls the stand-in broker once with these arguments, in their order of passing.
