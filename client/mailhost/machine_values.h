@@ -1,8 +1,7 @@
 #pragma once
 
+#include "client/mailhost/change_journal.h"
 #include "desk/run/open_options.h"
-
-#include <windows.h>
 
 #include <optional>
 #include <vector>
@@ -10,11 +9,13 @@
 namespace host {
 
 /// Changes values of the machine's registry for the lifetime of the object. The destructor restores the former values
-/// and deletes the keys that were created. Requires write access below HKEY_LOCAL_MACHINE.
+/// and deletes the keys that were created. What a process that was killed had changed is restored by the next one.
+/// Requires write access below HKEY_LOCAL_MACHINE. One object at a time in a process.
 class machine_values
 {
 public:
-    machine_values() = default;
+    /// Restores what processes that no longer run have left changed. Without write access this has no effect.
+    machine_values();
     machine_values(const machine_values&) = delete;
     machine_values& operator=(const machine_values&) = delete;
     ~machine_values();
@@ -23,17 +24,8 @@ public:
     void set(const registry_value& wanted);
 
 private:
-    struct change
-    {
-        std::wstring key;
-        std::wstring name;
-        std::size_t keys_made = 0; ///< number of components at the end of the key's path that were created
-        DWORD type = REG_NONE;
-        std::optional<std::vector<BYTE>> before; ///< nullopt if there was no value
-    };
-    static void undo(const change& done) noexcept;
-
-    std::vector<change> changes_;
+    std::optional<change_journal> journal_; ///< set with the first change
+    std::vector<registry_change> changes_;
 };
 
 } // namespace host

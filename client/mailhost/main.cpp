@@ -16,7 +16,7 @@ the registry lists for the mail client. Without --port the scanning service runs
 loopback port; the add-in learns of it from a stand-in for the product's broker, which only this process sees.
 
 Values of --registry, and the one that has the add-in tell its trace, are written to the machine's registry and
-taken back at the end.
+taken back at the end; if mailhost is killed, by the next one.
 
 Exit status: 0 all opened, 1 something broke, 2 the command line is wrong, 3 a message could not be read (the others
 are done), 4 no service at the port that was asked for (messages open unscanned then), 5 no add-in, or one that

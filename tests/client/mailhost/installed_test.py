@@ -476,6 +476,28 @@ class Mailhost(Machine):
         self.assertIn("400 outlook", text)
         self.assertIn("Additions params - KeepVerdictInEmail = 1", text)
 
+    def test_takes_back_what_a_killed_one_left_in_the_registry(self):
+        self.unregister()
+        self.note_registry()
+        self.assertEqual(0, register())
+
+        def changed():
+            return any(values.get("Configuration", "").startswith("level=")
+                       for values in DESK.registry("HKLM\\Software").values())
+
+        killed = DESK.start(WINDOWS / "client/mailhost.exe", "--times", "1000000", windows_path(self.message))
+        try:
+            while not changed():
+                self.assertIsNone(killed.poll(), "it has ended")
+        finally:
+            killed.kill()
+            killed.communicate()
+        self.assertTrue(changed(), "nothing was left")
+        done = mailhost(self.message)
+        self.assertEqual(0, done.returncode, done.stderr)
+        register("/u")
+        self.assert_untouched()
+
     def test_traces_as_deep_as_its_log_is_configured(self):
         for level in (400, 500):
             done = mailhost("--registry", f"Configuration=level={level}; stderr", self.message)
