@@ -84,8 +84,7 @@ registry_value trace_setting()
 
 void fill_registry(const open_options& options, machine_values& values)
 {
-    for (const std::string& text : options.registry) {
-        const registry_value value = parse_registry_value(text);
+    for (const registry_value& value : registry_values(options)) {
         if (value.name == winapi::registry_names::trace_configuration) {
             logging::configurator::default_configurator().configure(std::get<std::wstring>(value.value));
         } else {

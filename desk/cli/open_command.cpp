@@ -26,10 +26,9 @@ namespace host {
 namespace {
 
 /// Stores values in the registry of the command, which replaces that of the machine while the command runs.
-void fill_registry(winapi::memory_registry& target, const std::vector<std::string>& values)
+void fill_registry(winapi::memory_registry& target, const std::vector<registry_value>& values)
 {
-    for (const std::string& text : values) {
-        const registry_value entry = parse_registry_value(text);
+    for (const registry_value& entry : values) {
         if (const auto* number = std::get_if<std::uint32_t>(&entry.value)) {
             target.set_number(entry.key, entry.name, *number);
         } else {
@@ -135,7 +134,7 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
         return exit_status::failed;
     }
     winapi::memory_registry values;
-    fill_registry(values, options.registry);
+    fill_registry(values, registry_values(options));
     const winapi::registry_override override_registry(values);
     opening_totals totals;
     const auto places = find_all_messages(options.paths, where, totals);

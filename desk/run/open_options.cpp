@@ -27,6 +27,8 @@ struct registry_entry
 constexpr std::array registry_entries{
     registry_entry{"KeepVerdictInEmail", winapi::registry_names::environment_key,
                    winapi::registry_names::keep_verdict_in_email, true},
+    registry_entry{"HardenedScanning", winapi::registry_names::environment_key,
+                   winapi::registry_names::hardened_scanning, true},
     registry_entry{"Configuration", winapi::registry_names::trace_key, winapi::registry_names::trace_configuration,
                    false},
     registry_entry{"DumpHttpTrafficPath", winapi::registry_names::dump_key,
@@ -68,11 +70,13 @@ void add_open_options(CLI::App& command, open_options& options)
         ->capture_default_str();
     command
         .add_option("--registry", options.registry,
-                    "Set a value of the stand-in registry: KeepVerdictInEmail, Configuration or DumpHttpTrafficPath")
+                    "Set a value of the stand-in registry: KeepVerdictInEmail, HardenedScanning, Configuration or "
+                    "DumpHttpTrafficPath")
         ->check(CLI::Validator(check_registry_value, ""))
         ->type_name("NAME=VALUE")
         ->take_all()
         ->expected(1);
+    command.add_flag("--hardened", options.hardened, "Short for --registry HardenedScanning=1");
     command.add_option("--log", options.log_file, "Write the log to a file")->type_name("FILE");
     command
         .add_option(
@@ -104,7 +108,7 @@ std::string check_registry_value(const std::string& text)
     const registry_entry* entry = find_entry(std::string_view(text).substr(0, equals));
     if (!entry) {
         return refuse(std::string_view(text).substr(0, equals),
-                      "is none of KeepVerdictInEmail, Configuration, DumpHttpTrafficPath");
+                      "is none of KeepVerdictInEmail, HardenedScanning, Configuration, DumpHttpTrafficPath");
     }
     std::uint32_t ignored = 0;
     if (entry->number && !parse_number(std::string_view(text).substr(equals + 1), ignored)) {
@@ -127,6 +131,18 @@ registry_value parse_registry_value(const std::string& text)
         result.value = winapi::conv_to_wide(value, winapi::code_page_utf8);
     }
     return result;
+}
+
+std::vector<registry_value> registry_values(const open_options& options)
+{
+    std::vector<registry_value> values;
+    for (const std::string& text : options.registry) {
+        values.push_back(parse_registry_value(text));
+    }
+    if (options.hardened) {
+        values.push_back(parse_registry_value("HardenedScanning=1"));
+    }
+    return values;
 }
 
 } // namespace host

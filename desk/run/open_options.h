@@ -21,6 +21,7 @@ struct open_options
     std::string settings_file; ///< blob or JSON; empty: the service is specified by port and uri
     std::uint32_t times = 1;
     std::vector<std::string> registry; ///< NAME=VALUE
+    bool hardened = false;             ///< short form of a value of the registry, as each switch of the check has one
     std::string log_file;
     std::optional<std::uint32_t> log_level;
     bool json = false;
@@ -44,5 +45,8 @@ struct registry_value
 std::string check_registry_value(const std::string& text);
 /// Parses a NAME=VALUE that check_registry_value accepted.
 registry_value parse_registry_value(const std::string& text);
+/// Returns the values that the options specify, in the order in which they are to be set: those of --registry, then
+/// those of the short forms.
+std::vector<registry_value> registry_values(const open_options& options);
 
 } // namespace host

@@ -35,6 +35,7 @@ struct scan_mail
     std::string attach_name;
     std::shared_ptr<web::io_data> data;
     std::uint32_t timeout = 30000;
+    bool hardened = false; ///< the strings come from an untrusted sender and must not affect the exchange
 };
 
 struct scan_health

@@ -61,6 +61,7 @@ void MailChecker::Init(bool mapiReady, std::uint32_t processId, std::string proc
     }
     services_.link->Start();
     verdicts_.ReadRegistryParams();
+    switches_ = ReadCheckSwitches();
 }
 
 void MailChecker::Close()
@@ -131,6 +132,7 @@ icap::client::scan_mail MailChecker::NewScan() const
     scan.process_name = processName_;
     scan.process_id = processId_;
     scan.timeout = ScanTimeout;
+    scan.hardened = switches_.hardenedScanning;
     return scan;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "outlook/qdmailprotect/access/message_converter.h"
+#include "outlook/qdmailprotect/check/check_switches.h"
 #include "outlook/qdmailprotect/check/message_check.h"
 #include "outlook/qdmailprotect/check/session_lookup.h"
 #include "outlook/qdmailprotect/disinfection/message_disinfector.h"
@@ -96,6 +97,7 @@ private:
     std::uint32_t processId_ = 0;
     std::string processName_;
     std::string userName_;
+    CheckSwitches switches_;
     MailCheckerServices services_;
     MessageConverter converter_;
     VerdictCache verdicts_;

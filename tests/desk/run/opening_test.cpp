@@ -103,7 +103,7 @@ TEST(Consoles, NameTheProgramFirst)
     EXPECT_EQ("mailhost: a?b: no ?[2J\n", err.str());
 }
 
-TEST(Registry, ValuesAreTheThreeThatAreRead)
+TEST(Registry, ValuesAreThoseThatAreRead)
 {
     EXPECT_EQ("", check_registry_value("keepverdictinemail=4294967295"));
     EXPECT_EQ("", check_registry_value("DumpHttpTrafficPath="));
@@ -113,6 +113,7 @@ TEST(Registry, ValuesAreTheThreeThatAreRead)
     const registry_value number = parse_registry_value("KeepVerdictInEmail=7");
     EXPECT_EQ(L"SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment", number.key);
     EXPECT_EQ(7U, std::get<std::uint32_t>(number.value));
+    EXPECT_EQ(L"HardenedScanning", parse_registry_value("hardenedscanning=1").name);
     const registry_value text = parse_registry_value("Configuration=level=400; stderr");
     EXPECT_EQ(L"level=400; stderr", std::get<std::wstring>(text.value));
 }
@@ -132,6 +133,24 @@ TEST(Options, AreTheSameForEveryHost)
     EXPECT_EQ(500U, options.log_level);
     EXPECT_THAT(options.paths, ElementsAre("a", "b"));
     EXPECT_THROW(app.parse("--settings s --port 1 a"), CLI::ParseError);
+}
+
+TEST(Options, HaveShortFormsOfTheSwitches)
+{
+    CLI::App app;
+    open_options options;
+    add_open_options(app, options);
+    app.parse("a");
+    EXPECT_TRUE(registry_values(options).empty());
+    app.parse("--hardened --registry HardenedScanning=0 a");
+    const auto values = registry_values(options);
+    ASSERT_EQ(2U, values.size());
+    for (const registry_value& value : values) {
+        EXPECT_EQ(L"SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment", value.key);
+        EXPECT_EQ(L"HardenedScanning", value.name);
+    }
+    EXPECT_EQ(0U, std::get<std::uint32_t>(values.front().value));
+    EXPECT_EQ(1U, std::get<std::uint32_t>(values.back().value)) << "the short form is set last";
 }
 
 TEST(Paths, AreUtf8Everywhere)
