@@ -1,12 +1,14 @@
 #include "tool/icap_client/request_templates.h"
 
 #include "tool/http/message.h"
+#include "tool/icap_client/hardened_values.h"
 #include "tool/icap_client/preview.h"
 #include "tool/system/base64.h"
 #include "tool/system/conversions.h"
 
 #include <boost/lexical_cast.hpp>
 
+#include <algorithm>
 #include <initializer_list>
 #include <utility>
 
@@ -110,6 +112,24 @@ std::string filled(std::string_view form, std::initializer_list<filling> values)
     return text;
 }
 
+/// Fills the placeholders of the form itself, and never what looks like one in a value.
+std::string filled_once(std::string_view form, std::initializer_list<filling> values)
+{
+    std::string text;
+    for (;;) {
+        const std::size_t begin = form.find('%');
+        const std::size_t end = begin == std::string_view::npos ? begin : form.find('%', begin + 1);
+        if (end == std::string_view::npos) {
+            return text.append(form);
+        }
+        const std::string_view placeholder = form.substr(begin, end + 1 - begin);
+        const auto* const found = std::find_if(
+            values.begin(), values.end(), [placeholder](const filling& value) { return value.first == placeholder; });
+        text.append(form.substr(0, begin)).append(found == values.end() ? placeholder : found->second);
+        form.remove_prefix(end + 1);
+    }
+}
+
 template <class Unsigned>
 std::string decimal(Unsigned value)
 {
@@ -129,6 +149,29 @@ std::string user(const std::string& name)
 std::string flag(std::uint8_t value)
 {
     return value != 0 ? "1" : "0";
+}
+
+using filler = std::string (*)(std::string_view form, std::initializer_list<filling> values);
+
+std::string mail_request(const std::string& host, const std::string& client_ip, const std::string& target,
+                         const scan_mail& parameters, filler fill)
+{
+    const std::string header = fill(post_header, {{"%OBJECT_NAME%", "http://check_mail?tag=" + parameters.tag},
+                                                  {"%LENGTH%", decimal(parameters.data->size())}});
+    return fill(mail_template, {{"%URL%", target},
+                                {"%HOST%", host},
+                                {"%CLIENT_IP%", client_ip},
+                                {"%PROCESS_NAME%", winapi::base64::encode(parameters.process_name)},
+                                {"%PID%", decimal(parameters.process_id)},
+                                {"%SID%", decimal(parameters.session_id)},
+                                {"%USER_NAME%", user(parameters.user_name)},
+                                {"%TYPE%", decimal(static_cast<std::uint32_t>(parameters.type))},
+                                {"%MIME_TYPE%", parameters.mime_type},
+                                {"%SUBJECT%", winapi::base64::encode(parameters.subject)},
+                                {"%TAG%", parameters.tag},
+                                {"%ATTACH%", winapi::base64::encode(parameters.attach_name)},
+                                {"%REQ_BODY%", length_of(header.size())}}) +
+           header;
 }
 
 std::string_view head_of(const http::message& message)
@@ -170,22 +213,8 @@ std::string build_options_request(const std::string& host, const std::string& ta
 std::string build_mail_request(const std::string& host, const std::string& client_ip, const std::string& target,
                                const scan_mail& parameters)
 {
-    const std::string header = filled(post_header, {{"%OBJECT_NAME%", "http://check_mail?tag=" + parameters.tag},
-                                                    {"%LENGTH%", decimal(parameters.data->size())}});
-    return filled(mail_template, {{"%URL%", target},
-                                  {"%HOST%", host},
-                                  {"%CLIENT_IP%", client_ip},
-                                  {"%PROCESS_NAME%", winapi::base64::encode(parameters.process_name)},
-                                  {"%PID%", decimal(parameters.process_id)},
-                                  {"%SID%", decimal(parameters.session_id)},
-                                  {"%USER_NAME%", user(parameters.user_name)},
-                                  {"%TYPE%", decimal(static_cast<std::uint32_t>(parameters.type))},
-                                  {"%MIME_TYPE%", parameters.mime_type},
-                                  {"%SUBJECT%", winapi::base64::encode(parameters.subject)},
-                                  {"%TAG%", parameters.tag},
-                                  {"%ATTACH%", winapi::base64::encode(parameters.attach_name)},
-                                  {"%REQ_BODY%", length_of(header.size())}}) +
-           header;
+    return parameters.hardened ? mail_request(host, client_ip, target, hardened_values(parameters), filled_once)
+                               : mail_request(host, client_ip, target, parameters, filled);
 }
 
 std::string build_health_request(const std::string& host, const std::string& client_ip, const std::string& target,

@@ -19,7 +19,8 @@ void fill_placeholder(std::string& text, std::string_view placeholder, std::stri
 
 [[nodiscard]] std::string build_options_request(const std::string& host, const std::string& target);
 
-/// Returns the head and the encapsulated HTTP header only; the caller appends the body.
+/// Returns the head and the encapsulated HTTP header only; the caller appends the body. If the parameters are hardened,
+/// their values are those of hardened_values(), and text in a value is never taken for a placeholder.
 [[nodiscard]] std::string build_mail_request(const std::string& host, const std::string& client_ip,
                                              const std::string& target, const scan_mail& parameters);
 

@@ -95,7 +95,9 @@ void session_impl::repaired(const std::string& istag, const answer_ptr& answer)
         answer_ = answer;
         // A scan without a data object cannot take a repair, nor can one that has returned its object to the caller.
         if (scanned_data_ && scanning_) {
-            fire_repaired(*answer);
+            if (!read_only_data_) {
+                fire_repaired(*answer);
+            }
             result_ = ScanResult::Repaired;
         }
     } catch (const std::exception& problem) {

@@ -7,7 +7,8 @@
 #include <utility>
 
 // The six scans. Each is the border at which the client fails open: any failure of an exchange is logged here and the
-// result is ScanResult::Clean. The session's error flag then specifies whether the session may be used again.
+// result is ScanResult::Clean, for a hardened mail scan ScanResult::None. The session's error flag then specifies
+// whether the session may be used again.
 
 namespace icap::client {
 
@@ -62,11 +63,12 @@ void session_impl::clear_outcome()
     result_ = ScanResult::None;
 }
 
-void session_impl::set_scanned_data(std::shared_ptr<web::io_data> data)
+void session_impl::set_scanned_data(std::shared_ptr<web::io_data> data, bool read_only)
 {
     // The old object is destroyed outside the lock.
     const std::lock_guard guard(answer_lock_);
     scanned_data_.swap(data);
+    read_only_data_ = read_only;
 }
 
 session_impl::answer_ptr session_impl::current_answer() const
@@ -80,7 +82,7 @@ ScanResult session_impl::scan(const scan_mail& parameters, answer_ptr& answer)
     const scan_scope scope(*this);
     LOG_LINE(logging::icapclnt_log(), 500, "session(" << this << ") mail request '" << parameters.subject << "'");
     clear_outcome();
-    set_scanned_data(parameters.data);
+    set_scanned_data(parameters.data, parameters.hardened);
     try {
         if (!send_mail(parameters)) {
             set_scanned_data(nullptr);
@@ -90,6 +92,9 @@ ScanResult session_impl::scan(const scan_mail& parameters, answer_ptr& answer)
         }
         answer = current_answer();
         const ScanResult result = result_;
+        if (parameters.hardened) {
+            set_scanned_data(nullptr); // the caller may open the object again, to write the repaired contents into it
+        }
         if (result != ScanResult::Blocked) {
             LOG_LINE(logging::icapclnt_log(), 500,
                      "session(" << this << ") mail request '" << parameters.subject << "' has been blocked by scanner");
@@ -99,7 +104,7 @@ ScanResult session_impl::scan(const scan_mail& parameters, answer_ptr& answer)
         set_scanned_data(nullptr);
         LOG_LINE(logging::icapclnt_log(), 200,
                  "session(" << this << ") mail request: '" << parameters.subject << "' failed: " << problem.what());
-        return ScanResult::Clean;
+        return parameters.hardened ? ScanResult::None : ScanResult::Clean;
     }
 }
 

@@ -35,7 +35,10 @@ struct scan_mail
     std::string attach_name;
     std::shared_ptr<web::io_data> data;
     std::uint32_t timeout = 30000;
-    bool hardened = false; ///< the strings come from an untrusted sender and must not affect the exchange
+    /// The strings come from an untrusted sender: they are written so that they cannot affect the request (see
+    /// hardened_values.h), and an exchange that fails results in ScanResult::None. A repair is not written into `data`;
+    /// the answer contains it.
+    bool hardened = false;
 };
 
 struct scan_health

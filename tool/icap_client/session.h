@@ -13,8 +13,8 @@ class response_message;
 namespace icap::client {
 
 /// One conversation with a scanning service. One thread runs one scan at a time and is blocked until the answer has
-/// been processed or the record's timeout has passed. A scan whose exchange fails returns ScanResult::Clean;
-/// is_invalid() makes the difference visible. No std::exception leaves a scan.
+/// been processed or the record's timeout has passed. A scan whose exchange fails returns ScanResult::Clean,
+/// a hardened one ScanResult::None; is_invalid() makes the difference visible. No std::exception leaves a scan.
 class session
 {
 public:

@@ -126,7 +126,8 @@ private:
     void connect(const session_target& target);
     void detach() noexcept;
     void clear_outcome();
-    void set_scanned_data(std::shared_ptr<web::io_data> data);
+    /// A repair is written into `data`, unless `read_only` is true: its contents are then left in the answer.
+    void set_scanned_data(std::shared_ptr<web::io_data> data, bool read_only = false);
     [[nodiscard]] answer_ptr current_answer() const;
     [[nodiscard]] std::uint32_t idle_milliseconds() const;
 
@@ -165,8 +166,9 @@ private:
     std::vector<std::string> methods_; ///< kept for diagnosis; under answer_lock_
     std::atomic<std::uint32_t> preview_size_{0};
     std::atomic<ScanResult> result_{ScanResult::Clean};
-    std::atomic<bool> answered_{false}; ///< a verdict came since the start of the last scan
+    std::atomic<bool> answered_{false};                      ///< a verdict came since the start of the last scan
     std::shared_ptr<web::io_data> scanned_data_;             ///< takes a repaired body; under answer_lock_
+    bool read_only_data_ = false;                            ///< scanned_data_ is not written; under answer_lock_
     icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under answer_lock_
     std::atomic<bool> error_{false};
     answer_ptr answer_;  ///< the last answer with a verdict; under answer_lock_
