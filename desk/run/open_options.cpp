@@ -29,6 +29,8 @@ constexpr std::array registry_entries{
                    winapi::registry_names::keep_verdict_in_email, true},
     registry_entry{"HardenedScanning", winapi::registry_names::environment_key,
                    winapi::registry_names::hardened_scanning, true},
+    registry_entry{"RescanOnNewSignatures", winapi::registry_names::environment_key,
+                   winapi::registry_names::rescan_on_new_signatures, true},
     registry_entry{"Configuration", winapi::registry_names::trace_key, winapi::registry_names::trace_configuration,
                    false},
     registry_entry{"DumpHttpTrafficPath", winapi::registry_names::dump_key,
@@ -70,13 +72,14 @@ void add_open_options(CLI::App& command, open_options& options)
         ->capture_default_str();
     command
         .add_option("--registry", options.registry,
-                    "Set a value of the stand-in registry: KeepVerdictInEmail, HardenedScanning, Configuration or "
-                    "DumpHttpTrafficPath")
+                    "Set a value of the stand-in registry: KeepVerdictInEmail, HardenedScanning, "
+                    "RescanOnNewSignatures, Configuration or DumpHttpTrafficPath")
         ->check(CLI::Validator(check_registry_value, ""))
         ->type_name("NAME=VALUE")
         ->take_all()
         ->expected(1);
     command.add_flag("--hardened", options.hardened, "Short for --registry HardenedScanning=1");
+    command.add_flag("--rescan", options.rescan, "Short for --registry RescanOnNewSignatures=1");
     command.add_option("--log", options.log_file, "Write the log to a file")->type_name("FILE");
     command
         .add_option(
@@ -108,7 +111,8 @@ std::string check_registry_value(const std::string& text)
     const registry_entry* entry = find_entry(std::string_view(text).substr(0, equals));
     if (!entry) {
         return refuse(std::string_view(text).substr(0, equals),
-                      "is none of KeepVerdictInEmail, HardenedScanning, Configuration, DumpHttpTrafficPath");
+                      "is none of KeepVerdictInEmail, HardenedScanning, RescanOnNewSignatures, Configuration, "
+                      "DumpHttpTrafficPath");
     }
     std::uint32_t ignored = 0;
     if (entry->number && !parse_number(std::string_view(text).substr(equals + 1), ignored)) {
@@ -141,6 +145,9 @@ std::vector<registry_value> registry_values(const open_options& options)
     }
     if (options.hardened) {
         values.push_back(parse_registry_value("HardenedScanning=1"));
+    }
+    if (options.rescan) {
+        values.push_back(parse_registry_value("RescanOnNewSignatures=1"));
     }
     return values;
 }

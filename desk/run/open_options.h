@@ -21,7 +21,8 @@ struct open_options
     std::string settings_file; ///< blob or JSON; empty: the service is specified by port and uri
     std::uint32_t times = 1;
     std::vector<std::string> registry; ///< NAME=VALUE
-    bool hardened = false;             ///< short form of a value of the registry, as each switch of the check has one
+    bool rescan = false;
+    bool hardened = false; ///< short form of a value of the registry, as each switch of the check has one
     std::string log_file;
     std::optional<std::uint32_t> log_level;
     bool json = false;

@@ -1,5 +1,6 @@
 #include "tests/end_to_end/impatient_pool.h"
 
+#include <string>
 #include <utility>
 
 namespace test {
@@ -68,6 +69,7 @@ public:
         real_->release_session(std::static_pointer_cast<impatient_session>(returned)->release());
     }
     void terminate() override { real_->terminate(); }
+    [[nodiscard]] std::string istag() const override { return real_->istag(); }
 
 private:
     std::shared_ptr<icap::client::session_pool> real_;

@@ -20,15 +20,24 @@ http::message& encapsulated_message(icap::response_message& answer)
 
 } // namespace
 
+void session_impl::record_istag(const std::string& istag)
+{
+    istag_ = istag;
+    if (heard_istag_) {
+        heard_istag_->set(istag);
+    }
+}
+
 void session_impl::track_istag(const std::string& istag)
 {
     icap::client::istag_notifier* notifier = nullptr;
     {
         const std::lock_guard guard(answer_lock_);
-        if (istag_ == istag) {
+        const bool known = istag_ == istag;
+        record_istag(istag); // another session may have heard another one since
+        if (known) {
             return;
         }
-        istag_ = istag;
         notifier = istag_notifier_;
     }
     if (notifier != nullptr) {
@@ -44,7 +53,7 @@ void session_impl::options(const std::string& istag, std::uint32_t preview, cons
                         << ", preview bytes=" << preview);
     {
         const std::lock_guard guard(answer_lock_);
-        istag_ = istag;
+        record_istag(istag);
         preview_size_ = preview;
         methods_ = methods;
     }

@@ -139,6 +139,15 @@ void session_impl::set_istag_notifier(icap::client::istag_notifier* notifier)
     istag_notifier_ = notifier;
 }
 
+void session_impl::set_heard_istag(std::shared_ptr<icap::client::heard_istag> record)
+{
+    const std::lock_guard guard(answer_lock_);
+    heard_istag_ = std::move(record);
+    if (heard_istag_) {
+        heard_istag_->set(istag_);
+    }
+}
+
 std::string session_impl::istag() const
 {
     const std::lock_guard guard(answer_lock_);

@@ -2,6 +2,7 @@
 
 #include "tool/asyncio/event.h"
 #include "tool/icap/response_message.h"
+#include "tool/icap_client/heard_istag.h"
 #include "tool/icap_client/istag_notifier.h"
 #include "tool/icap_client/preview.h"
 #include "tool/icap_client/processor.h"
@@ -92,6 +93,8 @@ public:
 
     /// Called by the pool before any other use of the session; not owned, may be null.
     void set_istag_notifier(icap::client::istag_notifier* notifier);
+    /// Shares the record of the last ISTag with other sessions; the one that this session knows is recorded at once.
+    void set_heard_istag(std::shared_ptr<heard_istag> record);
     /// Returns the ISTag of the last answer that had one.
     [[nodiscard]] std::string istag() const;
     /// Returns the threat of the last blocked answer.
@@ -153,6 +156,8 @@ private:
 
     // The response callbacks.
     void track_istag(const std::string& istag);
+    /// Must be called under answer_lock_.
+    void record_istag(const std::string& istag);
     void fire_repaired(icap::response_message& answer);
 
     mutable std::mutex lock_;               ///< last_activity_, and the tests of is_invalid and is_closed
@@ -170,6 +175,7 @@ private:
     std::shared_ptr<web::io_data> scanned_data_;             ///< takes a repaired body; under answer_lock_
     bool read_only_data_ = false;                            ///< scanned_data_ is not written; under answer_lock_
     icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under answer_lock_
+    std::shared_ptr<heard_istag> heard_istag_;               ///< null outside of a pool; under answer_lock_
     std::atomic<bool> error_{false};
     answer_ptr answer_;  ///< the last answer with a verdict; under answer_lock_
     std::string threat_; ///< under answer_lock_

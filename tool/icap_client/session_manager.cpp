@@ -75,6 +75,7 @@ std::shared_ptr<session> session_manager::create_session()
         const std::lock_guard guard(lock_);
         if (auto* const real = dynamic_cast<session_impl*>(created.get())) {
             real->set_istag_notifier(istag_notifier_);
+            real->set_heard_istag(heard_istag_);
         }
     }
     LOG_LINE(logging::icapclnt_log(), 500, "create new session(" << created.get() << "): end");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tool/icap_client/heard_istag.h"
 #include "tool/icap_client/istag_notifier.h"
 #include "tool/icap_client/session_pool.h"
 #include "tool/icap_client/session_timing.h"
@@ -59,6 +60,7 @@ public:
     void release_session(std::shared_ptr<session> returned) override;
     /// Closes and drops all idle sessions and stops the channel. The pool cannot be used again.
     void terminate() override;
+    [[nodiscard]] std::string istag() const override { return heard_istag_->get(); }
     /// Sets the object that new sessions notify of a changed ISTag; not owned, may be null.
     void set_istag_notifier(istag_notifier* notifier);
     [[nodiscard]] bool is_terminating() const;
@@ -72,6 +74,7 @@ private:
     mutable std::recursive_mutex lock_;
     std::list<std::shared_ptr<session>> active_;             ///< idle sessions, longest idle first; under lock_
     icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under lock_
+    std::shared_ptr<heard_istag> heard_istag_ = std::make_shared<heard_istag>(); ///< shared with the sessions
     session_opener opener_;
     session_timing timing_;
 };

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace icap::client {
@@ -18,6 +19,8 @@ public:
     virtual void release_session(std::shared_ptr<session> returned) = 0;
     /// Ends the pool; later queries and releases throw.
     virtual void terminate() = 0;
+    /// Returns the ISTag that the sessions heard last; empty if there is none, or if the pool does not record it.
+    [[nodiscard]] virtual std::string istag() const { return {}; }
     virtual ~session_pool() = default;
 };
 

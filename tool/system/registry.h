@@ -90,6 +90,7 @@ inline constexpr std::wstring_view trace_configuration = L"Configuration";
 inline constexpr std::wstring_view environment_key = L"SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment";
 inline constexpr std::wstring_view keep_verdict_in_email = L"KeepVerdictInEmail";
 inline constexpr std::wstring_view hardened_scanning = L"HardenedScanning";
+inline constexpr std::wstring_view rescan_on_new_signatures = L"RescanOnNewSignatures";
 inline constexpr std::wstring_view dump_key = L"SOFTWARE\\MorvelaneLab\\ZORTHAN\\6.0\\Trace";
 inline constexpr std::wstring_view dump_http_traffic_path = L"DumpHttpTrafficPath";
 } // namespace registry_names

@@ -32,5 +32,6 @@ CheckSwitches ReadCheckSwitches()
 {
     CheckSwitches switches;
     switches.hardenedScanning = IsOn(winapi::registry_names::hardened_scanning);
+    switches.rescanOnNewSignatures = IsOn(winapi::registry_names::rescan_on_new_signatures);
     return switches;
 }

@@ -6,6 +6,8 @@ struct CheckSwitches
 {
     /// No value out of a message affects the request, and an exchange that failed is not a verdict.
     bool hardenedScanning = false;
+    /// A stored clean verdict counts only while the service judges by the signatures under which it was given.
+    bool rescanOnNewSignatures = false;
 };
 
 /// Reads the switches from the registry. Logs one line for each switch that is on. Does not throw.

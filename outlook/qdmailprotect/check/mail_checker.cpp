@@ -164,6 +164,7 @@ HRESULT MailChecker::CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<I
     std::string mailTag;
     GetMessageSubject(message.get(), body.subject, mailTag);
 
+    FollowSignatures();
     ScanResult cached = ScanResult::None;
     bool seenInternally = false;
     if (verdicts_.FindMessage(message.get(), cached, &seenInternally)) {
@@ -198,6 +199,17 @@ HRESULT MailChecker::CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<I
         LOG_LINE(logging::outlook_log(), 500, "Saving message result = 0x" << HexResult(attachmentsChecked));
     }
     return S_OK;
+}
+
+/// What is scanned from now on is judged by these signatures or by newer ones.
+void MailChecker::FollowSignatures()
+{
+    if (!switches_.rescanOnNewSignatures) {
+        return;
+    }
+    if (const auto manager = services_.link->GetSessionManager()) {
+        verdicts_.SetSignatures(manager->istag());
+    }
 }
 
 void MailChecker::DisinfectIfDue(const ComPtr<IMessage>& message, const MailBodyInfo& body,

@@ -70,6 +70,7 @@ private:
 
     HRESULT CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<IUnknown> item, ScanResult& verdict,
                                bool& blockDisplay);
+    void FollowSignatures();
     void DisinfectIfDue(const ComPtr<IMessage>& message, const MailBodyInfo& body,
                         std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item, bool& blockDisplay);
     HRESULT DisinfectMessage(ComPtr<IMessage> message, const MailBodyInfo& body,

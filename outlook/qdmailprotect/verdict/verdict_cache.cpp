@@ -15,10 +15,13 @@ namespace {
 
 constexpr GUID VerdictPropertySet{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
 constexpr LONG VerdictPropertyName = 1;
+constexpr LONG SignaturesPropertyName = 2;
 constexpr std::wstring_view EnvelopedMarker = L"smime-type=enveloped-data";
 constexpr std::size_t ReservedEntries = 100;
 constexpr std::size_t TrimAt = 5000;     ///< a table of this size is trimmed
 constexpr std::size_t TrimBeyond = 1000; ///< copying stops once the new table is larger
+
+constexpr const char* Outdated = "Verdict was given by other signatures, the message is checked again";
 
 /// Returns the store's tag for a named property, which is created if it does not exist, combined with the type bits
 /// `type`; nothing if the store fails or has no identifier left for the name, so that the next message is asked again.
@@ -101,6 +104,35 @@ bool VerdictCache::InitContentTypeId(IMessage* message)
     return true;
 }
 
+bool VerdictCache::InitSignaturesId(IMessage* message)
+{
+    GUID set = VerdictPropertySet;
+    MAPINAMEID name{};
+    name.lpguid = &set;
+    name.ulKind = MNID_ID;
+    name.Kind.lID = SignaturesPropertyName;
+    const std::optional<ULONG> tag = ResolveName(message, name, PT_UNICODE);
+    SignaturesID = tag.value_or(0);
+    return tag.has_value();
+}
+
+/// Returns the signatures by which the verdict on the message was given; empty if they are unknown.
+std::string VerdictCache::SignaturesOf(IMessage* message)
+{
+    std::wstring signatures;
+    if (SignaturesID != 0 || InitSignaturesId(message)) {
+        GetPropWideString(message, SignaturesID, signatures);
+    }
+    return winapi::conv_to_char(signatures, winapi::code_page_utf8);
+}
+
+void VerdictCache::WriteSignatures(IMessage* message, ScanResult verdict)
+{
+    if (DependsOnSignatures(verdict) && (SignaturesID != 0 || InitSignaturesId(message))) {
+        SetPropWideString(message, SignaturesID, winapi::conv_to_wide(*signatures_, winapi::code_page_utf8));
+    }
+}
+
 bool VerdictCache::IsEncrypted(IMessage* message)
 {
     if ((ContentTypeID == 0 || !message) && !InitContentTypeId(message)) {
@@ -149,11 +181,15 @@ bool VerdictCache::FindMessage(IMessage* message, ScanResult& verdict, bool* see
         }
     }
     std::uint32_t saved = 0;
-    if (GetPropLong(source.get(), CustomPropertyID, saved)) {
+    const bool found = GetPropLong(source.get(), CustomPropertyID, saved);
+    const auto stored = static_cast<ScanResult>(saved);
+    if (found && DependsOnSignatures(stored) && SignaturesOf(source.get()) != *signatures_) {
+        LOG_LINE(logging::outlook_log(), 500, Outdated); // what this process knows may be newer than what was saved
+    } else if (found) {
         if (seenInternally) {
             *seenInternally = false;
         }
-        verdict = static_cast<ScanResult>(saved);
+        verdict = stored;
         LOG_LINE(logging::outlook_log(), 500,
                  "Message found in cache, its saved verdict: " << static_cast<std::int32_t>(verdict));
         return true;
@@ -180,7 +216,11 @@ bool VerdictCache::FindInInternalCache(const std::string& id, ScanResult& verdic
         LOG_LINE(logging::outlook_log(), 400, "Not found in internal cache");
         return false;
     }
-    verdict = entry->second;
+    if (DependsOnSignatures(entry->second.verdict) && entry->second.signatures != *signatures_) {
+        LOG_LINE(logging::outlook_log(), 500, Outdated);
+        return false;
+    }
+    verdict = entry->second.verdict;
     LOG_LINE(logging::outlook_log(), 400,
              "Found in internal cache, saved verdict: " << static_cast<std::int32_t>(verdict));
     return true;
@@ -204,6 +244,7 @@ void VerdictCache::AddMessage(IMessage* message, ScanResult verdict)
     if (keepVerdictInEmail_) {
         const HRESULT result = SetPropLong(target.get(), CustomPropertyID, static_cast<std::uint32_t>(verdict));
         LOG_LINE(logging::outlook_log(), 500, "Adding message result: 0x" << HexResult(result));
+        WriteSignatures(target.get(), verdict);
     }
     std::string id;
     if (GetPropNarrowString(message, PR_ENTRYID, id) && !id.empty()) {
@@ -213,7 +254,7 @@ void VerdictCache::AddMessage(IMessage* message, ScanResult verdict)
 
 void VerdictCache::AddToInternalCache(const std::string& id, ScanResult verdict)
 {
-    internal_[id] = verdict;
+    internal_[id] = {verdict, signatures_.value_or(std::string())};
     LOG_LINE(logging::outlook_log(), 400,
              "Adding message to internal cache, MessageID: "
                  << id << ", verdict: " << static_cast<std::int32_t>(verdict) << ", cache size = " << internal_.size());
@@ -223,7 +264,7 @@ void VerdictCache::AddToInternalCache(const std::string& id, ScanResult verdict)
     LOG_LINE(logging::outlook_log(), 400, "Clearing the cache...");
     // Neither age nor use is recorded, and the choice of the remaining entries must not depend on them. Therefore the
     // table is iterated by its buckets: from begin to end it may have its newest entries first.
-    std::unordered_map<std::string, ScanResult> kept;
+    std::unordered_map<std::string, Entry> kept;
     for (std::size_t bucket = 0; bucket < internal_.bucket_count() && kept.size() <= TrimBeyond; ++bucket) {
         for (auto entry = internal_.cbegin(bucket); entry != internal_.cend(bucket) && kept.size() <= TrimBeyond;
              ++entry) {

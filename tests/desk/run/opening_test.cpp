@@ -114,8 +114,26 @@ TEST(Registry, ValuesAreThoseThatAreRead)
     EXPECT_EQ(L"SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment", number.key);
     EXPECT_EQ(7U, std::get<std::uint32_t>(number.value));
     EXPECT_EQ(L"HardenedScanning", parse_registry_value("hardenedscanning=1").name);
+    EXPECT_EQ(L"RescanOnNewSignatures", parse_registry_value("rescanonnewsignatures=1").name);
     const registry_value text = parse_registry_value("Configuration=level=400; stderr");
     EXPECT_EQ(L"level=400; stderr", std::get<std::wstring>(text.value));
+}
+
+TEST(Registry, SwitchesHaveShortForms)
+{
+    CLI::App app;
+    open_options options;
+    add_open_options(app, options);
+    const char* arguments[] = {"test", "--registry", "KeepVerdictInEmail=1", "--rescan", "--hardened", "mail"};
+    app.parse(6, arguments);
+    std::vector<std::pair<std::wstring, std::uint32_t>> set;
+    for (const registry_value& value : registry_values(options)) {
+        EXPECT_EQ(value.key, L"SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment");
+        set.emplace_back(value.name, std::get<std::uint32_t>(value.value));
+    }
+    EXPECT_THAT(set,
+                testing::ElementsAre(testing::Pair(L"KeepVerdictInEmail", 1U), testing::Pair(L"HardenedScanning", 1U),
+                                     testing::Pair(L"RescanOnNewSignatures", 1U)));
 }
 
 TEST(Options, AreTheSameForEveryHost)

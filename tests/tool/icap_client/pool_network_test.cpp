@@ -136,6 +136,24 @@ TEST_F(PoolOnTheNetwork, TheNotifierReachesEachNewSession)
     EXPECT_EQ(notifier.calls, 1);
 }
 
+TEST_F(PoolOnTheNetwork, KnowsTheIstagThatAnySessionHeardLast)
+{
+    scripted_peer peer({mails(2, reply::no_content("new")), mails(1)});
+    const auto pool = pool_at(peer, 0);
+    EXPECT_EQ(pool->istag(), "") << "nothing was heard";
+    session::answer_ptr answer;
+    const auto first = pool->query_session();
+    EXPECT_EQ(pool->istag(), "\"T-1\"") << "of the options";
+    first->scan(mail_of("body"), answer);
+    EXPECT_EQ(pool->istag(), "new");
+    const auto second = pool->query_session();
+    EXPECT_EQ(pool->istag(), "\"T-1\"") << "of the second session's options";
+    first->scan(mail_of("body"), answer);
+    EXPECT_EQ(pool->istag(), "new") << "also when the session knew it";
+    pool->release_session(first);
+    pool->release_session(second);
+}
+
 TEST_F(PoolOnTheNetwork, TerminationClosesTheConnections)
 {
     scripted_peer peer({greeted(), greeted()});

@@ -309,6 +309,50 @@ TEST_F(mail_checker, finds_a_verdict_on_the_message_without_a_scan)
     }
 }
 
+TEST_F(mail_checker, scans_a_clean_message_again_under_new_signatures_when_told_to)
+{
+    registry.set_number(winapi::registry_names::environment_key, winapi::registry_names::rescan_on_new_signatures, 1);
+    checker.Init(false, 4711, "client", "user");
+    pool->signatures = "\"engine-1\"";
+    const auto message = new_message();
+    ASSERT_EQ(check(*message), S_OK);
+    ASSERT_EQ(check(*message), S_OK);
+    EXPECT_EQ(scans().size(), 1U);
+    pool->signatures = "\"engine-2\"";
+    answer(ScanResult::Blocked);
+    ASSERT_EQ(check(*message), S_OK);
+    EXPECT_EQ(scans().size(), 2U);
+    EXPECT_EQ(verdict, ScanResult::Blocked);
+    pool->signatures = "\"engine-3\"";
+    ASSERT_EQ(check(*message), S_OK);
+    EXPECT_EQ(scans().size(), 2U) << "what was condemned stays condemned";
+    EXPECT_EQ(verdict, ScanResult::Blocked);
+    EXPECT_TRUE(log.contains("Additions params - RescanOnNewSignatures = 1"));
+}
+
+TEST_F(mail_checker, keeps_a_clean_verdict_under_new_signatures_otherwise)
+{
+    pool->signatures = "\"engine-1\"";
+    const auto message = new_message();
+    ASSERT_EQ(check(*message), S_OK);
+    pool->signatures = "\"engine-2\"";
+    ASSERT_EQ(check(*message), S_OK);
+    EXPECT_EQ(scans().size(), 1U);
+}
+
+TEST_F(mail_checker, knows_its_verdicts_without_a_pool)
+{
+    registry.set_number(winapi::registry_names::environment_key, winapi::registry_names::rescan_on_new_signatures, 1);
+    checker.Init(false, 4711, "client", "user");
+    pool->signatures = "\"engine-1\"";
+    const auto message = new_message();
+    ASSERT_EQ(check(*message), S_OK);
+    link->pool = nullptr; // broken since the connection was tested
+    verdict = ScanResult::None;
+    EXPECT_EQ(check(*message), S_OK);
+    EXPECT_EQ(verdict, ScanResult::Clean);
+}
+
 TEST_F(mail_checker, blocks_what_only_memory_knows_as_blocked)
 {
     const auto message = new_message();

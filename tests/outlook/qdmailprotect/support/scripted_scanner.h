@@ -42,6 +42,7 @@ class scripted_pool final : public icap::client::session_pool
 public:
     std::deque<scan_answer> answers;
     std::vector<scan_record> scans;
+    std::string signatures; ///< the ISTag
     bool query_raises = false;
     bool release_raises = false;
     int leased = 0; ///< sessions currently leased
@@ -51,6 +52,7 @@ public:
     std::shared_ptr<icap::client::session> query_session() override;
     void release_session(std::shared_ptr<icap::client::session> returned) override;
     void terminate() override {}
+    [[nodiscard]] std::string istag() const override { return signatures; }
 };
 
 /// A link whose state is set by the test. Records its calls, also as lines of the logger "wpx", so that their order

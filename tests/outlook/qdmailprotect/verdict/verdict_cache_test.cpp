@@ -421,6 +421,123 @@ TEST_F(verdict_cache, trims_itself_without_regard_to_age)
     EXPECT_GE(both.size(), 980U) << "only within the last bucket may the order count";
 }
 
+/// A cache that compares signatures.
+class verdict_by_signatures : public verdict_cache
+{
+protected:
+    verdict_by_signatures() { cache->SetSignatures("\"engine-1\""); }
+    /// Finds with a cache that has no memory, as after a restart of the client.
+    bool find_after_restart(stored_message& message, const std::string& signatures)
+    {
+        VerdictCache another;
+        another.SetSignatures(signatures);
+        return another.FindMessage(message.pointer(), verdict, &internal);
+    }
+};
+
+TEST_F(verdict_by_signatures, that_is_clean_counts_while_they_are_the_same)
+{
+    const auto message = new_message();
+    add(*message, ScanResult::Clean);
+    EXPECT_TRUE(find(*message));
+    EXPECT_FALSE(internal);
+    EXPECT_TRUE(find_after_restart(*message, "\"engine-1\""));
+    EXPECT_EQ(verdict, ScanResult::Clean);
+    EXPECT_FALSE(find_after_restart(*message, "\"engine-2\""));
+}
+
+TEST_F(verdict_by_signatures, that_is_clean_is_forgotten_on_the_message_and_in_memory_when_they_change)
+{
+    const auto message = new_message();
+    add(*message, ScanResult::Clean);
+    verdict = ScanResult::None;
+    cache->SetSignatures("\"engine-2\"");
+    log.clear();
+    EXPECT_FALSE(find(*message));
+    EXPECT_EQ(verdict, ScanResult::None);
+    const texts lines = leveled(log);
+    const std::string outdated = "500 Verdict was given by other signatures, the message is checked again";
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), outdated), 2) << "the message's and that in memory";
+    add(*message, ScanResult::Clean);
+    EXPECT_TRUE(find(*message));
+    EXPECT_TRUE(find_after_restart(*message, "\"engine-2\""));
+}
+
+TEST_F(verdict_by_signatures, that_is_not_clean_counts_whatever_they_are)
+{
+    for (const auto given : {ScanResult::Blocked, ScanResult::Repaired}) {
+        const auto message = new_message("id" + std::to_string(static_cast<int>(given)));
+        add(*message, given);
+        cache->SetSignatures("\"engine-2\"");
+        EXPECT_TRUE(find(*message));
+        EXPECT_EQ(verdict, given);
+        message->remove(test::verdict_tag(store));
+        EXPECT_TRUE(find(*message)) << "in memory";
+        EXPECT_EQ(verdict, given);
+    }
+    EXPECT_EQ(store.calls("message.GetIDsFromNames").size(), 2U)
+        << "there is no name for a property that is not needed";
+}
+
+TEST_F(verdict_by_signatures, that_was_stored_without_them_is_checked_again)
+{
+    const auto message = new_message();
+    VerdictCache former;
+    former.AddMessage(message->pointer(), ScanResult::Clean);
+    EXPECT_FALSE(find(*message));
+}
+
+TEST_F(verdict_by_signatures, counts_from_memory_where_the_message_lost_what_was_newer)
+{
+    const auto message = new_message();
+    add(*message, ScanResult::Clean);
+    cache->SetSignatures("\"engine-2\"");
+    const auto unsaved = new_message(); // the same message, on which the second verdict was never saved
+    unsaved->set_number(test::verdict_tag(store), 1);
+    add(*message, ScanResult::Clean);
+    EXPECT_TRUE(find(*unsaved));
+    EXPECT_TRUE(internal);
+    EXPECT_EQ(verdict, ScanResult::Clean);
+}
+
+TEST_F(verdict_by_signatures, keep_them_in_a_second_property_of_its_set)
+{
+    const auto message = new_message();
+    add(*message, ScanResult::Clean);
+    EXPECT_EQ(store.calls("message.GetIDsFromNames").back(),
+              "message.GetIDsFromNames 876fc580:2 " + std::to_string(MAPI_CREATE));
+    keep_verdict(1);
+    VerdictCache without_property;
+    without_property.SetSignatures("\"engine-1\"");
+    const auto other = new_message("other");
+    without_property.AddMessage(other->pointer(), ScanResult::Clean);
+    EXPECT_FALSE(find_after_restart(*other, "\"engine-1\"")) << "neither property is written";
+    EXPECT_TRUE(without_property.FindMessage(other->pointer(), verdict, &internal)) << "memory has both";
+}
+
+TEST_F(verdict_by_signatures, that_is_clean_does_not_count_where_the_store_has_no_name_for_them)
+{
+    const auto message = new_message();
+    find(*message); // both other names are known
+    store.refuse_names();
+    add(*message, ScanResult::Clean);
+    EXPECT_EQ(stored(*message), 1U);
+    EXPECT_TRUE(find(*message)) << "from memory";
+    EXPECT_TRUE(internal);
+}
+
+TEST_F(verdict_cache, without_signatures_counts_for_good)
+{
+    const auto message = new_message();
+    cache->SetSignatures("\"engine-1\"");
+    add(*message, ScanResult::Clean);
+    VerdictCache plain;
+    EXPECT_TRUE(plain.FindMessage(message->pointer(), verdict, nullptr));
+    const auto calls = store.calls("message.GetIDsFromNames").size();
+    plain.AddMessage(message->pointer(), ScanResult::Clean);
+    EXPECT_EQ(store.calls("message.GetIDsFromNames").size(), calls) << "no name for the signatures";
+}
+
 TEST_F(verdict_cache, knows_enveloped_messages_by_their_content_type)
 {
     const auto message = new_message();
