@@ -152,6 +152,7 @@ HRESULT MailChecker::CheckAttachment(ComPtr<IMessage> message, const std::string
         return S_OK;
     }
     LOG_LINE(logging::outlook_log(), 400, "   Starting the attach scan");
+    record.exchangeFailed = true; // until there is a verdict
     PoolPtr pool = services_.link->GetSessionManager();
     if (!pool) {
         LOG_LINE(logging::outlook_log(), 200, "No connection to ICAP server");
@@ -179,6 +180,11 @@ HRESULT MailChecker::ScanAttachment(IAttach* attach, PoolPtr pool, ComPtr<IStrea
     scan.data = std::make_shared<web::io_stream>(std::move(stream));
     ResponsePtr answer;
     record.scanResult = lease->scan(scan, answer);
+    record.exchangeFailed = record.scanResult == ScanResult::None;
+    if (scan.hardened && record.scanResult == ScanResult::Repaired) {
+        record.repair = std::move(answer);
+        return S_OK;
+    }
     record.noticeHtml = ReadContents(answer.get());
     return S_OK;
 }
@@ -202,6 +208,12 @@ HRESULT MailChecker::CheckEmbeddedMessage(ComPtr<IUnknown> object, AttachmentRes
     } else {
         response.reset();
         result = CheckMessageAsMimeSheet(false, embedded, record.scanResult, response);
+        record.exchangeFailed = body.exchangeFailed || record.scanResult == ScanResult::None;
+        const bool repaired = body.scanResult == ScanResult::Repaired || record.scanResult == ScanResult::Repaired;
+        if (switches_.hardenedScanning && repaired && record.scanResult != ScanResult::Blocked) {
+            record.scanResult = ScanResult::Repaired;
+            response.reset(); // it contains no notice
+        }
     }
     // An answer that cannot be read must not end the check of the remaining attachments.
     return ScanBorder(*services_.link, [&] {

@@ -81,6 +81,7 @@ HRESULT MailChecker::CheckBody(ComPtr<IMessage> message, const std::string& tag,
     std::uint32_t codePage = 0;
     GetPropLong(message.get(), PR_INTERNET_CPID, codePage);
     LOG_LINE(logging::outlook_log(), 400, "CPID: " << codePage);
+    body.exchangeFailed = true; // until there is a verdict
     PoolPtr pool = services_.link->GetSessionManager();
     if (!pool) {
         LOG_LINE(logging::outlook_log(), 200, "No connection to ICAP server");
@@ -108,5 +109,6 @@ HRESULT MailChecker::ScanBody(PoolPtr pool, ComPtr<IStream> stream, const std::s
     }
     body.scanResponse = std::move(answer);
     body.scanResult = result;
+    body.exchangeFailed = result == ScanResult::None;
     return S_OK;
 }

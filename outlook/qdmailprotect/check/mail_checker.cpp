@@ -188,17 +188,39 @@ HRESULT MailChecker::CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<I
              "Attachments checked, hr=0x" << HexResult(attachmentsChecked)
                                           << ", generated results: " << attachments.size());
 
-    DisinfectIfDue(message, body, attachments, item, blockDisplay);
+    JudgeMessage(message, body, attachments, attachmentsChecked, item, verdict, blockDisplay);
+    return S_OK;
+}
 
-    const bool condemned = std::any_of(attachments.begin(), attachments.end(), IsBlocked);
+void MailChecker::JudgeMessage(const ComPtr<IMessage>& message, MailBodyInfo& body,
+                               std::vector<AttachmentResult>& attachments, HRESULT attachmentsChecked,
+                               const ComPtr<IUnknown>& item, ScanResult& verdict, bool& blockDisplay)
+{
+    const bool hardened = switches_.hardenedScanning;
+    if (hardened) {
+        ApplyRepairs(message.get(), body, attachments);
+    }
+    const bool condemned =
+        body.scanResult == ScanResult::Blocked || std::any_of(attachments.begin(), attachments.end(), IsBlocked);
+    bool disinfected = true;
+    if (hardened && condemned) {
+        disinfected = DisinfectOrBlock(message, body, attachments, item, blockDisplay);
+    } else {
+        DisinfectIfDue(message, body, attachments, item, blockDisplay);
+    }
+
     verdict = condemned ? ScanResult::Blocked : body.scanResult;
+    if (hardened && !condemned && AnyExchangeFailed(body, attachments)) {
+        verdict = ScanResult::None; // the next opening tries again
+    }
     LOG_LINE(logging::outlook_log(), 500, "Calculated scan result = " << Number(verdict));
-    if (verdict != ScanResult::None) {
+    if (!disinfected) {
+        verdicts_.RememberMessage(message.get(), verdict); // on the message it would open what is condemned
+    } else if (verdict != ScanResult::None) {
         verdicts_.AddMessage(message.get(), verdict);
         // The text mentions the save, but the value has always been the result of the attachment check.
         LOG_LINE(logging::outlook_log(), 500, "Saving message result = 0x" << HexResult(attachmentsChecked));
     }
-    return S_OK;
 }
 
 /// What is scanned from now on is judged by these signatures or by newer ones.

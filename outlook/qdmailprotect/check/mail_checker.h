@@ -22,6 +22,9 @@ inline constexpr HRESULT NoServiceAvailable = 240;
 /// The maximum wait for the scan of one object, in milliseconds.
 inline constexpr std::uint32_t ScanTimeout = 60000;
 
+/// Returns true if an object that was to be scanned has no complete verdict.
+bool AnyExchangeFailed(const MailBodyInfo& body, const std::vector<AttachmentResult>& attachments);
+
 /// The dependencies of a MailChecker.
 struct MailCheckerServices
 {
@@ -71,10 +74,22 @@ private:
     HRESULT CheckOpenedMessage(bool connectNow, bool useCache, ComPtr<IUnknown> item, ScanResult& verdict,
                                bool& blockDisplay);
     void FollowSignatures();
+    /// Executes the results of both checks on the message, calculates the verdict from them, and stores it.
+    /// `attachmentsChecked` is the result of the attachment check.
+    void JudgeMessage(const ComPtr<IMessage>& message, MailBodyInfo& body, std::vector<AttachmentResult>& attachments,
+                      HRESULT attachmentsChecked, const ComPtr<IUnknown>& item, ScanResult& verdict,
+                      bool& blockDisplay);
     void DisinfectIfDue(const ComPtr<IMessage>& message, const MailBodyInfo& body,
                         std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item, bool& blockDisplay);
     HRESULT DisinfectMessage(ComPtr<IMessage> message, const MailBodyInfo& body,
                              std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item);
+
+    /// Writes repaired contents into the message and saves it. What the store does not take counts as condemned.
+    void ApplyRepairs(IMessage* message, MailBodyInfo& body, std::vector<AttachmentResult>& attachments);
+    /// Disinfects a condemned message. Returns true if nothing condemned is left in the message as it is displayed
+    /// next; otherwise the display is blocked. Does not throw a std::exception.
+    bool DisinfectOrBlock(const ComPtr<IMessage>& message, const MailBodyInfo& body,
+                          std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item, bool& blockDisplay);
 
     HRESULT CheckMessageAsMimeSheet(bool useCache, ComPtr<IMessage> message, ScanResult& verdict,
                                     ResponsePtr& response);

@@ -28,12 +28,14 @@ HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> messa
         return E_FAIL;
     }
     LOG_LINE(logging::outlook_log(), 400, "Got the base message");
-    if (ModifyMailBody(base, body, attachments, texts)) {
+    const bool modified = ModifyMailBody(base, body, attachments, texts);
+    if (modified) {
         LOG_LINE(logging::outlook_log(), 400, "Changing the message subject");
         MarkSubject(base.get(), texts);
     }
     // The message loses its encrypted form even if its body was not replaced.
-    verdicts.UnencryptBaseMessage(base.get());
-    base->SaveChanges(0);
+    const bool unencrypted = verdicts.UnencryptBaseMessage(base.get());
+    const HRESULT saved = base->SaveChanges(0);
+    body.replaced = modified && unencrypted && SUCCEEDED(saved);
     return S_OK;
 }

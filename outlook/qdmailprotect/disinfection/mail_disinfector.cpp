@@ -71,18 +71,31 @@ std::wstring NoticeName(const AttachmentResult& record)
     return (record.fileName.empty() ? std::to_wstring(record.attachNumber) : record.fileName) + L".htm";
 }
 
-/// Adds the scanner's notices in place of the deleted attachments. `result` receives the result of the last notice.
-void AddNotices(const ComPtr<IMessage>& message, const std::vector<AttachmentResult>& attachments, HRESULT& result)
+/// Returns the scanner's notice. For a repaired attachment, which has none, the page consists of the subject's text.
+std::string NoticeOf(const AttachmentResult& record, const StringResources& texts)
+{
+    if (!record.repairRefused) {
+        return record.noticeHtml;
+    }
+    return "<html><head><meta charset=\"utf-8\"></head><body><p>" +
+           winapi::conv_to_char(texts.Load(StringResources::ModifiedSubject), winapi::code_page_utf8) +
+           "</p></body></html>";
+}
+
+/// Adds the notices in place of the deleted attachments. `result` receives the result of the last notice.
+void AddNotices(const ComPtr<IMessage>& message, const std::vector<AttachmentResult>& attachments,
+                const StringResources& texts, HRESULT& result)
 {
     for (const AttachmentResult& record : attachments) {
-        if (!record.deleted || record.noticeHtml.empty()) {
+        const std::string notice = NoticeOf(record, texts);
+        if (!record.deleted || notice.empty()) {
             LOG_LINE(logging::outlook_log(), 400,
                      "   Skipping the new attach creation for " << record.attachNumber
-                                                                << ", HTML size = " << record.noticeHtml.size());
+                                                                << ", HTML size = " << notice.size());
             continue;
         }
         const std::wstring name = NoticeName(record);
-        result = AddTextAttachment(message, name, record.noticeHtml, L"text/html");
+        result = AddTextAttachment(message, name, notice, L"text/html");
         LOG_LINE(logging::outlook_log(), 400,
                  "   Added new attach: " << winapi::conv_to_char(name) << ", result: 0x" << HexResult(result));
     }
@@ -104,10 +117,11 @@ HRESULT MailDisinfector::DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessag
     HRESULT result = S_OK;
     SortByNumber(attachments);
     DeleteCondemned(message.get(), attachments, result, changed);
-    AddNotices(message, attachments, result);
+    AddNotices(message, attachments, *texts_, result);
     if (body.scanResult == ScanResult::Blocked && HasContents(body.scanResponse.get())) {
         // This outcome applies to the whole message: deletions alone no longer change the subject.
         changed = ModifyMailBody(message, body, attachments, *texts_);
+        body.replaced = changed;
     }
     if (changed) {
         MarkSubject(message.get(), *texts_);

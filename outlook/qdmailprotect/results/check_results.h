@@ -26,6 +26,9 @@ struct MailBodyInfo
     std::string plainBody;                                ///< the plain text body as read
     std::shared_ptr<icap::response_message> scanResponse; ///< the scanner's answer; may be null
     ScanResult scanResult = ScanResult::None;             ///< Blocked: the body must be replaced
+    bool exchangeFailed = false;                          ///< the body was to be scanned, and there is no verdict
+    /// Set by disinfection after the replacement. Mutable because the rest of the record is its input.
+    mutable bool replaced = false;
 };
 
 /// The result of an attachment check as input for disinfection. Also describes an image to be attached.
@@ -40,4 +43,7 @@ struct AttachmentResult
     ScanResult scanResult = ScanResult::None; ///< Blocked: the attachment must be removed
     std::wstring contentId;                   ///< images only
     std::vector<std::byte> data;              ///< images only
+    bool exchangeFailed = false;              ///< the attachment was to be scanned, and there is no complete verdict
+    std::shared_ptr<icap::response_message> repair; ///< hardened scanning only: contains the repaired contents
+    bool repairRefused = false;                     ///< condemned because the store does not take the repaired contents
 };

@@ -246,6 +246,11 @@ void VerdictCache::AddMessage(IMessage* message, ScanResult verdict)
         LOG_LINE(logging::outlook_log(), 500, "Adding message result: 0x" << HexResult(result));
         WriteSignatures(target.get(), verdict);
     }
+    RememberMessage(message, verdict);
+}
+
+void VerdictCache::RememberMessage(IMessage* message, ScanResult verdict)
+{
     std::string id;
     if (GetPropNarrowString(message, PR_ENTRYID, id) && !id.empty()) {
         AddToInternalCache(id, verdict);

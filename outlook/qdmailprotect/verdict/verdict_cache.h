@@ -26,6 +26,8 @@ public:
     bool FindMessage(IMessage* message, ScanResult& verdict, bool* seenInternally);
     /// Records a verdict, which must not be ScanResult::None, in both tiers. The message is not saved.
     void AddMessage(IMessage* message, ScanResult verdict);
+    /// Records a verdict in memory only, so that it is found without the changes that the message should have had.
+    void RememberMessage(IMessage* message, ScanResult verdict);
     /// Returns true for an S/MIME enveloped message; a signed one does not count as encrypted.
     bool IsEncrypted(IMessage* message);
     /// Converts a decrypted base message to an ordinary note; returns true if the store accepted the change.
