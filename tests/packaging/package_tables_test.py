@@ -43,9 +43,25 @@ class Tables(unittest.TestCase):
         self.assertEqual((VERSION, "", 2), (newer["VersionMin"], newer["VersionMax"], int(newer["Attributes"])))
         self.assertEqual(["Installed OR NOT NEWERVERSION"], [row["Condition"] for row in table("LaunchCondition")])
 
-    def test_the_properties_of_the_search_are_secure(self):
+    def test_the_properties_of_the_search_and_of_the_administrator_are_secure(self):
         secure, = [row["Value"] for row in table("Property") if row["Property"] == "SecureCustomProperties"]
-        self.assertEqual({"OTHERBUILDS", "NEWERVERSION"}, set(secure.split(";")))
+        self.assertEqual({"OTHERBUILDS", "NEWERVERSION", "HARDENED"}, set(secure.split(";")))
+
+    def test_hardened_scanning_is_switched_on_unless_it_is_refused(self):
+        properties = {row["Property"]: row["Value"] for row in table("Property")}
+        self.assertEqual("1", properties["HARDENED"])
+        component, = [row for row in table("Component") if row["Component"] == "HardenedScanning"]
+        self.assertEqual('HARDENED <> "0"', component["Condition"])
+        value, = [row for row in table("Registry") if row["Component_"] == "HardenedScanning"]
+        self.assertEqual(("2", "SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment", "HardenedScanning", "#1"),
+                         (value["Root"], value["Key"], value["Name"], value["Value"]))  # below HKLM, a number
+        # Of the 64-bit view, with the value as the part that shows whether it is installed.
+        self.assertEqual((256 + 4, value["Registry"]), (int(component["Attributes"]), component["KeyPath"]))
+        self.assertIn(("AddIn", "HardenedScanning"),
+                      {(row["Feature_"], row["Component_"]) for row in table("FeatureComponents")})
+
+    def test_nothing_else_depends_on_a_condition(self):
+        self.assertEqual({"HardenedScanning"}, {row["Component"] for row in table("Component") if row["Condition"]})
 
     def test_other_builds_are_removed_before_files_are_written(self):
         order = {row["Action"]: int(row["Sequence"]) for row in table("InstallExecuteSequence")}

@@ -36,6 +36,7 @@ ADDINS = "Software\\Microsoft\\Office\\Outlook\\Addins"
 REFUSED = 1603 & 0xFF  # a fatal error of the installation, as the system cuts it
 # What the system's installer makes for all products at its first one, and keeps.
 INSTALLERS_OWN = re.compile(r"\\Installer(\\(Features|Products|UpgradeCodes|UserData(\\S-1-5-18(\\(Components|Products))?)?))?$")
+SWITCHES = "Software\\MorvelaneLab\\TRAL\\11.0\\Environment"
 PARENTS = {"Software\\Microsoft\\Office", "Software\\Microsoft\\Office\\Outlook", ADDINS}
 
 
@@ -187,6 +188,12 @@ class Package(Machine):
         self.package = next((WINDOWS / "packaging").glob("postwarden-*-x64.msi"))
         self.files = self.program_files()
 
+    def entries(self, hardened=True):
+        """Returns what an installation writes: the entries of self-registration, and the switch unless it is refused."""
+        path = self.INSTALLED + "postwarden.dll"
+        switch = {SWITCHES: {"HardenedScanning": 1}} if hardened else {}
+        return {**addin_keys(), **class_keys(path), **library_keys(path), **switch}
+
     def install(self, package, *properties):
         self.assertEqual(0, DESK.install("/i", package, *properties))
         self.addCleanup(DESK.install, "/x", package)  # where the test has removed it there is nothing to do
@@ -203,8 +210,7 @@ class Package(Machine):
 
     def test_writes_the_entries_of_self_registration_and_leaves_nothing(self):
         self.install(self.package)
-        path = self.INSTALLED + "postwarden.dll"
-        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertEqual((self.entries(), {}), self.changes())
         self.assertEqual({"Morvelane Lab", "Morvelane Lab/postwarden", "Morvelane Lab/postwarden/postwarden.dll"},
                          self.installed_files())
         done = mailhost(FOLDER / "empty")
@@ -222,8 +228,7 @@ class Package(Machine):
         (DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll").unlink()
         # Equivalent to "msiexec /famus"; Wine supports only the long form.
         self.install(self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")
-        path = self.INSTALLED + "postwarden.dll"
-        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertEqual((self.entries(), {}), self.changes())
         self.assertIn("Morvelane Lab/postwarden/postwarden.dll", self.installed_files())
 
     def test_installs_the_german_texts_when_asked(self):
@@ -234,6 +239,27 @@ class Package(Machine):
         self.assertTrue(opened[0]["after"]["subject"].startswith("[Morvelane Ostrand 10.1] Es wurde"), opened)
         self.remove(self.package)
         self.assertEqual(set(), self.installed_files())
+
+    def test_switches_hardened_scanning_on_for_the_module_that_it_installs(self):
+        self.install(self.package)
+        log = FOLDER / "hardened.log"
+        done = mailhost("--log", windows_path(log), "--log-level", "500", FOLDER / "messages" / "25-condemned-body.msg")
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertIn("Additions params - HardenedScanning = 1", log.read_text("utf-8", "replace"))
+
+    def test_leaves_hardened_scanning_off_when_it_is_refused(self):
+        self.install(self.package, "HARDENED=0")
+        self.assertEqual((self.entries(hardened=False), {}), self.changes())
+        self.install(self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")  # a repair does not switch it on
+        self.assertEqual((self.entries(hardened=False), {}), self.changes())
+        self.remove(self.package)
+        self.assertEqual(set(), self.installed_files())
+
+    def test_takes_hardened_scanning_back_when_a_newer_version_is_to_be_without(self):
+        self.install(self.package)
+        newer = self.make_package("refused", "9.0.0")
+        self.install(newer, "HARDENED=0")
+        self.assertEqual((self.entries(hardened=False), {}), self.changes())
 
     def make_package(self, name, version):
         """Makes a package of that version with a module that differs from the build's."""
@@ -259,8 +285,7 @@ class Package(Machine):
         self.assertEqual(1, len(products), products)
         installed = DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll"
         self.assertEqual((package.parent / "postwarden.dll").read_bytes(), installed.read_bytes())
-        path = self.INSTALLED + "postwarden.dll"
-        self.assertEqual(({**addin_keys(), **class_keys(path), **library_keys(path)}, {}), self.changes())
+        self.assertEqual((self.entries(), {}), self.changes())
         return products
 
     def test_takes_the_place_of_an_older_version(self):
