@@ -11,6 +11,13 @@
 
 namespace host::msg {
 
+/// The code page of the narrow texts of an object; 0: the ANSI one.
+struct narrow_page
+{
+    std::uint32_t number = 0;
+    bool exact = false; ///< specified for these texts, not only for the message in transit
+};
+
 /// A property in the form in which it was read.
 struct kept_property
 {
@@ -33,7 +40,7 @@ struct kept_object final : property_origin
     GUID class_id{};
     std::shared_ptr<const name_mapping> names; ///< of the file
     bool narrow = false;                       ///< all its texts are in the code page
-    std::uint32_t code_page = 0;
+    narrow_page page;
 };
 
 /// Returns the kept data of an object; null if it was not read from a message file.

@@ -2,6 +2,7 @@
 
 #include "mail/msg/object_composer.h"
 #include "store/tags.h"
+#include "tool/system/conversions.h"
 
 #include <algorithm>
 #include <set>
@@ -82,7 +83,7 @@ private:
     void compose(const message_record& message, object_kind kind, storage_builder& target)
     {
         const kept_object* kept = kept_of(*message.properties);
-        const text_form texts{kept && kept->narrow, kept ? kept->code_page : 0};
+        const text_form texts{kept && kept->narrow, kept ? winapi::eight_bit_code_page(kept->page.number) : 0};
         std::string header = header_of(kept, kind);
         numbering recipients;
         for (const auto& recipient : message.recipients) {

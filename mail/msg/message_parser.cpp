@@ -30,7 +30,7 @@ public:
     {}
 
     message_record parse(storage_contents& contents, const storage_tree::storage& self, object_kind kind,
-                         std::uint32_t inherited, int depth)
+                         narrow_page inherited, int depth)
     {
         message_record record;
         record.store = file_.store;
@@ -40,10 +40,10 @@ public:
         expect_count(kept->header, recipient_count, recipients.size(), "recipients");
         expect_count(kept->header, attachment_count, attachments.size(), "attachments");
         for (const auto& [number, storage] : recipients) {
-            record.recipients.push_back(parse_recipient(*storage, kept->code_page));
+            record.recipients.push_back(parse_recipient(*storage, kept->page));
         }
         for (const auto& [number, storage] : attachments) {
-            record.attachments.emplace(number, parse_attachment(*storage, kept->code_page, depth));
+            record.attachments.emplace(number, parse_attachment(*storage, kept->page, depth));
         }
         finish(*kept, contents, self);
         record.properties->origin(kept);
@@ -51,29 +51,29 @@ public:
     }
 
 private:
-    std::shared_ptr<property_bag> parse_recipient(const storage_tree::storage& storage, std::uint32_t code_page)
+    std::shared_ptr<property_bag> parse_recipient(const storage_tree::storage& storage, narrow_page page)
     {
         auto bag = std::make_shared<property_bag>();
         storage_contents contents(*storage.contents);
-        const auto kept = parse_properties(contents, object_kind::recipient, file_, code_page, *bag);
+        const auto kept = parse_properties(contents, object_kind::recipient, file_, page, *bag);
         finish(*kept, contents, storage);
         bag->origin(kept);
         return bag;
     }
 
-    attachment_record parse_attachment(const storage_tree::storage& storage, std::uint32_t code_page, int depth)
+    attachment_record parse_attachment(const storage_tree::storage& storage, narrow_page page, int depth)
     {
         attachment_record result;
         storage_contents contents(*storage.contents);
-        const auto kept = parse_properties(contents, object_kind::attachment, file_, code_page, *result.properties);
-        take_message(*kept, result, code_page, depth);
+        const auto kept = parse_properties(contents, object_kind::attachment, file_, page, *result.properties);
+        take_message(*kept, result, page, depth);
         finish(*kept, contents, storage);
         result.properties->origin(kept);
         return result;
     }
 
     /// Replaces the storage with an embedded message by the message.
-    void take_message(kept_object& kept, attachment_record& attachment, std::uint32_t code_page, int depth)
+    void take_message(kept_object& kept, attachment_record& attachment, narrow_page page, int depth)
     {
         const property_value* method = attachment.properties->find(PROP_ID(PR_ATTACH_METHOD));
         const property_value* data = attachment.properties->find(PROP_ID(PR_ATTACH_DATA_OBJ));
@@ -90,8 +90,8 @@ private:
         property->value = {PT_OBJECT, {}};
         attachment.properties->erase(PROP_ID(PR_ATTACH_DATA_OBJ));
         storage_contents contents(*storage.contents);
-        attachment.embedded = std::make_shared<const message_record>(
-            parse(contents, storage, object_kind::embedded, code_page, depth + 1));
+        attachment.embedded =
+            std::make_shared<const message_record>(parse(contents, storage, object_kind::embedded, page, depth + 1));
     }
 
     static void finish(kept_object& kept, const storage_contents& contents, const storage_tree::storage& self)
@@ -112,7 +112,7 @@ message_record parse_message(const storage_tree& root, const std::shared_ptr<sto
     const auto* names = contents.take_storage(names_storage);
     message_parser parser({store, std::make_shared<const name_mapping>(names ? names->contents : nullptr)});
     const storage_ptr borrowed(std::shared_ptr<const void>(), &root);
-    return parser.parse(contents, {{}, borrowed}, object_kind::message, 0, 0);
+    return parser.parse(contents, {{}, borrowed}, object_kind::message, {}, 0);
 }
 
 } // namespace host::msg

@@ -143,15 +143,27 @@ bool is_usable(std::uint32_t code_page)
     }
 }
 
-std::uint32_t code_page_of(const std::vector<taken_property>& properties, std::uint32_t inherited)
+/// Returns the code page of a property, or the 8-bit one of its language if this system has only that; 0 if neither is
+/// usable.
+std::uint32_t usable_page(std::uint32_t code_page)
 {
-    for (const std::uint32_t tag : {std::uint32_t{tag::message_code_page}, std::uint32_t{PR_INTERNET_CPID}}) {
-        const std::uint32_t told = number_of_property(properties, tag);
-        if (is_usable(told)) {
-            return told;
-        }
+    const std::uint32_t eight_bit = winapi::eight_bit_code_page(code_page);
+    if (!is_usable(eight_bit)) {
+        return 0;
     }
-    return inherited;
+    return is_usable(code_page) ? code_page : eight_bit;
+}
+
+/// A code page for the texts, that of the enclosing message included, precedes that of the message in transit: whoever
+/// wrote the file wrote the texts of all its messages in one code page.
+narrow_page page_of(const std::vector<taken_property>& properties, narrow_page inherited)
+{
+    const std::uint32_t of_texts = usable_page(number_of_property(properties, tag::message_code_page));
+    if (of_texts != 0) {
+        return {of_texts, true};
+    }
+    const std::uint32_t in_transit = usable_page(number_of_property(properties, PR_INTERNET_CPID));
+    return in_transit != 0 && !inherited.exact ? narrow_page{in_transit, false} : inherited;
 }
 
 bool all_narrow(const std::vector<taken_property>& properties)
@@ -204,12 +216,12 @@ property_value decode_or_empty(const stored_property& property, std::uint32_t co
 } // namespace
 
 std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_kind kind, const file_context& file,
-                                              std::uint32_t inherited, property_bag& bag)
+                                              narrow_page inherited, property_bag& bag)
 {
     auto kept = std::make_shared<kept_object>();
     kept->names = file.names;
     auto properties = take_properties(storage, kind, kept->header);
-    kept->code_page = code_page_of(properties, inherited);
+    kept->page = page_of(properties, inherited);
     kept->narrow = all_narrow(properties);
     const std::uint32_t html_page = number_of_property(properties, PR_INTERNET_CPID);
 
@@ -219,7 +231,7 @@ std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_
         property.id = store_id(PROP_ID(stored.tag()), file);
         property.shadow = repeated;
         if (!repeated) {
-            property.value = decode_or_empty(stored, kept->code_page);
+            property.value = decode_or_empty(stored, kept->page.number);
         }
         if (is_message(kind) && property.id == html_id && is_string(property.value.type)) {
             property.value = html_bytes(property.value, html_page);

@@ -17,9 +17,9 @@ struct file_context
 };
 
 /// Removes the properties of one object from its storage and fills `bag` with them. The caller must add the remaining
-/// contents of the storage to the result. `inherited` is the code page of the enclosing message, for an object that
-/// specifies none. Throws unreadable_message with the reason.
+/// contents of the storage to the result. `inherited` is the code page of the enclosing message. Throws
+/// unreadable_message with the reason.
 std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_kind kind, const file_context& file,
-                                              std::uint32_t inherited, property_bag& bag);
+                                              narrow_page inherited, property_bag& bag);
 
 } // namespace host::msg

@@ -3,6 +3,7 @@
 #include "store/unreadable_message.h"
 #include "tool/system/conversions.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <stdexcept>
@@ -119,6 +120,25 @@ bool ends_in_zero(const bytes& text)
     return text.size() != 0 && text.read(text.size() - 1, &last, 1) == 1 && last == '\0';
 }
 
+bool is_seven_bit(std::string_view text)
+{
+    return std::none_of(text.begin(), text.end(),
+                        [](char letter) { return static_cast<unsigned char>(letter) >= 0x80; });
+}
+
+/// Returns the code page of narrow texts, where `specified` is that of the message.
+std::uint32_t page_of_texts(const std::vector<std::string>& texts, std::uint32_t specified)
+{
+    const std::uint32_t eight_bit = winapi::eight_bit_code_page(specified);
+    return eight_bit == specified || std::all_of(texts.begin(), texts.end(), is_seven_bit) ? specified : eight_bit;
+}
+
+std::uint32_t page_of_text(const bytes& text, std::uint32_t specified)
+{
+    const bool is_plain = winapi::eight_bit_code_page(specified) == specified;
+    return is_plain ? specified : page_of_texts({to_string(text)}, specified);
+}
+
 property_value decode_stream(const stored_property& stored, std::uint32_t code_page)
 {
     const std::uint32_t type = PROP_TYPE(stored.tag());
@@ -129,7 +149,8 @@ property_value decode_stream(const stored_property& stored, std::uint32_t code_p
         return property_value::of_text(without_end(from_utf16le(to_string(*data))));
     case PT_STRING8:
         expect_size(stored, data->size(), 2);
-        return {type, ends_in_zero(*data) ? bytes_of(without_end(to_string(*data))) : data, code_page};
+        return {type, ends_in_zero(*data) ? bytes_of(without_end(to_string(*data))) : data,
+                page_of_text(*data, code_page)};
     case PT_CLSID:
         if (data->size() != sizeof(GUID)) {
             refuse_property(stored.tag(), "has another size than its kind");
@@ -181,7 +202,8 @@ property_value decode_streams(const stored_property& stored, std::uint32_t code_
         std::string item = to_string(*stored.streams[i].contents);
         list.push_back(type == (PT_STRING8 | MV_FLAG) ? without_end(std::move(item)) : std::move(item));
     }
-    return {type, std::move(list), type == (PT_STRING8 | MV_FLAG) ? code_page : 0};
+    const std::uint32_t page = type == (PT_STRING8 | MV_FLAG) ? page_of_texts(list, code_page) : 0;
+    return {type, std::move(list), page};
 }
 
 property_value decode_unknown(const stored_property& stored)

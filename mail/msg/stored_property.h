@@ -20,7 +20,8 @@ struct stored_property
     [[nodiscard]] std::uint32_t tag() const { return tag_of(entry); }
 };
 
-/// Returns the value of a property; narrow text is in `code_page`. One zero at the end of a text is its terminator and
+/// Returns the value of a property. Narrow text is in `code_page`, or in the 8-bit code page of its language if
+/// `code_page` is a 7-bit one and the text is not. One zero at the end of a text is its terminator and
 /// not part of it. Throws unreadable_message if the parts are inconsistent.
 property_value decode(const stored_property& stored, std::uint32_t code_page);
 

@@ -71,6 +71,28 @@ std::uint32_t ansi_code_page(std::uint32_t code_page) noexcept
     return before;
 }
 
+std::uint32_t eight_bit_code_page(std::uint32_t code_page) noexcept
+{
+    switch (code_page) {
+    case 20127: // US-ASCII
+    case 65000: // UTF-7
+        return 0;
+    case 50220: // ISO-2022-JP and its variants
+    case 50221:
+    case 50222:
+        return 932;
+    case 50225: // ISO-2022-KR
+        return 949;
+    case 50227: // ISO-2022-CN
+    case 52936: // HZ
+        return 936;
+    case 50229: // ISO-2022-CN, traditional
+        return 950;
+    default:
+        return code_page;
+    }
+}
+
 std::string to_hex(std::uint64_t value)
 {
     std::array<char, 16> digits{};

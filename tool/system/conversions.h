@@ -24,9 +24,14 @@ std::wstring conv_to_wide(std::string_view text, std::uint32_t code_page = code_
 /// code_page_thread_ansi means that of the calling thread's locale, which can differ; elsewhere it is the same.
 [[nodiscard]] std::uint32_t ansi_code_page() noexcept;
 
-/// Replaces both ANSI code pages for the whole process and returns the former number; 0 restores the system's. For tests,
-/// and for hosts that know the user's code page better.
+/// Replaces both ANSI code pages for the whole process and returns the former number; 0 restores the system's. For
+/// tests, and for hosts that know the user's code page better.
 std::uint32_t ansi_code_page(std::uint32_t code_page) noexcept;
+
+/// Returns the code page of 8-bit text in the language of a 7-bit code page, which only mail in transit uses: 932 for
+/// ISO-2022-JP. Returns 0 if the 7-bit code page belongs to no language, such as US-ASCII. Any other code page is
+/// returned unchanged.
+[[nodiscard]] std::uint32_t eight_bit_code_page(std::uint32_t code_page) noexcept;
 
 /// Returns `value` in lower-case hexadecimal without leading zeros.
 std::string to_hex(std::uint64_t value);

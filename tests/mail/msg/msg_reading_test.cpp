@@ -402,6 +402,80 @@ TEST_F(MsgReading, FallsBackToTheAnsiPageForPagesThatNobodyKnows)
     winapi::ansi_code_page(before);
 }
 
+/// Returns a narrow message with a subject, whose code pages the caller adds.
+made_object narrow_message(const std::string& subject)
+{
+    return made_object::message().narrow(PR_MESSAGE_CLASS_W - 1, "IPM.Note").narrow(PR_SUBJECT_W - 1, subject);
+}
+
+TEST_F(MsgReading, TakesThePageOfTheMessageInTransitIfNoneIsSpecifiedForTexts)
+{
+    const std::string greek = winapi::conv_to_char(L"Θέμα", 1253);
+    const auto file = make(narrow_message(greek)
+                               .entry(PR_INTERNET_CPID, 1253)
+                               .recipient(0, made_object::part().narrow(PR_DISPLAY_NAME_W - 1, greek)));
+    const message_record record = read(file);
+    EXPECT_EQ(L"Θέμα", wide_in(*record.properties, PR_SUBJECT_W));
+    EXPECT_EQ(L"Θέμα", wide_in(*record.recipients.at(0), PR_DISPLAY_NAME_W));
+    EXPECT_EQ("", rewriting_differs(file));
+    const auto both = make(narrow_message(greek).entry(PR_INTERNET_CPID, 1251).entry(tag::message_code_page, 1253));
+    EXPECT_EQ(L"Θέμα", wide_in(*read(both).properties, PR_SUBJECT_W));
+}
+
+TEST_F(MsgReading, TakesTheEightBitPageOfTheLanguageForTextThatIsNotInASevenBitPage)
+{
+    const std::string text = "\x93\xFA\x96{\x8C\xEA"; // 932
+    for (const std::uint32_t page : {50220U, 50221U, 50222U}) {
+        const auto file = make(narrow_message(text)
+                                   .entry(PR_INTERNET_CPID, page)
+                                   .value(0x6100101E, std::string("\7\0\0\0", 4))
+                                   .stream("__substg1.0_6100101E-00000000", text + '\0')
+                                   .attachment(0, made_object::part().narrow(PR_ATTACH_LONG_FILENAME_W - 1, text)));
+        const message_record record = read(file);
+        EXPECT_EQ(L"日本語", wide_in(*record.properties, PR_SUBJECT_W)) << page;
+        EXPECT_EQ(L"日本語", wide_in(*record.attachments.at(0).properties, PR_ATTACH_LONG_FILENAME_W)) << page;
+        EXPECT_EQ(932U, property(*record.properties, 0x6100101E).code_page) << page;
+        EXPECT_EQ("", rewriting_differs(file)) << page;
+    }
+}
+
+TEST_F(MsgReading, TakesAPageWithoutALanguageForNone)
+{
+    const auto before = winapi::ansi_code_page(1252);
+    const auto file = make(narrow_message("\xE4").entry(PR_INTERNET_CPID, 20127));
+    EXPECT_EQ(L"ä", wide_in(*read(file).properties, PR_SUBJECT_W));
+    EXPECT_EQ("", rewriting_differs(file));
+    const auto without = make(narrow_message("\xE4"));
+    EXPECT_EQ(L"ä", wide_in(*read(without).properties, PR_SUBJECT_W));
+    EXPECT_EQ("", rewriting_differs(without));
+    winapi::ansi_code_page(before);
+}
+
+TEST_F(MsgReading, TakesThePageOfAnEmbeddedMessageFromTheOneThatEnclosesIt)
+{
+    const std::string cyrillic = winapi::conv_to_char(L"Договор", 1251);
+    const auto subject_of = [&](made_object outer, made_object inner) {
+        inner.narrow(PR_SUBJECT_W - 1, cyrillic);
+        const auto file = make(outer.attachment(0, made_object::part()
+                                                       .entry(PR_ATTACH_METHOD, 5)
+                                                       .entry(PR_ATTACH_DATA_OBJ, 0xFFFFFFFF, 1)
+                                                       .storage("__substg1.0_3701000D", inner.build())));
+        EXPECT_EQ("", rewriting_differs(file));
+        return wide_in(*read(file).attachments.at(0).embedded->properties, PR_SUBJECT_W);
+    };
+    const auto in_transit = [](made_object object, std::uint32_t page) { return object.entry(PR_INTERNET_CPID, page); };
+    const auto of_texts = [](made_object object, std::uint32_t page) {
+        return object.entry(tag::message_code_page, page);
+    };
+    const made_object outer = narrow_message("a");
+    const made_object inner = made_object::embedded();
+    EXPECT_EQ(L"Договор", subject_of(of_texts(outer, 1251), inner));
+    EXPECT_EQ(L"Договор", subject_of(in_transit(outer, 1251), inner));
+    EXPECT_EQ(L"Договор", subject_of(in_transit(outer, 1252), in_transit(inner, 1251)));
+    EXPECT_EQ(L"Договор", subject_of(of_texts(outer, 1252), of_texts(inner, 1251)));
+    EXPECT_EQ(L"Договор", subject_of(of_texts(outer, 1251), in_transit(inner, 1252)));
+}
+
 TEST_F(MsgReading, ShowsHtmlThatIsTextAsBytes)
 {
     const std::string narrow = winapi::conv_to_char(L"<p>Größe</p>", 1252);

@@ -292,6 +292,16 @@ TEST_F(MsgWriting, KeepsTheFormOfTheTextsOfANarrowMessage)
     EXPECT_EQ(L"файл", name.wide());
 }
 
+TEST_F(MsgWriting, WritesNoTextInTheSevenBitPageOfAMessageInTransit)
+{
+    const auto file =
+        make(made_object::message().narrow(PR_SUBJECT_W - 1, "\x93\xFA\x96{").entry(PR_INTERNET_CPID, 50220));
+    message_record record = read(file);
+    record.properties->set(PR_SUBJECT_W, property_value::of_text(L"本日"));
+    written(record);
+    EXPECT_EQ("\x96{\x93\xFA", bytes_in(*read(place()).properties, PR_SUBJECT_W));
+}
+
 TEST_F(MsgWriting, WritesAnEmbeddedMessageOfAFileAsAFileOfItsOwn)
 {
     const auto inner = made_object::embedded().text(PR_SUBJECT_W, L"inner").stream("kept", "too");

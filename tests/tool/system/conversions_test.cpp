@@ -90,6 +90,19 @@ TEST(conv_to_char, raises_for_a_code_page_that_is_none)
     EXPECT_THROW(conv_to_wide("text", 99999), std::runtime_error);
 }
 
+TEST(eight_bit_code_page, belongs_to_the_language_of_a_seven_bit_one)
+{
+    for (const auto& [seven_bit, eight_bit] : std::initializer_list<std::pair<std::uint32_t, std::uint32_t>>{
+             {50220, 932}, {50221, 932}, {50222, 932}, {50225, 949}, {50227, 936}, {52936, 936}, {50229, 950}}) {
+        EXPECT_EQ(eight_bit, winapi::eight_bit_code_page(seven_bit));
+    }
+    EXPECT_EQ(0U, winapi::eight_bit_code_page(20127));
+    EXPECT_EQ(0U, winapi::eight_bit_code_page(65000));
+    for (const std::uint32_t page : {0U, 932U, 1252U, 20866U, 28591U, 51932U, 65001U}) {
+        EXPECT_EQ(page, winapi::eight_bit_code_page(page));
+    }
+}
+
 TEST(conv_to_char, follows_the_code_page_that_is_put_in_the_place_of_the_ansi_one)
 {
     {
