@@ -108,6 +108,10 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         const auto record = msg::parse_message(*root, std::make_shared<store_context>());
         const storage_ptr once = msg::compose_message(record);
         const auto again = msg::parse_message(*once, std::make_shared<store_context>());
+        if (again.incomplete) {
+            std::fprintf(stderr, "a part of what was written is missing\n");
+            std::abort();
+        }
         if (!same_storage(*without_names(*once), *without_names(*msg::compose_message(again)))) {
             std::fprintf(stderr, "writing changes what was written\n");
             std::abort();

@@ -36,6 +36,7 @@ void expect_kept(const storage_tree& root)
     const auto record = msg::parse_message(root, std::make_shared<store_context>());
     const storage_ptr once = msg::compose_message(record);
     const auto again = msg::parse_message(*once, std::make_shared<store_context>());
+    expect(!again.incomplete, "a part of what was written is missing");
     expect(record.attachments.size() == again.attachments.size(), "other attachments");
     expect(record.recipients.size() == again.recipients.size(), "other recipients");
     const storage_ptr twice = msg::compose_message(again);

@@ -35,6 +35,7 @@ message_record message_record::copy() const
 {
     message_record result;
     result.store = store;
+    result.incomplete = incomplete;
     result.properties = std::make_shared<property_bag>(*properties);
     for (const auto& [number, attachment] : attachments) {
         result.attachments.emplace(number, attachment.copy());

@@ -4,9 +4,11 @@
 #include "store/property_bag.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace host {
@@ -45,6 +47,13 @@ struct store_context
     store_rules rules;
 };
 
+/// Specifies what a reader could not read of a damaged file.
+struct incomplete_reading
+{
+    std::filesystem::path file;
+    std::vector<std::string> warnings; ///< for display; at least one
+};
+
 /// One message: its properties, attachments by number, and recipients. A shared record must not be modified; an open
 /// object works on a copy.
 struct message_record
@@ -53,6 +62,7 @@ struct message_record
     std::shared_ptr<property_bag> properties = std::make_shared<property_bag>();
     std::map<std::uint32_t, attachment_record> attachments;
     std::vector<std::shared_ptr<property_bag>> recipients;
+    std::shared_ptr<const incomplete_reading> incomplete; ///< null if everything was read
 
     [[nodiscard]] message_record copy() const;
     /// Returns the size of all properties and attachments in bytes.

@@ -23,7 +23,8 @@ A saved copy has the name of its message; one of an mbox has its number behind i
 that is there already stays: the copy then gets a number too, "report-2.eml". It is the message as it
 stood on display at its first opening, with --reopen at its last one; of an encrypted message, what stands
 behind the display: still encrypted, unless the check replaced its body. The "before" and "after" of --json
-and the last column of the table tell of the same.
+and the last column of the table tell of the same. What is missing in a damaged .msg file that still opens
+is reported on standard error, with --json in an array "warnings".
 
 Exit status: 0 all opened, 1 a copy could not be saved, 2 the command line is wrong, 3 a message could
 not be read (the others are done), 4 no service where one was asked for (messages open unscanned then).)";

@@ -70,9 +70,17 @@ private:
             entry.file = place.name();
             entry.number = number;
             entry.before = take_snapshot(*stored);
+            if (stored->incomplete) {
+                entry.warnings = stored->incomplete->warnings;
+            }
             entry.result = client_.open(stored);
             entry.after = take_snapshot(entry.result.shown);
             bar.clear();
+            if (number == 1 && !plan_.json) {
+                for (const std::string& warning : entry.warnings) {
+                    report(where_, place.name(), "not all of it could be read: " + warning);
+                }
+            }
             if (number == 1 && !entry.result.closed.empty()) {
                 report(where_, place.name(), "its contents stay closed: " + entry.result.closed);
             }

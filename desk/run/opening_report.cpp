@@ -32,6 +32,9 @@ public:
         line["verdict"] = static_cast<std::int32_t>(entry.result.verdict);
         line["display"] = entry.result.blocked ? "blocked" : "opened";
         line["elapsed_ms"] = entry.result.elapsed_ms;
+        if (!entry.warnings.empty()) {
+            line["warnings"] = entry.warnings;
+        }
         digest_cache digests;
         line["before"] = to_json(entry.before, digests);
         line["after"] = to_json(entry.after, digests);

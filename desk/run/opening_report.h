@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -20,6 +21,7 @@ struct reported_opening
     opening result;
     message_snapshot before;
     message_snapshot after;
+    std::vector<std::string> warnings; ///< what could not be read of the message
 };
 
 /// The totals of a run, apart from its openings.

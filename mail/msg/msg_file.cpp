@@ -1,6 +1,7 @@
 #include "mail/msg/msg_file.h"
 
 #include "mail/files/atomic_file.h"
+#include "mail/files/incomplete_source.h"
 #include "mail/msg/compound_file.h"
 #include "mail/msg/message_composer.h"
 #include "mail/msg/message_parser.h"
@@ -13,6 +14,10 @@ namespace host {
 message_record read_msg(const std::filesystem::path& file, const std::shared_ptr<store_context>& store)
 {
     message_record record = msg::parse_message(*msg::read_compound_file(file), store);
+    if (record.incomplete) {
+        record.incomplete =
+            std::make_shared<const incomplete_reading>(incomplete_reading{file, record.incomplete->warnings});
+    }
     const std::string id = entry_id(*bytes_of_file(file), file.string());
     record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(id)));
     return record;
@@ -20,6 +25,7 @@ message_record read_msg(const std::filesystem::path& file, const std::shared_ptr
 
 void write_msg(const message_record& message, const std::filesystem::path& file)
 {
+    expect_not_its_source(message, file);
     const storage_ptr contents = msg::compose_message(message);
     try {
         write_atomically(

@@ -6,7 +6,8 @@
 #include "tool/system/conversions.h"
 
 #include <algorithm>
-#include <set>
+#include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -62,7 +63,10 @@ bool tells_nothing(const stored_property& property)
     return type != PT_CLSID && u32_at(property.entry, entry_size) <= end;
 }
 
-stored_property take_property(storage_contents& storage, const property_entry& entry)
+constexpr const char* no_value = "lacks its value";
+
+/// Returns nothing for a text whose stream is missing.
+std::optional<stored_property> take_property(storage_contents& storage, const property_entry& entry)
 {
     stored_property property{entry, {}, {}};
     const std::uint32_t tag = property.tag();
@@ -79,7 +83,10 @@ stored_property take_property(storage_contents& storage, const property_entry& e
     if (const auto* stream = storage.take_stream(value_name(tag))) {
         property.streams.push_back(*stream);
     } else if (form != value_form::unknown && (form == value_form::in_storage || !tells_nothing(property))) {
-        refuse_property(tag, "lacks its value");
+        if (is_string(PROP_TYPE(tag))) {
+            return {};
+        }
+        refuse_property(tag, no_value);
     }
     if (form == value_form::list_of_streams && !property.streams.empty()) {
         take_elements(storage, property);
@@ -96,7 +103,9 @@ struct taken_property
     bool repeated;
 };
 
-std::vector<taken_property> take_properties(storage_contents& storage, object_kind kind, std::string& header)
+/// Of a list that is cut off, the whole entries are used; a missing part of the header counts as zeros.
+std::vector<taken_property> take_properties(storage_contents& storage, object_kind kind, std::string& header,
+                                            std::vector<std::string>& warnings)
 {
     const auto* list = storage.take_stream(properties_stream);
     if (!list) {
@@ -106,18 +115,26 @@ std::vector<taken_property> take_properties(storage_contents& storage, object_ki
     const std::string data = to_string(*list->contents);
     const std::size_t begin = header_size(kind);
     if (data.size() < begin || (data.size() - begin) % property_entry().size() != 0) {
-        throw unreadable_message("a list of properties is cut off");
+        warnings.emplace_back("a list of properties is cut off");
     }
     header = data.substr(0, begin);
+    header.resize(begin, '\0');
     std::vector<taken_property> properties;
-    std::set<std::uint32_t> tags;
-    for (std::size_t i = begin; i < data.size(); i += property_entry().size()) {
+    std::map<std::uint32_t, bool> tags; // whether there is a value
+    for (std::size_t i = begin; i + property_entry().size() <= data.size(); i += property_entry().size()) {
         property_entry entry{};
         data.copy(entry.data(), entry.size(), i);
-        if (tags.insert(tag_of(entry)).second) {
-            properties.push_back({take_property(storage, entry), false});
+        const std::uint32_t tag = tag_of(entry);
+        if (const auto known = tags.find(tag); known != tags.end()) {
+            if (known->second) {
+                properties.push_back({{entry, {}, {}}, true});
+            }
+        } else if (auto property = take_property(storage, entry)) {
+            properties.push_back({*std::move(property), false});
+            tags.emplace(tag, true);
         } else {
-            properties.push_back({{entry, {}, {}}, true});
+            warnings.push_back(property_problem(tag, no_value));
+            tags.emplace(tag, false);
         }
     }
     return properties;
@@ -215,12 +232,12 @@ property_value decode_or_empty(const stored_property& property, std::uint32_t co
 
 } // namespace
 
-std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_kind kind, const file_context& file,
+std::shared_ptr<kept_object> parse_properties(storage_contents& storage, object_kind kind, file_context& file,
                                               narrow_page inherited, property_bag& bag)
 {
     auto kept = std::make_shared<kept_object>();
     kept->names = file.names;
-    auto properties = take_properties(storage, kind, kept->header);
+    auto properties = take_properties(storage, kind, kept->header, file.warnings);
     kept->page = page_of(properties, inherited);
     kept->narrow = all_narrow(properties);
     const std::uint32_t html_page = number_of_property(properties, PR_INTERNET_CPID);

@@ -333,9 +333,14 @@ private:
 
 } // namespace
 
+std::string property_problem(std::uint32_t tag, const char* reason)
+{
+    return "its property 0x" + value_name(tag).substr(value_name(0).size() - 8) + " " + reason;
+}
+
 void refuse_property(std::uint32_t tag, const char* reason)
 {
-    throw unreadable_message("its property 0x" + value_name(tag).substr(value_name(0).size() - 8) + " " + reason);
+    throw unreadable_message(property_problem(tag, reason));
 }
 
 property_value decode(const stored_property& stored, std::uint32_t code_page)

@@ -31,6 +31,8 @@ stored_property encode(std::uint32_t tag, const property_value& value);
 /// Returns the property under another tag, with its streams and storages renamed.
 stored_property renamed(const stored_property& stored, std::uint32_t tag);
 
+/// Returns a text that contains the reason and the property that it concerns.
+std::string property_problem(std::uint32_t tag, const char* reason);
 /// Throws unreadable_message with the reason and the property that it concerns.
 [[noreturn]] void refuse_property(std::uint32_t tag, const char* reason);
 

@@ -1,6 +1,7 @@
 #include "mail/mime/writing/message_writer.h"
 
 #include "mail/files/atomic_file.h"
+#include "mail/files/incomplete_source.h"
 #include "mail/mime/text/mime_library.h"
 #include "mail/mime/writing/document_composer.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
@@ -80,6 +81,7 @@ void write_mime(const message_record& message, const mime_document_options& opti
 
 void write_eml(const message_record& message, const std::filesystem::path& file)
 {
+    expect_not_its_source(message, file);
     write_atomically(file, [&message](const std::filesystem::path& temporary) {
         std::ofstream output(temporary, std::ios::binary | std::ios::trunc);
         write_mime(message, {true, true}, [&output](std::string_view piece) {

@@ -169,13 +169,14 @@ TEST_F(ScanCommand, TellsACleanResultThatNobodyGave)
 
 TEST_F(ScanCommand, CountsAVerdictWhoseConnectionIsClosed)
 {
-    ::test::scripted_peer peer({::test::conversation()
-                                    .expect_until("\r\n\r\n")
-                                    .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"
-                                          "Encapsulated: null-body=0\r\n\r\n")
-                                    .expect_until("0\r\n\r\n")
-                                    .send("ICAP/1.0 204 No Content\r\nISTag: \"x\"\r\nEncapsulated: null-body=0\r\n\r\n")
-                                    .close()});
+    ::test::scripted_peer peer(
+        {::test::conversation()
+             .expect_until("\r\n\r\n")
+             .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"
+                   "Encapsulated: null-body=0\r\n\r\n")
+             .expect_until("0\r\n\r\n")
+             .send("ICAP/1.0 204 No Content\r\nISTag: \"x\"\r\nEncapsulated: null-body=0\r\n\r\n")
+             .close()});
     const auto result = command({"scan", "--json", "--port", std::to_string(peer.port()), write("a", "fine")});
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ(1, result.json().at(0)["result"]);
@@ -184,7 +185,8 @@ TEST_F(ScanCommand, CountsAVerdictWhoseConnectionIsClosed)
 
 TEST_F(ScanCommand, TellsThatATinyObjectWasNotSent)
 {
-    const auto result = command({"scan", "--json", "--kind", "object", write("big", "fine text"), write("tiny", "abc")});
+    const auto result =
+        command({"scan", "--json", "--kind", "object", write("big", "fine text"), write("tiny", "abc")});
     EXPECT_EQ(0, result.status);
     EXPECT_EQ(true, result.json().at(0)["answered"]);
     EXPECT_EQ(1, result.json().at(1)["result"]);

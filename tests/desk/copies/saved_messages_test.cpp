@@ -1,4 +1,7 @@
+#include "desk/copies/mail_files.h"
 #include "desk/copies/saved_messages.h"
+#include "mail/msg/compound_file.h"
+#include "mail/msg/layout.h"
 #include "service/scan_server.h"
 #include "tests/desk/cli/cli_fixture.h"
 #include "tests/mail/mime/mime_fixture.h"
@@ -81,6 +84,52 @@ protected:
 
     temporary_folder folder;
 };
+
+/// Makes a message file whose list of properties is cut off behind its subject.
+void make_incomplete_msg(const std::filesystem::path& file)
+{
+    constexpr std::size_t message_header = 32;
+    std::string list(message_header, '\0');
+    const std::string subject = to_utf16le(L"Half of it");
+    for (const std::uint32_t number :
+         {std::uint32_t{PR_SUBJECT_W}, 6U, static_cast<std::uint32_t>(subject.size() + 2)}) {
+        msg::append_u32(list, number);
+    }
+    list += std::string(4, '\0') + "cut";
+    storage_tree tree{msg::message_class_id, {}, {}};
+    tree.streams.push_back({std::string(msg::properties_stream), bytes_of(list)});
+    tree.streams.push_back({msg::value_name(PR_SUBJECT_W), bytes_of(subject)});
+    msg::write_compound_file(tree, file);
+}
+
+TEST_F(SavedMessages, AreCompleteThoughTheirFilesAreNot)
+{
+    const auto file = folder.path() / "half.msg";
+    make_incomplete_msg(file);
+    const std::string before = file_text(file);
+    for (const char* format : {"msg", "eml"}) {
+        const auto result = command({"open", "--json", "--save", to(), "--format", format, file.string()});
+        EXPECT_EQ(0, result.status) << result.err;
+        const auto warnings = result.json().at(0).at("warnings");
+        EXPECT_EQ(nlohmann::json{"a list of properties is cut off"}, warnings);
+        const auto again = command({"open", "--json", "--saved", to("out/half.") + format});
+        EXPECT_FALSE(again.json().at(0).contains("warnings"));
+        EXPECT_EQ("Half of it", again.json().at(0).at("before").at("subject"));
+    }
+    EXPECT_EQ(before, file_text(file));
+}
+
+TEST_F(SavedMessages, DoNotReplaceTheIncompleteFilesThatTheyComeFrom)
+{
+    const auto file = folder.path() / "half.msg";
+    make_incomplete_msg(file);
+    const std::string before = file_text(file);
+    const message_record message =
+        read_mail(place_of(file.string()), std::make_shared<store_context>(), written_by::anyone);
+    EXPECT_THROW(write_mail(message, mail_format::msg, file), std::runtime_error);
+    EXPECT_THROW(write_mail(message, mail_format::eml, file), std::runtime_error);
+    EXPECT_EQ(before, file_text(file));
+}
 
 TEST_F(SavedMessages, AreWrittenInTheirOwnFormIntoAFolderThatIsMade)
 {

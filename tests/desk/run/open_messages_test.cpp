@@ -99,12 +99,17 @@ protected:
         const message_reader read = [this](const message_place& place, const std::shared_ptr<store_context>& store) {
             stores.insert(store.get());
             const std::string name = place.name();
-            return read_message(bytes_of(sources.at(name.back() - '0')), name, store);
+            message_record record = read_message(bytes_of(sources.at(name.back() - '0')), name, store);
+            if (!missing.empty()) {
+                record.incomplete = std::make_shared<const incomplete_reading>(incomplete_reading{place.file, missing});
+            }
+            return record;
         };
         open_messages(places, plan, read, client, where, totals);
     }
 
     std::vector<std::string> sources{"Subject: one\n\nx\n", "Subject: two\n\nx\n"};
+    std::vector<std::string> missing; ///< of each message
     std::set<store_context*> stores;
     told_opener client;
     told_copies copies;
@@ -199,6 +204,34 @@ TEST_F(OpenMessages, TellOnceWhyTheirContentsStayClosed)
     sources.resize(1);
     run({3, false, nullptr, false});
     EXPECT_EQ("postwarden: mail-0: its contents stay closed: it is encrypted, and no key was given\n", err.str());
+}
+
+TEST_F(OpenMessages, TellOnceWhatCouldNotBeReadOfThem)
+{
+    missing = {"its subject", "its body"};
+    sources.resize(1);
+    run({2, false, nullptr, false});
+    EXPECT_EQ("postwarden: mail-0: not all of it could be read: its subject\n"
+              "postwarden: mail-0: not all of it could be read: its body\n",
+              err.str());
+    EXPECT_THAT(out.str(), HasSubstr("2 openings"));
+    EXPECT_EQ(0U, totals.unreadable);
+}
+
+TEST_F(OpenMessages, HaveWhatCouldNotBeReadOfThemInJson)
+{
+    missing = {"its \xFF subject", "its body"};
+    sources.resize(1);
+    run({2, true, nullptr, false});
+    missing.clear();
+    run({1, true, nullptr, false});
+    EXPECT_EQ("", err.str());
+    const auto lines = lines_of(out.str());
+    ASSERT_EQ(3U, lines.size());
+    const nlohmann::json wanted{"its \uFFFD subject", "its body"};
+    EXPECT_EQ(wanted, nlohmann::json::parse(lines[0]).at("warnings"));
+    EXPECT_EQ(wanted, nlohmann::json::parse(lines[1]).at("warnings"));
+    EXPECT_FALSE(nlohmann::json::parse(lines[2]).contains("warnings"));
 }
 
 } // namespace

@@ -51,23 +51,8 @@ TEST_F(HostileMsg, IsRefusedWithoutAListOfProperties)
               reason(plain_message().storage("__attach_version1.0_#00000000", part)));
 }
 
-TEST_F(HostileMsg, IsRefusedForAListThatIsCutAtAnyByte)
-{
-    const auto whole = made_object::message().entry(0x60010003, 1).entry(0x60020003, 2).build();
-    const std::string list = to_string(*whole->streams.front().contents);
-    ASSERT_EQ(64U, list.size());
-    for (std::size_t size = 0; size < list.size(); ++size) {
-        auto tree = std::make_shared<storage_tree>();
-        tree->streams.push_back({"__properties_version1.0", bytes_of(list.substr(0, size))});
-        const std::string found = refusal(make(storage_ptr(tree)));
-        const bool between_entries = size == 32 || size == 48;
-        EXPECT_EQ(between_entries ? "" : "a list of properties is cut off", found) << size;
-    }
-}
-
 TEST_F(HostileMsg, IsRefusedForValuesThatAreMissing)
 {
-    EXPECT_EQ("its property 0x6100001F lacks its value", reason(plain_message().entry(0x6100001F, 8)));
     EXPECT_EQ("its property 0x61000102 lacks its value", reason(plain_message().entry(0x61000102, 1)));
     EXPECT_EQ("its property 0x61000048 lacks its value", reason(plain_message().entry(0x61000048, 0)));
     EXPECT_EQ("its property 0x61001003 lacks its value", reason(plain_message().entry(0x61001003, 4)));
@@ -97,14 +82,6 @@ TEST_F(HostileMsg, IsRefusedForSizesThatAreWrong)
     EXPECT_EQ("its property 0x61001048" + kind, reason(plain_message().value(0x61001048, std::string(17, 'x'))));
     EXPECT_EQ("its property 0x6100101F" + kind, reason(plain_message().value(0x6100101F, "123")));
     EXPECT_EQ("its property 0x61001102" + kind, reason(plain_message().value(0x61001102, "1234")));
-}
-
-TEST_F(HostileMsg, IsRefusedWhenLessIsThereThanItCounts)
-{
-    auto object = made_object(std::string(8, '\0') + le({0, 0, 1, 0}) + std::string(8, '\0'));
-    EXPECT_EQ("it tells of 1 recipients but holds 0", reason(object));
-    object = made_object(std::string(8, '\0') + le({0, 0, 0, 0xFFFFFFFF}) + std::string(8, '\0'));
-    EXPECT_EQ("it tells of 4294967295 attachments but holds 1", reason(object.attachment(0, file_part("x"))));
 }
 
 TEST_F(HostileMsg, IsRefusedForNumbersThatHaveNoNext)
@@ -157,8 +134,8 @@ TEST_F(HostileMsg, IsRefusedWhenAThousandMessagesAreInOneAnother)
 
 TEST_F(HostileMsg, IsRefusedForADamageInAnEmbeddedMessage)
 {
-    const auto inner = made_object::embedded().entry(0x6100001F, 8);
-    EXPECT_EQ("its property 0x6100001F lacks its value",
+    const auto inner = made_object::embedded().entry(0x61000102, 8);
+    EXPECT_EQ("its property 0x61000102 lacks its value",
               reason(plain_message().attachment(0, made_object::part()
                                                        .entry(PR_ATTACH_METHOD, 5)
                                                        .entry(PR_ATTACH_DATA_OBJ, 0xFFFFFFFF, 1)
@@ -212,6 +189,7 @@ TEST_F(HostileMsg, IsReadOrRefusedWhateverItsListsSay)
     constexpr std::uint32_t types[]{0,  1,  2,  3,   4,    5,      6,      7,      10,     11,     13,     20,    30,
                                     31, 64, 72, 258, 0xFB, 0x1003, 0x101E, 0x101F, 0x1048, 0x1102, 0x10FB, 0x100D};
     std::size_t sound = 0;
+    std::size_t incomplete = 0;
     for (int i = 0; i < 6000; ++i) {
         auto object = made_object::message();
         for (std::uint32_t k = any() % 6; k > 0; --k) {
@@ -231,13 +209,20 @@ TEST_F(HostileMsg, IsReadOrRefusedWhateverItsListsSay)
         const storage_ptr root = object.build();
         try {
             const auto record = msg::parse_message(*root, std::make_shared<store_context>());
-            ++sound;
-            ASSERT_EQ("", difference(*root, *msg::compose_message(record))) << i;
+            const storage_ptr written = msg::compose_message(record);
+            if (record.incomplete) {
+                ++incomplete;
+                ASSERT_FALSE(msg::parse_message(*written, std::make_shared<store_context>()).incomplete) << i;
+            } else {
+                ++sound;
+                ASSERT_EQ("", difference(*root, *written)) << i;
+            }
         } catch (const unreadable_message& reason) {
             ASSERT_STRNE("", reason.what());
         }
     }
     EXPECT_GT(sound, 500U);
+    EXPECT_GT(incomplete, 50U);
 }
 
 } // namespace
