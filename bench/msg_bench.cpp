@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -145,6 +146,47 @@ void read(benchmark::State& state)
     state.SetBytesProcessed(state.iterations() * made.bytes);
 }
 BENCHMARK(read)->Apply(arguments);
+
+/// Seconds per attachment.
+struct attachment_times
+{
+    double write = 0;
+    double read = 0;
+};
+
+/// Writes and reads a message with that many small attachments.
+attachment_times times_of(benchmark::State& state, std::int64_t attachments)
+{
+    using clock = std::chrono::steady_clock;
+    const file_with made(attachments, 100);
+    const auto start = clock::now();
+    write_msg(made.message, made.file);
+    const auto written = clock::now();
+    const message_record again = read_msg(made.file, std::make_shared<store_context>());
+    const auto end = clock::now();
+    bench::expect(state, same_contents(again, made.message), "other attachments were read");
+    const auto each = [attachments](clock::duration spent) {
+        return std::chrono::duration<double>(spent).count() / static_cast<double>(attachments);
+    };
+    return {each(written - start), each(end - written)};
+}
+
+/// Compares the time per attachment in a message with 8000 of them with that in a message with 1000. A ratio of 1 means
+/// that the time is proportional to their number.
+void many(benchmark::State& state)
+{
+    attachment_times few_sum;
+    attachment_times many_sum;
+    for (auto _ : state) {
+        const attachment_times few = times_of(state, bench::usual_or_once(1000, 10));
+        const attachment_times many = times_of(state, bench::usual_or_once(8000, 80));
+        few_sum = {few_sum.write + few.write, few_sum.read + few.read};
+        many_sum = {many_sum.write + many.write, many_sum.read + many.read};
+    }
+    state.counters["write_ratio"] = many_sum.write / few_sum.write;
+    state.counters["read_ratio"] = many_sum.read / few_sum.read;
+}
+BENCHMARK(many)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 /// Converts the same file to MIME by msgconvert, which is a separate process.
 void msgconvert(benchmark::State& state)

@@ -49,8 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
 {
     const bytes_ptr file = bytes_of(std::string(reinterpret_cast<const char*>(data), size));
     try {
-        msg::check_compound_file(*file);
-        expect_kept(*msg::load_storage({}, file));
+        expect_kept(*msg::load_storage({}, file, msg::check_compound_file(*file)));
     } catch (const unreadable_message& reason) {
         expect(*reason.what() != '\0', "no reason");
     }

@@ -3,10 +3,10 @@
 packages_to_run=(
   g++ cmake ninja-build ccache pkg-config python3-minimal python3
   libboost-dev libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libgmime-3.0-dev
-  libgsf-1-dev libssl-dev
+  libssl-dev
 )
 packages_to_test=(
-  googletest libbenchmark-dev zlib1g-dev
+  googletest libbenchmark-dev zlib1g-dev libgsf-1-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev
   clang-14 libclang-rt-14-dev lld
   clamav-daemon libpython3.11-testsuite

@@ -5,34 +5,17 @@
 #include "store/unreadable_message.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace host::msg {
 
 namespace {
 
-constexpr std::array<unsigned char, 8> signature{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
-constexpr std::size_t file_header_size = 512;
-constexpr std::size_t directory_entry_size = 128;
-constexpr std::size_t mini_sector_size = 64;
-constexpr std::uint32_t largest_sector = 0xFFFFFFFA;
 constexpr std::uint32_t first_mark = 0xFFFFFFFC; ///< markers: end of a chain, free sectors, sectors of tables
-constexpr std::uint32_t end_of_chain = 0xFFFFFFFE;
-constexpr std::uint32_t no_entry = 0xFFFFFFFF;
-constexpr std::uint32_t mini_stream_limit = 4096; ///< smaller streams are stored in mini sectors
-constexpr std::size_t table_sectors_in_header = 109;
-
-enum entry_type : unsigned
-{
-    unused = 0,
-    storage = 1,
-    stream = 2,
-    root = 5
-};
 
 [[noreturn]] void refuse(const char* reason)
 {
@@ -84,16 +67,17 @@ private:
     std::vector<bool> used_;
 };
 
-struct directory_entry
+/// Returns a name in which the ASCII letters are in upper case.
+std::string folded_utf16(std::string name)
 {
-    std::string name; ///< UTF-16LE, ASCII letters in upper case
-    unsigned type = unused;
-    std::uint32_t left = no_entry;
-    std::uint32_t right = no_entry;
-    std::uint32_t child = no_entry;
-    std::uint32_t start = end_of_chain;
-    std::uint64_t size = 0;
-};
+    for (std::size_t i = 0; i < name.size(); i += 2) {
+        const char letter = name[i];
+        if (name[i + 1] == '\0' && letter >= 'a' && letter <= 'z') {
+            name[i] = static_cast<char>(letter - ('a' - 'A'));
+        }
+    }
+    return name;
+}
 
 class checker
 {
@@ -102,14 +86,14 @@ public:
         : file_(file)
     {}
 
-    std::size_t run()
+    compound_structure run()
     {
         read_header();
         read_table_of_sectors();
         read_directory();
         read_mini_sectors();
         walk_directory();
-        return found_;
+        return std::move(result_);
     }
 
 private:
@@ -123,12 +107,11 @@ private:
 
     [[nodiscard]] std::string read(std::uint64_t offset, std::size_t count) const;
     [[nodiscard]] std::string read_sector(std::uint32_t sector) const;
-    [[nodiscard]] std::uint64_t offset_of(std::uint32_t sector) const { return (sector + 1ULL) << shift_; }
     [[nodiscard]] std::uint32_t next_of(std::uint32_t sector) const;
     /// Returns the sectors of a chain up to its end marker.
     std::vector<std::uint32_t> follow(std::uint32_t first);
     /// Checks that a chain holds at least `size` bytes and that the file contains all of them.
-    void follow_contents(std::uint32_t first, std::uint64_t size);
+    std::vector<std::uint32_t> follow_contents(std::uint32_t first, std::uint64_t size);
     static directory_entry parse_entry(const std::string& data, std::size_t offset, bool wide_sizes);
 
     struct place
@@ -140,16 +123,12 @@ private:
 
     const bytes& file_;
     std::string header_;
-    unsigned shift_ = 9;
     std::size_t sector_size_ = 512;
     sector_space sectors_;
     sector_space mini_sectors_;
-    std::vector<std::uint32_t> table_;
-    std::vector<std::uint32_t> mini_table_;
-    std::vector<directory_entry> entries_;
+    compound_structure result_;
     std::vector<bool> visited_;
     std::vector<place> open_storages_;
-    std::size_t found_ = 0;
 };
 
 std::string checker::read(std::uint64_t offset, std::size_t count) const
@@ -163,15 +142,15 @@ std::string checker::read(std::uint64_t offset, std::size_t count) const
 
 std::string checker::read_sector(std::uint32_t sector) const
 {
-    return read(offset_of(sector), sector_size_);
+    return read(result_.offset_of(sector), sector_size_);
 }
 
 std::uint32_t checker::next_of(std::uint32_t sector) const
 {
-    if (sector >= table_.size()) {
+    if (sector >= result_.table.size()) {
         refuse_cut();
     }
-    return table_[sector];
+    return result_.table[sector];
 }
 
 std::vector<std::uint32_t> checker::follow(std::uint32_t first)
@@ -184,16 +163,17 @@ std::vector<std::uint32_t> checker::follow(std::uint32_t first)
     return chain;
 }
 
-void checker::follow_contents(std::uint32_t first, std::uint64_t size)
+std::vector<std::uint32_t> checker::follow_contents(std::uint32_t first, std::uint64_t size)
 {
     if (size == 0) {
-        return;
+        return {};
     }
-    const auto chain = follow(first);
-    const std::uint64_t last = (size - 1) >> shift_;
-    if (chain.size() <= last || offset_of(chain[last]) + (size - (last << shift_)) > file_.size()) {
+    auto chain = follow(first);
+    const std::uint64_t last = (size - 1) >> result_.shift;
+    if (chain.size() <= last || result_.offset_of(chain[last]) + (size - (last << result_.shift)) > file_.size()) {
         refuse_cut();
     }
+    return chain;
 }
 
 void checker::read_header()
@@ -206,16 +186,16 @@ void checker::read_header()
     }
     header_ = read(0, file_header_size);
     const std::uint32_t version = u16_at(header_, 26);
-    shift_ = u16_at(header_, 30);
-    const bool known_form = (version == 3 && shift_ == 9) || (version == 4 && shift_ == 12);
+    result_.shift = u16_at(header_, 30);
+    const bool known_form = (version == 3 && result_.shift == 9) || (version == 4 && result_.shift == 12);
     if (!known_form || u16_at(header_, 28) != 0xFFFE || u16_at(header_, 32) != 6 ||
         u32_at(header_, 56) != mini_stream_limit) {
         refuse("its header is damaged");
     }
-    sector_size_ = std::size_t{1} << shift_;
+    sector_size_ = std::size_t{1} << result_.shift;
     // The last sector may be truncated; an access to the missing part fails.
     const std::uint64_t behind_header = file_.size() < sector_size_ ? 0 : file_.size() - sector_size_;
-    const std::uint64_t count = (behind_header + sector_size_ - 1) >> shift_;
+    const std::uint64_t count = (behind_header + sector_size_ - 1) >> result_.shift;
     if (count > largest_sector) {
         refuse("it is too large");
     }
@@ -244,22 +224,22 @@ void checker::read_table_of_sectors()
     if (parts.size() < wanted) {
         refuse_cut();
     }
-    table_.reserve(parts.size() * sector_size_ / 4);
+    result_.table.reserve(parts.size() * sector_size_ / 4);
     for (const std::uint32_t part : parts) {
         sectors_.take(part);
         const std::string sector = read_sector(part);
         for (std::size_t i = 0; i < sector.size(); i += 4) {
-            table_.push_back(u32_at(sector, i));
+            result_.table.push_back(u32_at(sector, i));
         }
     }
-    expect_entries(table_);
+    expect_entries(result_.table);
 }
 
 directory_entry checker::parse_entry(const std::string& data, std::size_t offset, bool wide_sizes)
 {
     directory_entry entry;
-    entry.type = static_cast<unsigned char>(data[offset + 66]);
-    if (entry.type == unused) {
+    entry.type = static_cast<entry_type>(data[offset + 66]);
+    if (entry.type == entry_type::unused) {
         return entry;
     }
     const std::uint32_t name_size = u16_at(data, offset + 64);
@@ -267,15 +247,10 @@ directory_entry checker::parse_entry(const std::string& data, std::size_t offset
         refuse_table();
     }
     entry.name = data.substr(offset, name_size - 2);
-    for (std::size_t i = 0; i < entry.name.size(); i += 2) {
-        const char letter = entry.name[i];
-        if (entry.name[i + 1] == '\0' && letter >= 'a' && letter <= 'z') {
-            entry.name[i] = static_cast<char>(letter - ('a' - 'A'));
-        }
-    }
     entry.left = u32_at(data, offset + 68);
     entry.right = u32_at(data, offset + 72);
     entry.child = u32_at(data, offset + 76);
+    entry.class_id = guid_at(data, offset + 80);
     entry.start = u32_at(data, offset + 116);
     entry.size = u32_at(data, offset + 120);
     if (wide_sizes) {
@@ -289,14 +264,14 @@ void checker::read_directory()
     for (const std::uint32_t sector : follow(u32_at(header_, 48))) {
         const std::string data = read_sector(sector);
         for (std::size_t i = 0; i < data.size(); i += directory_entry_size) {
-            entries_.push_back(parse_entry(data, i, shift_ != 9));
+            result_.entries.push_back(parse_entry(data, i, result_.shift != 9));
         }
     }
-    const bool has_root = !entries_.empty() && entries_.front().type == root;
-    if (!has_root || entries_.front().left != no_entry || entries_.front().right != no_entry) {
+    const bool has_root = !result_.entries.empty() && result_.entries.front().type == entry_type::root;
+    if (!has_root || result_.entries.front().left != no_entry || result_.entries.front().right != no_entry) {
         refuse_table();
     }
-    visited_.assign(entries_.size(), false);
+    visited_.assign(result_.entries.size(), false);
 }
 
 void checker::read_mini_sectors()
@@ -304,12 +279,12 @@ void checker::read_mini_sectors()
     for (const std::uint32_t sector : follow(u32_at(header_, 60))) {
         const std::string data = read_sector(sector);
         for (std::size_t i = 0; i < data.size(); i += 4) {
-            mini_table_.push_back(u32_at(data, i));
+            result_.mini_table.push_back(u32_at(data, i));
         }
     }
-    expect_entries(mini_table_);
-    const directory_entry& whole = entries_.front();
-    follow_contents(whole.start, whole.size);
+    expect_entries(result_.mini_table);
+    const directory_entry& whole = result_.entries.front();
+    result_.mini_stream = follow_contents(whole.start, whole.size);
     mini_sectors_ = sector_space((whole.size + mini_sector_size - 1) / mini_sector_size);
 }
 
@@ -323,10 +298,10 @@ void checker::check_stream(const directory_entry& entry)
     for (std::uint32_t sector = entry.start; entry.size != 0 && sector != end_of_chain;) {
         mini_sectors_.take(sector);
         left -= std::min<std::uint64_t>(left, mini_sector_size);
-        if (sector >= mini_table_.size()) {
+        if (sector >= result_.mini_table.size()) {
             refuse_cut();
         }
-        sector = mini_table_[sector];
+        sector = result_.mini_table[sector];
     }
     if (left != 0) {
         refuse_cut();
@@ -342,20 +317,21 @@ void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_
         std::size_t way;
     };
     std::unordered_set<std::string> names;
-    std::vector<step> open{{entries_[parent].child, way + 1}};
+    std::vector<step> open{{result_.entries[parent].child, way + 1}};
     while (!open.empty()) {
         const step now = open.back();
         open.pop_back();
         if (now.entry == no_entry) {
             continue;
         }
-        if (now.entry >= entries_.size() || visited_[now.entry]) {
+        if (now.entry >= result_.entries.size() || visited_[now.entry]) {
             refuse_table();
         }
         visited_[now.entry] = true;
-        ++found_;
-        const directory_entry& entry = entries_[now.entry];
-        if ((entry.type != storage && entry.type != stream) || !names.insert(entry.name).second) {
+        ++result_.parts;
+        const directory_entry& entry = result_.entries[now.entry];
+        if ((entry.type != entry_type::storage && entry.type != entry_type::stream) ||
+            !names.insert(folded_utf16(entry.name)).second) {
             refuse_table();
         }
         if (now.way > longest_way || names.size() > most_parts) {
@@ -363,7 +339,7 @@ void checker::visit_children(std::uint32_t parent, std::size_t depth, std::size_
         }
         open.push_back({entry.left, now.way + 1});
         open.push_back({entry.right, now.way + 1});
-        if (entry.type == stream) {
+        if (entry.type == entry_type::stream) {
             if (entry.child != no_entry) {
                 refuse_table();
             }
@@ -392,11 +368,11 @@ void checker::walk_directory()
 
 bool begins_like_compound_file(const bytes& file)
 {
-    std::array<unsigned char, signature.size()> start{};
-    return file.read(0, start.data(), start.size()) == start.size() && start == signature;
+    std::string start(compound_signature.size(), '\0');
+    return file.read(0, start.data(), start.size()) == start.size() && start == compound_signature;
 }
 
-std::size_t check_compound_file(const bytes& file)
+compound_structure check_compound_file(const bytes& file)
 {
     return checker(file).run();
 }

@@ -39,9 +39,10 @@ storage_ptr read_compound_file(const std::filesystem::path& file)
     if (contents->size() <= kept_in_memory) {
         contents = bytes_of(to_string(*contents));
     }
-    const std::size_t parts = check_compound_file(*contents);
-    storage_ptr root = load_storage(file, contents);
-    if (count_parts(*root) != parts) { // parts that a library silently omits would be lost when the file is written
+    const compound_structure structure = check_compound_file(*contents);
+    storage_ptr root = load_storage(file, contents, structure);
+    if (count_parts(*root) !=
+        structure.parts) { // parts that a library silently omits would be lost when the file is written
         throw unreadable_message("its table of contents is damaged");
     }
     return root;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mail/msg/compound_structure.h"
 #include "store/storage_tree.h"
 
 #include <filesystem>
@@ -15,9 +16,10 @@ storage_ptr read_compound_file(const std::filesystem::path& file);
 /// could not be read again before anything is written, otherwise with the file left damaged.
 void write_compound_file(const storage_tree& contents, const std::filesystem::path& file);
 
-/// The parts of these functions that use the system's compound file library. `contents` are the bytes of a file that
-/// has passed check_compound_file.
-storage_ptr load_storage(const std::filesystem::path& file, const bytes_ptr& contents);
+/// The parts of these functions that differ between systems. `contents` are the bytes of a file that has passed
+/// check_compound_file, which returned `structure`.
+storage_ptr load_storage(const std::filesystem::path& file, const bytes_ptr& contents,
+                         const compound_structure& structure);
 void save_storage(const storage_tree& contents, const std::filesystem::path& file);
 
 } // namespace host::msg

@@ -128,7 +128,7 @@ void save(IStorage* target, const storage_tree& contents)
 
 } // namespace
 
-storage_ptr load_storage(const std::filesystem::path& file, const bytes_ptr&)
+storage_ptr load_storage(const std::filesystem::path& file, const bytes_ptr&, const compound_structure&)
 {
     ComPtr<IStorage> root;
     expect_read(StgOpenStorageEx(file.c_str(), STGM_READ | STGM_SHARE_DENY_WRITE, STGFMT_STORAGE, 0, nullptr, nullptr,

@@ -1,11 +1,13 @@
 // Message files that are created with libgsf only, without any code of this project: read, and written again stream by
-// stream. Also tests that depend on its speed.
+// stream. Also files of this project that libgsf reads.
 
 #include "mail/msg/compound_check.h"
 #include "tests/mail/msg/msg_fixture.h"
 
 #include <array>
 #include <functional>
+#include <gsf/gsf-infile-msole.h>
+#include <gsf/gsf-input-stdio.h>
 #include <gsf/gsf-outfile-msole.h>
 #include <gsf/gsf-output-stdio.h>
 #include <gsf/gsf-utils.h>
@@ -184,6 +186,46 @@ TEST_F(GsfMadeMsg, WithSectorsOf4096BytesIsRead)
     const message_record record = read(place());
     EXPECT_EQ(L"abc", property(*record.properties, PR_SUBJECT_W).wide());
     EXPECT_EQ(std::string(70000, 'h'), bytes_in(*record.properties, PR_HTML));
+}
+
+/// Returns the contents of a storage as libgsf reads them.
+storage_ptr contents_in_gsf(GsfInfile* storage)
+{
+    auto tree = std::make_shared<storage_tree>();
+    gsf_infile_msole_get_class_id(GSF_INFILE_MSOLE(storage), reinterpret_cast<guint8*>(&tree->class_id));
+    for (int i = 0; i < gsf_infile_num_children(storage); ++i) {
+        GsfInput* child = gsf_infile_child_by_index(storage, i);
+        const char* name = gsf_infile_name_by_index(storage, i);
+        if (gsf_infile_num_children(GSF_INFILE(child)) >= 0) {
+            tree->storages.push_back({name, contents_in_gsf(GSF_INFILE(child))});
+        } else {
+            std::string contents(static_cast<std::size_t>(gsf_input_size(child)), '\0');
+            EXPECT_TRUE(contents.empty() ||
+                        gsf_input_read(child, contents.size(), reinterpret_cast<guint8*>(contents.data())));
+            tree->streams.push_back({name, bytes_of(std::move(contents))});
+        }
+        g_object_unref(child);
+    }
+    return tree;
+}
+
+TEST_F(GsfMadeMsg, IsReadByGsfAsItWasWritten)
+{
+    storage_tree inner{{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}, {}, {{"Empty", std::make_shared<storage_tree>()}}};
+    for (const std::size_t size : {0U, 1U, 64U, 65U, 4095U, 4096U, 4097U}) {
+        inner.streams.push_back({"Договор " + std::to_string(size), bytes_of(std::string(size, 'a'))});
+    }
+    storage_tree root{msg::message_class_id, {}, {{"Inner", std::make_shared<storage_tree>(inner)}}};
+    root.streams.push_back({"large enough for a list of tables", bytes_of(std::string(9000000, 'b'))});
+    root.streams.back().name.resize(msg::longest_part_name);
+    msg::write_compound_file(root, place());
+    gsf_init();
+    GsfInput* source = gsf_input_stdio_new(place().c_str(), nullptr);
+    GsfInfile* file = gsf_infile_msole_new(source, nullptr);
+    ASSERT_NE(nullptr, file);
+    EXPECT_EQ("", difference(root, *contents_in_gsf(file)));
+    g_object_unref(file);
+    g_object_unref(source);
 }
 
 } // namespace

@@ -86,6 +86,7 @@ TEST_F(IncompleteMsg, HasTheOtherPropertiesIfTextsHaveNoStream)
                                                 .entry(0x6101001E, 8)
                                                 .entry(0x6100001F, 8) // repeated
                                                 .entry(0x00000000 | PT_UNICODE, 8)
+                                                .entry(0x00000000 | PT_UNICODE, 8)
                                                 .text(0x6102001F, L"here")));
     EXPECT_THAT(warnings_of(record),
                 ElementsAre("its property 0x6100001F lacks its value", "its property 0x6101001E lacks its value",
