@@ -18,6 +18,9 @@ loopback port; the add-in learns of it from a stand-in for the product's broker,
 Values of --registry, and the one that has the add-in tell its trace, are written to the machine's registry and
 taken back at the end; if mailhost is killed, by the next one.
 
+What is missing in a damaged message file that still opens is reported on standard error, with --json in an array
+"warnings".
+
 Exit status: 0 all opened, 1 something broke, 2 the command line is wrong, 3 a message could not be read (the others
 are done), 4 no service at the port that was asked for (messages open unscanned then), 5 no add-in, or one that
 cannot be loaded or refuses to be connected, 6 an object that was handed to an add-in was never released.)";
