@@ -82,6 +82,8 @@ public:
     [[nodiscard]] byte_vector take_cached();
     /// Empties the cache. Allocates nothing.
     void drop_cached();
+    /// Returns true if no byte waits in the cache.
+    [[nodiscard]] bool empty();
 
     /// Sets the function that receives dropped garbage. It is called under the lock and must not call the analyzer.
     void on_skipped(skipped_handler handler);
@@ -130,6 +132,13 @@ void analyzer_core<Message>::drop_cached()
 {
     const std::lock_guard guard(lock_);
     cache_.clear();
+}
+
+template <typename Message>
+bool analyzer_core<Message>::empty()
+{
+    const std::lock_guard guard(lock_);
+    return cache_.empty();
 }
 
 template <typename Message>

@@ -78,6 +78,8 @@ public:
     [[nodiscard]] http::byte_vector take_cached() { return core_.take_cached(); }
     /// Empties the cache. Allocates nothing.
     void drop_cached() { core_.drop_cached(); }
+    /// Returns true if no byte waits in the cache.
+    [[nodiscard]] bool empty() { return core_.empty(); }
     /// Sets the function that is called with each run of dropped garbage; an empty function disables it. It is called
     /// under the analyzer's lock. The range is valid during the call only, and the function must not call the analyzer.
     void on_skipped(skipped_handler handler) { core_.on_skipped(std::move(handler)); }

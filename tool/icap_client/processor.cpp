@@ -52,6 +52,7 @@ void processor::set_application(icap::application_process* process)
 
 bool processor::input(const char* begin, const char* end)
 {
+    received_ += static_cast<std::uint64_t>(end - begin);
     queue_->push(std::make_shared<icap::buffer>(begin, end));
     return true;
 }
@@ -88,6 +89,10 @@ void processor::stop()
 void processor::input_step(const icap::buffer& bytes)
 {
     const std::lock_guard guard(lock_);
+    const std::uint64_t place = std::exchange(handled_, handled_ + bytes.size());
+    if (!current_ && analyzer_->empty()) {
+        answer_at_ = place;
+    }
     try {
         analyzer_->enqueue(bytes.begin(), bytes.end());
     } catch (const std::exception&) {

@@ -33,6 +33,11 @@ public:
 
     /// Sets the receiver of the answers, which is not owned.
     void set_application(icap::application_process* process);
+    /// Notes that a request is about to be sent: bytes that were received before cannot answer it. Any thread.
+    void begin_request() noexcept { begun_at_ = received_.load(); }
+    /// Returns true if the answer that is being passed on arrived, with its first byte, after the last
+    /// begin_request(). For use by the application while it processes the answer.
+    [[nodiscard]] bool answers_last_request() const noexcept { return answer_at_ >= begun_at_; }
     /// Copies the range and returns at once. Throws error::win32exception if an allocation fails.
     bool input(const char* begin, const char* end);
     /// Returns true while a transmitter exists.
@@ -51,6 +56,10 @@ private:
     void pass_on_answer();
     [[nodiscard]] icap::application_process& application_for(const char* operation) const;
 
+    std::atomic<std::uint64_t> received_{0};          ///< bytes taken by input()
+    std::atomic<std::uint64_t> begun_at_{0};          ///< received_ at the last begin_request()
+    std::uint64_t handled_ = 0;                       ///< bytes of the input steps so far; under lock_
+    std::uint64_t answer_at_ = 0;                     ///< place of the answer being assembled; under lock_
     std::atomic<std::uint32_t> busy_count_{0};        ///< number of transmitters that exist
     mutable std::recursive_mutex lock_;               ///< held for one input step, callbacks included
     std::shared_ptr<icap::response_message> current_; ///< being assembled; under lock_

@@ -28,6 +28,31 @@ void session_impl::record_istag(const std::string& istag)
     }
 }
 
+/// Decides whether an answer belongs to the request that is out; `provisional` for one that asks for the rest of it.
+/// An answer that nothing waits for would answer the next request, and every later one the request behind its own, so
+/// it makes the session useless.
+bool session_impl::accept_answer(bool provisional)
+{
+    const std::lock_guard guard(answer_lock_);
+    const awaited expected = awaited_;
+    awaited_ = awaited::nothing;
+    if (expected == awaited::nothing || !processor_.answers_last_request()) {
+        broken_ = true;
+        if (expected != awaited::nothing) {
+            error_ = true;
+            reply_event_.set();
+        }
+        return false;
+    }
+    if (provisional && expected == awaited::preview) {
+        awaited_ = awaited::verdict;
+        continued_ = true;
+    } else if (provisional) {
+        broken_ = true; // ends the wait without a verdict, which is still to come
+    }
+    return true;
+}
+
 void session_impl::track_istag(const std::string& istag)
 {
     icap::client::istag_notifier* notifier = nullptr;
@@ -48,9 +73,13 @@ void session_impl::track_istag(const std::string& istag)
 
 void session_impl::options(const std::string& istag, std::uint32_t preview, const std::vector<std::string>& methods)
 {
+    const bool accepted = accept_answer();
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") request options has been completed: istag=" << istag
                         << ", preview bytes=" << preview);
+    if (!accepted) {
+        return;
+    }
     {
         const std::lock_guard guard(answer_lock_);
         record_istag(istag);
@@ -62,17 +91,24 @@ void session_impl::options(const std::string& istag, std::uint32_t preview, cons
 
 void session_impl::continue_(const std::string& istag)
 {
+    const bool accepted = accept_answer(true);
     track_istag(istag);
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") request preview has been completed: response 'continue' with istag=" << istag);
-    reply_event_.set();
+    if (accepted) {
+        reply_event_.set();
+    }
 }
 
 void session_impl::no_content(const std::string& istag)
 {
+    const bool accepted = accept_answer();
     track_istag(istag);
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") request has been completed: response 'no content' with istag=" << istag);
+    if (!accepted) {
+        return;
+    }
     result_ = ScanResult::Clean;
     answered_ = true;
     reply_event_.set();
@@ -80,10 +116,14 @@ void session_impl::no_content(const std::string& istag)
 
 void session_impl::blocked(const std::string& istag, const std::string& threat, const answer_ptr& answer)
 {
+    const bool accepted = accept_answer();
     track_istag(istag);
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") request has been completed: response 'blocked' threat='" << threat
                         << "' with istag=" << istag);
+    if (!accepted) {
+        return;
+    }
     {
         const std::lock_guard guard(answer_lock_);
         answer_ = answer;
@@ -96,9 +136,13 @@ void session_impl::blocked(const std::string& istag, const std::string& threat, 
 
 void session_impl::repaired(const std::string& istag, const answer_ptr& answer)
 {
+    const bool accepted = accept_answer();
     track_istag(istag);
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") request has been completed: response 'repaired' with istag=" << istag);
+    if (!accepted) {
+        return;
+    }
     try {
         const std::lock_guard guard(answer_lock_);
         answer_ = answer;
@@ -142,10 +186,13 @@ void session_impl::fire_repaired(icap::response_message& answer)
 
 void session_impl::error(const std::string& description)
 {
+    const bool accepted = accept_answer();
     LOG_LINE(logging::icapclnt_log(), 200,
              "session(" << this << ")request has been completed with error '" << description << "'");
-    error_ = true;
-    reply_event_.set();
+    if (accepted) {
+        error_ = true;
+        reply_event_.set();
+    }
 }
 
 } // namespace icap::client

@@ -55,6 +55,7 @@ session_impl::scan_scope::~scan_scope()
 {
     const std::lock_guard guard(owner_.answer_lock_);
     owner_.scanning_ = false;
+    owner_.awaited_ = awaited::nothing;
 }
 
 void session_impl::clear_outcome()
@@ -175,7 +176,7 @@ ScanResult session_impl::scan(const scan_http_response& parameters, answer_ptr& 
                                 << " is clean. server returns 'no content'");
             return ScanResult::Clean;
         }
-        if (result_ == ScanResult::Blocked) {
+        if (result_ == ScanResult::Blocked && !continued_) {
             answer = current_answer();
             return ScanResult::Blocked;
         }
@@ -211,7 +212,7 @@ ScanResult session_impl::scan(const scan_http_request& parameters, answer_ptr& a
                                 << " is clean. server returns 'no content'");
             return ScanResult::Clean;
         }
-        if (result_ == ScanResult::Blocked) {
+        if (result_ == ScanResult::Blocked && !continued_) {
             answer = current_answer();
             return ScanResult::Blocked;
         }

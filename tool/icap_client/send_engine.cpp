@@ -97,9 +97,36 @@ void session_impl::write(std::string_view bytes)
     socket_.write(bytes.data(), bytes.data() + bytes.size(), ignored);
 }
 
+/// Called ahead of the first byte of a request. From here on one answer is expected, even before the request is out.
+void session_impl::begin_request(awaited what)
+{
+    {
+        const std::lock_guard guard(answer_lock_);
+        static_cast<void>(reply_event_.wait(0)); // a signal that an interrupted scan has not consumed
+        continued_ = false;
+        awaited_ = broken_ ? awaited::nothing : what;
+        processor_.begin_request();
+    }
+    if (broken_) {
+        require_reply(reply::error, nullptr);
+    }
+}
+
+/// Called ahead of the rest of a request. If the service has asked for it, its answer is expected already.
+void session_impl::begin_rest()
+{
+    if (!continued_) {
+        begin_request(awaited::verdict);
+    }
+}
+
 session_impl::reply session_impl::wait_for_reply(std::uint32_t timeout)
 {
-    if (reply_event_.wait(timeout) == tpl::wait_result::timeout) {
+    // One signal may stand for two answers: the request for the rest, and a verdict directly behind it.
+    const bool is_here = continued_ && (answered_ || error_);
+    if (!is_here && reply_event_.wait(timeout) == tpl::wait_result::timeout) {
+        const std::lock_guard guard(answer_lock_);
+        awaited_ = awaited::nothing;
         error_ = true;
         return reply::timeout;
     }
@@ -116,9 +143,10 @@ void session_impl::require_reply(reply got, const char* timeout_text)
     }
 }
 
-void session_impl::send_request_and_wait(std::string_view request, std::uint32_t timeout)
+void session_impl::send_request_and_wait(std::string_view request, std::uint32_t timeout, awaited what)
 {
     LOG_LINE(logging::icapclnt_log(), 500, "session(" << this << ") send request and wait reply");
+    begin_request(what);
     write(request);
     require_reply(wait_for_reply(timeout), request_timeout);
 }
@@ -129,6 +157,7 @@ void session_impl::send_message_and_wait(icap::request_message& message, std::ui
     const auto reader = message.reader();
     http::byte_vector bytes;
     icap::packet piece{&bytes};
+    begin_request(awaited::verdict);
     while (reader->read(piece)) {
         write({bytes.data(), bytes.size()});
         bytes.clear();
@@ -199,8 +228,8 @@ bool session_impl::send_reqmod_preview(const scan_http_request& parameters)
              "session(" << this << ") send REQMOD request (preview) msgId=0x" << winapi::to_hex(request.id()));
     const preview head = read_preview(request);
     send_request_and_wait(build_reqmod_preview(local_address_, local_address_, target_, parameters, head.bytes()),
-                          parameters.timeout);
-    return result_ != ScanResult::Clean;
+                          parameters.timeout, awaited::preview);
+    return continued_ || result_ != ScanResult::Clean;
 }
 
 bool session_impl::send_respmod_preview(const scan_http_response& parameters)
@@ -211,8 +240,8 @@ bool session_impl::send_respmod_preview(const scan_http_response& parameters)
              "session(" << this << ") send RESPMOD request (preview) msgId=0x" << winapi::to_hex(response.id()));
     const preview head = read_preview(response);
     send_request_and_wait(build_respmod_preview(local_address_, local_address_, target_, parameters, head.bytes()),
-                          parameters.timeout);
-    return result_ != ScanResult::Clean;
+                          parameters.timeout, awaited::preview);
+    return continued_ || result_ != ScanResult::Clean;
 }
 
 preview session_impl::read_preview(http::message& message)
@@ -241,8 +270,8 @@ bool session_impl::send_object_preview(const scan_object& parameters)
     const auto size = static_cast<std::uint32_t>(parameters.data->size());
     send_request_and_wait(
         build_object_preview(local_address_, local_address_, target_, parameters.object_name, size, head.bytes()),
-        parameters.timeout);
-    return result_ != ScanResult::Clean;
+        parameters.timeout, awaited::preview);
+    return continued_ || result_ != ScanResult::Clean;
 }
 
 ScanResult session_impl::send_object_continue(const scan_object& parameters)
@@ -250,6 +279,7 @@ ScanResult session_impl::send_object_continue(const scan_object& parameters)
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") send RESPMOD request (continue) '" << parameters.object_name << "'");
     tpl::buffer buffer(object_buffer);
+    begin_rest();
     const std::uint32_t previewed = preview_size_;
     std::uint64_t offset = previewed;
     // In 32 bits: an object shorter than its preview wraps, and the first read behind its end then returns too few
@@ -310,6 +340,7 @@ ScanResult session_impl::send_http_continue(http::message& message, std::string_
     const std::string id = winapi::to_hex(message.id());
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") send " << method << " request (continue) msgId=0x" << id);
+    begin_rest();
     send_http_chunks(message, method);
     const reply got = wait_for_reply(timeout);
     if (got != reply::answered) {

@@ -37,6 +37,10 @@ struct session_target
 /// it then runs one scan at a time, until one fails or the peer closes the connection. Always owned by a shared
 /// pointer.
 ///
+/// Each request has one answer, and an answer belongs to the request that is out when its first byte arrives, even if
+/// that request has not been written completely. Any other answer is logged like all and has no further effect, but
+/// makes the session invalid for good, as does a "continue" that no preview waits for.
+///
 /// Three kinds of thread use it: the caller of a scan, which blocks on `reply_event_`; a channel worker, which only
 /// queues bytes; a pool thread, which parses them and runs the response callbacks.
 class session_impl final : public session,
@@ -126,6 +130,14 @@ private:
         error    ///< the service's answer is not a verdict
     };
 
+    /// What the session expects from the service.
+    enum class awaited
+    {
+        nothing, ///< no request is out; any answer belongs to none
+        preview, ///< the answer to a preview: a verdict, or a request for the rest
+        verdict  ///< any other answer; "continue" is none
+    };
+
     void connect(const session_target& target);
     void detach() noexcept;
     void clear_outcome();
@@ -135,7 +147,9 @@ private:
     [[nodiscard]] std::uint32_t idle_milliseconds() const;
 
     // The send engine: one attempt, on the caller's thread.
-    void send_request_and_wait(std::string_view request, std::uint32_t timeout);
+    void begin_request(awaited what);
+    void begin_rest();
+    void send_request_and_wait(std::string_view request, std::uint32_t timeout, awaited what = awaited::verdict);
     void send_message_and_wait(icap::request_message& message, std::uint32_t timeout);
     [[nodiscard]] reply wait_for_reply(std::uint32_t timeout);
     static void require_reply(reply got, const char* timeout_text);
@@ -155,6 +169,7 @@ private:
     ScanResult send_http_continue(http::message& message, std::string_view method, std::uint32_t timeout);
 
     // The response callbacks.
+    [[nodiscard]] bool accept_answer(bool provisional = false);
     void track_istag(const std::string& istag);
     /// Must be called under answer_lock_.
     void record_istag(const std::string& istag);
@@ -177,8 +192,11 @@ private:
     icap::client::istag_notifier* istag_notifier_ = nullptr; ///< under answer_lock_
     std::shared_ptr<heard_istag> heard_istag_;               ///< null outside of a pool; under answer_lock_
     std::atomic<bool> error_{false};
-    answer_ptr answer_;  ///< the last answer with a verdict; under answer_lock_
-    std::string threat_; ///< under answer_lock_
+    awaited awaited_ = awaited::nothing; ///< under answer_lock_
+    std::atomic<bool> continued_{false}; ///< the service has asked for the rest of the request that is out
+    std::atomic<bool> broken_{false};    ///< answers and requests no longer match; remains set
+    answer_ptr answer_;                  ///< the last answer with a verdict; under answer_lock_
+    std::string threat_;                 ///< under answer_lock_
 
     /// Separates a late answer's callback from the caller that no longer waits for it, so that the callback never
     /// writes into an object that has been returned to the caller. This is not lock_, which is held for microseconds
