@@ -39,6 +39,13 @@ const char* read_finished_line(const char* begin, const char* end, chunk_line_re
     return sized.stop;
 }
 
+void require_limit(std::size_t collected)
+{
+    if (collected > chunk_decoder::longest_line) {
+        throw chunk_line_too_long("chunk line too long");
+    }
+}
+
 } // namespace
 
 chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, std::uint64_t& used)
@@ -48,6 +55,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
     // Without a line feed no line can be finished. This test avoids parsing a line again for each of its small pieces.
     if (!pending_has_line_feed_ && !has_line_feed(begin, end)) {
         pending_.insert(pending_.end(), begin, end);
+        require_limit(pending_.size());
         return result;
     }
     const bool gathered = !pending_.empty();
@@ -73,6 +81,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
         pending_.assign(start, text_end);
     }
     pending_has_line_feed_ = has_line_feed(pending_.data(), pending_.data() + pending_.size());
+    require_limit(pending_.size());
     return result;
 }
 

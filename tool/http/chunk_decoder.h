@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,13 @@ struct chunk_record
     std::uint64_t written = 0; ///< payload bytes received so far
 };
 
+/// Thrown for framing that exceeds the limits of chunk_decoder. The decoder must not be used any more.
+class chunk_line_too_long : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// The result of reading one chunk line.
 struct chunk_line_result
 {
@@ -33,11 +41,14 @@ struct chunk_line_result
 /// bytes to fill_unfinished() first and to read_line() when it returns 0. Not thread-safe.
 ///
 /// Limits: a chunk is at most 2^32 - 1 bytes. A line within one piece is read in place; a line that a piece cuts is
-/// collected in memory, whose size is not limited. A malformed line is never reported: it counts as unfinished, and all
-/// bytes that follow are collected.
+/// collected in memory, up to `longest_line` bytes. A malformed line is not reported as such: it counts as unfinished,
+/// and the bytes that follow are collected up to the same limit.
 class chunk_decoder
 {
 public:
+    /// The bytes that are collected of a line, without the trailer lines ahead of it.
+    static constexpr std::size_t longest_line = 65536;
+
     /// Reads one chunk line after any number of line ends; the line end that closes the preceding payload is one of
     /// these. `used` receives the count of bytes taken: those up to the end of the line, or all if no line is finished.
     ///
@@ -45,6 +56,8 @@ public:
     ///
     /// A last chunk is finished with the blank line behind its trailers: "0\r\n" alone waits for more. A trailer line
     /// that a piece cuts hides the last chunk; the result is then an ordinary chunk of size 0.
+    ///
+    /// Throws chunk_line_too_long "chunk line too long".
     chunk_line_result read_line(const char* begin, const char* end, std::uint64_t& used);
 
     /// Passes payload that the last chunk still lacks to `write(begin, end)`. Returns its length in bytes. If no chunk

@@ -13,8 +13,9 @@ buffer::buffer(const char* begin, const char* end)
 
 namespace client {
 
-input_queue::input_queue(handler handle, void* context)
-    : handle_(handle)
+input_queue::input_queue(handler handle, void* context, std::size_t capacity)
+    : capacity_(capacity)
+    , handle_(handle)
     , context_(context)
     , wait_(std::make_unique<tpl::registered_wait>(wake_, [this] { drain(); }))
 {}
@@ -28,8 +29,12 @@ void input_queue::push(std::shared_ptr<icap::buffer> bytes)
 {
     bool wake = false;
     {
-        const std::lock_guard guard(lock_);
+        const std::size_t size = bytes->size();
+        std::unique_lock guard(lock_);
+        room_.wait(guard,
+                   [&] { return stop_ || buffers_.empty() || size <= capacity_ - std::min(capacity_, waiting_); });
         buffers_.push_back(std::move(bytes));
+        waiting_ += size;
         wake = !std::exchange(running_, true);
     }
     if (wake) {
@@ -43,6 +48,7 @@ void input_queue::stop()
         const std::lock_guard guard(lock_);
         stop_ = true;
     }
+    room_.notify_all();
     wait_->unregister();
 }
 
@@ -67,6 +73,8 @@ std::shared_ptr<icap::buffer> input_queue::pop()
     }
     auto front = std::move(buffers_.front());
     buffers_.pop_front();
+    waiting_ -= front->size();
+    room_.notify_all();
     return front;
 }
 

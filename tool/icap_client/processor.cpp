@@ -1,6 +1,7 @@
 #include "tool/icap_client/processor.h"
 
 #include "logging/logging.h"
+#include "tool/http/chunk_decoder.h"
 #include "tool/icap/async_response.h"
 
 #include <stdexcept>
@@ -17,6 +18,20 @@ std::uint32_t next_message_id() noexcept
     static std::atomic<std::uint32_t> last{0};
     return ++last;
 }
+
+/// Ends the use of a connection whose peer keeps no limits.
+class connection_failure final : public icap::application_request
+{
+public:
+    explicit connection_failure(std::string description)
+        : description_(std::move(description))
+    {}
+    void process(icap::response_notifier* notifier) override { notifier->error(description_); }
+    void process(web::antivirus_service2* /*service*/) override {}
+
+private:
+    std::string description_;
+};
 
 } // namespace
 
@@ -52,6 +67,9 @@ void processor::set_application(icap::application_process* process)
 
 bool processor::input(const char* begin, const char* end)
 {
+    if (failed_) {
+        throw std::runtime_error("the peer has exceeded a limit");
+    }
     received_ += static_cast<std::uint64_t>(end - begin);
     queue_->push(std::make_shared<icap::buffer>(begin, end));
     return true;
@@ -89,6 +107,9 @@ void processor::stop()
 void processor::input_step(const icap::buffer& bytes)
 {
     const std::lock_guard guard(lock_);
+    if (failed_) {
+        return;
+    }
     const std::uint64_t place = std::exchange(handled_, handled_ + bytes.size());
     if (!current_ && analyzer_->empty()) {
         answer_at_ = place;
@@ -96,25 +117,57 @@ void processor::input_step(const icap::buffer& bytes)
     try {
         analyzer_->enqueue(bytes.begin(), bytes.end());
     } catch (const std::exception&) {
-        return; // more than an analyzer holds: these bytes are lost, and the wait for the answer ends by its time-out
+        // More than an analyzer holds: these bytes are lost, and the wait for the answer ends by its time-out.
+        count_unparsed(bytes.size());
+        return;
     }
     try {
-        extract_message();
+        if (extract_message()) {
+            unparsed_ = 0;
+        } else {
+            count_unparsed(bytes.size());
+        }
         pass_on_answer();
+    } catch (const http::chunk_line_too_long& problem) {
+        fail(problem.what());
     } catch (const std::exception&) {
         analyzer_->drop_cached(); // the next bytes must not be appended to the ones that failed
+        count_unparsed(bytes.size());
     }
 }
 
-void processor::extract_message()
+void processor::count_unparsed(std::size_t count)
+{
+    unparsed_ += count;
+    if (unparsed_ > unparsed_limit) {
+        fail("too many bytes without an answer");
+    }
+}
+
+void processor::fail(const std::string& description)
+{
+    if (failed_.exchange(true)) {
+        return;
+    }
+    analyzer_->drop_cached();
+    current_.reset();
+    try {
+        pass_date_to_processing_asynchronously(std::make_shared<connection_failure>(description));
+    } catch (const std::exception&) {
+        return; // has_failed() reports it all the same
+    }
+}
+
+/// Returns true if the bytes that have arrived are part of an answer.
+bool processor::extract_message()
 {
     if (current_) {
         analyzer_->feed(*current_);
-        return;
+        return true;
     }
     std::shared_ptr<icap::message> message = analyzer_->extract();
     if (!message) {
-        return;
+        return false;
     }
     if (message->type() != icap::type_response) {
         throw std::runtime_error("icap server extract message error: expected a responce message");
@@ -124,6 +177,7 @@ void processor::extract_message()
     if (trace_.enabled()) {
         trace_.write(trace_provider::message_received, current_->id(), current_->type());
     }
+    return true;
 }
 
 void processor::pass_on_answer()

@@ -65,7 +65,7 @@ void session_impl::detach() noexcept
 bool session_impl::is_invalid()
 {
     const std::lock_guard guard(lock_);
-    const bool failed = error_ || broken_;
+    const bool failed = error_ || broken_ || processor_.has_failed();
     const bool invalid = failed || (socket_.is_closed() && !processor_.is_busy());
     LOG_LINE(logging::icapclnt_log(), 500,
              "session(" << this << ") invalid?:" << std::boolalpha << invalid << ", error?:" << failed

@@ -29,4 +29,45 @@ TEST(chunk_decoder, fills_an_unfinished_chunk_and_writes_nothing_once_it_is_full
     EXPECT_EQ(3U, decoder.chunks().back().written);
 }
 
+/// Feeds pieces until the decoder refuses one. Returns the number of bytes taken before.
+std::size_t taken_of(std::string_view first, const std::string& piece)
+{
+    http::chunk_decoder decoder;
+    std::uint64_t used = 0;
+    decoder.read_line(first.data(), first.data() + first.size(), used);
+    std::size_t taken = first.size();
+    try {
+        while (taken < 4 * http::chunk_decoder::longest_line) {
+            decoder.read_line(piece.data(), piece.data() + piece.size(), used);
+            taken += piece.size();
+        }
+    } catch (const http::chunk_line_too_long& problem) {
+        EXPECT_STREQ("chunk line too long", problem.what());
+    }
+    return taken;
+}
+
+TEST(chunk_decoder, collects_a_line_without_end_up_to_a_limit)
+{
+    const std::size_t limit = http::chunk_decoder::longest_line;
+    EXPECT_EQ(limit, taken_of("1;", "x"));
+    EXPECT_EQ(limit, taken_of("1;", "xy"));
+    EXPECT_EQ(limit, taken_of("zz\r\n", "x")) << "malformed";
+    EXPECT_EQ(limit, taken_of("zz\r\n", "y\n")) << "malformed, with line ends";
+    EXPECT_EQ(limit, taken_of("0\r\n", "\r")) << "a blank line without end";
+    EXPECT_EQ(limit, taken_of("0\r\n", " "));
+    EXPECT_EQ(limit, taken_of("0;", "\""));
+}
+
+TEST(chunk_decoder, takes_a_line_of_the_limit)
+{
+    http::chunk_decoder decoder;
+    std::uint64_t used = 0;
+    const std::string line = "1;" + std::string(http::chunk_decoder::longest_line - 2, 'x');
+    decoder.read_line(line.data(), line.data() + line.size(), used);
+    const std::string_view end = "\nz";
+    EXPECT_EQ(1U, decoder.read_line(end.data(), end.data() + end.size(), used).size);
+    EXPECT_EQ(1U, used);
+}
+
 } // namespace chunk_decoder_test

@@ -135,6 +135,59 @@ TEST(InputQueue, PushWhileADrainRunsOnlyAppends)
     EXPECT_EQ(taken.taken(), (std::vector<std::string>{"first", "second", "third"}));
 }
 
+TEST(InputQueue, LetsASenderWaitForRoom)
+{
+    constexpr std::size_t buffers = 100;
+    collector taken;
+    input_queue queue(&collector::handle, &taken, 10);
+    taken.close_gate();
+    queue.push(buffer_of("0"));
+    ASSERT_TRUE(taken.wait_until_inside());
+    std::vector<std::string> expected{"0"};
+    std::thread sender([&] {
+        for (std::size_t number = 1; number < buffers; ++number) {
+            queue.push(buffer_of("xyz"));
+        }
+    });
+    while (queue.size() < 3) {
+        std::this_thread::yield();
+    }
+    for (int chance = 0; chance < 1000 && queue.size() == 3; ++chance) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(queue.size(), 3U) << "nine bytes wait, and three more do not fit";
+    taken.open_gate();
+    ASSERT_TRUE(taken.wait_for(buffers));
+    sender.join();
+    expected.resize(buffers, "xyz");
+    EXPECT_EQ(taken.taken(), expected);
+}
+
+TEST(InputQueue, TakesABufferThatIsLargerThanItsCapacity)
+{
+    collector taken;
+    input_queue queue(&collector::handle, &taken, 2);
+    queue.push(buffer_of("abc"));
+    queue.push(buffer_of("def"));
+    ASSERT_TRUE(taken.wait_for(2));
+}
+
+TEST(InputQueue, StopLetsAWaitingSenderGo)
+{
+    collector taken;
+    input_queue queue(&collector::handle, &taken, 1);
+    taken.close_gate();
+    queue.push(buffer_of("a"));
+    ASSERT_TRUE(taken.wait_until_inside());
+    queue.push(buffer_of("b"));
+    std::thread sender([&] { queue.push(buffer_of("c")); });
+    std::thread stopper([&] { queue.stop(); });
+    sender.join(); // the handler still runs
+    taken.open_gate();
+    stopper.join();
+    EXPECT_EQ(taken.taken(), (std::vector<std::string>{"a"}));
+}
+
 TEST(InputQueue, DrainsAgainAfterItRanDry)
 {
     collector taken;

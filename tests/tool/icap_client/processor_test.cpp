@@ -268,6 +268,85 @@ TEST_F(Processor, TakesABodyOfManyReads)
     EXPECT_EQ(app.heard.answer()->response().body_size(), body.size());
 }
 
+TEST_F(Processor, TakesABodyOfAnySize)
+{
+    const std::string body(processor::unparsed_limit * 8, 'q');
+    const std::string answer = reply::repaired(body);
+    for (std::size_t place = 0; place < answer.size(); place += 16384) {
+        feed(answer.substr(place, 16384));
+    }
+    ASSERT_TRUE(app.heard.wait_for(1));
+    EXPECT_EQ(app.heard.answer()->response().body_size(), body.size());
+    EXPECT_FALSE(subject.has_failed());
+}
+
+class ProcessorLimit : public Processor, public testing::WithParamInterface<std::string>
+{
+protected:
+    /// Feeds that many bytes, in pieces of the size of a read.
+    void feed_pieces(std::size_t count)
+    {
+        std::string piece;
+        while (piece.size() < 16000) {
+            piece += GetParam();
+        }
+        for (std::size_t fed = 0; fed + piece.size() <= count; fed += piece.size()) {
+            feed(piece);
+        }
+    }
+};
+
+TEST_P(ProcessorLimit, EndsTheConnectionWithOneError)
+{
+    EXPECT_THROW(
+        {
+            feed_pieces(processor::unparsed_limit * 2);
+            ASSERT_TRUE(app.heard.wait_for(1));
+            feed(reply::no_content());
+        },
+        std::runtime_error);
+    EXPECT_TRUE(subject.has_failed());
+    subject.stop();
+    EXPECT_EQ(app.heard.calls(), calls{"error too many bytes without an answer"});
+}
+
+TEST_P(ProcessorLimit, CountsAnewBehindEachAnswer)
+{
+    for (std::size_t round = 1; round <= 3; ++round) {
+        feed_pieces(processor::unparsed_limit - 20000);
+        if (GetParam().starts_with("ICAP")) {
+            feed("\r\nEncapsulated: null-body=0\r\n\r\n"); // the head that has not ended is one
+        } else {
+            feed(reply::no_content());
+        }
+        ASSERT_TRUE(app.heard.wait_for(round));
+    }
+    EXPECT_FALSE(subject.has_failed());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bytes, ProcessorLimit,
+    testing::Values(std::string("garbage\r\n"), std::string("OPTIONS icap://x/y ICAP/1.0\r\nHost: x\r\n\r\n"),
+                    test::joined({"ICAP/1.0 204 No Content\r\nX-Long: ", std::string(16000, 'x')})));
+
+TEST_F(Processor, EndsTheConnectionForALineOfChunkedFramingWithoutEnd)
+{
+    const std::string answer = reply::blocked("A");
+    feed(answer.substr(0, answer.size() - 7));
+    EXPECT_THROW(
+        {
+            feed("\r\n1;");
+            for (int count = 0; count < 5; ++count) {
+                feed(std::string(16000, 'x'));
+            }
+            ASSERT_TRUE(app.heard.wait_for(1));
+            feed(reply::no_content());
+        },
+        std::runtime_error);
+    subject.stop();
+    EXPECT_EQ(app.heard.calls(), calls{"error chunk line too long"});
+}
+
 TEST_F(Processor, StopEndsAllHandling)
 {
     subject.stop();
