@@ -1,6 +1,7 @@
 // The protocol engine alone: bytes in memory to heads, messages and bodies. No socket.
 
 #include "bench/checked_state.h"
+#include "tool/http/chunk_decoder.h"
 #include "tool/http/grammar.h"
 #include "tool/http/message_body.h"
 #include "tool/http/messages.h"
@@ -140,5 +141,30 @@ void chunk_decoding(benchmark::State& state)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(wire.size()));
 }
 BENCHMARK(chunk_decoding)->Arg(4096)->Arg(65536);
+
+/// A last chunk with trailer lines of 64 bytes, each passed on its own. The time for a byte does not depend on their
+/// number.
+void trailer_lines(benchmark::State& state)
+{
+    const std::string line = "name: " + std::string(56, 'v') + "\r\n";
+    constexpr std::string_view zero = "0\r\n";
+    constexpr std::string_view blank = "\r\n";
+    const std::int64_t count = state.range(0);
+    for (auto _ : state) {
+        http::chunk_decoder decoder;
+        std::uint64_t used = 0;
+        decoder.read_line(zero.data(), zero.data() + zero.size(), used);
+        for (std::int64_t number = 0; number < count; ++number) {
+            decoder.read_line(line.data(), line.data() + line.size(), used);
+        }
+        const auto last = decoder.read_line(blank.data(), blank.data() + blank.size(), used);
+        const bool decoded = last.completed && last.trailers.size() == static_cast<std::size_t>(count) * line.size();
+        if (!bench::expect(state, decoded, "the trailer lines did not end, or are others")) {
+            break;
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * count * static_cast<std::int64_t>(line.size()));
+}
+BENCHMARK(trailer_lines)->Arg(1000)->Arg(16000);
 
 } // namespace

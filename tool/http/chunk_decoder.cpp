@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace http {
 
@@ -15,9 +16,14 @@ bool has_line_feed(const char* begin, const char* end) noexcept
     return begin != end && std::memchr(begin, '\n', static_cast<std::size_t>(end - begin)) != nullptr;
 }
 
+} // namespace
+
 /// Reads a line at `begin`. Returns its end, or null if no line is finished.
-const char* read_finished_line(const char* begin, const char* end, chunk_line_result& out)
+const char* chunk_decoder::read_finished_line(const char* begin, const char* end, chunk_line_result& out)
 {
+    if (trailers_) {
+        return read_trailers(begin, end, out);
+    }
     chunk_line line;
     const parse_info last = parse_last_chunk(begin, end, line);
     if (last.hit) {
@@ -28,7 +34,15 @@ const char* read_finished_line(const char* begin, const char* end, chunk_line_re
         return last.stop;
     }
     if (last.stop == end) {
-        return nullptr; // "0", line end: the following bytes decide whether this is the last chunk
+        // "0", line end: the following bytes decide whether this is the last chunk.
+        if (!line.trailers.empty()) {
+            const char* const first = line.trailers.data();
+            const char* last_line = first;
+            parse_last_chunk_lines(first, end, line, last_line);
+            trailers_ = open_trailers{std::string(line.extension), static_cast<std::size_t>(first - begin),
+                                      static_cast<std::size_t>(last_line - begin)};
+        }
+        return nullptr;
     }
     chunk_line size_line;
     const parse_info sized = parse_chunk_size(begin, end, size_line);
@@ -39,14 +53,38 @@ const char* read_finished_line(const char* begin, const char* end, chunk_line_re
     return sized.stop;
 }
 
-void require_limit(std::size_t collected)
+/// As read_finished_line(), with the trailer lines that were read before. The time depends on the bytes that have been
+/// added only, and on the length of one line.
+const char* chunk_decoder::read_trailers(const char* begin, const char* end, chunk_line_result& out)
 {
-    if (collected > chunk_decoder::longest_line) {
-        throw chunk_line_too_long("chunk line too long");
+    chunk_line line;
+    const char* last_line = nullptr;
+    const parse_info last = parse_last_chunk_lines(begin + trailers_->last_line, end, line, last_line);
+    if (last.hit) {
+        out.size = 0;
+        out.completed = true;
+        out.extension = std::move(trailers_->extension);
+        out.trailers.assign(begin + trailers_->first_line, line.trailers.data() + line.trailers.size());
+        return last.stop;
     }
+    if (last.stop == end) {
+        trailers_->last_line = static_cast<std::size_t>(last_line - begin);
+        return nullptr;
+    }
+    out.size = 0; // a line that is cut: the zero counts as a size
+    return begin + trailers_->first_line;
 }
 
-} // namespace
+void chunk_decoder::require_limits() const
+{
+    const std::size_t final_lines = trailers_ ? trailers_->last_line : 0;
+    if (pending_.size() - final_lines > longest_line) {
+        throw chunk_line_too_long("chunk line too long");
+    }
+    if (pending_.size() > most_trailers) {
+        throw chunk_line_too_long("chunk trailers too long");
+    }
+}
 
 chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, std::uint64_t& used)
 {
@@ -55,7 +93,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
     // Without a line feed no line can be finished. This test avoids parsing a line again for each of its small pieces.
     if (!pending_has_line_feed_ && !has_line_feed(begin, end)) {
         pending_.insert(pending_.end(), begin, end);
-        require_limit(pending_.size());
+        require_limits();
         return result;
     }
     const bool gathered = !pending_.empty();
@@ -73,6 +111,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
         used = used > behind ? used - behind : 0;
         pending_.clear();
         pending_has_line_feed_ = false;
+        trailers_.reset();
         return result;
     }
     if (gathered) {
@@ -81,7 +120,7 @@ chunk_line_result chunk_decoder::read_line(const char* begin, const char* end, s
         pending_.assign(start, text_end);
     }
     pending_has_line_feed_ = has_line_feed(pending_.data(), pending_.data() + pending_.size());
-    require_limit(pending_.size());
+    require_limits();
     return result;
 }
 

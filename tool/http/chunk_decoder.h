@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,13 +42,15 @@ struct chunk_line_result
 /// bytes to fill_unfinished() first and to read_line() when it returns 0. Not thread-safe.
 ///
 /// Limits: a chunk is at most 2^32 - 1 bytes. A line within one piece is read in place; a line that a piece cuts is
-/// collected in memory, up to `longest_line` bytes. A malformed line is not reported as such: it counts as unfinished,
-/// and the bytes that follow are collected up to the same limit.
+/// collected in memory, up to `longest_line` bytes, and trailer lines up to `most_trailers` bytes. A malformed line is
+/// not reported as such: it counts as unfinished, and the bytes that follow are collected up to the same limit.
 class chunk_decoder
 {
 public:
     /// The bytes that are collected of a line, without the trailer lines ahead of it.
-    static constexpr std::size_t longest_line = 65536;
+    static constexpr std::size_t longest_line = 16640;
+    /// The bytes that are collected of a last chunk with trailer lines.
+    static constexpr std::size_t most_trailers = std::size_t{16} << 20;
 
     /// Reads one chunk line after any number of line ends; the line end that closes the preceding payload is one of
     /// these. `used` receives the count of bytes taken: those up to the end of the line, or all if no line is finished.
@@ -57,7 +60,7 @@ public:
     /// A last chunk is finished with the blank line behind its trailers: "0\r\n" alone waits for more. A trailer line
     /// that a piece cuts hides the last chunk; the result is then an ordinary chunk of size 0.
     ///
-    /// Throws chunk_line_too_long "chunk line too long".
+    /// Throws chunk_line_too_long "chunk line too long" or "chunk trailers too long".
     chunk_line_result read_line(const char* begin, const char* end, std::uint64_t& used);
 
     /// Passes payload that the last chunk still lacks to `write(begin, end)`. Returns its length in bytes. If no chunk
@@ -78,8 +81,21 @@ public:
     [[nodiscard]] const std::vector<chunk_record>& chunks() const noexcept { return chunks_; }
 
 private:
+    /// A last chunk whose trailer lines have been read up to the end of `pending_`. Places are offsets in it.
+    struct open_trailers
+    {
+        std::string extension;
+        std::size_t first_line = 0;
+        std::size_t last_line = 0; ///< may be part of a longer line; those ahead of it are final
+    };
+
+    const char* read_finished_line(const char* begin, const char* end, chunk_line_result& out);
+    const char* read_trailers(const char* begin, const char* end, chunk_line_result& out);
+    void require_limits() const;
+
     byte_vector pending_;
     bool pending_has_line_feed_ = false;
+    std::optional<open_trailers> trailers_;
     std::vector<chunk_record> chunks_;
 };
 

@@ -90,6 +90,12 @@ parse_info parse_chunk_size(const char* begin, const char* end, chunk_line& out)
 /// "0A" and "0\r\n" do not match. For "0\r\n" `stop` is the end of the range, which means that more bytes are needed.
 parse_info parse_last_chunk(const char* begin, const char* end, chunk_line& out);
 
+/// Continues parse_last_chunk() at `begin`, the beginning of any trailer line that it or this function has read:
+/// trailer lines or none, then a blank line. `out.trailers` receives the lines read here. `last_line` receives the
+/// beginning of the last of them, or `begin`; the lines ahead of it are the same whatever follows the range, so that a
+/// later call may begin there.
+parse_info parse_last_chunk_lines(const char* begin, const char* end, chunk_line& out, const char*& last_line);
+
 /// The parts of a URI, without the marks between them. An absent part is empty.
 struct uri_data
 {

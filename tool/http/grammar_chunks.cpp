@@ -138,6 +138,18 @@ bool trailers_behind_blank_line(const char*& at, const char* end, range& out) no
 
 } // namespace
 
+parse_info parse_last_chunk_lines(const char* begin, const char* end, chunk_line& out, const char*& last_line)
+{
+    const char* at = begin;
+    last_line = begin;
+    for (const char* line = at; header_line(at, end); line = at) {
+        last_line = line;
+    }
+    detail::sequence(out.trailers, begin, at);
+    const bool hit = eol(at, end);
+    return {hit, at};
+}
+
 parse_info parse_chunk_size(const char* begin, const char* end, chunk_line& out)
 {
     const char* at = begin;

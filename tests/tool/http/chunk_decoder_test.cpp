@@ -59,6 +59,48 @@ TEST(chunk_decoder, collects_a_line_without_end_up_to_a_limit)
     EXPECT_EQ(limit, taken_of("0;", "\""));
 }
 
+TEST(chunk_decoder, collects_trailer_lines_beyond_the_limit_of_one_line)
+{
+    http::chunk_decoder decoder;
+    std::uint64_t used = 0;
+    const std::string_view zero = "0;e\r\n";
+    const std::string line = "name: " + std::string(1000, 'v') + "\r\n";
+    EXPECT_FALSE(decoder.read_line(zero.data(), zero.data() + zero.size(), used).completed);
+    std::string expected;
+    while (expected.size() <= 2 * http::chunk_decoder::longest_line) {
+        EXPECT_FALSE(decoder.read_line(line.data(), line.data() + line.size(), used).completed);
+        expected += line;
+    }
+    const std::string_view end = "\r\nx";
+    const auto read = decoder.read_line(end.data(), end.data() + end.size(), used);
+    EXPECT_TRUE(read.completed);
+    EXPECT_EQ(";e", read.extension);
+    EXPECT_EQ(expected, std::string(read.trailers.begin(), read.trailers.end()));
+    EXPECT_EQ(2U, used);
+    const std::string_view next = "5\r\n";
+    EXPECT_EQ(5U, decoder.read_line(next.data(), next.data() + next.size(), used).size);
+}
+
+TEST(chunk_decoder, collects_trailer_lines_up_to_a_limit)
+{
+    http::chunk_decoder decoder;
+    std::uint64_t used = 0;
+    const std::string_view zero = "0\r\n";
+    const std::string lines = "name: " + std::string(16000, 'v') + "\r\n";
+    decoder.read_line(zero.data(), zero.data() + zero.size(), used);
+    std::size_t taken = zero.size();
+    try {
+        while (taken < 2 * http::chunk_decoder::most_trailers) {
+            decoder.read_line(lines.data(), lines.data() + lines.size(), used);
+            taken += lines.size();
+        }
+    } catch (const http::chunk_line_too_long& problem) {
+        EXPECT_STREQ("chunk trailers too long", problem.what());
+    }
+    EXPECT_LE(taken, http::chunk_decoder::most_trailers);
+    EXPECT_GT(taken + lines.size(), http::chunk_decoder::most_trailers);
+}
+
 TEST(chunk_decoder, takes_a_line_of_the_limit)
 {
     http::chunk_decoder decoder;
