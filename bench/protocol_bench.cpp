@@ -3,6 +3,7 @@
 #include "bench/checked_state.h"
 #include "tool/http/chunk_decoder.h"
 #include "tool/http/grammar.h"
+#include "tool/http/head_search.h"
 #include "tool/http/message_body.h"
 #include "tool/http/messages.h"
 #include "tool/icap/analyzer.h"
@@ -89,6 +90,29 @@ void icap_reply_to_message(benchmark::State& state)
     bench::expect(state, reply && reply->status() == 204, "another status");
 }
 BENCHMARK(icap_reply_to_message);
+
+/// The search for a head in as much garbage as an analyzer holds, all of it beginnings of requests that share one end.
+void garbage(benchmark::State& state)
+{
+    std::string text;
+    while (text.size() < 16384) {
+        text += "GET a ";
+    }
+    text += '\n';
+    const char* const end = text.data() + text.size();
+    for (auto _ : state) {
+        const bool none =
+            http::find_http_request(text.data(), end) == end && http::find_http_response(text.data(), end) == end;
+        if (!bench::expect(state, none, "a head was found")) {
+            break;
+        }
+    }
+    text += "PATCH /";
+    const char* const start = http::find_http_request(text.data(), text.data() + text.size());
+    bench::expect(state, start == text.data() + text.size() - 7, "the beginning of a head was not found");
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+BENCHMARK(garbage);
 
 /// A store that counts bytes and stores nothing, so that the framing alone is measured.
 class counting_data final : public web::io_data

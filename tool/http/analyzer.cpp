@@ -2,6 +2,7 @@
 
 #include "tool/http/content_values.h"
 #include "tool/http/grammar.h"
+#include "tool/http/head_search.h"
 #include "tool/http/header_names.h"
 #include "tool/http/message_factory.h"
 #include "tool/http/method_words.h"
@@ -18,20 +19,6 @@ namespace {
 bool known_method(const char* begin, const char* end)
 {
     return begins_word(begin, end, basic_methods());
-}
-
-head_status request_status_at(const char* begin, const char* end)
-{
-    request_data record;
-    const parse_info parsed = parse_http_request(begin, end, record);
-    return request_test(record, parsed, begin, end, &known_method);
-}
-
-head_status response_status_at(const char* begin, const char* end)
-{
-    response_data record;
-    const parse_info parsed = parse_http_response(begin, end, record);
-    return response_test(record, parsed, begin, end);
 }
 
 /// A head that was found in the cache; the records point into the cache.
@@ -82,9 +69,9 @@ found_head find_head(const char* begin, const char* end, bool accept_partial)
 const char* next_start(const char* begin, const char* end)
 {
     constexpr std::ptrdiff_t shortest_start = 2;
-    const char* start = find_start(begin, end, &request_status_at);
+    const char* start = find_http_request(begin, end);
     if (start == end) {
-        return find_start(begin, end, &response_status_at);
+        return find_http_response(begin, end);
     }
     return end - start < shortest_start ? end : start;
 }
@@ -144,7 +131,7 @@ analyzer::~analyzer() = default;
 head_status analyzer::classify(const char* begin, const char* end)
 {
     begin = skip_line_ends(begin, end);
-    const head_status status = request_status_at(begin, end);
+    const head_status status = http_request_status(begin, end);
     if (status != head_status::invalid) {
         return status;
     }

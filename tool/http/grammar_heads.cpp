@@ -45,8 +45,9 @@ bool icap_method(const char*& at, const char* end) noexcept
 
 bool http_method(const char*& at, const char* end) noexcept
 {
-    return word_of(at, end, basic_methods()) || word_of(at, end, dav_methods()) ||
-           word_of(at, end, versioning_methods());
+    const std::size_t length = method_word_length({at, static_cast<std::size_t>(end - at)});
+    at += length;
+    return length != 0;
 }
 
 /// One or more bytes in "!" to "|" that are neither lower-case letters nor separators.

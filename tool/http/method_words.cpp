@@ -2,6 +2,7 @@
 
 #include "tool/system/conversions.h"
 
+#include <algorithm>
 #include <array>
 
 namespace http {
@@ -22,6 +23,38 @@ constexpr std::array versioning{"VERSION-CONTROL"sv,  "CHECKOUT"sv,   "REPORT"sv
                                 "BASELINE-CONTROL"sv, "MKACTIVITY"sv, "MKWORKSPACE"sv};
 
 constexpr std::array rpc{"CCM_POST"sv, "RPC_CONNECT"sv, "RPC_OUT_DATA"sv, "RPC_IN_DATA"sv};
+
+static_assert(std::ranges::max(basic, {}, &std::string_view::size).size() == longest_basic_method);
+
+/// The words that are read, ordered by their first letters.
+struct words_by_letter
+{
+    std::array<std::string_view, basic.size() + dav.size() + versioning.size()> words;
+    std::array<std::uint8_t, 'Z' - 'A' + 2> first{}; ///< place of the first word of each letter, and the end
+};
+
+constexpr words_by_letter ordered_words()
+{
+    words_by_letter table;
+    std::size_t count = 0;
+    const auto add = [&](std::span<const std::string_view> group, char letter) {
+        for (const std::string_view word : group) {
+            if (word.front() == letter) {
+                table.words[count++] = word;
+            }
+        }
+    };
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+        table.first[static_cast<std::size_t>(letter - 'A')] = static_cast<std::uint8_t>(count);
+        add(basic, letter);
+        add(dav, letter);
+        add(versioning, letter);
+    }
+    table.first.back() = static_cast<std::uint8_t>(count);
+    return table;
+}
+
+constexpr words_by_letter ordered = ordered_words();
 
 struct numbered_word
 {
@@ -87,6 +120,20 @@ std::span<const std::string_view> dav_methods() noexcept
 std::span<const std::string_view> versioning_methods() noexcept
 {
     return versioning;
+}
+
+std::size_t method_word_length(range text) noexcept
+{
+    if (text.empty() || text.front() < 'A' || text.front() > 'Z') {
+        return 0;
+    }
+    const auto letter = static_cast<std::size_t>(text.front() - 'A');
+    for (std::size_t place = ordered.first[letter]; place != ordered.first[letter + 1]; ++place) {
+        if (text.starts_with(ordered.words[place])) {
+            return ordered.words[place].size();
+        }
+    }
+    return 0;
 }
 
 std::span<const std::string_view> rpc_methods() noexcept

@@ -2,6 +2,7 @@
 
 #include "tool/http/head_records.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -14,6 +15,10 @@ namespace http {
 [[nodiscard]] std::span<const std::string_view> basic_methods() noexcept;
 [[nodiscard]] std::span<const std::string_view> dav_methods() noexcept;
 [[nodiscard]] std::span<const std::string_view> versioning_methods() noexcept;
+/// Returns the length of the word of these three groups that `text` begins with, case-sensitive; 0 if there is none.
+[[nodiscard]] std::size_t method_word_length(range text) noexcept;
+/// The length of the longest word of basic_methods().
+inline constexpr std::size_t longest_basic_method = 7;
 /// Words that parse_http_request() refuses and parse_http_extension_request() accepts.
 [[nodiscard]] std::span<const std::string_view> rpc_methods() noexcept;
 
