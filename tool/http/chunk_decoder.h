@@ -8,7 +8,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace http {
 
@@ -20,6 +19,30 @@ struct chunk_record
 {
     std::uint64_t size = 0;    ///< payload bytes that the chunk line announces
     std::uint64_t written = 0; ///< payload bytes received so far
+};
+
+/// The chunks of a body in the order in which they arrived. Only the last one is kept, so that a body of any number of
+/// chunks needs the same memory.
+class chunk_list
+{
+public:
+    [[nodiscard]] bool empty() const noexcept { return count_ == 0; }
+    /// Returns the number of chunks, including those that are not kept.
+    [[nodiscard]] std::size_t size() const noexcept { return count_; }
+    /// Returns the last chunk. The list must not be empty.
+    [[nodiscard]] const chunk_record& back() const noexcept { return last_; }
+    [[nodiscard]] chunk_record& back() noexcept { return last_; }
+    /// Returns the last chunk; `place` must be size() - 1.
+    [[nodiscard]] const chunk_record& operator[]([[maybe_unused]] std::size_t place) const noexcept { return last_; }
+    void push_back(const chunk_record& record) noexcept
+    {
+        last_ = record;
+        ++count_;
+    }
+
+private:
+    std::size_t count_ = 0;
+    chunk_record last_;
 };
 
 /// Thrown for framing that exceeds the limits of chunk_decoder. The decoder must not be used any more.
@@ -77,8 +100,8 @@ public:
     /// Appends a chunk to the list. Throws std::runtime_error "add_chunk failed: add chunk with unspecified size" if
     /// its size is unspecified_size.
     void add_chunk(const chunk_record& record);
-    /// Returns the chunks in the order in which they arrived, without the last chunk.
-    [[nodiscard]] const std::vector<chunk_record>& chunks() const noexcept { return chunks_; }
+    /// Returns the chunks received so far, without the last chunk.
+    [[nodiscard]] const chunk_list& chunks() const noexcept { return chunks_; }
 
 private:
     /// A last chunk whose trailer lines have been read up to the end of `pending_`. Places are offsets in it.
@@ -96,7 +119,7 @@ private:
     byte_vector pending_;
     bool pending_has_line_feed_ = false;
     std::optional<open_trailers> trailers_;
-    std::vector<chunk_record> chunks_;
+    chunk_list chunks_;
 };
 
 template <typename Write>

@@ -168,7 +168,7 @@ public:
     /// Returns the wrapped message, which this object owns.
     [[nodiscard]] generic_message& inner() noexcept { return *inner_; }
     /// Returns the chunks received so far, without the last chunk. Not protected by the lock.
-    [[nodiscard]] const std::vector<chunk_record>& chunks() const noexcept { return decoder_.chunks(); }
+    [[nodiscard]] const chunk_list& chunks() const noexcept { return decoder_.chunks(); }
 
 private:
     std::unique_ptr<generic_message> inner_;

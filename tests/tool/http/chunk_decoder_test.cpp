@@ -1,3 +1,4 @@
+#include "tests/support/failing_new.h"
 #include "tool/http/chunk_decoder.h"
 
 #include <gtest/gtest.h>
@@ -27,6 +28,24 @@ TEST(chunk_decoder, fills_an_unfinished_chunk_and_writes_nothing_once_it_is_full
     EXPECT_EQ(1, writes);
     ASSERT_EQ(1U, decoder.chunks().size());
     EXPECT_EQ(3U, decoder.chunks().back().written);
+}
+
+TEST(chunk_decoder, needs_no_memory_for_the_chunks_that_are_finished)
+{
+    constexpr std::size_t count = 100'000;
+    http::chunk_decoder decoder;
+    const std::string_view chunk = "1\r\nx\r\n";
+    const char* const end = chunk.data() + chunk.size();
+    std::uint64_t payload = 0;
+    const test::failing_new no_memory(1, test::refusals::all_behind);
+    for (std::size_t number = 0; number < count; ++number) {
+        std::uint64_t used = 0;
+        const std::uint64_t size = decoder.read_line(chunk.data(), end, used).size;
+        payload += decoder.start_chunk(size, chunk.data() + used, end, [](const char*, const char*) {});
+    }
+    EXPECT_FALSE(no_memory.failed());
+    EXPECT_EQ(count, payload);
+    EXPECT_EQ(count, decoder.chunks().size());
 }
 
 /// Feeds pieces until the decoder refuses one. Returns the number of bytes taken before.

@@ -1,4 +1,5 @@
 #include "tests/support/every_split.h"
+#include "tests/support/failing_new.h"
 #include "tests/tool/http/http_text.h"
 #include "tool/http/messages.h"
 #include "tool/web/body_store.h"
@@ -108,6 +109,35 @@ TEST(chunked_message, input_takes_payload_as_finished_chunks)
     EXPECT_TRUE(target.message->complete());
     EXPECT_EQ(2U, target.input("ab"));
     EXPECT_EQ("5\r\n", target.stored());
+}
+
+/// Counts bytes and allocates nothing.
+class counting_store final : public web::io_data
+{
+public:
+    std::uint64_t read(std::uint64_t, void*, std::uint64_t) override { return 0; }
+    std::uint64_t write(std::uint64_t, const void*, std::uint64_t) override { return 0; }
+    std::uint64_t append(const void*, std::uint64_t count) override { return size_ += count, count; }
+    void swap(web::io_data&) override {}
+    void size(std::uint64_t) override {}
+    std::uint64_t size() override { return size_; }
+
+private:
+    std::uint64_t size_ = 0;
+};
+
+TEST(chunked_message, needs_no_memory_for_the_chunks_that_are_finished)
+{
+    constexpr std::size_t count = 100'000;
+    chunked_response target;
+    target.chunked.set_body(std::make_unique<counting_store>());
+    const test::failing_new no_memory(1, test::refusals::all_behind);
+    for (std::size_t number = 0; number < count; ++number) {
+        target.input("x");
+    }
+    EXPECT_FALSE(no_memory.failed());
+    EXPECT_EQ(count, target.chunked.body_size());
+    EXPECT_EQ(count, target.chunked.chunks().size());
 }
 
 TEST(chunked_message, reads_as_a_chunked_sender_would_send_it)
