@@ -51,7 +51,7 @@ class Tables(unittest.TestCase):
         properties = {row["Property"]: row["Value"] for row in table("Property")}
         self.assertEqual("1", properties["HARDENED"])
         component, = [row for row in table("Component") if row["Component"] == "HardenedScanning"]
-        self.assertEqual('HARDENED <> "0"', component["Condition"])
+        self.assertEqual('REMOVE = "ALL" OR HARDENED <> "0" AND (NOT Installed OR ?HardenedScanning = 3)', component["Condition"])
         value, = [row for row in table("Registry") if row["Component_"] == "HardenedScanning"]
         self.assertEqual(("2", "SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment", "HardenedScanning", "#1"),
                          (value["Root"], value["Key"], value["Name"], value["Value"]))  # below HKLM, a number

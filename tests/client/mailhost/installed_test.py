@@ -37,6 +37,7 @@ REFUSED = 1603 & 0xFF  # a fatal error of the installation, as the system cuts i
 # What the system's installer makes for all products at its first one, and keeps.
 INSTALLERS_OWN = re.compile(r"\\Installer(\\(Features|Products|UpgradeCodes|UserData(\\S-1-5-18(\\(Components|Products))?)?))?$")
 SWITCHES = "Software\\MorvelaneLab\\TRAL\\11.0\\Environment"
+SWITCH_PARENTS = {SWITCHES.rsplit("\\", count)[0]: {} for count in (1, 2, 3)}
 PARENTS = {"Software\\Microsoft\\Office", "Software\\Microsoft\\Office\\Outlook", ADDINS}
 
 
@@ -191,7 +192,7 @@ class Package(Machine):
     def entries(self, hardened=True):
         """Returns what an installation writes: the entries of self-registration, and the switch unless it is refused."""
         path = self.INSTALLED + "postwarden.dll"
-        switch = {SWITCHES: {"HardenedScanning": 1}} if hardened else {}
+        switch = {**SWITCH_PARENTS, SWITCHES: {"HardenedScanning": 1}} if hardened else {}
         return {**addin_keys(), **class_keys(path), **library_keys(path), **switch}
 
     def install(self, package, *properties):
@@ -395,6 +396,10 @@ class Samples(unittest.TestCase):
     def test_are_blocked_alike_when_no_verdict_is_kept_on_them(self):
         openings = self.check("--times", "2", "--registry", "KeepVerdictInEmail=1")
         self.assertIn("blocked", {opening["display"] for opening in openings})
+
+    def test_are_handled_alike_by_hardened_scanning(self):
+        openings = self.check("--times", "2", "--hardened")
+        self.assertEqual({0, 1, 2, 3}, {opening["verdict"] for opening in openings})
 
     def test_are_handled_alike_when_they_are_encrypted(self):
         expected = self.on_linux("--smime-key", FOLDER / "key.pem", "--smime-cert", FOLDER / "certificate.pem",
