@@ -139,7 +139,7 @@ TEST_F(attachment_check, of_a_file_tells_each_step)
     EXPECT_EQ(records[0].scanResult, ScanResult::Clean);
     EXPECT_EQ(records[0].noticeHtml, "");
     EXPECT_FALSE(records[0].deleted);
-    EXPECT_EQ(store.calls("message.table.QueryRows"), (texts{"message.table.QueryRows 100"}));
+    EXPECT_EQ(store.calls("message.table.QueryRows"), (texts{"message.table.QueryRows 100 1"}));
 }
 
 TEST_F(attachment_check, fills_the_request)

@@ -187,7 +187,7 @@ ComPtr<IAttach> scripted_message::wrap_attach(ULONG attach_number, ComPtr<IAttac
 HRESULT STDMETHODCALLTYPE scripted_message::GetAttachmentTable(ULONG flags, LPMAPITABLE* table)
 {
     *table = nullptr;
-    return run("GetAttachmentTable", [&] {
+    return run("GetAttachmentTable " + number(flags), [&] {
         ComPtr<IMAPITable> opened;
         const HRESULT result = inner_->GetAttachmentTable(flags, Receive(opened));
         if (opened) {
@@ -200,7 +200,7 @@ HRESULT STDMETHODCALLTYPE scripted_message::GetAttachmentTable(ULONG flags, LPMA
 HRESULT STDMETHODCALLTYPE scripted_message::OpenAttach(ULONG attach_number, LPCIID iid, ULONG flags, LPATTACH* attach)
 {
     *attach = nullptr;
-    return run("OpenAttach " + number(attach_number), [&] {
+    return run("OpenAttach " + number(attach_number) + (iid ? " iid " : " null ") + number(flags), [&] {
         ComPtr<IAttach> opened;
         const HRESULT result = inner_->OpenAttach(attach_number, iid, flags, Receive(opened));
         *attach = wrap_attach(attach_number, std::move(opened)).detach();

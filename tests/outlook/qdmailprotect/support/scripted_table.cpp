@@ -41,7 +41,7 @@ HRESULT STDMETHODCALLTYPE scripted_table::SetColumns(LPSPropTagArray tags, ULONG
 HRESULT STDMETHODCALLTYPE scripted_table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows)
 {
     *rows = nullptr;
-    return run("QueryRows " + std::to_string(count), [&] {
+    return run("QueryRows " + std::to_string(count) + " " + std::to_string(flags), [&] {
         if (store_.rows()) {
             return make_rows(*store_.rows(), rows);
         }
