@@ -83,6 +83,22 @@ TEST_F(requests_of_a_check, query_a_hundred_rows_of_the_table_without_advancing_
     EXPECT_EQ(store.calls("message.OpenAttach"), (texts{"message.OpenAttach 4 null 0"}));
 }
 
+TEST_F(requests_of_a_check, follow_the_order_of_the_table)
+{
+    const auto row = [](std::uint32_t number) {
+        return test::table_row{{PR_ATTACH_NUM, value::of_long(number)},
+                               {PR_ATTACH_METHOD, value::of_long(ATTACH_BY_VALUE)}};
+    };
+    message->attach(0, L"a.txt", "first");
+    message->attach(1, L"b.txt", "second");
+    store.give_rows({row(1), row(0)});
+    EXPECT_EQ(check_attachments(), S_OK);
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0].attachNumber, 1U);
+    EXPECT_EQ(records[1].attachNumber, 0U);
+    EXPECT_EQ(scans()[0].data, "second");
+}
+
 TEST_F(requests_of_a_check, skip_by_method_before_size)
 {
     message->attach(0, L"a.txt", "data");

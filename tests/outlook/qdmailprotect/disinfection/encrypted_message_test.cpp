@@ -1,4 +1,5 @@
 #include "outlook/qdmailprotect/disinfection/encrypted_message.h"
+#include "outlook/qdmailprotect/disinfection/mail_disinfector.h"
 #include "outlook/qdmailprotect/verdict/verdict_cache.h"
 #include "tests/outlook/qdmailprotect/support/checker_fixture.h"
 #include "tests/outlook/qdmailprotect/support/stored_message.h"
@@ -148,6 +149,25 @@ TEST_F(encrypted_message, with_a_condemned_attachment_alone_shows_its_notice)
     EXPECT_EQ(base.value(PR_MESSAGE_CLASS_W), "IPM.Note");
     EXPECT_EQ(base.attachments(), (texts{"0 a.txt"})) << "none is deleted one by one";
     EXPECT_FALSE(attachments[0].deleted);
+}
+
+TEST_F(encrypted_message, shows_the_notice_that_comes_first_in_the_table)
+{
+    wrapper.make_encrypted();
+    body.scanResult = ScanResult::Clean;
+    attachments = {test::condemned_record(2, L"c.zip", "<p>c</p>"), test::condemned_record(1, L"b.doc", "<p>b</p>")};
+    EXPECT_EQ(MakeMailDisinfector()->DisinfectMessage(verdicts, wrapper.reference(), body, attachments, nullptr), S_OK);
+    EXPECT_EQ(base.value(PR_HTML), std::string("<p>c</p>") + '\0') << "not the one of the smallest number";
+    EXPECT_EQ(attachments[0].attachNumber, 2U);
+    const texts lines = test::leveled(log);
+    ASSERT_GE(lines.size(), 4U);
+    EXPECT_EQ(texts(lines.begin(), lines.begin() + 4),
+              (texts{
+                  "400 Getting ContentTypeID: 0x8000001f",
+                  "400 Is message encrypted: 1",
+                  "400 The message is encrypted, starting the special disinfection procedure...",
+                  "400 Disinfecting the encrypted message",
+              }));
 }
 
 TEST_F(encrypted_message, with_neither_gets_an_empty_body)
