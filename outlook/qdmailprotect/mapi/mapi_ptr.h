@@ -42,11 +42,16 @@ private:
     T* object_ = nullptr;
 };
 
-/// Queries `object` for another interface. On failure `out` is null and the failure code is returned.
+/// Queries `object` for another interface. On failure `out` is null, even if the object returned an interface, and
+/// the failure code is returned.
 template <typename T>
 HRESULT Query(IUnknown* object, REFIID iid, ComPtr<T>& out)
 {
-    return object->QueryInterface(iid, Receive(out));
+    const HRESULT result = object->QueryInterface(iid, Receive(out));
+    if (FAILED(result)) {
+        out.reset();
+    }
+    return result;
 }
 
 /// Frees memory that the message store allocated.

@@ -30,6 +30,22 @@ private:
     std::function<void()> end_;
 };
 
+/// A handler that returns its interface together with a failure.
+class refusing_handler final : public ComObject<IMailItemEventHandler>
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        ComObject::QueryInterface(iid, object);
+        return E_NOINTERFACE;
+    }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown*, IUnknown*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE Unadvise() override { return S_OK; }
+
+protected:
+    void* FindInterface(REFIID) override { return static_cast<IMailItemEventHandler*>(this); }
+};
+
 // --- item load and unload
 
 TEST_F(mail_events, subscribe_to_a_loaded_item)
@@ -76,6 +92,18 @@ TEST_F(mail_events, tell_that_a_handler_lacks_its_interface)
         EXPECT_EQ(log.lines().size(), 2U);
         EXPECT_EQ(events->HandlerCount(), 0U);
     });
+}
+
+TEST_F(mail_events, do_not_use_a_handler_whose_interface_comes_with_a_failure)
+{
+    events = new_events([](const auto&, ComPtr<IUnknown>& handler) {
+        handler = ComPtr<IUnknown>(MakeCom<refusing_handler>());
+        return S_OK;
+    });
+    events->OnItemLoad(item.get());
+    EXPECT_EQ(leveled(log).back(), "200 Failed to obtain the event handler interface");
+    EXPECT_EQ(log.lines().size(), 2U);
+    EXPECT_EQ(events->HandlerCount(), 0U);
 }
 
 TEST_F(mail_events, leave_an_item_that_cannot_be_heard_unprotected)

@@ -38,6 +38,18 @@ TEST(com_pointers, own_what_they_receive)
     EXPECT_EQ(store.alive, 0);
 }
 
+TEST(com_pointers, drop_an_object_that_comes_with_a_failed_query)
+{
+    test::scripted_store store;
+    const auto opened = test::empty_message(store);
+    store.deny("message.QueryInterface IMessage", E_ACCESSDENIED);
+    ComPtr<IMessage> message;
+    EXPECT_EQ(Query(opened->pointer(), IID_IMessage, message), E_ACCESSDENIED);
+    EXPECT_EQ(message, nullptr);
+    opened->close();
+    EXPECT_EQ(store.alive, 0);
+}
+
 TEST(com_objects, count_once_for_all_their_interfaces)
 {
     test::scripted_store store;
