@@ -42,7 +42,9 @@ ComPtr<IUnknown> ObjectOfKind(IUnknown* item, const ItemKind& kind)
     return object;
 }
 
-/// Returns true if the property can be read as text or is only too large to be returned as a value.
+/// Returns true if the property can be read as text or is only too large to be returned as a value. An empty HTML
+/// property cannot be read as text, although the store reports no error: if it determined the type, its stream would be
+/// skipped as an empty body, and the plain text of the message would open unscanned.
 bool HasText(IMessage* message, ULONG tag)
 {
     SCODE error = S_OK;

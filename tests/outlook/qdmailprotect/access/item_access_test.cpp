@@ -5,12 +5,37 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <utility>
+#include <vector>
+
 namespace {
 
 using test::scripted_item;
 using test::stored_message;
 
 constexpr IID ContactItem{0x00063021, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+/// An item that implements the interfaces of several kinds.
+class item_of_kinds final : public ComObject<IUnknown>
+{
+public:
+    void add(ComPtr<scripted_item> kind) { kinds_.push_back(std::move(kind)); }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        HRESULT result = ComObject::QueryInterface(iid, object);
+        for (auto kind = kinds_.begin(); FAILED(result) && kind != kinds_.end(); ++kind) {
+            result = (*kind)->QueryInterface(iid, object);
+        }
+        return result;
+    }
+
+protected:
+    void* FindInterface(REFIID iid) override { return iid == IID_IUnknown ? static_cast<IUnknown*>(this) : nullptr; }
+
+private:
+    std::vector<ComPtr<scripted_item>> kinds_;
+};
 
 class item_access : public ::testing::Test
 {
@@ -24,6 +49,14 @@ protected:
     HRESULT reach(const IID& kind, ComPtr<IUnknown> object)
     {
         return ItemToMessage(MakeCom<scripted_item>(store, kind, std::move(object))->reference(), reached);
+    }
+    /// Reaches the message of an item of two kinds; each kind has an object of its own.
+    HRESULT reach_of_two(const IID& kind, ComPtr<IUnknown> object, const IID& other, ComPtr<IUnknown> other_object)
+    {
+        const auto item = MakeCom<item_of_kinds>();
+        item->add(MakeCom<scripted_item>(store, other, std::move(other_object)));
+        item->add(MakeCom<scripted_item>(store, kind, std::move(object)));
+        return ItemToMessage(ComPtr<IUnknown>(item), reached);
     }
     [[nodiscard]] std::vector<std::string> texts() const { return log.texts("outlook"); }
 
@@ -111,6 +144,60 @@ TEST_F(item_access, to_what_is_no_message_fails)
     });
 }
 
+TEST_F(item_access, gives_no_message_that_comes_with_a_failure)
+{
+    store.deny("message.QueryInterface IMessage", E_NOINTERFACE);
+    EXPECT_EQ(reach(IID_MailItem, identity(*message)), E_NOINTERFACE);
+    EXPECT_EQ(reached, nullptr);
+}
+
+TEST_F(item_access, does_not_use_an_object_that_comes_with_a_failure)
+{
+    store.deny("item.get_MAPIOBJECT", E_ACCESSDENIED);
+    EXPECT_EQ(reach(IID_MailItem, identity(*message)), E_NOINTERFACE);
+    const std::vector<test::log_record> expected{
+        {200, "outlook", "Failed to get the MAPI item interface (mail), hr = -2147024891"},
+        {200, "outlook", "Failed to get the MAPI object"}};
+    EXPECT_EQ(log.lines(), expected);
+    EXPECT_TRUE(store.calls("message.QueryInterface").empty());
+    message->close();
+    EXPECT_EQ(store.alive, 0) << "the object was released";
+}
+
+TEST_F(item_access, of_several_kinds_takes_the_first_of_mail_meeting_and_task)
+{
+    const auto other = test::empty_message(store);
+    for (const auto& [first, second] :
+         {std::pair{IID_MailItem, IID_MeetingItem}, {IID_MeetingItem, IID_TaskItem}, {IID_MailItem, IID_TaskItem}}) {
+        store.clear();
+        EXPECT_EQ(reach_of_two(first, identity(*message), second, identity(*other)), S_OK);
+        EXPECT_EQ(reached.get(), message->pointer());
+        EXPECT_EQ(store.calls("item.get_MAPIOBJECT").size(), 1U) << "the second kind is not tried";
+    }
+    EXPECT_TRUE(log.lines().empty());
+    reached.reset();
+}
+
+TEST_F(item_access, of_several_kinds_takes_the_next_where_one_gives_no_object)
+{
+    const auto other = test::empty_message(store);
+    for (const auto& [first, second, word] : {std::tuple{IID_MailItem, IID_MeetingItem, "mail"},
+                                              {IID_MeetingItem, IID_TaskItem, "meeting"},
+                                              {IID_MailItem, IID_TaskItem, "mail"}}) {
+        const std::string failure = std::string("Failed to get the MAPI item interface (") + word + "), hr = ";
+        log.clear();
+        store.fail_nth(1, E_FAIL, "item.get_MAPIOBJECT");
+        EXPECT_EQ(reach_of_two(first, identity(*message), second, identity(*other)), S_OK);
+        EXPECT_EQ(reached.get(), other->pointer());
+        EXPECT_EQ(reach_of_two(first, nullptr, second, identity(*other)), S_OK);
+        EXPECT_EQ(reached.get(), other->pointer());
+        const std::vector<test::log_record> expected{{200, "outlook", failure + "-2147467259"},
+                                                     {200, "outlook", failure + "0"}};
+        EXPECT_EQ(log.lines(), expected);
+    }
+    reached.reset();
+}
+
 class plain_body : public item_access
 {
 protected:
@@ -149,6 +236,17 @@ TEST_F(plain_body, that_opens_as_nothing_fails)
 {
     store.fail_nth(1, S_OK, "message.OpenProperty 1000001e");
     EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_FAIL);
+}
+
+TEST_F(plain_body, that_comes_with_a_failure_is_not_used)
+{
+    body("text");
+    store.deny("message.OpenProperty 1000001e", E_ACCESSDENIED);
+    EXPECT_EQ(ReadPlainBody(message->pointer(), text), E_ACCESSDENIED);
+    EXPECT_EQ(text, "");
+    EXPECT_TRUE(store.calls("message.1000001e.").empty());
+    EXPECT_EQ(store.alive, 1) << "the stream was released";
+    EXPECT_EQ(texts(), (std::vector<std::string>{"Failed to open plain body prop: 0x80070005"}));
 }
 
 TEST_F(plain_body, of_one_block_needs_one_read_and_a_byte_more_needs_two)
@@ -243,6 +341,22 @@ TEST_F(body_type, is_plain_without_html)
 TEST_F(body_type, is_plain_when_the_text_is_too_big_to_be_read)
 {
     message->set_bytes(PR_BODY_A, std::string(20000, 'x')); // more than the store returns as a value
+    EXPECT_EQ(DeduceBodyType(message->pointer()), 1U);
+}
+
+TEST_F(body_type, is_plain_when_the_html_is_empty)
+{
+    message->set_bytes(PR_HTML, "");
+    message->set_bytes(PR_BODY_A, "text");
+    EXPECT_EQ(DeduceBodyType(message->pointer()), 1U);
+    EXPECT_TRUE(log.lines().empty()) << "both can be read";
+}
+
+TEST_F(body_type, is_plain_when_the_html_cannot_be_read_at_all)
+{
+    message->set_bytes(PR_HTML, "<p>");
+    message->set_bytes(PR_BODY_A, "text");
+    store.fail("message.GetProps 10130102", E_ACCESSDENIED);
     EXPECT_EQ(DeduceBodyType(message->pointer()), 1U);
 }
 

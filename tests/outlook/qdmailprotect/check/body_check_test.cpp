@@ -142,6 +142,17 @@ TEST_F(body_check, deduces_a_type_that_the_message_does_not_tell)
     EXPECT_TRUE(log.contains("Deduced body type: 1"));
 }
 
+TEST_F(body_check, of_an_undefined_type_with_empty_html_sends_the_plain_text)
+{
+    native_type(0);
+    message->set_bytes(PR_HTML, "");
+    EXPECT_EQ(check_body(), S_OK);
+    EXPECT_TRUE(log.contains("Deduced body type: 1"));
+    EXPECT_EQ(sent(), "plain text");
+    EXPECT_EQ(body.bodyType, 1U);
+    EXPECT_TRUE(store.calls("message.OpenProperty 10130102").empty());
+}
+
 TEST_F(body_check, of_an_undefined_type_tries_the_plain_text)
 {
     native_type(0);
