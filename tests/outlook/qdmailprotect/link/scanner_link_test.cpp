@@ -194,6 +194,36 @@ TEST_F(ScannerLinkTest, HoldsTheLeaseWhileItComparesAndReturnsItBeforeTheLoad)
     EXPECT_EQ(loads, 1);
 }
 
+TEST_F(ScannerLinkTest, ServesOtherThreadsWhileItConnectsAsksAndLoads)
+{
+    std::vector<std::thread> others;
+    std::size_t answered = 0;
+    const auto ask_from_another_thread = [&] {
+        if (answered < others.size()) {
+            return; // one thread waits already
+        }
+        const auto done = std::make_shared<tpl::event>(); // the thread may go on after the wait
+        others.emplace_back([this, done] {
+            EXPECT_NE(link->GetSettings(), nullptr);
+            static_cast<void>(link->GetSessionManager());
+            done->set();
+        });
+        answered += done->wait(long_wait) == tpl::wait_result::signalled ? 1U : 0U;
+    };
+    on_create = ask_from_another_thread;
+    pool->on_query = ask_from_another_thread;
+    pool->on_scan = ask_from_another_thread;
+    pool->on_release = ask_from_another_thread;
+    on_connect = ask_from_another_thread;
+    on_load = ask_from_another_thread;
+    link->CheckHealth();
+    for (std::thread& other : others) {
+        other.join();
+    }
+    EXPECT_EQ(others.size(), 6U);
+    EXPECT_EQ(answered, 6U);
+}
+
 TEST_F(ScannerLinkTest, GoesBackToNoConnectionWhenNoSessionCanBeHad)
 {
     link->CheckHealth();

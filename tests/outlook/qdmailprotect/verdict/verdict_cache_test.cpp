@@ -326,6 +326,20 @@ TEST_F(verdict_cache, keeps_no_property_when_the_registry_value_is_set)
     EXPECT_EQ(verdict, ScanResult::Blocked);
 }
 
+TEST_F(verdict_cache, keeps_no_property_for_any_number_but_zero)
+{
+    for (const std::uint32_t value : {7U, 2U, 256U, 0x80000000U, 0xFFFFFFFFU}) {
+        keep_verdict(0);
+        cache->ReadRegistryParams();
+        keep_verdict(value);
+        cache->ReadRegistryParams();
+        const auto message = new_message();
+        add(*message, ScanResult::Clean);
+        EXPECT_EQ(stored(*message), 0U) << value;
+    }
+    EXPECT_EQ(cache->InternalSize(), 1U);
+}
+
 TEST_F(verdict_cache, keeps_the_property_again_when_the_value_is_zero_or_gone)
 {
     for (const bool gone : {false, true}) {
@@ -672,6 +686,15 @@ TEST_F(verdict_cache, makes_a_base_message_an_ordinary_note)
     EXPECT_EQ(base->value(PR_MESSAGE_CLASS_W), "IPM.Note");
     EXPECT_EQ(leveled(log), (texts{"400 Unencrypting base message...", "400 Old message class: IPM.Note.SMIME",
                                    "400 Changing the class... result = 0x0"}));
+}
+
+TEST_F(verdict_cache, takes_every_success_code_for_a_changed_class)
+{
+    const auto base = new_message();
+    store.deny("message.SetProps", MAPI_W_ERRORS_RETURNED);
+    EXPECT_TRUE(cache->UnencryptBaseMessage(base->pointer()));
+    EXPECT_EQ(base->value(PR_MESSAGE_CLASS_W), "IPM.Note");
+    EXPECT_EQ(leveled(log).back(), "400 Changing the class... result = 0x40380");
 }
 
 TEST_F(verdict_cache, tells_that_a_class_could_not_be_changed)
