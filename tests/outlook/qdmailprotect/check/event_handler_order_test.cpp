@@ -41,21 +41,27 @@ private:
     texts& notes_;
 };
 
-/// A source that delivers one more event while it ends a subscription.
+/// A source that returns given cookies and delivers one more event while it ends a subscription.
 class late_source final : public ItemEventSource
 {
 public:
-    int unadvised = 0;
+    std::uint32_t next_cookie = 1;
+    HRESULT advise_result = S_OK; ///< a failure comes with a cookie too
+    int advised = 0;
+    std::vector<std::uint32_t> unadvised; ///< the cookies
 
     HRESULT Advise(IUnknown*, ComPtr<IItemEvents> sink, std::uint32_t& cookie) override
     {
-        sink_ = std::move(sink);
-        cookie = 1;
-        return S_OK;
+        ++advised;
+        cookie = next_cookie;
+        if (SUCCEEDED(advise_result)) {
+            sink_ = std::move(sink);
+        }
+        return advise_result;
     }
-    HRESULT Unadvise(IUnknown*, std::uint32_t) override
+    HRESULT Unadvise(IUnknown*, std::uint32_t cookie) override
     {
-        ++unadvised;
+        unadvised.push_back(cookie);
         if (const ComPtr<IItemEvents> ended = std::exchange(sink_, nullptr)) {
             ended->OnBeforeRead();
         }
@@ -115,14 +121,60 @@ TEST_F(event_handlers, that_listen_take_the_item_of_an_advise_that_fails)
     EXPECT_EQ(handler->Unadvise(), S_OK);
 }
 
-TEST_F(event_handlers, leave_their_owner_before_their_item)
+/// A handler of a source whose cookies are given.
+class handler_of_given_cookies : public event_handlers
 {
-    const auto late = std::make_shared<late_source>();
-    const auto handler = MakeCom<CMailItemEventHandler>(late);
-    ASSERT_EQ(handler->Advise(static_cast<IMailItemNotifications*>(events.get()), item.get()), S_OK);
+protected:
+    HRESULT advise() { return handler->Advise(static_cast<IMailItemNotifications*>(events.get()), item.get()); }
+    void TearDown() override
+    {
+        handler->Unadvise();
+        handler.reset();
+        event_handlers::TearDown();
+    }
+
+    std::shared_ptr<late_source> late = std::make_shared<late_source>();
+    ComPtr<CMailItemEventHandler> handler = MakeCom<CMailItemEventHandler>(late);
+};
+
+TEST_F(handler_of_given_cookies, leaves_its_owner_before_its_item)
+{
+    ASSERT_EQ(advise(), S_OK);
     EXPECT_EQ(handler->Unadvise(), S_OK);
-    EXPECT_EQ(late->unadvised, 1);
+    EXPECT_EQ(late->unadvised, (std::vector<std::uint32_t>{1}));
     EXPECT_TRUE(check->items.empty()) << "the owner hears nothing of what the item delivers last";
+}
+
+TEST_F(handler_of_given_cookies, listens_by_every_cookie_but_fefefefe)
+{
+    for (const std::uint32_t cookie : {0U, 1U, 0xFEFEFEFDU, 0xFFFFFFFFU}) {
+        late->next_cookie = cookie;
+        ASSERT_EQ(advise(), S_OK);
+        EXPECT_THROW(advise(), ComError) << cookie;
+        handler->Unadvise();
+    }
+    late->advised = 0;
+    late->next_cookie = 0xFEFEFEFE;
+    EXPECT_EQ(advise(), S_OK);
+    EXPECT_EQ(advise(), S_OK) << "as one that does not listen";
+    EXPECT_EQ(late->advised, 2);
+}
+
+TEST_F(handler_of_given_cookies, has_the_cookie_fefefefe_after_its_end)
+{
+    late->next_cookie = 7;
+    ASSERT_EQ(advise(), S_OK);
+    handler->Unadvise();
+    handler->Unadvise();
+    EXPECT_EQ(late->unadvised, (std::vector<std::uint32_t>{7, 0xFEFEFEFE}));
+}
+
+TEST_F(handler_of_given_cookies, forgets_the_cookie_of_a_failure)
+{
+    late->advise_result = CannotConnect;
+    EXPECT_EQ(advise(), CannotConnect);
+    late->advise_result = S_OK;
+    EXPECT_EQ(advise(), S_OK);
 }
 
 } // namespace
