@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <stdexcept>
 #include <string>
@@ -313,6 +314,24 @@ TEST_F(SessionLifecycle, ASessionOutlivesAStoppedChannel)
     channel.stop();
     subject.reset();
     EXPECT_TRUE(peer->wait_for_end(0));
+}
+
+TEST_F(SessionLifecycle, CloseShutsBothDirectionsDownAheadOfTheCancellation)
+{
+    std::atomic<bool> closed{false};
+    serve(greeted().hold_until([&] { return closed.load(); })); // the peer's own close must not cause the lines
+    open();
+    const test::log_capture log;
+    subject->close();
+    const auto all = log.lines();
+    closed = true;
+    std::vector<std::string> own;
+    for (const auto& line : all) {
+        if (line.text.find(") shutdown(") != std::string::npos || line.text.find(" io canceled") != std::string::npos) {
+            own.push_back(test::joined({std::to_string(line.level), line.text.substr(line.text.find(')'))}));
+        }
+    }
+    EXPECT_EQ(own, (texts{"400) shutdown(send)", "200) shutdown(recv)", "500) io canceled"}));
 }
 
 } // namespace

@@ -1,0 +1,32 @@
+#include "tests/support/log_hook.h"
+#include "tests/tool/icap_client/session_fixture.h"
+#include "tool/asyncio/event.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+namespace {
+
+using tpl::wait_result;
+
+class SessionClose : public test::session_fixture
+{};
+
+TEST_F(SessionClose, CancelsItsReadAheadOfClosingTheSocket)
+{
+    std::atomic<bool> closed{false};
+    serve(test::greeted().hold_until([&] { return closed.load(); })); // the peer's own close must not end the read
+    open();
+    tpl::event ended;
+    wait_result seen = wait_result::timeout;
+    {
+        const test::log_hook end_of_read("network problem occured: 995", [&] { ended.set(); });
+        const test::log_hook behind_the_cancellation(name() + " io canceled", [&] { seen = ended.wait(60000); });
+        subject->close();
+    }
+    closed = true;
+    EXPECT_EQ(seen, wait_result::signalled) << "the read is still under way";
+}
+
+} // namespace
