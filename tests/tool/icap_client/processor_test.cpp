@@ -165,6 +165,21 @@ TEST_F(Processor, FiresNothingForARequestFromTheService)
     EXPECT_EQ(after(0), calls{});
 }
 
+TEST_F(Processor, DropsWhatComesBehindARequestFromTheService)
+{
+    const std::string get = "GET / HTTP/1.1\r\n\r\n";
+    for (const std::string& request :
+         {std::string("OPTIONS icap://x/y ICAP/1.0\r\nHost: x\r\n\r\n"),
+          test::joined({"REQMOD icap://x/y ICAP/1.0\r\nPreview: 0\r\nEncapsulated: req-hdr=0, null-body=",
+                        std::to_string(get.size()), "\r\n\r\n", get})}) {
+        const std::string answer = reply::no_content("\"behind\"");
+        const calls before = app.heard.calls();
+        feed(request + answer);
+        feed(request + answer.substr(0, 30));
+        EXPECT_EQ(after(before.size()), before) << request;
+    }
+}
+
 TEST_F(Processor, FiresNothingForAnAnswerWithoutEncapsulated)
 {
     feed("ICAP/1.0 204 No Content\r\nISTag: \"x\"\r\n\r\n");

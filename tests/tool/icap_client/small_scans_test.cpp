@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -221,6 +223,27 @@ TEST_F(IstagTracking, WithoutANotifierNothingIsTold)
     subject->scan(health);
     EXPECT_FALSE(log.contains("istag changed"));
     EXPECT_EQ(subject->istag(), "b");
+}
+
+TEST_F(IstagTracking, ComesAheadOfTheLineOfEachCallback)
+{
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {reply::go_on("n"), "500 S request preview has been completed: response 'continue' with istag=n"},
+        {reply::no_content("n"), "500 S request has been completed: response 'no content' with istag=n"},
+        {reply::with_body(200, "Threat=X", "no", "n"),
+         "500 S request has been completed: response 'blocked' threat='X' with istag=n"},
+        {reply::with_body(201, "", "x", "n"), "500 S request has been completed: response 'repaired' with istag=n"}};
+    for (const auto& [answer, line] : cases) {
+        subject.reset();
+        serve_answers({answer});
+        const test::log_capture log;
+        subject->scan(health);
+        const auto all = lines(log);
+        const auto tracked = std::find(all.begin(), all.end(), "500 istag changed: reset driver cache");
+        ASSERT_LT(tracked + 1, all.end()) << line;
+        EXPECT_EQ(tracked[1], line);
+    }
+    EXPECT_EQ(notifier.calls, 4);
 }
 
 } // namespace
