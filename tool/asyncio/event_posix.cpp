@@ -25,6 +25,10 @@ wait_result event::wait(std::uint32_t milliseconds) noexcept
     const auto signalled = [this] { return impl_->signalled; };
     if (milliseconds == infinite) {
         impl_->changed.wait(guard, signalled);
+    } else if (milliseconds == 0) { // the condition variable would sleep for the system's timer slack
+        if (!signalled()) {
+            return wait_result::timeout;
+        }
     } else if (!impl_->changed.wait_for(guard, std::chrono::milliseconds(milliseconds), signalled)) {
         return wait_result::timeout;
     }

@@ -19,6 +19,9 @@ public:
     /// Calls unregister(). Destroying a registration from within its callback ends the process with the text below.
     ~registered_wait();
 
+    /// Announces unregister(), which must follow: a thread that waits only for the event may end from now on. So many
+    /// registrations end together and not one after the other.
+    void end() noexcept;
     /// Ends the registration and waits until a running callback has returned; no callback runs afterwards. A second
     /// call does nothing. Throws std::runtime_error "error: wait on self-thread is potential deadlock" from within the
     /// callback.

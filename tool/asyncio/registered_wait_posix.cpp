@@ -26,12 +26,15 @@ public:
         if (thread_.get_id() == std::this_thread::get_id()) {
             throw std::runtime_error("error: wait on self-thread is potential deadlock");
         }
-        {
-            const std::lock_guard guard(signal_.lock);
-            ended_ = true;
-            signal_.changed.notify_all();
-        }
+        end();
         thread_.join();
+    }
+
+    void end() noexcept
+    {
+        const std::lock_guard guard(signal_.lock);
+        ended_ = true;
+        signal_.changed.notify_all();
     }
 
 private:
@@ -63,6 +66,11 @@ registered_wait::registered_wait(event& signal, std::function<void()> callback)
 registered_wait::~registered_wait()
 {
     unregister();
+}
+
+void registered_wait::end() noexcept
+{
+    impl_->end();
 }
 
 void registered_wait::unregister()

@@ -65,6 +65,11 @@ registered_wait::~registered_wait()
     unregister();
 }
 
+void registered_wait::end() noexcept
+{
+    // No thread belongs to the registration, so that unregister() waits for nothing but a running callback.
+}
+
 void registered_wait::unregister()
 {
     impl_->unregister();

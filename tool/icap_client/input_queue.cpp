@@ -42,13 +42,19 @@ void input_queue::push(std::shared_ptr<icap::buffer> bytes)
     }
 }
 
-void input_queue::stop()
+void input_queue::begin_stop() noexcept
 {
     {
         const std::lock_guard guard(lock_);
         stop_ = true;
     }
     room_.notify_all();
+    wait_->end();
+}
+
+void input_queue::stop()
+{
+    begin_stop();
     wait_->unregister();
 }
 

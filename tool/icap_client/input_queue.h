@@ -47,9 +47,12 @@ public:
 
     /// Waits until there is room, unless stop() has been called. The handler must not call this function.
     void push(std::shared_ptr<icap::buffer> bytes);
+    /// Announces stop(), which must follow, and returns at once: buffers are no longer handled.
+    void begin_stop() noexcept;
     /// Waits until a running handler has returned; no handler runs afterwards. The handler must not call this function.
     void stop();
-    /// True once stop() was called: no further buffer is handled, though a handler may still run. Any thread may ask.
+    /// True once begin_stop() or stop() was called: no further buffer is handled, though a handler may still run. Any
+    /// thread may ask.
     [[nodiscard]] bool is_stopping() const;
     [[nodiscard]] std::size_t size() const;
 

@@ -53,6 +53,8 @@ public:
     /// Throw std::runtime_error if no application is set, and what the application throws.
     void pass_date_to_processing_asynchronously(const std::shared_ptr<icap::application_request>& request);
     void pass_date_to_processing_directly(const std::shared_ptr<icap::application_request>& request);
+    /// Announces stop(), which must follow, and returns at once.
+    void begin_stop() noexcept { queue_->begin_stop(); }
     /// Waits until a running callback has returned. Bytes are then still taken but no longer handled. A callback must
     /// not call this function.
     void stop();

@@ -91,10 +91,40 @@ void session_impl::close()
     if (socket_.has_valid_handle()) {
         tpl::cancel_io(socket_.handle());
         tpl::sleep_ex(0, true);
+        handle_was_valid_ = true;
+    }
+    if (handle_was_valid_.exchange(false)) {
         LOG_LINE(logging::icapclnt_log(), 500, "session(" << this << ") io canceled");
     }
     socket_.close();
     LOG_LINE(logging::icapclnt_log(), 500, "session(" << this << ") closed");
+}
+
+bool session_impl::let_go()
+{
+    const std::lock_guard guard(lock_);
+    const bool failed = error_ || broken_ || processor_.has_failed();
+    if (let_go_ || (!failed && (!socket_.is_closed() || processor_.is_busy()))) {
+        return false;
+    }
+    if (socket_.has_valid_handle()) {
+        socket_.let_go();
+        handle_was_valid_ = true;
+    }
+    if (!socket_.is_closed()) {
+        return false; // the outstanding read has been cancelled but has not completed
+    }
+    processor_.begin_stop();
+    return true;
+}
+
+void session_impl::end_waiting()
+{
+    const std::lock_guard guard(let_go_lock_);
+    if (!let_go_) {
+        processor_.stop();
+        let_go_ = true;
+    }
 }
 
 bool session_impl::is_closed()

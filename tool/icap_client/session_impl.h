@@ -70,6 +70,14 @@ public:
     [[nodiscard]] std::uint32_t idle() override;
     void close() override;
     [[nodiscard]] bool is_closed() override;
+    /// Gives the connection of an invalid session back to the system, and lets the wait for received bytes end. Returns
+    /// true if end_waiting() is to follow; otherwise the session is valid, or a read is outstanding and a later call
+    /// does the rest. Logs nothing: the lines of close() are still to come. Must not be called during a scan.
+    [[nodiscard]] bool let_go();
+    /// Waits for the end of the wait for received bytes. Several threads may let go of the same session.
+    void end_waiting();
+    /// Returns true while let_go() has something to do once the session is invalid. Any thread.
+    [[nodiscard]] bool holds_connection() const noexcept { return !let_go_; }
 
     /// Always throws std::runtime_error "session_impl::send(): not implemented".
     void send(const char* begin, const char* end) override;
@@ -203,7 +211,10 @@ private:
     /// only.
     mutable std::mutex answer_lock_;
     bool scanning_ = false; ///< a scan runs and may take a repair; under answer_lock_
-    bool reading_ = false;  ///< a read was started, so the socket must only be closed after its completion
+    std::mutex let_go_lock_;
+    std::atomic<bool> let_go_{false};           ///< nothing of the system is held any more
+    std::atomic<bool> handle_was_valid_{false}; ///< let_go() has taken the handle that close() expects
+    bool reading_ = false; ///< a read was started, so the socket must only be closed after its completion
     tpl::channel& channel_;
     session_timing timing_;
     const winapi::time_source& clock_;

@@ -8,7 +8,6 @@
 #include "tool/system/conversions.h"
 #include "tool/system/errors.h"
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -82,28 +81,59 @@ std::shared_ptr<session> session_manager::create_session()
     return created;
 }
 
+namespace {
+
+/// Gives the connections of invalid sessions back to the system. Not called under the pool's lock, because it waits for
+/// callbacks that are running. Failures are not those of the query: what is left is given back at the destruction.
+void let_go(std::vector<std::shared_ptr<session_impl>>& ended) noexcept
+{
+    try {
+        std::erase_if(ended, [](const auto& one) { return !one->let_go(); });
+        for (const auto& one : ended) {
+            one->end_waiting();
+        }
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
+} // namespace
+
 std::shared_ptr<session> session_manager::query_session()
 {
-    std::unique_lock guard(lock_);
+    std::vector<std::shared_ptr<session_impl>> ended;
+    auto found = find_valid(ended);
+    let_go(ended);
+    return found ? found : create_session();
+}
+
+/// Takes the first valid session out of the list; null if there is none. `ended` receives the invalid ones ahead of it
+/// that still hold a connection.
+std::shared_ptr<session> session_manager::find_valid(std::vector<std::shared_ptr<session_impl>>& ended)
+{
+    const std::lock_guard guard(lock_);
     if (terminating_) {
         LOG_LINE(logging::icapclnt_log(), 200, "query session failed: session manager is terminating");
         throw std::runtime_error("query session: session manager already terminated");
     }
-    if (!active_.empty()) {
-        LOG_LINE(logging::icapclnt_log(), 500, "active sessions = " << active_.size());
-        // Bad sessions are skipped and remain: only terminate() removes them.
-        const auto valid = std::find_if(active_.begin(), active_.end(),
-                                        [](const auto& candidate) { return !candidate->is_invalid(); });
-        if (valid != active_.end()) {
-            auto found = std::move(*valid);
-            active_.erase(valid);
+    if (active_.empty()) {
+        return nullptr;
+    }
+    LOG_LINE(logging::icapclnt_log(), 500, "active sessions = " << active_.size());
+    // Bad sessions are skipped and remain: only terminate() removes them.
+    for (auto candidate = active_.begin(); candidate != active_.end(); ++candidate) {
+        if (!(*candidate)->is_invalid()) {
+            auto found = std::move(*candidate);
+            active_.erase(candidate);
             LOG_LINE(logging::icapclnt_log(), 500,
                      "query session(" << found.get() << ") from " << active_.size() << " sessons");
             return found;
         }
+        if (auto* const real = dynamic_cast<session_impl*>(candidate->get()); real && real->holds_connection()) {
+            ended.emplace_back(*candidate, real);
+        }
     }
-    guard.unlock();
-    return create_session();
+    return nullptr;
 }
 
 void session_manager::release_session(std::shared_ptr<session> returned)

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace tpl {
 class channel;
@@ -20,6 +21,7 @@ class channel;
 namespace icap::client {
 
 struct session_target;
+class session_impl;
 
 /// Specifies the service that the sessions connect to.
 struct session_manager_parameters
@@ -52,7 +54,8 @@ public:
     /// Returns a new, connected session that is not in any list yet. Blocks while it connects; throws if it cannot
     /// connect.
     [[nodiscard]] std::shared_ptr<session> create_session();
-    /// Returns the session that has been idle longest, or a new one. Throws std::runtime_error after terminate(), and
+    /// Returns the session that has been idle longest, or a new one. Invalid ones remain in the list, but give their
+    /// connections back to the system. Throws std::runtime_error after terminate(), and
     /// what create_session() throws.
     std::shared_ptr<session> query_session() override;
     /// Takes a session back. An invalid one is closed, and the call waits until that is complete. Throws
@@ -66,6 +69,8 @@ public:
     [[nodiscard]] bool is_terminating() const;
 
 private:
+    [[nodiscard]] std::shared_ptr<session> find_valid(std::vector<std::shared_ptr<session_impl>>& ended);
+
     std::wstring address_;
     std::uint32_t port_;
     std::wstring uri_;

@@ -177,6 +177,13 @@ void socket::close()
     SOCKET_LINE(500, ") closed. assigned to channel = " << std::boolalpha << is_attached());
 }
 
+void socket::let_go() noexcept
+{
+    ++closed_;
+    drop_handle();
+    close_event();
+}
+
 bool socket::is_closed()
 {
     if (has_valid_handle() && closed_ == 0) {

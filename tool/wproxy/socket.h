@@ -93,6 +93,10 @@ public:
     void shutdown(std::uint32_t how);
 
     void close();
+    /// Gives the handle and the event back to the system, without a log line and without a shutdown, for a connection
+    /// that has ended already. close() follows as usual. Any thread, but not at the same time as another operation of
+    /// the owner.
+    void let_go() noexcept;
     /// Returns true after the socket was closed if no read is outstanding. Polls the connection for a close by the
     /// peer.
     [[nodiscard]] bool is_closed();

@@ -30,6 +30,27 @@ TEST_F(SocketClose, TwiceClosesTheHandleOnce)
     EXPECT_EQ(logged(), strings(2, "500 socket(SOCKET) closed. assigned to channel = true"));
 }
 
+TEST_F(SocketClose, MayFollowALettingGoThatLogsNothing)
+{
+    socket->let_go();
+    socket->let_go();
+    EXPECT_EQ(calls(), (strings{"closesocket", "close_event"}));
+    EXPECT_EQ(logged(), strings{});
+    EXPECT_FALSE(socket->has_valid_handle());
+    socket->close();
+    EXPECT_EQ(calls(), strings{});
+    EXPECT_EQ(logged(), strings{"500 socket(SOCKET) closed. assigned to channel = true"});
+}
+
+TEST_F(SocketClose, ByLettingGoIsCompleteOnlyWhenItsReadHasCompleted)
+{
+    auto taken = started_read();
+    socket->let_go();
+    EXPECT_FALSE(socket->is_closed());
+    complete(std::move(taken), "", 995);
+    EXPECT_TRUE(socket->is_closed());
+}
+
 TEST_F(SocketClose, OfAnAttachedSocketIsCompleteOnlyWhenItsReadHasCompleted)
 {
     auto taken = started_read();
