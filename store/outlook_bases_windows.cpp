@@ -61,7 +61,7 @@ HRESULT OutlookItemBase::Property(DISPID id, VARIANT& value)
     }
     value.punkVal = nullptr;
     const HRESULT result = MapiObject(&value.punkVal);
-    if (SUCCEEDED(result)) {
+    if (SUCCEEDED(result) || value.punkVal) { // the caller releases what comes with a failure as well
         value.vt = VT_UNKNOWN;
     }
     return result;
