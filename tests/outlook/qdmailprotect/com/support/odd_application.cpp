@@ -1,6 +1,9 @@
 #include "tests/outlook/qdmailprotect/com/support/odd_application.h"
 
+#include "client/model/connection_point.h"
 #include "outlook/qdmailprotect/com/outlook_events.h"
+
+#include <gtest/gtest.h>
 
 #include <stdexcept>
 
@@ -25,6 +28,37 @@ HRESULT odd_application::FindConnectionPoint(REFIID, IConnectionPoint** point)
         AddRef();
     }
     return find_point;
+}
+
+HRESULT odd_application::Advise(IUnknown* sink, DWORD* made)
+{
+    ++advises;
+    *made = cookie;
+    if (SUCCEEDED(advise)) {
+        sink_ = sink;
+    }
+    return advise;
+}
+
+HRESULT odd_application::Unadvise(DWORD ended)
+{
+    if (on_unadvise) {
+        on_unadvise(ended);
+    }
+    sink_.reset();
+    return unadvise;
+}
+
+void odd_application::fire(DISPID event, IDispatch* argument)
+{
+    ComPtr<IDispatch> sink;
+    ASSERT_NE(sink_, nullptr);
+    ASSERT_EQ(Query(sink_.get(), IID_IDispatch, sink), S_OK);
+    VARIANT value = host::by_value(argument);
+    DISPPARAMS parameters{&value, nullptr, 1, 0};
+    EXPECT_EQ(
+        sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr),
+        S_OK);
 }
 
 HRESULT odd_application::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*)
