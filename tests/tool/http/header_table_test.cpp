@@ -213,4 +213,18 @@ TEST(header_traits, a_grammar_of_the_other_protocol_refuses)
               }));
 }
 
+TEST(message_headers, replace_that_only_removes_rebuilds_the_head)
+{
+    const auto message = response();
+    message->headers().replace("a", "B", "9");
+    EXPECT_EQ("HTTP/1.1 200 OK\r\nB: 2\r\nContent-Length: 0\r\n\r\n", head_of(*message));
+}
+
+TEST(message_headers, replace_that_only_inserts_rebuilds_the_head)
+{
+    const auto message = response();
+    message->headers().replace("none", "Z", "9");
+    EXPECT_EQ("HTTP/1.1 200 OK\r\na: 1\r\nB: 2\r\nContent-Length: 0\r\nZ: 9\r\n\r\n", head_of(*message));
+}
+
 } // namespace header_table_test
