@@ -87,7 +87,7 @@ void MailChecker::ApplyRepairs(IMessage* message, MailBodyInfo& body, std::vecto
     }
 }
 
-bool MailChecker::DisinfectOrBlock(const ComPtr<IMessage>& message, const MailBodyInfo& body,
+bool MailChecker::DisinfectOrBlock(const ComPtr<IMessage>& message, MailBodyInfo& body,
                                    std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item,
                                    bool& blockDisplay)
 {

@@ -234,7 +234,7 @@ void MailChecker::FollowSignatures()
     }
 }
 
-void MailChecker::DisinfectIfDue(const ComPtr<IMessage>& message, const MailBodyInfo& body,
+void MailChecker::DisinfectIfDue(const ComPtr<IMessage>& message, MailBodyInfo& body,
                                  std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item,
                                  bool& blockDisplay)
 {
@@ -250,7 +250,7 @@ void MailChecker::DisinfectIfDue(const ComPtr<IMessage>& message, const MailBody
     DisinfectMessage(message, body, attachments, item);
 }
 
-HRESULT MailChecker::DisinfectMessage(ComPtr<IMessage> message, const MailBodyInfo& body,
+HRESULT MailChecker::DisinfectMessage(ComPtr<IMessage> message, MailBodyInfo& body,
                                       std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item)
 {
     return services_.disinfector->DisinfectMessage(verdicts_, std::move(message), body, attachments, std::move(item));

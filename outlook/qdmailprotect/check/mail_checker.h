@@ -79,16 +79,16 @@ private:
     void JudgeMessage(const ComPtr<IMessage>& message, MailBodyInfo& body, std::vector<AttachmentResult>& attachments,
                       HRESULT attachmentsChecked, const ComPtr<IUnknown>& item, ScanResult& verdict,
                       bool& blockDisplay);
-    void DisinfectIfDue(const ComPtr<IMessage>& message, const MailBodyInfo& body,
-                        std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item, bool& blockDisplay);
-    HRESULT DisinfectMessage(ComPtr<IMessage> message, const MailBodyInfo& body,
-                             std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item);
+    void DisinfectIfDue(const ComPtr<IMessage>& message, MailBodyInfo& body, std::vector<AttachmentResult>& attachments,
+                        const ComPtr<IUnknown>& item, bool& blockDisplay);
+    HRESULT DisinfectMessage(ComPtr<IMessage> message, MailBodyInfo& body, std::vector<AttachmentResult>& attachments,
+                             ComPtr<IUnknown> item);
 
     /// Writes repaired contents into the message and saves it. What the store does not take counts as condemned.
     void ApplyRepairs(IMessage* message, MailBodyInfo& body, std::vector<AttachmentResult>& attachments);
     /// Disinfects a condemned message. Returns true if nothing condemned is left in the message as it is displayed
     /// next; otherwise the display is blocked. Does not throw a std::exception.
-    bool DisinfectOrBlock(const ComPtr<IMessage>& message, const MailBodyInfo& body,
+    bool DisinfectOrBlock(const ComPtr<IMessage>& message, MailBodyInfo& body,
                           std::vector<AttachmentResult>& attachments, const ComPtr<IUnknown>& item, bool& blockDisplay);
 
     HRESULT CheckMessageAsMimeSheet(bool useCache, ComPtr<IMessage> message, ScanResult& verdict,

@@ -7,7 +7,7 @@
 #include "outlook/qdmailprotect/mapi/result_text.h"
 #include "outlook/qdmailprotect/verdict/verdict_cache.h"
 
-HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
+HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> message, MailBodyInfo& body,
                                   const std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> /*item*/,
                                   const StringResources& texts)
 {

@@ -13,6 +13,6 @@ class VerdictCache;
 /// is no secured interface or no base message, and the store's failure if the base message cannot be obtained; in these
 /// cases nothing is changed. Both references are released on every path; the item is not used. Throws the exceptions of
 /// ModifyMailBody. Must be called on the thread that delivers events.
-HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
+HRESULT DisinfectEncryptedMessage(VerdictCache& verdicts, ComPtr<IMessage> message, MailBodyInfo& body,
                                   const std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item,
                                   const StringResources& texts);

@@ -23,7 +23,7 @@ public:
         : texts_(std::move(texts))
     {}
 
-    HRESULT DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
+    HRESULT DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, MailBodyInfo& body,
                              std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item) override;
 
 private:
@@ -101,7 +101,7 @@ void AddNotices(const ComPtr<IMessage>& message, const std::vector<AttachmentRes
     }
 }
 
-HRESULT MailDisinfector::DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
+HRESULT MailDisinfector::DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, MailBodyInfo& body,
                                           std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item)
 {
     if (!message) {

@@ -12,9 +12,9 @@ class MessageDisinfector
 {
 public:
     /// Modifies `message` as `body` and `attachments` require. May reorder `attachments` and marks the deleted ones in
-    /// it. `verdicts` determines whether the message is encrypted. Both references are released on every path.
-    /// Exceptions of the scanner's objects may propagate.
-    virtual HRESULT DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, const MailBodyInfo& body,
+    /// it, and in `body` that the body was replaced. `verdicts` determines whether the message is encrypted. Both
+    /// references are released on every path. Exceptions of the scanner's objects may propagate.
+    virtual HRESULT DisinfectMessage(VerdictCache& verdicts, ComPtr<IMessage> message, MailBodyInfo& body,
                                      std::vector<AttachmentResult>& attachments, ComPtr<IUnknown> item) = 0;
     virtual ~MessageDisinfector() = default;
 };

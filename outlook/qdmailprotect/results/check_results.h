@@ -28,7 +28,7 @@ struct MailBodyInfo
     ScanResult scanResult = ScanResult::None;             ///< Blocked: the body must be replaced
     bool exchangeFailed = false;                          ///< the body was to be scanned, and there is no verdict
     /// Set by disinfection after the replacement. Mutable because the rest of the record is its input.
-    mutable bool replaced = false;
+    bool replaced = false;
 };
 
 /// The result of an attachment check as input for disinfection. Also describes an image to be attached.

@@ -4,7 +4,7 @@
 
 namespace test {
 
-HRESULT noting_disinfector::DisinfectMessage(VerdictCache&, ComPtr<IMessage> given, const MailBodyInfo& info,
+HRESULT noting_disinfector::DisinfectMessage(VerdictCache&, ComPtr<IMessage> given, MailBodyInfo& info,
                                              std::vector<AttachmentResult>& records, ComPtr<IUnknown> of)
 {
     ++calls;

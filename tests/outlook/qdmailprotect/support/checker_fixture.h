@@ -99,7 +99,7 @@ public:
     IMessage* message = nullptr;
     IUnknown* item = nullptr;
 
-    HRESULT DisinfectMessage(VerdictCache&, ComPtr<IMessage> given, const MailBodyInfo& info,
+    HRESULT DisinfectMessage(VerdictCache&, ComPtr<IMessage> given, MailBodyInfo& info,
                              std::vector<AttachmentResult>& records, ComPtr<IUnknown> of) override;
 };
 
