@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -280,6 +281,21 @@ TEST(Channel, LeavesNoThreadAndNoDescriptorBehind)
         reader.close();
     }
     EXPECT_EQ(test::process_resources::settled(before), before);
+}
+
+TEST(Channel, StoppedTwiceLeavesNothingInItsPort)
+{
+    tpl::channel channel(4, 1);
+    channel.stop();
+    channel.stop();
+    reading_conduit reader;
+    ASSERT_TRUE(channel.attach(reader));
+    ASSERT_EQ(reader.start_read(), 0U);
+    ASSERT_TRUE(reader.peer().send("1"));
+    const auto first = channel.port_handle().wait();
+    const std::unique_ptr<tpl::io_context> context(first.context);
+    EXPECT_EQ(first.key, &reader) << "the second stop has posted signals that no thread takes";
+    EXPECT_EQ(first.transferred, 1U);
 }
 
 } // namespace

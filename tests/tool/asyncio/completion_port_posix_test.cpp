@@ -3,6 +3,7 @@
 #include "tests/tool/asyncio/reading_conduit.h"
 #include "tests/tool/asyncio/thread_state_posix.h"
 #include "tool/asyncio/channel.h"
+#include "tool/asyncio/event.h"
 #include "tool/asyncio/thread.h"
 #include "tool/system/errors.h"
 
@@ -16,8 +17,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
-#include <fstream>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <memory>
@@ -105,21 +104,6 @@ TEST(CompletionPort, RaisesAndLeavesNothingOpenWhenTheSystemRefuses)
     EXPECT_EQ(test::next_descriptor(), next);
 }
 
-/// Returns true if every thread of this process but the caller's is asleep, as the kernel reports it.
-bool others_sleep()
-{
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream file(entry.path() / "stat");
-        std::string text;
-        std::getline(file, text);
-        const auto state = text.find_first_not_of(' ', text.rfind(')') + 1);
-        if (entry.path().filename() != std::to_string(::gettid()) && (state >= text.size() || text[state] != 'S')) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// A worker that did not take the wake-up would be woken by it again and again.
 TEST(CompletionPort, LetsItsWorkersSleepBehindAWakeUp)
 {
@@ -132,7 +116,7 @@ TEST(CompletionPort, LetsItsWorkersSleepBehindAWakeUp)
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     int asleep = 0; // looks in sequence that have found all asleep
     while (asleep < 50 && std::chrono::steady_clock::now() < end) {
-        asleep = others_sleep() ? asleep + 1 : 0;
+        asleep = test::others_sleep() ? asleep + 1 : 0;
     }
     EXPECT_EQ(asleep, 50);
     channel.stop();
@@ -275,6 +259,47 @@ TEST(CompletionPort, LetsOneWorkerAloneCheckWhetherAHandlerSleeps)
     handler.join();
     watcher.thread.join();
     other.thread.join();
+}
+
+/// All workers wait when the handler's bytes arrive, so that each step of another one is a wake-up by the last.
+TEST(CompletionPort, WakesAnotherWorkerWhileAHandlerSleeps)
+{
+    tpl::channel channel(4, 1);
+    tpl::event entered;
+    tpl::event leave;
+    test::reading_conduit blocked([&] {
+        entered.set();
+        EXPECT_EQ(leave.wait(60000), tpl::wait_result::signalled);
+    });
+    test::reading_conduit other;
+    ASSERT_TRUE(channel.attach(blocked));
+    ASSERT_TRUE(channel.attach(other));
+    ASSERT_EQ(blocked.start_read(), 0U);
+    ASSERT_EQ(other.start_read(), 0U);
+    while (!test::others_sleep()) {
+        std::this_thread::yield();
+    }
+    ASSERT_TRUE(blocked.peer().send("1"));
+    ASSERT_EQ(entered.wait(60000), tpl::wait_result::signalled);
+    ASSERT_TRUE(other.peer().send("2"));
+    EXPECT_EQ(other.next().bytes, "2");
+    leave.set();
+    EXPECT_EQ(blocked.next().bytes, "1");
+    channel.stop();
+}
+
+/// A completion that reports no count: that of a cancelled read.
+TEST(CompletionPort, LetsAWorkerTakeAMissingCountFromTheOperation)
+{
+    tpl::channel channel(1, 1);
+    test::reading_conduit reader;
+    ASSERT_TRUE(channel.attach(reader));
+    ASSERT_EQ(reader.start_read(1000, 7), 0U);
+    tpl::cancel_io(reader.handle());
+    const auto done = reader.next();
+    EXPECT_EQ(done.error, 995U);
+    EXPECT_EQ(done.transferred, 1007U);
+    channel.stop();
 }
 
 } // namespace

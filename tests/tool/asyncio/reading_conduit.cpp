@@ -65,11 +65,12 @@ bool reading_conduit::complete(std::unique_ptr<tpl::io_context> context) noexcep
     return true;
 }
 
-std::uint32_t reading_conduit::start_read(std::uint32_t transferred)
+std::uint32_t reading_conduit::start_read(std::uint32_t transferred, std::uint32_t high)
 {
     constexpr std::uint32_t pending = 997;
     auto context = std::make_unique<tracked_context>();
     context->transferred = transferred;
+    context->InternalHigh = high;
     auto* const raw = context.release(); // owned by the channel, unless the start fails
     const auto size = static_cast<std::uint32_t>(raw->bytes.size());
     const auto code = web::system_socket_platform().recv(handle_, raw->bytes.data(), size, raw);

@@ -47,9 +47,9 @@ public:
     void unused() override {}
     bool complete(std::unique_ptr<tpl::io_context> context) noexcept override;
 
-    /// Starts a read with a context that has counted `transferred` bytes already. Returns 0, or the code of the
-    /// failure.
-    [[nodiscard]] std::uint32_t start_read(std::uint32_t transferred = 0);
+    /// Starts a read with a context that has counted `transferred` bytes already and has `high` as its InternalHigh.
+    /// Returns 0, or the code of the failure.
+    [[nodiscard]] std::uint32_t start_read(std::uint32_t transferred = 0, std::uint32_t high = 0);
     void close();
     /// Returns the other end.
     [[nodiscard]] loopback_socket& peer() noexcept { return peer_; }

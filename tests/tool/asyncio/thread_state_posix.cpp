@@ -1,9 +1,12 @@
 #include "tests/tool/asyncio/thread_state_posix.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 namespace test {
 
@@ -14,6 +17,15 @@ bool is_asleep(pid_t thread)
     std::getline(file, text);
     const auto name_end = text.rfind(')'); // the name may contain blanks and brackets
     return name_end == std::string::npos || text.compare(name_end, 3, ") R") != 0;
+}
+
+bool others_sleep()
+{
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return std::all_of(begin(threads), end(threads), [](const std::filesystem::directory_entry& entry) {
+        const pid_t thread = std::stoi(entry.path().filename().string());
+        return thread == ::gettid() || is_asleep(thread);
+    });
 }
 
 unsigned long times_asleep(pid_t thread)
