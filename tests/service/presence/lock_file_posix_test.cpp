@@ -1,4 +1,5 @@
 #include "service/presence/lock_holder_posix.h"
+#include "tests/support/ordinary_user_posix.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,25 +42,6 @@ private:
     const char* name_;
     std::string old_;
     bool had_ = false;
-};
-
-/// The process acts as a user other than root for the lifetime of the object; without root's rights as the user it is.
-class ordinary_user
-{
-public:
-    ordinary_user()
-    {
-        constexpr uid_t some_user = 4711;
-        if (before_ == 0) {
-            EXPECT_EQ(::seteuid(some_user), 0);
-        }
-    }
-    ordinary_user(const ordinary_user&) = delete;
-    ordinary_user& operator=(const ordinary_user&) = delete;
-    ~ordinary_user() { EXPECT_EQ(::seteuid(before_), 0); }
-
-private:
-    uid_t before_ = ::geteuid();
 };
 
 class LockFile : public ::testing::Test
@@ -222,7 +204,7 @@ TEST_F(LockFile, SaysWhyItsFolderCannotBeMade)
 
 TEST(LockPlaces, OfAnOrdinaryUserAreTheMachinesAndTheirOwn)
 {
-    const ordinary_user user;
+    const test::ordinary_user user;
     const variable chosen("POSTWARDEN_RUNTIME_DIR", nullptr);
     const variable runtime("XDG_RUNTIME_DIR", "/run/user/of-the-test");
     const auto places = presence::lock_places();
@@ -238,7 +220,7 @@ TEST(LockPlaces, OfAnOrdinaryUserAreTheMachinesAndTheirOwn)
 
 TEST(LockPlaces, OfAnOrdinaryUserAreBelowTheUsualFolderIfTheEnvironmentNamesNone)
 {
-    const ordinary_user user;
+    const test::ordinary_user user;
     const variable chosen("POSTWARDEN_RUNTIME_DIR", nullptr);
     const variable runtime("XDG_RUNTIME_DIR", nullptr);
     EXPECT_EQ(presence::own_lock_place().folder, "/run/user/" + std::to_string(::geteuid()) + "/postwarden");

@@ -111,6 +111,9 @@ TEST(CompletionPort, LetsItsWorkersSleepBehindAWakeUp)
     test::reading_conduit reader;
     ASSERT_TRUE(channel.attach(reader));
     ASSERT_EQ(reader.start_read(), 0U);
+    while (!test::others_sleep()) { // only a worker that waits for readiness is woken
+        std::this_thread::yield();
+    }
     tpl::cancel_io(reader.handle());
     EXPECT_EQ(reader.next().error, 995U);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);

@@ -1,5 +1,7 @@
+#include "tests/support/ordinary_user_posix.h"
 #include "tests/support/resource_limit_posix.h"
 #include "tests/tool/web/body_folder.h"
+#include "tests/tool/web/stopped_clock_posix.h"
 #include "tool/system/conversions.h"
 #include "tool/system/errors.h"
 #include "tool/system/win32_codes.h"
@@ -11,29 +13,14 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/fsuid.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-/// Uses files as an ordinary user while this object exists, also if the process is the administrator's.
-class ordinary_user
-{
-public:
-    ordinary_user()
-        : before_(::setfsuid(65534))
-    {}
-    ordinary_user(const ordinary_user&) = delete;
-    ordinary_user& operator=(const ordinary_user&) = delete;
-    ~ordinary_user() { ::setfsuid(static_cast<uid_t>(before_)); }
-
-private:
-    int before_;
-};
 
 std::uint64_t monotonic_nanoseconds()
 {
@@ -78,7 +65,7 @@ TEST(io_file_on_posix, raises_the_code_of_a_folder_that_refuses_new_files)
     ASSERT_EQ(::chmod(path.c_str(), S_IRUSR | S_IXUSR | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH), 0);
     std::uint32_t code = 0;
     try {
-        const ordinary_user user;
+        const test::ordinary_user user;
         const web::io_file file(folder.text());
     } catch (const error::win32exception& failure) {
         code = failure.code();
@@ -113,6 +100,54 @@ TEST(io_file_on_posix, has_no_name_in_its_folder_even_while_it_is_open)
     web::io_file file(folder.text());
     EXPECT_EQ(file.append("private", 7), 7U);
     EXPECT_EQ(folder.count(), 0U);
+}
+
+/// Lets new files have all permissions that their maker asks for.
+class open_umask
+{
+public:
+    open_umask() = default;
+    open_umask(const open_umask&) = delete;
+    open_umask& operator=(const open_umask&) = delete;
+    ~open_umask() { ::umask(before_); }
+
+private:
+    mode_t before_ = ::umask(0);
+};
+
+TEST(io_file_on_posix, can_be_opened_by_its_user_alone)
+{
+    const test::body_folder folder("io-file-mode");
+    const open_umask none;
+    const int descriptor = test::next_descriptor();
+    const web::io_file file(folder.text());
+    struct stat facts = {};
+    ASSERT_EQ(::fstat(descriptor, &facts), 0);
+    EXPECT_TRUE(S_ISREG(facts.st_mode));
+    EXPECT_EQ(facts.st_mode & 07777, mode_t{S_IRUSR | S_IWUSR});
+}
+
+TEST(io_file_on_posix, refuses_a_file_that_exists_under_its_name)
+{
+    const test::body_folder folder("io-file-exists");
+    const test::stopped_clock clock;
+    std::wstring name;
+    ASSERT_TRUE(web::io_file(folder.text()).file_name(name));
+    // The next name differs in its last number alone while the clock does not move.
+    const auto number = name.find(L'#') + 1;
+    name = name.substr(0, number) + std::to_wstring(std::stoul(name.substr(number)) + 1);
+    const std::filesystem::path path(winapi::conv_to_char(name, winapi::code_page_utf8));
+    std::ofstream(path) << "of another user";
+    std::uint32_t code = 0;
+    try {
+        const web::io_file file(folder.text());
+    } catch (const error::win32exception& failure) {
+        code = failure.code();
+    }
+    EXPECT_EQ(code, winapi::code::file_exists);
+    std::string text;
+    std::getline(std::ifstream(path), text);
+    EXPECT_EQ(text, "of another user");
 }
 
 TEST(system_temp_directory, follows_the_environment)
