@@ -60,6 +60,9 @@ std::unique_ptr<web::read_context> fake_platform::take_outstanding()
 
 void fake_platform::called(const std::string& text)
 {
+    if (on_call) {
+        on_call(text);
+    }
     calls_.push_back(text);
 }
 

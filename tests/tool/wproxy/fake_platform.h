@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -63,6 +64,7 @@ public:
     std::string sent_bytes;                ///< bytes taken by sends
     std::uint32_t text_size_needed = 0;    ///< the size that address_to_string requests when it fails
     bool attachable = true;
+    std::function<void(const std::string& call)> on_call; ///< runs within each operation; may be empty
 
 private:
     [[nodiscard]] std::uint32_t next(const std::string& operation);

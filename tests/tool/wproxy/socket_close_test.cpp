@@ -1,6 +1,14 @@
 #include "tests/tool/wproxy/socket_fixture.h"
+#include "tool/asyncio/event.h"
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -107,6 +115,41 @@ TEST_F(SocketClose, RaisesAFailedEnumerationAlsoForWhatIsNoSocket)
         EXPECT_EQ(raised_by([&] { static_cast<void>(socket->is_closed()); }), std::to_string(code));
     }
     EXPECT_EQ(logged(), strings{});
+}
+
+TEST_F(SocketClose, WaitsForAnotherThreadThatUsesTheHandle)
+{
+    const std::vector<std::pair<std::string, std::function<void()>>> uses{
+        {"send_disconnect", [&] { socket->shutdown(web::socket::send); }},
+        {"recv_disconnect", [&] { socket->shutdown(web::socket::receive); }},
+        {"recv 16384", [&] { socket->read(); }}};
+    for (const auto& [name, use] : uses) {
+        make_attached();
+        tpl::event entered;
+        std::atomic<bool> closing{false};
+        std::atomic<bool> closed{false};
+        bool closed_within = false;
+        platform.on_call = [&, name = name](const std::string& call) {
+            if (call == "closesocket") {
+                closed = true;
+            } else if (call == name) {
+                entered.set();
+                for (int chance = 0; chance < 1000 && !closed; chance += closing ? 1 : 0) {
+                    std::this_thread::yield();
+                }
+                closed_within = closed;
+            }
+        };
+        std::thread worker(use);
+        EXPECT_EQ(entered.wait(60000), tpl::wait_result::signalled) << name;
+        closing = true;
+        socket->close();
+        worker.join();
+        platform.on_call = nullptr;
+        EXPECT_FALSE(closed_within) << name;
+        EXPECT_EQ(calls(), (strings{name, "closesocket"}));
+        static_cast<void>(platform.take_outstanding());
+    }
 }
 
 class SocketShutdown : public SocketClose
