@@ -11,6 +11,7 @@
 #include <boost/asio/prefer.hpp>
 #include <boost/asio/write.hpp>
 
+#include <array>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -22,11 +23,18 @@ namespace {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
+constexpr std::size_t block_size = 16384;
 constexpr std::size_t write_size = 65536;
 constexpr std::string_view end_mark_of_nothing = "0\r\n\r\n0\r\n\r\n";
 constexpr std::uint32_t continue_status = 100;
 constexpr std::uint32_t not_found = 404;
 constexpr std::uint32_t unavailable = 503;
+
+/// Returns the memory of an empty text to the system.
+void release(std::string& text)
+{
+    std::string().swap(text);
+}
 
 } // namespace
 
@@ -39,13 +47,22 @@ connection::connection(asio::ip::tcp::socket peer, connection_services& services
 {
     error_code ignored;
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    socket_.non_blocking(true, ignored);
     LOG_LINE(service_log(), 500, "connection(" << this << ") accepted");
 }
 
 connection::~connection()
 {
     LOG_LINE(service_log(), 500, "connection(" << this << ") ended");
-    ended_();
+    services_.idle.leave(idle_place_);
+    report_end();
+}
+
+void connection::report_end()
+{
+    if (ended_) {
+        std::exchange(ended_, nullptr)();
+    }
 }
 
 void connection::start()
@@ -68,6 +85,31 @@ void connection::refuse()
 void connection::close()
 {
     asio::post(strand_, [self = shared_from_this()] { self->end("the server stops"); });
+}
+
+void connection::give_way(std::function<void(bool)> decided)
+{
+    asio::post(strand_, [self = shared_from_this(), decided = std::move(decided)] {
+        error_code error;
+        const bool begun = self->idle_place_ == 0 || self->socket_.available(error) != 0;
+        if (!self->closed_ && begun) {
+            self->idle_place_ = 0; // no longer in the list
+            decided(false);
+            return;
+        }
+        self->end("another connection needs its place");
+        decided(true);
+    });
+}
+
+/// A connection that stays idle keeps its place.
+void connection::list_as_idle(bool idle)
+{
+    if (!idle) {
+        services_.idle.leave(std::exchange(idle_place_, 0));
+    } else if (idle_place_ == 0) {
+        idle_place_ = services_.idle.enter(weak_from_this());
+    }
 }
 
 void connection::begin_request(bool end_mark_may_lead)
@@ -100,23 +142,39 @@ void connection::advance()
 
 void connection::read_more()
 {
-    expect_within(reader_->started() ? services_.settings.stall_timeout : services_.settings.idle_timeout);
-    socket_.async_read_some(
-        asio::buffer(block_),
-        asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t count) {
-            if (error) {
-                self->end("the peer has gone");
-            }
-            if (self->closed_) {
-                return; // bytes that arrived together with the end of the stream
-            }
-            self->inbox_.append(self->block_.data(), count);
-            self->advance();
-        }));
+    const bool started = reader_->started();
+    list_as_idle(!started);
+    if (!started && inbox_.empty()) {
+        release(inbox_);
+    }
+    expect_within(started ? services_.settings.stall_timeout : services_.settings.idle_timeout);
+    // The wait needs no buffer, unlike a pending read.
+    socket_.async_wait(asio::socket_base::wait_read,
+                       asio::bind_executor(strand_, [self = shared_from_this()](const error_code&) {
+                           if (!self->closed_) {
+                               self->receive();
+                           }
+                       }));
+}
+
+void connection::receive()
+{
+    std::array<char, block_size> block;
+    error_code error;
+    const std::size_t count = socket_.read_some(asio::buffer(block), error);
+    if (error == asio::error::would_block || error == asio::error::try_again) {
+        read_more();
+    } else if (error) {
+        end("the peer has gone");
+    } else {
+        inbox_.append(block.data(), count);
+        advance();
+    }
 }
 
 void connection::judge()
 {
+    list_as_idle(false);
     expect_nothing();
     // Keeps the server's threads running until the verdict is available, even if the peer disconnects.
     auto work = asio::prefer(socket_.get_executor(), asio::execution::outstanding_work.tracked);
@@ -193,6 +251,7 @@ void connection::answer(reply_maker::reply reply, after_write next)
     if (closed_) {
         return;
     }
+    list_as_idle(false);
     reply_ = std::move(reply);
     packets_ = reply_->reader();
     next_ = next;
@@ -238,6 +297,7 @@ void connection::written()
 {
     packets_.reset();
     reply_.reset();
+    release(outbox_);
     if (next_ == after_write::close) {
         linger();
         return;
@@ -269,15 +329,17 @@ void connection::linger()
 
 void connection::drop_what_comes()
 {
-    socket_.async_read_some(
-        asio::buffer(block_),
-        asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t) {
-            if (error) {
-                self->end("the answer was the last");
-            } else {
-                self->drop_what_comes();
-            }
-        }));
+    socket_.async_wait(asio::socket_base::wait_read,
+                       asio::bind_executor(strand_, [self = shared_from_this()](const error_code&) {
+                           std::array<char, block_size> block;
+                           error_code error;
+                           (void)self->socket_.read_some(asio::buffer(block), error);
+                           if (error && error != asio::error::would_block && error != asio::error::try_again) {
+                               self->end("the answer was the last");
+                           } else {
+                               self->drop_what_comes();
+                           }
+                       }));
 }
 
 void connection::expect_within(std::chrono::milliseconds limit)
@@ -313,6 +375,8 @@ void connection::end(const char* why)
     socket_.cancel(ignored); // on some systems close does not end a blocked send
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
+    list_as_idle(false);
+    report_end();
 }
 
 } // namespace service

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "service/idle_connections.h"
 #include "service/istag.h"
 #include "service/reply_maker.h"
 #include "service/request_reader.h"
@@ -12,7 +13,6 @@
 #include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 
-#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -30,12 +30,14 @@ struct connection_services
     std::shared_ptr<scan_engine> engine;
     service::istag& tag;
     boost::asio::thread_pool& scanners;
+    idle_connections& idle;
     std::stop_token stop;
 };
 
 /// One peer: reads requests, has their objects judged, and responds, one request at a time. Everything runs on the
 /// connection's strand except the judging, which runs on a scanner thread; meanwhile nothing is read or written.
-/// Pending operations keep the object alive. The end of the connection is reported exactly once.
+/// Pending operations keep the object alive. The end of the connection is reported exactly once, when its socket is
+/// closed. While no request has begun, the connection is listed as idle and holds no buffer.
 class connection final : public std::enable_shared_from_this<connection>
 {
 public:
@@ -51,6 +53,9 @@ public:
     void refuse();
     /// Closes the connection. Thread-safe.
     void close();
+    /// Closes the connection, which was taken from the idle ones, to make room for another, unless a request has begun
+    /// meanwhile. Calls `decided` with true if it is closed. Thread-safe.
+    void give_way(std::function<void(bool)> decided);
 
 private:
     using progress = request_reader::progress;
@@ -64,6 +69,9 @@ private:
     void begin_request(bool end_mark_may_lead);
     void advance();
     void read_more();
+    void receive();
+    void list_as_idle(bool idle);
+    void report_end();
     void judge();
     [[nodiscard]] reply_maker::reply make_reply();
     void judged(reply_maker::reply reply);
@@ -85,13 +93,13 @@ private:
     boost::asio::steady_timer timer_;
     connection_services& services_;
     end_handler ended_;
-    std::array<char, 16384> block_;
     std::string inbox_;
     std::optional<request_reader> reader_;
     reply_maker::reply reply_;
     std::unique_ptr<icap::packet_reader> packets_; ///< reads from reply_
     std::string outbox_;
     after_write next_ = after_write::next_request;
+    idle_connections::place idle_place_ = 0; ///< 0 while a request is under way
     bool closed_ = false;
 };
 

@@ -1,3 +1,6 @@
+#include "service/command_line.h"
+#include "service/descriptors.h"
+#include "service/log.h"
 #include "service/presence/hold_presence.h"
 #include "service/scan_server.h"
 #include "service/scoped_output.h"
@@ -6,11 +9,11 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
-#include <cstdint>
+#include <cstddef>
 #include <exception>
 #include <iostream>
 #include <memory>
-#include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -18,23 +21,21 @@ namespace {
 constexpr int usage_error = 2;
 constexpr int run_error = 1;
 
-constexpr const char* footer =
-    R"(Engines:
-  builtin               knows the standard antivirus test file and a repairable test text
-  clamd:unix:PATH       a clamd daemon by its socket (not on Windows)
-  clamd:tcp:HOST:PORT   a clamd daemon on this machine
-
-With --hold-presence it also shows that it runs, as the product's service does: the mail add-in sees that and stops
-asking the product for settings. Needs the local system's account on Windows; elsewhere root shows it to everyone, in
-/run/postwarden, and a user to his own programs, below XDG_RUNTIME_DIR.
-
-Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it. Exit status: 0 ended by a signal, 1 could not run, 2 the
-command line is wrong.)";
-
 int complain(const std::string& what, int status)
 {
     std::cerr << "postwarden-service: " << what << '\n';
     return status;
+}
+
+/// A connection without a descriptor could be neither accepted nor refused.
+void limit_connections(service::server_options& settings)
+{
+    const std::size_t possible = service::connections_with(service::raise_descriptor_limit());
+    if (possible < settings.max_connections) {
+        LOG_LINE(service::service_log(), logging::priority::decision,
+                 "the system allows descriptors for " << possible << " connections only");
+        settings.max_connections = possible;
+    }
 }
 
 /// Serves until a signal arrives.
@@ -56,30 +57,9 @@ void serve(const service::server_options& settings, bool show_presence)
 int main(int count, char** arguments)
 {
     CLI::App app("A local ICAP/1.0 scanning service for postwarden.", "postwarden-service");
-    service::server_options settings;
-    std::string log_file;
-    std::optional<std::uint32_t> log_level;
-    bool show_presence = false;
-    app.add_option("--port", settings.port, "Port on 127.0.0.1; 0 takes any free one and prints it")
-        ->type_name("N")
-        ->capture_default_str();
-    app.add_option("--uri", settings.uri, "Path of the service")->type_name("TEXT")->capture_default_str();
-    app.add_option("--preview", settings.preview, "Bytes of an object that clients are asked to send ahead")
-        ->type_name("N")
-        ->check(CLI::Range(std::uint32_t{0}, settings.max_preview))
-        ->capture_default_str();
-    app.add_option("--engine", settings.engine, "Judge of the objects, see below")
-        ->type_name("ENGINE")
-        ->capture_default_str();
-    app.add_option("--log", log_file, "Write the log to a file")->type_name("FILE");
-    app.add_option("--log-level", log_level,
-                   "Lines up to this level: 200 errors, 300 decisions, 400 course (default), 500 detail; without --log "
-                   "they go to standard error")
-        ->type_name("N")
-        ->check(CLI::Range(0U, 600U));
-    app.add_flag("--hold-presence", show_presence, "Show that the service runs, see below");
+    service::command_line values;
+    service::add_options(app, values);
     app.set_version_flag("--version", "postwarden-service " POSTWARDEN_VERSION);
-    app.footer(footer);
     try {
         app.parse(count, arguments);
     } catch (const CLI::ParseError& problem) {
@@ -89,8 +69,9 @@ int main(int count, char** arguments)
         return complain(std::string(problem.what()) + " (--help tells the options)", usage_error);
     }
     try {
-        const logging::scoped_output log(log_file, log_level);
-        serve(settings, show_presence);
+        const logging::scoped_output log(values.log_file, values.log_level);
+        limit_connections(values.server);
+        serve(values.server, values.hold_presence);
         return 0;
     } catch (const std::invalid_argument& problem) {
         return complain(problem.what(), usage_error);

@@ -71,7 +71,10 @@ private:
     void run();
     void accept();
     void accept_after_pause();
-    void accepted(asio::ip::tcp::socket peer);
+    void accepted(const std::shared_ptr<asio::ip::tcp::socket>& peer);
+    void admit(asio::ip::tcp::socket peer);
+    void refuse(asio::ip::tcp::socket peer);
+    std::shared_ptr<connection> open(asio::ip::tcp::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
 
     options settings_;
@@ -82,6 +85,7 @@ private:
     std::atomic<std::uint16_t> port_{0};
     std::atomic<std::size_t> served_{0};  ///< open connections
     std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
+    idle_connections idle_;
     asio::io_context io_;
     asio::strand<asio::any_io_executor> strand_{asio::make_strand(asio::any_io_executor(io_.get_executor()))};
     // Used on strand_ only:
@@ -119,7 +123,7 @@ void scan_server::implementation::start()
     listen();
     scanners_ = std::make_unique<asio::thread_pool>(std::max<std::size_t>(settings_.scan_threads, 1));
     services_ = std::make_unique<connection_services>(connection_services{
-        settings_, path_, reply_maker(settings_.preview), engine_, tag_, *scanners_, stop_.get_token()});
+        settings_, path_, reply_maker(settings_.preview), engine_, tag_, *scanners_, idle_, stop_.get_token()});
     asio::post(strand_, [this] { accept(); });
     for (std::size_t i = 0; i < std::max<std::size_t>(settings_.io_threads, 1); ++i) {
         threads_.emplace_back([this] { run(); });
@@ -154,7 +158,7 @@ void scan_server::implementation::accept()
             return;
         }
         asio::post(strand_, [this] { accept(); }); // first, because the next line may throw
-        accepted(std::move(peer));
+        accepted(std::make_shared<asio::ip::tcp::socket>(std::move(peer)));
     });
 }
 
@@ -165,24 +169,46 @@ void scan_server::implementation::accept_after_pause()
     pause_.async_wait([this](const error_code&) { accept(); });
 }
 
-void scan_server::implementation::accepted(asio::ip::tcp::socket peer)
+/// Makes room first if that is necessary.
+void scan_server::implementation::accepted(const std::shared_ptr<asio::ip::tcp::socket>& peer)
 {
-    const bool too_many = served_ >= settings_.max_connections;
-    if (too_many && refused_ >= most_refused) {
-        return; // closed without a response
+    if (closed_) {
+        return;
     }
-    std::atomic<std::size_t>& counted = too_many ? refused_ : served_;
-    const auto opened = std::make_shared<connection>(std::move(peer), *services_, [&counted] { counted.fetch_sub(1); });
+    if (served_ < settings_.max_connections) {
+        admit(std::move(*peer));
+        return;
+    }
+    const auto longest_idle = idle_.take_longest();
+    if (!longest_idle) {
+        refuse(std::move(*peer));
+        return;
+    }
+    longest_idle->give_way([this, peer](bool) { asio::post(strand_, [this, peer] { accepted(peer); }); });
+}
+
+void scan_server::implementation::admit(asio::ip::tcp::socket peer)
+{
+    open(std::move(peer), served_)->start();
+}
+
+void scan_server::implementation::refuse(asio::ip::tcp::socket peer)
+{
+    if (refused_ < most_refused) {
+        open(std::move(peer), refused_)->refuse();
+    }
+}
+
+std::shared_ptr<connection> scan_server::implementation::open(asio::ip::tcp::socket peer,
+                                                              std::atomic<std::size_t>& counted)
+{
+    auto opened = std::make_shared<connection>(std::move(peer), *services_, [&counted] { counted.fetch_sub(1); });
     counted.fetch_add(1);
     if (open_.size() >= 2 * (served_ + refused_)) {
         std::erase_if(open_, [](const auto& entry) { return entry.expired(); });
     }
     open_.push_back(opened);
-    if (too_many) {
-        opened->refuse();
-    } else {
-        opened->start();
-    }
+    return opened;
 }
 
 void scan_server::implementation::close_all()

@@ -30,7 +30,9 @@ struct server_options
     std::size_t io_threads = 2;   ///< threads that serve sockets
     std::size_t scan_threads = 4; ///< objects judged at a time; others are queued
 
-    std::size_t max_connections = 512;                  ///< a further connection is answered with 503 and closed
+    /// Open connections. A further one takes the place of the connection that has been idle longest; if a request is
+    /// under way on all of them, it is answered with 503 and closed.
+    std::size_t max_connections = 10000;
     std::uint64_t max_body = std::uint64_t{512} << 20U; ///< bytes of one object; a larger one is answered with 413
     std::uint32_t max_preview = 65536;                  ///< largest preview that a peer may announce, in bytes
 

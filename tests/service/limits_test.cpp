@@ -29,6 +29,10 @@ bool settles_at(service::scan_server& server, std::size_t connections)
     return server.connections() <= connections;
 }
 
+/// Once the preview has been answered with 100, the connection has a request under way.
+const std::string preview_of_request = test::object_request_head(10, 4) + test::bare_preview("0123456789", 4);
+const std::string rest_of_request = test::chunk("456789") + "0\r\n\r\n";
+
 TEST(limits, a_peer_that_stalls_within_a_request_is_dropped)
 {
     const test::log_capture log;
@@ -97,8 +101,8 @@ TEST(limits, one_connection_too_many_is_told_so)
     started_server server(options);
     wire_client first = server.client();
     wire_client second = server.client();
-    EXPECT_EQ(first.ask(test::mail_request("x")).status(), 204U);
-    EXPECT_EQ(second.ask(test::mail_request("x")).status(), 204U);
+    EXPECT_EQ(first.ask(preview_of_request).status(), 100U);
+    EXPECT_EQ(second.ask(preview_of_request).status(), 100U);
     for (int i = 0; i < 3; ++i) {
         wire_client third = server.client();
         const answer reply = third.ask(test::mail_request("x"));
@@ -106,7 +110,7 @@ TEST(limits, one_connection_too_many_is_told_so)
         EXPECT_EQ(reply.field("Connection"), "close");
         EXPECT_TRUE(third.closed_by_service());
     }
-    EXPECT_EQ(first.ask(test::mail_request("x")).status(), 204U);
+    EXPECT_EQ(first.ask(rest_of_request).status(), 204U);
     first.socket().close();
     EXPECT_TRUE(settles_at(server.server(), 1));
     EXPECT_EQ(server.client().ask(test::mail_request("x")).status(), 204U);
@@ -119,7 +123,7 @@ TEST(limits, a_flood_of_refused_connections_keeps_nobody_out_for_longer)
     options.linger_timeout = 60s;
     started_server server(options);
     wire_client first = server.client();
-    EXPECT_EQ(first.ask(test::mail_request("x")).status(), 204U);
+    EXPECT_EQ(first.ask(preview_of_request).status(), 100U);
     std::vector<wire_client> refused;
     for (int i = 0; i < 100; ++i) {
         refused.push_back(server.client());

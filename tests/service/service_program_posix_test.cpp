@@ -106,6 +106,21 @@ TEST(service_program, does_what_its_options_say)
     EXPECT_EQ(client.ask(test::options_request()).status(), 404U);
 }
 
+TEST(service_program, keeps_to_the_limits_that_its_options_say)
+{
+    child_process service(program, {"--port", "0", "--max-body", "10", "--idle-timeout", "0.05"});
+    const std::uint16_t port = port_of(service);
+    wire_client client(port);
+    EXPECT_EQ(client.ask(test::mail_request("0123456789")).status(), 204U);
+    EXPECT_TRUE(client.closed_by_service());
+    EXPECT_EQ(wire_client(port).ask(test::mail_request("0123456789a")).status(), 413U);
+    child_process small(program, {"--port", "0", "--max-connections", "1"});
+    const std::uint16_t small_port = port_of(small);
+    wire_client busy(small_port);
+    EXPECT_EQ(busy.ask(test::object_request_head(10, 4) + test::bare_preview("0123456789", 4)).status(), 100U);
+    EXPECT_EQ(wire_client(small_port).ask(test::mail_request("x")).status(), 503U);
+}
+
 TEST(service_program, logs_to_standard_error_when_a_level_is_given)
 {
     child_process service(program, {"--port", "0", "--log-level", "300"});
@@ -124,8 +139,9 @@ TEST(service_program, tells_its_version_and_its_options)
     EXPECT_THAT(version.output, testing::MatchesRegex("postwarden-service [0-9]+\\.[0-9]+\\.[0-9]+\n"));
     const ending help = run({"--help"});
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
-    for (const std::string_view option :
-         {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version"}) {
+    for (const std::string_view option : {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log",
+                                          "--log-level", "--version", "--max-connections", "--max-body", "--io-threads",
+                                          "--scan-threads", "--idle-timeout", "--stall-timeout", "--linger-timeout"}) {
         EXPECT_THAT(help.output, HasSubstr(std::string(option)));
     }
     EXPECT_EQ(help.errors, "");
@@ -149,6 +165,13 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         {"--engine", "clamd:unix:/" + std::string(200, 'x')},
         {"--uri", "a b"},
         {"--uri", ""},
+        {"--max-connections", "0"},
+        {"--max-body", "0"},
+        {"--io-threads", "0"},
+        {"--scan-threads", "0"},
+        {"--stall-timeout", "0"},
+        {"--idle-timeout", "-1"},
+        {"--linger-timeout", "x"},
     };
     for (const auto& arguments : wrong) {
         const ending ended = run(arguments);

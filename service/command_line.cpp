@@ -1,0 +1,111 @@
+#include "service/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cmath>
+#include <limits>
+
+namespace service {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t most_connections = 1000000;
+constexpr std::size_t most_io_threads = 64;
+constexpr std::size_t most_scan_threads = 1024;
+constexpr std::uint64_t most_bytes = std::uint64_t{1} << 40U;
+constexpr double least_time = 0.001;
+constexpr double most_time = 86400;
+
+constexpr const char* footer =
+    R"(Engines:
+  builtin               knows the standard antivirus test file and a repairable test text
+  clamd:unix:PATH       a clamd daemon by its socket (not on Windows)
+  clamd:tcp:HOST:PORT   a clamd daemon on this machine
+
+With --hold-presence it also shows that it runs, as the product's service does: the mail add-in sees that and stops
+asking the product for settings. Needs the local system's account on Windows; elsewhere root shows it to everyone, in
+/run/postwarden, and a user to his own programs, below XDG_RUNTIME_DIR.
+
+Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it. Exit status: 0 ended by a signal, 1 could not run, 2 the
+command line is wrong.)";
+
+/// A time in seconds, of at least `least`.
+void add_time(CLI::App& app, const char* name, milliseconds& target, double least, const char* help)
+{
+    app.add_option_function<double>(
+           name,
+           [&target](double seconds) { target = milliseconds(std::llround(seconds * milliseconds::period::den)); },
+           help)
+        ->type_name("SECONDS")
+        ->check(CLI::Range(least, most_time))
+        ->default_str(CLI::detail::to_string(static_cast<double>(target.count()) / milliseconds::period::den));
+}
+
+template <typename Number>
+void add_number(CLI::App& app, const char* name, Number& target, Number least, Number most, const char* help)
+{
+    app.add_option(name, target, help)->type_name("N")->check(CLI::Range(least, most))->capture_default_str();
+}
+
+void add_service_options(CLI::App& app, server_options& server)
+{
+    app.add_option("--port", server.port, "Port on 127.0.0.1; 0 takes any free one and prints it")
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--uri", server.uri, "Path of the service")->type_name("TEXT")->capture_default_str();
+    add_number<std::uint32_t>(app, "--preview", server.preview, 0, server.max_preview,
+                              "Bytes of an object that clients are asked to send ahead");
+    app.add_option("--engine", server.engine, "Judge of the objects, see below")
+        ->type_name("ENGINE")
+        ->capture_default_str();
+}
+
+void add_limits(CLI::App& app, server_options& server)
+{
+    add_number<std::size_t>(app, "--max-connections", server.max_connections, 1, most_connections,
+                            "Open connections; a further one takes the place of the one that has been idle longest. "
+                            "Fewer where the system allows fewer descriptors: two are needed for each");
+    add_number<std::uint64_t>(app, "--max-body", server.max_body, 1, most_bytes,
+                              "Bytes of one object; a larger one is refused");
+    add_number<std::size_t>(app, "--io-threads", server.io_threads, 1, most_io_threads, "Threads that serve sockets");
+    add_number<std::size_t>(app, "--scan-threads", server.scan_threads, 1, most_scan_threads,
+                            "Objects judged at a time; others wait");
+}
+
+void add_times(CLI::App& app, server_options& server)
+{
+    add_time(app, "--idle-timeout", server.idle_timeout, 0,
+             "A connection without a request is closed after this time; 0 keeps it open");
+    add_time(app, "--stall-timeout", server.stall_timeout, least_time,
+             "A peer that sends or takes nothing for this time within a request is disconnected");
+    add_time(app, "--linger-timeout", server.linger_timeout, 0,
+             "A peer may go on sending for this time after the last answer of its connection");
+}
+
+void add_log_options(CLI::App& app, command_line& values)
+{
+    constexpr std::uint32_t most_level = 600;
+    app.add_option("--log", values.log_file, "Write the log to a file")->type_name("FILE");
+    app.add_option("--log-level", values.log_level,
+                   "Lines up to this level: 200 errors, 300 decisions, 400 course (default), 500 detail; without --log "
+                   "they go to standard error")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint32_t{0}, most_level));
+}
+
+} // namespace
+
+void add_options(CLI::App& app, command_line& values)
+{
+    add_service_options(app, values.server);
+    add_limits(app, values.server);
+    add_times(app, values.server);
+    add_log_options(app, values);
+    app.add_flag("--hold-presence", values.hold_presence, "Show that the service runs, see below");
+    app.footer(footer);
+}
+
+} // namespace service

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "service/scan_server.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace service {
+
+/// The values of the program's command line.
+struct command_line
+{
+    server_options server;
+    std::string log_file; ///< UTF-8; empty: no file
+    std::optional<std::uint32_t> log_level;
+    bool hold_presence = false;
+};
+
+/// Adds all options of the program to `app`, which stores their values in `values`. Both must exist while the command
+/// line is parsed. The text of `--help` is part of this function; docs/service.md describes the options.
+void add_options(CLI::App& app, command_line& values);
+
+} // namespace service
