@@ -48,9 +48,14 @@ bool refuses() noexcept
     return own_plan.refuses() || (!refuses_others && plan_of_others.refuses());
 }
 
+void* allocate_or_null(std::size_t size) noexcept
+{
+    return refuses() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
 void* allocate(std::size_t size)
 {
-    void* const memory = refuses() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const memory = allocate_or_null(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -67,6 +72,17 @@ void* operator new(std::size_t size)
 void* operator new[](std::size_t size)
 {
     return allocate(size);
+}
+
+// A sanitizer's own would allocate what the operators below cannot free.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return allocate_or_null(size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return allocate_or_null(size);
 }
 
 void operator delete(void* memory) noexcept

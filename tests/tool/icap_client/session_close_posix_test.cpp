@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 
 namespace {
 
@@ -15,8 +16,10 @@ class SessionClose : public test::session_fixture
 
 TEST_F(SessionClose, CancelsItsReadAheadOfClosingTheSocket)
 {
-    std::atomic<bool> closed{false};
-    serve(test::greeted().hold_until([&] { return closed.load(); })); // the peer's own close must not end the read
+    const auto closed =
+        std::make_shared<std::atomic<bool>>(false); // shared with the peer, which outlives this function
+    serve(
+        test::greeted().hold_until([closed] { return closed->load(); })); // the peer's own close must not end the read
     open();
     tpl::event ended;
     wait_result seen = wait_result::timeout;
@@ -25,7 +28,7 @@ TEST_F(SessionClose, CancelsItsReadAheadOfClosingTheSocket)
         const test::log_hook behind_the_cancellation(name() + " io canceled", [&] { seen = ended.wait(60000); });
         subject->close();
     }
-    closed = true;
+    *closed = true;
     EXPECT_EQ(seen, wait_result::signalled) << "the read is still under way";
 }
 
