@@ -318,13 +318,14 @@ TEST_F(SessionLifecycle, ASessionOutlivesAStoppedChannel)
 
 TEST_F(SessionLifecycle, CloseShutsBothDirectionsDownAheadOfTheCancellation)
 {
-    std::atomic<bool> closed{false};
-    serve(greeted().hold_until([&] { return closed.load(); })); // the peer's own close must not cause the lines
+    const auto closed =
+        std::make_shared<std::atomic<bool>>(false); // shared with the peer, which outlives this function
+    serve(greeted().hold_until([closed] { return closed->load(); })); // the peer's own close must not cause the lines
     open();
     const test::log_capture log;
     subject->close();
     const auto all = log.lines();
-    closed = true;
+    *closed = true;
     std::vector<std::string> own;
     for (const auto& line : all) {
         if (line.text.find(") shutdown(") != std::string::npos || line.text.find(" io canceled") != std::string::npos) {
