@@ -122,21 +122,31 @@ std::unique_ptr<object_scan> clamd_engine::begin(const object_info& /*info*/, st
 
 std::string clamd_engine::identity(std::stop_token stop)
 {
+    return probe(std::move(stop)).identity;
+}
+
+engine_state clamd_engine::probe(std::stop_token stop)
+{
     std::string answer;
+    std::string fault;
     try {
-        timed_stream stream(timeout_, std::move(stop));
+        timed_stream stream(timeout_, std::move(stop), std::chrono::steady_clock::now() + timeout_);
         stream.connect(peer_);
         if (stream.write("zVERSION\0"sv)) {
             answer = printable(read_reply(stream));
         }
-    } catch (const std::exception&) {
-        answer.clear(); // an engine that does not answer now keeps its last known identity
+        if (answer.empty()) {
+            fault = "no version";
+        }
+    } catch (const std::exception& failure) {
+        fault = failure.what();
     }
+    // An engine that does not answer now keeps its last known identity.
     const std::lock_guard guard(lock_);
-    if (!answer.empty()) {
+    if (fault.empty()) {
         identity_ = answer;
     }
-    return identity_;
+    return {identity_, fault};
 }
 
 } // namespace service

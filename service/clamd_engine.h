@@ -36,6 +36,8 @@ public:
     [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token stop) override;
     /// Returns the versions of clamd and of its database. While clamd does not answer, returns the last known ones.
     [[nodiscard]] std::string identity(std::stop_token stop) override;
+    /// Queries the versions; the timeout applies to the whole query.
+    [[nodiscard]] engine_state probe(std::stop_token stop) override;
 
 private:
     clamd_endpoint peer_;

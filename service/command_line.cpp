@@ -16,6 +16,7 @@ constexpr std::size_t most_connections = 1000000;
 constexpr std::size_t most_io_threads = 64;
 constexpr std::size_t most_scan_threads = 1024;
 constexpr std::uint64_t most_bytes = std::uint64_t{1} << 40U;
+constexpr milliseconds usual_probe_interval{30000};
 constexpr double least_time = 0.001;
 constexpr double most_time = 86400;
 
@@ -72,7 +73,7 @@ void add_limits(CLI::App& app, server_options& server)
                               "Bytes of one object; a larger one is refused");
     add_number<std::size_t>(app, "--io-threads", server.io_threads, 1, most_io_threads, "Threads that serve sockets");
     add_number<std::size_t>(app, "--scan-threads", server.scan_threads, 1, most_scan_threads,
-                            "Objects judged at a time; others wait");
+                            "Objects judged at a time; others wait in the order of their requests");
 }
 
 void add_times(CLI::App& app, server_options& server)
@@ -81,6 +82,12 @@ void add_times(CLI::App& app, server_options& server)
              "A connection without a request is closed after this time; 0 keeps it open");
     add_time(app, "--stall-timeout", server.stall_timeout, least_time,
              "A peer that sends or takes nothing for this time within a request is disconnected");
+    add_time(app, "--scan-timeout", server.scan_timeout, least_time,
+             "An object without a verdict after this time is answered with an error");
+    add_time(app, "--probe-interval", server.probe_interval, 0,
+             "Time between probes of the engine; 0 probes it only when a client asks for the options or the health");
+    add_time(app, "--leave-timeout", server.leave_timeout, least_time,
+             "A peer that has ended its sending counts as gone after this time without a verdict");
     add_time(app, "--linger-timeout", server.linger_timeout, 0,
              "A peer may go on sending for this time after the last answer of its connection");
 }
@@ -100,6 +107,7 @@ void add_log_options(CLI::App& app, command_line& values)
 
 void add_options(CLI::App& app, command_line& values)
 {
+    values.server.probe_interval = usual_probe_interval;
     add_service_options(app, values.server);
     add_limits(app, values.server);
     add_times(app, values.server);

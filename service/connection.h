@@ -1,43 +1,25 @@
 #pragma once
 
-#include "service/idle_connections.h"
-#include "service/istag.h"
-#include "service/reply_maker.h"
-#include "service/request_reader.h"
-#include "service/scan_engine.h"
-#include "service/scan_server.h"
+#include "service/connection_services.h"
+#include "service/judgement.h"
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
-#include <boost/asio/thread_pool.hpp>
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <stop_token>
 #include <string>
 
 namespace service {
 
-/// Objects shared by all connections of one server. They outlive the connections.
-struct connection_services
-{
-    const server_options& settings;
-    std::string path; ///< of the service's URI, with its leading "/"
-    reply_maker replies;
-    std::shared_ptr<scan_engine> engine;
-    service::istag& tag;
-    boost::asio::thread_pool& scanners;
-    idle_connections& idle;
-    std::stop_token stop;
-};
-
 /// One peer: reads requests, has their objects judged, and responds, one request at a time. Everything runs on the
-/// connection's strand except the judging, which runs on a scanner thread; meanwhile nothing is read or written.
-/// Pending operations keep the object alive. The end of the connection is reported exactly once, when its socket is
-/// closed. While no request has begun, the connection is listed as idle and holds no buffer.
+/// connection's strand except the judging, which runs on a scanner thread; meanwhile only a few bytes are read, to
+/// notice that the peer leaves. Pending operations keep the object alive. The end of the connection is reported exactly
+/// once, when its socket is closed. While no request has begun, the connection is listed as idle and holds no buffer.
 class connection final : public std::enable_shared_from_this<connection>
 {
 public:
@@ -59,6 +41,15 @@ public:
 
 private:
     using progress = request_reader::progress;
+    using expiry_handler = void (connection::*)();
+    /// What the connection is waiting for.
+    enum class phase
+    {
+        request,
+        verdict, ///< or a probe of the engine
+        write,
+        end
+    };
     enum class after_write
     {
         next_request,
@@ -69,36 +60,55 @@ private:
     void begin_request(bool end_mark_may_lead);
     void advance();
     void read_more();
+    void await_input();
+    void input_arrived();
     void receive();
+    void drop_what_comes();
+    void peer_ended();
     void list_as_idle(bool idle);
     void report_end();
+    /// Obtains the response to the request that was read.
+    void respond();
     void judge();
-    [[nodiscard]] reply_maker::reply make_reply();
-    void judged(reply_maker::reply reply);
+    void judged(std::uint64_t turn, reply_maker::reply reply, judgement::request request);
+    void abandon();
+    void scan_takes_too_long();
+    void await_probe();
+    void probed();
+    [[nodiscard]] reply_maker::reply health();
+    void answer_request(reply_maker::reply reply);
     void answer_bad_request(const std::string& why, std::uint32_t status);
     void answer(reply_maker::reply reply, after_write next);
     void write_more();
     void written();
     /// Shuts down sending, then waits for the peer to do the same.
     void linger();
-    void drop_what_comes();
-    /// Closes the connection unless this function or expect_nothing() is called again within `limit`. Zero means no
-    /// limit.
-    void expect_within(std::chrono::milliseconds limit);
+    /// Calls `late` unless this function or expect_nothing() is called again within `limit`. Zero means no limit.
+    void expect_within(std::chrono::milliseconds limit, expiry_handler late);
     void expect_nothing();
+    void peer_stalls() { end("the peer stalls"); }
+    void peer_has_gone() { end("the peer has gone"); }
     void end(const char* why);
 
     boost::asio::ip::tcp::socket socket_;
     boost::asio::strand<boost::asio::any_io_executor> strand_;
     boost::asio::steady_timer timer_;
+    expiry_handler late_ = nullptr;
     connection_services& services_;
     end_handler ended_;
     std::string inbox_;
-    std::optional<request_reader> reader_;
+    std::unique_ptr<request_reader> reader_; ///< null while its object is being judged
+    std::shared_ptr<judgement> judgement_;
+    scan_queue::place scan_place_ = 0;
+    std::uint64_t turn_ = 0; ///< counts the waits for verdicts and probes
     reply_maker::reply reply_;
     std::unique_ptr<icap::packet_reader> packets_; ///< reads from reply_
     std::string outbox_;
+    phase phase_ = phase::request;
     after_write next_ = after_write::next_request;
+    bool end_mark_may_lead_ = false; ///< ahead of the next request
+    bool close_after_ = false;       ///< the peer wants the connection to end after its response
+    bool input_awaited_ = false;
     idle_connections::place idle_place_ = 0; ///< 0 while a request is under way
     bool closed_ = false;
 };

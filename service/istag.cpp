@@ -3,6 +3,7 @@
 #include "tool/system/conversions.h"
 
 #include <cstdint>
+#include <exception>
 #include <utility>
 
 namespace service {
@@ -35,10 +36,23 @@ std::string istag::tag_of(std::string_view identity) const
 
 std::string istag::refresh()
 {
-    std::string made = tag_of(engine_->identity(stop_));
+    engine_state found;
+    try {
+        found = engine_->probe(stop_);
+    } catch (const std::exception& failure) {
+        found = {state().identity, failure.what()};
+    }
+    std::string made = tag_of(found.identity);
     const std::lock_guard guard(lock_);
     text_ = made;
+    state_ = std::move(found);
     return made;
+}
+
+engine_state istag::state() const
+{
+    const std::lock_guard guard(lock_);
+    return state_;
 }
 
 std::string istag::current() const

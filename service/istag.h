@@ -10,18 +10,20 @@
 
 namespace service {
 
-/// The ISTag of a service: a quoted text that changes when the verdicts of the engine may change. It is updated when a
-/// client requests the options, because the engine may need to be queried for its state. Thread-safe.
+/// The ISTag of a service, a quoted text that changes when the verdicts of the engine may change, and the state of the
+/// engine. Both are those of the last probe, because the engine may need to be queried for them. Thread-safe.
 class istag
 {
 public:
     istag(std::shared_ptr<scan_engine> engine, std::stop_token stop);
 
-    /// Queries the engine. May block for the timeout of the engine.
+    /// Probes the engine. May block for the timeout of the engine. An exception of the engine counts as its fault.
     std::string refresh();
     /// Returns the tag of the last refresh; before the first refresh, a tag made of the engine's name only. Never
     /// blocks: the tag is part of every response, including those made on a thread that other connections wait for.
     [[nodiscard]] std::string current() const;
+    /// Returns the state of the last refresh; an empty one before the first refresh. Never blocks.
+    [[nodiscard]] engine_state state() const;
 
 private:
     [[nodiscard]] std::string tag_of(std::string_view identity) const;
@@ -29,7 +31,8 @@ private:
     std::shared_ptr<scan_engine> engine_;
     std::stop_token stop_;
     mutable std::mutex lock_;
-    std::string text_; ///< guarded by lock_
+    std::string text_;   ///< guarded by lock_
+    engine_state state_; ///< guarded by lock_
 };
 
 } // namespace service

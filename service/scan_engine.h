@@ -7,6 +7,7 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace service {
@@ -59,6 +60,13 @@ public:
     virtual ~object_scan() = default;
 };
 
+/// The result of a probe of an engine.
+struct engine_state
+{
+    std::string identity; ///< as identity() returns it
+    std::string fault;    ///< why the engine cannot judge at present; empty if it can
+};
+
 /// Judges objects. All functions are thread-safe.
 class scan_engine
 {
@@ -71,6 +79,8 @@ public:
     /// Returns a text that changes whenever verdicts may change, such as the version of a signature database. Does not
     /// throw.
     [[nodiscard]] virtual std::string identity(std::stop_token stop) = 0;
+    /// Queries whether the engine can judge, and its identity. An engine that is part of this process always can.
+    [[nodiscard]] virtual engine_state probe(std::stop_token stop) { return {identity(std::move(stop)), {}}; }
     virtual ~scan_engine() = default;
 };
 

@@ -10,7 +10,6 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
-#include <boost/asio/thread_pool.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -94,7 +93,8 @@ private:
     std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
 
-    std::unique_ptr<asio::thread_pool> scanners_;
+    engine_watch watch_{tag_, settings_.probe_interval};
+    std::unique_ptr<scan_queue> scanners_;
     std::unique_ptr<connection_services> services_;
     std::vector<std::thread> threads_;
 };
@@ -121,9 +121,10 @@ void scan_server::implementation::start()
         throw std::logic_error("the server was started before");
     }
     listen();
-    scanners_ = std::make_unique<asio::thread_pool>(std::max<std::size_t>(settings_.scan_threads, 1));
+    scanners_ = std::make_unique<scan_queue>(std::max<std::size_t>(settings_.scan_threads, 1));
     services_ = std::make_unique<connection_services>(connection_services{
-        settings_, path_, reply_maker(settings_.preview), engine_, tag_, *scanners_, idle_, stop_.get_token()});
+        settings_, path_, reply_maker(settings_.preview), engine_, tag_, watch_, *scanners_, idle_});
+    watch_.start();
     asio::post(strand_, [this] { accept(); });
     for (std::size_t i = 0; i < std::max<std::size_t>(settings_.io_threads, 1); ++i) {
         threads_.emplace_back([this] { run(); });
@@ -231,12 +232,13 @@ void scan_server::implementation::stop()
     }
     stop_.request_stop();
     asio::post(strand_, [this] { close_all(); });
-    // The threads end with the last connection, and a connection ends only after its object has been judged.
+    watch_.stop();
+    scanners_->stop();
+    // The threads end with the last connection.
     for (auto& thread : threads_) {
         thread.join();
     }
     threads_.clear();
-    scanners_->join();
 }
 
 scan_server::scan_server(options settings)

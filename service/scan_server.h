@@ -28,7 +28,13 @@ struct server_options
     std::shared_ptr<scan_engine> custom_engine;
 
     std::size_t io_threads = 2;   ///< threads that serve sockets
-    std::size_t scan_threads = 4; ///< objects judged at a time; others are queued
+    std::size_t scan_threads = 4; ///< objects judged at a time; others wait in the order of their requests
+    /// Time for the verdict of one object, from the end of its request: its wait for a scanner and every step of the
+    /// engine. Afterwards the peer receives an error response. Less than the time for which clients wait.
+    std::chrono::milliseconds scan_timeout{50000};
+    /// Time between probes of the engine, which determine the ISTag. Zero: only when a client requests the options or
+    /// asks for the health.
+    std::chrono::milliseconds probe_interval{0};
 
     /// Open connections. A further one takes the place of the connection that has been idle longest; if a request is
     /// under way on all of them, it is answered with 503 and closed.
@@ -41,6 +47,9 @@ struct server_options
     std::chrono::milliseconds stall_timeout{60000};
     /// A connection without a request for this time is closed. Zero keeps connections open, because clients pool them.
     std::chrono::milliseconds idle_timeout{0};
+    /// A peer that has ended its sending while its object waits for a verdict counts as gone after this time. A peer
+    /// that breaks the connection counts as gone at once. The scan of a peer that is gone is stopped.
+    std::chrono::milliseconds leave_timeout{1000};
     /// How long a peer may continue sending after the end of its connection was announced. The bytes received are
     /// discarded: closing a connection with unread bytes would make the peer lose the response.
     std::chrono::milliseconds linger_timeout{2000};

@@ -4,6 +4,7 @@
 #include <boost/asio/error.hpp>
 #include <boost/asio/write.hpp>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -12,8 +13,9 @@ namespace service {
 
 using boost::system::error_code;
 
-timed_stream::timed_stream(std::chrono::milliseconds timeout, std::stop_token stop)
+timed_stream::timed_stream(std::chrono::milliseconds timeout, std::stop_token stop, time_point deadline)
     : timeout_(timeout)
+    , deadline_(deadline)
     , stop_(std::move(stop))
     , on_stop_(stop_, [this] { io_.stop(); })
 {}
@@ -22,7 +24,7 @@ timed_stream::~timed_stream() = default;
 
 void timed_stream::wait(const bool& done, const char* what)
 {
-    const auto deadline = std::chrono::steady_clock::now() + timeout_;
+    const auto deadline = std::min(std::chrono::steady_clock::now() + timeout_, deadline_);
     io_.restart();
     // A stop requested before the restart is detected here; a later one stops the run.
     while (!done && !stop_.stop_requested() && io_.run_one_until(deadline) != 0) {

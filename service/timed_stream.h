@@ -11,15 +11,17 @@
 
 namespace service {
 
-/// A stream socket for use on one thread. Each operation blocks until it completes, its timeout expires or a stop is
-/// requested. Failures throw std::runtime_error; after a failure the stream must only be destroyed, unless documented
-/// otherwise.
+/// A stream socket for use on one thread. Each operation blocks until it completes, its timeout or the deadline of the
+/// stream expires, or a stop is requested. Failures throw std::runtime_error; after a failure the stream must only be
+/// destroyed, unless documented otherwise.
 class timed_stream
 {
 public:
     using endpoint = boost::asio::generic::stream_protocol::endpoint;
 
-    timed_stream(std::chrono::milliseconds timeout, std::stop_token stop);
+    using time_point = std::chrono::steady_clock::time_point;
+
+    timed_stream(std::chrono::milliseconds timeout, std::stop_token stop, time_point deadline = time_point::max());
     timed_stream(const timed_stream&) = delete;
     timed_stream& operator=(const timed_stream&) = delete;
     ~timed_stream();
@@ -39,6 +41,7 @@ private:
     boost::asio::io_context io_{1};
     boost::asio::generic::stream_protocol::socket socket_{io_};
     std::chrono::milliseconds timeout_;
+    time_point deadline_;
     std::stop_token stop_;
     std::stop_callback<std::function<void()>> on_stop_;
 };

@@ -1,0 +1,230 @@
+#include "service/connection.h"
+#include "service/log.h"
+
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/execution/outstanding_work.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/prefer.hpp>
+#include <boost/asio/write.hpp>
+
+#include <exception>
+#include <string_view>
+#include <utility>
+
+namespace service {
+
+namespace {
+
+namespace asio = boost::asio;
+using boost::system::error_code;
+
+constexpr std::size_t write_size = 65536;
+constexpr std::string_view end_mark_of_nothing = "0\r\n\r\n0\r\n\r\n";
+constexpr std::uint32_t not_found = 404;
+
+/// Returns true for the question of a client whether the service is there. It has no object.
+bool is_health_question(icap::request_message& request)
+{
+    return request.encapsulated().null_body != 0 && request.headers().get("X-Health-Test") != nullptr;
+}
+
+} // namespace
+
+/// Everything that needs no scanner is answered without waiting for one.
+void connection::respond()
+{
+    list_as_idle(false);
+    expect_nothing();
+    phase_ = phase::verdict;
+    icap::request_message& request = *reader_->request();
+    close_after_ = request.connection_close();
+    end_mark_may_lead_ = reader_->ended_early();
+    if (request.uri_path() != services_.path) {
+        answer_request(services_.replies.bare(services_.tag.current(), not_found));
+    } else if (request.method() == icap::request_method::options || is_health_question(request)) {
+        await_probe();
+    } else {
+        judge();
+    }
+}
+
+void connection::judge()
+{
+    // Keeps the server's threads running until the verdict is available, even if the peer disconnects.
+    auto work = asio::prefer(socket_.get_executor(), asio::execution::outstanding_work.tracked);
+    auto done = [self = shared_from_this(), turn = ++turn_, work = std::move(work)](reply_maker::reply reply,
+                                                                                    judgement::request request) {
+        // Handlers must be copyable.
+        asio::post(self->strand_, [self, turn, reply = std::make_shared<reply_maker::reply>(std::move(reply)),
+                                   request = std::make_shared<judgement::request>(std::move(request))] {
+            self->judged(turn, std::move(*reply), std::move(*request));
+        });
+    };
+    judgement_ = std::make_shared<judgement>(std::move(reader_), services_, this, std::move(done));
+    scan_place_ = services_.scanners.submit(judgement_);
+    expect_within(services_.settings.scan_timeout, &connection::scan_takes_too_long);
+    await_input();
+}
+
+void connection::judged(std::uint64_t turn, reply_maker::reply reply, judgement::request request)
+{
+    if (closed_ || turn != turn_) {
+        return; // nobody waits for this verdict any more
+    }
+    judgement_.reset();
+    reader_ = std::move(request);
+    if (!reply) {
+        answer_bad_request("the request could not be served", server_error);
+        return;
+    }
+    answer_request(std::move(reply));
+}
+
+/// Gives up the object that is being judged, if there is one.
+void connection::abandon()
+{
+    ++turn_;
+    if (judgement_) {
+        services_.scanners.withdraw(scan_place_);
+        judgement_->abandon();
+        judgement_.reset();
+    }
+}
+
+void connection::scan_takes_too_long()
+{
+    const std::string name = judgement_->name();
+    abandon();
+    log_verdict(this, name,
+                error_verdict{"no verdict within " + std::to_string(services_.settings.scan_timeout.count()) + " ms"});
+    answer_request(services_.replies.bare(services_.tag.current(), server_error));
+}
+
+void connection::await_probe()
+{
+    expect_within(engine_watch::patience, &connection::probed);
+    await_input();
+    services_.watch.refresh([weak = weak_from_this(), turn = ++turn_] {
+        if (const auto self = weak.lock()) {
+            asio::post(self->strand_, [self, turn] {
+                if (!self->closed_ && turn == self->turn_) {
+                    self->probed();
+                }
+            });
+        }
+    });
+}
+
+/// The probe has ended, or takes so long that the state that is known must do.
+void connection::probed()
+{
+    ++turn_;
+    try {
+        const bool options = reader_->request()->method() == icap::request_method::options;
+        answer_request(options ? services_.replies.options(services_.tag.current()) : health());
+    } catch (const std::exception& problem) {
+        answer_bad_request(problem.what(), server_error);
+    }
+}
+
+reply_maker::reply connection::health()
+{
+    const std::string name = object_name(*reader_);
+    verdict outcome = clean_verdict{};
+    if (std::string fault = services_.tag.state().fault; !fault.empty()) {
+        outcome = error_verdict{std::move(fault)};
+    }
+    log_verdict(this, name, outcome);
+    return services_.replies.judged(services_.tag.current(), *reader_, std::move(outcome), name);
+}
+
+void connection::answer_request(reply_maker::reply reply)
+{
+    try {
+        answer(std::move(reply), close_after_ ? after_write::close : after_write::next_request);
+    } catch (const std::exception& problem) {
+        answer_bad_request(problem.what(), server_error);
+    }
+}
+
+void connection::answer_bad_request(const std::string& why, std::uint32_t status)
+{
+    LOG_LINE(service_log(), 200, "connection(" << this << ") answers " << status << ": " << why);
+    try {
+        answer(services_.replies.bare(services_.tag.current(), status, true), after_write::close);
+    } catch (const std::exception&) {
+        end("no answer could be made");
+    }
+}
+
+void connection::answer(reply_maker::reply reply, after_write next)
+{
+    if (closed_) {
+        return;
+    }
+    list_as_idle(false);
+    phase_ = phase::write;
+    reply_ = std::move(reply);
+    packets_ = reply_->reader();
+    next_ = next;
+    write_more();
+}
+
+void connection::write_more()
+{
+    outbox_.clear();
+    try {
+        const bool bodiless = reply_->encapsulated().null_body != 0;
+        http::byte_vector bytes;
+        icap::packet piece{&bytes};
+        while (outbox_.size() < write_size && packets_->read(piece)) {
+            const std::string_view text(bytes.data(), bytes.size());
+            // The packets of an HTTP response end with this mark even if Encapsulated specifies that there is no body.
+            // The peer would read it as the beginning of the next response.
+            if (!bodiless || text != end_mark_of_nothing) {
+                outbox_.append(text);
+            }
+        }
+    } catch (const std::exception& problem) {
+        LOG_LINE(service_log(), 200, "connection(" << this << ") could not answer: " << problem.what());
+        end("the answer broke off");
+        return;
+    }
+    if (outbox_.empty()) {
+        written();
+        return;
+    }
+    expect_within(services_.settings.stall_timeout, &connection::peer_stalls);
+    asio::async_write(socket_, asio::buffer(outbox_),
+                      asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t) {
+                          if (error) {
+                              self->end("the peer takes no answer");
+                          } else {
+                              self->write_more();
+                          }
+                      }));
+}
+
+void connection::written()
+{
+    packets_.reset();
+    reply_.reset();
+    std::string().swap(outbox_);
+    if (next_ == after_write::close) {
+        linger();
+        return;
+    }
+    try {
+        if (next_ == after_write::behind_preview) {
+            reader_->continue_behind_preview();
+        } else {
+            begin_request(end_mark_may_lead_);
+        }
+    } catch (const std::exception& problem) {
+        end(problem.what());
+        return;
+    }
+    advance();
+}
+
+} // namespace service

@@ -1,0 +1,83 @@
+#include "service/engine_watch.h"
+
+#include <utility>
+
+namespace service {
+
+engine_watch::engine_watch(istag& tag, std::chrono::milliseconds interval)
+    : tag_(tag)
+    , interval_(interval)
+{}
+
+engine_watch::~engine_watch()
+{
+    stop();
+}
+
+void engine_watch::start()
+{
+    if (interval_.count() != 0) {
+        due_ = clock::now();
+    }
+    thread_ = std::thread([this] { run(); });
+}
+
+void engine_watch::stop()
+{
+    if (!thread_.joinable()) {
+        return;
+    }
+    {
+        const std::lock_guard guard(lock_);
+        stopped_ = true;
+        changed_.notify_all();
+    }
+    thread_.join();
+    waiting_.clear();
+}
+
+void engine_watch::refresh(handler done)
+{
+    {
+        const std::lock_guard guard(lock_);
+        const bool late = begun_ && clock::now() - *begun_ >= patience;
+        if (!late) {
+            waiting_.push_back(std::move(done));
+            changed_.notify_all();
+            return;
+        }
+    }
+    done();
+}
+
+bool engine_watch::wait_for_probe(std::unique_lock<std::mutex>& guard)
+{
+    const auto wanted = [this] { return stopped_ || !waiting_.empty(); };
+    if (due_ == clock::time_point::max()) {
+        changed_.wait(guard, wanted);
+    } else {
+        changed_.wait_until(guard, due_, wanted);
+    }
+    return !stopped_;
+}
+
+void engine_watch::run()
+{
+    std::unique_lock guard(lock_);
+    while (wait_for_probe(guard)) {
+        const std::vector<handler> served = std::exchange(waiting_, {});
+        begun_ = clock::now();
+        guard.unlock();
+        tag_.refresh();
+        for (const handler& done : served) {
+            done();
+        }
+        guard.lock();
+        begun_.reset();
+        if (interval_.count() != 0) {
+            due_ = clock::now() + interval_;
+        }
+    }
+}
+
+} // namespace service

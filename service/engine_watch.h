@@ -1,0 +1,57 @@
+#pragma once
+
+#include "service/istag.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace service {
+
+/// Keeps the state of the engine up to date: probes it on a thread of its own, so that an engine that does not answer
+/// delays nothing else. Thread-safe, except that start() and stop() must be called from one thread.
+class engine_watch
+{
+public:
+    using handler = std::function<void()>;
+
+    /// How long a request that needs the state of the engine waits for a probe before it is answered without.
+    static constexpr std::chrono::milliseconds patience{2000};
+
+    /// `tag` is refreshed by each probe and must outlive the object. The engine is probed at start and then once each
+    /// `interval`; an interval of zero means on request only.
+    engine_watch(istag& tag, std::chrono::milliseconds interval);
+    engine_watch(const engine_watch&) = delete;
+    engine_watch& operator=(const engine_watch&) = delete;
+    ~engine_watch();
+
+    void start();
+    /// Waits for the end of a probe. Handlers that wait are not called.
+    void stop();
+    /// Calls `done` after a probe that has begun after this call, or at once if a probe has been under way for longer
+    /// than `patience`.
+    void refresh(handler done);
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    void run();
+    /// Waits until a probe is due. Returns false if the watch is to end.
+    bool wait_for_probe(std::unique_lock<std::mutex>& guard);
+
+    istag& tag_;
+    std::chrono::milliseconds interval_;
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::vector<handler> waiting_;
+    std::optional<clock::time_point> begun_; ///< of the probe that is under way
+    clock::time_point due_ = clock::time_point::max();
+    bool stopped_ = false;
+    std::thread thread_;
+};
+
+} // namespace service

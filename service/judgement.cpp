@@ -1,0 +1,59 @@
+#include "service/judgement.h"
+
+#include "service/log.h"
+#include "service/safe_text.h"
+
+#include <exception>
+#include <utility>
+#include <variant>
+
+namespace service {
+
+judgement::judgement(request object, const connection_services& services, const void* owner, handler done)
+    : object_(std::move(object))
+    , services_(services)
+    , owner_(owner)
+    , done_(std::move(done))
+    , name_(object_name(*object_))
+{}
+
+void judgement::run()
+{
+    const handler done = std::exchange(done_, nullptr);
+    request object = std::move(object_);
+    reply_maker::reply reply;
+    try {
+        reply = make_reply(*object);
+    } catch (const std::exception& problem) {
+        LOG_LINE(service_log(), 200, "connection(" << owner_ << ") failed: " << problem.what());
+    }
+    done(std::move(reply), std::move(object));
+}
+
+reply_maker::reply judgement::make_reply(request_reader& object)
+{
+    http::message& message = object.object();
+    verdict outcome = scan(*services_.engine, {name_, message.body_size()}, message.body(), stop_.get_token());
+    if (!stop_.stop_requested()) {
+        log_verdict(owner_, name_, outcome);
+    }
+    return services_.replies.judged(services_.tag.current(), object, std::move(outcome), name_);
+}
+
+void log_verdict(const void* owner, const std::string& name, const verdict& outcome)
+{
+    if (const auto* failure = std::get_if<error_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 200,
+                 "connection(" << owner << ") could not judge '" << display_text(name)
+                               << "': " << display_text(failure->why));
+    } else if (const auto* found = std::get_if<blocked_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 300,
+                 "connection(" << owner << ") blocked '" << display_text(name) << "': " << display_text(found->threat));
+    } else if (const auto* repaired = std::get_if<repaired_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 300,
+                 "connection(" << owner << ") repaired '" << display_text(name)
+                               << "': " << display_text(repaired->threat));
+    }
+}
+
+} // namespace service

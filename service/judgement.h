@@ -1,0 +1,48 @@
+#pragma once
+
+#include "service/connection_services.h"
+#include "service/reply_maker.h"
+#include "service/request_reader.h"
+
+#include <functional>
+#include <memory>
+#include <stop_token>
+#include <string>
+
+namespace service {
+
+/// The judging of one request's object, on a scanner thread.
+class judgement final
+{
+public:
+    using request = std::unique_ptr<request_reader>;
+    /// Receives the reply and the request that was judged, to which the reply may refer. The reply is null after a
+    /// failure.
+    using handler = std::function<void(reply_maker::reply reply, request judged)>;
+
+    /// `owner` identifies the connection in the log. `done` is called on the scanner thread and destroyed with the
+    /// judging.
+    judgement(request object, const connection_services& services, const void* owner, handler done);
+
+    /// Returns the name of the object, for the log.
+    [[nodiscard]] const std::string& name() const noexcept { return name_; }
+    /// Judges the object and calls the handler. Must be called once at most.
+    void run();
+    /// Requests the engine to stop, because nobody waits for the verdict. Thread-safe.
+    void abandon() { stop_.request_stop(); }
+
+private:
+    reply_maker::reply make_reply(request_reader& object);
+
+    request object_;
+    const connection_services& services_;
+    const void* owner_;
+    handler done_;
+    std::string name_;
+    std::stop_source stop_;
+};
+
+/// Writes the line of a verdict to the log; a clean one has none.
+void log_verdict(const void* owner, const std::string& name, const verdict& outcome);
+
+} // namespace service

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "service/scan_engine.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace test {
+
+/// Clears small objects at once. A scan of an object of `slow_size` bytes or more ends when it is stopped. While
+/// `hold_probes` is in force, a probe does not end either. Every wait is bounded.
+class slow_engine final : public service::scan_engine
+{
+public:
+    static constexpr std::uint64_t slow_size = 100;
+
+    [[nodiscard]] std::string_view name() const noexcept override { return "slow"; }
+    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info& info,
+                                                              std::stop_token stop) override
+    {
+        if (info.size >= slow_size) {
+            std::unique_lock guard(lock_);
+            ++begun_;
+            changed_.notify_all();
+            changed_.wait_for(guard, std::move(stop), patience, [] { return false; });
+            ++stopped_;
+            changed_.notify_all();
+            throw std::runtime_error("stopped");
+        }
+        return std::make_unique<clean_scan>();
+    }
+    [[nodiscard]] std::string identity(std::stop_token stop) override
+    {
+        std::unique_lock guard(lock_);
+        changed_.wait_for(guard, std::move(stop), patience, [this] { return !held_; });
+        return identity_;
+    }
+    [[nodiscard]] service::engine_state probe(std::stop_token stop) override
+    {
+        std::string answer = identity(std::move(stop));
+        const std::lock_guard guard(lock_);
+        return {std::move(answer), fault_};
+    }
+
+    /// Wait until that many slow scans have begun, or have been stopped. Return false after a bounded time.
+    bool wait_for_scans(int count) { return wait_until(begun_, count); }
+    bool wait_for_stops(int count) { return wait_until(stopped_, count); }
+    void hold_probes(bool held)
+    {
+        const std::lock_guard guard(lock_);
+        held_ = held;
+        changed_.notify_all();
+    }
+    void set_state(std::string identity, std::string fault)
+    {
+        const std::lock_guard guard(lock_);
+        identity_ = std::move(identity);
+        fault_ = std::move(fault);
+    }
+
+private:
+    static constexpr std::chrono::seconds patience{30}; ///< longer than any test needs
+
+    class clean_scan final : public service::object_scan
+    {
+        bool data(std::string_view) override { return true; }
+        [[nodiscard]] service::verdict finish(web::io_data&) override { return service::clean_verdict{}; }
+    };
+
+    bool wait_until(const int& counter, int count)
+    {
+        std::unique_lock guard(lock_);
+        return changed_.wait_for(guard, patience, [&] { return counter >= count; });
+    }
+
+    std::mutex lock_;
+    std::condition_variable_any changed_;
+    int begun_ = 0;
+    int stopped_ = 0;
+    bool held_ = false;
+    std::string identity_ = "1";
+    std::string fault_;
+};
+
+} // namespace test
