@@ -108,6 +108,7 @@ void disinfection_of_100_attachments(benchmark::State& state)
         state.PauseTiming();
         auto object =
             MakeCom<host::message_object>(message, true, [](const host::message_record&) { return HRESULT{S_OK}; });
+        MailBodyInfo body;
         std::vector<AttachmentResult> records(attachment_count);
         for (std::uint32_t number = 0; number < attachment_count; ++number) {
             records[number].attachNumber = number;
@@ -118,7 +119,7 @@ void disinfection_of_100_attachments(benchmark::State& state)
         const double before = status_mib("VmRSS:");
         reset_peak();
         state.ResumeTiming();
-        disinfector->DisinfectMessage(verdicts, ComPtr<IMessage>(object.get()), MailBodyInfo{}, records, nullptr);
+        disinfector->DisinfectMessage(verdicts, ComPtr<IMessage>(object.get()), body, records, nullptr);
         state.PauseTiming();
         growth = std::max(growth, status_mib("VmHWM:") - before);
         if (!bench::expect(state, is_disinfected(object->current()), "not disinfected")) {
