@@ -17,6 +17,7 @@ constexpr std::size_t most_io_threads = 64;
 constexpr std::size_t most_scan_threads = 1024;
 constexpr std::uint64_t most_bytes = std::uint64_t{1} << 40U;
 constexpr milliseconds usual_probe_interval{30000};
+constexpr std::uint32_t most_rate = 1U << 30U;
 constexpr double least_time = 0.001;
 constexpr double most_time = 86400;
 
@@ -82,6 +83,11 @@ void add_times(CLI::App& app, server_options& server)
              "A connection without a request is closed after this time; 0 keeps it open");
     add_time(app, "--stall-timeout", server.stall_timeout, least_time,
              "A peer that sends or takes nothing for this time within a request is disconnected");
+    add_time(app, "--head-timeout", server.head_timeout, least_time,
+             "A peer whose heads of a request take longer is disconnected");
+    add_number<std::uint32_t>(app, "--min-rate", server.min_rate, 0, most_rate,
+                              "Bytes of a body that a peer must send each second; 0 for any number");
+    add_time(app, "--rate-period", server.rate_period, least_time, "The time over which that rate is averaged");
     add_time(app, "--scan-timeout", server.scan_timeout, least_time,
              "An object without a verdict after this time is answered with an error");
     add_time(app, "--probe-interval", server.probe_interval, 0,

@@ -42,6 +42,7 @@ connection::connection(asio::ip::tcp::socket peer, connection_services& services
     , strand_(asio::make_strand(socket_.get_executor()))
     , timer_(strand_)
     , services_(services)
+    , pace_(services.settings)
     , ended_(std::move(ended))
 {
     error_code ignored;
@@ -115,6 +116,7 @@ void connection::begin_request(bool end_mark_may_lead)
 {
     const request_reader::limits bounds{services_.settings.max_body, services_.settings.max_preview};
     reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead);
+    pace_.restart();
 }
 
 /// Processes the bytes received so far, until more input is needed or a response is due.
@@ -147,9 +149,33 @@ void connection::read_more()
     if (!started && inbox_.empty()) {
         release(inbox_);
     }
-    expect_within(started ? services_.settings.stall_timeout : services_.settings.idle_timeout,
-                  &connection::peer_stalls);
-    await_input();
+    expect_request();
+    if (!closed_) {
+        await_input();
+    }
+}
+
+/// Expects more of the request, and in time.
+void connection::expect_request()
+{
+    if (!reader_->started()) {
+        expect_within(services_.settings.idle_timeout, &connection::peer_stalls);
+        return;
+    }
+    const auto part = reader_->reads_body() ? sending_pace::part::body : sending_pace::part::head;
+    const auto now = sending_pace::clock::now();
+    error_code ignored;
+    const auto check = pace_.next_check(part, now, socket_.available(ignored));
+    const auto stall = services_.settings.stall_timeout;
+    if (!check) {
+        end("the peer sends too slowly");
+    } else if (stall.count() != 0 && stall < *check - now) {
+        expect_within(stall, &connection::peer_stalls);
+    } else if (*check != sending_pace::clock::time_point::max()) {
+        expect_until(*check, &connection::expect_request);
+    } else {
+        expect_nothing();
+    }
 }
 
 /// The wait needs no buffer, unlike a pending read.
@@ -199,6 +225,7 @@ void connection::receive()
         peer_has_gone();
     } else {
         inbox_.append(block.data(), count);
+        pace_.count(count);
         for_request&& count != 0 ? advance() : await_input();
     }
 }
@@ -239,12 +266,17 @@ void connection::drop_what_comes()
 
 void connection::expect_within(std::chrono::milliseconds limit, expiry_handler late)
 {
-    expect_nothing();
     if (limit.count() == 0) {
-        return;
+        expect_nothing();
+    } else {
+        expect_until(asio::steady_timer::clock_type::now() + limit, late);
     }
+}
+
+void connection::expect_until(asio::steady_timer::time_point due, expiry_handler late)
+{
     late_ = late;
-    timer_.expires_after(limit);
+    timer_.expires_at(due);
     timer_.async_wait([weak = weak_from_this()](const error_code& error) {
         const auto self = weak.lock();
         if (!error && self && !self->closed_ && self->timer_.expiry() <= asio::steady_timer::clock_type::now()) {

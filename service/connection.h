@@ -2,6 +2,7 @@
 
 #include "service/connection_services.h"
 #include "service/judgement.h"
+#include "service/sending_pace.h"
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -60,6 +61,7 @@ private:
     void begin_request(bool end_mark_may_lead);
     void advance();
     void read_more();
+    void expect_request();
     void await_input();
     void input_arrived();
     void receive();
@@ -83,8 +85,10 @@ private:
     void written();
     /// Shuts down sending, then waits for the peer to do the same.
     void linger();
-    /// Calls `late` unless this function or expect_nothing() is called again within `limit`. Zero means no limit.
+    /// Call `late` unless one of these functions or expect_nothing() is called again in time. A limit of zero means
+    /// none.
     void expect_within(std::chrono::milliseconds limit, expiry_handler late);
+    void expect_until(boost::asio::steady_timer::time_point due, expiry_handler late);
     void expect_nothing();
     void peer_stalls() { end("the peer stalls"); }
     void peer_has_gone() { end("the peer has gone"); }
@@ -95,6 +99,7 @@ private:
     boost::asio::steady_timer timer_;
     expiry_handler late_ = nullptr;
     connection_services& services_;
+    sending_pace pace_;
     end_handler ended_;
     std::string inbox_;
     std::unique_ptr<request_reader> reader_; ///< null while its object is being judged

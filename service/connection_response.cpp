@@ -217,6 +217,7 @@ void connection::written()
     try {
         if (next_ == after_write::behind_preview) {
             reader_->continue_behind_preview();
+            pace_.restart();
         } else {
             begin_request(end_mark_may_lead_);
         }

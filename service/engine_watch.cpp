@@ -16,7 +16,7 @@ engine_watch::~engine_watch()
 
 void engine_watch::start()
 {
-    if (interval_.count() != 0) {
+    if (!on_request()) {
         due_ = clock::now();
     }
     thread_ = std::thread([this] { run(); });
@@ -41,7 +41,7 @@ void engine_watch::refresh(handler done)
     {
         const std::lock_guard guard(lock_);
         const bool late = begun_ && clock::now() - *begun_ >= patience;
-        if (!late) {
+        if (!late && (on_request() || !probed_)) {
             waiting_.push_back(std::move(done));
             changed_.notify_all();
             return;
@@ -52,11 +52,10 @@ void engine_watch::refresh(handler done)
 
 bool engine_watch::wait_for_probe(std::unique_lock<std::mutex>& guard)
 {
-    const auto wanted = [this] { return stopped_ || !waiting_.empty(); };
-    if (due_ == clock::time_point::max()) {
-        changed_.wait(guard, wanted);
+    if (on_request()) {
+        changed_.wait(guard, [this] { return stopped_ || !waiting_.empty(); });
     } else {
-        changed_.wait_until(guard, due_, wanted);
+        changed_.wait_until(guard, due_, [this] { return stopped_; });
     }
     return !stopped_;
 }
@@ -65,18 +64,25 @@ void engine_watch::run()
 {
     std::unique_lock guard(lock_);
     while (wait_for_probe(guard)) {
-        const std::vector<handler> served = std::exchange(waiting_, {});
+        std::vector<handler> served;
+        if (on_request()) {
+            served.swap(waiting_); // those that come from here on want a later probe
+        }
         begun_ = clock::now();
         guard.unlock();
         tag_.refresh();
+        guard.lock();
+        begun_.reset();
+        probed_ = true;
+        due_ = clock::now() + interval_;
+        if (!on_request()) {
+            served.swap(waiting_);
+        }
+        guard.unlock();
         for (const handler& done : served) {
             done();
         }
         guard.lock();
-        begun_.reset();
-        if (interval_.count() != 0) {
-            due_ = clock::now() + interval_;
-        }
     }
 }
 

@@ -32,8 +32,9 @@ public:
     void start();
     /// Waits for the end of a probe. Handlers that wait are not called.
     void stop();
-    /// Calls `done` after a probe that has begun after this call, or at once if a probe has been under way for longer
-    /// than `patience`.
+    /// Calls `done` once the state of the engine is known. With an interval that is after the first probe, and then at
+    /// once; without one, after a probe that begins after this call. Calls it at once if a probe has been under way for
+    /// longer than `patience`.
     void refresh(handler done);
 
 private:
@@ -42,6 +43,7 @@ private:
     void run();
     /// Waits until a probe is due. Returns false if the watch is to end.
     bool wait_for_probe(std::unique_lock<std::mutex>& guard);
+    [[nodiscard]] bool on_request() const noexcept { return interval_.count() == 0; }
 
     istag& tag_;
     std::chrono::milliseconds interval_;
@@ -49,7 +51,8 @@ private:
     std::condition_variable changed_;
     std::vector<handler> waiting_;
     std::optional<clock::time_point> begun_; ///< of the probe that is under way
-    clock::time_point due_ = clock::time_point::max();
+    clock::time_point due_;                  ///< time of the next probe, if there is an interval
+    bool probed_ = false;                    ///< at least one probe has ended
     bool stopped_ = false;
     std::thread thread_;
 };

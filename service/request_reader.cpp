@@ -17,13 +17,12 @@ namespace {
 /// The capacity of one analyzer in bytes.
 constexpr std::size_t longest_head = 16640;
 
-constexpr std::string_view end_mark = "0\r\n\r\n";
+/// Bytes of blank lines that may come ahead of a request. More are the beginning of one.
+constexpr std::size_t most_blank_bytes = 64;
+/// Bytes of a first line that are parsed again as often as bytes arrive.
+constexpr std::size_t short_line = 64;
 
-/// Returns the offset in `text` just after the line feed that ends the line at `begin`; 0 if there is none.
-std::size_t line_end(const std::string& text, std::size_t begin)
-{
-    return text.find('\n', begin) + 1;
-}
+constexpr std::string_view end_mark = "0\r\n\r\n";
 
 bool is_line_end(std::string_view line)
 {
@@ -95,10 +94,12 @@ bool request_reader::drop_end_mark(std::string& inbox)
     return true;
 }
 
+/// Looks at each byte once, apart from the parse of a head that may be whole.
 bool request_reader::read_head(std::string& inbox)
 {
+    drop_blank_lines(inbox);
     for (;;) {
-        const std::size_t end = line_end(inbox, line_begin_);
+        const std::size_t end = inbox.find('\n', std::max(searched_, line_begin_)) + 1;
         if (inbox.size() > longest_head && (end == 0 || end > longest_head)) {
             throw bad_request("the head is too long");
         }
@@ -106,42 +107,86 @@ bool request_reader::read_head(std::string& inbox)
             break;
         }
         const std::string_view line(inbox.data() + line_begin_, end - line_begin_);
-        if (!first_line_read_ && is_blank(line)) {
-            inbox.erase(0, end);
-            continue;
-        }
-        first_line_read_ = true;
         line_begin_ = end;
-        if (!is_blank(line)) {
+        ++lines_;
+        // Only behind the first line can blanks be part of the line end that ends the head: elsewhere they continue the
+        // line ahead of them.
+        if (!is_line_end(line) && !(lines_ == 2 && is_blank(line))) {
             continue;
         }
-        // A head ends with such a line. The grammar decides whether this line is the one.
-        icap::analyzer analyzer;
-        analyzer.enqueue(inbox.data(), inbox.data() + end);
-        auto message = analyzer.extract();
-        if (message) {
-            if (message->type() != icap::type_request) {
-                throw bad_request("not a request");
-            }
-            request_.reset(static_cast<icap::request_message*>(message.release()));
-            inbox.erase(0, end);
-            accept_head();
+        if (parse_head(inbox, end)) {
             return true;
         }
         if (is_line_end(line)) {
             throw bad_request("the head is not understood");
         }
     }
-    // Bytes that may still become a blank line do not begin a request.
-    const bool begun = inbox.find_first_not_of(" \r") != std::string::npos;
-    started_ = started_ || begun;
-    // Bytes that cannot begin a request are rejected immediately, without waiting for the peer to time out.
-    if (begun && !first_line_judged_ &&
-        icap::analyzer().classify(inbox.data(), inbox.data() + inbox.size()) == http::head_status::invalid) {
+    searched_ = inbox.size();
+    judge_first_line(inbox);
+    return false;
+}
+
+/// Drops the blank lines ahead of the head. A few are no request, but a peer cannot send them without end.
+void request_reader::drop_blank_lines(std::string& inbox)
+{
+    if (lines_ != 0) {
+        return;
+    }
+    std::size_t begin = 0;
+    for (;;) {
+        const std::size_t end = inbox.find('\n', std::max(searched_, begin)) + 1;
+        if (end == 0 || !is_blank(std::string_view(inbox.data() + begin, end - begin))) {
+            break;
+        }
+        begin = end;
+        searched_ = end;
+    }
+    inbox.erase(0, begin);
+    searched_ -= std::min(searched_, begin);
+    blanks_ -= std::min(blanks_, begin);
+    blank_bytes_ += begin;
+    if (blank_bytes_ > longest_head) {
+        throw bad_request("the head is too long");
+    }
+}
+
+/// Makes the request of a head that ends at `end`. Returns false if the grammar finds no whole head there.
+bool request_reader::parse_head(std::string& inbox, std::size_t end)
+{
+    icap::analyzer analyzer;
+    analyzer.enqueue(inbox.data(), inbox.data() + end);
+    auto message = analyzer.extract();
+    if (!message) {
+        return false;
+    }
+    if (message->type() != icap::type_request) {
         throw bad_request("not a request");
     }
-    first_line_judged_ = first_line_read_;
-    return false;
+    request_.reset(static_cast<icap::request_message*>(message.release()));
+    inbox.erase(0, end);
+    accept_head();
+    return true;
+}
+
+/// Rejects bytes that cannot begin a request without waiting for the peer to time out.
+void request_reader::judge_first_line(const std::string& inbox)
+{
+    if (!begun_) {
+        // Bytes that may still become a blank line do not begin a request.
+        begun_ = inbox.find_first_not_of(" \r", blanks_) != std::string::npos;
+        blanks_ = inbox.size();
+    }
+    started_ = started_ || begun_ || blank_bytes_ + inbox.size() > most_blank_bytes;
+    // The line is parsed again only when it has become much longer, or is whole.
+    const bool due = inbox.size() <= short_line || inbox.size() >= 2 * judged_size_ || lines_ != 0;
+    if (!begun_ || first_line_judged_ || !due) {
+        return;
+    }
+    if (icap::analyzer().classify(inbox.data(), inbox.data() + inbox.size()) == http::head_status::invalid) {
+        throw bad_request("not a request");
+    }
+    judged_size_ = inbox.size();
+    first_line_judged_ = lines_ != 0;
 }
 
 void request_reader::accept_head()

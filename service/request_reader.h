@@ -42,8 +42,11 @@ public:
     /// Continues reading after the preview. The caller must have sent "100 Continue" to the peer.
     void continue_behind_preview();
 
-    /// Returns true once any part of a request has been received.
+    /// Returns true once any part of a request has been received. Blank lines ahead of a request are none, unless they
+    /// are many.
     [[nodiscard]] bool started() const noexcept { return started_; }
+    /// Returns true once all heads have been read, so that only bytes of the body can follow.
+    [[nodiscard]] bool reads_body() const noexcept { return heads_read_; }
     /// Returns the request once its head has been read, otherwise null. The reader keeps ownership.
     [[nodiscard]] icap::request_message* request() noexcept { return request_.get(); }
     /// Returns the HTTP message to be judged: the request of a REQMOD, the response of a RESPMOD.
@@ -56,6 +59,9 @@ public:
 private:
     progress read_or_raise(std::string& inbox);
     bool read_head(std::string& inbox);
+    void drop_blank_lines(std::string& inbox);
+    bool parse_head(std::string& inbox, std::size_t end);
+    void judge_first_line(const std::string& inbox);
     void accept_head();
     bool read_encapsulated_heads(std::string& inbox);
     progress read_body(std::string& inbox);
@@ -67,8 +73,13 @@ private:
     std::unique_ptr<icap::request_message> request_;
     std::optional<body_reader> body_;
     std::optional<preview_normaliser> normaliser_;
-    std::size_t line_begin_ = 0; ///< start offset of the incomplete line of the head
-    bool first_line_read_ = false;
+    std::size_t line_begin_ = 0;  ///< start offset of the incomplete line of the head
+    std::size_t lines_ = 0;       ///< whole lines of the head
+    std::size_t searched_ = 0;    ///< offset ahead of which no further line feed is
+    std::size_t blank_bytes_ = 0; ///< dropped ahead of the head
+    std::size_t blanks_ = 0;      ///< offset ahead of which only blanks are
+    std::size_t judged_size_ = 0; ///< bytes of the first line that were parsed last
+    bool begun_ = false;          ///< there is a byte that is part of a head
     bool first_line_judged_ = false;
     bool end_mark_may_lead_;
     bool ended_early_ = false;

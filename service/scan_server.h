@@ -45,6 +45,11 @@ struct server_options
     /// A peer that has begun a request and then sends nothing for this time is disconnected, and so is a peer that
     /// accepts no bytes of its response for this time.
     std::chrono::milliseconds stall_timeout{60000};
+    /// Time for all heads of a request, from the first byte that has been read.
+    std::chrono::milliseconds head_timeout{10000};
+    /// Bytes that a peer must send each second of a body, on average over each `rate_period`. Zero: any number.
+    std::uint32_t min_rate = 1024;
+    std::chrono::milliseconds rate_period{30000};
     /// A connection without a request for this time is closed. Zero keeps connections open, because clients pool them.
     std::chrono::milliseconds idle_timeout{0};
     /// A peer that has ended its sending while its object waits for a verdict counts as gone after this time. A peer
