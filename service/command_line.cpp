@@ -103,8 +103,8 @@ void add_log_options(CLI::App& app, command_line& values)
     constexpr std::uint32_t most_level = 600;
     app.add_option("--log", values.log_file, "Write the log to a file")->type_name("FILE");
     app.add_option("--log-level", values.log_level,
-                   "Lines up to this level: 200 errors, 300 decisions, 400 course (default), 500 detail; without --log "
-                   "they go to standard error")
+                   "Lines up to this level: 200 errors, 300 decisions, 400 course (default with --log), 500 detail; "
+                   "without --log they go to standard error, by default those up to 200")
         ->type_name("N")
         ->check(CLI::Range(std::uint32_t{0}, most_level));
 }

@@ -1,8 +1,28 @@
 #include "service/engine_watch.h"
 
+#include "service/log.h"
+#include "service/safe_text.h"
+
 #include <utility>
 
 namespace service {
+
+namespace {
+
+void log_change(const engine_state& before, const engine_state& now)
+{
+    const bool was_reachable = before.fault.empty();
+    const bool is_reachable = now.fault.empty();
+    if (was_reachable && !is_reachable) {
+        LOG_LINE(service_log(), 200, "the engine cannot be reached: " << display_text(now.fault));
+    } else if (!was_reachable && is_reachable) {
+        LOG_LINE(service_log(), 200, "the engine can be reached: " << display_text(now.identity));
+    } else if (is_reachable && before.identity != now.identity) {
+        LOG_LINE(service_log(), 200, "the engine has changed: " << display_text(now.identity));
+    }
+}
+
+} // namespace
 
 engine_watch::engine_watch(istag& tag, std::chrono::milliseconds interval)
     : tag_(tag)
@@ -60,6 +80,17 @@ bool engine_watch::wait_for_probe(std::unique_lock<std::mutex>& guard)
     return !stopped_;
 }
 
+/// The first probe changes nothing unless the engine cannot be reached.
+void engine_watch::probe()
+{
+    const engine_state before = tag_.state();
+    tag_.refresh();
+    const engine_state now = tag_.state();
+    if (probed_ || !now.fault.empty()) {
+        log_change(before, now);
+    }
+}
+
 void engine_watch::run()
 {
     std::unique_lock guard(lock_);
@@ -70,7 +101,7 @@ void engine_watch::run()
         }
         begun_ = clock::now();
         guard.unlock();
-        tag_.refresh();
+        probe();
         guard.lock();
         begun_.reset();
         probed_ = true;

@@ -13,7 +13,8 @@
 namespace service {
 
 /// Keeps the state of the engine up to date: probes it on a thread of its own, so that an engine that does not answer
-/// delays nothing else. Thread-safe, except that start() and stop() must be called from one thread.
+/// delays nothing else. Each change of its state is one line of the log, at the level of errors. Thread-safe, except
+/// that start() and stop() must be called from one thread.
 class engine_watch
 {
 public:
@@ -41,6 +42,7 @@ private:
     using clock = std::chrono::steady_clock;
 
     void run();
+    void probe();
     /// Waits until a probe is due. Returns false if the watch is to end.
     bool wait_for_probe(std::unique_lock<std::mutex>& guard);
     [[nodiscard]] bool on_request() const noexcept { return interval_.count() == 0; }
@@ -52,7 +54,7 @@ private:
     std::vector<handler> waiting_;
     std::optional<clock::time_point> begun_; ///< of the probe that is under way
     clock::time_point due_;                  ///< time of the next probe, if there is an interval
-    bool probed_ = false;                    ///< at least one probe has ended
+    bool probed_ = false;                    ///< at least one probe has ended; only the thread changes it
     bool stopped_ = false;
     std::thread thread_;
 };

@@ -42,6 +42,9 @@ std::string istag::refresh()
     } catch (const std::exception& failure) {
         found = {state().identity, failure.what()};
     }
+    if (stop_.stop_requested()) {
+        return current(); // the probe was given up, which is no state of the engine
+    }
     std::string made = tag_of(found.identity);
     const std::lock_guard guard(lock_);
     text_ = made;

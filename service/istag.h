@@ -17,7 +17,8 @@ class istag
 public:
     istag(std::shared_ptr<scan_engine> engine, std::stop_token stop);
 
-    /// Probes the engine. May block for the timeout of the engine. An exception of the engine counts as its fault.
+    /// Probes the engine. May block for the timeout of the engine. An exception of the engine counts as its fault. A
+    /// probe that a stop interrupts changes nothing.
     std::string refresh();
     /// Returns the tag of the last refresh; before the first refresh, a tag made of the engine's name only. Never
     /// blocks: the tag is part of every response, including those made on a thread that other connections wait for.

@@ -69,6 +69,10 @@ int main(int count, char** arguments)
         return complain(std::string(problem.what()) + " (--help tells the options)", usage_error);
     }
     try {
+        // A service that runs without any option says at least what goes wrong.
+        if (values.log_file.empty() && !values.log_level) {
+            values.log_level = logging::priority::error;
+        }
         const logging::scoped_output log(values.log_file, values.log_level);
         limit_connections(values.server);
         serve(values.server, values.hold_presence);

@@ -42,6 +42,19 @@ TEST(istag, is_a_quoted_text_that_follows_the_engines_identity)
     EXPECT_EQ(tag.refresh(), first);
 }
 
+TEST(istag, keeps_its_state_when_a_probe_is_interrupted)
+{
+    const auto engine = std::make_shared<named_engine>();
+    std::stop_source stop;
+    istag tag(engine, stop.get_token());
+    const std::string known = tag.refresh();
+    engine->version = "2";
+    stop.request_stop();
+    EXPECT_EQ(tag.refresh(), known);
+    EXPECT_EQ(tag.current(), known);
+    EXPECT_EQ(tag.state().identity, "1");
+}
+
 TEST(istag, asks_the_engine_only_to_refresh)
 {
     const auto engine = std::make_shared<named_engine>();

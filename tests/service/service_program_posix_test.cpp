@@ -121,6 +121,27 @@ TEST(service_program, keeps_to_the_limits_that_its_options_say)
     EXPECT_EQ(wire_client(small_port).ask(test::mail_request("x")).status(), 503U);
 }
 
+/// Returns the port of a listener that exists no more.
+std::uint16_t port_without_listener()
+{
+    return test::loopback_socket::listen().port();
+}
+
+TEST(service_program, says_by_default_what_goes_wrong)
+{
+    child_process service(
+        program, {"--port", "0", "--engine", "clamd:tcp:127.0.0.1:" + std::to_string(port_without_listener())});
+    wire_client client(port_of(service));
+    EXPECT_EQ(client.ask(test::options_request()).status(), 200U);
+    EXPECT_EQ(client.ask(test::health_request()).status(), 500U);
+    EXPECT_EQ(client.ask(test::mail_request("x")).status(), 500U);
+    ASSERT_TRUE(service.kill(SIGTERM));
+    EXPECT_EQ(service.wait(), (child_process::exit_status{0, 0}));
+    EXPECT_THAT(service.errors(), HasSubstr("the engine cannot be reached: connect: "));
+    EXPECT_THAT(service.errors(), HasSubstr("could not judge '': connect: "));
+    EXPECT_THAT(service.errors(), testing::Not(HasSubstr("accepted")));
+}
+
 TEST(service_program, logs_to_standard_error_when_a_level_is_given)
 {
     child_process service(program, {"--port", "0", "--log-level", "300"});
@@ -172,6 +193,12 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         {"--stall-timeout", "0"},
         {"--idle-timeout", "-1"},
         {"--linger-timeout", "x"},
+        {"--head-timeout", "0"},
+        {"--scan-timeout", "0"},
+        {"--leave-timeout", "0"},
+        {"--rate-period", "0"},
+        {"--min-rate", "-1"},
+        {"--probe-interval", "86401"},
     };
     for (const auto& arguments : wrong) {
         const ending ended = run(arguments);
