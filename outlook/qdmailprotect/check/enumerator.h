@@ -8,6 +8,22 @@
 #include <utility>
 #include <vector>
 
+/// Puts the object that `make` returns into `out`: the result of a COM operation that creates an object.
+template <typename T, typename Make>
+HRESULT PutObject(T** out, Make make)
+{
+    if (!out) {
+        return E_POINTER;
+    }
+    *out = nullptr;
+    try {
+        *out = make().detach();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}
+
 /// Enumerates a snapshot of elements as one of COM's enumerators. An `Element` owns its objects; Give() returns it as a
 /// `Given`, with a reference that the caller of Next receives.
 template <typename Interface, typename Given, typename Element>
@@ -55,16 +71,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE Clone(Interface** clone) override
     {
-        if (!clone) {
-            return E_POINTER;
-        }
-        *clone = nullptr;
-        try {
-            *clone = MakeCom<Enumerator>(iid_, elements_, position_).detach();
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        }
-        return S_OK;
+        return PutObject(clone, [this] { return MakeCom<Enumerator>(iid_, elements_, position_); });
     }
 
 protected:

@@ -2,7 +2,6 @@
 
 #include "outlook/qdmailprotect/check/enumerator.h"
 
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -23,22 +22,6 @@ struct ListedConnection
 
 using PointEnumerator = Enumerator<IEnumConnectionPoints, IConnectionPoint*, ListedPoint>;
 using ConnectionEnumerator = Enumerator<IEnumConnections, CONNECTDATA, ListedConnection>;
-
-/// Puts the object that `make` returns into `out`.
-template <typename T, typename Make>
-HRESULT Put(T** out, Make make)
-{
-    if (!out) {
-        return E_POINTER;
-    }
-    *out = nullptr;
-    try {
-        *out = make().detach();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-    return S_OK;
-}
 
 } // namespace
 
@@ -82,7 +65,7 @@ HRESULT STDMETHODCALLTYPE NotificationPoint::GetConnectionInterface(IID* iid)
 
 HRESULT STDMETHODCALLTYPE NotificationPoint::GetConnectionPointContainer(IConnectionPointContainer** container)
 {
-    return Put(container, [this] { return ComPtr<IConnectionPointContainer>(&container_); });
+    return PutObject(container, [this] { return ComPtr<IConnectionPointContainer>(&container_); });
 }
 
 HRESULT STDMETHODCALLTYPE NotificationPoint::Advise(IUnknown* sink, DWORD* cookie)
@@ -103,7 +86,7 @@ HRESULT STDMETHODCALLTYPE NotificationPoint::Unadvise(DWORD cookie)
 
 HRESULT STDMETHODCALLTYPE NotificationPoint::EnumConnections(IEnumConnections** connections)
 {
-    return Put(connections, [this] {
+    return PutObject(connections, [this] {
         std::vector<ListedConnection> listed;
         for (const auto& [cookie, owner] : connections_.Connected()) {
             listed.push_back({owner, cookie});
@@ -127,7 +110,7 @@ HRESULT NotificationPoint::Find(REFIID iid, IConnectionPoint** point)
 
 HRESULT NotificationPoint::Enumerate(IEnumConnectionPoints** points)
 {
-    return Put(points, [this] {
+    return PutObject(points, [this] {
         return MakeCom<PointEnumerator>(IID_IEnumConnectionPoints, std::vector<ListedPoint>{{this}});
     });
 }

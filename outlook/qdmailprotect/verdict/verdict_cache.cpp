@@ -37,6 +37,17 @@ std::optional<ULONG> ResolveName(IMessage* message, MAPINAMEID name, ULONG type)
     return CHANGE_PROP_TYPE(tags->aulPropTag[0], type);
 }
 
+/// As ResolveName, for the property `id` of the add-in's own set.
+std::optional<ULONG> ResolveOwnName(IMessage* message, LONG id, ULONG type)
+{
+    GUID set = VerdictPropertySet;
+    MAPINAMEID name{};
+    name.lpguid = &set;
+    name.ulKind = MNID_ID;
+    name.Kind.lID = id;
+    return ResolveName(message, name, type);
+}
+
 } // namespace
 
 VerdictCache::VerdictCache()
@@ -71,12 +82,7 @@ bool VerdictCache::InitCustomPropertyId(IMessage* message)
     if (!message) {
         return false;
     }
-    GUID set = VerdictPropertySet;
-    MAPINAMEID name{};
-    name.lpguid = &set;
-    name.ulKind = MNID_ID;
-    name.Kind.lID = VerdictPropertyName;
-    const std::optional<ULONG> tag = ResolveName(message, name, PT_LONG);
+    const std::optional<ULONG> tag = ResolveOwnName(message, VerdictPropertyName, PT_LONG);
     if (!tag) {
         return false;
     }
@@ -106,12 +112,7 @@ bool VerdictCache::InitContentTypeId(IMessage* message)
 
 bool VerdictCache::InitSignaturesId(IMessage* message)
 {
-    GUID set = VerdictPropertySet;
-    MAPINAMEID name{};
-    name.lpguid = &set;
-    name.ulKind = MNID_ID;
-    name.Kind.lID = SignaturesPropertyName;
-    const std::optional<ULONG> tag = ResolveName(message, name, PT_UNICODE);
+    const std::optional<ULONG> tag = ResolveOwnName(message, SignaturesPropertyName, PT_UNICODE);
     SignaturesID = tag.value_or(0);
     return tag.has_value();
 }
