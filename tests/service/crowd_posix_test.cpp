@@ -1,13 +1,13 @@
 // Thousands of connections to the program itself.
 
 #include "tests/service/requests.h"
+#include "tests/service/service_port_posix.h"
 #include "tests/service/wire_client.h"
 #include "tests/support/child_process.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <fstream>
 #include <string>
@@ -18,6 +18,7 @@
 namespace crowd_posix_test {
 
 using test::child_process;
+using test::port_of;
 using test::wire_client;
 
 constexpr std::size_t mebibyte = 1U << 20U;
@@ -44,18 +45,6 @@ std::size_t possible_connections()
     EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     constexpr std::size_t others = 200;
     return static_cast<std::size_t>(limit.rlim_cur) / 2 - others;
-}
-
-std::uint16_t port_of(child_process& service)
-{
-    constexpr std::string_view heading = "listening on 127.0.0.1:";
-    const std::string line = service.read_line().value_or("");
-    std::uint16_t port = 0;
-    if (line.starts_with(heading)) {
-        std::from_chars(line.data() + heading.size(), line.data() + line.size(), port);
-    }
-    EXPECT_NE(port, 0) << line << service.errors();
-    return port;
 }
 
 TEST(large_crowd, needs_little_memory_and_keeps_nobody_out)

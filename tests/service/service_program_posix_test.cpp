@@ -1,6 +1,7 @@
 #include "service/builtin_engine.h"
 #include "service/clamd_engine.h"
 #include "tests/service/requests.h"
+#include "tests/service/service_port_posix.h"
 #include "tests/service/wire_client.h"
 #include "tests/support/child_process.h"
 #include "tests/support/loopback_socket.h"
@@ -9,7 +10,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <charconv>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -23,6 +23,7 @@
 namespace {
 
 using test::child_process;
+using test::port_of;
 using test::wire_client;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -44,18 +45,6 @@ ending run(const std::vector<std::string>& arguments)
     const auto status = service.wait();
     EXPECT_TRUE(status.has_value()) << "the service goes on";
     return {status.value_or(child_process::exit_status{-1, 0}), service.output(), service.errors()};
-}
-
-/// Returns the port that the program reports; 0 if it prints anything else.
-std::uint16_t port_of(child_process& service)
-{
-    const std::string line = service.read_line().value_or("");
-    std::uint16_t port = 0;
-    if (line.starts_with(heading)) {
-        std::from_chars(line.data() + heading.size(), line.data() + line.size(), port);
-    }
-    EXPECT_NE(port, 0) << line << service.errors();
-    return port;
 }
 
 TEST(service_program, serves_until_a_signal_comes)
