@@ -4,10 +4,10 @@
 
 #include <platform/handles.h>
 
-#include <algorithm>
+#include <cstdint>
+#include <cwchar>
 #include <exception>
-#include <utility>
-#include <vector>
+#include <optional>
 
 namespace host {
 
