@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -16,11 +15,11 @@ class counting_engine final : public service::scan_engine
 {
 public:
     [[nodiscard]] std::string_view name() const noexcept override { return "counting"; }
-    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, std::stop_token) override
+    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, service::stop_token) override
     {
         return std::make_unique<one_scan>(*this);
     }
-    [[nodiscard]] std::string identity(std::stop_token) override { return "1"; }
+    [[nodiscard]] std::string identity(service::stop_token) override { return "1"; }
 
     [[nodiscard]] std::uint64_t scans() const noexcept { return scans_; }
     /// Bytes of all objects that were judged.

@@ -136,11 +136,11 @@ class condemning_engine final : public service::scan_engine
 {
 public:
     [[nodiscard]] std::string_view name() const noexcept override { return "condemning"; }
-    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, std::stop_token) override
+    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, service::stop_token) override
     {
         return std::make_unique<one_scan>();
     }
-    [[nodiscard]] std::string identity(std::stop_token) override { return "1"; }
+    [[nodiscard]] std::string identity(service::stop_token) override { return "1"; }
 
 private:
     class one_scan final : public service::object_scan

@@ -95,12 +95,12 @@ std::string_view builtin_engine::name() const noexcept
     return "builtin";
 }
 
-std::unique_ptr<object_scan> builtin_engine::begin(const object_info& /*info*/, std::stop_token /*stop*/)
+std::unique_ptr<object_scan> builtin_engine::begin(const object_info& /*info*/, stop_token /*stop*/)
 {
     return std::make_unique<builtin_scan>();
 }
 
-std::string builtin_engine::identity(std::stop_token /*stop*/)
+std::string builtin_engine::identity(stop_token /*stop*/)
 {
     return "builtin-1";
 }

@@ -19,8 +19,8 @@ class builtin_engine final : public scan_engine
 {
 public:
     [[nodiscard]] std::string_view name() const noexcept override;
-    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token stop) override;
-    [[nodiscard]] std::string identity(std::stop_token stop) override;
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) override;
+    [[nodiscard]] std::string identity(stop_token stop) override;
 };
 
 } // namespace service

@@ -52,7 +52,7 @@ std::string read_reply(timed_stream& stream)
 class clamd_scan final : public object_scan
 {
 public:
-    clamd_scan(const clamd_endpoint& peer, std::chrono::milliseconds timeout, std::stop_token stop)
+    clamd_scan(const clamd_endpoint& peer, std::chrono::milliseconds timeout, stop_token stop)
         : stream_(timeout, std::move(stop))
     {
         stream_.connect(peer);
@@ -115,17 +115,17 @@ std::string_view clamd_engine::name() const noexcept
     return "clamd";
 }
 
-std::unique_ptr<object_scan> clamd_engine::begin(const object_info& /*info*/, std::stop_token stop)
+std::unique_ptr<object_scan> clamd_engine::begin(const object_info& /*info*/, stop_token stop)
 {
     return std::make_unique<clamd_scan>(peer_, timeout_, std::move(stop));
 }
 
-std::string clamd_engine::identity(std::stop_token stop)
+std::string clamd_engine::identity(stop_token stop)
 {
     return probe(std::move(stop)).identity;
 }
 
-engine_state clamd_engine::probe(std::stop_token stop)
+engine_state clamd_engine::probe(stop_token stop)
 {
     std::string answer;
     std::string fault;

@@ -33,11 +33,11 @@ public:
     explicit clamd_engine(clamd_endpoint peer, std::chrono::milliseconds timeout = default_timeout);
 
     [[nodiscard]] std::string_view name() const noexcept override;
-    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token stop) override;
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) override;
     /// Returns the versions of clamd and of its database. While clamd does not answer, returns the last known ones.
-    [[nodiscard]] std::string identity(std::stop_token stop) override;
+    [[nodiscard]] std::string identity(stop_token stop) override;
     /// Queries the versions; the timeout applies to the whole query.
-    [[nodiscard]] engine_state probe(std::stop_token stop) override;
+    [[nodiscard]] engine_state probe(stop_token stop) override;
 
 private:
     clamd_endpoint peer_;

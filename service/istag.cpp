@@ -22,7 +22,7 @@ std::uint64_t hash(std::string_view text)
 
 } // namespace
 
-istag::istag(std::shared_ptr<scan_engine> engine, std::stop_token stop)
+istag::istag(std::shared_ptr<scan_engine> engine, stop_token stop)
     : engine_(std::move(engine))
     , stop_(std::move(stop))
     , text_(tag_of({}))

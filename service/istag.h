@@ -1,10 +1,10 @@
 #pragma once
 
 #include "service/scan_engine.h"
+#include "service/stop.h"
 
 #include <memory>
 #include <mutex>
-#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -15,7 +15,7 @@ namespace service {
 class istag
 {
 public:
-    istag(std::shared_ptr<scan_engine> engine, std::stop_token stop);
+    istag(std::shared_ptr<scan_engine> engine, stop_token stop);
 
     /// Probes the engine. May block for the timeout of the engine. An exception of the engine counts as its fault. A
     /// probe that a stop interrupts changes nothing.
@@ -30,7 +30,7 @@ private:
     [[nodiscard]] std::string tag_of(std::string_view identity) const;
 
     std::shared_ptr<scan_engine> engine_;
-    std::stop_token stop_;
+    stop_token stop_;
     mutable std::mutex lock_;
     std::string text_;   ///< guarded by lock_
     engine_state state_; ///< guarded by lock_

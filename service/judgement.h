@@ -3,10 +3,10 @@
 #include "service/connection_services.h"
 #include "service/reply_maker.h"
 #include "service/request_reader.h"
+#include "service/stop.h"
 
 #include <functional>
 #include <memory>
-#include <stop_token>
 #include <string>
 
 namespace service {
@@ -39,7 +39,7 @@ private:
     const void* owner_;
     handler done_;
     std::string name_;
-    std::stop_source stop_;
+    stop_source stop_;
 };
 
 /// Writes the line of a verdict to the log; a clean one has none.

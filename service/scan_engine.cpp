@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint64_t copy_size = 65536;
 
-verdict scan_or_raise(scan_engine& engine, const object_info& info, web::io_data& object, const std::stop_token& stop)
+verdict scan_or_raise(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop)
 {
     const auto work = engine.begin(info, stop);
     const auto piece = std::make_unique<std::array<char, copy_size>>();
@@ -35,7 +35,7 @@ verdict scan_or_raise(scan_engine& engine, const object_info& info, web::io_data
 
 } // namespace
 
-verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const std::stop_token& stop)
+verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop)
 {
     try {
         return scan_or_raise(engine, info, object, stop);

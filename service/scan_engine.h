@@ -1,10 +1,10 @@
 #pragma once
 
+#include "service/stop.h"
 #include "tool/web/io_data.h"
 
 #include <cstdint>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -75,18 +75,17 @@ public:
     [[nodiscard]] virtual std::string_view name() const noexcept = 0;
     /// Starts a scan. The scan keeps no reference to `info`. `stop` requests that the scan be abandoned soon. An
     /// exception counts as an error verdict.
-    [[nodiscard]] virtual std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token stop) = 0;
+    [[nodiscard]] virtual std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) = 0;
     /// Returns a text that changes whenever verdicts may change, such as the version of a signature database. Does not
     /// throw.
-    [[nodiscard]] virtual std::string identity(std::stop_token stop) = 0;
+    [[nodiscard]] virtual std::string identity(stop_token stop) = 0;
     /// Queries whether the engine can judge, and its identity. An engine that is part of this process always can.
-    [[nodiscard]] virtual engine_state probe(std::stop_token stop) { return {identity(std::move(stop)), {}}; }
+    [[nodiscard]] virtual engine_state probe(stop_token stop) { return {identity(std::move(stop)), {}}; }
     virtual ~scan_engine() = default;
 };
 
 /// Scans an object from start to end. Never throws: every failure becomes an error verdict.
-[[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object,
-                           const std::stop_token& stop);
+[[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop);
 
 /// Makes the engine specified by `text`: "builtin", "clamd:tcp:HOST:PORT" with a loopback HOST ("localhost", 127.x.x.x,
 /// ::1 or [::1]) or, if the system supports such sockets, "clamd:unix:PATH". Throws std::invalid_argument with a text

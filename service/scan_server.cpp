@@ -15,7 +15,6 @@
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
-#include <stop_token>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -79,7 +78,7 @@ private:
     options settings_;
     std::string path_;
     std::shared_ptr<scan_engine> engine_;
-    std::stop_source stop_;
+    stop_source stop_;
     istag tag_{engine_, stop_.get_token()};
     std::atomic<std::uint16_t> port_{0};
     std::atomic<std::size_t> served_{0};  ///< open connections

@@ -13,7 +13,7 @@ namespace service {
 
 using boost::system::error_code;
 
-timed_stream::timed_stream(std::chrono::milliseconds timeout, std::stop_token stop, time_point deadline)
+timed_stream::timed_stream(std::chrono::milliseconds timeout, stop_token stop, time_point deadline)
     : timeout_(timeout)
     , deadline_(deadline)
     , stop_(std::move(stop))

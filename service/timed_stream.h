@@ -1,12 +1,13 @@
 #pragma once
 
+#include "service/stop.h"
+
 #include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>
 
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <stop_token>
 #include <string_view>
 
 namespace service {
@@ -21,7 +22,7 @@ public:
 
     using time_point = std::chrono::steady_clock::time_point;
 
-    timed_stream(std::chrono::milliseconds timeout, std::stop_token stop, time_point deadline = time_point::max());
+    timed_stream(std::chrono::milliseconds timeout, stop_token stop, time_point deadline = time_point::max());
     timed_stream(const timed_stream&) = delete;
     timed_stream& operator=(const timed_stream&) = delete;
     ~timed_stream();
@@ -42,8 +43,8 @@ private:
     boost::asio::generic::stream_protocol::socket socket_{io_};
     std::chrono::milliseconds timeout_;
     time_point deadline_;
-    std::stop_token stop_;
-    std::stop_callback<std::function<void()>> on_stop_;
+    stop_token stop_;
+    stop_callback on_stop_;
 };
 
 } // namespace service

@@ -19,11 +19,11 @@ public:
     {}
     [[nodiscard]] std::string_view name() const noexcept override { return real_->name(); }
     [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info& info,
-                                                              std::stop_token stop) override
+                                                              service::stop_token stop) override
     {
         return std::make_unique<scan>(*this, real_->begin(info, std::move(stop)));
     }
-    [[nodiscard]] std::string identity(std::stop_token stop) override { return real_->identity(std::move(stop)); }
+    [[nodiscard]] std::string identity(service::stop_token stop) override { return real_->identity(std::move(stop)); }
 
     /// Returns the number of objects since the last call.
     std::size_t take_count() { return objects_.exchange(0); }

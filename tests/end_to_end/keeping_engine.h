@@ -20,11 +20,11 @@ public:
         : condemned_(std::move(condemned))
     {}
     [[nodiscard]] std::string_view name() const noexcept override { return "keeping"; }
-    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, std::stop_token) override
+    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, service::stop_token) override
     {
         return std::make_unique<scan>(*this);
     }
-    [[nodiscard]] std::string identity(std::stop_token) override { return "1"; }
+    [[nodiscard]] std::string identity(service::stop_token) override { return "1"; }
     /// Returns the objects in the order in which they were finished.
     [[nodiscard]] std::vector<std::string> objects()
     {

@@ -20,11 +20,11 @@ class updated_engine final : public service::scan_engine
 public:
     [[nodiscard]] std::string_view name() const noexcept override { return "updated"; }
     [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info& info,
-                                                              std::stop_token stop) override
+                                                              service::stop_token stop) override
     {
         return current()->begin(info, std::move(stop));
     }
-    [[nodiscard]] std::string identity(std::stop_token) override
+    [[nodiscard]] std::string identity(service::stop_token) override
     {
         const std::lock_guard guard(lock_);
         return std::to_string(version_);

@@ -1,10 +1,10 @@
 #include "logging/logging.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/meeting_point.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <stdexcept>
 #include <thread>
 
@@ -44,7 +44,7 @@ TEST(log_manager, knows_the_four_loggers_of_the_system)
 TEST(log_manager, gives_all_threads_the_same_logger)
 {
     constexpr int thread_count = 8;
-    std::barrier start(thread_count);
+    test::meeting_point start(thread_count);
     std::vector<logging::logger*> seen(thread_count);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < thread_count; ++i) {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -32,7 +31,7 @@ verdict judged(std::string_view text)
 {
     builtin_engine engine;
     const auto store = stored(text);
-    return scan(engine, {"name", text.size()}, *store, std::stop_token());
+    return scan(engine, {"name", text.size()}, *store, service::stop_token());
 }
 
 void expect_repaired(const std::string& text, const std::string& expected)
@@ -114,7 +113,7 @@ TEST(builtin_engine, blocks_an_object_with_both_texts)
 TEST(builtin_engine, needs_no_further_bytes_once_the_test_file_was_seen)
 {
     builtin_engine engine;
-    const auto work = engine.begin({}, std::stop_token());
+    const auto work = engine.begin({}, service::stop_token());
     EXPECT_TRUE(work->data("harmless"));
     EXPECT_FALSE(work->data(antivirus_test_text()));
 }
@@ -125,7 +124,7 @@ TEST(builtin_engine, finds_both_texts_in_pieces_of_any_size)
     for (const std::string& text : {antivirus_test_text(), repairable_test_text()}) {
         const auto store = stored(text);
         test::every_split(text, [&](const test::pieces& pieces) {
-            const auto work = engine.begin({}, std::stop_token());
+            const auto work = engine.begin({}, service::stop_token());
             for (const auto piece : pieces) {
                 work->data(piece);
             }
@@ -143,11 +142,11 @@ TEST(scan, stops_reading_when_the_engine_needs_no_more)
             : pieces_(pieces)
         {}
         [[nodiscard]] std::string_view name() const noexcept override { return "test"; }
-        [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, std::stop_token) override
+        [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, service::stop_token) override
         {
             return std::make_unique<easily_satisfied>(pieces_);
         }
-        [[nodiscard]] std::string identity(std::stop_token) override { return {}; }
+        [[nodiscard]] std::string identity(service::stop_token) override { return {}; }
         bool data(std::string_view) override { return ++pieces_ < 2; }
         [[nodiscard]] verdict finish(web::io_data&) override { return clean_verdict{}; }
 
@@ -157,14 +156,14 @@ TEST(scan, stops_reading_when_the_engine_needs_no_more)
     int pieces = 0;
     easily_satisfied engine(pieces);
     const auto store = stored(std::string(300000, 'x'));
-    EXPECT_TRUE(std::holds_alternative<clean_verdict>(scan(engine, {}, *store, std::stop_token())));
+    EXPECT_TRUE(std::holds_alternative<clean_verdict>(scan(engine, {}, *store, service::stop_token())));
     EXPECT_EQ(pieces, 2);
 }
 
 TEST(scan, gives_up_when_it_is_told_to_stop)
 {
     builtin_engine engine;
-    std::stop_source stop;
+    service::stop_source stop;
     stop.request_stop();
     const auto store = stored("harmless");
     const verdict outcome = scan(engine, {}, *store, stop.get_token());

@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -56,7 +55,7 @@ verdict judged(std::uint16_t port, std::string_view object, std::chrono::millise
 {
     clamd_engine engine(clamd_tcp_endpoint("localhost", port), timeout);
     const auto store = stored(object);
-    return scan(engine, {"name", object.size()}, *store, std::stop_token());
+    return scan(engine, {"name", object.size()}, *store, service::stop_token());
 }
 
 std::string error_of(const verdict& outcome)
@@ -192,7 +191,7 @@ TEST(clamd_engine, gives_up_at_once_when_it_is_told_to_stop)
     scripted_peer silent({whole_object()});
     clamd_engine engine(clamd_tcp_endpoint("127.0.0.1", silent.port()), 1h);
     const auto store = stored("hello");
-    std::stop_source stop;
+    service::stop_source stop;
     std::thread stopper([&] {
         EXPECT_TRUE(silent.wait_for_bytes(0, command.size() + 9 + 4));
         stop.request_stop();

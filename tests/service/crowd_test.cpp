@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,18 @@ std::vector<wire_client> silent_peers(const started_server& server, std::size_t 
         peers.push_back(server.client());
     }
     return peers;
+}
+
+/// Asks as a newcomer until somebody else's connection has become idle, which the service may notice after its peer has
+/// the answer. Returns the last status.
+std::uint32_t status_of_newcomer(const started_server& server)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    std::uint32_t status = 0;
+    do {
+        status = server.client().ask(test::mail_request("x")).status();
+    } while (status == 503 && std::chrono::steady_clock::now() < end);
+    return status;
 }
 
 TEST(crowd, of_silent_peers_keeps_nobody_out)
@@ -79,7 +93,7 @@ TEST(crowd, of_busy_peers_lets_nobody_in_until_one_is_idle)
     }
     EXPECT_EQ(server.client().ask(test::mail_request("x")).status(), 503U);
     ASSERT_EQ(crowd[3].ask(test::chunk("456789") + "0\r\n\r\n").status(), 204U);
-    EXPECT_EQ(server.client().ask(test::mail_request("x")).status(), 204U);
+    EXPECT_EQ(status_of_newcomer(server), 204U);
     EXPECT_TRUE(crowd[3].closed_by_service());
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <utility>
 
@@ -15,8 +14,11 @@ class named_engine final : public scan_engine
 {
 public:
     [[nodiscard]] std::string_view name() const noexcept override { return "test"; }
-    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, std::stop_token) override { return nullptr; }
-    [[nodiscard]] std::string identity(std::stop_token) override
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, service::stop_token) override
+    {
+        return nullptr;
+    }
+    [[nodiscard]] std::string identity(service::stop_token) override
     {
         ++asked;
         return version;
@@ -28,7 +30,7 @@ public:
 TEST(istag, is_a_quoted_text_that_follows_the_engines_identity)
 {
     const auto engine = std::make_shared<named_engine>();
-    istag tag(engine, std::stop_token());
+    istag tag(engine, service::stop_token());
     const std::string first = tag.refresh();
     EXPECT_EQ(first.front(), '"');
     EXPECT_EQ(first.back(), '"');
@@ -45,7 +47,7 @@ TEST(istag, is_a_quoted_text_that_follows_the_engines_identity)
 TEST(istag, keeps_its_state_when_a_probe_is_interrupted)
 {
     const auto engine = std::make_shared<named_engine>();
-    std::stop_source stop;
+    service::stop_source stop;
     istag tag(engine, stop.get_token());
     const std::string known = tag.refresh();
     engine->version = "2";
@@ -58,7 +60,7 @@ TEST(istag, keeps_its_state_when_a_probe_is_interrupted)
 TEST(istag, asks_the_engine_only_to_refresh)
 {
     const auto engine = std::make_shared<named_engine>();
-    istag tag(engine, std::stop_token());
+    istag tag(engine, service::stop_token());
     const std::string early = tag.current();
     EXPECT_EQ(early.find("\"test-"), 0U);
     EXPECT_EQ(engine->asked, 0);

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "service/scan_engine.h"
+#include "service/stop.h"
 
 #include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,26 +23,28 @@ public:
 
     [[nodiscard]] std::string_view name() const noexcept override { return "slow"; }
     [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info& info,
-                                                              std::stop_token stop) override
+                                                              service::stop_token stop) override
     {
         if (info.size >= slow_size) {
+            const service::stop_callback on_stop(stop, [this] { wake(); });
             std::unique_lock guard(lock_);
             ++begun_;
             changed_.notify_all();
-            changed_.wait_for(guard, std::move(stop), patience, [] { return false; });
+            changed_.wait_for(guard, patience, [&] { return stop.stop_requested(); });
             ++stopped_;
             changed_.notify_all();
             throw std::runtime_error("stopped");
         }
         return std::make_unique<clean_scan>();
     }
-    [[nodiscard]] std::string identity(std::stop_token stop) override
+    [[nodiscard]] std::string identity(service::stop_token stop) override
     {
+        const service::stop_callback on_stop(stop, [this] { wake(); });
         std::unique_lock guard(lock_);
-        changed_.wait_for(guard, std::move(stop), patience, [this] { return !held_; });
+        changed_.wait_for(guard, patience, [&] { return !held_ || stop.stop_requested(); });
         return identity_;
     }
-    [[nodiscard]] service::engine_state probe(std::stop_token stop) override
+    [[nodiscard]] service::engine_state probe(service::stop_token stop) override
     {
         std::string answer = identity(std::move(stop));
         const std::lock_guard guard(lock_);
@@ -74,6 +76,11 @@ private:
         [[nodiscard]] service::verdict finish(web::io_data&) override { return service::clean_verdict{}; }
     };
 
+    void wake()
+    {
+        const std::lock_guard guard(lock_);
+        changed_.notify_all();
+    }
     bool wait_until(const int& counter, int count)
     {
         std::unique_lock guard(lock_);
@@ -81,7 +88,7 @@ private:
     }
 
     std::mutex lock_;
-    std::condition_variable_any changed_;
+    std::condition_variable changed_;
     int begun_ = 0;
     int stopped_ = 0;
     bool held_ = false;

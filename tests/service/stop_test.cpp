@@ -1,5 +1,6 @@
 #include "service/scan_engine.h"
 #include "service/scan_server.h"
+#include "service/stop.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
 #include "tests/support/process_resources.h"
@@ -13,7 +14,6 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
-#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,18 +30,22 @@ class waiting_engine final : public scan_engine
 {
 public:
     [[nodiscard]] std::string_view name() const noexcept override { return "waiting"; }
-    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, std::stop_token stop) override
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, stop_token stop) override
     {
+        const stop_callback on_stop(stop, [this] {
+            const std::lock_guard guard(lock_);
+            changed_.notify_all();
+        });
         std::unique_lock guard(lock_);
         ++begun_;
         changed_.notify_all();
-        changed_.wait(guard, stop, [this] { return released_; });
+        changed_.wait(guard, [&] { return released_ || stop.stop_requested(); });
         if (!released_) {
             throw std::runtime_error("given up");
         }
         return std::make_unique<clean_scan>();
     }
-    [[nodiscard]] std::string identity(std::stop_token) override { return "1"; }
+    [[nodiscard]] std::string identity(stop_token) override { return "1"; }
 
     void wait_for_scans(int count)
     {
@@ -62,7 +66,7 @@ private:
         [[nodiscard]] verdict finish(web::io_data&) override { return clean_verdict{}; }
     };
     std::mutex lock_;
-    std::condition_variable_any changed_;
+    std::condition_variable changed_;
     int begun_ = 0;
     bool released_ = false;
 };
@@ -229,7 +233,7 @@ class failing_engine final : public scan_engine
 {
 public:
     [[nodiscard]] std::string_view name() const noexcept override { return "failing"; }
-    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, std::stop_token) override
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, stop_token) override
     {
         if (info.size == 1) {
             throw std::runtime_error("cannot begin");
@@ -239,7 +243,7 @@ public:
         }
         return std::make_unique<failing_scan>(info.size);
     }
-    [[nodiscard]] std::string identity(std::stop_token) override { return "1"; }
+    [[nodiscard]] std::string identity(stop_token) override { return "1"; }
 
 private:
     class failing_scan final : public object_scan

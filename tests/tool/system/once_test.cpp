@@ -1,9 +1,9 @@
+#include "tests/support/meeting_point.h"
 #include "tool/system/once.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -56,7 +56,7 @@ TEST(once, lets_many_threads_see_one_run_that_is_finished)
         winapi::once_flag flag;
         int value = 0; // not atomic: only the guard makes it safe to read
         int runs = 0;
-        std::barrier start(thread_count);
+        test::meeting_point start(thread_count);
         std::vector<std::thread> threads;
         std::vector<int> seen(thread_count, -1);
         for (int i = 0; i < thread_count; ++i) {
