@@ -1,10 +1,10 @@
 #pragma once
 
+#include "service/engine/scan_engine.h"
 #include "service/engine_watch.h"
 #include "service/idle_connections.h"
 #include "service/istag.h"
 #include "service/reply_maker.h"
-#include "service/scan_engine.h"
 #include "service/scan_queue.h"
 #include "service/scan_server.h"
 

@@ -46,6 +46,10 @@ void log_verdict(const void* owner, const std::string& name, const verdict& outc
         LOG_LINE(service_log(), 200,
                  "connection(" << owner << ") could not judge '" << display_text(name)
                                << "': " << display_text(failure->why));
+    } else if (const auto* unchecked = std::get_if<unchecked_verdict>(&outcome)) {
+        LOG_LINE(service_log(), 300,
+                 "connection(" << owner << ") could not check '" << display_text(name)
+                               << "': " << display_text(unchecked->why));
     } else if (const auto* found = std::get_if<blocked_verdict>(&outcome)) {
         LOG_LINE(service_log(), 300,
                  "connection(" << owner << ") blocked '" << display_text(name) << "': " << display_text(found->threat));

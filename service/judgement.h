@@ -1,9 +1,9 @@
 #pragma once
 
 #include "service/connection_services.h"
+#include "service/engine/stop.h"
 #include "service/reply_maker.h"
 #include "service/request_reader.h"
-#include "service/stop.h"
 
 #include <functional>
 #include <memory>

@@ -91,6 +91,7 @@ reply_maker::reply reply_maker::judged(const std::string& istag, request_reader&
                           [&](clean_verdict&&) { return clean(istag, reader); },
                           [&](blocked_verdict&& found) { return blocked(istag, found.threat, object_name); },
                           [&](repaired_verdict&& found) { return repaired(istag, reader, std::move(found)); },
+                          [&](unchecked_verdict&&) { return clean(istag, reader); },
                           [&](error_verdict&&) { return bare(istag, server_error); },
                       },
                       std::move(outcome));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/scan_engine.h"
+#include "service/engine/scan_engine.h"
 #include "tool/icap/response_message.h"
 #include "tool/icap/response_synthesis.h"
 

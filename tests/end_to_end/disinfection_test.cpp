@@ -1,13 +1,13 @@
 // Verifies disinfection on many messages: opened by the command line, saved, and opened again.
 
 #include "desk/copies/mail_files.h"
-#include "service/builtin_engine.h"
-#include "service/clamd_engine.h"
+#include "service/engine/builtin_engine.h"
+#include "service/engine/clamd_engine.h"
 #include "service/scan_server.h"
 #include "tests/desk/cli/cli_fixture.h"
 #include "tests/end_to_end/counting_engine.h"
 #include "tests/end_to_end/disinfected_message.h"
-#include "tests/service/clamd_daemon.h"
+#include "tests/service/engine/clamd_daemon.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

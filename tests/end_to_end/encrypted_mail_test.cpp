@@ -4,7 +4,7 @@
 #include "desk/run/snapshot.h"
 #include "mail/mime/reading/message_reader.h"
 #include "mail/smime/enveloped_message.h"
-#include "service/builtin_engine.h"
+#include "service/engine/builtin_engine.h"
 #include "service/notice_page.h"
 #include "service/scan_server.h"
 #include "tests/end_to_end/counting_engine.h"

@@ -1,4 +1,4 @@
-#include "service/builtin_engine.h"
+#include "service/engine/builtin_engine.h"
 #include "service/scan_server.h"
 #include "tests/service/started_server.h"
 #include "tool/http/analyzer.h"

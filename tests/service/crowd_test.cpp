@@ -1,6 +1,6 @@
 // More peers than the service has room for.
 
-#include "service/builtin_engine.h"
+#include "service/engine/builtin_engine.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
 

@@ -1,6 +1,6 @@
 #include "service/engine_watch.h"
+#include "tests/service/engine/slow_engine.h"
 #include "tests/service/requests.h"
-#include "tests/service/slow_engine.h"
 #include "tests/service/started_server.h"
 #include "tests/support/log_capture.h"
 

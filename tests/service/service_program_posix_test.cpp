@@ -1,5 +1,5 @@
-#include "service/builtin_engine.h"
-#include "service/clamd_engine.h"
+#include "service/engine/builtin_engine.h"
+#include "service/engine/clamd_engine.h"
 #include "tests/service/requests.h"
 #include "tests/service/service_port_posix.h"
 #include "tests/service/wire_client.h"

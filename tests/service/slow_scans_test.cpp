@@ -1,8 +1,8 @@
 // Objects that occupy all scanner threads, and engines that do not answer.
 
-#include "service/clamd_engine.h"
+#include "service/engine/clamd_engine.h"
+#include "tests/service/engine/slow_engine.h"
 #include "tests/service/requests.h"
-#include "tests/service/slow_engine.h"
 #include "tests/service/started_server.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scripted_peer.h"

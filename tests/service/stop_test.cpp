@@ -1,6 +1,6 @@
-#include "service/scan_engine.h"
+#include "service/engine/scan_engine.h"
+#include "service/engine/stop.h"
 #include "service/scan_server.h"
-#include "service/stop.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
 #include "tests/support/process_resources.h"

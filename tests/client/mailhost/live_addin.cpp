@@ -3,7 +3,7 @@
 #include "client/mailhost/broker_class.h"
 #include "client/model/class_object.h"
 #include "mail/mime/writing/converter_session.h"
-#include "service/builtin_engine.h"
+#include "service/engine/builtin_engine.h"
 #include "settings/settings_blob.h"
 #include "store/object_ledger.h"
 #include "tests/client/model/stand_in_registry.h"

@@ -1,4 +1,4 @@
-#include "service/timed_stream.h"
+#include "service/engine/timed_stream.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>

@@ -1,6 +1,6 @@
-#include "service/builtin_engine.h"
+#include "service/engine/builtin_engine.h"
 
-#include "service/stream_matcher.h"
+#include "service/engine/stream_matcher.h"
 #include "tool/web/body_store.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "service/stream_matcher.h"
+#include "service/engine/stream_matcher.h"
 #include "tests/support/every_split.h"
 
 #include <gtest/gtest.h>

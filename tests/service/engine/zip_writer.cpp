@@ -1,4 +1,4 @@
-#include "tests/service/zip_writer.h"
+#include "tests/service/engine/zip_writer.h"
 
 #include <cstdint>
 #include <initializer_list>

@@ -1,4 +1,4 @@
-#include "service/scan_engine.h"
+#include "service/engine/scan_engine.h"
 
 #include <algorithm>
 #include <array>

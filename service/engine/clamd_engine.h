@@ -1,7 +1,7 @@
 #pragma once
 
-#include "service/scan_engine.h"
-#include "service/timed_stream.h"
+#include "service/engine/scan_engine.h"
+#include "service/engine/timed_stream.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "service/clamd_reply.h"
+#include "service/engine/clamd_reply.h"
 
 namespace service {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/scan_engine.h"
+#include "service/engine/scan_engine.h"
 
 #include <string>
 #include <string_view>

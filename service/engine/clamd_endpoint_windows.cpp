@@ -1,4 +1,4 @@
-#include "service/clamd_engine.h"
+#include "service/engine/clamd_engine.h"
 
 #include <stdexcept>
 

@@ -1,5 +1,5 @@
-#include "service/clamd_engine.h"
-#include "service/scan_engine.h"
+#include "service/engine/clamd_engine.h"
+#include "service/engine/scan_engine.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/stop.h"
+#include "service/engine/stop.h"
 
 #include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>

@@ -1,4 +1,4 @@
-#include "service/stop.h"
+#include "service/engine/stop.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "service/scan_engine.h"
-#include "service/stop.h"
+#include "service/engine/scan_engine.h"
+#include "service/engine/stop.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,6 +1,6 @@
-#include "service/clamd_engine.h"
+#include "service/engine/clamd_engine.h"
 
-#include "service/clamd_reply.h"
+#include "service/engine/clamd_reply.h"
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/ip/tcp.hpp>

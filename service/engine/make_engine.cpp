@@ -1,5 +1,5 @@
-#include "service/builtin_engine.h"
-#include "service/clamd_engine.h"
+#include "service/engine/builtin_engine.h"
+#include "service/engine/clamd_engine.h"
 
 #include <charconv>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "service/builtin_engine.h"
+#include "service/engine/builtin_engine.h"
 #include "tests/support/every_split.h"
 #include "tool/web/body_store.h"
 

@@ -1,6 +1,6 @@
-#include "service/builtin_engine.h"
-#include "service/clamd_engine.h"
-#include "tests/service/clamd_daemon.h"
+#include "service/engine/builtin_engine.h"
+#include "service/engine/clamd_engine.h"
+#include "tests/service/engine/clamd_daemon.h"
 #include "tests/support/child_process.h"
 
 #include <algorithm>

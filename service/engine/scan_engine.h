@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/stop.h"
+#include "service/engine/stop.h"
 #include "tool/web/io_data.h"
 
 #include <cstdint>
@@ -29,13 +29,19 @@ struct repaired_verdict
     std::unique_ptr<web::io_data> body; ///< the object without the threat
 };
 
+/// The engine works, but cannot look into the object: an encrypted archive, or more than its limits allow.
+struct unchecked_verdict
+{
+    std::string why; ///< reason, for the log and the notice
+};
+
 /// The object could not be judged. It is neither clean nor infected; the peer receives an error response.
 struct error_verdict
 {
     std::string why; ///< reason, for the log
 };
 
-using verdict = std::variant<clean_verdict, blocked_verdict, repaired_verdict, error_verdict>;
+using verdict = std::variant<clean_verdict, blocked_verdict, repaired_verdict, unchecked_verdict, error_verdict>;
 
 /// The properties of an object that are known before its bytes arrive.
 struct object_info
