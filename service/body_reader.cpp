@@ -13,7 +13,7 @@ constexpr std::size_t longest_line = 4096;
 constexpr std::size_t longest_end_mark = 16384;
 constexpr std::uint64_t free_chunks = 65536;   ///< chunks of any size
 constexpr std::uint64_t least_mean_chunk = 64; ///< payload bytes required per further chunk
-constexpr std::size_t read_size = 8192;
+constexpr std::size_t read_size = 65536;
 
 /// Returns true if the line contains only blanks before its line end.
 bool blank(std::string_view line)

@@ -16,6 +16,7 @@ constexpr std::size_t most_connections = 1000000;
 constexpr std::size_t most_io_threads = 64;
 constexpr std::size_t most_scan_threads = 1024;
 constexpr std::uint64_t most_bytes = std::uint64_t{1} << 40U;
+constexpr std::uint64_t most_memory_body = std::uint64_t{1} << 30U;
 constexpr milliseconds usual_probe_interval{30000};
 constexpr std::uint32_t most_rate = 1U << 30U;
 constexpr double least_time = 0.001;
@@ -65,13 +66,17 @@ void add_service_options(CLI::App& app, server_options& server)
         ->capture_default_str();
 }
 
-void add_limits(CLI::App& app, server_options& server)
+void add_limits(CLI::App& app, command_line& values)
 {
+    server_options& server = values.server;
     add_number<std::size_t>(app, "--max-connections", server.max_connections, 1, most_connections,
                             "Open connections; a further one takes the place of the one that has been idle longest. "
                             "Fewer where the system allows fewer descriptors: two are needed for each");
     add_number<std::uint64_t>(app, "--max-body", server.max_body, 1, most_bytes,
                               "Bytes of one object; a larger one is refused");
+    add_number<std::uint64_t>(app, "--memory-body", values.memory_body, 0, most_memory_body,
+                              "Bytes up to which an object is kept in memory; a larger one, or one of unknown size, is "
+                              "kept in a temporary file");
     add_number<std::size_t>(app, "--io-threads", server.io_threads, 1, most_io_threads, "Threads that serve sockets");
     add_number<std::size_t>(app, "--scan-threads", server.scan_threads, 1, most_scan_threads,
                             "Objects judged at a time; others wait in the order of their requests");
@@ -115,7 +120,7 @@ void add_options(CLI::App& app, command_line& values)
 {
     values.server.probe_interval = usual_probe_interval;
     add_service_options(app, values.server);
-    add_limits(app, values.server);
+    add_limits(app, values);
     add_times(app, values.server);
     add_log_options(app, values);
     app.add_flag("--hold-presence", values.hold_presence, "Show that the service runs, see below");

@@ -16,7 +16,8 @@ namespace service {
 struct command_line
 {
     server_options server;
-    std::string log_file; ///< UTF-8; empty: no file
+    std::uint64_t memory_body = std::uint64_t{4} << 20U; ///< bytes up to which an object is kept in memory
+    std::string log_file;                                ///< UTF-8; empty: no file
     std::optional<std::uint32_t> log_level;
     bool hold_presence = false;
 };

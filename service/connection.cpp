@@ -3,7 +3,6 @@
 #include "service/bad_request.h"
 #include "service/log.h"
 
-#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 
@@ -19,7 +18,7 @@ namespace {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
-constexpr std::size_t block_size = 16384;
+constexpr std::size_t block_size = 65536;
 constexpr std::size_t most_ahead = 4096; ///< bytes of further requests that are read while a verdict is awaited
 constexpr std::uint32_t continue_status = 100;
 constexpr std::uint32_t unavailable = 503;
@@ -30,17 +29,11 @@ void release(std::string& text)
     std::string().swap(text);
 }
 
-bool nothing_there(const error_code& error)
-{
-    return error == asio::error::would_block || error == asio::error::try_again;
-}
-
 } // namespace
 
-connection::connection(asio::ip::tcp::socket peer, connection_services& services, end_handler ended)
+connection::connection(socket peer, connection_services& services, end_handler ended)
     : socket_(std::move(peer))
-    , strand_(asio::make_strand(socket_.get_executor()))
-    , timer_(strand_)
+    , timer_(socket_.get_executor())
     , services_(services)
     , pace_(services.settings)
     , ended_(std::move(ended))
@@ -67,7 +60,7 @@ void connection::report_end()
 
 void connection::start()
 {
-    asio::dispatch(strand_, [self = shared_from_this()] {
+    asio::dispatch(socket_.get_executor(), [self = shared_from_this()] {
         self->begin_request(false);
         self->advance();
     });
@@ -75,7 +68,7 @@ void connection::start()
 
 void connection::refuse()
 {
-    asio::dispatch(strand_, [self = shared_from_this()] {
+    asio::dispatch(socket_.get_executor(), [self = shared_from_this()] {
         LOG_LINE(service_log(), 200, "connection(" << self.get() << ") refused: too many connections");
         self->answer(self->services_.replies.bare(self->services_.tag.current(), unavailable, true),
                      after_write::close);
@@ -84,12 +77,12 @@ void connection::refuse()
 
 void connection::close()
 {
-    asio::post(strand_, [self = shared_from_this()] { self->end("the server stops"); });
+    asio::post(socket_.get_executor(), [self = shared_from_this()] { self->end("the server stops"); });
 }
 
 void connection::give_way(std::function<void(bool)> decided)
 {
-    asio::post(strand_, [self = shared_from_this(), decided = std::move(decided)] {
+    asio::post(socket_.get_executor(), [self = shared_from_this(), decided = std::move(decided)] {
         error_code error;
         const bool begun = self->idle_place_ == 0 || self->socket_.available(error) != 0;
         if (!self->closed_ && begun) {
@@ -144,9 +137,8 @@ void connection::advance()
 void connection::read_more()
 {
     phase_ = phase::request;
-    const bool started = reader_->started();
-    list_as_idle(!started);
-    if (!started && inbox_.empty()) {
+    list_as_idle(!reader_->started());
+    if (inbox_.empty()) {
         release(inbox_);
     }
     expect_request();
@@ -165,7 +157,7 @@ void connection::expect_request()
     const auto part = reader_->reads_body() ? sending_pace::part::body : sending_pace::part::head;
     const auto now = sending_pace::clock::now();
     error_code ignored;
-    const auto check = pace_.next_check(part, now, socket_.available(ignored));
+    const auto check = pace_.next_check(part, now, [&] { return socket_.available(ignored); });
     const auto stall = services_.settings.stall_timeout;
     if (!check) {
         end("the peer sends too slowly");
@@ -185,13 +177,12 @@ void connection::await_input()
         return;
     }
     input_awaited_ = true;
-    socket_.async_wait(asio::socket_base::wait_read,
-                       asio::bind_executor(strand_, [self = shared_from_this()](const error_code&) {
-                           self->input_awaited_ = false;
-                           if (!self->closed_) {
-                               self->input_arrived();
-                           }
-                       }));
+    socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this()](const error_code&) {
+        self->input_awaited_ = false;
+        if (!self->closed_) {
+            self->input_arrived();
+        }
+    });
 }
 
 void connection::input_arrived()
@@ -221,7 +212,7 @@ void connection::receive()
     const std::size_t count = socket_.read_some(asio::buffer(block.data(), room), error);
     if (error == asio::error::eof && !for_request) {
         peer_ended();
-    } else if (error && !nothing_there(error)) {
+    } else if (error && !must_wait(error)) {
         peer_has_gone();
     } else {
         inbox_.append(block.data(), count);
@@ -234,7 +225,7 @@ void connection::receive()
 void connection::peer_ended()
 {
     const auto limit = services_.settings.leave_timeout;
-    if (limit.count() != 0 && timer_.expiry() - asio::steady_timer::clock_type::now() > limit) {
+    if (limit.count() != 0 && due_ - clock::now() > limit) {
         expect_within(limit, &connection::peer_has_gone);
     }
 }
@@ -257,7 +248,7 @@ void connection::drop_what_comes()
     std::array<char, block_size> block;
     error_code error;
     (void)socket_.read_some(asio::buffer(block), error);
-    if (error && !nothing_there(error)) {
+    if (error && !must_wait(error)) {
         end("the answer was the last");
     } else {
         await_input();
@@ -269,26 +260,48 @@ void connection::expect_within(std::chrono::milliseconds limit, expiry_handler l
     if (limit.count() == 0) {
         expect_nothing();
     } else {
-        expect_until(asio::steady_timer::clock_type::now() + limit, late);
+        expect_until(clock::now() + limit, late);
     }
 }
 
-void connection::expect_until(asio::steady_timer::time_point due, expiry_handler late)
+/// Nearly everything happens in time. The timer is therefore not set anew for a later time: it expires early, and is
+/// set for the rest then.
+void connection::expect_until(clock::time_point due, expiry_handler late)
 {
     late_ = late;
-    timer_.expires_at(due);
+    due_ = due;
+    if (due_ < armed_) {
+        arm_timer();
+    }
+}
+
+void connection::arm_timer()
+{
+    armed_ = due_;
+    timer_.expires_at(due_);
     timer_.async_wait([weak = weak_from_this()](const error_code& error) {
         const auto self = weak.lock();
-        if (!error && self && !self->closed_ && self->timer_.expiry() <= asio::steady_timer::clock_type::now()) {
+        if (error || !self || self->closed_) {
+            return;
+        }
+        self->armed_ = clock::time_point::max();
+        if (self->due_ <= clock::now()) {
+            self->expect_nothing();
             (self.get()->*self->late_)();
+        } else if (self->due_ != clock::time_point::max()) {
+            self->arm_timer();
         }
     });
 }
 
-/// A wait that has expired but whose handler has not run yet cannot be cancelled. Its handler sees the new expiry.
 void connection::expect_nothing()
 {
-    timer_.expires_at(asio::steady_timer::time_point::max());
+    due_ = clock::time_point::max();
+}
+
+bool connection::must_wait(const error_code& error)
+{
+    return error == asio::error::would_block || error == asio::error::try_again;
 }
 
 void connection::end(const char* why)
@@ -301,6 +314,7 @@ void connection::end(const char* why)
     abandon();
     expect_nothing();
     error_code ignored;
+    timer_.cancel();
     socket_.cancel(ignored); // on some systems close does not end a blocked send
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);

@@ -4,29 +4,34 @@
 #include "service/judgement.h"
 #include "service/sending_pace.h"
 
-#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/basic_stream_socket.hpp>
+#include <boost/asio/basic_waitable_timer.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/strand.hpp>
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace service {
 
 /// One peer: reads requests, has their objects judged, and responds, one request at a time. Everything runs on the
-/// connection's strand except the judging, which runs on a scanner thread; meanwhile only a few bytes are read, to
-/// notice that the peer leaves. Pending operations keep the object alive. The end of the connection is reported exactly
-/// once, when its socket is closed. While no request has begun, the connection is listed as idle and holds no buffer.
+/// thread of the I/O context that the socket belongs to, except the judging of an object that takes its time: that runs
+/// on a scanner thread; meanwhile only a few bytes are read, to notice that the peer leaves. Pending operations keep
+/// the object alive. The end of the connection is reported exactly once, when its socket is closed. While no request
+/// has begun, the connection is listed as idle and holds no buffer.
 class connection final : public std::enable_shared_from_this<connection>
 {
 public:
+    using executor = boost::asio::io_context::executor_type;
+    /// Its I/O context must be run by one thread only.
+    using socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, executor>;
     using end_handler = std::function<void()>;
 
-    connection(boost::asio::ip::tcp::socket peer, connection_services& services, end_handler ended);
+    connection(socket peer, connection_services& services, end_handler ended);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
     ~connection();
@@ -41,6 +46,8 @@ public:
     void give_way(std::function<void(bool)> decided);
 
 private:
+    using clock = std::chrono::steady_clock;
+    using timer = boost::asio::basic_waitable_timer<clock, boost::asio::wait_traits<clock>, executor>;
     using progress = request_reader::progress;
     using expiry_handler = void (connection::*)();
     /// What the connection is waiting for.
@@ -72,6 +79,7 @@ private:
     /// Obtains the response to the request that was read.
     void respond();
     void judge();
+    void judge_at_once();
     void judged(std::uint64_t turn, reply_maker::reply reply, judgement::request request);
     void abandon();
     void scan_takes_too_long();
@@ -82,21 +90,31 @@ private:
     void answer_bad_request(const std::string& why, std::uint32_t status);
     void answer(reply_maker::reply reply, after_write next);
     void write_more();
+    /// Reads the next bytes of the response into the outbox, which remains empty at its end. Returns false if the
+    /// connection had to be ended.
+    [[nodiscard]] bool fill_outbox();
+    /// Sends as much of the outbox as the peer takes without a wait. Returns the number of bytes sent, or nothing if
+    /// the connection had to be ended.
+    [[nodiscard]] std::optional<std::size_t> send_at_once();
     void written();
     /// Shuts down sending, then waits for the peer to do the same.
     void linger();
     /// Call `late` unless one of these functions or expect_nothing() is called again in time. A limit of zero means
     /// none.
     void expect_within(std::chrono::milliseconds limit, expiry_handler late);
-    void expect_until(boost::asio::steady_timer::time_point due, expiry_handler late);
+    void expect_until(clock::time_point due, expiry_handler late);
     void expect_nothing();
+    void arm_timer();
+    /// Returns true for the error of an operation that would have had to wait for the peer.
+    [[nodiscard]] static bool must_wait(const boost::system::error_code& error);
     void peer_stalls() { end("the peer stalls"); }
     void peer_has_gone() { end("the peer has gone"); }
     void end(const char* why);
 
-    boost::asio::ip::tcp::socket socket_;
-    boost::asio::strand<boost::asio::any_io_executor> strand_;
-    boost::asio::steady_timer timer_;
+    socket socket_;
+    timer timer_;
+    clock::time_point due_ = clock::time_point::max();   ///< when to call late_
+    clock::time_point armed_ = clock::time_point::max(); ///< when the timer expires, which may be earlier
     expiry_handler late_ = nullptr;
     connection_services& services_;
     sending_pace pace_;

@@ -1,7 +1,6 @@
 #include "service/connection.h"
 #include "service/log.h"
 
-#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/execution/outstanding_work.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/prefer.hpp>
@@ -50,20 +49,40 @@ void connection::respond()
 
 void connection::judge()
 {
+    if (services_.engine->is_quick(reader_->object().body_size())) {
+        judge_at_once();
+        return;
+    }
     // Keeps the server's threads running until the verdict is available, even if the peer disconnects.
     auto work = asio::prefer(socket_.get_executor(), asio::execution::outstanding_work.tracked);
     auto done = [self = shared_from_this(), turn = ++turn_, work = std::move(work)](reply_maker::reply reply,
                                                                                     judgement::request request) {
         // Handlers must be copyable.
-        asio::post(self->strand_, [self, turn, reply = std::make_shared<reply_maker::reply>(std::move(reply)),
-                                   request = std::make_shared<judgement::request>(std::move(request))] {
-            self->judged(turn, std::move(*reply), std::move(*request));
-        });
+        asio::post(self->socket_.get_executor(),
+                   [self, turn, reply = std::make_shared<reply_maker::reply>(std::move(reply)),
+                    request = std::make_shared<judgement::request>(std::move(request))] {
+                       self->judged(turn, std::move(*reply), std::move(*request));
+                   });
     };
     judgement_ = std::make_shared<judgement>(std::move(reader_), services_, this, std::move(done));
     scan_place_ = services_.scanners.submit(judgement_);
     expect_within(services_.settings.scan_timeout, &connection::scan_takes_too_long);
     await_input();
+}
+
+/// Judges the object on this thread: another one would take longer to wake than the engine needs.
+void connection::judge_at_once()
+{
+    reply_maker::reply reply;
+    judgement(std::move(reader_), services_, this, [&](reply_maker::reply made, judgement::request request) {
+        reply = std::move(made);
+        reader_ = std::move(request);
+    }).run();
+    if (reply) {
+        answer_request(std::move(reply));
+    } else {
+        answer_bad_request("the request could not be served", server_error);
+    }
 }
 
 void connection::judged(std::uint64_t turn, reply_maker::reply reply, judgement::request request)
@@ -106,7 +125,7 @@ void connection::await_probe()
     await_input();
     services_.watch.refresh([weak = weak_from_this(), turn = ++turn_] {
         if (const auto self = weak.lock()) {
-            asio::post(self->strand_, [self, turn] {
+            asio::post(self->socket_.get_executor(), [self, turn] {
                 if (!self->closed_ && turn == self->turn_) {
                     self->probed();
                 }
@@ -172,6 +191,36 @@ void connection::answer(reply_maker::reply reply, after_write next)
 
 void connection::write_more()
 {
+    for (;;) {
+        if (!fill_outbox()) {
+            return;
+        }
+        if (outbox_.empty()) {
+            written();
+            return;
+        }
+        const auto sent = send_at_once();
+        if (!sent) {
+            return;
+        }
+        if (*sent != outbox_.size()) {
+            outbox_.erase(0, *sent);
+            break;
+        }
+    }
+    expect_within(services_.settings.stall_timeout, &connection::peer_stalls);
+    asio::async_write(socket_, asio::buffer(outbox_),
+                      [self = shared_from_this()](const error_code& error, std::size_t) {
+                          if (error) {
+                              self->end("the peer takes no answer");
+                          } else {
+                              self->write_more();
+                          }
+                      });
+}
+
+bool connection::fill_outbox()
+{
     outbox_.clear();
     try {
         const bool bodiless = reply_->encapsulated().null_body != 0;
@@ -185,24 +234,29 @@ void connection::write_more()
                 outbox_.append(text);
             }
         }
+        return true;
     } catch (const std::exception& problem) {
         LOG_LINE(service_log(), 200, "connection(" << this << ") could not answer: " << problem.what());
         end("the answer broke off");
-        return;
+        return false;
     }
-    if (outbox_.empty()) {
-        written();
-        return;
+}
+
+std::optional<std::size_t> connection::send_at_once()
+{
+    std::size_t sent = 0;
+    while (sent < outbox_.size()) {
+        error_code error;
+        sent += socket_.write_some(asio::buffer(outbox_.data() + sent, outbox_.size() - sent), error);
+        if (must_wait(error)) {
+            break;
+        }
+        if (error) {
+            end("the peer takes no answer");
+            return std::nullopt;
+        }
     }
-    expect_within(services_.settings.stall_timeout, &connection::peer_stalls);
-    asio::async_write(socket_, asio::buffer(outbox_),
-                      asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t) {
-                          if (error) {
-                              self->end("the peer takes no answer");
-                          } else {
-                              self->write_more();
-                          }
-                      }));
+    return sent;
 }
 
 void connection::written()
@@ -225,7 +279,16 @@ void connection::written()
         end(problem.what());
         return;
     }
-    advance();
+    if (inbox_.empty()) {
+        advance();
+    } else {
+        // A peer that has sent many requests ahead neither keeps the others waiting nor deepens the stack.
+        asio::post(socket_.get_executor(), [self = shared_from_this()] {
+            if (!self->closed_) {
+                self->advance();
+            }
+        });
+    }
 }
 
 } // namespace service

@@ -1,5 +1,6 @@
 #include "service/command_line.h"
 #include "service/descriptors.h"
+#include "service/kept_memory.h"
 #include "service/log.h"
 #include "service/presence/hold_presence.h"
 #include "service/scan_server.h"
@@ -75,6 +76,7 @@ int main(int count, char** arguments)
         }
         const logging::scoped_output log(values.log_file, values.log_level);
         limit_connections(values.server);
+        service::keep_in_memory(values.memory_body);
         serve(values.server, values.hold_presence);
         return 0;
     } catch (const std::invalid_argument& problem) {

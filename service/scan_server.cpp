@@ -4,12 +4,11 @@
 #include "service/listener.h"
 #include "service/log.h"
 
-#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/asio/strand.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -49,11 +48,21 @@ std::string path_of(const std::string& uri)
 
 class scan_server::implementation
 {
+    /// What one thread serves: each connection belongs to one loop, so that no lock and no other thread is involved.
+    struct loop
+    {
+        asio::io_context io{1};
+        asio::executor_work_guard<asio::io_context::executor_type> open{io.get_executor()};
+    };
+
 public:
     explicit implementation(options settings)
         : settings_(std::move(settings))
         , path_(path_of(settings_.uri))
         , engine_(settings_.custom_engine ? settings_.custom_engine : make_engine(settings_.engine))
+        , loops_(make_loops(settings_.io_threads))
+        , acceptor_(first_loop())
+        , pause_(first_loop())
     {}
     implementation(const implementation&) = delete;
     implementation& operator=(const implementation&) = delete;
@@ -65,14 +74,16 @@ public:
     [[nodiscard]] std::size_t connections() const noexcept { return served_ + refused_; }
 
 private:
+    [[nodiscard]] static std::vector<std::unique_ptr<loop>> make_loops(std::size_t count);
+    [[nodiscard]] asio::io_context& first_loop() { return loops_.front()->io; }
     void listen();
-    void run();
+    void run(asio::io_context& loop);
     void accept();
     void accept_after_pause();
-    void accepted(const std::shared_ptr<asio::ip::tcp::socket>& peer);
-    void admit(asio::ip::tcp::socket peer);
-    void refuse(asio::ip::tcp::socket peer);
-    std::shared_ptr<connection> open(asio::ip::tcp::socket peer, std::atomic<std::size_t>& counted);
+    void accepted(const std::shared_ptr<connection::socket>& peer);
+    void admit(connection::socket peer);
+    void refuse(connection::socket peer);
+    std::shared_ptr<connection> open(connection::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
 
     options settings_;
@@ -84,11 +95,11 @@ private:
     std::atomic<std::size_t> served_{0};  ///< open connections
     std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
     idle_connections idle_;
-    asio::io_context io_;
-    asio::strand<asio::any_io_executor> strand_{asio::make_strand(asio::any_io_executor(io_.get_executor()))};
-    // Used on strand_ only:
-    asio::ip::tcp::acceptor acceptor_{strand_};
-    asio::steady_timer pause_{strand_};
+    std::vector<std::unique_ptr<loop>> loops_; ///< at least one
+    // Used on the thread of the first loop only:
+    asio::ip::tcp::acceptor acceptor_;
+    asio::steady_timer pause_;
+    std::size_t next_loop_ = 0;
     std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
 
@@ -97,6 +108,16 @@ private:
     std::unique_ptr<connection_services> services_;
     std::vector<std::thread> threads_;
 };
+
+std::vector<std::unique_ptr<scan_server::implementation::loop>>
+scan_server::implementation::make_loops(std::size_t count)
+{
+    std::vector<std::unique_ptr<loop>> made;
+    do {
+        made.push_back(std::make_unique<loop>());
+    } while (made.size() < count);
+    return made;
+}
 
 void scan_server::implementation::listen()
 {
@@ -124,18 +145,18 @@ void scan_server::implementation::start()
     services_ = std::make_unique<connection_services>(connection_services{
         settings_, path_, reply_maker(settings_.preview), engine_, tag_, watch_, *scanners_, idle_});
     watch_.start();
-    asio::post(strand_, [this] { accept(); });
-    for (std::size_t i = 0; i < std::max<std::size_t>(settings_.io_threads, 1); ++i) {
-        threads_.emplace_back([this] { run(); });
+    asio::post(first_loop(), [this] { accept(); });
+    for (const auto& one : loops_) {
+        threads_.emplace_back([this, &io = one->io] { run(io); });
     }
 }
 
 /// An exception thrown by a handler ends the connection of that handler only.
-void scan_server::implementation::run()
+void scan_server::implementation::run(asio::io_context& loop)
 {
     for (;;) {
         try {
-            io_.run();
+            loop.run();
             return;
         } catch (const std::exception& failure) {
             LOG_LINE(service_log(), 200, "a connection broke off: " << failure.what());
@@ -148,7 +169,8 @@ void scan_server::implementation::accept()
     if (closed_) {
         return;
     }
-    acceptor_.async_accept(io_, [this](const error_code& error, asio::ip::tcp::socket peer) {
+    next_loop_ = (next_loop_ + 1) % loops_.size();
+    acceptor_.async_accept(loops_[next_loop_]->io, [this](const error_code& error, connection::socket peer) {
         if (closed_) {
             return;
         }
@@ -157,8 +179,8 @@ void scan_server::implementation::accept()
             accept_after_pause();
             return;
         }
-        asio::post(strand_, [this] { accept(); }); // first, because the next line may throw
-        accepted(std::make_shared<asio::ip::tcp::socket>(std::move(peer)));
+        asio::post(first_loop(), [this] { accept(); }); // first, because the next line may throw
+        accepted(std::make_shared<connection::socket>(std::move(peer)));
     });
 }
 
@@ -170,7 +192,7 @@ void scan_server::implementation::accept_after_pause()
 }
 
 /// Makes room first if that is necessary.
-void scan_server::implementation::accepted(const std::shared_ptr<asio::ip::tcp::socket>& peer)
+void scan_server::implementation::accepted(const std::shared_ptr<connection::socket>& peer)
 {
     if (closed_) {
         return;
@@ -184,22 +206,22 @@ void scan_server::implementation::accepted(const std::shared_ptr<asio::ip::tcp::
         refuse(std::move(*peer));
         return;
     }
-    longest_idle->give_way([this, peer](bool) { asio::post(strand_, [this, peer] { accepted(peer); }); });
+    longest_idle->give_way([this, peer](bool) { asio::post(first_loop(), [this, peer] { accepted(peer); }); });
 }
 
-void scan_server::implementation::admit(asio::ip::tcp::socket peer)
+void scan_server::implementation::admit(connection::socket peer)
 {
     open(std::move(peer), served_)->start();
 }
 
-void scan_server::implementation::refuse(asio::ip::tcp::socket peer)
+void scan_server::implementation::refuse(connection::socket peer)
 {
     if (refused_ < most_refused) {
         open(std::move(peer), refused_)->refuse();
     }
 }
 
-std::shared_ptr<connection> scan_server::implementation::open(asio::ip::tcp::socket peer,
+std::shared_ptr<connection> scan_server::implementation::open(connection::socket peer,
                                                               std::atomic<std::size_t>& counted)
 {
     auto opened = std::make_shared<connection>(std::move(peer), *services_, [&counted] { counted.fetch_sub(1); });
@@ -217,6 +239,9 @@ void scan_server::implementation::close_all()
     error_code ignored;
     acceptor_.close(ignored);
     pause_.cancel();
+    for (const auto& one : loops_) {
+        one->open.reset();
+    }
     for (const auto& entry : open_) {
         if (const auto still_open = entry.lock()) {
             still_open->close();
@@ -230,7 +255,7 @@ void scan_server::implementation::stop()
         return;
     }
     stop_.request_stop();
-    asio::post(strand_, [this] { close_all(); });
+    asio::post(first_loop(), [this] { close_all(); });
     watch_.stop();
     scanners_->stop();
     // The threads end with the last connection.

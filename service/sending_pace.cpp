@@ -9,7 +9,7 @@ void sending_pace::restart()
 }
 
 std::optional<sending_pace::clock::time_point> sending_pace::next_check(part expected, clock::time_point now,
-                                                                        std::size_t unread)
+                                                                        const std::function<std::size_t()>& unread)
 {
     return expected == part::head ? check_head(now) : check_body(now, unread);
 }
@@ -25,7 +25,8 @@ std::optional<sending_pace::clock::time_point> sending_pace::check_head(clock::t
     return now < *head_due_ ? head_due_ : std::nullopt;
 }
 
-std::optional<sending_pace::clock::time_point> sending_pace::check_body(clock::time_point now, std::size_t unread)
+std::optional<sending_pace::clock::time_point> sending_pace::check_body(clock::time_point now,
+                                                                        const std::function<std::size_t()>& unread)
 {
     const auto period = settings_.rate_period;
     if (settings_.min_rate == 0 || period.count() == 0) {
@@ -33,7 +34,7 @@ std::optional<sending_pace::clock::time_point> sending_pace::check_body(clock::t
     }
     if (period_end_ && now >= *period_end_) {
         const auto milliseconds = static_cast<std::uint64_t>(period.count());
-        if (bytes_ + unread < settings_.min_rate * milliseconds / std::chrono::milliseconds::period::den) {
+        if (bytes_ + unread() < settings_.min_rate * milliseconds / std::chrono::milliseconds::period::den) {
             return std::nullopt;
         }
         period_end_.reset();

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 namespace service {
@@ -29,13 +30,15 @@ public:
     void restart();
     /// Counts bytes that have arrived.
     void count(std::size_t bytes) { bytes_ += bytes; }
-    /// Returns when to call this function again at the latest, or nothing if the peer is too slow. `unread` is the
-    /// number of bytes that have arrived and are not counted yet.
-    [[nodiscard]] std::optional<clock::time_point> next_check(part expected, clock::time_point now, std::size_t unread);
+    /// Returns when to call this function again at the latest, or nothing if the peer is too slow. `unread`
+    /// returns the number of bytes that have arrived and are not counted yet; it is called at the end of a period only.
+    [[nodiscard]] std::optional<clock::time_point> next_check(part expected, clock::time_point now,
+                                                              const std::function<std::size_t()>& unread);
 
 private:
     [[nodiscard]] std::optional<clock::time_point> check_head(clock::time_point now);
-    [[nodiscard]] std::optional<clock::time_point> check_body(clock::time_point now, std::size_t unread);
+    [[nodiscard]] std::optional<clock::time_point> check_body(clock::time_point now,
+                                                              const std::function<std::size_t()>& unread);
 
     const server_options& settings_;
     std::optional<clock::time_point> head_due_;

@@ -73,8 +73,19 @@ public:
     }
 
 private:
-    stream_matcher infected_{antivirus_test_text()};
-    stream_matcher repairable_{repairable_test_text()};
+    static const search_text& infected()
+    {
+        static const search_text text(antivirus_test_text());
+        return text;
+    }
+    static const search_text& repairable()
+    {
+        static const search_text text(repairable_test_text());
+        return text;
+    }
+
+    stream_matcher infected_{infected()};
+    stream_matcher repairable_{repairable()};
 };
 
 } // namespace
@@ -98,6 +109,12 @@ std::string_view builtin_engine::name() const noexcept
 std::unique_ptr<object_scan> builtin_engine::begin(const object_info& /*info*/, stop_token /*stop*/)
 {
     return std::make_unique<builtin_scan>();
+}
+
+bool builtin_engine::is_quick(std::uint64_t size) const noexcept
+{
+    constexpr std::uint64_t most = std::uint64_t{1} << 20U; // some 100 microseconds
+    return size <= most;
 }
 
 std::string builtin_engine::identity(stop_token /*stop*/)

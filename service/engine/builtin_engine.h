@@ -20,6 +20,7 @@ class builtin_engine final : public scan_engine
 public:
     [[nodiscard]] std::string_view name() const noexcept override;
     [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) override;
+    [[nodiscard]] bool is_quick(std::uint64_t size) const noexcept override;
     [[nodiscard]] std::string identity(stop_token stop) override;
 };
 

@@ -82,6 +82,9 @@ public:
     /// Starts a scan. The scan keeps no reference to `info`. `stop` requests that the scan be abandoned soon. An
     /// exception counts as an error verdict.
     [[nodiscard]] virtual std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) = 0;
+    /// Returns true if an object of that size in bytes takes less time than the start of another thread's work, and
+    /// never waits.
+    [[nodiscard]] virtual bool is_quick(std::uint64_t /*size*/) const noexcept { return false; }
     /// Returns a text that changes whenever verdicts may change, such as the version of a signature database. Does not
     /// throw.
     [[nodiscard]] virtual std::string identity(stop_token stop) = 0;

@@ -5,14 +5,14 @@
 
 namespace service {
 
-stream_matcher::stream_matcher(std::string pattern)
-    : pattern_(std::move(pattern))
-    , searcher_(pattern_.cbegin(), pattern_.cend())
+search_text::search_text(std::string text)
+    : text_(std::move(text))
+    , searcher_(text_.cbegin(), text_.cend())
 {}
 
-bool stream_matcher::stands_in(std::string_view text) const
+bool search_text::is_in(std::string_view bytes) const
 {
-    return searcher_(text.begin(), text.end()).first != text.end();
+    return searcher_(bytes.begin(), bytes.end()).first != bytes.end();
 }
 
 bool stream_matcher::feed(std::string_view piece)
@@ -20,10 +20,10 @@ bool stream_matcher::feed(std::string_view piece)
     if (found_) {
         return true;
     }
-    const std::size_t reach = pattern_.size() - 1;
+    const std::size_t reach = text_.size() - 1;
     // A match across the boundary begins in the tail and ends within the first bytes of the piece.
     tail_.append(piece.substr(0, reach));
-    found_ = stands_in(tail_) || stands_in(piece);
+    found_ = text_.is_in(tail_) || text_.is_in(piece);
     if (piece.size() >= reach) {
         tail_.assign(piece.substr(piece.size() - reach));
     } else if (tail_.size() > reach) {

@@ -1,21 +1,38 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace service {
 
+/// A text to search for. Prepared once, it serves any number of threads.
+class search_text
+{
+public:
+    /// `text` must not be empty.
+    explicit search_text(std::string text);
+    search_text(const search_text&) = delete;
+    search_text& operator=(const search_text&) = delete;
+
+    [[nodiscard]] std::size_t size() const noexcept { return text_.size(); }
+    [[nodiscard]] bool is_in(std::string_view bytes) const;
+
+private:
+    std::string text_;
+    std::boyer_moore_horspool_searcher<std::string::const_iterator> searcher_;
+};
+
 /// Finds a text in a stream of pieces, including matches across piece boundaries. Keeps at most the last bytes of the
 /// stream, one less than the length of the text.
 class stream_matcher
 {
 public:
-    /// `pattern` must not be empty.
-    explicit stream_matcher(std::string pattern);
-    stream_matcher(const stream_matcher&) = delete;
-    stream_matcher& operator=(const stream_matcher&) = delete;
+    /// `text` must outlive the matcher.
+    explicit stream_matcher(const search_text& text)
+        : text_(text)
+    {}
 
     /// Consumes the next bytes. Returns found().
     bool feed(std::string_view piece);
@@ -23,10 +40,7 @@ public:
     [[nodiscard]] bool found() const noexcept { return found_; }
 
 private:
-    [[nodiscard]] bool stands_in(std::string_view text) const;
-
-    std::string pattern_;
-    std::boyer_moore_horspool_searcher<std::string::const_iterator> searcher_;
+    const search_text& text_;
     std::string tail_; ///< the last bytes received, as far as a match may begin in them
     bool found_ = false;
 };

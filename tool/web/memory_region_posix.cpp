@@ -3,13 +3,28 @@
 #include "tool/web/memory_region.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace web {
 
-// An anonymous mapping commits each page at the first access, so no page state has to be tracked.
+// No page state has to be tracked: the pages of an anonymous mapping are committed at the first access. A short region
+// comes from the allocator, which reuses memory: a mapping costs more than the bytes of a short body.
+
+namespace {
+
+constexpr std::uint64_t largest_allocated = std::uint64_t{8} << 20U;
+
+void* map(std::uint64_t size)
+{
+    void* const base =
+        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return base == MAP_FAILED ? nullptr : base;
+}
+
+} // namespace
 
 std::uint64_t memory_region::page_size() noexcept
 {
@@ -23,17 +38,17 @@ memory_region::memory_region(std::uint64_t size)
     if (size == 0) {
         return;
     }
-    void* const base =
-        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (base == MAP_FAILED) {
+    base_ = static_cast<std::byte*>(size <= largest_allocated ? std::calloc(size, 1) : map(size));
+    if (base_ == nullptr) {
         throw error::win32exception(winapi::code_from_errno(errno), "tool\\web\\io_memory", __LINE__);
     }
-    base_ = static_cast<std::byte*>(base);
 }
 
 memory_region::~memory_region()
 {
-    if (base_ != nullptr) {
+    if (size_ <= largest_allocated) {
+        std::free(base_);
+    } else {
         ::munmap(base_, size_);
     }
 }

@@ -12,7 +12,8 @@ using service::stream_matcher;
 
 bool found_in(std::string_view pattern, const test::pieces& pieces)
 {
-    stream_matcher matcher{std::string(pattern)};
+    const service::search_text text{std::string(pattern)};
+    stream_matcher matcher(text);
     for (const auto piece : pieces) {
         matcher.feed(piece);
     }
@@ -49,7 +50,8 @@ TEST(stream_matcher, finds_nothing_that_is_not_there)
 
 TEST(stream_matcher, does_not_join_bytes_that_were_not_neighbours)
 {
-    stream_matcher matcher("abcd");
+    const service::search_text text("abcd");
+    stream_matcher matcher(text);
     EXPECT_FALSE(matcher.feed("ab"));
     EXPECT_FALSE(matcher.feed("xyz"));
     EXPECT_FALSE(matcher.feed("cd"));
@@ -66,7 +68,8 @@ TEST(stream_matcher, finds_patterns_of_one_byte_and_bytes_of_every_value)
 
 TEST(stream_matcher, stays_found_whatever_comes_behind)
 {
-    stream_matcher matcher("needle");
+    const service::search_text text("needle");
+    stream_matcher matcher(text);
     EXPECT_FALSE(matcher.feed("nee"));
     EXPECT_TRUE(matcher.feed("dle"));
     EXPECT_TRUE(matcher.feed("other"));
@@ -76,7 +79,8 @@ TEST(stream_matcher, stays_found_whatever_comes_behind)
 
 TEST(stream_matcher, takes_empty_pieces_between_the_halves)
 {
-    stream_matcher matcher("needle");
+    const service::search_text text("needle");
+    stream_matcher matcher(text);
     EXPECT_FALSE(matcher.feed(""));
     EXPECT_FALSE(matcher.feed("need"));
     EXPECT_FALSE(matcher.feed(""));
