@@ -1,12 +1,11 @@
 #include "service/engine/stream_matcher.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace service {
 
-search_text::search_text(std::string text)
-    : text_(std::move(text))
+search_text::search_text(std::string_view text)
+    : text_(text)
     , searcher_(text_.cbegin(), text_.cend())
 {}
 

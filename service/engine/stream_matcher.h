@@ -12,7 +12,7 @@ class search_text
 {
 public:
     /// `text` must not be empty.
-    explicit search_text(std::string text);
+    explicit search_text(std::string_view text);
     search_text(const search_text&) = delete;
     search_text& operator=(const search_text&) = delete;
 
