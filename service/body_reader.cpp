@@ -2,6 +2,7 @@
 
 #include "service/bad_request.h"
 #include "tool/http/grammar.h"
+#include "tool/system/conversions.h"
 
 #include <algorithm>
 
@@ -19,6 +20,22 @@ constexpr std::size_t read_size = 65536;
 bool blank(std::string_view line)
 {
     return line.find_first_not_of(" \r\n") == std::string_view::npos;
+}
+
+/// Returns true if one of the extensions is the mark that nothing follows a preview.
+bool ends_object(std::string_view extensions)
+{
+    while (!extensions.empty()) {
+        const std::size_t end = std::min(extensions.find(';'), extensions.size());
+        std::string_view name = extensions.substr(0, end);
+        name.remove_prefix(std::min(name.find_first_not_of(" \t"), name.size()));
+        name.remove_suffix(name.size() - std::min(name.find_last_not_of(" \t") + 1, name.size()));
+        if (winapi::compare_no_case(name, "ieof") == 0) {
+            return true;
+        }
+        extensions.remove_prefix(std::min(end + 1, extensions.size()));
+    }
+    return false;
 }
 
 } // namespace
@@ -87,7 +104,8 @@ void body_reader::begin_chunk(std::string_view line)
         throw bad_request("a chunk line is not understood");
     }
     if (chunk.size == 0) {
-        give(line);
+        // The message takes any extension for the mark.
+        give(ends_object(chunk.extension) ? "0; ieof\r\n" : "0\r\n");
         mark_size_ = line.size();
         state_ = state::last_chunk;
         return;

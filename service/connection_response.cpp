@@ -38,7 +38,7 @@ void connection::respond()
     icap::request_message& request = *reader_->request();
     close_after_ = request.connection_close();
     end_mark_may_lead_ = reader_->ended_early();
-    if (request.uri_path() != services_.path) {
+    if (reader_->path() != services_.path) {
         answer_request(services_.replies.bare(services_.tag.current(), not_found));
     } else if (request.method() == icap::request_method::options || is_health_question(request)) {
         await_probe();

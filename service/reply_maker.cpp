@@ -17,6 +17,7 @@ namespace {
 constexpr std::uint32_t ok = 200;
 constexpr std::uint32_t created = 201;
 constexpr std::uint32_t no_content = 204;
+constexpr std::string_view content_length = "Content-Length";
 
 template <typename... Verdicts>
 struct overloaded : Verdicts...
@@ -49,12 +50,21 @@ void add_infection(icap::response_message& reply, const std::string& threat, std
 }
 
 /// A reply is sent only if its object is complete. An object whose head specifies no length, or a length larger than
-/// the data received, never becomes complete: its length is set to its actual size.
-void settle_length(http::message& object)
+/// the data received, never becomes complete: its length is set to its actual size. So is that of an object that got
+/// its framing here. The length of a body that is not part of the message, such as that of an answer to HEAD, is kept.
+void settle_length(http::message& object, const request_reader& reader)
 {
-    if (!object.complete()) {
-        object.headers().set("Content-Length", std::to_string(object.body_size()));
-        object.update_length();
+    http::message_headers& headers = object.headers();
+    const auto announced = headers.get(content_length);
+    if (reader.framing_added()) {
+        headers.remove("Transfer-Encoding");
+    } else if (object.complete()) {
+        return;
+    }
+    headers.set(content_length, std::to_string(object.body_size()));
+    object.update_length();
+    if (!reader.has_body() && announced) {
+        headers.set(content_length, std::string_view(announced->data(), announced->size()));
     }
 }
 
@@ -100,13 +110,13 @@ reply_maker::reply reply_maker::judged(const std::string& istag, request_reader&
 reply_maker::reply reply_maker::clean(const std::string& istag, request_reader& reader) const
 {
     icap::request_message& request = *reader.request();
-    if (request.allow_204() || reader.only_preview()) {
+    if (reader.allows_204() || reader.only_preview()) {
         return bare(istag, no_content);
     }
     auto made = bare(istag, ok);
     const bool respmod = request.method() == icap::request_method::respmod;
     auto object = request.release_encapsulated(respmod ? http::type_response : http::type_request);
-    settle_length(*object);
+    settle_length(*object, reader);
     made->set_encapsulated(std::move(object));
     return made;
 }
@@ -136,7 +146,7 @@ reply_maker::reply reply_maker::repaired(const std::string& istag, request_reade
         object = http_reply("application/octet-stream");
     }
     object->set_body(std::move(outcome.body));
-    settle_length(*object);
+    settle_length(*object, reader);
     auto made = bare(istag, created);
     add_infection(*made, outcome.threat, icap::scan_record::repaired);
     made->set_encapsulated(std::move(object));

@@ -6,16 +6,15 @@
 #include "tool/system/errors.h"
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
 #include <new>
+#include <system_error>
 #include <utility>
 
 namespace service {
 
 namespace {
-
-/// The capacity of one analyzer in bytes.
-constexpr std::size_t longest_head = 16640;
 
 /// Bytes of blank lines that may come ahead of a request. More are the beginning of one.
 constexpr std::size_t most_blank_bytes = 64;
@@ -32,14 +31,6 @@ bool is_line_end(std::string_view line)
 bool is_blank(std::string_view line)
 {
     return is_line_end(line.substr(std::min(line.find_first_not_of(' '), line.size() - 1)));
-}
-
-std::size_t distance(std::uint32_t from, std::uint32_t to)
-{
-    if (to < from || to - from > longest_head) {
-        throw bad_request("the offsets of Encapsulated can't be");
-    }
-    return to - from;
 }
 
 } // namespace
@@ -66,14 +57,14 @@ request_reader::progress request_reader::read(std::string& inbox)
 
 request_reader::progress request_reader::read_or_raise(std::string& inbox)
 {
-    if (!request_ && (!drop_end_mark(inbox) || !read_head(inbox))) {
+    if (!head_ && (!drop_end_mark(inbox) || !read_head(inbox))) {
         return progress::need_more;
-    }
-    if (request_->method() == icap::request_method::options) {
-        return progress::complete;
     }
     if (!heads_read_ && !read_encapsulated_heads(inbox)) {
         return progress::need_more;
+    }
+    if (head_->method == icap::request_method::options) {
+        return progress::complete;
     }
     return read_body(inbox);
 }
@@ -153,18 +144,16 @@ void request_reader::drop_blank_lines(std::string& inbox)
 /// Makes the request of a head that ends at `end`. Returns false if the grammar finds no whole head there.
 bool request_reader::parse_head(std::string& inbox, std::size_t end)
 {
-    icap::analyzer analyzer;
-    analyzer.enqueue(inbox.data(), inbox.data() + end);
-    auto message = analyzer.extract();
-    if (!message) {
+    std::size_t size = 0;
+    head_ = read_request_head(std::string_view(inbox).substr(0, end), size);
+    if (!head_) {
         return false;
     }
-    if (message->type() != icap::type_request) {
-        throw bad_request("not a request");
+    started_ = true;
+    if (head_->preview.value_or(0) > bounds_.max_preview && head_->method != icap::request_method::options) {
+        throw bad_request("the preview is too large");
     }
-    request_.reset(static_cast<icap::request_message*>(message.release()));
-    inbox.erase(0, end);
-    accept_head();
+    inbox.erase(0, size);
     return true;
 }
 
@@ -189,56 +178,45 @@ void request_reader::judge_first_line(const std::string& inbox)
     first_line_judged_ = lines_ != 0;
 }
 
-void request_reader::accept_head()
-{
-    started_ = true;
-    const icap::encapsulated_offsets offsets = request_->encapsulated();
-    if (offsets.opt_body != 0) {
-        throw bad_request("a body of OPTIONS is not served");
-    }
-    if (request_->method() == icap::request_method::options) {
-        return;
-    }
-    if (request_->preview_present() && request_->preview_size() > bounds_.max_preview) {
-        throw bad_request("the preview is too large");
-    }
-    const bool has_response = request_->method() == icap::request_method::respmod;
-    const bool body = has_response ? offsets.res_body != 0 : offsets.req_body != 0;
-    if ((has_response && offsets.res_hdr == 0) || body == (offsets.null_body != 0)) {
-        throw bad_request("Encapsulated doesn't fit the method");
-    }
-    const std::uint32_t end = !body          ? offsets.null_body_offset
-                              : has_response ? offsets.res_body_offset
-                                             : offsets.req_body_offset;
-    first_head_size_ = distance(offsets.req_hdr_offset, has_response ? offsets.res_hdr_offset : end);
-    second_head_size_ = has_response ? distance(offsets.res_hdr_offset, end) : 0;
-}
-
 bool request_reader::read_encapsulated_heads(std::string& inbox)
 {
-    const std::size_t size = first_head_size_ + second_head_size_;
+    const std::size_t size = head_->heads_size();
     if (inbox.size() < size) {
         return false;
     }
-    // Each head is passed to the message in one piece and must end at the offset that Encapsulated specifies.
-    const char* const begin = inbox.data();
-    request_->append(begin, begin + first_head_size_);
-    if (!request_->has_request() || request_->request().raw_head().size() != first_head_size_) {
-        throw bad_request("the encapsulated request doesn't end where Encapsulated says");
-    }
-    if (request_->method() == icap::request_method::respmod) {
-        request_->append(begin + first_head_size_, begin + size);
-        if (!request_->has_response() || request_->response().raw_head().size() != second_head_size_) {
-            throw bad_request("the encapsulated response doesn't end where Encapsulated says");
-        }
-    }
+    const std::string_view heads = std::string_view(inbox).substr(0, size);
+    framing_added_ = lacks_framing(*head_, heads);
+    request_ = make_request(*head_, heads);
     inbox.erase(0, size);
     heads_read_ = true;
+    if (head_->method == icap::request_method::options) {
+        return true;
+    }
     body_.emplace(*request_, bounds_.max_body);
+    settle_announced_length();
     if (request_->preview_present() && request_->preview_size() > 0) {
         normaliser_.emplace(request_->preview_size());
     }
     return true;
+}
+
+/// The length of a body may have blanks behind it, and more digits than the message reads.
+void request_reader::settle_announced_length()
+{
+    constexpr std::string_view name = "Content-Length";
+    const auto value = object().headers().get(name);
+    if (!head_->has_body || !value) {
+        return;
+    }
+    const std::string_view text(value->data(), value->size());
+    const std::string_view digits = text.substr(0, text.find_first_not_of("0123456789"));
+    std::uint32_t length = 0;
+    if (std::from_chars(digits.data(), digits.data() + digits.size(), length).ec == std::errc::result_out_of_range) {
+        throw bad_request("the object is too large", 413);
+    }
+    if (digits.size() != text.size() && text.find_first_not_of(" \t\r\n", digits.size()) == std::string_view::npos) {
+        object().headers().set(name, std::string(digits));
+    }
 }
 
 request_reader::progress request_reader::read_body(std::string& inbox)

@@ -2,6 +2,7 @@
 
 #include "service/body_reader.h"
 #include "service/preview_normaliser.h"
+#include "service/request_head.h"
 #include "tool/icap/request_message.h"
 
 #include <cstddef>
@@ -47,8 +48,17 @@ public:
     [[nodiscard]] bool started() const noexcept { return started_; }
     /// Returns true once all heads have been read, so that only bytes of the body can follow.
     [[nodiscard]] bool reads_body() const noexcept { return heads_read_; }
-    /// Returns the request once its head has been read, otherwise null. The reader keeps ownership.
+    /// Returns the request once its heads have been read, otherwise null. The reader keeps ownership.
     [[nodiscard]] icap::request_message* request() noexcept { return request_.get(); }
+    /// Returns the path of the request's URI, once the request is there.
+    [[nodiscard]] const std::string& path() const { return head_->path; }
+    /// Returns true if the peer takes a 204 in place of an object of any size.
+    [[nodiscard]] bool allows_204() const { return head_->allows_204; }
+    /// Returns false if the object has no body, whatever its head specifies.
+    [[nodiscard]] bool has_body() const { return head_->has_body; }
+    /// Returns true if the object was sent without the framing that its head would need. It has one, for this reader
+    /// only.
+    [[nodiscard]] bool framing_added() const noexcept { return framing_added_; }
     /// Returns the HTTP message to be judged: the request of a REQMOD, the response of a RESPMOD.
     [[nodiscard]] http::message& object() { return body_->object(); }
     /// Returns true if the request was accepted as complete before its end mark arrived. Only the end mark can follow.
@@ -62,14 +72,15 @@ private:
     void drop_blank_lines(std::string& inbox);
     bool parse_head(std::string& inbox, std::size_t end);
     void judge_first_line(const std::string& inbox);
-    void accept_head();
     bool read_encapsulated_heads(std::string& inbox);
     progress read_body(std::string& inbox);
     bool drop_end_mark(std::string& inbox);
+    void settle_announced_length();
     [[nodiscard]] bool padded();
     [[nodiscard]] bool announces_nothing();
 
     limits bounds_;
+    std::optional<request_head> head_;
     std::unique_ptr<icap::request_message> request_;
     std::optional<body_reader> body_;
     std::optional<preview_normaliser> normaliser_;
@@ -85,8 +96,7 @@ private:
     bool ended_early_ = false;
     bool started_ = false;
     bool continued_ = false;
-    std::size_t first_head_size_ = 0;  ///< of the encapsulated request
-    std::size_t second_head_size_ = 0; ///< of the encapsulated response
+    bool framing_added_ = false;
     bool heads_read_ = false;
 };
 

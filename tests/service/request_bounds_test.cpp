@@ -216,7 +216,7 @@ TEST(request_bounds, offsets_have_to_be_those_of_the_heads)
     expect_refused("REQMOD icap://h/webscan ICAP/1.0\r\n\r\n" + http + body, 400, "Encapsulated tag missed");
 }
 
-TEST(request_bounds, a_respmod_needs_both_heads)
+TEST(request_bounds, a_respmod_needs_no_head_but_those_it_announces)
 {
     const std::string response = test::object_head(1);
     const std::string body = "1\r\nx\r\n0\r\n\r\n";
@@ -226,8 +226,10 @@ TEST(request_bounds, a_respmod_needs_both_heads)
     const std::string first = std::to_string(http_request.size());
     const std::string both = std::to_string(http_request.size() + response.size());
     expect_taken(with("req-hdr=0, res-hdr=" + first + ", res-body=" + both, http_request + response));
-    expect_refused(with("res-hdr=0, res-body=" + std::to_string(response.size()), response), 400, "");
-    expect_refused(with("req-hdr=0, res-body=" + first, http_request), 400, "Encapsulated doesn't fit the method");
+    expect_taken(with("res-hdr=0, res-body=" + std::to_string(response.size()), response));
+    expect_taken(with("req-hdr=0, res-body=" + first, http_request));
+    expect_refused(with("res-hdr=0, res-body=" + first, http_request), 400,
+                   "the encapsulated response doesn't end where Encapsulated says");
     expect_refused(with("req-hdr=0, res-hdr=" + both + ", res-body=" + first, http_request + response), 400,
                    "the offsets of Encapsulated can't be");
     expect_refused(with("req-hdr=0, res-hdr=5, res-body=" + both, http_request + response), 400, "");
