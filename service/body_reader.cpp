@@ -128,7 +128,11 @@ std::size_t body_reader::read_payload(std::string_view bytes)
     http::message& stored = object();
     const std::uint64_t before = stored.body_size();
     give(piece);
-    const std::string_view left_out = piece.substr(static_cast<std::size_t>(stored.body_size() - before));
+    const auto kept = static_cast<std::size_t>(stored.body_size() - before);
+    if (scan_) {
+        scan_->feed(piece.substr(0, kept));
+    }
+    const std::string_view left_out = piece.substr(kept);
     const bool padding = in_preview_ && left_out.find_first_not_of('\0') == std::string_view::npos;
     if (!left_out.empty() && !padding) {
         throw bad_request("the body is longer than its head says");

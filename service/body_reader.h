@@ -1,10 +1,12 @@
 #pragma once
 
+#include "service/early_scan.h"
 #include "tool/http/message.h"
 #include "tool/icap/request_message.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -28,6 +30,10 @@ public:
     [[nodiscard]] bool at_end() const noexcept { return state_ == state::end; }
     /// Continues reading after a preview.
     void continue_behind_preview();
+    /// Passes the bytes of the object to a scan, too. Called before the first of them.
+    void scan_with(std::unique_ptr<early_scan> scan) { scan_ = std::move(scan); }
+    /// Returns the scan of the whole object; null if there is none.
+    [[nodiscard]] early_scan* scan() const noexcept { return scan_.get(); }
 
     /// Returns the HTTP message that contains the body.
     [[nodiscard]] http::message& object();
@@ -47,6 +53,7 @@ private:
     void give(std::string_view bytes);
 
     icap::request_message& request_;
+    std::unique_ptr<early_scan> scan_;
     std::uint64_t max_body_;
     state state_ = state::line;
     bool in_preview_;

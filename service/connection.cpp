@@ -108,8 +108,17 @@ void connection::list_as_idle(bool idle)
 void connection::begin_request(bool end_mark_may_lead)
 {
     const request_reader::limits bounds{services_.settings.max_body, services_.settings.max_preview};
-    reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead);
+    reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead,
+                                               [this](std::uint64_t size) { return scan_early(size); });
     pace_.restart();
+}
+
+std::unique_ptr<early_scan> connection::scan_early(std::uint64_t size) const
+{
+    if (!services_.engine->is_quick(size)) {
+        return nullptr;
+    }
+    return std::make_unique<early_scan>(services_.engine->begin({{}, size}, {}));
 }
 
 /// Processes the bytes received so far, until more input is needed or a response is due.

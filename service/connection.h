@@ -66,6 +66,8 @@ private:
     };
 
     void begin_request(bool end_mark_may_lead);
+    /// Begins a scan while the object arrives, if the engine never waits.
+    [[nodiscard]] std::unique_ptr<early_scan> scan_early(std::uint64_t size) const;
     void advance();
     void read_more();
     void expect_request();

@@ -33,7 +33,9 @@ void judgement::run()
 reply_maker::reply judgement::make_reply(request_reader& object)
 {
     http::message& message = object.object();
-    verdict outcome = scan(*services_.engine, {name_, message.body_size()}, message.body(), stop_.get_token());
+    verdict outcome = object.scan() != nullptr
+                          ? object.scan()->finish(message.body())
+                          : scan(*services_.engine, {name_, message.body_size()}, message.body(), stop_.get_token());
     if (!stop_.stop_requested()) {
         log_verdict(owner_, name_, outcome);
     }

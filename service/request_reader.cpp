@@ -35,8 +35,9 @@ bool is_blank(std::string_view line)
 
 } // namespace
 
-request_reader::request_reader(const limits& bounds, bool end_mark_may_lead)
+request_reader::request_reader(const limits& bounds, bool end_mark_may_lead, scan_starter start_scan)
     : bounds_(bounds)
+    , start_scan_(std::move(start_scan))
     , end_mark_may_lead_(end_mark_may_lead)
 {}
 
@@ -194,6 +195,7 @@ bool request_reader::read_encapsulated_heads(std::string& inbox)
     }
     body_.emplace(*request_, bounds_.max_body);
     settle_announced_length();
+    begin_scan();
     if (request_->preview_present() && request_->preview_size() > 0) {
         normaliser_.emplace(request_->preview_size());
     }
@@ -262,11 +264,33 @@ bool request_reader::padded()
 /// such a body.
 bool request_reader::announces_nothing()
 {
-    if (request_->preview_present() || dynamic_cast<http::generic_message*>(&object()) == nullptr) {
-        return false;
+    return !request_->preview_present() && announced_length() == 0U;
+}
+
+/// Returns the length that the object's head specifies.
+std::optional<std::uint64_t> request_reader::announced_length()
+{
+    if (dynamic_cast<http::generic_message*>(&object()) == nullptr) {
+        return std::nullopt;
     }
-    const auto length = object().headers().get("Content-Length");
-    return length && std::string_view(length->data(), length->size()) == "0";
+    const auto value = object().headers().get("Content-Length");
+    std::uint64_t length = 0;
+    if (!value || value->empty()) {
+        return std::nullopt;
+    }
+    const char* const end = value->data() + value->size();
+    const auto [stop, error] = std::from_chars(value->data(), end, length);
+    return error == std::errc{} && stop == end ? std::optional(length) : std::nullopt;
+}
+
+void request_reader::begin_scan()
+{
+    if (!start_scan_ || request_->encapsulated().null_body != 0) {
+        return;
+    }
+    if (const auto length = announced_length()) {
+        body_->scan_with(start_scan_(*length));
+    }
 }
 
 void request_reader::continue_behind_preview()

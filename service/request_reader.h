@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +26,10 @@ public:
         std::uint64_t max_preview = 0;
     };
 
+    /// Begins a scan of an object of that size in bytes, which is fed as the object arrives; returns null if the object
+    /// is to be scanned when it is complete. May be empty.
+    using scan_starter = std::function<std::unique_ptr<early_scan>(std::uint64_t size)>;
+
     enum class progress
     {
         need_more,     ///< all bytes were consumed and the request is incomplete
@@ -33,7 +38,7 @@ public:
     };
 
     /// `end_mark_may_lead`: the previous request was accepted as complete before its end mark, which may still arrive.
-    explicit request_reader(const limits& bounds, bool end_mark_may_lead = false);
+    explicit request_reader(const limits& bounds, bool end_mark_may_lead = false, scan_starter start_scan = {});
     request_reader(const request_reader&) = delete;
     request_reader& operator=(const request_reader&) = delete;
 
@@ -61,6 +66,8 @@ public:
     [[nodiscard]] bool framing_added() const noexcept { return framing_added_; }
     /// Returns the HTTP message to be judged: the request of a REQMOD, the response of a RESPMOD.
     [[nodiscard]] http::message& object() { return body_->object(); }
+    /// Returns the scan that was fed with the whole object; null if there is none.
+    [[nodiscard]] early_scan* scan() const noexcept { return body_ ? body_->scan() : nullptr; }
     /// Returns true if the request was accepted as complete before its end mark arrived. Only the end mark can follow.
     [[nodiscard]] bool ended_early() const noexcept { return ended_early_; }
     /// Returns true if only a preview was read. The response may then be 204 whether or not the peer allows it.
@@ -78,8 +85,11 @@ private:
     void settle_announced_length();
     [[nodiscard]] bool padded();
     [[nodiscard]] bool announces_nothing();
+    [[nodiscard]] std::optional<std::uint64_t> announced_length();
+    void begin_scan();
 
     limits bounds_;
+    scan_starter start_scan_;
     std::optional<request_head> head_;
     std::unique_ptr<icap::request_message> request_;
     std::optional<body_reader> body_;
