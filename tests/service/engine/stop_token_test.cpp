@@ -123,7 +123,7 @@ TEST(stop_callback, may_end_the_source)
 // here.
 TEST(stop_callback, waits_at_its_end_for_a_call_under_way_and_no_longer)
 {
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 400; ++round) {
         stop_source source;
         std::atomic<bool> entered{false};
         std::atomic<bool> running{false};
