@@ -1,5 +1,7 @@
 #include "service/command_line.h"
 
+#include "service/log.h"
+
 #include <CLI/CLI.hpp>
 
 #include <chrono>
@@ -32,8 +34,12 @@ With --hold-presence it also shows that it runs, as the product's service does: 
 asking the product for settings. Needs the local system's account on Windows; elsewhere root shows it to everyone, in
 /run/postwarden, and a user to his own programs, below XDG_RUNTIME_DIR.
 
+Each option from --port on may also come from the environment (POSTWARDEN_SERVICE_ and the option in upper case, with _
+for -) or from the file of --config ("port = 1345", "uri = webscan"). The command line takes precedence over the
+environment, and that over the file.
+
 Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it. Exit status: 0 ended by a signal, 1 could not run, 2 the
-command line is wrong.)";
+command line, the environment or the file is wrong.)";
 
 /// A time in seconds, of at least `least`.
 void add_time(CLI::App& app, const char* name, milliseconds& target, double least, const char* help)
@@ -114,11 +120,29 @@ void add_log_options(CLI::App& app, command_line& values)
         ->check(CLI::Range(std::uint32_t{0}, most_level));
 }
 
+/// Options of the command line only. The file may also come from the environment.
+void add_configuration_options(CLI::App& app, command_line& values)
+{
+    app.add_option("--config", values.config_file, "Read further options from a file")
+        ->type_name("FILE")
+        ->configurable(false);
+    app.add_flag("--check-config", values.check_config, "Only verify all options")->configurable(false);
+    app.add_flag("--print-config", values.print_config,
+                 "Only print all options and where they come from, in the form of a file")
+        ->configurable(false);
+}
+
 } // namespace
+
+std::uint32_t effective_log_level(const command_line& values)
+{
+    return values.log_level.value_or(values.log_file.empty() ? logging::priority::error : logging::priority::course);
+}
 
 void add_options(CLI::App& app, command_line& values)
 {
     values.server.probe_interval = usual_probe_interval;
+    add_configuration_options(app, values);
     add_service_options(app, values.server);
     add_limits(app, values);
     add_times(app, values.server);

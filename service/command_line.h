@@ -20,7 +20,13 @@ struct command_line
     std::string log_file;                                ///< UTF-8; empty: no file
     std::optional<std::uint32_t> log_level;
     bool hold_presence = false;
+    std::string config_file; ///< empty: none
+    bool check_config = false;
+    bool print_config = false;
 };
+
+/// Returns the level of the log: the one that was specified, else that of a file, or of standard error.
+[[nodiscard]] std::uint32_t effective_log_level(const command_line& values);
 
 /// Adds all options of the program to `app`, which stores their values in `values`. Both must exist while the command
 /// line is parsed. The text of `--help` is part of this function; docs/service.md describes the options.

@@ -1,4 +1,5 @@
 #include "service/command_line.h"
+#include "service/configuration/configuration.h"
 #include "service/descriptors.h"
 #include "service/kept_memory.h"
 #include "service/log.h"
@@ -16,6 +17,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -55,6 +57,39 @@ void serve(const service::server_options& settings, bool show_presence)
 
 } // namespace
 
+namespace {
+
+/// Prints what the options that only look at the configuration ask for. Returns the exit status.
+int look_at(const service::configuration& read)
+{
+    if (!read.values.check_config) {
+        std::cout << service::printed(read);
+        return 0;
+    }
+    const std::vector<std::string> problems = service::check(read.values);
+    for (const std::string& problem : problems) {
+        (void)complain(problem, usage_error);
+    }
+    if (!problems.empty()) {
+        return usage_error;
+    }
+    std::cout << "the configuration is valid\n";
+    return 0;
+}
+
+int run(const service::configuration& read)
+{
+    service::command_line values = read.values;
+    // A service that runs without any option says at least what goes wrong.
+    const logging::scoped_output log(values.log_file, service::effective_log_level(values));
+    limit_connections(values.server);
+    service::keep_in_memory(values.memory_body);
+    serve(values.server, values.hold_presence);
+    return 0;
+}
+
+} // namespace
+
 int main(int count, char** arguments)
 {
     CLI::App app("A local ICAP/1.0 scanning service for postwarden.", "postwarden-service");
@@ -63,22 +98,19 @@ int main(int count, char** arguments)
     app.set_version_flag("--version", "postwarden-service " POSTWARDEN_VERSION);
     try {
         app.parse(count, arguments);
+        const service::configuration_reader reader({arguments + 1, arguments + count}, service::variable_of_process);
+        const service::configuration read = reader.read();
+        return values.check_config || values.print_config ? look_at(read) : run(read);
     } catch (const CLI::ParseError& problem) {
         if (problem.get_exit_code() == 0) {
             return app.exit(problem);
         }
         return complain(std::string(problem.what()) + " (--help tells the options)", usage_error);
-    }
-    try {
-        // A service that runs without any option says at least what goes wrong.
-        if (values.log_file.empty() && !values.log_level) {
-            values.log_level = logging::priority::error;
+    } catch (const service::configuration_error& wrong) {
+        for (const std::string& problem : wrong.problems()) {
+            (void)complain(problem, usage_error);
         }
-        const logging::scoped_output log(values.log_file, values.log_level);
-        limit_connections(values.server);
-        service::keep_in_memory(values.memory_body);
-        serve(values.server, values.hold_presence);
-        return 0;
+        return usage_error;
     } catch (const std::invalid_argument& problem) {
         return complain(problem.what(), usage_error);
     } catch (const std::exception& problem) {
