@@ -38,7 +38,7 @@ Each option from --port on may also come from the environment (POSTWARDEN_SERVIC
 for -) or from the file of --config ("port = 1345", "uri = webscan"). The command line takes precedence over the
 environment, and that over the file.
 
-Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it. Exit status: 0 ended by a signal, 1 could not run, 2 the
+Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it; SIGHUP makes it read its options again. Exit status: 0 ended by a signal, 1 could not run, 2 the
 command line, the environment or the file is wrong.)";
 
 /// A time in seconds, of at least `least`.

@@ -35,7 +35,8 @@ connection::connection(socket peer, connection_services& services, end_handler e
     : socket_(std::move(peer))
     , timer_(socket_.get_executor())
     , services_(services)
-    , pace_(services.settings)
+    , settings_(services.settings.get())
+    , pace_(settings_->options)
     , ended_(std::move(ended))
 {
     error_code ignored;
@@ -61,7 +62,7 @@ void connection::report_end()
 void connection::start()
 {
     asio::dispatch(socket_.get_executor(), [self = shared_from_this()] {
-        self->begin_request(false);
+        self->begin_request();
         self->advance();
     });
 }
@@ -70,7 +71,7 @@ void connection::refuse()
 {
     asio::dispatch(socket_.get_executor(), [self = shared_from_this()] {
         LOG_LINE(service_log(), 200, "connection(" << self.get() << ") refused: too many connections");
-        self->answer(self->services_.replies.bare(self->services_.tag.current(), unavailable, true),
+        self->answer(self->settings_->replies.bare(self->settings_->engine->tag.current(), unavailable, true),
                      after_write::close);
     });
 }
@@ -78,6 +79,16 @@ void connection::refuse()
 void connection::close()
 {
     asio::post(socket_.get_executor(), [self = shared_from_this()] { self->end("the server stops"); });
+}
+
+void connection::settings_changed()
+{
+    asio::post(socket_.get_executor(), [self = shared_from_this()] {
+        if (!self->closed_ && self->waits_for_request() && !self->services_.settings.is_current(self->settings_)) {
+            self->begin_request();
+            self->expect_request();
+        }
+    });
 }
 
 void connection::give_way(std::function<void(bool)> decided)
@@ -105,20 +116,24 @@ void connection::list_as_idle(bool idle)
     }
 }
 
-void connection::begin_request(bool end_mark_may_lead)
+void connection::begin_request()
 {
-    const request_reader::limits bounds{services_.settings.max_body, services_.settings.max_preview};
-    reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead,
+    if (!services_.settings.is_current(settings_)) {
+        settings_ = services_.settings.get();
+        pace_.follow(settings_->options);
+    }
+    const request_reader::limits bounds{settings_->options.max_body, settings_->options.max_preview};
+    reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead_,
                                                [this](std::uint64_t size) { return scan_early(size); });
     pace_.restart();
 }
 
 std::unique_ptr<early_scan> connection::scan_early(std::uint64_t size) const
 {
-    if (!services_.engine->is_quick(size)) {
+    if (!settings_->engine->engine->is_quick(size)) {
         return nullptr;
     }
-    return std::make_unique<early_scan>(services_.engine->begin({{}, size}, {}));
+    return std::make_unique<early_scan>(settings_->engine->engine->begin({{}, size}, {}));
 }
 
 /// Processes the bytes received so far, until more input is needed or a response is due.
@@ -130,7 +145,8 @@ void connection::advance()
             read_more();
             break;
         case progress::preview_ended:
-            answer(services_.replies.bare(services_.tag.current(), continue_status), after_write::behind_preview);
+            answer(settings_->replies.bare(settings_->engine->tag.current(), continue_status),
+                   after_write::behind_preview);
             break;
         case progress::complete:
             respond();
@@ -160,14 +176,14 @@ void connection::read_more()
 void connection::expect_request()
 {
     if (!reader_->started()) {
-        expect_within(services_.settings.idle_timeout, &connection::peer_stalls);
+        expect_within(settings_->options.idle_timeout, &connection::peer_stalls);
         return;
     }
     const auto part = reader_->reads_body() ? sending_pace::part::body : sending_pace::part::head;
     const auto now = sending_pace::clock::now();
     error_code ignored;
     const auto check = pace_.next_check(part, now, [&] { return socket_.available(ignored); });
-    const auto stall = services_.settings.stall_timeout;
+    const auto stall = settings_->options.stall_timeout;
     if (!check) {
         end("the peer sends too slowly");
     } else if (stall.count() != 0 && stall < *check - now) {
@@ -216,6 +232,9 @@ void connection::receive()
     if (room == 0) {
         return;
     }
+    if (waits_for_request() && !services_.settings.is_current(settings_)) {
+        begin_request();
+    }
     std::array<char, block_size> block;
     error_code error;
     const std::size_t count = socket_.read_some(asio::buffer(block.data(), room), error);
@@ -233,7 +252,7 @@ void connection::receive()
 /// A peer that has only ended its sending still takes its response, but cannot be told apart from one that has gone.
 void connection::peer_ended()
 {
-    const auto limit = services_.settings.leave_timeout;
+    const auto limit = settings_->options.leave_timeout;
     if (limit.count() != 0 && due_ - clock::now() > limit) {
         expect_within(limit, &connection::peer_has_gone);
     }
@@ -244,11 +263,11 @@ void connection::linger()
     phase_ = phase::end;
     error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    if (services_.settings.linger_timeout.count() == 0) {
+    if (settings_->options.linger_timeout.count() == 0) {
         end("the answer was the last");
         return;
     }
-    expect_within(services_.settings.linger_timeout, &connection::peer_stalls);
+    expect_within(settings_->options.linger_timeout, &connection::peer_stalls);
     await_input();
 }
 

@@ -41,6 +41,8 @@ public:
     void refuse();
     /// Closes the connection. Thread-safe.
     void close();
+    /// Applies other settings to the wait for a request, if no request has begun. Thread-safe.
+    void settings_changed();
     /// Closes the connection, which was taken from the idle ones, to make room for another, unless a request has begun
     /// meanwhile. Calls `decided` with true if it is closed. Thread-safe.
     void give_way(std::function<void(bool)> decided);
@@ -65,7 +67,7 @@ private:
         close
     };
 
-    void begin_request(bool end_mark_may_lead);
+    void begin_request();
     /// Begins a scan while the object arrives, if the engine never waits.
     [[nodiscard]] std::unique_ptr<early_scan> scan_early(std::uint64_t size) const;
     void advance();
@@ -76,6 +78,7 @@ private:
     void receive();
     void drop_what_comes();
     void peer_ended();
+    [[nodiscard]] bool waits_for_request() const { return phase_ == phase::request && reader_ && !reader_->started(); }
     void list_as_idle(bool idle);
     void report_end();
     /// Obtains the response to the request that was read.
@@ -119,6 +122,7 @@ private:
     clock::time_point armed_ = clock::time_point::max(); ///< when the timer expires, which may be earlier
     expiry_handler late_ = nullptr;
     connection_services& services_;
+    settings_pointer settings_; ///< of the request that has begun, or is awaited
     sending_pace pace_;
     end_handler ended_;
     std::string inbox_;

@@ -39,7 +39,7 @@ void connection::respond()
     close_after_ = request.connection_close();
     end_mark_may_lead_ = reader_->ended_early();
     if (reader_->path() != services_.path) {
-        answer_request(services_.replies.bare(services_.tag.current(), not_found));
+        answer_request(settings_->replies.bare(settings_->engine->tag.current(), not_found));
     } else if (request.method() == icap::request_method::options || is_health_question(request)) {
         await_probe();
     } else {
@@ -49,7 +49,7 @@ void connection::respond()
 
 void connection::judge()
 {
-    if (services_.engine->is_quick(reader_->object().body_size())) {
+    if (settings_->engine->engine->is_quick(reader_->object().body_size())) {
         judge_at_once();
         return;
     }
@@ -64,9 +64,9 @@ void connection::judge()
                        self->judged(turn, std::move(*reply), std::move(*request));
                    });
     };
-    judgement_ = std::make_shared<judgement>(std::move(reader_), services_, this, std::move(done));
+    judgement_ = std::make_shared<judgement>(std::move(reader_), settings_, this, std::move(done));
     scan_place_ = services_.scanners.submit(judgement_);
-    expect_within(services_.settings.scan_timeout, &connection::scan_takes_too_long);
+    expect_within(settings_->options.scan_timeout, &connection::scan_takes_too_long);
     await_input();
 }
 
@@ -74,7 +74,7 @@ void connection::judge()
 void connection::judge_at_once()
 {
     reply_maker::reply reply;
-    judgement(std::move(reader_), services_, this, [&](reply_maker::reply made, judgement::request request) {
+    judgement(std::move(reader_), settings_, this, [&](reply_maker::reply made, judgement::request request) {
         reply = std::move(made);
         reader_ = std::move(request);
     }).run();
@@ -115,15 +115,15 @@ void connection::scan_takes_too_long()
     const std::string name = judgement_->name();
     abandon();
     log_verdict(this, name,
-                error_verdict{"no verdict within " + std::to_string(services_.settings.scan_timeout.count()) + " ms"});
-    answer_request(services_.replies.bare(services_.tag.current(), server_error));
+                error_verdict{"no verdict within " + std::to_string(settings_->options.scan_timeout.count()) + " ms"});
+    answer_request(settings_->replies.bare(settings_->engine->tag.current(), server_error));
 }
 
 void connection::await_probe()
 {
     expect_within(engine_watch::patience, &connection::probed);
     await_input();
-    services_.watch.refresh([weak = weak_from_this(), turn = ++turn_] {
+    settings_->engine->watch.refresh([weak = weak_from_this(), turn = ++turn_] {
         if (const auto self = weak.lock()) {
             asio::post(self->socket_.get_executor(), [self, turn] {
                 if (!self->closed_ && turn == self->turn_) {
@@ -140,7 +140,7 @@ void connection::probed()
     ++turn_;
     try {
         const bool options = reader_->request()->method() == icap::request_method::options;
-        answer_request(options ? services_.replies.options(services_.tag.current()) : health());
+        answer_request(options ? settings_->replies.options(settings_->engine->tag.current()) : health());
     } catch (const std::exception& problem) {
         answer_bad_request(problem.what(), server_error);
     }
@@ -150,11 +150,11 @@ reply_maker::reply connection::health()
 {
     const std::string name = object_name(*reader_);
     verdict outcome = clean_verdict{};
-    if (std::string fault = services_.tag.state().fault; !fault.empty()) {
+    if (std::string fault = settings_->engine->tag.state().fault; !fault.empty()) {
         outcome = error_verdict{std::move(fault)};
     }
     log_verdict(this, name, outcome);
-    return services_.replies.judged(services_.tag.current(), *reader_, std::move(outcome), name);
+    return settings_->replies.judged(settings_->engine->tag.current(), *reader_, std::move(outcome), name);
 }
 
 void connection::answer_request(reply_maker::reply reply)
@@ -170,7 +170,7 @@ void connection::answer_bad_request(const std::string& why, std::uint32_t status
 {
     LOG_LINE(service_log(), 200, "connection(" << this << ") answers " << status << ": " << why);
     try {
-        answer(services_.replies.bare(services_.tag.current(), status, true), after_write::close);
+        answer(settings_->replies.bare(settings_->engine->tag.current(), status, true), after_write::close);
     } catch (const std::exception&) {
         end("no answer could be made");
     }
@@ -208,7 +208,7 @@ void connection::write_more()
             break;
         }
     }
-    expect_within(services_.settings.stall_timeout, &connection::peer_stalls);
+    expect_within(settings_->options.stall_timeout, &connection::peer_stalls);
     asio::async_write(socket_, asio::buffer(outbox_),
                       [self = shared_from_this()](const error_code& error, std::size_t) {
                           if (error) {
@@ -273,7 +273,7 @@ void connection::written()
             reader_->continue_behind_preview();
             pace_.restart();
         } else {
-            begin_request(end_mark_may_lead_);
+            begin_request();
         }
     } catch (const std::exception& problem) {
         end(problem.what());

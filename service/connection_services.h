@@ -1,14 +1,9 @@
 #pragma once
 
-#include "service/engine/scan_engine.h"
-#include "service/engine_watch.h"
 #include "service/idle_connections.h"
-#include "service/istag.h"
-#include "service/reply_maker.h"
 #include "service/scan_queue.h"
-#include "service/scan_server.h"
+#include "service/settings_in_force.h"
 
-#include <memory>
 #include <string>
 
 namespace service {
@@ -16,12 +11,8 @@ namespace service {
 /// Objects shared by all connections of one server. They outlive the connections.
 struct connection_services
 {
-    const server_options& settings;
+    const current_settings& settings;
     std::string path; ///< of the service's URI, with its leading "/"
-    reply_maker replies;
-    std::shared_ptr<scan_engine> engine;
-    service::istag& tag;
-    engine_watch& watch;
     scan_queue& scanners;
     idle_connections& idle;
 };

@@ -61,7 +61,7 @@ void engine_watch::refresh(handler done)
     {
         const std::lock_guard guard(lock_);
         const bool late = begun_ && clock::now() - *begun_ >= patience;
-        if (!late && (on_request() || !probed_)) {
+        if (!stopped_ && !late && (on_request() || !probed_)) {
             waiting_.push_back(std::move(done));
             changed_.notify_all();
             return;

@@ -35,7 +35,7 @@ public:
     void stop();
     /// Calls `done` once the state of the engine is known. With an interval that is after the first probe, and then at
     /// once; without one, after a probe that begins after this call. Calls it at once if a probe has been under way for
-    /// longer than `patience`.
+    /// longer than `patience`, and after stop().
     void refresh(handler done);
 
 private:

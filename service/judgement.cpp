@@ -9,9 +9,9 @@
 
 namespace service {
 
-judgement::judgement(request object, const connection_services& services, const void* owner, handler done)
+judgement::judgement(request object, settings_pointer settings, const void* owner, handler done)
     : object_(std::move(object))
-    , services_(services)
+    , settings_(std::move(settings))
     , owner_(owner)
     , done_(std::move(done))
     , name_(object_name(*object_))
@@ -33,13 +33,13 @@ void judgement::run()
 reply_maker::reply judgement::make_reply(request_reader& object)
 {
     http::message& message = object.object();
-    verdict outcome = object.scan() != nullptr
-                          ? object.scan()->finish(message.body())
-                          : scan(*services_.engine, {name_, message.body_size()}, message.body(), stop_.get_token());
+    verdict outcome = object.scan() != nullptr ? object.scan()->finish(message.body())
+                                               : scan(*settings_->engine->engine, {name_, message.body_size()},
+                                                      message.body(), stop_.get_token());
     if (!stop_.stop_requested()) {
         log_verdict(owner_, name_, outcome);
     }
-    return services_.replies.judged(services_.tag.current(), object, std::move(outcome), name_);
+    return settings_->replies.judged(settings_->engine->tag.current(), object, std::move(outcome), name_);
 }
 
 void log_verdict(const void* owner, const std::string& name, const verdict& outcome)

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "service/connection_services.h"
 #include "service/engine/stop.h"
 #include "service/reply_maker.h"
 #include "service/request_reader.h"
+#include "service/settings_in_force.h"
 
 #include <functional>
 #include <memory>
@@ -22,7 +22,7 @@ public:
 
     /// `owner` identifies the connection in the log. `done` is called on the scanner thread and destroyed with the
     /// judging.
-    judgement(request object, const connection_services& services, const void* owner, handler done);
+    judgement(request object, settings_pointer settings, const void* owner, handler done);
 
     /// Returns the name of the object, for the log.
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
@@ -35,7 +35,7 @@ private:
     reply_maker::reply make_reply(request_reader& object);
 
     request object_;
-    const connection_services& services_;
+    settings_pointer settings_;
     const void* owner_;
     handler done_;
     std::string name_;

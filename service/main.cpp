@@ -1,9 +1,11 @@
 #include "service/command_line.h"
 #include "service/configuration/configuration.h"
+#include "service/configuration/reloader.h"
 #include "service/descriptors.h"
 #include "service/kept_memory.h"
 #include "service/log.h"
 #include "service/presence/hold_presence.h"
+#include "service/reload_signal.h"
 #include "service/scan_server.h"
 #include "service/scoped_output.h"
 
@@ -13,6 +15,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -41,14 +44,35 @@ void limit_connections(service::server_options& settings)
     }
 }
 
-/// Serves until a signal arrives.
-void serve(const service::server_options& settings, bool show_presence)
+/// Calls `reload` for each signal that asks for it, and returns from the wait at any other.
+void await_signals(boost::asio::signal_set& awaited, const std::function<void()>& reload)
 {
-    const auto presence = show_presence ? presence::hold_presence() : nullptr;
+    awaited.async_wait([&awaited, &reload](const boost::system::error_code& error, int signal) {
+        if (!error && signal == service::reload_signal()) {
+            reload();
+            await_signals(awaited, reload);
+        }
+    });
+}
+
+/// Serves until a signal arrives.
+void serve(const service::configuration_reader& reader, const service::configuration& read)
+{
+    service::server_options settings = read.values.server;
+    auto log =
+        std::make_unique<logging::scoped_output>(read.values.log_file, service::effective_log_level(read.values));
+    limit_connections(settings);
+    service::keep_in_memory(read.values.memory_body);
+    const auto presence = read.values.hold_presence ? presence::hold_presence() : nullptr;
     service::scan_server server(settings);
+    service::reloader reloader(reader, read, limit_connections, server, log);
     boost::asio::io_context signals;
     boost::asio::signal_set awaited(signals, SIGINT, SIGTERM);
-    awaited.async_wait([](const boost::system::error_code&, int) {});
+    if (const auto reload = service::reload_signal()) {
+        awaited.add(*reload);
+    }
+    const std::function<void()> reload = [&reloader] { reloader.reload(); };
+    await_signals(awaited, reload);
     server.start();
     std::cout << "listening on 127.0.0.1:" << server.port() << std::endl; // the parent process waits for this line
     signals.run();
@@ -77,17 +101,6 @@ int look_at(const service::configuration& read)
     return 0;
 }
 
-int run(const service::configuration& read)
-{
-    service::command_line values = read.values;
-    // A service that runs without any option says at least what goes wrong.
-    const logging::scoped_output log(values.log_file, service::effective_log_level(values));
-    limit_connections(values.server);
-    service::keep_in_memory(values.memory_body);
-    serve(values.server, values.hold_presence);
-    return 0;
-}
-
 } // namespace
 
 int main(int count, char** arguments)
@@ -100,7 +113,11 @@ int main(int count, char** arguments)
         app.parse(count, arguments);
         const service::configuration_reader reader({arguments + 1, arguments + count}, service::variable_of_process);
         const service::configuration read = reader.read();
-        return values.check_config || values.print_config ? look_at(read) : run(read);
+        if (values.check_config || values.print_config) {
+            return look_at(read);
+        }
+        serve(reader, read);
+        return 0;
     } catch (const CLI::ParseError& problem) {
         if (problem.get_exit_code() == 0) {
             return app.exit(problem);

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <future>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -44,6 +46,31 @@ std::string path_of(const std::string& uri)
     return path;
 }
 
+std::shared_ptr<scan_engine> engine_of(const server_options& settings)
+{
+    return settings.custom_engine ? settings.custom_engine : make_engine(settings.engine);
+}
+
+bool has_same_engine(const server_options& one, const server_options& other)
+{
+    return one.custom_engine == other.custom_engine && (one.custom_engine || one.engine == other.engine);
+}
+
+settings_pointer in_force(server_options settings, std::shared_ptr<engine_in_use> engine)
+{
+    reply_maker replies(settings.preview);
+    return std::make_shared<settings_in_force>(
+        settings_in_force{std::move(settings), std::move(replies), std::move(engine)});
+}
+
+/// Waits until the first probe of an engine has ended, but not longer than a request would.
+void wait_for_probe(engine_watch& watch)
+{
+    const auto probed = std::make_shared<std::promise<void>>();
+    watch.refresh([probed] { probed->set_value(); });
+    (void)probed->get_future().wait_for(engine_watch::patience);
+}
+
 } // namespace
 
 class scan_server::implementation
@@ -57,18 +84,20 @@ class scan_server::implementation
 
 public:
     explicit implementation(options settings)
-        : settings_(std::move(settings))
-        , path_(path_of(settings_.uri))
-        , engine_(settings_.custom_engine ? settings_.custom_engine : make_engine(settings_.engine))
-        , loops_(make_loops(settings_.io_threads))
+        : path_(path_of(settings.uri))
+        , loops_(make_loops(settings.io_threads))
         , acceptor_(first_loop())
         , pause_(first_loop())
-    {}
+    {
+        auto engine = std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval);
+        settings_.exchange(in_force(std::move(settings), std::move(engine)));
+    }
     implementation(const implementation&) = delete;
     implementation& operator=(const implementation&) = delete;
     ~implementation() { stop(); }
 
     void start();
+    void reconfigure(options settings);
     void stop();
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
     [[nodiscard]] std::size_t connections() const noexcept { return served_ + refused_; }
@@ -86,11 +115,8 @@ private:
     std::shared_ptr<connection> open(connection::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
 
-    options settings_;
+    current_settings settings_;
     std::string path_;
-    std::shared_ptr<scan_engine> engine_;
-    stop_source stop_;
-    istag tag_{engine_, stop_.get_token()};
     std::atomic<std::uint16_t> port_{0};
     std::atomic<std::size_t> served_{0};  ///< open connections
     std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
@@ -103,7 +129,6 @@ private:
     std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
 
-    engine_watch watch_{tag_, settings_.probe_interval};
     std::unique_ptr<scan_queue> scanners_;
     std::unique_ptr<connection_services> services_;
     std::vector<std::thread> threads_;
@@ -121,7 +146,7 @@ scan_server::implementation::make_loops(std::size_t count)
 
 void scan_server::implementation::listen()
 {
-    const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), settings_.port);
+    const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), settings_.get()->options.port);
     try {
         acceptor_.open(endpoint.protocol());
         reuse_port_of_ended_connections(acceptor_);
@@ -131,7 +156,7 @@ void scan_server::implementation::listen()
     } catch (const boost::system::system_error& failure) {
         error_code ignored;
         acceptor_.close(ignored);
-        throw std::system_error(failure.code(), "port " + std::to_string(settings_.port));
+        throw std::system_error(failure.code(), "port " + std::to_string(settings_.get()->options.port));
     }
 }
 
@@ -141,10 +166,10 @@ void scan_server::implementation::start()
         throw std::logic_error("the server was started before");
     }
     listen();
-    scanners_ = std::make_unique<scan_queue>(std::max<std::size_t>(settings_.scan_threads, 1));
-    services_ = std::make_unique<connection_services>(connection_services{
-        settings_, path_, reply_maker(settings_.preview), engine_, tag_, watch_, *scanners_, idle_});
-    watch_.start();
+    const settings_pointer settings = settings_.get();
+    scanners_ = std::make_unique<scan_queue>(std::max<std::size_t>(settings->options.scan_threads, 1));
+    services_ = std::make_unique<connection_services>(connection_services{settings_, path_, *scanners_, idle_});
+    settings->engine->watch.start();
     asio::post(first_loop(), [this] { accept(); });
     for (const auto& one : loops_) {
         threads_.emplace_back([this, &io = one->io] { run(io); });
@@ -197,7 +222,7 @@ void scan_server::implementation::accepted(const std::shared_ptr<connection::soc
     if (closed_) {
         return;
     }
-    if (served_ < settings_.max_connections) {
+    if (served_ < settings_.get()->options.max_connections) {
         admit(std::move(*peer));
         return;
     }
@@ -249,14 +274,46 @@ void scan_server::implementation::close_all()
     }
 }
 
+void scan_server::implementation::reconfigure(options settings)
+{
+    if (!services_) {
+        throw std::logic_error("the server was not started");
+    }
+    const settings_pointer before = settings_.get();
+    settings.port = before->options.port;
+    settings.uri = before->options.uri;
+    settings.io_threads = before->options.io_threads;
+    settings.scan_threads = before->options.scan_threads;
+    auto engine = before->engine;
+    const bool same = has_same_engine(before->options, settings);
+    if (!same || before->options.probe_interval != settings.probe_interval) {
+        engine = std::make_shared<engine_in_use>(same ? engine->engine : engine_of(settings), settings.probe_interval);
+    }
+    auto changed = in_force(std::move(settings), engine); // throws before anything has changed
+    if (engine != before->engine) {
+        engine->watch.start();
+        wait_for_probe(engine->watch);
+    }
+    settings_.exchange(std::move(changed));
+    if (engine != before->engine) {
+        before->engine->retire();
+    }
+    asio::post(first_loop(), [this] {
+        for (const auto& entry : open_) {
+            if (const auto still_open = entry.lock()) {
+                still_open->settings_changed();
+            }
+        }
+    });
+}
+
 void scan_server::implementation::stop()
 {
     if (!services_) {
         return;
     }
-    stop_.request_stop();
     asio::post(first_loop(), [this] { close_all(); });
-    watch_.stop();
+    settings_.get()->engine->retire();
     scanners_->stop();
     // The threads end with the last connection.
     for (auto& thread : threads_) {
@@ -274,6 +331,11 @@ scan_server::~scan_server() = default;
 void scan_server::start()
 {
     implementation_->start();
+}
+
+void scan_server::reconfigure(options settings)
+{
+    implementation_->reconfigure(std::move(settings));
 }
 
 std::uint16_t scan_server::port() const noexcept

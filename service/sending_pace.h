@@ -23,8 +23,11 @@ public:
     };
 
     explicit sending_pace(const server_options& settings)
-        : settings_(settings)
+        : settings_(&settings)
     {}
+
+    /// Uses other settings from the next request on. They must outlive their use.
+    void follow(const server_options& settings) { settings_ = &settings; }
 
     /// Forgets everything: the next request begins, or the peer had to wait for the service.
     void restart();
@@ -40,7 +43,7 @@ private:
     [[nodiscard]] std::optional<clock::time_point> check_body(clock::time_point now,
                                                               const std::function<std::size_t()>& unread);
 
-    const server_options& settings_;
+    const server_options* settings_;
     std::optional<clock::time_point> head_due_;
     std::optional<clock::time_point> period_end_;
     std::uint64_t bytes_ = 0; ///< of the period

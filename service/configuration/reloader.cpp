@@ -1,0 +1,85 @@
+#include "service/configuration/reloader.h"
+
+#include "service/log.h"
+#include "service/safe_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace service {
+
+namespace {
+
+constexpr std::array<std::string_view, 5> only_at_start{"port", "uri", "io-threads", "scan-threads", "hold-presence"};
+
+std::string list_of(const std::vector<std::string>& names)
+{
+    std::string text;
+    for (const std::string& name : names) {
+        text.append(text.empty() ? "" : ", ").append(name);
+    }
+    return text;
+}
+
+void log_failure(const std::string& why)
+{
+    LOG_LINE(service_log(), 200, "the configuration was not read again: " << display_text(why));
+}
+
+} // namespace
+
+reloader::reloader(configuration_reader reader, configuration current, adapter adapt, scan_server& server,
+                   std::unique_ptr<logging::scoped_output>& log)
+    : reader_(std::move(reader))
+    , current_(std::move(current))
+    , adapt_(std::move(adapt))
+    , server_(server)
+    , log_(log)
+{}
+
+void reloader::reload() noexcept
+{
+    try {
+        reload_or_raise();
+    } catch (const std::exception& problem) {
+        log_failure(problem.what());
+    }
+}
+
+void reloader::reload_or_raise()
+{
+    configuration next = reader_.read();
+    if (const auto problems = check(next.values); !problems.empty()) {
+        log_failure(problems.front());
+        return;
+    }
+    server_options settings = next.values.server;
+    adapt_(settings);
+    auto log = std::make_unique<logging::scoped_output>(next.values.log_file, effective_log_level(next.values));
+    log_ = std::move(log); // before anything is logged, so that no line is written twice
+    server_.reconfigure(std::move(settings));
+    std::vector<std::string> changed = changed_options(current_, next);
+    // What needs a restart is compared with the values in use, also the next time.
+    std::vector<std::string> kept;
+    for (std::size_t i = 0; i < next.settings.size(); ++i) {
+        const std::string name = next.settings[i].name;
+        const bool fixed = std::find(only_at_start.begin(), only_at_start.end(), name) != only_at_start.end();
+        if (fixed && std::erase(changed, name) != 0) {
+            kept.push_back(name);
+            next.settings[i] = current_.settings[i]; // both have all options in the same order
+        }
+    }
+    current_ = std::move(next);
+    LOG_LINE(service_log(), 200,
+             "the configuration was read again: " << (changed.empty() ? "nothing has changed" : list_of(changed)));
+    if (!kept.empty()) {
+        LOG_LINE(service_log(), 200, "a change of these options needs a restart: " << list_of(kept));
+    }
+}
+
+} // namespace service

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "service/engine_in_use.h"
+#include "service/reply_maker.h"
+#include "service/scan_server.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace service {
+
+/// Everything that may change while a server runs, in one piece: a request is served by one such piece from its first
+/// byte to the end of its response. Immutable, except that the engine keeps its own state.
+struct settings_in_force
+{
+    server_options options;
+    reply_maker replies;
+    std::shared_ptr<engine_in_use> engine;
+};
+
+using settings_pointer = std::shared_ptr<const settings_in_force>;
+
+/// The settings for requests that begin now. Thread-safe.
+class current_settings
+{
+public:
+    [[nodiscard]] settings_pointer get() const
+    {
+        const std::lock_guard guard(lock_);
+        return settings_;
+    }
+    /// Returns true if get() would return the same. Takes no lock: each request asks.
+    [[nodiscard]] bool is_current(const settings_pointer& settings) const noexcept
+    {
+        return settings.get() == place_.load(std::memory_order_acquire);
+    }
+    /// Returns the former settings.
+    settings_pointer exchange(settings_pointer settings)
+    {
+        const std::lock_guard guard(lock_);
+        place_.store(settings.get(), std::memory_order_release);
+        return std::exchange(settings_, std::move(settings));
+    }
+
+private:
+    mutable std::mutex lock_;
+    settings_pointer settings_;
+    std::atomic<const settings_in_force*> place_{nullptr}; ///< of settings_
+};
+
+} // namespace service
