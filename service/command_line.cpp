@@ -38,8 +38,8 @@ Each option from --port on may also come from the environment (POSTWARDEN_SERVIC
 for -) or from the file of --config ("port = 1345", "uri = webscan"). The command line takes precedence over the
 environment, and that over the file.
 
-Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it; SIGHUP makes it read its options again. Exit status: 0 ended by a signal, 1 could not run, 2 the
-command line, the environment or the file is wrong.)";
+Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it; SIGHUP makes it read its options again. Exit status: 0 ended by a
+signal, 1 could not run, 2 the command line, the environment or the file is wrong.)";
 
 /// A time in seconds, of at least `least`.
 void add_time(CLI::App& app, const char* name, milliseconds& target, double least, const char* help)
@@ -64,6 +64,9 @@ void add_service_options(CLI::App& app, server_options& server)
     app.add_option("--port", server.port, "Port on 127.0.0.1; 0 takes any free one and prints it")
         ->type_name("N")
         ->capture_default_str();
+    app.add_option("--metrics-port", server.metrics_port,
+                   "Port on 127.0.0.1 for the metrics, see docs/service.md; 0 takes any free one and prints it")
+        ->type_name("N");
     app.add_option("--uri", server.uri, "Path of the service")->type_name("TEXT")->capture_default_str();
     add_number<std::uint32_t>(app, "--preview", server.preview, 0, server.max_preview,
                               "Bytes of an object that clients are asked to send ahead");

@@ -71,6 +71,7 @@ void connection::refuse()
 {
     asio::dispatch(socket_.get_executor(), [self = shared_from_this()] {
         LOG_LINE(service_log(), 200, "connection(" << self.get() << ") refused: too many connections");
+        self->count(request_result::refused);
         self->answer(self->settings_->replies.bare(self->settings_->engine->tag.current(), unavailable, true),
                      after_write::close);
     });
@@ -126,6 +127,8 @@ void connection::begin_request()
     reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead_,
                                                [this](std::uint64_t size) { return scan_early(size); });
     pace_.restart();
+    kind_ = request_kind::unknown;
+    counted_ = false;
 }
 
 std::unique_ptr<early_scan> connection::scan_early(std::uint64_t size) const
@@ -244,6 +247,7 @@ void connection::receive()
         peer_has_gone();
     } else {
         inbox_.append(block.data(), count);
+        services_.metrics.bytes_received.add(count);
         pace_.count(count);
         for_request&& count != 0 ? advance() : await_input();
     }
@@ -338,6 +342,9 @@ void connection::end(const char* why)
         return;
     }
     closed_ = true;
+    if (phase_ == phase::verdict || (reader_ && reader_->started())) {
+        count(request_result::abandoned);
+    }
     LOG_LINE(service_log(), 500, "connection(" << this << ") closes: " << why);
     abandon();
     expect_nothing();

@@ -114,6 +114,8 @@ private:
     [[nodiscard]] static bool must_wait(const boost::system::error_code& error);
     void peer_stalls() { end("the peer stalls"); }
     void peer_has_gone() { end("the peer has gone"); }
+    /// Counts the request once.
+    void count(request_result result);
     void end(const char* why);
 
     socket socket_;
@@ -136,7 +138,9 @@ private:
     phase phase_ = phase::request;
     after_write next_ = after_write::next_request;
     bool end_mark_may_lead_ = false; ///< ahead of the next request
-    bool close_after_ = false;       ///< the peer wants the connection to end after its response
+    request_kind kind_ = request_kind::unknown;
+    bool counted_ = false;     ///< the request
+    bool close_after_ = false; ///< the peer wants the connection to end after its response
     bool input_awaited_ = false;
     idle_connections::place idle_place_ = 0; ///< 0 while a request is under way
     bool closed_ = false;

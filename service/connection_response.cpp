@@ -27,6 +27,17 @@ bool is_health_question(icap::request_message& request)
     return request.encapsulated().null_body != 0 && request.headers().get("X-Health-Test") != nullptr;
 }
 
+request_kind kind_of(icap::request_message& request)
+{
+    if (request.method() == icap::request_method::options) {
+        return request_kind::options;
+    }
+    if (is_health_question(request)) {
+        return request_kind::health;
+    }
+    return request.method() == icap::request_method::reqmod ? request_kind::reqmod : request_kind::respmod;
+}
+
 } // namespace
 
 /// Everything that needs no scanner is answered without waiting for one.
@@ -36,11 +47,13 @@ void connection::respond()
     expect_nothing();
     phase_ = phase::verdict;
     icap::request_message& request = *reader_->request();
+    kind_ = kind_of(request);
     close_after_ = request.connection_close();
     end_mark_may_lead_ = reader_->ended_early();
     if (reader_->path() != services_.path) {
+        count(request_result::not_found);
         answer_request(settings_->replies.bare(settings_->engine->tag.current(), not_found));
-    } else if (request.method() == icap::request_method::options || is_health_question(request)) {
+    } else if (kind_ == request_kind::options || kind_ == request_kind::health) {
         await_probe();
     } else {
         judge();
@@ -64,7 +77,7 @@ void connection::judge()
                        self->judged(turn, std::move(*reply), std::move(*request));
                    });
     };
-    judgement_ = std::make_shared<judgement>(std::move(reader_), settings_, this, std::move(done));
+    judgement_ = std::make_shared<judgement>(std::move(reader_), services_, settings_, this, std::move(done));
     scan_place_ = services_.scanners.submit(judgement_);
     expect_within(settings_->options.scan_timeout, &connection::scan_takes_too_long);
     await_input();
@@ -74,11 +87,14 @@ void connection::judge()
 void connection::judge_at_once()
 {
     reply_maker::reply reply;
-    judgement(std::move(reader_), settings_, this, [&](reply_maker::reply made, judgement::request request) {
-        reply = std::move(made);
-        reader_ = std::move(request);
-    }).run();
+    judgement judging(std::move(reader_), services_, settings_, this,
+                      [&](reply_maker::reply made, judgement::request request) {
+                          reply = std::move(made);
+                          reader_ = std::move(request);
+                      });
+    judging.run();
     if (reply) {
+        count(judging.result());
         answer_request(std::move(reply));
     } else {
         answer_bad_request("the request could not be served", server_error);
@@ -90,13 +106,24 @@ void connection::judged(std::uint64_t turn, reply_maker::reply reply, judgement:
     if (closed_ || turn != turn_) {
         return; // nobody waits for this verdict any more
     }
-    judgement_.reset();
+    const request_result result = std::exchange(judgement_, nullptr)->result();
     reader_ = std::move(request);
     if (!reply) {
         answer_bad_request("the request could not be served", server_error);
         return;
     }
+    count(result);
     answer_request(std::move(reply));
+}
+
+void connection::count(request_result result)
+{
+    if (kind_ == request_kind::unknown && reader_ && reader_->request() != nullptr) {
+        kind_ = kind_of(*reader_->request());
+    }
+    if (!std::exchange(counted_, true)) {
+        services_.metrics.count(kind_, result);
+    }
 }
 
 /// Gives up the object that is being judged, if there is one.
@@ -114,6 +141,7 @@ void connection::scan_takes_too_long()
 {
     const std::string name = judgement_->name();
     abandon();
+    count(request_result::timeout);
     log_verdict(this, name,
                 error_verdict{"no verdict within " + std::to_string(settings_->options.scan_timeout.count()) + " ms"});
     answer_request(settings_->replies.bare(settings_->engine->tag.current(), server_error));
@@ -139,7 +167,10 @@ void connection::probed()
 {
     ++turn_;
     try {
-        const bool options = reader_->request()->method() == icap::request_method::options;
+        const bool options = kind_ == request_kind::options;
+        if (options) {
+            count(request_result::answered);
+        }
         answer_request(options ? settings_->replies.options(settings_->engine->tag.current()) : health());
     } catch (const std::exception& problem) {
         answer_bad_request(problem.what(), server_error);
@@ -154,6 +185,7 @@ reply_maker::reply connection::health()
         outcome = error_verdict{std::move(fault)};
     }
     log_verdict(this, name, outcome);
+    count(result_of(outcome));
     return settings_->replies.judged(settings_->engine->tag.current(), *reader_, std::move(outcome), name);
 }
 
@@ -169,6 +201,7 @@ void connection::answer_request(reply_maker::reply reply)
 void connection::answer_bad_request(const std::string& why, std::uint32_t status)
 {
     LOG_LINE(service_log(), 200, "connection(" << this << ") answers " << status << ": " << why);
+    count(status < server_error ? request_result::bad_request : request_result::error);
     try {
         answer(settings_->replies.bare(settings_->engine->tag.current(), status, true), after_write::close);
     } catch (const std::exception&) {
@@ -210,7 +243,8 @@ void connection::write_more()
     }
     expect_within(settings_->options.stall_timeout, &connection::peer_stalls);
     asio::async_write(socket_, asio::buffer(outbox_),
-                      [self = shared_from_this()](const error_code& error, std::size_t) {
+                      [self = shared_from_this()](const error_code& error, std::size_t sent) {
+                          self->services_.metrics.bytes_sent.add(sent);
                           if (error) {
                               self->end("the peer takes no answer");
                           } else {
@@ -256,6 +290,7 @@ std::optional<std::size_t> connection::send_at_once()
             return std::nullopt;
         }
     }
+    services_.metrics.bytes_sent.add(sent);
     return sent;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "service/idle_connections.h"
+#include "service/metrics/metrics.h"
 #include "service/scan_queue.h"
 #include "service/settings_in_force.h"
 
@@ -15,6 +16,7 @@ struct connection_services
     std::string path; ///< of the service's URI, with its leading "/"
     scan_queue& scanners;
     idle_connections& idle;
+    service_metrics& metrics;
 };
 
 } // namespace service

@@ -4,6 +4,7 @@
 #include "service/engine/stop.h"
 #include "service/engine_watch.h"
 #include "service/istag.h"
+#include "service/metrics/metrics.h"
 
 #include <chrono>
 #include <memory>
@@ -15,9 +16,11 @@ namespace service {
 /// the engine that judged its object. Lives as long as a request needs it.
 struct engine_in_use
 {
-    /// `probe_interval` is that of engine_watch. The caller starts the watch.
-    engine_in_use(std::shared_ptr<scan_engine> used, std::chrono::milliseconds probe_interval)
+    /// `probe_interval` is that of engine_watch. `tag_changes` counts the changes of the tag. The caller starts the
+    /// watch.
+    engine_in_use(std::shared_ptr<scan_engine> used, std::chrono::milliseconds probe_interval, counter& tag_changes)
         : engine(std::move(used))
+        , tag(engine, stop.get_token(), &tag_changes)
         , watch(tag, probe_interval)
     {}
     engine_in_use(const engine_in_use&) = delete;
@@ -34,7 +37,7 @@ struct engine_in_use
 
     std::shared_ptr<scan_engine> engine;
     stop_source stop; ///< of the probes
-    istag tag{engine, stop.get_token()};
+    istag tag;
     engine_watch watch;
 };
 

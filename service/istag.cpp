@@ -22,9 +22,10 @@ std::uint64_t hash(std::string_view text)
 
 } // namespace
 
-istag::istag(std::shared_ptr<scan_engine> engine, stop_token stop)
+istag::istag(std::shared_ptr<scan_engine> engine, stop_token stop, counter* changes)
     : engine_(std::move(engine))
     , stop_(std::move(stop))
+    , changes_(changes)
     , text_(tag_of({}))
 {}
 
@@ -47,6 +48,10 @@ std::string istag::refresh()
     }
     std::string made = tag_of(found.identity);
     const std::lock_guard guard(lock_);
+    if (changes_ != nullptr && refreshed_ && text_ != made) {
+        changes_->add();
+    }
+    refreshed_ = true;
     text_ = made;
     state_ = std::move(found);
     return made;

@@ -2,6 +2,7 @@
 
 #include "service/engine/scan_engine.h"
 #include "service/engine/stop.h"
+#include "service/metrics/metrics.h"
 
 #include <memory>
 #include <mutex>
@@ -15,7 +16,8 @@ namespace service {
 class istag
 {
 public:
-    istag(std::shared_ptr<scan_engine> engine, stop_token stop);
+    /// `changes` counts the changes of the tag after the first refresh; it may be null.
+    istag(std::shared_ptr<scan_engine> engine, stop_token stop, counter* changes = nullptr);
 
     /// Probes the engine. May block for the timeout of the engine. An exception of the engine counts as its fault. A
     /// probe that a stop interrupts changes nothing.
@@ -31,9 +33,11 @@ private:
 
     std::shared_ptr<scan_engine> engine_;
     stop_token stop_;
+    counter* changes_;
     mutable std::mutex lock_;
-    std::string text_;   ///< guarded by lock_
-    engine_state state_; ///< guarded by lock_
+    std::string text_;       ///< guarded by lock_
+    engine_state state_;     ///< guarded by lock_
+    bool refreshed_ = false; ///< guarded by lock_
 };
 
 } // namespace service

@@ -9,8 +9,10 @@
 
 namespace service {
 
-judgement::judgement(request object, settings_pointer settings, const void* owner, handler done)
+judgement::judgement(request object, const connection_services& services, settings_pointer settings, const void* owner,
+                     handler done)
     : object_(std::move(object))
+    , services_(services)
     , settings_(std::move(settings))
     , owner_(owner)
     , done_(std::move(done))
@@ -32,14 +34,34 @@ void judgement::run()
 
 reply_maker::reply judgement::make_reply(request_reader& object)
 {
+    const auto begun = clock::now();
+    services_.metrics.waiting.observe(begun - begun_);
     http::message& message = object.object();
     verdict outcome = object.scan() != nullptr ? object.scan()->finish(message.body())
                                                : scan(*settings_->engine->engine, {name_, message.body_size()},
                                                       message.body(), stop_.get_token());
+    services_.metrics.scanning.observe(clock::now() - begun);
+    result_ = result_of(outcome);
     if (!stop_.stop_requested()) {
         log_verdict(owner_, name_, outcome);
     }
     return settings_->replies.judged(settings_->engine->tag.current(), object, std::move(outcome), name_);
+}
+
+request_result result_of(const verdict& outcome)
+{
+    switch (outcome.index()) {
+    case 0:
+        return request_result::clean;
+    case 1:
+        return request_result::blocked;
+    case 2:
+        return request_result::repaired;
+    case 3:
+        return request_result::unchecked;
+    default:
+        return request_result::error;
+    }
 }
 
 void log_verdict(const void* owner, const std::string& name, const verdict& outcome)

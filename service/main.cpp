@@ -75,6 +75,9 @@ void serve(const service::configuration_reader& reader, const service::configura
     await_signals(awaited, reload);
     server.start();
     std::cout << "listening on 127.0.0.1:" << server.port() << std::endl; // the parent process waits for this line
+    if (settings.metrics_port) {
+        std::cout << "metrics on 127.0.0.1:" << server.metrics_port() << std::endl;
+    }
     signals.run();
     server.stop();
 }

@@ -39,6 +39,12 @@ void scan_queue::withdraw(place left)
     }
 }
 
+scan_load scan_queue::load()
+{
+    const std::lock_guard guard(lock_);
+    return {waiting_.size(), running_};
+}
+
 void scan_queue::stop()
 {
     {
@@ -65,10 +71,12 @@ void scan_queue::run()
         }
         auto next = std::move(waiting_.begin()->second);
         waiting_.erase(waiting_.begin());
+        ++running_;
         guard.unlock();
         next->run();
         next.reset();
         guard.lock();
+        --running_;
     }
 }
 

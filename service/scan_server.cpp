@@ -3,6 +3,8 @@
 #include "service/connection.h"
 #include "service/listener.h"
 #include "service/log.h"
+#include "service/metrics/exposition.h"
+#include "service/metrics/metrics_server.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -89,7 +91,8 @@ public:
         , acceptor_(first_loop())
         , pause_(first_loop())
     {
-        auto engine = std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval);
+        auto engine =
+            std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval, metrics_.istag_changes);
         settings_.exchange(in_force(std::move(settings), std::move(engine)));
     }
     implementation(const implementation&) = delete;
@@ -100,12 +103,16 @@ public:
     void reconfigure(options settings);
     void stop();
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
+    [[nodiscard]] std::uint16_t metrics_port() const noexcept { return metrics_port_; }
+    [[nodiscard]] service_metrics& metrics() noexcept { return metrics_; }
     [[nodiscard]] std::size_t connections() const noexcept { return served_ + refused_; }
 
 private:
     [[nodiscard]] static std::vector<std::unique_ptr<loop>> make_loops(std::size_t count);
     [[nodiscard]] asio::io_context& first_loop() { return loops_.front()->io; }
     void listen();
+    void listen_for_metrics();
+    [[nodiscard]] service_figures figures();
     void run(asio::io_context& loop);
     void accept();
     void accept_after_pause();
@@ -115,6 +122,7 @@ private:
     std::shared_ptr<connection> open(connection::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
 
+    service_metrics metrics_;
     current_settings settings_;
     std::string path_;
     std::atomic<std::uint16_t> port_{0};
@@ -131,6 +139,8 @@ private:
 
     std::unique_ptr<scan_queue> scanners_;
     std::unique_ptr<connection_services> services_;
+    std::atomic<std::uint16_t> metrics_port_{0};
+    std::unique_ptr<metrics_server> metrics_server_; ///< null without metrics
     std::vector<std::thread> threads_;
 };
 
@@ -160,15 +170,43 @@ void scan_server::implementation::listen()
     }
 }
 
+void scan_server::implementation::listen_for_metrics()
+{
+    const auto port = settings_.get()->options.metrics_port;
+    if (!port) {
+        return;
+    }
+    auto made = std::make_unique<metrics_server>(first_loop(), [this] { return exposition(metrics_, figures()); });
+    try {
+        metrics_port_ = made->listen(*port);
+    } catch (const std::system_error&) {
+        error_code ignored;
+        acceptor_.close(ignored);
+        port_ = 0;
+        throw;
+    }
+    metrics_server_ = std::move(made);
+}
+
+service_figures scan_server::implementation::figures()
+{
+    const auto scans = scanners_->load();
+    const settings_pointer settings = settings_.get();
+    const bool works = settings->engine->tag.state().fault.empty();
+    return {connections(), scans.waiting, scans.running, {{std::string(settings->engine->engine->name()), works}}};
+}
+
 void scan_server::implementation::start()
 {
     if (services_) {
         throw std::logic_error("the server was started before");
     }
     listen();
+    listen_for_metrics();
     const settings_pointer settings = settings_.get();
     scanners_ = std::make_unique<scan_queue>(std::max<std::size_t>(settings->options.scan_threads, 1));
-    services_ = std::make_unique<connection_services>(connection_services{settings_, path_, *scanners_, idle_});
+    services_ =
+        std::make_unique<connection_services>(connection_services{settings_, path_, *scanners_, idle_, metrics_});
     settings->engine->watch.start();
     asio::post(first_loop(), [this] { accept(); });
     for (const auto& one : loops_) {
@@ -231,16 +269,21 @@ void scan_server::implementation::accepted(const std::shared_ptr<connection::soc
         refuse(std::move(*peer));
         return;
     }
-    longest_idle->give_way([this, peer](bool) { asio::post(first_loop(), [this, peer] { accepted(peer); }); });
+    longest_idle->give_way([this, peer](bool closed) {
+        metrics_.connections_evicted.add(closed ? 1 : 0);
+        asio::post(first_loop(), [this, peer] { accepted(peer); });
+    });
 }
 
 void scan_server::implementation::admit(connection::socket peer)
 {
+    metrics_.connections_accepted.add();
     open(std::move(peer), served_)->start();
 }
 
 void scan_server::implementation::refuse(connection::socket peer)
 {
+    metrics_.connections_refused.add();
     if (refused_ < most_refused) {
         open(std::move(peer), refused_)->refuse();
     }
@@ -281,13 +324,15 @@ void scan_server::implementation::reconfigure(options settings)
     }
     const settings_pointer before = settings_.get();
     settings.port = before->options.port;
+    settings.metrics_port = before->options.metrics_port;
     settings.uri = before->options.uri;
     settings.io_threads = before->options.io_threads;
     settings.scan_threads = before->options.scan_threads;
     auto engine = before->engine;
     const bool same = has_same_engine(before->options, settings);
     if (!same || before->options.probe_interval != settings.probe_interval) {
-        engine = std::make_shared<engine_in_use>(same ? engine->engine : engine_of(settings), settings.probe_interval);
+        engine = std::make_shared<engine_in_use>(same ? engine->engine : engine_of(settings), settings.probe_interval,
+                                                 metrics_.istag_changes);
     }
     auto changed = in_force(std::move(settings), engine); // throws before anything has changed
     if (engine != before->engine) {
@@ -296,6 +341,9 @@ void scan_server::implementation::reconfigure(options settings)
     }
     settings_.exchange(std::move(changed));
     if (engine != before->engine) {
+        if (engine->tag.current() != before->engine->tag.current()) {
+            metrics_.istag_changes.add();
+        }
         before->engine->retire();
     }
     asio::post(first_loop(), [this] {
@@ -313,6 +361,9 @@ void scan_server::implementation::stop()
         return;
     }
     asio::post(first_loop(), [this] { close_all(); });
+    if (metrics_server_) {
+        metrics_server_->stop();
+    }
     settings_.get()->engine->retire();
     scanners_->stop();
     // The threads end with the last connection.
@@ -341,6 +392,16 @@ void scan_server::reconfigure(options settings)
 std::uint16_t scan_server::port() const noexcept
 {
     return implementation_->port();
+}
+
+std::uint16_t scan_server::metrics_port() const noexcept
+{
+    return implementation_->metrics_port();
+}
+
+service_metrics& scan_server::metrics() noexcept
+{
+    return implementation_->metrics();
 }
 
 std::size_t scan_server::connections() const noexcept

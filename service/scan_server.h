@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace service {
 
 class scan_engine;
+struct service_metrics;
 
 /// Configuration and limits of a server. Each limit applies per server or per connection as documented. A time of zero
 /// means no limit.
@@ -16,6 +18,8 @@ struct server_options
 {
     /// Port on 127.0.0.1. 0 selects any free port.
     std::uint16_t port = 0;
+    /// Port on 127.0.0.1 for the metrics (HTTP, path /metrics). 0 selects any free port; no value: no metrics.
+    std::optional<std::uint16_t> metrics_port;
     /// Path of the service's URI, with or without its leading "/": letters, digits and "/" only.
     std::string uri = "webscan";
     /// Preview size in bytes announced in the response to OPTIONS. 0 (the default) announces no preview: the client
@@ -79,10 +83,14 @@ public:
     void start();
     /// Returns the port in use; 0 before start().
     [[nodiscard]] std::uint16_t port() const noexcept;
+    /// Returns the port of the metrics in use; 0 before start() and without metrics.
+    [[nodiscard]] std::uint16_t metrics_port() const noexcept;
+    /// Returns the numbers that this server counts.
+    [[nodiscard]] service_metrics& metrics() noexcept;
     /// Returns the number of open connections.
     [[nodiscard]] std::size_t connections() const noexcept;
     /// Serves the requests that begin from now on with these options. Requests under way, and the connections, are not
-    /// affected. Options that apply at start only keep their values: the port, the URI and the numbers of threads.
+    /// affected. Options that apply at start only keep their values: the ports, the URI and the numbers of threads.
     /// Waits for the first probe of another engine, but not for long. Throws std::invalid_argument for invalid options,
     /// which then change nothing. Must be called by the thread that called start(), between start() and stop().
     void reconfigure(options settings);

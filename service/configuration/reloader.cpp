@@ -1,6 +1,7 @@
 #include "service/configuration/reloader.h"
 
 #include "service/log.h"
+#include "service/metrics/metrics.h"
 #include "service/safe_text.h"
 
 #include <algorithm>
@@ -15,7 +16,8 @@ namespace service {
 
 namespace {
 
-constexpr std::array<std::string_view, 5> only_at_start{"port", "uri", "io-threads", "scan-threads", "hold-presence"};
+constexpr std::array<std::string_view, 6> only_at_start{"port",       "metrics-port", "uri",
+                                                        "io-threads", "scan-threads", "hold-presence"};
 
 std::string list_of(const std::vector<std::string>& names)
 {
@@ -26,8 +28,9 @@ std::string list_of(const std::vector<std::string>& names)
     return text;
 }
 
-void log_failure(const std::string& why)
+void log_failure(scan_server& server, const std::string& why)
 {
+    server.metrics().reloads_rejected.add();
     LOG_LINE(service_log(), 200, "the configuration was not read again: " << display_text(why));
 }
 
@@ -47,7 +50,7 @@ void reloader::reload() noexcept
     try {
         reload_or_raise();
     } catch (const std::exception& problem) {
-        log_failure(problem.what());
+        log_failure(server_, problem.what());
     }
 }
 
@@ -55,7 +58,7 @@ void reloader::reload_or_raise()
 {
     configuration next = reader_.read();
     if (const auto problems = check(next.values); !problems.empty()) {
-        log_failure(problems.front());
+        log_failure(server_, problems.front());
         return;
     }
     server_options settings = next.values.server;
@@ -75,6 +78,7 @@ void reloader::reload_or_raise()
         }
     }
     current_ = std::move(next);
+    server_.metrics().reloads_applied.add();
     LOG_LINE(service_log(), 200,
              "the configuration was read again: " << (changed.empty() ? "nothing has changed" : list_of(changed)));
     if (!kept.empty()) {

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -92,6 +93,18 @@ TEST_F(configured_program, prints_its_options)
     EXPECT_THAT(printed.output, HasSubstr("\npreview = 31 # environment POSTWARDEN_SERVICE_PREVIEW\n"));
     const ended_program checked({"--check-config", "--config", write(printed.output)});
     EXPECT_EQ(checked.status, 0) << checked.errors;
+}
+
+TEST_F(configured_program, prints_the_port_of_its_metrics_behind_its_own)
+{
+    child_process service(program, {"--metrics-port", "0"});
+    (void)test::port_of(service);
+    const std::string line = service.read_line().value_or("");
+    constexpr std::string_view heading = "metrics on 127.0.0.1:";
+    ASSERT_THAT(line, testing::StartsWith(std::string(heading)));
+    test::wire_client client(static_cast<std::uint16_t>(std::stoi(line.substr(heading.size()))));
+    client.send("GET /metrics HTTP/1.1\r\n\r\n");
+    EXPECT_THAT(client.read_to_end(), HasSubstr("\npostwarden_service_connections 0\n"));
 }
 
 } // namespace configuration_program_test

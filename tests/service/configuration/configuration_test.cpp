@@ -125,7 +125,7 @@ TEST_F(configuration, that_was_printed_can_be_read)
 {
     variables = {{"POSTWARDEN_SERVICE_URI", "a/b"}};
     const std::string file = write("log = \"#1, it's\"\nhold-presence = true");
-    const auto made = read({"--config", file, "--idle-timeout", "0.5"});
+    const auto made = read({"--config", file, "--idle-timeout", "0.5", "--metrics-port", "0"});
     const std::string text = service::printed(made);
     EXPECT_THAT(text, HasSubstr("idle-timeout = 0.5 # command line\n"));
     EXPECT_THAT(text, HasSubstr("uri = \"a/b\" # environment POSTWARDEN_SERVICE_URI\n"));

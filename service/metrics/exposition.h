@@ -1,0 +1,30 @@
+#pragma once
+
+#include "service/metrics/metrics.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace service {
+
+/// An engine as the metrics show it.
+struct engine_condition
+{
+    std::string name; ///< of the kind of engine, without its address
+    bool works = false;
+};
+
+/// What is counted nowhere because it can be looked up.
+struct service_figures
+{
+    std::uint64_t connections = 0;   ///< open
+    std::uint64_t scans_waiting = 0; ///< objects that wait for a thread
+    std::uint64_t scans_running = 0;
+    std::vector<engine_condition> engines;
+};
+
+/// Returns the metrics in the text format 0.0.4 of Prometheus.
+[[nodiscard]] std::string exposition(const service_metrics& metrics, const service_figures& figures);
+
+} // namespace service

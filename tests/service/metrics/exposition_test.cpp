@@ -1,0 +1,130 @@
+#include "service/metrics/exposition.h"
+#include "service/metrics/metrics_request.h"
+#include "tests/service/metrics/exposition_reader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <string>
+
+namespace exposition_test {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(exposition, contains_what_was_counted)
+{
+    service::service_metrics metrics;
+    metrics.count(service::request_kind::reqmod, service::request_result::blocked);
+    metrics.count(service::request_kind::reqmod, service::request_result::blocked);
+    metrics.bytes_received.add(5000000000);
+    metrics.cache_entries.set(7);
+    metrics.body_bytes.add(10);
+    metrics.body_bytes.subtract(3);
+    metrics.reloads_rejected.add();
+    auto read = test::exposition_reader::read(
+        service::exposition(metrics, {3, 2, 1, {{"builtin", true}, {"clamd", false}, {"clamd", true}}}));
+    const auto value = [&](const std::string& series) { return read.at("postwarden_service_" + series); };
+    EXPECT_EQ(value(R"(requests_total{kind="reqmod",result="blocked"})"), 2);
+    EXPECT_EQ(value(R"(requests_total{kind="options",result="answered"})"), 0);
+    EXPECT_EQ(value("received_bytes_total"), 5e9);
+    EXPECT_EQ(value("sent_bytes_total"), 0);
+    EXPECT_EQ(value("cache_entries"), 7);
+    EXPECT_EQ(value("body_bytes"), 7);
+    EXPECT_EQ(value("connections"), 3);
+    EXPECT_EQ(value("scans_waiting"), 2);
+    EXPECT_EQ(value("scans_running"), 1);
+    EXPECT_EQ(value(R"(reloads_total{result="applied"})"), 0);
+    EXPECT_EQ(value(R"(reloads_total{result="rejected"})"), 1);
+    EXPECT_EQ(value(R"(engine_up{engine="builtin",number="1"})"), 1);
+    EXPECT_EQ(value(R"(engine_up{engine="clamd",number="2"})"), 0);
+    EXPECT_EQ(value(R"(engine_up{engine="clamd",number="3"})"), 1);
+}
+
+TEST(exposition, escapes_the_values_of_labels)
+{
+    const std::string name = "a\"b\\c\nd";
+    const auto read = test::exposition_reader::read(service::exposition({}, {0, 0, 0, {{name, true}}}));
+    EXPECT_EQ(read.at("postwarden_service_engine_up{engine=\"" + name + "\",number=\"1\"}"), 1);
+}
+
+TEST(exposition, sorts_times_into_buckets)
+{
+    service::service_metrics metrics;
+    for (const auto time : {0us, 1000us, 1001us, 2500us, 100000us, 50000000us, 50000001us}) {
+        metrics.scanning.observe(time);
+    }
+    const auto read = test::exposition_reader::read(service::exposition(metrics, {}));
+    const auto bucket = [&](const std::string& bound) {
+        return read.at("postwarden_service_scan_seconds_bucket{le=\"" + bound + "\"}");
+    };
+    EXPECT_EQ(bucket("0.001"), 2);
+    EXPECT_EQ(bucket("0.002"), 3);
+    EXPECT_EQ(bucket("0.005"), 4);
+    EXPECT_EQ(bucket("0.05"), 4);
+    EXPECT_EQ(bucket("0.1"), 5);
+    EXPECT_EQ(bucket("1"), 5);
+    EXPECT_EQ(bucket("50"), 6);
+    EXPECT_EQ(bucket("+Inf"), 7);
+    EXPECT_EQ(read.at("postwarden_service_scan_seconds_count"), 7);
+    EXPECT_DOUBLE_EQ(read.at("postwarden_service_scan_seconds_sum"), 100.104502);
+    EXPECT_EQ(read.at("postwarden_service_scan_wait_seconds_count"), 0);
+    EXPECT_EQ(read.at("postwarden_service_scan_wait_seconds_sum"), 0);
+}
+
+TEST(exposition_reader, refuses_what_is_wrong)
+{
+    const std::string family = "# HELP a_total x\n# TYPE a_total counter\n";
+    const std::string histogram = "# HELP h x\n# TYPE h histogram\n";
+    EXPECT_NO_THROW(test::exposition_reader::read(family + "a_total 1\n"));
+    EXPECT_NO_THROW(test::exposition_reader::read(
+        histogram + "h_bucket{le=\"1\"} 1\nh_bucket{le=\"+Inf\"} 2\nh_sum 3\nh_count 2\n"));
+    for (const std::string& text : {
+             std::string("a_total 1\n"),
+             family + "a_total 1",
+             family + "a_total 1\n\n",
+             family + "a_total x\n",
+             family + "a_total -1\n",
+             family + "b_total 1\n",
+             family + "a_total 1\na_total 1\n",
+             family + "a_total{b=\"\\x\"} 1\n",
+             family + "a_total{b=\"1\",b=\"2\"} 1\n",
+             family + "a_total 1\n" + family + "a_total{b=\"1\"} 1\n",
+             std::string("# TYPE a_total counter\na_total 1\n"),
+             std::string("# HELP a x\n# TYPE a counter\na 1\n"),
+             histogram + "h_bucket{le=\"1\"} 1\nh_sum 1\nh_count 1\n",
+             histogram + "h_bucket{le=\"+Inf\"} 1\nh_sum 1\nh_count 2\n",
+             histogram + "h_bucket{le=\"+Inf\"} 1\nh_count 1\n",
+             histogram + "h_bucket{le=\"1\"} 2\nh_bucket{le=\"+Inf\"} 1\nh_sum 1\nh_count 1\n",
+             histogram + "h_bucket{le=\"2\"} 1\nh_bucket{le=\"1\"} 1\nh_bucket{le=\"+Inf\"} 1\nh_sum 1\nh_count 1\n",
+         }) {
+        EXPECT_THROW(test::exposition_reader::read(text), std::runtime_error) << text;
+    }
+}
+
+TEST(metrics_request, is_answered)
+{
+    const auto answer = [](std::string_view head) {
+        return service::answer_metrics_request(head, [] { return std::string("page\n"); });
+    };
+    EXPECT_EQ(answer("GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n"),
+              "HTTP/1.1 200 OK\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\nContent-Length: 5\r\n"
+              "Connection: close\r\n\r\npage\n");
+    EXPECT_THAT(answer("GET /metrics?x=y HTTP/1.0\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(answer("HEAD /metrics HTTP/1.1\r\n\r\n"),
+                testing::EndsWith("Content-Length: 5\r\nConnection: close\r\n\r\n"));
+    EXPECT_THAT(answer("POST /metrics HTTP/1.1\r\n\r\n"),
+                StartsWith("HTTP/1.1 405 Method Not Allowed\r\nAllow: GET, HEAD\r\n"));
+    EXPECT_THAT(answer("GET / HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 404 "));
+    EXPECT_THAT(answer("GET /metricsx HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 404 "));
+    for (const std::string_view wrong :
+         {"\r\n\r\n", "GET\r\n\r\n", "GET /metrics\r\n\r\n", "GET  /metrics HTTP/1.1\r\n\r\n",
+          "GET /metrics HTTP/2\r\n\r\n", "GET /metrics HTTP/1.1 \r\n\r\n"}) {
+        EXPECT_THAT(answer(wrong), StartsWith("HTTP/1.1 400 ")) << wrong;
+    }
+}
+
+} // namespace exposition_test
