@@ -40,9 +40,10 @@ bool ends_object(std::string_view extensions)
 
 } // namespace
 
-body_reader::body_reader(icap::request_message& request, std::uint64_t max_body)
+body_reader::body_reader(icap::request_message& request, std::uint64_t max_body, body_budget* budget)
     : request_(request)
     , max_body_(max_body)
+    , share_(budget)
     , in_preview_(request.preview_present())
 {}
 
@@ -127,6 +128,9 @@ std::size_t body_reader::read_payload(std::string_view bytes)
     const std::string_view piece = bytes.substr(0, static_cast<std::size_t>(most));
     http::message& stored = object();
     const std::uint64_t before = stored.body_size();
+    if (!share_.take(piece.size())) {
+        throw bad_request("there is no room for the object", 503, 400);
+    }
     give(piece);
     const auto kept = static_cast<std::size_t>(stored.body_size() - before);
     if (scan_) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "service/body_budget.h"
 #include "service/early_scan.h"
 #include "tool/http/message.h"
 #include "tool/icap/request_message.h"
@@ -20,8 +21,9 @@ namespace service {
 class body_reader
 {
 public:
-    /// `request` must outlive the reader and must already contain its encapsulated heads.
-    body_reader(icap::request_message& request, std::uint64_t max_body);
+    /// `request` must outlive the reader and must already contain its encapsulated heads. The bytes of the object count
+    /// against `budget`, which may be null, as long as the reader exists.
+    body_reader(icap::request_message& request, std::uint64_t max_body, body_budget* budget = nullptr);
 
     /// Consumes bytes up to the end of the body or of the preview. Returns the number of bytes consumed. Throws
     /// bad_request.
@@ -55,6 +57,7 @@ private:
     icap::request_message& request_;
     std::unique_ptr<early_scan> scan_;
     std::uint64_t max_body_;
+    body_budget::share share_;
     state state_ = state::line;
     bool in_preview_;
     std::string line_;            ///< the part of the current line read so far

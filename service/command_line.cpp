@@ -86,6 +86,8 @@ void add_limits(CLI::App& app, command_line& values)
     add_number<std::uint64_t>(app, "--memory-body", values.memory_body, 0, most_memory_body,
                               "Bytes up to which an object is kept in memory; a larger one, or one of unknown size, is "
                               "kept in a temporary file");
+    add_number<std::uint64_t>(app, "--body-budget", server.body_budget, 1, most_bytes,
+                              "Bytes of all objects kept at a time; a request that exceeds them is answered with 503");
     add_number<std::size_t>(app, "--io-threads", server.io_threads, 1, most_io_threads, "Threads that serve sockets");
     add_number<std::size_t>(app, "--scan-threads", server.scan_threads, 1, most_scan_threads,
                             "Objects judged at a time; others wait in the order of their requests");

@@ -21,7 +21,6 @@ using boost::system::error_code;
 constexpr std::size_t block_size = 65536;
 constexpr std::size_t most_ahead = 4096; ///< bytes of further requests that are read while a verdict is awaited
 constexpr std::uint32_t continue_status = 100;
-constexpr std::uint32_t unavailable = 503;
 
 /// Returns the memory of an empty text to the system.
 void release(std::string& text)
@@ -123,7 +122,7 @@ void connection::begin_request()
         settings_ = services_.settings.get();
         pace_.follow(settings_->options);
     }
-    const request_reader::limits bounds{settings_->options.max_body, settings_->options.max_preview};
+    const request_reader::limits bounds{settings_->options.max_body, settings_->options.max_preview, &services_.bodies};
     reader_ = std::make_unique<request_reader>(bounds, end_mark_may_lead_,
                                                [this](std::uint64_t size) { return scan_early(size); });
     pace_.restart();
@@ -156,7 +155,7 @@ void connection::advance()
             break;
         }
     } catch (const bad_request& problem) {
-        answer_bad_request(problem.what(), problem.status());
+        answer_bad_request(problem.what(), problem.status(), problem.level());
     } catch (const std::exception& problem) {
         answer_bad_request(problem.what(), server_error);
     }
@@ -265,6 +264,7 @@ void connection::peer_ended()
 void connection::linger()
 {
     phase_ = phase::end;
+    reader_.reset();
     error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (settings_->options.linger_timeout.count() == 0) {

@@ -92,7 +92,7 @@ private:
     void probed();
     [[nodiscard]] reply_maker::reply health();
     void answer_request(reply_maker::reply reply);
-    void answer_bad_request(const std::string& why, std::uint32_t status);
+    void answer_bad_request(const std::string& why, std::uint32_t status, std::uint32_t level = 200);
     void answer(reply_maker::reply reply, after_write next);
     void write_more();
     /// Reads the next bytes of the response into the outbox, which remains empty at its end. Returns false if the

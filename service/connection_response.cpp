@@ -198,10 +198,13 @@ void connection::answer_request(reply_maker::reply reply)
     }
 }
 
-void connection::answer_bad_request(const std::string& why, std::uint32_t status)
+void connection::answer_bad_request(const std::string& why, std::uint32_t status, std::uint32_t level)
 {
-    LOG_LINE(service_log(), 200, "connection(" << this << ") answers " << status << ": " << why);
-    count(status < server_error ? request_result::bad_request : request_result::error);
+    LOG_LINE(service_log(), level, "connection(" << this << ") answers " << status << ": " << why);
+    count(status == unavailable   ? request_result::refused
+          : status < server_error ? request_result::bad_request
+                                  : request_result::error);
+    reader_.reset(); // what remains of its object is not needed while the peer takes the answer
     try {
         answer(settings_->replies.bare(settings_->engine->tag.current(), status, true), after_write::close);
     } catch (const std::exception&) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "service/body_budget.h"
 #include "service/idle_connections.h"
 #include "service/metrics/metrics.h"
 #include "service/scan_queue.h"
@@ -17,6 +18,7 @@ struct connection_services
     scan_queue& scanners;
     idle_connections& idle;
     service_metrics& metrics;
+    body_budget& bodies;
 };
 
 } // namespace service

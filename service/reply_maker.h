@@ -14,6 +14,8 @@ class request_reader;
 
 /// The status of a reply for an error of the service itself.
 inline constexpr std::uint32_t server_error = 500;
+/// The status of a reply for a lack of room.
+inline constexpr std::uint32_t unavailable = 503;
 
 /// Makes the replies of one service. Thread-safe. The caller provides the ISTag.
 class reply_maker

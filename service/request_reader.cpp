@@ -48,7 +48,11 @@ request_reader::progress request_reader::read(std::string& inbox)
     } catch (const bad_request&) {
         throw;
     } catch (const error::win32exception& failure) {
-        throw bad_request(failure.what(), 500); // an error of the store, not of the peer
+        if (bounds_.budget == nullptr) {
+            throw bad_request(failure.what(), 503); // an error of the store, not of the peer
+        }
+        bounds_.budget->report_failure(failure.what());
+        throw bad_request(failure.what(), 503, 400);
     } catch (const std::bad_alloc&) {
         throw bad_request("out of memory", 500);
     } catch (const std::exception& failure) {
@@ -193,7 +197,7 @@ bool request_reader::read_encapsulated_heads(std::string& inbox)
     if (head_->method == icap::request_method::options) {
         return true;
     }
-    body_.emplace(*request_, bounds_.max_body);
+    body_.emplace(*request_, bounds_.max_body, bounds_.budget);
     settle_announced_length();
     begin_scan();
     if (request_->preview_present() && request_->preview_size() > 0) {

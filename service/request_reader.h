@@ -24,6 +24,7 @@ public:
     {
         std::uint64_t max_body = 0;
         std::uint64_t max_preview = 0;
+        body_budget* budget = nullptr; ///< for the object, as long as the reader exists; null: no limit
     };
 
     /// Begins a scan of an object of that size in bytes, which is fed as the object arrives; returns null if the object

@@ -87,6 +87,7 @@ class scan_server::implementation
 public:
     explicit implementation(options settings)
         : path_(path_of(settings.uri))
+        , bodies_(settings.body_budget)
         , loops_(make_loops(settings.io_threads))
         , acceptor_(first_loop())
         , pause_(first_loop())
@@ -129,6 +130,7 @@ private:
     std::atomic<std::size_t> served_{0};  ///< open connections
     std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
     idle_connections idle_;
+    body_budget bodies_;
     std::vector<std::unique_ptr<loop>> loops_; ///< at least one
     // Used on the thread of the first loop only:
     asio::ip::tcp::acceptor acceptor_;
@@ -205,8 +207,8 @@ void scan_server::implementation::start()
     listen_for_metrics();
     const settings_pointer settings = settings_.get();
     scanners_ = std::make_unique<scan_queue>(std::max<std::size_t>(settings->options.scan_threads, 1));
-    services_ =
-        std::make_unique<connection_services>(connection_services{settings_, path_, *scanners_, idle_, metrics_});
+    services_ = std::make_unique<connection_services>(
+        connection_services{settings_, path_, *scanners_, idle_, metrics_, bodies_});
     settings->engine->watch.start();
     asio::post(first_loop(), [this] { accept(); });
     for (const auto& one : loops_) {
@@ -339,6 +341,7 @@ void scan_server::implementation::reconfigure(options settings)
         engine->watch.start();
         wait_for_probe(engine->watch);
     }
+    bodies_.resize(changed->options.body_budget);
     settings_.exchange(std::move(changed));
     if (engine != before->engine) {
         if (engine->tag.current() != before->engine->tag.current()) {

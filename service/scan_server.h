@@ -44,7 +44,10 @@ struct server_options
     /// under way on all of them, it is answered with 503 and closed.
     std::size_t max_connections = 10000;
     std::uint64_t max_body = std::uint64_t{512} << 20U; ///< bytes of one object; a larger one is answered with 413
-    std::uint32_t max_preview = 65536;                  ///< largest preview that a peer may announce, in bytes
+    /// Bytes of all objects that are kept at a time, in memory and in temporary files. A request that exceeds them is
+    /// answered with 503.
+    std::uint64_t body_budget = std::uint64_t{2} << 30U;
+    std::uint32_t max_preview = 65536; ///< largest preview that a peer may announce, in bytes
 
     /// A peer that has begun a request and then sends nothing for this time is disconnected, and so is a peer that
     /// accepts no bytes of its response for this time.

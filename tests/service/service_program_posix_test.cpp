@@ -183,7 +183,7 @@ TEST(service_program, tells_its_version_and_its_options)
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
     for (const std::string_view option :
          {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version",
-          "--max-connections", "--max-body", "--memory-body", "--io-threads", "--scan-threads", "--idle-timeout",
+          "--max-connections", "--max-body", "--body-budget", "--memory-body", "--io-threads", "--scan-threads", "--idle-timeout",
           "--stall-timeout", "--linger-timeout"}) {
         EXPECT_THAT(help.output, HasSubstr(std::string(option)));
     }
@@ -210,6 +210,7 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         {"--uri", ""},
         {"--max-connections", "0"},
         {"--max-body", "0"},
+        {"--body-budget", "0"},
         {"--io-threads", "0"},
         {"--scan-threads", "0"},
         {"--stall-timeout", "0"},
