@@ -1,23 +1,13 @@
 #include "service/engine/builtin_engine.h"
 #include "service/engine/clamd_engine.h"
+#include "service/engine/icap_engine.h"
 
-#include <charconv>
 #include <stdexcept>
 #include <string>
 
 namespace service {
 
 namespace {
-
-std::uint16_t read_port(std::string_view text)
-{
-    std::uint16_t port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (text.empty() || error != std::errc{} || end != text.data() + text.size()) {
-        throw std::invalid_argument("'" + std::string(text) + "' is not a port");
-    }
-    return port;
-}
 
 bool take_prefix(std::string_view& text, std::string_view prefix)
 {
@@ -46,6 +36,9 @@ std::shared_ptr<scan_engine> make_engine(std::string_view text)
         }
         return std::make_shared<clamd_engine>(
             clamd_tcp_endpoint(rest.substr(0, colon), read_port(rest.substr(colon + 1))));
+    }
+    if (rest.starts_with("icap://")) {
+        return std::make_shared<icap_engine>(read_icap_url(rest));
     }
     throw std::invalid_argument("unknown engine '" + std::string(text) + "'");
 }

@@ -97,8 +97,8 @@ public:
 [[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop);
 
 /// Makes the engine specified by `text`: "builtin", "clamd:tcp:HOST:PORT" with a loopback HOST ("localhost", 127.x.x.x,
-/// ::1 or [::1]) or, if the system supports such sockets, "clamd:unix:PATH". Throws std::invalid_argument with a text
-/// that describes the error.
+/// ::1 or [::1]), "icap://HOST:PORT/SERVICE" with any HOST (default port: 1344) or, if the system supports such
+/// sockets, "clamd:unix:PATH". Throws std::invalid_argument with a text that describes the error.
 [[nodiscard]] std::shared_ptr<scan_engine> make_engine(std::string_view text);
 
 } // namespace service

@@ -1,0 +1,116 @@
+#include "service/engine/icap_findings.h"
+
+#include "service/engine/clamd_reply.h"
+
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+#include <string_view>
+
+namespace service {
+
+namespace {
+
+/// Takes the text ahead of the next separator off `text`.
+std::string_view take_part(std::string_view& text, char separator)
+{
+    const std::size_t end = std::min(text.find(separator), text.size());
+    const std::string_view part = trimmed(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return part;
+}
+
+/// Returns the value of a key in "Type=0; Resolution=2; Threat=name;"; empty if there is none.
+std::string_view infection_value(std::string_view text, std::string_view key)
+{
+    while (!text.empty()) {
+        std::string_view entry = take_part(text, ';');
+        if (same_name(take_part(entry, '='), key)) {
+            return trimmed(entry);
+        }
+    }
+    return {};
+}
+
+/// Returns the name of the first threat in a list of violations: their number, then four lines for each, the second of
+/// which is the name. Nothing if there are none.
+std::optional<std::string> first_violation(std::string_view text)
+{
+    const std::string_view count = take_part(text, '\n');
+    if (count == "0") {
+        return std::nullopt;
+    }
+    take_part(text, '\n'); // the name of the file
+    const std::string_view name = take_part(text, '\n');
+    return printable(name.empty() ? "unknown violation" : name);
+}
+
+std::optional<std::size_t> number_in(std::string_view text)
+{
+    std::size_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+bool lists(std::string_view text, std::string_view wanted)
+{
+    while (!text.empty()) {
+        if (same_name(take_part(text, ','), wanted)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+std::optional<std::string> reported_threat(const icap_head& head)
+{
+    const std::string_view name = infection_value(head.field("X-Infection-Found"), "Threat");
+    const std::string_view id = head.field("X-Virus-ID");
+    const std::optional<std::string> violation =
+        head.has("X-Violations-Found") ? first_violation(head.field("X-Violations-Found")) : std::nullopt;
+    if (!name.empty()) {
+        return printable(name);
+    }
+    if (!id.empty()) {
+        return printable(id);
+    }
+    if (violation) {
+        return violation;
+    }
+    if (head.has("X-Infection-Found")) {
+        return "unknown threat";
+    }
+    return std::nullopt;
+}
+
+bool reports_repair(const icap_head& head)
+{
+    return infection_value(head.field("X-Infection-Found"), "Resolution") == "1";
+}
+
+icap_options read_icap_options(const icap_head& head)
+{
+    if (head.status != icap_status::ok) {
+        throw std::runtime_error("options: status " + std::to_string(head.status));
+    }
+    if (!lists(head.field("Methods"), "RESPMOD")) {
+        throw std::runtime_error("options: no RESPMOD");
+    }
+    return {number_in(head.field("Preview")), number_in(head.field("Options-TTL")), istag_of(head)};
+}
+
+std::string istag_of(const icap_head& head)
+{
+    std::string_view tag = head.field("ISTag");
+    if (tag.size() >= 2 && tag.starts_with('"') && tag.ends_with('"')) {
+        tag = tag.substr(1, tag.size() - 2);
+    }
+    return printable(tag);
+}
+
+} // namespace service
