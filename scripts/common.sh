@@ -5,7 +5,6 @@ packages_to_run=(
   libboost-dev libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libgmime-3.0-dev
   libssl-dev
 )
-# The installation of c-icap starts no daemon: START=no in /etc/default/c-icap.
 packages_to_test=(
   googletest libbenchmark-dev zlib1g-dev libgsf-1-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev

@@ -29,6 +29,9 @@ constexpr const char* footer =
   builtin               knows the standard antivirus test file and a repairable test text
   clamd:unix:PATH       a clamd daemon by its socket (not on Windows)
   clamd:tcp:HOST:PORT   a clamd daemon on this machine
+  icap://HOST:PORT/SERVICE
+                        a service of an ICAP server, also on another machine; the port is 1344 if it is missing.
+                        The connection is not encrypted
 
 With --hold-presence it also shows that it runs, as the product's service does: the mail add-in sees that and stops
 asking the product for settings. Needs the local system's account on Windows; elsewhere root shows it to everyone, in
@@ -70,8 +73,11 @@ void add_service_options(CLI::App& app, server_options& server)
     app.add_option("--uri", server.uri, "Path of the service")->type_name("TEXT")->capture_default_str();
     add_number<std::uint32_t>(app, "--preview", server.preview, 0, server.max_preview,
                               "Bytes of an object that clients are asked to send ahead");
-    app.add_option("--engine", server.engine, "Judge of the objects, see below")
+    app.add_option("--engine", server.engines,
+                   "Judge of the objects, see below. May be given several times: each judges every object. Several "
+                   "with commas between them: the next one judges if one fails")
         ->type_name("ENGINE")
+        ->allow_extra_args(false)
         ->capture_default_str();
 }
 

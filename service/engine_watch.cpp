@@ -9,7 +9,8 @@ namespace service {
 
 namespace {
 
-void log_change(const engine_state& before, const engine_state& now)
+/// `was_probed` is false if `before` is no result of a probe.
+void log_change(const engine_state& before, const engine_state& now, bool was_probed)
 {
     const bool was_reachable = before.fault.empty();
     const bool is_reachable = now.fault.empty();
@@ -17,8 +18,13 @@ void log_change(const engine_state& before, const engine_state& now)
         LOG_LINE(service_log(), 200, "the engine cannot be reached: " << display_text(now.fault));
     } else if (!was_reachable && is_reachable) {
         LOG_LINE(service_log(), 200, "the engine can be reached: " << display_text(now.identity));
-    } else if (is_reachable && before.identity != now.identity) {
+    } else if (was_probed && is_reachable && before.identity != now.identity) {
         LOG_LINE(service_log(), 200, "the engine has changed: " << display_text(now.identity));
+    }
+    if (is_reachable && !now.remark.empty() && before.remark != now.remark) {
+        LOG_LINE(service_log(), 200, "a part of the engine cannot be reached: " << display_text(now.remark));
+    } else if (is_reachable && now.remark.empty() && !before.remark.empty()) {
+        LOG_LINE(service_log(), 200, "all parts of the engine can be reached");
     }
 }
 
@@ -86,9 +92,7 @@ void engine_watch::probe()
     const engine_state before = tag_.state();
     tag_.refresh();
     const engine_state now = tag_.state();
-    if (probed_ || !now.fault.empty()) {
-        log_change(before, now);
-    }
+    log_change(before, now, probed_);
 }
 
 void engine_watch::run()

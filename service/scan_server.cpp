@@ -1,6 +1,7 @@
 #include "service/scan_server.h"
 
 #include "service/connection.h"
+#include "service/engine/make_engine.h"
 #include "service/listener.h"
 #include "service/log.h"
 #include "service/metrics/exposition.h"
@@ -50,12 +51,12 @@ std::string path_of(const std::string& uri)
 
 std::shared_ptr<scan_engine> engine_of(const server_options& settings)
 {
-    return settings.custom_engine ? settings.custom_engine : make_engine(settings.engine);
+    return settings.custom_engine ? settings.custom_engine : make_engines(settings.engines);
 }
 
 bool has_same_engine(const server_options& one, const server_options& other)
 {
-    return one.custom_engine == other.custom_engine && (one.custom_engine || one.engine == other.engine);
+    return one.custom_engine == other.custom_engine && (one.custom_engine || one.engines == other.engines);
 }
 
 settings_pointer in_force(server_options settings, std::shared_ptr<engine_in_use> engine)

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace service {
 
@@ -25,9 +26,9 @@ struct server_options
     /// Preview size in bytes announced in the response to OPTIONS. 0 (the default) announces no preview: the client
     /// pads the preview of a shorter object, and then cannot continue if the preview alone does not clear it.
     std::uint32_t preview = 0;
-    /// Scan engine, in the form accepted by make_engine(): "builtin", "clamd:unix:PATH", "clamd:tcp:HOST:PORT". Ignored
-    /// if `custom_engine` is set.
-    std::string engine = "builtin";
+    /// Scan engines, in the form accepted by make_engines(): each judges every object, and each may name alternatives,
+    /// separated by commas. Ignored if `custom_engine` is set.
+    std::vector<std::string> engines{"builtin"};
     /// Scan engine provided by the caller. Shared by all connections.
     std::shared_ptr<scan_engine> custom_engine;
 

@@ -54,9 +54,9 @@ std::vector<std::string> check(const command_line& values)
         rest.uri = usual.uri;
     }
     only.uri = usual.uri;
-    only.engine = values.server.engine;
+    only.engines = values.server.engines;
     if (!attempt(only)) {
-        rest.engine = usual.engine;
+        rest.engines = usual.engines;
     }
     attempt(rest);
     return problems;

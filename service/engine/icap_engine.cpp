@@ -2,6 +2,7 @@
 
 #include "service/engine/icap_answer.h"
 #include "service/engine/icap_exchange.h"
+#include "service/engine/whole_object_scan.h"
 
 #include <algorithm>
 #include <array>
@@ -12,25 +13,6 @@
 namespace service {
 
 namespace {
-
-class icap_scan final : public object_scan
-{
-public:
-    icap_scan(icap_engine& engine, object_info info, stop_token stop)
-        : engine_(engine)
-        , info_(std::move(info))
-        , stop_(std::move(stop))
-    {}
-
-    /// The object is sent from its store, because it may have to be sent again.
-    bool data(std::string_view /*piece*/) override { return false; }
-    [[nodiscard]] verdict finish(web::io_data& object) override { return engine_.judge(info_, object, stop_); }
-
-private:
-    icap_engine& engine_;
-    object_info info_;
-    stop_token stop_;
-};
 
 class no_body final : public icap_answer::body_receiver
 {
@@ -85,7 +67,9 @@ std::string_view icap_engine::name() const noexcept
 
 std::unique_ptr<object_scan> icap_engine::begin(const object_info& info, stop_token stop)
 {
-    return std::make_unique<icap_scan>(*this, info, std::move(stop));
+    // The object is sent from its store, because it may have to be sent again.
+    return std::make_unique<whole_object_scan>(
+        [this, info, stop = std::move(stop)](web::io_data& object) { return judge(info, object, stop); });
 }
 
 /// Returns a new connection to the first address that accepts one.

@@ -1,13 +1,32 @@
+#include "service/engine/make_engine.h"
+
+#include "service/engine/alternative_engines.h"
 #include "service/engine/builtin_engine.h"
 #include "service/engine/clamd_engine.h"
+#include "service/engine/engine_group.h"
 #include "service/engine/icap_engine.h"
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace service {
 
 namespace {
+
+std::shared_ptr<scan_engine> make_alternatives(std::string_view text)
+{
+    engine_list engines;
+    for (;;) {
+        const std::size_t comma = text.find(',');
+        engines.push_back(make_engine(text.substr(0, comma)));
+        if (comma == std::string_view::npos) {
+            break;
+        }
+        text.remove_prefix(comma + 1);
+    }
+    return engines.size() == 1 ? engines.front() : std::make_shared<alternative_engines>(std::move(engines));
+}
 
 bool take_prefix(std::string_view& text, std::string_view prefix)
 {
@@ -41,6 +60,18 @@ std::shared_ptr<scan_engine> make_engine(std::string_view text)
         return std::make_shared<icap_engine>(read_icap_url(rest));
     }
     throw std::invalid_argument("unknown engine '" + std::string(text) + "'");
+}
+
+std::shared_ptr<scan_engine> make_engines(const std::vector<std::string>& texts)
+{
+    if (texts.empty()) {
+        throw std::invalid_argument("no engine is specified");
+    }
+    engine_list engines;
+    for (const std::string& text : texts) {
+        engines.push_back(make_alternatives(text));
+    }
+    return engines.size() == 1 ? engines.front() : std::make_shared<engine_group>(std::move(engines));
 }
 
 } // namespace service

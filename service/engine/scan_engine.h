@@ -71,6 +71,7 @@ struct engine_state
 {
     std::string identity; ///< as identity() returns it
     std::string fault;    ///< why the engine cannot judge at present; empty if it can
+    std::string remark{}; ///< which parts of the engine cannot be reached while others judge in their place, and why
 };
 
 /// Judges objects. All functions are thread-safe.

@@ -210,7 +210,7 @@ TEST(limits, a_peer_that_ends_its_sending_still_gets_its_answer)
 TEST(server, refuses_options_that_cannot_be)
 {
     service::server_options engine;
-    engine.engine = "none";
+    engine.engines = {"none"};
     EXPECT_THROW(service::scan_server{engine}, std::invalid_argument);
     for (const std::string_view uri : {"", "/", "a b", "a?b", "a%20", "\xC3\xA4"}) {
         service::server_options options;

@@ -134,7 +134,7 @@ TEST_F(reconfiguration, applies_the_number_of_connections_to_further_ones)
 TEST_F(reconfiguration, with_invalid_options_changes_nothing)
 {
     started_server server(options);
-    options.engine = "none";
+    options.engines = {"none"};
     options.preview = 31;
     EXPECT_THROW(server.server().reconfigure(options), std::invalid_argument);
     EXPECT_EQ(server.client().ask(test::options_request()).field("Preview"), "0");

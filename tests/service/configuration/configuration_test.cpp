@@ -150,7 +150,7 @@ TEST_F(configuration, without_anything_is_that_of_the_defaults)
     EXPECT_THAT(text, HasSubstr("# log has no value # default\n"));
     EXPECT_THAT(text, HasSubstr("log-level = 200 # default\n"));
     const auto again = read({"--config", write(text)});
-    EXPECT_EQ(again.values.server.engine, made.values.server.engine);
+    EXPECT_EQ(again.values.server.engines, made.values.server.engines);
     EXPECT_EQ(again.values.server.rate_period, made.values.server.rate_period);
 }
 

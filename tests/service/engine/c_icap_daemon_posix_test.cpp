@@ -115,7 +115,7 @@ TEST_F(c_icap, judges_many_objects_at_once)
 TEST_F(c_icap, judges_behind_the_service)
 {
     service::server_options options;
-    options.engine = daemon_->engine("avscan");
+    options.engines = {daemon_->engine("avscan")};
     const test::started_server server(options);
     EXPECT_EQ(server.client().ask(test::mail_request("harmless")).status(), 204U);
     const test::answer found = server.client().ask(test::mail_request(test_file));

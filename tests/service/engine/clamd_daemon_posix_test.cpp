@@ -60,7 +60,7 @@ protected:
     {
         ASSERT_NE(daemon_, nullptr) << "there is no clamd to test with";
         service::server_options options;
-        options.engine = daemon_->engine();
+        options.engines = {daemon_->engine()};
         server_.emplace(options);
     }
 
@@ -195,7 +195,7 @@ TEST(clamd_gone, clears_nothing)
         GTEST_FAIL() << failure.what();
     }
     service::server_options options;
-    options.engine = daemon->engine();
+    options.engines = {daemon->engine()};
     const test::started_server server(options);
     wire_client client = server.client();
     EXPECT_EQ(client.ask(test::mail_request("harmless")).status(), 204U);

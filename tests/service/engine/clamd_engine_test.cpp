@@ -220,7 +220,7 @@ TEST(clamd_engine, serves_behind_the_server)
                          whole_object().send(zero_ended("stream: A;B=C FOUND")),
                          whole_object().send(zero_ended("stream: broken ERROR")), whole_object().close()});
     server_options options;
-    options.engine = "clamd:tcp:127.0.0.1:" + std::to_string(clamd.port());
+    options.engines = {"clamd:tcp:127.0.0.1:" + std::to_string(clamd.port())};
     const test::started_server server(options);
     test::wire_client client = server.client();
     EXPECT_EQ(client.ask(test::mail_request("one")).status(), 204U);

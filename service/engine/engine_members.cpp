@@ -1,0 +1,55 @@
+#include "service/engine/engine_members.h"
+
+#include <exception>
+#include <thread>
+
+namespace service {
+
+namespace {
+
+engine_state state_of(scan_engine& engine, const stop_token& stop)
+{
+    try {
+        return engine.probe(stop);
+    } catch (const std::exception& failure) {
+        return {{}, failure.what()};
+    }
+}
+
+} // namespace
+
+std::vector<engine_state> probe_all(const engine_list& engines, const stop_token& stop)
+{
+    std::vector<engine_state> states(engines.size());
+    std::vector<std::thread> threads;
+    for (std::size_t i = 1; i < engines.size(); ++i) {
+        threads.emplace_back([&, i] { states[i] = state_of(*engines[i], stop); });
+    }
+    states[0] = state_of(*engines[0], stop);
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    return states;
+}
+
+std::string combined_identity(const engine_list& engines, const std::vector<engine_state>& states)
+{
+    std::string text;
+    for (std::size_t i = 0; i < engines.size(); ++i) {
+        text.append(i == 0 ? "" : " | ").append(engines[i]->name()).append(" ");
+        for (const char byte : states[i].identity) {
+            if (byte == '|' || byte == '\\') {
+                text += '\\';
+            }
+            text += byte;
+        }
+    }
+    return text;
+}
+
+void append_named(std::string& list, std::string_view name, std::string_view text)
+{
+    list.append(list.empty() ? "" : "; ").append(name).append(": ").append(text);
+}
+
+} // namespace service
