@@ -79,6 +79,8 @@ void add_service_options(CLI::App& app, server_options& server)
         ->type_name("ENGINE")
         ->allow_extra_args(false)
         ->capture_default_str();
+    add_number<std::size_t>(app, "--clamd-streams", server.clamd_streams, 0, most_scan_threads,
+                            "Objects that one clamd judges at a time; 0 for any number. Others wait");
 }
 
 void add_limits(CLI::App& app, command_line& values)

@@ -51,12 +51,13 @@ std::string path_of(const std::string& uri)
 
 std::shared_ptr<scan_engine> engine_of(const server_options& settings)
 {
-    return settings.custom_engine ? settings.custom_engine : make_engines(settings.engines);
+    return settings.custom_engine ? settings.custom_engine : make_engines(settings.engines, {settings.clamd_streams});
 }
 
 bool has_same_engine(const server_options& one, const server_options& other)
 {
-    return one.custom_engine == other.custom_engine && (one.custom_engine || one.engines == other.engines);
+    return one.custom_engine == other.custom_engine &&
+           (one.custom_engine || (one.engines == other.engines && one.clamd_streams == other.clamd_streams));
 }
 
 settings_pointer in_force(server_options settings, std::shared_ptr<engine_in_use> engine)

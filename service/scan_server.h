@@ -29,6 +29,7 @@ struct server_options
     /// Scan engines, in the form accepted by make_engines(): each judges every object, and each may name alternatives,
     /// separated by commas. Ignored if `custom_engine` is set.
     std::vector<std::string> engines{"builtin"};
+    std::size_t clamd_streams = 10; ///< objects that one clamd judges at a time; 0: any number
     /// Scan engine provided by the caller. Shared by all connections.
     std::shared_ptr<scan_engine> custom_engine;
 

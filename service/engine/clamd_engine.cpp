@@ -5,7 +5,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
-#include <array>
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <utility>
@@ -14,75 +14,73 @@ namespace service {
 
 namespace {
 
-constexpr std::size_t longest_chunk = 65536;
-constexpr std::size_t longest_reply = 4096;
-
-using namespace std::string_view_literals;
-
-std::string chunk_header(std::uint32_t size)
-{
-    return {static_cast<char>(size >> 24U), static_cast<char>(size >> 16U), static_cast<char>(size >> 8U),
-            static_cast<char>(size)};
-}
-
-/// Reads the reply up to its terminating zero byte. Throws std::runtime_error if the reply is too long, has no zero
-/// byte, or continues after it.
-std::string read_reply(timed_stream& stream)
-{
-    std::string reply;
-    std::array<char, 512> piece;
-    for (;;) {
-        const std::size_t count = stream.read_some(piece.data(), piece.size());
-        if (count == 0) {
-            throw std::runtime_error(reply.empty() ? "connection closed without an answer"
-                                                   : "connection closed within the answer");
-        }
-        reply.append(piece.data(), count);
-        const std::size_t end = reply.find('\0');
-        if (end == reply.size() - 1) {
-            reply.pop_back();
-            return reply;
-        }
-        if (end != std::string::npos || reply.size() > longest_reply) {
-            throw std::runtime_error("answer not understood: " + printable(reply));
-        }
-    }
-}
-
+/// Sends the object while it is read. If a kept session ends without a reply, the object is sent again in a new one.
 class clamd_scan final : public object_scan
 {
 public:
-    clamd_scan(const clamd_endpoint& peer, std::chrono::milliseconds timeout, stop_token stop)
-        : stream_(timeout, std::move(stop))
+    clamd_scan(clamd_engine& engine, stop_token stop)
+        : engine_(engine)
+        , stop_(std::move(stop))
+        , place_(engine_.take_place(stop_))
+        , session_(engine_.kept_session(stop_))
+        , may_repeat_(session_ != nullptr)
     {
-        stream_.connect(peer);
-        taken_ = stream_.write("zINSTREAM\0"sv);
+        if (!session_) {
+            session_ = engine_.new_session(stop_);
+        }
+        session_->begin();
     }
 
-    bool data(std::string_view piece) override
-    {
-        while (taken_ && !piece.empty()) {
-            const std::string_view chunk = piece.substr(0, longest_chunk);
-            piece.remove_prefix(chunk.size());
-            taken_ = stream_.write(chunk_header(static_cast<std::uint32_t>(chunk.size()))) && stream_.write(chunk);
-        }
-        return taken_;
-    }
+    bool data(std::string_view piece) override { return session_->send(piece); }
 
-    [[nodiscard]] verdict finish(web::io_data& /*object*/) override
+    [[nodiscard]] verdict finish(web::io_data& object) override
     {
-        taken_ = taken_ && stream_.write(chunk_header(0));
-        verdict result = read_clamd_reply(read_reply(stream_));
-        // An object that clamd did not accept completely may be condemned, but never cleared.
-        if (!taken_ && std::holds_alternative<clean_verdict>(result)) {
-            return error_verdict{"answered before the end of the object"};
+        try {
+            return finish_session();
+        } catch (const connection_lost&) {
+            if (!may_repeat_) {
+                throw;
+            }
         }
-        return result;
+        session_ = engine_.new_session(stop_);
+        session_->begin();
+        send_again(object);
+        return finish_session();
     }
 
 private:
-    timed_stream stream_;
-    bool taken_ = false; ///< clamd has accepted everything sent so far
+    verdict finish_session()
+    {
+        verdict outcome = session_->finish();
+        if (session_->is_sound()) {
+            engine_.keep(std::move(session_));
+        }
+        return outcome;
+    }
+
+    void send_again(web::io_data& object)
+    {
+        constexpr std::size_t piece_size = 65536;
+        std::string piece(piece_size, '\0');
+        const std::uint64_t size = object.size();
+        for (std::uint64_t offset = 0; offset < size;) {
+            const std::uint64_t count =
+                object.read(offset, piece.data(), std::min<std::uint64_t>(size - offset, piece_size));
+            if (count == 0) {
+                throw std::runtime_error("the object's store ends before its size");
+            }
+            offset += count;
+            if (!session_->send({piece.data(), static_cast<std::size_t>(count)})) {
+                break;
+            }
+        }
+    }
+
+    clamd_engine& engine_;
+    stop_token stop_;
+    std::unique_ptr<stream_places::place> place_;
+    std::unique_ptr<clamd_session> session_;
+    bool may_repeat_;
 };
 
 } // namespace
@@ -105,9 +103,11 @@ clamd_endpoint clamd_tcp_endpoint(std::string_view host, std::uint16_t port)
     return ip::tcp::endpoint(address, port);
 }
 
-clamd_engine::clamd_engine(clamd_endpoint peer, std::chrono::milliseconds timeout)
+clamd_engine::clamd_engine(clamd_endpoint peer, std::chrono::milliseconds timeout, std::size_t streams)
     : peer_(std::move(peer))
     , timeout_(timeout)
+    , places_(streams)
+    , kept_([] { return std::chrono::steady_clock::now(); })
 {}
 
 std::string_view clamd_engine::name() const noexcept
@@ -117,7 +117,29 @@ std::string_view clamd_engine::name() const noexcept
 
 std::unique_ptr<object_scan> clamd_engine::begin(const object_info& /*info*/, stop_token stop)
 {
-    return std::make_unique<clamd_scan>(peer_, timeout_, std::move(stop));
+    return std::make_unique<clamd_scan>(*this, std::move(stop));
+}
+
+std::unique_ptr<stream_places::place> clamd_engine::take_place(const stop_token& stop)
+{
+    return places_.take(stop);
+}
+
+std::unique_ptr<clamd_session> clamd_engine::kept_session(const stop_token& stop)
+{
+    return kept_.take(stop);
+}
+
+std::unique_ptr<clamd_session> clamd_engine::new_session(const stop_token& stop)
+{
+    auto session = std::make_unique<clamd_session>(timeout_, stop);
+    session->connect(peer_);
+    return session;
+}
+
+void clamd_engine::keep(std::unique_ptr<clamd_session> session)
+{
+    kept_.keep(std::move(session));
 }
 
 std::string clamd_engine::identity(stop_token stop)
@@ -132,8 +154,9 @@ engine_state clamd_engine::probe(stop_token stop)
     try {
         timed_stream stream(timeout_, std::move(stop), std::chrono::steady_clock::now() + timeout_);
         stream.connect(peer_);
-        if (stream.write("zVERSION\0"sv)) {
-            answer = printable(read_reply(stream));
+        constexpr std::string_view command("zVERSION\0", 9);
+        if (stream.write(command)) {
+            answer = printable(read_clamd_text(stream));
         }
         if (answer.empty()) {
             fault = "no version";

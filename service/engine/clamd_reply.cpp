@@ -12,7 +12,13 @@ verdict read_clamd_reply(std::string_view reply)
     if (reply.starts_with(heading) && reply.ends_with(found) && reply.size() > heading.size() + found.size()) {
         reply.remove_prefix(heading.size());
         reply.remove_suffix(found.size());
+        if (reply.starts_with("Heuristics.Encrypted.") || reply.starts_with("Heuristics.Limits.Exceeded")) {
+            return unchecked_verdict{printable(reply)};
+        }
         return blocked_verdict{std::string(reply)};
+    }
+    if (reply == "INSTREAM size limit exceeded. ERROR") {
+        return unchecked_verdict{"larger than the limit of clamd"};
     }
     if (reply.ends_with(" ERROR")) {
         return error_verdict{printable(reply)};

@@ -8,7 +8,9 @@
 namespace service {
 
 /// Returns the verdict in clamd's reply to INSTREAM, given without its terminating byte: "stream: OK",
-/// "stream: NAME FOUND" or a text that ends with " ERROR". Any other text yields an error verdict.
+/// "stream: NAME FOUND" or a text that ends with " ERROR". Any other text yields an error verdict. Names by which clamd
+/// reports an encrypted object or one that exceeds its limits, and the error for an object that is too large, yield an
+/// unchecked verdict.
 [[nodiscard]] verdict read_clamd_reply(std::string_view reply);
 
 /// Returns `text` in a form suitable for a log line: printable ASCII only, other bytes as "?", at most 200 characters.

@@ -20,7 +20,7 @@ struct icap_engine_settings
 {
     /// Applies to each step: looking up the host, connecting, sending or receiving a piece.
     std::chrono::milliseconds timeout{25000};
-    kept_streams::clock clock = [] { return std::chrono::steady_clock::now(); };
+    kept_streams<timed_stream>::clock clock = [] { return std::chrono::steady_clock::now(); };
     address_lookup::query query = query_addresses;
 };
 
@@ -48,7 +48,7 @@ public:
     [[nodiscard]] verdict judge(const object_info& info, web::io_data& object, const stop_token& stop);
 
 private:
-    using time_point = kept_streams::time_point;
+    using time_point = kept_streams<timed_stream>::time_point;
 
     std::unique_ptr<timed_stream> connected(const stop_token& stop, time_point deadline);
     icap_options ask_options(const stop_token& stop, time_point deadline);
@@ -58,7 +58,7 @@ private:
     icap_url url_;
     icap_engine_settings settings_;
     address_lookup lookup_;
-    kept_streams kept_;
+    kept_streams<timed_stream> kept_;
     std::mutex lock_;
     std::optional<icap_options> options_; ///< guarded by lock_
     time_point options_end_{};            ///< guarded by lock_

@@ -6,11 +6,14 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace service {
 
-/// The open connections to one server that are not in use. The one used last is taken first. Thread-safe.
+/// The open connections to one server that are not in use. The one used last is taken first. `Stream` has the functions
+/// is_quiet() and reuse() of timed_stream. Thread-safe.
+template <typename Stream>
 class kept_streams
 {
 public:
@@ -21,16 +24,18 @@ public:
     /// A connection that has been kept for longer is closed: a device between the machines may have forgotten it.
     static constexpr std::chrono::seconds lifetime{30};
 
-    explicit kept_streams(clock now);
+    explicit kept_streams(clock now)
+        : now_(std::move(now))
+    {}
 
     /// Returns a connection that is open and on which nothing has arrived; null if there is none.
-    [[nodiscard]] std::unique_ptr<timed_stream> take(stop_token stop, time_point deadline = time_point::max());
-    void keep(std::unique_ptr<timed_stream> stream);
+    [[nodiscard]] std::unique_ptr<Stream> take(stop_token stop, time_point deadline = time_point::max());
+    void keep(std::unique_ptr<Stream> stream);
 
 private:
     struct entry
     {
-        std::unique_ptr<timed_stream> stream;
+        std::unique_ptr<Stream> stream;
         time_point since;
     };
 
@@ -38,5 +43,34 @@ private:
     std::mutex lock_;
     std::vector<entry> kept_; ///< ordered by time
 };
+
+template <typename Stream>
+std::unique_ptr<Stream> kept_streams<Stream>::take(stop_token stop, time_point deadline)
+{
+    const auto oldest = now_() - lifetime;
+    const std::lock_guard guard(lock_);
+    std::erase_if(kept_, [oldest](const entry& kept) { return kept.since < oldest; });
+    while (!kept_.empty()) {
+        auto stream = std::move(kept_.back().stream);
+        kept_.pop_back();
+        if (stream->is_quiet()) {
+            stream->reuse(std::move(stop), deadline);
+            return stream;
+        }
+    }
+    return nullptr;
+}
+
+template <typename Stream>
+void kept_streams<Stream>::keep(std::unique_ptr<Stream> stream)
+{
+    stream->reuse();
+    const auto now = now_();
+    const std::lock_guard guard(lock_);
+    if (kept_.size() == most) {
+        kept_.erase(kept_.begin());
+    }
+    kept_.push_back({std::move(stream), now});
+}
 
 } // namespace service

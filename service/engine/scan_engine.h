@@ -3,6 +3,7 @@
 #include "service/engine/stop.h"
 #include "tool/web/io_data.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -97,9 +98,15 @@ public:
 /// Scans an object from start to end. Never throws: every failure becomes an error verdict.
 [[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop);
 
+/// What applies to all engines of a kind.
+struct engine_settings
+{
+    std::size_t clamd_streams = 10; ///< objects that one clamd judges at a time; 0: any number
+};
+
 /// Makes the engine specified by `text`: "builtin", "clamd:tcp:HOST:PORT" with a loopback HOST ("localhost", 127.x.x.x,
 /// ::1 or [::1]), "icap://HOST:PORT/SERVICE" with any HOST (default port: 1344) or, if the system supports such
 /// sockets, "clamd:unix:PATH". Throws std::invalid_argument with a text that describes the error.
-[[nodiscard]] std::shared_ptr<scan_engine> make_engine(std::string_view text);
+[[nodiscard]] std::shared_ptr<scan_engine> make_engine(std::string_view text, const engine_settings& settings = {});
 
 } // namespace service

@@ -2,6 +2,7 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
 
 #include <algorithm>
@@ -76,6 +77,9 @@ void timed_stream::connect(const endpoint& peer)
     if (result) {
         throw std::runtime_error("connect: " + result.message());
     }
+    // The end of a request must not wait for the acknowledgement of its beginning. A socket file has no such option.
+    error_code ignored;
+    socket_.set_option(boost::asio::ip::tcp::no_delay(true), ignored);
 }
 
 bool timed_stream::write(std::string_view bytes)

@@ -1,6 +1,7 @@
 #include "service/engine/builtin_engine.h"
 #include "service/scan_server.h"
 #include "tests/service/engine/clamd_daemon.h"
+#include "tests/service/engine/icap_upstream.h"
 #include "tests/service/engine/zip_writer.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
@@ -26,6 +27,8 @@ using test::clamd_daemon;
 using test::wire_client;
 using test::zip_archive;
 using test::zip_method;
+using test::icap_upstream::described;
+using test::icap_upstream::judged;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -124,11 +127,15 @@ TEST_F(clamd, looks_into_the_attachments_of_a_mail)
               204U);
 }
 
-TEST_F(clamd, clears_nothing_that_is_longer_than_it_takes)
+TEST_F(clamd, leaves_unchecked_what_is_longer_than_it_takes)
 {
-    EXPECT_EQ(scanned(std::string(stream_limit + 1, 'x')).status(), 500U);
-    EXPECT_EQ(scanned(std::string(4 * stream_limit, 'x')).status(), 500U);
-    EXPECT_NE(scanned(std::string(stream_limit, 'x') + test_file).status(), 204U);
+    const auto engine = service::make_engine(daemon_->engine());
+    for (const std::string& object : {std::string(stream_limit + 1, 'x'), std::string(4 * stream_limit, 'x'),
+                                      std::string(stream_limit, 'x') + test_file}) {
+        EXPECT_EQ(described(judged(*engine, object)), "unchecked: larger than the limit of clamd");
+    }
+    // Such an object is answered like a clean one.
+    EXPECT_EQ(scanned(std::string(4 * stream_limit, 'x')).status(), 204U);
     // The server continues to serve.
     expect_found(test_file);
 }
@@ -181,8 +188,7 @@ TEST_F(clamd, judges_for_the_real_client)
               std::make_pair(ScanResult::Blocked, false));
     EXPECT_EQ(mailed(zip_archive("file.txt", "harmless", zip_method::deflated)),
               std::make_pair(ScanResult::Clean, false));
-    // Fails open, and the session becomes invalid.
-    EXPECT_EQ(mailed(std::string(2 * stream_limit, 'x')), std::make_pair(ScanResult::Clean, true));
+    EXPECT_EQ(mailed(std::string(2 * stream_limit, 'x')), std::make_pair(ScanResult::Clean, false));
     pool->terminate();
 }
 

@@ -1,5 +1,6 @@
 #include "service/engine/clamd_engine.h"
 #include "service/scan_server.h"
+#include "tests/service/engine/icap_upstream.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
 #include "tests/support/scripted_peer.h"
@@ -25,7 +26,9 @@ using test::conversation;
 using test::scripted_peer;
 
 const std::string end_of_object("\0\0\0\0", 4);
-const std::string command("zINSTREAM\0", 10);
+const std::string opening("zIDSESSION\0", 11);
+const std::string instream("zINSTREAM\0", 10);
+const std::string command = opening + instream;
 
 std::unique_ptr<web::io_data> stored(std::string_view text)
 {
@@ -64,16 +67,21 @@ std::string error_of(const verdict& outcome)
     return failure == nullptr ? "no error" : failure->why;
 }
 
+std::string described(service::scan_engine& engine, std::string_view object, const service::stop_token& stop = {})
+{
+    return test::icap_upstream::described(test::icap_upstream::judged(engine, object, "name", stop));
+}
+
 TEST(clamd_engine, streams_the_object_in_chunks_with_their_sizes)
 {
-    scripted_peer clamd(answering(zero_ended("stream: OK")));
+    scripted_peer clamd(answering(zero_ended("1: stream: OK")));
     EXPECT_TRUE(std::holds_alternative<clean_verdict>(judged(clamd.port(), "hello")));
     EXPECT_EQ(clamd.received(0), command + std::string("\0\0\0\x05hello", 9) + end_of_object);
 }
 
 TEST(clamd_engine, sends_nothing_but_the_end_of_an_empty_object)
 {
-    scripted_peer clamd(answering(zero_ended("stream: OK")));
+    scripted_peer clamd(answering(zero_ended("1: stream: OK")));
     EXPECT_TRUE(std::holds_alternative<clean_verdict>(judged(clamd.port(), "")));
     EXPECT_EQ(clamd.received(0), command + end_of_object);
 }
@@ -84,7 +92,7 @@ TEST(clamd_engine, sends_all_of_a_large_object)
     for (int i = 0; object.size() < 200000; ++i) {
         object += std::to_string(i) + " ";
     }
-    scripted_peer clamd(answering(zero_ended("stream: OK")));
+    scripted_peer clamd(answering(zero_ended("1: stream: OK")));
     EXPECT_TRUE(std::holds_alternative<clean_verdict>(judged(clamd.port(), object)));
     const std::string received = clamd.received(0);
     std::string_view rest = received;
@@ -106,7 +114,7 @@ TEST(clamd_engine, sends_all_of_a_large_object)
 
 TEST(clamd_engine, names_what_clamd_found)
 {
-    scripted_peer clamd(answering(zero_ended("stream: Some.Name-1 FOUND")));
+    scripted_peer clamd(answering(zero_ended("1: stream: Some.Name-1 FOUND")));
     const verdict outcome = judged(clamd.port(), "hello");
     ASSERT_TRUE(std::holds_alternative<blocked_verdict>(outcome));
     EXPECT_EQ(std::get<blocked_verdict>(outcome).threat, "Some.Name-1");
@@ -114,18 +122,22 @@ TEST(clamd_engine, names_what_clamd_found)
 
 TEST(clamd_engine, reads_an_answer_that_comes_in_pieces)
 {
-    scripted_peer clamd({whole_object().send_bytewise(zero_ended("stream: A FOUND"))});
+    scripted_peer clamd({whole_object().send_bytewise(zero_ended("1: stream: A FOUND"))});
     EXPECT_TRUE(std::holds_alternative<blocked_verdict>(judged(clamd.port(), "hello")));
 }
 
 TEST(clamd_engine, clears_nothing_that_clamd_did_not_clear)
 {
     const std::vector<std::pair<std::string, std::string>> cases{
-        {zero_ended("stream: Can't allocate memory ERROR"), "stream: Can't allocate memory ERROR"},
-        {zero_ended("UNKNOWN COMMAND"), "answer not understood: UNKNOWN COMMAND"},
+        {zero_ended("1: stream: Can't allocate memory ERROR"), "stream: Can't allocate memory ERROR"},
+        {zero_ended("1: UNKNOWN COMMAND"), "answer not understood: UNKNOWN COMMAND"},
         {zero_ended(""), "answer not understood: "},
-        {zero_ended("stream: OK") + "x", "answer not understood: stream: OK?x"},
-        {zero_ended("stream: OK") + zero_ended("stream: OK"), "answer not understood: stream: OK?stream: OK?"},
+        {zero_ended("1: stream: OK") + "x", "answer not understood: 1: stream: OK?x"},
+        {zero_ended("1: stream: OK") + zero_ended("2: stream: OK"),
+         "answer not understood: 1: stream: OK?2: stream: OK?"},
+        {zero_ended("stream: OK"), "answer not understood: stream: OK"},
+        {zero_ended("2: stream: OK"), "answer not understood: 2: stream: OK"},
+        {zero_ended("11: stream: OK"), "answer not understood: 11: stream: OK"},
         {"\x01\x02\xFF"s + zero_ended(""), "answer not understood: ???"},
         {std::string(10000, 'x'), "answer not understood: " + std::string(200, 'x')},
     };
@@ -137,9 +149,9 @@ TEST(clamd_engine, clears_nothing_that_clamd_did_not_clear)
 
 TEST(clamd_engine, takes_an_answer_without_its_end_for_none)
 {
-    scripted_peer closing({whole_object().send("stream: OK").close()});
+    scripted_peer closing({whole_object().send("1: stream: OK").close()});
     EXPECT_EQ(error_of(judged(closing.port(), "hello")), "connection closed within the answer");
-    scripted_peer newline({whole_object().send("stream: OK\n").close()});
+    scripted_peer newline({whole_object().send("1: stream: OK\n").close()});
     EXPECT_EQ(error_of(judged(newline.port(), "hello")), "connection closed within the answer");
     scripted_peer mute({whole_object().close()});
     EXPECT_EQ(error_of(judged(mute.port(), "hello")), "connection closed without an answer");
@@ -149,7 +161,7 @@ TEST(clamd_engine, waits_for_an_answer_no_longer_than_it_is_told)
 {
     scripted_peer silent({whole_object()});
     EXPECT_EQ(error_of(judged(silent.port(), "hello", 50ms)), "read: no answer in time");
-    scripted_peer half({whole_object().send("stream: O")});
+    scripted_peer half({whole_object().send("1: stream: O")});
     EXPECT_EQ(error_of(judged(half.port(), "hello", 100ms)), "read: no answer in time");
 }
 
@@ -174,9 +186,9 @@ TEST(clamd_engine, believes_a_finding_but_no_clearing_ahead_of_the_objects_end)
 {
     const std::string large(8U << 20U, 'x');
     scripted_peer limit(
-        {conversation().expect(command.size() + 4).send(zero_ended("INSTREAM size limit exceeded. ERROR")).close()});
-    EXPECT_NE(error_of(judged(limit.port(), large)), "no error");
-    scripted_peer early({conversation().expect(command.size() + 4).send(zero_ended("stream: OK")).close()});
+        {conversation().expect(command.size() + 4).send(zero_ended("1: INSTREAM size limit exceeded. ERROR")).close()});
+    EXPECT_TRUE(std::holds_alternative<unchecked_verdict>(judged(limit.port(), large)));
+    scripted_peer early({conversation().expect(command.size() + 4).send(zero_ended("1: stream: OK")).close()});
     EXPECT_NE(error_of(judged(early.port(), large)), "no error");
 }
 
@@ -200,6 +212,113 @@ TEST(clamd_engine, gives_up_at_once_when_it_is_told_to_stop)
     stopper.join();
 }
 
+TEST(clamd_sessions, are_kept_for_the_next_object)
+{
+    scripted_peer clamd({whole_object()
+                             .send(zero_ended("1: stream: OK"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send(zero_ended("2: stream: A FOUND"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send(zero_ended("3: stream: Heuristics.Encrypted.Zip FOUND"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send(zero_ended("4: stream: OK"))});
+    clamd_engine engine(clamd_tcp_endpoint("localhost", clamd.port()));
+    EXPECT_EQ(described(engine, "hello"), "clean");
+    EXPECT_EQ(described(engine, "hello"), "blocked: A");
+    EXPECT_EQ(described(engine, "hello"), "unchecked: Heuristics.Encrypted.Zip");
+    EXPECT_EQ(described(engine, "hello"), "clean");
+    EXPECT_EQ(clamd.connections(), 1U);
+    const std::string object = instream + std::string("\0\0\0\x05hello", 9) + end_of_object;
+    EXPECT_EQ(clamd.received(0), opening + object + object + object + object);
+}
+
+TEST(clamd_sessions, are_not_kept_after_a_failure)
+{
+    scripted_peer clamd({whole_object().send(zero_ended("1: stream: broken ERROR")),
+                         whole_object().send(zero_ended("2: stream: OK")), // the reply to something else
+                         whole_object().send(zero_ended("1: stream: OK"))});
+    clamd_engine engine(clamd_tcp_endpoint("localhost", clamd.port()));
+    EXPECT_EQ(described(engine, "hello"), "error: stream: broken ERROR");
+    EXPECT_EQ(described(engine, "hello"), "error: answer not understood: 2: stream: OK");
+    EXPECT_EQ(described(engine, "hello"), "clean");
+    EXPECT_EQ(clamd.connections(), 3U);
+}
+
+TEST(clamd_sessions, that_died_are_replaced_once_with_the_whole_object)
+{
+    const std::string large(1U << 20U, 'x');
+    scripted_peer clamd({whole_object().send(zero_ended("1: stream: OK")).expect(100000).reset(),
+                         whole_object()
+                             .send(zero_ended("1: stream: A FOUND"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .close(),
+                         conversation().expect(command.size()).expect_until(end_of_object).close()});
+    clamd_engine engine(clamd_tcp_endpoint("localhost", clamd.port()));
+    EXPECT_EQ(described(engine, "hello"), "clean");
+    EXPECT_EQ(described(engine, large), "blocked: A");
+    EXPECT_GT(clamd.received(1).size(), large.size());
+    EXPECT_EQ(described(engine, "hello"), "error: connection closed without an answer");
+    EXPECT_EQ(clamd.connections(), 3U);
+    EXPECT_TRUE(clamd.complaints().empty());
+}
+
+TEST(clamd_sessions, that_died_within_a_reply_are_not_replaced)
+{
+    scripted_peer clamd({whole_object()
+                             .send(zero_ended("1: stream: OK"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send("2: stream: O")
+                             .close(),
+                         whole_object().send(zero_ended("1: stream: OK"))});
+    clamd_engine engine(clamd_tcp_endpoint("localhost", clamd.port()));
+    EXPECT_EQ(described(engine, "hello"), "clean");
+    EXPECT_EQ(described(engine, "hello"), "error: connection closed within the answer");
+    EXPECT_EQ(clamd.connections(), 1U);
+}
+
+TEST(clamd_streams, are_limited)
+{
+    scripted_peer clamd({whole_object()
+                             .wait()
+                             .send(zero_ended("1: stream: OK"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send(zero_ended("2: stream: OK"))});
+    clamd_engine engine(clamd_tcp_endpoint("localhost", clamd.port()), 1h, 1);
+    std::thread first([&] { EXPECT_EQ(described(engine, "one"), "clean"); });
+    ASSERT_TRUE(clamd.wait_for_bytes(0, command.size() + 4 + 3 + 4));
+    service::stop_source stop;
+    std::thread stopper([&] { stop.request_stop(); });
+    EXPECT_EQ(described(engine, "two", stop.get_token()), "error: wait for a stream: the service is stopping");
+    stopper.join();
+    std::thread third([&] { EXPECT_EQ(described(engine, "three"), "clean"); });
+    clamd.release();
+    first.join();
+    third.join();
+    EXPECT_EQ(clamd.connections(), 1U);
+}
+
+TEST(clamd_streams, are_as_many_as_wanted)
+{
+    scripted_peer clamd({whole_object().wait().send(zero_ended("1: stream: OK")),
+                         whole_object().wait().send(zero_ended("1: stream: OK"))});
+    const auto engine =
+        service::make_engine("clamd:tcp:localhost:" + std::to_string(clamd.port()), service::engine_settings{0});
+    std::thread first([&] { EXPECT_EQ(described(*engine, "one"), "clean"); });
+    std::thread second([&] { EXPECT_EQ(described(*engine, "two"), "clean"); });
+    EXPECT_TRUE(clamd.wait_for_bytes(0, command.size() + 4 + 3 + 4));
+    EXPECT_TRUE(clamd.wait_for_bytes(1, command.size() + 4 + 3 + 4));
+    clamd.release();
+    clamd.release();
+    first.join();
+    second.join();
+}
+
 TEST(clamd_engine, knows_clamd_by_its_version_and_keeps_the_last_one_known)
 {
     const std::string version = "ClamAV 1.4.6/27000/Sat Nov 21 09:00:00 2026";
@@ -216,9 +335,15 @@ TEST(clamd_engine, knows_clamd_by_its_version_and_keeps_the_last_one_known)
 
 TEST(clamd_engine, serves_behind_the_server)
 {
-    scripted_peer clamd({whole_object().send(zero_ended("stream: OK")),
-                         whole_object().send(zero_ended("stream: A;B=C FOUND")),
-                         whole_object().send(zero_ended("stream: broken ERROR")), whole_object().close()});
+    scripted_peer clamd({whole_object()
+                             .send(zero_ended("1: stream: OK"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send(zero_ended("2: stream: A;B=C FOUND"))
+                             .expect(instream.size())
+                             .expect_until(end_of_object)
+                             .send(zero_ended("3: stream: broken ERROR")),
+                         whole_object().close()});
     server_options options;
     options.engines = {"clamd:tcp:127.0.0.1:" + std::to_string(clamd.port())};
     const test::started_server server(options);

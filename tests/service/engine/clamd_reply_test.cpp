@@ -32,13 +32,29 @@ TEST(clamd_reply, names_what_was_found)
 
 TEST(clamd_reply, is_an_error_in_every_other_case)
 {
-    for (const std::string_view text : {"INSTREAM size limit exceeded. ERROR", "stream: Can't open file ERROR",
+    for (const std::string_view text : {"INSTREAM size limit exceeded", "stream: Can't open file ERROR",
                                         "stream: FOUND", "stream:  FOUND", "UNKNOWN COMMAND", "", "PONG", "found"}) {
         EXPECT_TRUE(std::holds_alternative<error_verdict>(read_clamd_reply(text))) << text;
     }
-    EXPECT_EQ(std::get<error_verdict>(read_clamd_reply("INSTREAM size limit exceeded. ERROR")).why,
-              "INSTREAM size limit exceeded. ERROR");
+    EXPECT_EQ(std::get<error_verdict>(read_clamd_reply("stream: broken ERROR")).why, "stream: broken ERROR");
     EXPECT_EQ(std::get<error_verdict>(read_clamd_reply("what\n")).why, "answer not understood: what?");
+}
+
+TEST(clamd_reply, leaves_unchecked_what_clamd_cannot_look_into)
+{
+    for (const std::string_view name : {"Heuristics.Encrypted.Zip", "Heuristics.Encrypted.PDF",
+                                        "Heuristics.Limits.Exceeded", "Heuristics.Limits.Exceeded.MaxFileSize"}) {
+        const verdict outcome = read_clamd_reply("stream: " + std::string(name) + " FOUND");
+        ASSERT_TRUE(std::holds_alternative<unchecked_verdict>(outcome)) << name;
+        EXPECT_EQ(std::get<unchecked_verdict>(outcome).why, name);
+    }
+    EXPECT_EQ(std::get<unchecked_verdict>(read_clamd_reply("INSTREAM size limit exceeded. ERROR")).why,
+              "larger than the limit of clamd");
+    for (const std::string_view name : {"Heuristics.Phishing.Email", "X.Heuristics.Encrypted.Zip", "Heuristics"}) {
+        EXPECT_TRUE(
+            std::holds_alternative<blocked_verdict>(read_clamd_reply("stream: " + std::string(name) + " FOUND")))
+            << name;
+    }
 }
 
 TEST(printable, is_one_short_line_of_ascii)

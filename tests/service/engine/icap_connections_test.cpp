@@ -38,7 +38,7 @@ icap_engine_settings waiting(std::chrono::milliseconds timeout)
 class set_clock
 {
 public:
-    service::kept_streams::clock function()
+    service::kept_streams<service::timed_stream>::clock function()
     {
         return [this] { return std::chrono::steady_clock::time_point(std::chrono::milliseconds(now_)); };
     }
@@ -150,7 +150,7 @@ TEST(icap_connections, that_were_kept_for_long_are_not_used)
     scripted_peer peer({after_options().expect_until(whole).send(no_content), object_then(no_content)});
     icap_engine engine(url(peer.port()), settings);
     EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    clock.advance(service::kept_streams::lifetime + 1s);
+    clock.advance(service::kept_streams<service::timed_stream>::lifetime + 1s);
     EXPECT_EQ(described(judged(engine, "hello")), "clean");
     EXPECT_EQ(peer.connections(), 2U);
 }
