@@ -16,7 +16,7 @@ namespace service {
 
 namespace {
 
-constexpr std::array<std::string_view, 6> only_at_start{"port",       "metrics-port", "uri",
+constexpr std::array<std::string_view, 7> only_at_start{"port",       "metrics-port", "uri",          "memory-body",
                                                         "io-threads", "scan-threads", "hold-presence"};
 
 std::string list_of(const std::vector<std::string>& names)

@@ -4,6 +4,7 @@
 #include "tests/service/engine/slow_engine.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
+#include "tests/support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -83,6 +84,28 @@ TEST_F(reconfiguration, lets_scans_end_with_the_old_engine)
     EXPECT_EQ(late.field("ISTag"), old_tag);
     EXPECT_EQ(scanning.ask(test_mail).status(), 200U);
     EXPECT_EQ(other.ask(test::options_request()).field("ISTag"), blocked.field("ISTag"));
+}
+
+TEST_F(reconfiguration, ends_the_probes_of_the_old_engine_while_it_still_scans)
+{
+    const auto slow = std::make_shared<test::slow_engine>();
+    options.custom_engine = slow;
+    options.probe_interval = 1ms;
+    started_server server(options);
+    wire_client scanning = server.client();
+    scanning.send(test::mail_request(std::string(test::slow_engine::slow_size, 'x')));
+    ASSERT_TRUE(slow->wait_for_scans(1));
+    options.custom_engine = nullptr;
+    server.server().reconfigure(options);
+    const test::log_capture log;
+    slow->set_state("1", "gone");
+    wire_client client = server.client();
+    for (int i = 0; i < 500; ++i) { // takes several intervals
+        EXPECT_EQ(client.ask(small_mail).status(), 204U);
+    }
+    EXPECT_FALSE(log.contains("the engine cannot be reached"));
+    scanning.socket().reset();
+    EXPECT_TRUE(slow->wait_for_stops(1));
 }
 
 TEST_F(reconfiguration, keeps_an_engine_that_has_not_changed)

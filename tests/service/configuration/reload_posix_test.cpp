@@ -109,7 +109,7 @@ TEST_F(reload, keeps_everything_if_the_file_is_wrong)
 TEST_F(reload, says_what_needs_a_restart)
 {
     start("uri = a\nscan-threads = 1\npreview = 1");
-    configure("uri = b\nscan-threads = 2\npreview = 2\nport = 1\nhold-presence = true\n");
+    configure("uri = b\nscan-threads = 2\npreview = 2\nport = 1\nmemory-body = 1\nhold-presence = true\n");
     const std::string log = reloaded();
     EXPECT_THAT(log, HasSubstr("the configuration was read again: preview\n"));
     wire_client client(port);
@@ -120,7 +120,9 @@ TEST_F(reload, says_what_needs_a_restart)
     EXPECT_THAT(reloaded(), HasSubstr("the configuration was read again: nothing has changed\n"));
     end();
     const std::string all = service->errors();
-    EXPECT_THAT(all, HasSubstr("a change of these options needs a restart: port, uri, scan-threads, hold-presence\n"));
+    EXPECT_THAT(
+        all,
+        HasSubstr("a change of these options needs a restart: port, uri, memory-body, scan-threads, hold-presence\n"));
     EXPECT_THAT(all, HasSubstr("a change of these options needs a restart: uri\n"));
 }
 
