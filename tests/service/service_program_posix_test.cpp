@@ -174,6 +174,19 @@ TEST(service_program, keeps_objects_in_memory_up_to_a_size)
     }
 }
 
+TEST(service_program, judges_by_all_the_engines_it_is_given)
+{
+    const std::string gone = "clamd:tcp:127.0.0.1:" + std::to_string(port_without_listener());
+    child_process both(program, {"--port", "0", "--engine", "builtin", "--engine", gone, "--clamd-streams", "0"});
+    wire_client first(port_of(both));
+    EXPECT_EQ(first.ask(test::mail_request("harmless")).status(), 500U);
+    EXPECT_EQ(first.ask(test::mail_request(service::antivirus_test_text())).status(), 200U);
+    child_process either(program, {"--port", "0", "--engine", gone + ",builtin"});
+    wire_client second(port_of(either));
+    EXPECT_EQ(second.ask(test::mail_request("harmless")).status(), 204U);
+    EXPECT_EQ(second.ask(test::mail_request(service::antivirus_test_text())).status(), 200U);
+}
+
 TEST(service_program, tells_its_version_and_its_options)
 {
     const ending version = run({"--version"});
@@ -182,12 +195,12 @@ TEST(service_program, tells_its_version_and_its_options)
     const ending help = run({"--help"});
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
     for (const std::string_view option :
-         {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version",
-          "--max-connections", "--max-body", "--body-budget", "--memory-body", "--io-threads", "--scan-threads", "--idle-timeout",
-          "--stall-timeout", "--linger-timeout"}) {
-        EXPECT_THAT(help.output, HasSubstr(std::string(option)));
-    }
-    EXPECT_EQ(help.errors, "");
+          "--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version", "--max-connections", "--max-body", "--body-budget", "--memory-body", "--io-threads", "--scan-threads", "--idle-timeout", "--stall-timeout", "--linger-timeout", "--clamd-streams"
+})
+{
+    EXPECT_THAT(help.output, HasSubstr(std::string(option)));
+}
+EXPECT_EQ(help.errors, "");
 }
 
 TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
@@ -203,6 +216,11 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         {"--preview", "-1"},
         {"--log-level", "601"},
         {"--engine", "none"},
+        {"--engine", "builtin", "builtin"},
+        {"--engine", "builtin", "--engine", "none"},
+        {"--engine", "builtin,none"},
+        {"--engine", "icap://host"},
+        {"--clamd-streams", "-1"},
         {"--engine", "clamd:tcp:192.0.2.1:3310"},
         {"--engine", "clamd:unix:"},
         {"--engine", "clamd:unix:/" + std::string(200, 'x')},

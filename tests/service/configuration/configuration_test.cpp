@@ -141,6 +141,18 @@ TEST_F(configuration, that_was_printed_can_be_read)
     EXPECT_EQ(service::printed(again).find("has no value"), std::string::npos);
 }
 
+TEST_F(configuration, keeps_engines_and_their_alternatives)
+{
+    const std::vector<std::string> engines{"builtin", "clamd:tcp:localhost:3310,icap://[::1]:1345/av?a=b"};
+    const auto made = read({"--engine", engines[0], "--engine", engines[1]});
+    EXPECT_EQ(made.values.server.engines, engines);
+    const std::string text = service::printed(made);
+    EXPECT_THAT(text, HasSubstr("engine = [\"builtin\", \"clamd:tcp:localhost:3310,icap://[::1]:1345/av?a=b\"]"));
+    EXPECT_EQ(read({"--config", write(text)}).values.server.engines, engines);
+    EXPECT_EQ(read({"--config", write("engine = \"builtin,builtin\"\n")}).values.server.engines,
+              std::vector<std::string>{"builtin,builtin"});
+}
+
 TEST_F(configuration, without_anything_is_that_of_the_defaults)
 {
     const auto made = read({});
