@@ -13,8 +13,9 @@ constexpr std::uint64_t reserved_sizes = 256;
 
 } // namespace
 
-body_budget::body_budget(std::uint64_t bytes, episode::clock::duration quiet)
+body_budget::body_budget(std::uint64_t bytes, std::size_t files, episode::clock::duration quiet)
     : bytes_(bytes)
+    , files_(files)
     , refusals_(quiet)
     , failures_(quiet)
 {}
@@ -22,7 +23,7 @@ body_budget::body_budget(std::uint64_t bytes, episode::clock::duration quiet)
 body_budget::share::~share()
 {
     if (budget_ != nullptr) {
-        budget_->give_back(bytes_);
+        budget_->give_back(bytes_, files_);
     }
 }
 
@@ -32,6 +33,15 @@ bool body_budget::share::take(std::uint64_t count)
         return false;
     }
     bytes_ += count;
+    return true;
+}
+
+bool body_budget::share::take_file()
+{
+    if (budget_ != nullptr && !budget_->take_file()) {
+        return false;
+    }
+    ++files_;
     return true;
 }
 
@@ -60,16 +70,33 @@ bool body_budget::take(std::uint64_t held, std::uint64_t count)
     return false;
 }
 
-void body_budget::give_back(std::uint64_t count)
+bool body_budget::take_file()
+{
+    {
+        const std::lock_guard guard(lock_);
+        if (used_files_ < files_) {
+            ++used_files_;
+            return true;
+        }
+    }
+    if (refusals_.begins()) {
+        LOG_LINE(service_log(), 200, "requests are refused: there are no descriptors for files of their objects");
+    }
+    return false;
+}
+
+void body_budget::give_back(std::uint64_t count, std::size_t files)
 {
     const std::lock_guard guard(lock_);
     used_ -= count;
+    used_files_ -= files;
 }
 
-void body_budget::resize(std::uint64_t bytes)
+void body_budget::resize(std::uint64_t bytes, std::size_t files)
 {
     const std::lock_guard guard(lock_);
     bytes_ = bytes;
+    files_ = files;
 }
 
 void body_budget::report_failure(std::string_view why)

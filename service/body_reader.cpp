@@ -3,6 +3,7 @@
 #include "service/bad_request.h"
 #include "tool/http/grammar.h"
 #include "tool/system/conversions.h"
+#include "tool/web/io_property.h"
 
 #include <algorithm>
 
@@ -45,7 +46,12 @@ body_reader::body_reader(icap::request_message& request, std::uint64_t max_body,
     , max_body_(max_body)
     , share_(budget)
     , in_preview_(request.preview_present())
-{}
+{
+    const auto* const store = dynamic_cast<web::io_property*>(&object().body());
+    if (store != nullptr && store->kind() == web::io_property::file_kind && !share_.take_file()) {
+        throw bad_request("there is no descriptor for a file of the object", 503, 400);
+    }
+}
 
 http::message& body_reader::object()
 {

@@ -8,12 +8,21 @@ namespace service {
 /// number.
 std::size_t raise_descriptor_limit();
 
-/// Returns the number of connections that can be served with that many descriptors: each may need one for its socket
-/// and one for the file of its object, and the service itself needs some.
+/// Descriptors for the log, for the sockets of engines, and for connections that are refused.
+inline constexpr std::size_t reserved_descriptors = 128;
+
+/// Returns the number of connections that can be served with that many descriptors: half of those that are not
+/// reserved, because objects may need files.
 [[nodiscard]] constexpr std::size_t connections_with(std::size_t descriptors)
 {
-    constexpr std::size_t reserved = 128;
-    return descriptors < reserved + 2 ? 1 : (descriptors - reserved) / 2;
+    return descriptors < reserved_descriptors + 2 ? 1 : (descriptors - reserved_descriptors) / 2;
+}
+
+/// Returns the number of objects that can be kept in files beside that many connections. A file has two descriptors.
+[[nodiscard]] constexpr std::size_t body_files_with(std::size_t descriptors, std::size_t connections)
+{
+    const std::size_t others = reserved_descriptors + connections;
+    return descriptors < others + 2 ? 1 : (descriptors - others) / 2;
 }
 
 } // namespace service

@@ -13,6 +13,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <functional>
@@ -36,12 +37,16 @@ int complain(const std::string& what, int status)
 /// A connection without a descriptor could be neither accepted nor refused.
 void limit_connections(service::server_options& settings)
 {
-    const std::size_t possible = service::connections_with(service::raise_descriptor_limit());
+    // Each scan may need a socket of its engine.
+    const std::size_t limit = service::raise_descriptor_limit();
+    const std::size_t descriptors = limit - std::min(limit, settings.scan_threads);
+    const std::size_t possible = service::connections_with(descriptors);
     if (possible < settings.max_connections) {
         LOG_LINE(service::service_log(), logging::priority::decision,
                  "the system allows descriptors for " << possible << " connections only");
         settings.max_connections = possible;
     }
+    settings.body_files = service::body_files_with(descriptors, settings.max_connections);
 }
 
 /// Calls `reload` for each signal that asks for it, and returns from the wait at any other.

@@ -1,5 +1,6 @@
 #include "service/scan_server.h"
 
+#include "service/accept_reserve.h"
 #include "service/connection.h"
 #include "service/engine/make_engine.h"
 #include "service/listener.h"
@@ -89,7 +90,7 @@ class scan_server::implementation
 public:
     explicit implementation(options settings)
         : path_(path_of(settings.uri))
-        , bodies_(settings.body_budget)
+        , bodies_(settings.body_budget, settings.body_files)
         , loops_(make_loops(settings.io_threads))
         , acceptor_(first_loop())
         , pause_(first_loop())
@@ -118,6 +119,7 @@ private:
     [[nodiscard]] service_figures figures();
     void run(asio::io_context& loop);
     void accept();
+    void accept_failed(const error_code& error);
     void accept_after_pause();
     void accepted(const std::shared_ptr<connection::socket>& peer);
     void admit(connection::socket peer);
@@ -137,6 +139,7 @@ private:
     // Used on the thread of the first loop only:
     asio::ip::tcp::acceptor acceptor_;
     asio::steady_timer pause_;
+    accept_reserve accept_reserve_;
     std::size_t next_loop_ = 0;
     std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
@@ -166,6 +169,7 @@ void scan_server::implementation::listen()
         reuse_port_of_ended_connections(acceptor_);
         acceptor_.bind(endpoint);
         acceptor_.listen();
+        acceptor_.non_blocking(true);
         port_ = acceptor_.local_endpoint().port();
     } catch (const boost::system::system_error& failure) {
         error_code ignored;
@@ -242,13 +246,29 @@ void scan_server::implementation::accept()
             return;
         }
         if (error) {
-            LOG_LINE(service_log(), 200, "could not accept: " << error.message());
-            accept_after_pause();
+            accept_failed(error);
             return;
         }
+        accept_reserve_.worked();
         asio::post(first_loop(), [this] { accept(); }); // first, because the next line may throw
         accepted(std::make_shared<connection::socket>(std::move(peer)));
     });
+}
+
+/// Nobody waits for an answer because there is no descriptor for it.
+void scan_server::implementation::accept_failed(const error_code& error)
+{
+    accept_reserve_.failed(error);
+    const settings_pointer settings = settings_.get();
+    const auto reply = settings->replies.bare(settings->engine->tag.current(), unavailable, true);
+    const auto& head = reply->raw_head();
+    const std::size_t refused = accept_reserve_.refuse_waiting(acceptor_, first_loop(), {head.data(), head.size()});
+    metrics_.connections_refused.add(refused);
+    if (refused == 0) {
+        accept_after_pause();
+    } else {
+        asio::post(first_loop(), [this] { accept(); });
+    }
 }
 
 /// A failure such as a lack of descriptors persists; retrying at once would only consume CPU time.
@@ -343,7 +363,7 @@ void scan_server::implementation::reconfigure(options settings)
         engine->watch.start();
         wait_for_probe(engine->watch);
     }
-    bodies_.resize(changed->options.body_budget);
+    bodies_.resize(changed->options.body_budget, changed->options.body_files);
     settings_.exchange(std::move(changed));
     if (engine != before->engine) {
         if (engine->tag.current() != before->engine->tag.current()) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,6 +50,8 @@ struct server_options
     /// Bytes of all objects that are kept at a time, in memory and in temporary files. A request that exceeds them is
     /// answered with 503.
     std::uint64_t body_budget = std::uint64_t{2} << 30U;
+    /// Objects that may be in temporary files at a time. A further one that needs a file is answered with 503.
+    std::size_t body_files = std::numeric_limits<std::size_t>::max();
     std::uint32_t max_preview = 65536; ///< largest preview that a peer may announce, in bytes
 
     /// A peer that has begun a request and then sends nothing for this time is disconnected, and so is a peer that

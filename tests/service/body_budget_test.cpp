@@ -83,6 +83,34 @@ TEST(body_budget, large_objects_leave_room_for_small_ones)
     }
 }
 
+TEST(body_budget, counts_files)
+{
+    const test::log_capture log;
+    body_budget budget(9, 2);
+    {
+        body_budget::share first(&budget);
+        body_budget::share second(&budget);
+        EXPECT_TRUE(first.take_file());
+        EXPECT_TRUE(second.take_file());
+        EXPECT_FALSE(body_budget::share(&budget).take_file());
+        EXPECT_FALSE(body_budget::share(&budget).take_file());
+    }
+    EXPECT_TRUE(body_budget::share(&budget).take_file());
+    EXPECT_EQ(lines_with(log, "no descriptors for files of their objects"), 1U);
+}
+
+TEST(body_budget, can_be_changed)
+{
+    body_budget budget(80);
+    body_budget::share share(&budget);
+    EXPECT_EQ(taken_by(share, 1), 70U);
+    budget.resize(40);
+    EXPECT_FALSE(share.take(1));
+    budget.resize(160);
+    EXPECT_EQ(taken_by(share, 1), 70U);
+    EXPECT_EQ(budget.used(), 140U);
+}
+
 TEST(body_budget, is_shared_by_threads)
 {
     body_budget budget(1000000);
@@ -104,8 +132,8 @@ TEST(body_budget, is_shared_by_threads)
 TEST(body_budget, refusals_are_logged_once_until_there_were_none_for_a_while)
 {
     const test::log_capture log;
-    body_budget calm(9, 1h);
-    body_budget talkative(9, 0s);
+    body_budget calm(9, 9, 1h);
+    body_budget talkative(9, 9, 0s);
     for (int i = 0; i < 5; ++i) {
         EXPECT_FALSE(body_budget::share(&calm).take(10));
         calm.report_failure("disk full");
@@ -197,6 +225,24 @@ TEST(body_budget, refuses_the_request_that_exceeds_it_and_lets_others_finish)
     second.socket().end_sending();
     EXPECT_TRUE(second.closed_by_service());
     EXPECT_EQ(lines_with(log, refusal_line), 1U);
+}
+
+TEST(body_budget, refuses_objects_without_a_descriptor_for_their_file)
+{
+    auto options = small_budget();
+    options.body_files = 1;
+    const started_server server(options);
+    const std::string head =
+        test::reqmod_head("POST http://host/ HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n", "Preview: 4\r\n");
+    const std::string preview = test::standard_preview("0123", 4);
+    wire_client first = server.client();
+    ASSERT_EQ(first.ask(head + preview).status(), 100U);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(server.client().ask(head + preview).status(), 503U);
+        EXPECT_EQ(server.client().ask(test::mail_request("kept in memory")).status(), 204U);
+    }
+    EXPECT_EQ(first.ask(test::chunk("4") + std::string(test::end_mark)).status(), 200U);
+    EXPECT_EQ(first.ask(head + preview).status(), 100U);
 }
 
 TEST(body_budget, is_given_back_with_each_verdict)
