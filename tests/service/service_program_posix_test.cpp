@@ -195,12 +195,12 @@ TEST(service_program, tells_its_version_and_its_options)
     const ending help = run({"--help"});
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
     for (const std::string_view option :
-          "--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version", "--max-connections", "--max-body", "--body-budget", "--memory-body", "--io-threads", "--scan-threads", "--idle-timeout", "--stall-timeout", "--linger-timeout", "--clamd-streams"
-})
-{
-    EXPECT_THAT(help.output, HasSubstr(std::string(option)));
-}
-EXPECT_EQ(help.errors, "");
+         {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version",
+          "--max-connections", "--max-body", "--body-budget", "--memory-body", "--io-threads", "--scan-threads",
+          "--idle-timeout", "--stall-timeout", "--linger-timeout", "--clamd-streams"}) {
+        EXPECT_THAT(help.output, HasSubstr(std::string(option)));
+    }
+    EXPECT_EQ(help.errors, "");
 }
 
 TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
