@@ -201,6 +201,7 @@ service_figures scan_server::implementation::figures()
     const auto scans = scanners_->load();
     const settings_pointer settings = settings_.get();
     const bool works = settings->engine->tag.state().fault.empty();
+    metrics_.body_bytes.set(static_cast<std::int64_t>(bodies_.used()));
     return {connections(), scans.waiting, scans.running, {{std::string(settings->engine->engine->name()), works}}};
 }
 

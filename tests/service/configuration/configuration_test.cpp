@@ -75,6 +75,21 @@ TEST_F(configuration, comes_from_the_command_line_before_the_environment_before_
     EXPECT_EQ(setting_of(made, "max-connections"), (service::setting{"max-connections", {"10000"}, "default"}));
 }
 
+TEST_F(configuration, takes_an_option_that_may_be_repeated_from_one_source)
+{
+    const std::string file = write("engine = [\"clamd:tcp:localhost:1,builtin\", builtin]\n");
+    const auto from_file = read({"--config", file});
+    EXPECT_THAT(from_file.values.server.engines, ElementsAre("clamd:tcp:localhost:1,builtin", "builtin"));
+    EXPECT_THAT(service::printed(from_file),
+                HasSubstr("\nengine = [\"clamd:tcp:localhost:1,builtin\", \"builtin\"] # " + file + ":1\n"));
+    const auto again = read({"--config", write(service::printed(from_file))});
+    EXPECT_EQ(again.values.server.engines, from_file.values.server.engines);
+    variables = {{"POSTWARDEN_SERVICE_ENGINE", "builtin;clamd:tcp:localhost:2,builtin;builtin"}};
+    EXPECT_THAT(read({"--config", file}).values.server.engines,
+                ElementsAre("builtin", "clamd:tcp:localhost:2,builtin", "builtin"));
+    EXPECT_THAT(read({"--config", file, "--engine", "builtin"}).values.server.engines, ElementsAre("builtin"));
+}
+
 TEST_F(configuration, finds_its_file_by_the_environment_too)
 {
     variables = {{"POSTWARDEN_SERVICE_CONFIG", write("hold-presence = true\nlog = 'a b'\nlog-level = 300")}};

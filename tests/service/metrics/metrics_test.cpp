@@ -174,6 +174,17 @@ TEST_F(metrics, count_connections_and_bytes)
     EXPECT_GT(value("sent_bytes_total"), 0);
 }
 
+TEST_F(metrics, contain_the_bytes_of_unfinished_objects)
+{
+    start();
+    EXPECT_EQ(value("body_bytes"), 0);
+    wire_client client = server->client();
+    EXPECT_EQ(client.ask(test::object_request_head(10, 4) + test::bare_preview("0123456789", 4)).status(), 100U);
+    EXPECT_GE(value("body_bytes"), 4);
+    EXPECT_EQ(client.ask(test::chunk("456789") + "0\r\n\r\n").status(), 204U);
+    EXPECT_TRUE(reaches("body_bytes", 0));
+}
+
 TEST_F(metrics, contain_neither_names_nor_subjects_nor_addresses)
 {
     start();
