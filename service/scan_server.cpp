@@ -200,9 +200,12 @@ service_figures scan_server::implementation::figures()
 {
     const auto scans = scanners_->load();
     const settings_pointer settings = settings_.get();
-    const bool works = settings->engine->tag.state().fault.empty();
+    engine_state state = settings->engine->tag.state();
+    if (state.parts.empty()) {
+        state.parts.push_back({std::string(settings->engine->engine->name()), state.fault.empty()});
+    }
     metrics_.body_bytes.set(static_cast<std::int64_t>(bodies_.used()));
-    return {connections(), scans.waiting, scans.running, {{std::string(settings->engine->engine->name()), works}}};
+    return {connections(), scans.waiting, scans.running, std::move(state.parts)};
 }
 
 void scan_server::implementation::start()

@@ -112,6 +112,7 @@ engine_state alternative_engines::probe(stop_token stop)
     }
     const auto states = probe_all(engines_, stop);
     engine_state made{combined_identity(engines_, states), {}};
+    made.parts = parts_of(engines_, states);
     std::string faults;
     bool reached = false;
     for (std::size_t i = 0; i < engines_.size(); ++i) {

@@ -74,6 +74,7 @@ engine_state engine_group::probe(stop_token stop)
 {
     const auto states = probe_all(engines_, stop);
     engine_state made{combined_identity(engines_, states), {}};
+    made.parts = parts_of(engines_, states);
     for (std::size_t i = 0; i < engines_.size(); ++i) {
         if (!states[i].fault.empty()) {
             append_named(made.fault, engines_[i]->name(), states[i].fault);

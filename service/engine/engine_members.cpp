@@ -32,6 +32,19 @@ std::vector<engine_state> probe_all(const engine_list& engines, const stop_token
     return states;
 }
 
+std::vector<engine_part> parts_of(const engine_list& engines, const std::vector<engine_state>& states)
+{
+    std::vector<engine_part> parts;
+    for (std::size_t i = 0; i < engines.size(); ++i) {
+        if (states[i].parts.empty()) {
+            parts.push_back({std::string(engines[i]->name()), states[i].fault.empty()});
+        } else {
+            parts.insert(parts.end(), states[i].parts.begin(), states[i].parts.end());
+        }
+    }
+    return parts;
+}
+
 std::string combined_identity(const engine_list& engines, const std::vector<engine_state>& states)
 {
     std::string text;

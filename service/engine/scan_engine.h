@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace service {
 
@@ -67,12 +68,20 @@ public:
     virtual ~object_scan() = default;
 };
 
+/// One of the engines of which an engine consists.
+struct engine_part
+{
+    std::string name;
+    bool works = false; ///< at the last probe
+};
+
 /// The result of a probe of an engine.
 struct engine_state
 {
     std::string identity; ///< as identity() returns it
     std::string fault;    ///< why the engine cannot judge at present; empty if it can
     std::string remark{}; ///< which parts of the engine cannot be reached while others judge in their place, and why
+    std::vector<engine_part> parts{}; ///< empty for an engine that does not consist of others
 };
 
 /// Judges objects. All functions are thread-safe.

@@ -116,7 +116,7 @@ void add_requests(writer& out, const service_metrics& metrics)
     }
 }
 
-void add_engines(writer& out, const std::vector<engine_condition>& engines)
+void add_engines(writer& out, const std::vector<engine_part>& engines)
 {
     out.begin("engine_up", "gauge", "Whether the engine could judge at its last probe.");
     for (std::size_t i = 0; i < engines.size(); ++i) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "service/engine/scan_engine.h"
 #include "service/metrics/metrics.h"
 
 #include <cstdint>
@@ -8,20 +9,13 @@
 
 namespace service {
 
-/// An engine as the metrics show it.
-struct engine_condition
-{
-    std::string name; ///< of the kind of engine, without its address
-    bool works = false;
-};
-
 /// What is counted nowhere because it can be looked up.
 struct service_figures
 {
     std::uint64_t connections = 0;   ///< open
     std::uint64_t scans_waiting = 0; ///< objects that wait for a thread
     std::uint64_t scans_running = 0;
-    std::vector<engine_condition> engines;
+    std::vector<engine_part> engines; ///< their names contain no address
 };
 
 /// Returns the metrics in the text format 0.0.4 of Prometheus.

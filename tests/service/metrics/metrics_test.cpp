@@ -174,6 +174,17 @@ TEST_F(metrics, count_connections_and_bytes)
     EXPECT_GT(value("sent_bytes_total"), 0);
 }
 
+TEST_F(metrics, contain_the_state_of_each_engine)
+{
+    const std::uint16_t nobody = test::loopback_socket::listen().port();
+    options.engines = {"builtin", "clamd:tcp:127.0.0.1:" + std::to_string(nobody) + ",builtin"};
+    start();
+    EXPECT_EQ(server->client().ask(test::options_request()).status(), 200U);
+    EXPECT_EQ(value("engine_up{engine=\"builtin\",number=\"1\"}"), 1);
+    EXPECT_EQ(value("engine_up{engine=\"clamd\",number=\"2\"}"), 0);
+    EXPECT_EQ(value("engine_up{engine=\"builtin\",number=\"3\"}"), 1);
+}
+
 TEST_F(metrics, contain_the_bytes_of_unfinished_objects)
 {
     start();
