@@ -7,6 +7,8 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 namespace service {
 
@@ -20,6 +22,8 @@ constexpr std::size_t most_scan_threads = 1024;
 constexpr std::uint64_t most_bytes = std::uint64_t{1} << 40U;
 constexpr std::uint64_t most_memory_body = std::uint64_t{1} << 30U;
 constexpr milliseconds usual_probe_interval{30000};
+constexpr std::size_t usual_cache_entries = 65536;
+constexpr std::size_t most_cache_entries = std::size_t{1} << 24U;
 constexpr std::uint32_t most_rate = 1U << 30U;
 constexpr double least_time = 0.001;
 constexpr double most_time = 86400;
@@ -99,6 +103,8 @@ void add_limits(CLI::App& app, command_line& values)
     add_number<std::size_t>(app, "--io-threads", server.io_threads, 1, most_io_threads, "Threads that serve sockets");
     add_number<std::size_t>(app, "--scan-threads", server.scan_threads, 1, most_scan_threads,
                             "Objects judged at a time; others wait in the order of their requests");
+    add_number<std::size_t>(app, "--cache-entries", server.cache_entries, 0, most_cache_entries,
+                            "Verdicts kept, so that the engine is not asked about the same object again; 0 for none");
 }
 
 void add_times(CLI::App& app, server_options& server)
@@ -120,6 +126,56 @@ void add_times(CLI::App& app, server_options& server)
              "A peer that has ended its sending counts as gone after this time without a verdict");
     add_time(app, "--linger-timeout", server.linger_timeout, 0,
              "A peer may go on sending for this time after the last answer of its connection");
+}
+
+void add_treatment(CLI::App& app, const char* name, treatment& target, const char* help)
+{
+    app.add_option_function<std::string>(
+           name, [&target](const std::string& text) { target = text == "block" ? treatment::block : treatment::pass; },
+           help)
+        ->type_name("pass|block")
+        ->check(CLI::IsMember({"pass", "block"}))
+        ->default_str(target == treatment::block ? "block" : "pass");
+}
+
+void add_policies(CLI::App& app, server_options& server)
+{
+    add_treatment(app, "--when-unreachable", server.policy.unreachable,
+                  "An object that no engine could judge, or not in time: pass it, or replace it by a notice");
+    add_treatment(app, "--when-unchecked", server.policy.unchecked,
+                  "An object that the engine cannot look into, or a larger one than --max-body: pass it, or replace it "
+                  "by a notice");
+}
+
+void add_patterns(CLI::App& app, const char* name, std::vector<std::string>& target, const char* help)
+{
+    app.add_option(name, target, help)->type_name("PATTERN")->take_all()->allow_extra_args(false);
+}
+
+void add_lists(CLI::App& app, list_options& lists)
+{
+    add_patterns(app, "--ignore-threat", lists.ignored_threats,
+                 "An object in which the engine finds such a threat counts as clean; may be repeated. In all patterns "
+                 "'*' is any text and '?' any character, and case does not matter");
+    add_patterns(app, "--block-name", lists.forbidden_names,
+                 "Withhold attachments and files with such a name without asking an engine; may be repeated");
+    add_patterns(app, "--block-type", lists.forbidden_types,
+                 "The same for a MIME type, such as application/x-msdownload");
+}
+
+void add_notice(CLI::App& app, server_options& server)
+{
+    app.add_option("--notice", server.notice_file, "Template of the page in place of an object that is withheld")
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--notice-language",
+           [&server](const std::string& text) {
+               server.language = text == "de" ? notice_language::german : notice_language::english;
+           },
+           "Language of its texts")
+        ->type_name("en|de")
+        ->check(CLI::IsMember({"en", "de"}))
+        ->default_str(server.language == notice_language::german ? "de" : "en");
 }
 
 void add_log_options(CLI::App& app, command_line& values)
@@ -155,10 +211,14 @@ std::uint32_t effective_log_level(const command_line& values)
 void add_options(CLI::App& app, command_line& values)
 {
     values.server.probe_interval = usual_probe_interval;
+    values.server.cache_entries = usual_cache_entries;
     add_configuration_options(app, values);
     add_service_options(app, values.server);
     add_limits(app, values);
     add_times(app, values.server);
+    add_policies(app, values.server);
+    add_lists(app, values.server.lists);
+    add_notice(app, values.server);
     add_log_options(app, values);
     app.add_flag("--hold-presence", values.hold_presence, "Show that the service runs, see below");
     app.footer(footer);

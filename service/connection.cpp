@@ -155,9 +155,9 @@ void connection::advance()
             break;
         }
     } catch (const bad_request& problem) {
-        answer_bad_request(problem.what(), problem.status(), problem.level());
+        answer_unread(problem.what(), problem.status(), problem.level());
     } catch (const std::exception& problem) {
-        answer_bad_request(problem.what(), server_error);
+        answer_unread(problem.what(), server_error);
     }
 }
 

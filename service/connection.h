@@ -92,6 +92,8 @@ private:
     void probed();
     [[nodiscard]] reply_maker::reply health();
     void answer_request(reply_maker::reply reply);
+    void answer_unread(const std::string& reason, std::uint32_t status, std::uint32_t level = 200);
+    void answer_withheld(cause why, const std::string& name, bool close);
     void answer_bad_request(const std::string& why, std::uint32_t status, std::uint32_t level = 200);
     void answer(reply_maker::reply reply, after_write next);
     void write_more();

@@ -7,6 +7,7 @@
 #include <boost/asio/write.hpp>
 
 #include <exception>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -144,7 +145,12 @@ void connection::scan_takes_too_long()
     count(request_result::timeout);
     log_verdict(this, name,
                 error_verdict{"no verdict within " + std::to_string(settings_->options.scan_timeout.count()) + " ms"});
-    answer_request(settings_->replies.bare(settings_->engine->tag.current(), server_error));
+    if (const auto why = settings_->options.policy.withhold_late()) {
+        log_withheld(this, name, *why);
+        answer_withheld(*why, name, close_after_);
+    } else {
+        answer_request(settings_->replies.bare(settings_->engine->tag.current(), server_error));
+    }
 }
 
 void connection::await_probe()
@@ -193,6 +199,39 @@ void connection::answer_request(reply_maker::reply reply)
 {
     try {
         answer(std::move(reply), close_after_ ? after_write::close : after_write::next_request);
+    } catch (const std::exception& problem) {
+        answer_bad_request(problem.what(), server_error);
+    }
+}
+
+/// A request that was not read to its end. What follows of it is not read.
+void connection::answer_unread(const std::string& reason, std::uint32_t status, std::uint32_t level)
+{
+    icap::request_message* const request = reader_ ? reader_->request() : nullptr;
+    const bool has_object = request != nullptr && request->method() != icap::request_method::options &&
+                            request->encapsulated().null_body == 0;
+    const auto why = has_object ? settings_->options.policy.withhold_unread(status) : std::nullopt;
+    if (!why) {
+        answer_bad_request(reason, status, level);
+        return;
+    }
+    try {
+        const std::string name = object_name(*reader_);
+        LOG_LINE(service_log(), level, "connection(" << this << ") does not read an object to its end: " << reason);
+        log_withheld(this, name, *why);
+        count(*why == cause::no_engine ? request_result::error : request_result::unchecked);
+        reader_.reset(); // as for other requests that are not read to their end
+        answer_withheld(*why, name, true);
+    } catch (const std::exception& problem) {
+        answer_bad_request(problem.what(), server_error);
+    }
+}
+
+void connection::answer_withheld(cause why, const std::string& name, bool close)
+{
+    try {
+        answer(settings_->replies.withheld(settings_->engine->tag.current(), why, name, close),
+               close ? after_write::close : after_write::next_request);
     } catch (const std::exception& problem) {
         answer_bad_request(problem.what(), server_error);
     }

@@ -5,8 +5,10 @@
 #include "service/engine_watch.h"
 #include "service/istag.h"
 #include "service/metrics/metrics.h"
+#include "service/verdict_cache.h"
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <utility>
 
@@ -18,9 +20,11 @@ struct engine_in_use
 {
     /// `probe_interval` is that of engine_watch. `tag_changes` counts the changes of the tag. The caller starts the
     /// watch.
-    engine_in_use(std::shared_ptr<scan_engine> used, std::chrono::milliseconds probe_interval, counter& tag_changes)
+    engine_in_use(std::shared_ptr<scan_engine> used, std::chrono::milliseconds probe_interval,
+                  std::size_t cache_entries, counter& tag_changes)
         : engine(std::move(used))
         , tag(engine, stop.get_token(), &tag_changes)
+        , cache(cache_entries)
         , watch(tag, probe_interval)
     {}
     engine_in_use(const engine_in_use&) = delete;
@@ -38,6 +42,7 @@ struct engine_in_use
     std::shared_ptr<scan_engine> engine;
     stop_source stop; ///< of the probes
     istag tag;
+    verdict_cache cache; ///< of the engine's verdicts
     engine_watch watch;
 };
 

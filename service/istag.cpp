@@ -53,6 +53,9 @@ std::string istag::refresh()
     }
     refreshed_ = true;
     text_ = made;
+    if (found.identity != state_.identity || (found.fault.empty() && !state_.fault.empty())) {
+        ++generation_;
+    }
     state_ = std::move(found);
     return made;
 }
@@ -61,6 +64,12 @@ engine_state istag::state() const
 {
     const std::lock_guard guard(lock_);
     return state_;
+}
+
+std::uint64_t istag::generation() const
+{
+    const std::lock_guard guard(lock_);
+    return state_.identity.empty() ? 0 : generation_;
 }
 
 std::string istag::current() const

@@ -4,6 +4,7 @@
 #include "service/engine/stop.h"
 #include "service/metrics/metrics.h"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,6 +26,9 @@ public:
     /// Returns the tag of the last refresh; before the first refresh, a tag made of the engine's name only. Never
     /// blocks: the tag is part of every response, including those made on a thread that other connections wait for.
     [[nodiscard]] std::string current() const;
+    /// Returns a number that grows whenever the verdicts of the engine may have changed: with its identity, and when it
+    /// can be reached again. 0 as long as no identity is known. Never blocks.
+    [[nodiscard]] std::uint64_t generation() const;
     /// Returns the state of the last refresh; an empty one before the first refresh. Never blocks.
     [[nodiscard]] engine_state state() const;
 
@@ -35,9 +39,10 @@ private:
     stop_token stop_;
     counter* changes_;
     mutable std::mutex lock_;
-    std::string text_;       ///< guarded by lock_
-    engine_state state_;     ///< guarded by lock_
-    bool refreshed_ = false; ///< guarded by lock_
+    std::string text_;             ///< guarded by lock_
+    engine_state state_;           ///< guarded by lock_
+    std::uint64_t generation_ = 1; ///< guarded by lock_
+    bool refreshed_ = false;       ///< guarded by lock_
 };
 
 } // namespace service

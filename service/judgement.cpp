@@ -1,5 +1,6 @@
 #include "service/judgement.h"
 
+#include "service/cached_scan.h"
 #include "service/log.h"
 #include "service/safe_text.h"
 
@@ -8,6 +9,26 @@
 #include <variant>
 
 namespace service {
+
+namespace {
+
+/// Returns the threat that an engine found; empty if none.
+std::string threat_in(const verdict& outcome)
+{
+    if (const auto* found = std::get_if<blocked_verdict>(&outcome)) {
+        return found->threat;
+    }
+    const auto* repaired = std::get_if<repaired_verdict>(&outcome);
+    return repaired != nullptr ? repaired->threat : std::string();
+}
+
+void log_ignored(const void* owner, const std::string& name, const std::string& threat)
+{
+    LOG_LINE(service_log(), 300,
+             "connection(" << owner << ") ignored '" << display_text(name) << "': " << display_text(threat));
+}
+
+} // namespace
 
 judgement::judgement(request object, const connection_services& services, settings_pointer settings, const void* owner,
                      handler done)
@@ -28,24 +49,63 @@ void judgement::run()
         reply = make_reply(*object);
     } catch (const std::exception& problem) {
         LOG_LINE(service_log(), 200, "connection(" << owner_ << ") failed: " << problem.what());
+        reply = reply_to_failure();
     }
     done(std::move(reply), std::move(object));
 }
 
 reply_maker::reply judgement::make_reply(request_reader& object)
 {
+    if (const auto why = settings_->lists.forbid(listed_object_of(object))) {
+        result_ = request_result::blocked;
+        log_withheld(owner_, name_, *why);
+        return settings_->replies.withheld(settings_->engine->tag.current(), *why, name_);
+    }
     const auto begun = clock::now();
     services_.metrics.waiting.observe(begun - begun_);
-    http::message& message = object.object();
-    verdict outcome = object.scan() != nullptr ? object.scan()->finish(message.body())
-                                               : scan(*settings_->engine->engine, {name_, message.body_size()},
-                                                      message.body(), stop_.get_token());
+    verdict outcome = judge(object);
     services_.metrics.scanning.observe(clock::now() - begun);
-    result_ = result_of(outcome);
-    if (!stop_.stop_requested()) {
-        log_verdict(owner_, name_, outcome);
+    const std::string tag = settings_->engine->tag.current();
+    if (stop_.stop_requested()) {
+        return settings_->replies.bare(tag, server_error); // nobody waits for it
     }
-    return settings_->replies.judged(settings_->engine->tag.current(), object, std::move(outcome), name_);
+    if (const std::string threat = threat_in(outcome); !threat.empty() && settings_->lists.ignores(threat)) {
+        log_ignored(owner_, name_, threat);
+        outcome = clean_verdict{};
+    }
+    result_ = result_of(outcome);
+    log_verdict(owner_, name_, outcome);
+    if (const auto why = settings_->options.policy.withhold(outcome)) {
+        log_withheld(owner_, name_, *why);
+        return settings_->replies.withheld(tag, *why, name_);
+    }
+    return settings_->replies.judged(tag, object, std::move(outcome), name_);
+}
+
+verdict judgement::judge(request_reader& object)
+{
+    http::message& message = object.object();
+    if (object.scan() != nullptr) {
+        return object.scan()->finish(message.body());
+    }
+    engine_in_use& used = *settings_->engine;
+    return cached_scan(used.cache, used.tag, *used.engine, {name_, message.body_size()}, message.body(),
+                       stop_.get_token());
+}
+
+reply_maker::reply judgement::reply_to_failure()
+{
+    const auto why = settings_->options.policy.withhold(error_verdict{});
+    if (!why || stop_.stop_requested()) {
+        return nullptr;
+    }
+    try {
+        auto reply = settings_->replies.withheld(settings_->engine->tag.current(), *why, name_);
+        log_withheld(owner_, name_, *why);
+        return reply;
+    } catch (const std::exception&) {
+        return nullptr;
+    }
 }
 
 request_result result_of(const verdict& outcome)
@@ -82,6 +142,12 @@ void log_verdict(const void* owner, const std::string& name, const verdict& outc
                  "connection(" << owner << ") repaired '" << display_text(name)
                                << "': " << display_text(repaired->threat));
     }
+}
+
+void log_withheld(const void* owner, const std::string& name, cause why)
+{
+    LOG_LINE(service_log(), 300,
+             "connection(" << owner << ") withheld '" << display_text(name) << "': " << threat_of(why));
 }
 
 } // namespace service

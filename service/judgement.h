@@ -40,6 +40,9 @@ private:
     using clock = std::chrono::steady_clock;
 
     reply_maker::reply make_reply(request_reader& object);
+    [[nodiscard]] verdict judge(request_reader& object);
+    /// Returns the reply after a failure of the service itself, which may be null.
+    reply_maker::reply reply_to_failure();
 
     request object_;
     const connection_services& services_;
@@ -54,6 +57,8 @@ private:
 
 /// Writes the line of a verdict to the log; a clean one has none.
 void log_verdict(const void* owner, const std::string& name, const verdict& outcome);
+/// Writes the line of an object that is withheld for another reason than a threat.
+void log_withheld(const void* owner, const std::string& name, cause why);
 
 /// Returns the result of a verdict for the metrics.
 [[nodiscard]] request_result result_of(const verdict& outcome);

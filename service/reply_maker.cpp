@@ -1,6 +1,5 @@
 #include "service/reply_maker.h"
 
-#include "service/notice_page.h"
 #include "service/request_reader.h"
 #include "service/safe_text.h"
 #include "tool/http/analyzer.h"
@@ -41,7 +40,7 @@ std::unique_ptr<http::message> http_reply(std::string_view content_type)
     return made;
 }
 
-void add_infection(icap::response_message& reply, const std::string& threat, std::uint32_t flags)
+void add_infection(icap::response_message& reply, std::string_view threat, std::uint32_t flags)
 {
     icap::scan_record record;
     record.name = threat_name(threat);
@@ -75,7 +74,8 @@ std::string text_of(const std::unique_ptr<http::byte_vector>& value)
 
 } // namespace
 
-reply_maker::reply_maker(std::uint32_t preview)
+reply_maker::reply_maker(std::uint32_t preview, notice_template page)
+    : page_(std::move(page))
 {
     options_.service_name = "postwarden-service";
     options_.preview = std::to_string(preview);
@@ -124,12 +124,24 @@ reply_maker::reply reply_maker::clean(const std::string& istag, request_reader& 
 reply_maker::reply reply_maker::blocked(const std::string& istag, const std::string& threat,
                                         const std::string& object_name) const
 {
-    const std::string page = notice_page(threat, object_name);
+    return notice_reply(istag, {cause::threat, threat, object_name}, threat, false);
+}
+
+reply_maker::reply reply_maker::withheld(const std::string& istag, cause why, const std::string& object_name,
+                                         bool close) const
+{
+    return notice_reply(istag, {why, {}, object_name}, threat_of(why), close);
+}
+
+reply_maker::reply reply_maker::notice_reply(const std::string& istag, const notice& reported, std::string_view threat,
+                                             bool close) const
+{
+    const std::string page = page_.page(reported);
     auto store = web::make_body_store(static_cast<std::uint32_t>(page.size()));
     store->append(page.data(), page.size());
     auto notice = http_reply("text/html; charset=utf-8");
     notice->set_body(std::move(store));
-    auto made = bare(istag, ok);
+    auto made = bare(istag, ok, close);
     add_infection(*made, threat, 0);
     made->set_encapsulated(std::move(notice));
     return made;

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "service/cause.h"
 #include "service/engine/scan_engine.h"
+#include "service/notice_template.h"
 #include "tool/icap/response_message.h"
 #include "tool/icap/response_synthesis.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace service {
 
@@ -24,7 +27,7 @@ public:
     using reply = std::unique_ptr<icap::response_message>;
 
     /// `preview` is the preview size in bytes that the OPTIONS response requests.
-    explicit reply_maker(std::uint32_t preview);
+    explicit reply_maker(std::uint32_t preview, notice_template page = notice_template());
 
     [[nodiscard]] reply options(const std::string& istag) const;
     /// Returns a reply that consists of a head only: 100, 204 and the errors. If `close` is true, the head announces
@@ -34,14 +37,20 @@ public:
     /// peer that allows it or has sent no more than a preview; other peers receive their object back.
     [[nodiscard]] reply judged(const std::string& istag, request_reader& reader, verdict outcome,
                                const std::string& object_name) const;
+    /// Returns a notice in place of an object that is withheld for another reason than a threat.
+    [[nodiscard]] reply withheld(const std::string& istag, cause why, const std::string& object_name,
+                                 bool close = false) const;
 
 private:
     [[nodiscard]] reply clean(const std::string& istag, request_reader& reader) const;
     [[nodiscard]] reply blocked(const std::string& istag, const std::string& threat,
                                 const std::string& object_name) const;
+    [[nodiscard]] reply notice_reply(const std::string& istag, const notice& reported, std::string_view threat,
+                                     bool close) const;
     [[nodiscard]] reply repaired(const std::string& istag, request_reader& reader, repaired_verdict outcome) const;
 
     icap::server_options options_;
+    notice_template page_;
 };
 
 /// Returns the name of a request's object for display: the attachment name given by the mail client, else the last

@@ -47,9 +47,14 @@ std::optional<std::string> from_base64(std::string_view text)
     return winapi::base64::decode(text);
 }
 
+std::string valid_utf8(std::string_view bytes)
+{
+    return is_utf8(bytes) ? std::string(bytes) : from_latin1(bytes);
+}
+
 std::string display_text(std::string_view bytes, std::size_t longest)
 {
-    const std::string text = is_utf8(bytes) ? std::string(bytes) : from_latin1(bytes);
+    const std::string text = valid_utf8(bytes);
     std::string result;
     std::size_t count = 0;
     for (std::string_view rest = text; !rest.empty();) {

@@ -10,6 +10,9 @@ namespace service {
 /// Decodes padded Base64 without line breaks. Returns nullopt for any other text.
 [[nodiscard]] std::optional<std::string> from_base64(std::string_view text);
 
+/// Returns valid UTF-8 unchanged, and any other text decoded as Latin-1.
+[[nodiscard]] std::string valid_utf8(std::string_view bytes);
+
 /// Returns valid UTF-8 unchanged; any other text is decoded as Latin-1. Control characters become blanks. At most
 /// `longest` characters; a longer text is truncated and ends with "...".
 [[nodiscard]] std::string display_text(std::string_view bytes, std::size_t longest = 200);

@@ -63,9 +63,10 @@ bool has_same_engine(const server_options& one, const server_options& other)
 
 settings_pointer in_force(server_options settings, std::shared_ptr<engine_in_use> engine)
 {
-    reply_maker replies(settings.preview);
+    reply_maker replies(settings.preview, load_notice(settings.notice_file, settings.language));
+    object_lists lists(settings.lists);
     return std::make_shared<settings_in_force>(
-        settings_in_force{std::move(settings), std::move(replies), std::move(engine)});
+        settings_in_force{std::move(settings), std::move(replies), std::move(lists), std::move(engine)});
 }
 
 /// Waits until the first probe of an engine has ended, but not longer than a request would.
@@ -95,8 +96,8 @@ public:
         , acceptor_(first_loop())
         , pause_(first_loop())
     {
-        auto engine =
-            std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval, metrics_.istag_changes);
+        auto engine = std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval,
+                                                      settings.cache_entries, metrics_.istag_changes);
         settings_.exchange(in_force(std::move(settings), std::move(engine)));
     }
     implementation(const implementation&) = delete;
@@ -358,9 +359,10 @@ void scan_server::implementation::reconfigure(options settings)
     settings.scan_threads = before->options.scan_threads;
     auto engine = before->engine;
     const bool same = has_same_engine(before->options, settings);
-    if (!same || before->options.probe_interval != settings.probe_interval) {
+    if (!same || before->options.probe_interval != settings.probe_interval ||
+        before->options.cache_entries != settings.cache_entries) {
         engine = std::make_shared<engine_in_use>(same ? engine->engine : engine_of(settings), settings.probe_interval,
-                                                 metrics_.istag_changes);
+                                                 settings.cache_entries, metrics_.istag_changes);
     }
     auto changed = in_force(std::move(settings), engine); // throws before anything has changed
     if (engine != before->engine) {

@@ -1,5 +1,9 @@
 #pragma once
 
+#include "service/notice_texts.h"
+#include "service/object_lists.h"
+#include "service/policy.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -43,6 +47,9 @@ struct server_options
     /// asks for the health.
     std::chrono::milliseconds probe_interval{0};
 
+    /// Verdicts that are kept, so that the engine is not asked about the same object again. Zero: none.
+    std::size_t cache_entries = 0;
+
     /// Open connections. A further one takes the place of the connection that has been idle longest; if a request is
     /// under way on all of them, it is answered with 503 and closed.
     std::size_t max_connections = 10000;
@@ -52,6 +59,13 @@ struct server_options
     std::uint64_t body_budget = std::uint64_t{2} << 30U;
     /// Objects that may be in temporary files at a time. A further one that needs a file is answered with 503.
     std::size_t body_files = std::numeric_limits<std::size_t>::max();
+    /// What is done with objects about which there is no verdict.
+    policies policy;
+    /// Template of the notices, a file whose name is UTF-8. Empty: the delivered page.
+    std::string notice_file;
+    notice_language language = notice_language::english; ///< of the texts in notices
+    /// Threats, names and types that the administrator decides about.
+    list_options lists;
     std::uint32_t max_preview = 65536; ///< largest preview that a peer may announce, in bytes
 
     /// A peer that has begun a request and then sends nothing for this time is disconnected, and so is a peer that
@@ -79,7 +93,8 @@ class scan_server
 public:
     using options = server_options;
 
-    /// Throws std::invalid_argument for invalid options: an unknown engine, a URI with other characters.
+    /// Throws std::invalid_argument for invalid options: an unknown engine, a URI with other characters, an
+    /// invalid pattern or template. Throws std::runtime_error if the template cannot be read.
     explicit scan_server(options settings);
     scan_server(const scan_server&) = delete;
     scan_server& operator=(const scan_server&) = delete;

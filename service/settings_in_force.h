@@ -1,6 +1,7 @@
 #pragma once
 
 #include "service/engine_in_use.h"
+#include "service/object_lists.h"
 #include "service/reply_maker.h"
 #include "service/scan_server.h"
 
@@ -17,6 +18,7 @@ struct settings_in_force
 {
     server_options options;
     reply_maker replies;
+    object_lists lists;
     std::shared_ptr<engine_in_use> engine;
 };
 

@@ -22,6 +22,7 @@ public:
     [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) override;
     [[nodiscard]] bool is_quick(std::uint64_t size) const noexcept override;
     [[nodiscard]] std::string identity(stop_token stop) override;
+    [[nodiscard]] bool worth_caching() const noexcept override { return false; }
 };
 
 } // namespace service

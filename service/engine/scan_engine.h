@@ -101,6 +101,8 @@ public:
     [[nodiscard]] virtual std::string identity(stop_token stop) = 0;
     /// Queries whether the engine can judge, and its identity. An engine that is part of this process always can.
     [[nodiscard]] virtual engine_state probe(stop_token stop) { return {identity(std::move(stop)), {}}; }
+    /// Returns true if a scan usually takes longer than the digest of the object, so that a verdict is worth keeping.
+    [[nodiscard]] virtual bool worth_caching() const noexcept { return true; }
     virtual ~scan_engine() = default;
 };
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -26,6 +27,51 @@ public:
     std::string version = "1";
     int asked = 0;
 };
+
+class changing_engine final : public scan_engine
+{
+public:
+    [[nodiscard]] std::string_view name() const noexcept override { return "test"; }
+    [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info&, service::stop_token) override
+    {
+        return nullptr;
+    }
+    [[nodiscard]] std::string identity(service::stop_token) override { return now.identity; }
+    [[nodiscard]] engine_state probe(service::stop_token) override { return now; }
+    engine_state now;
+};
+
+TEST(istag, begins_a_generation_whenever_verdicts_may_have_changed)
+{
+    const auto engine = std::make_shared<changing_engine>();
+    istag tag(engine, service::stop_token());
+    EXPECT_EQ(tag.generation(), 0U);
+    engine->now = {"", "gone"};
+    tag.refresh();
+    EXPECT_EQ(tag.generation(), 0U);
+    engine->now = {"1", ""};
+    tag.refresh();
+    std::uint64_t last = tag.generation();
+    EXPECT_NE(last, 0U);
+    const auto grows = [&](const char* identity, const char* fault) {
+        engine->now = {identity, fault};
+        tag.refresh();
+        return tag.generation() > std::exchange(last, tag.generation());
+    };
+    EXPECT_FALSE(grows("1", ""));
+    EXPECT_TRUE(grows("2", ""));
+    EXPECT_TRUE(grows("1", ""));
+    EXPECT_FALSE(grows("1", "gone"));
+    EXPECT_FALSE(grows("1", "still gone"));
+    EXPECT_TRUE(grows("1", "")) << "it may have been configured anew";
+    EXPECT_TRUE(grows("2", "gone"));
+    engine->now = {"", ""};
+    tag.refresh();
+    EXPECT_EQ(tag.generation(), 0U);
+    engine->now = {"2", ""};
+    tag.refresh();
+    EXPECT_GT(tag.generation(), last);
+}
 
 TEST(istag, is_a_quoted_text_that_follows_the_engines_identity)
 {

@@ -67,6 +67,13 @@ TEST(notice_page, names_object_and_threat)
     EXPECT_THAT(page, HasSubstr("<td>invoice.pdf</td>"));
 }
 
+TEST(notice_page, keeps_its_bytes)
+{
+    const std::string page = notice_page("Some.Threat", "invoice.pdf");
+    EXPECT_EQ(page.size(), 2210U);
+    EXPECT_EQ(crc(page), 0xA478C378U);
+}
+
 TEST(notice_page, leaves_out_a_name_that_is_not_known)
 {
     const std::string page = notice_page("Some.Threat", "");

@@ -132,6 +132,41 @@ TEST(service_program, says_by_default_what_goes_wrong)
     EXPECT_THAT(service.errors(), testing::Not(HasSubstr("accepted")));
 }
 
+TEST(service_program, withholds_what_its_policies_say)
+{
+    const std::string engine = "clamd:tcp:127.0.0.1:" + std::to_string(port_without_listener());
+    child_process unreachable(program, {"--port", "0", "--engine", engine, "--when-unreachable", "block"});
+    EXPECT_EQ(wire_client(port_of(unreachable)).ask(test::mail_request("x")).field("X-Infection-Found"),
+              "Type=0;Resolution=2;Threat=Unchecked.NoEngine;");
+    child_process unchecked(program, {"--port", "0", "--max-body", "10", "--when-unchecked", "block"});
+    EXPECT_EQ(wire_client(port_of(unchecked)).ask(test::mail_request("0123456789a")).field("X-Infection-Found"),
+              "Type=0;Resolution=2;Threat=Unchecked.Size;");
+}
+
+TEST(service_program, keeps_the_lists_that_its_options_say)
+{
+    child_process service(program, {"--port", "0", "--block-name", "*.exe", "--block-name", "*.com", "--block-type",
+                                    "image/*", "--ignore-threat", "eicar*"});
+    wire_client client(port_of(service));
+    for (const std::string_view object : {"a.exe", "b.com", "c.txt"}) {
+        const std::string request = "GET http://host/" + std::string(object) + " HTTP/1.1\r\n\r\n";
+        const auto reply = client.ask(test::respmod_head(request, test::object_head(1)) + "1\r\nx\r\n0\r\n\r\n");
+        EXPECT_EQ(reply.field("X-Infection-Found"),
+                  object == "c.txt" ? "" : "Type=0;Resolution=2;Threat=Blocked.Name;");
+    }
+    EXPECT_EQ(client.ask(test::mail_request(service::antivirus_test_text())).status(), 204U);
+}
+
+TEST(service_program, answers_in_the_language_that_its_options_say)
+{
+    child_process service(program, {"--port", "0", "--notice-language", "de"});
+    EXPECT_THAT(wire_client(port_of(service)).ask(test::mail_request(service::antivirus_test_text())).object(),
+                HasSubstr("<html lang=\"de\">"));
+    const ending ended = run({"--port", "0", "--notice", "/dev/null"});
+    EXPECT_EQ(ended.status, (child_process::exit_status{1, 0}));
+    EXPECT_EQ(ended.errors, "postwarden-service: the notice '/dev/null': not a file\n");
+}
+
 TEST(service_program, logs_to_standard_error_when_a_level_is_given)
 {
     child_process service(program, {"--port", "0", "--log-level", "300"});
@@ -194,10 +229,32 @@ TEST(service_program, tells_its_version_and_its_options)
     EXPECT_THAT(version.output, testing::MatchesRegex("postwarden-service [0-9]+\\.[0-9]+\\.[0-9]+\n"));
     const ending help = run({"--help"});
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
-    for (const std::string_view option :
-         {"--port", "--uri", "--preview", "--engine", "--hold-presence", "--log", "--log-level", "--version",
-          "--max-connections", "--max-body", "--body-budget", "--memory-body", "--io-threads", "--scan-threads",
-          "--idle-timeout", "--stall-timeout", "--linger-timeout", "--clamd-streams"}) {
+    for (const std::string_view option : {"--port",
+                                          "--uri",
+                                          "--preview",
+                                          "--engine",
+                                          "--hold-presence",
+                                          "--log",
+                                          "--log-level",
+                                          "--version",
+                                          "--max-connections",
+                                          "--max-body",
+                                          "--body-budget",
+                                          "--memory-body",
+                                          "--io-threads",
+                                          "--scan-threads",
+                                          "--idle-timeout",
+                                          "--stall-timeout",
+                                          "--linger-timeout",
+                                          "--clamd-streams",
+                                          "--when-unreachable",
+                                          "--when-unchecked",
+                                          "--ignore-threat",
+                                          "--block-name",
+                                          "--block-type",
+                                          "--notice",
+                                          "--notice-language",
+                                          "--cache-entries"}) {
         EXPECT_THAT(help.output, HasSubstr(std::string(option)));
     }
     EXPECT_EQ(help.errors, "");
@@ -240,6 +297,16 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         {"--rate-period", "0"},
         {"--min-rate", "-1"},
         {"--probe-interval", "86401"},
+        {"--when-unreachable", "1"},
+        {"--block-name", "*.exe", "*.com"},
+        {"--block-name", "dir/*.exe"},
+        {"--block-type", "exe"},
+        {"--cache-entries", "-1"},
+        {"--cache-entries", "16777217"},
+        {"--notice-language", "fr"},
+        {"--notice", program},
+        {"--ignore-threat", ""},
+        {"--when-unchecked", "maybe"},
     };
     for (const auto& arguments : wrong) {
         const ending ended = run(arguments);

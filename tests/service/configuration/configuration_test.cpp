@@ -140,8 +140,13 @@ TEST_F(configuration, that_was_printed_can_be_read)
 {
     variables = {{"POSTWARDEN_SERVICE_URI", "a/b"}};
     const std::string file = write("log = \"#1, it's\"\nhold-presence = true");
-    const auto made = read({"--config", file, "--idle-timeout", "0.5", "--metrics-port", "0"});
+    const auto made = read({"--config",         file,    "--idle-timeout", "0.5",    "--metrics-port",    "0",
+                            "--block-name",     "*.exe", "--block-name",   "a b?",   "--block-type",      "image/*",
+                            "--ignore-threat",  "PUA.*", "--notice",       "n.html", "--notice-language", "de",
+                            "--when-unchecked", "block"});
     const std::string text = service::printed(made);
+    EXPECT_THAT(text, HasSubstr("when-unchecked = \"block\" # command line\n"));
+    EXPECT_THAT(text, HasSubstr("when-unreachable = \"pass\" # default\n"));
     EXPECT_THAT(text, HasSubstr("idle-timeout = 0.5 # command line\n"));
     EXPECT_THAT(text, HasSubstr("uri = \"a/b\" # environment POSTWARDEN_SERVICE_URI\n"));
     EXPECT_THAT(text, HasSubstr("log = \"#1, it's\" # " + file + ":1\n"));
@@ -152,6 +157,9 @@ TEST_F(configuration, that_was_printed_can_be_read)
     auto again = read({"--config", write(text)});
     // Apart from what the level follows from.
     EXPECT_THAT(service::changed_options(made, again), ElementsAre("log-level"));
+    EXPECT_EQ(again.values.server.lists.forbidden_names, made.values.server.lists.forbidden_names);
+    EXPECT_EQ(again.values.server.lists.forbidden_names.size(), 2U);
+    EXPECT_EQ(again.values.server.policy.unchecked, service::treatment::block);
     // Nothing is lost.
     EXPECT_EQ(service::printed(again).find("has no value"), std::string::npos);
 }
