@@ -125,12 +125,28 @@ TEST(icap_connections, that_die_behind_the_preview_are_not_replaced)
                             .expect_until(whole)
                             .send(go_on)
                             .expect_until(whole)
-                            .close(),
+                            .reset(),
                         object_then(no_content)});
     icap_engine engine(url(peer.port()));
     EXPECT_EQ(described(judged(engine, "hi")), "clean");
-    EXPECT_EQ(described(judged(engine, "hello")), "error: connection closed within the answer");
+    EXPECT_THAT(described(judged(engine, "hello")), StartsWith("error: "));
     EXPECT_EQ(peer.connections(), 1U);
+}
+
+TEST(icap_connections, on_which_something_arrived_while_they_were_kept_are_not_used)
+{
+    std::atomic<bool> sent{false};
+    scripted_peer peer({after_options().expect_until(whole).send(no_content).wait().send(no_content).hold_until([&] {
+                            return sent = true;
+                        }),
+                        object_then(modified("page", "X-Virus-ID: A\r\n"))});
+    icap_engine engine(url(peer.port()));
+    EXPECT_EQ(described(judged(engine, "hello")), "clean");
+    peer.release();
+    while (!sent) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(described(judged(engine, "hello")), "blocked: A");
 }
 
 TEST(icap_connections, that_are_new_and_die_are_not_replaced)
