@@ -147,9 +147,9 @@ std::string exposition(const service_metrics& metrics, const service_figures& fi
     out.begin("reloads_total", "counter", "Attempts to read the configuration again.");
     out.sample("", label("result", "applied"), std::to_string(metrics.reloads_applied.value()));
     out.sample("", label("result", "rejected"), std::to_string(metrics.reloads_rejected.value()));
-    out.add("cache_hits_total", "Objects whose verdict was known.", metrics.cache_hits);
-    out.add("cache_misses_total", "Objects whose verdict was looked up in vain.", metrics.cache_misses);
-    out.add("cache_entries", "Verdicts that are known.", metrics.cache_entries);
+    out.single("cache_hits_total", "counter", "Objects whose verdict was known.", figures.cache_hits);
+    out.single("cache_misses_total", "counter", "Objects whose verdict was looked up in vain.", figures.cache_misses);
+    out.single("cache_entries", "gauge", "Verdicts that are known.", figures.cache_entries);
     out.add("body_bytes", "Bytes of bodies that are held at present.", metrics.body_bytes);
     return out.take();
 }

@@ -16,6 +16,10 @@ struct service_figures
     std::uint64_t scans_waiting = 0; ///< objects that wait for a thread
     std::uint64_t scans_running = 0;
     std::vector<engine_part> engines; ///< their names contain no address
+    // Of the cache in use, which is a new one after some changes of the configuration:
+    std::uint64_t cache_entries = 0;
+    std::uint64_t cache_hits = 0;
+    std::uint64_t cache_misses = 0;
 };
 
 /// Returns the metrics in the text format 0.0.4 of Prometheus.

@@ -109,9 +109,6 @@ struct service_metrics
     counter istag_changes;
     counter reloads_applied;
     counter reloads_rejected;
-    counter cache_hits;
-    counter cache_misses;
-    gauge cache_entries;
     gauge body_bytes; ///< of the budget for bodies, in use
 
     void count(request_kind kind, request_result result) noexcept

@@ -21,18 +21,19 @@ TEST(exposition, contains_what_was_counted)
     metrics.count(service::request_kind::reqmod, service::request_result::blocked);
     metrics.count(service::request_kind::reqmod, service::request_result::blocked);
     metrics.bytes_received.add(5000000000);
-    metrics.cache_entries.set(7);
     metrics.body_bytes.add(10);
     metrics.body_bytes.subtract(3);
     metrics.reloads_rejected.add();
     auto read = test::exposition_reader::read(
-        service::exposition(metrics, {3, 2, 1, {{"builtin", true}, {"clamd", false}, {"clamd", true}}}));
+        service::exposition(metrics, {3, 2, 1, {{"builtin", true}, {"clamd", false}, {"clamd", true}}, 7, 6, 5}));
     const auto value = [&](const std::string& series) { return read.at("postwarden_service_" + series); };
     EXPECT_EQ(value(R"(requests_total{kind="reqmod",result="blocked"})"), 2);
     EXPECT_EQ(value(R"(requests_total{kind="options",result="answered"})"), 0);
     EXPECT_EQ(value("received_bytes_total"), 5e9);
     EXPECT_EQ(value("sent_bytes_total"), 0);
     EXPECT_EQ(value("cache_entries"), 7);
+    EXPECT_EQ(value("cache_hits_total"), 6);
+    EXPECT_EQ(value("cache_misses_total"), 5);
     EXPECT_EQ(value("body_bytes"), 7);
     EXPECT_EQ(value("connections"), 3);
     EXPECT_EQ(value("scans_waiting"), 2);

@@ -105,6 +105,21 @@ TEST_F(metrics, count_requests_by_kind_and_result)
     EXPECT_EQ(value("scan_wait_seconds_count"), 5);
 }
 
+TEST_F(metrics, count_the_use_of_the_cache)
+{
+    options.custom_engine = std::make_shared<test::slow_engine>();
+    options.cache_entries = 10;
+    start();
+    wire_client client = server->client();
+    (void)client.ask(test::options_request()); // probes the engine
+    for (const char* const object : {"x", "y", "x", "x"}) {
+        EXPECT_EQ(client.ask(test::mail_request(object)).status(), 204U);
+    }
+    EXPECT_EQ(value("cache_hits_total"), 2);
+    EXPECT_EQ(value("cache_misses_total"), 2);
+    EXPECT_EQ(value("cache_entries"), 2);
+}
+
 TEST_F(metrics, count_what_ends_without_a_verdict)
 {
     const auto slow = std::make_shared<test::slow_engine>();
