@@ -30,6 +30,22 @@ void send_away(asio::ip::tcp::socket& peer, std::string_view answer)
 
 } // namespace
 
+accept_reserve::cause accept_reserve::cause_of(const error_code& error)
+{
+    for (const asio::error::basic_errors lack :
+         {asio::error::no_descriptors, asio::error::no_buffer_space, asio::error::no_memory}) {
+        if (error == lack) {
+            return cause::lack;
+        }
+    }
+    if (error == boost::system::errc::too_many_files_open_in_system) {
+        return cause::lack;
+    }
+    const bool of_peer = error == asio::error::connection_aborted || error == asio::error::connection_reset ||
+                         error == boost::system::errc::protocol_error;
+    return of_peer ? cause::peer : cause::other;
+}
+
 void accept_reserve::failed(const error_code& error, clock::time_point now)
 {
     if (!failing_) {

@@ -19,6 +19,14 @@ class accept_reserve
 public:
     using clock = std::chrono::steady_clock;
 
+    enum class cause
+    {
+        lack,  ///< the system has no room for the connection, which waits
+        peer,  ///< the connection has ended before it was accepted
+        other
+    };
+    [[nodiscard]] static cause cause_of(const boost::system::error_code& error);
+
     accept_reserve() { spare_.take(); }
 
     /// Logs a failure, unless accepting has failed shortly before.

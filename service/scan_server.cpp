@@ -265,7 +265,16 @@ void scan_server::implementation::accept()
 /// Nobody waits for an answer because there is no descriptor for it.
 void scan_server::implementation::accept_failed(const error_code& error)
 {
+    const auto cause = accept_reserve::cause_of(error);
+    if (cause == accept_reserve::cause::peer) {
+        asio::post(first_loop(), [this] { accept(); });
+        return;
+    }
     accept_reserve_.failed(error);
+    if (cause == accept_reserve::cause::other) {
+        accept_after_pause();
+        return;
+    }
     const settings_pointer settings = settings_.get();
     const auto reply = settings->replies.bare(settings->engine->tag.current(), unavailable, true);
     const auto& head = reply->raw_head();
