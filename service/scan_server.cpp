@@ -127,6 +127,7 @@ private:
     void refuse(connection::socket peer);
     std::shared_ptr<connection> open(connection::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
+    void drain();
 
     service_metrics metrics_;
     current_settings settings_;
@@ -347,13 +348,13 @@ void scan_server::implementation::close_all()
     error_code ignored;
     acceptor_.close(ignored);
     pause_.cancel();
-    for (const auto& one : loops_) {
-        one->open.reset();
-    }
     for (const auto& entry : open_) {
         if (const auto still_open = entry.lock()) {
             still_open->close();
         }
+    }
+    for (const auto& one : loops_) {
+        one->open.reset();
     }
 }
 
@@ -413,6 +414,25 @@ void scan_server::implementation::stop()
         thread.join();
     }
     threads_.clear();
+    drain();
+}
+
+/// Runs what one loop has handed to another that had ended before. It may hold a socket of any loop.
+void scan_server::implementation::drain()
+{
+    std::size_t count = 0;
+    do {
+        count = 0;
+        for (const auto& one : loops_) {
+            one->io.restart();
+            try {
+                count += one->io.poll();
+            } catch (const std::exception& failure) {
+                ++count;
+                LOG_LINE(service_log(), 200, "a connection broke off: " << failure.what());
+            }
+        }
+    } while (count != 0);
 }
 
 scan_server::scan_server(options settings)
