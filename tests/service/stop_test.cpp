@@ -124,26 +124,6 @@ TEST(stop, gives_up_scans_that_are_under_way_and_those_that_wait)
     EXPECT_EQ(server.server().connections(), 0U);
 }
 
-/// The connection of one thread may be closed by another that has nothing left to do.
-TEST(stop, leaves_nothing_that_one_thread_has_handed_to_another)
-{
-    for (int round = 0; round < 100; ++round) {
-        server_options options;
-        options.io_threads = 4;
-        started_server server(options);
-        std::vector<wire_client> clients;
-        for (int i = 0; i < 8; ++i) {
-            clients.push_back(server.client());
-            ASSERT_EQ(clients.back().ask(test::mail_request("x")).status(), 204U);
-            if (i % 2 == 0) {
-                clients.back().socket().reset();
-            }
-        }
-        server.server().stop();
-        EXPECT_EQ(server.server().connections(), 0U);
-    }
-}
-
 TEST(stop, may_meet_clients_that_connect_and_ask_at_that_moment)
 {
     for (int round = 0; round < 20; ++round) {
