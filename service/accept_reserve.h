@@ -21,8 +21,8 @@ public:
 
     enum class cause
     {
-        lack,  ///< the system has no room for the connection, which waits
-        peer,  ///< the connection has ended before it was accepted
+        lack, ///< the system has no room for the connection, which waits
+        peer, ///< the connection has ended before it was accepted
         other
     };
     [[nodiscard]] static cause cause_of(const boost::system::error_code& error);

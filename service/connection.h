@@ -135,7 +135,7 @@ private:
     scan_queue::place scan_place_ = 0;
     std::uint64_t turn_ = 0; ///< counts the waits for verdicts and probes
     reply_maker::reply reply_;
-    std::unique_ptr<icap::packet_reader> packets_; ///< reads from reply_
+    std::unique_ptr<icap::packet_reader> packets_; ///< reads from reply_; null for one that consists of bytes
     std::string outbox_;
     phase phase_ = phase::request;
     after_write next_ = after_write::next_request;

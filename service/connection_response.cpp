@@ -259,7 +259,7 @@ void connection::answer(reply_maker::reply reply, after_write next)
     list_as_idle(false);
     phase_ = phase::write;
     reply_ = std::move(reply);
-    packets_ = reply_->reader();
+    packets_ = reply_.message() != nullptr ? reply_.message()->reader() : nullptr;
     next_ = next;
     write_more();
 }
@@ -298,8 +298,15 @@ void connection::write_more()
 bool connection::fill_outbox()
 {
     outbox_.clear();
+    if (reply_.bytes() != nullptr) {
+        outbox_ = *std::exchange(reply_, reply_maker::reply()).bytes();
+        return true;
+    }
+    if (!packets_) {
+        return true;
+    }
     try {
-        const bool bodiless = reply_->encapsulated().null_body != 0;
+        const bool bodiless = reply_.message()->encapsulated().null_body != 0;
         http::byte_vector bytes;
         icap::packet piece{&bytes};
         while (outbox_.size() < write_size && packets_->read(piece)) {
@@ -339,7 +346,7 @@ std::optional<std::size_t> connection::send_at_once()
 void connection::written()
 {
     packets_.reset();
-    reply_.reset();
+    reply_ = reply_maker::reply();
     std::string().swap(outbox_);
     if (next_ == after_write::close) {
         linger();

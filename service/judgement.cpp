@@ -97,14 +97,14 @@ reply_maker::reply judgement::reply_to_failure()
 {
     const auto why = settings_->options.policy.withhold(error_verdict{});
     if (!why || stop_.stop_requested()) {
-        return nullptr;
+        return {};
     }
     try {
         auto reply = settings_->replies.withheld(settings_->engine->tag.current(), *why, name_);
         log_withheld(owner_, name_, *why);
         return reply;
     } catch (const std::exception&) {
-        return nullptr;
+        return {};
     }
 }
 

@@ -89,7 +89,7 @@ reply_maker::reply reply_maker::options(const std::string& istag) const
     return icap::make_options_response(istag, options_);
 }
 
-reply_maker::reply reply_maker::bare(const std::string& istag, std::uint32_t status, bool close) const
+reply_maker::message reply_maker::bare(const std::string& istag, std::uint32_t status, bool close) const
 {
     return icap::make_empty_response(istag.c_str(), status, options_, close);
 }
@@ -102,7 +102,7 @@ reply_maker::reply reply_maker::judged(const std::string& istag, request_reader&
                           [&](blocked_verdict&& found) { return blocked(istag, found.threat, object_name); },
                           [&](repaired_verdict&& found) { return repaired(istag, reader, std::move(found)); },
                           [&](unchecked_verdict&&) { return clean(istag, reader); },
-                          [&](error_verdict&&) { return bare(istag, server_error); },
+                          [&](error_verdict&&) { return reply(bare(istag, server_error)); },
                       },
                       std::move(outcome));
 }
@@ -111,7 +111,7 @@ reply_maker::reply reply_maker::clean(const std::string& istag, request_reader& 
 {
     icap::request_message& request = *reader.request();
     if (reader.allows_204() || reader.only_preview()) {
-        return bare(istag, no_content);
+        return reply(no_content_->get(istag, [&] { return whole_no_content(istag); }));
     }
     auto made = bare(istag, ok);
     const bool respmod = request.method() == icap::request_method::respmod;
@@ -119,6 +119,13 @@ reply_maker::reply reply_maker::clean(const std::string& istag, request_reader& 
     settle_length(*object, reader);
     made->set_encapsulated(std::move(object));
     return made;
+}
+
+std::string reply_maker::whole_no_content(const std::string& istag) const
+{
+    const auto made = bare(istag, no_content);
+    const auto& head = made->raw_head();
+    return {head.begin(), head.end()};
 }
 
 reply_maker::reply reply_maker::blocked(const std::string& istag, const std::string& threat,

@@ -2,7 +2,9 @@
 
 #include "service/cause.h"
 #include "service/engine/scan_engine.h"
+#include "service/no_content_reply.h"
 #include "service/notice_template.h"
+#include "service/reply.h"
 #include "tool/icap/response_message.h"
 #include "tool/icap/response_synthesis.h"
 
@@ -24,7 +26,8 @@ inline constexpr std::uint32_t unavailable = 503;
 class reply_maker
 {
 public:
-    using reply = std::unique_ptr<icap::response_message>;
+    using reply = service::reply;
+    using message = std::unique_ptr<icap::response_message>;
 
     /// `preview` is the preview size in bytes that the OPTIONS response requests.
     explicit reply_maker(std::uint32_t preview, notice_template page = notice_template());
@@ -32,7 +35,7 @@ public:
     [[nodiscard]] reply options(const std::string& istag) const;
     /// Returns a reply that consists of a head only: 100, 204 and the errors. If `close` is true, the head announces
     /// the end of the connection to the peer.
-    [[nodiscard]] reply bare(const std::string& istag, std::uint32_t status, bool close = false) const;
+    [[nodiscard]] message bare(const std::string& istag, std::uint32_t status, bool close = false) const;
     /// Returns the response to a judged request. Moves the data it needs out of the request. A 204 is sent only to a
     /// peer that allows it or has sent no more than a preview; other peers receive their object back.
     [[nodiscard]] reply judged(const std::string& istag, request_reader& reader, verdict outcome,
@@ -49,7 +52,10 @@ private:
                                      bool close) const;
     [[nodiscard]] reply repaired(const std::string& istag, request_reader& reader, repaired_verdict outcome) const;
 
+    [[nodiscard]] std::string whole_no_content(const std::string& istag) const;
+
     icap::server_options options_;
+    std::shared_ptr<no_content_reply> no_content_ = std::make_shared<no_content_reply>();
     notice_template page_;
 };
 
