@@ -8,8 +8,13 @@ namespace service {
 
 scan_queue::scan_queue(std::size_t threads)
 {
-    for (std::size_t i = 0; i < threads; ++i) {
-        threads_.emplace_back([this] { run(); });
+    try {
+        for (std::size_t i = 0; i < threads; ++i) {
+            threads_.emplace_back([this] { run(); });
+        }
+    } catch (...) {
+        stop(); // the threads that there are
+        throw;
     }
 }
 

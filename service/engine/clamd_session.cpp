@@ -88,10 +88,12 @@ bool clamd_session::flush()
 
 verdict clamd_session::finish()
 {
+    // An answer that is there ahead of the end of the object is not about all of it.
+    const bool early = !stream_.is_quiet();
     unsent_ += chunk_header(0);
     flush();
     verdict result = read_numbered(read_clamd_text(stream_));
-    if (!taken_ && std::holds_alternative<clean_verdict>(result)) {
+    if ((early || !taken_) && std::holds_alternative<clean_verdict>(result)) {
         return error_verdict{"answered before the end of the object"};
     }
     sound_ = taken_ && !std::holds_alternative<error_verdict>(result);

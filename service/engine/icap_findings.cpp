@@ -67,22 +67,24 @@ bool lists(std::string_view text, std::string_view wanted)
 
 } // namespace
 
+/// A field that is repeated reports further threats: each counts.
 std::optional<std::string> reported_threat(const icap_head& head)
 {
-    const std::string_view name = infection_value(head.field("X-Infection-Found"), "Threat");
-    const std::string_view id = head.field("X-Virus-ID");
-    const std::optional<std::string> violation =
-        head.has("X-Violations-Found") ? first_violation(head.field("X-Violations-Found")) : std::nullopt;
-    if (!name.empty()) {
-        return printable(name);
+    const auto infections = head.all("X-Infection-Found");
+    for (const std::string_view infection : infections) {
+        if (const std::string_view name = infection_value(infection, "Threat"); !name.empty()) {
+            return printable(name);
+        }
     }
-    if (!id.empty()) {
-        return printable(id);
+    if (const auto ids = head.all("X-Virus-ID"); !ids.empty()) {
+        return printable(ids.front());
     }
-    if (violation) {
-        return violation;
+    for (const std::string_view violations : head.all("X-Violations-Found")) {
+        if (auto name = first_violation(violations)) {
+            return name;
+        }
     }
-    if (head.has("X-Infection-Found")) {
+    if (!infections.empty()) {
         return "unknown threat";
     }
     return std::nullopt;
@@ -90,7 +92,10 @@ std::optional<std::string> reported_threat(const icap_head& head)
 
 bool reports_repair(const icap_head& head)
 {
-    return infection_value(head.field("X-Infection-Found"), "Resolution") == "1";
+    const auto infections = head.all("X-Infection-Found");
+    return !infections.empty() && std::all_of(infections.begin(), infections.end(), [](std::string_view infection) {
+        return infection_value(infection, "Resolution") == "1";
+    });
 }
 
 icap_options read_icap_options(const icap_head& head)

@@ -81,6 +81,17 @@ std::string_view icap_head::field(std::string_view name) const
     return found == fields.end() ? std::string_view{} : found->second;
 }
 
+std::vector<std::string_view> icap_head::all(std::string_view name) const
+{
+    std::vector<std::string_view> values;
+    for (const auto& [known, value] : fields) {
+        if (same_name(known, name) && !value.empty()) {
+            values.emplace_back(value);
+        }
+    }
+    return values;
+}
+
 icap_head read_icap_head(std::string_view text, std::string_view protocol)
 {
     icap_head head;

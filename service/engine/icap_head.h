@@ -26,8 +26,10 @@ struct icap_head
     /// Returns the value of the first field with this name, in any case of letters; empty if there is none. The line
     /// ends of a folded value are "\n".
     [[nodiscard]] std::string_view field(std::string_view name) const;
+    /// Returns the values of all fields with this name that are not empty.
+    [[nodiscard]] std::vector<std::string_view> all(std::string_view name) const;
     /// Returns true if there is a field with this name that is not empty.
-    [[nodiscard]] bool has(std::string_view name) const { return !field(name).empty(); }
+    [[nodiscard]] bool has(std::string_view name) const { return !all(name).empty(); }
 };
 
 /// Reads a whole head: a line "PROTOCOL/VERSION STATUS REASON", fields, a blank line. Throws std::runtime_error for any

@@ -148,6 +148,19 @@ TEST(icap_engine, names_what_the_server_found)
     EXPECT_EQ(verdict_after_preview(modified("page", infected)), "blocked: Some.Name-1");
 }
 
+TEST(icap_engine, believes_a_report_in_a_field_that_is_repeated)
+{
+    EXPECT_EQ(verdict_of("ICAP/1.0 204 No Content\r\nX-Virus-ID:\r\nX-Virus-ID: Second\r\n\r\n"), "blocked: Second");
+    EXPECT_EQ(verdict_of("ICAP/1.0 204 No Content\r\nX-Infection-Found:\r\n" + infected + "\r\n"),
+              "blocked: Some.Name-1");
+    EXPECT_EQ(verdict_of("ICAP/1.0 204 No Content\r\nX-Violations-Found: 0\r\n"
+                         "X-Violations-Found: 1\r\n\ta.exe\r\n\tEICAR\r\n\t17\r\n\t2\r\n\r\n"),
+              "blocked: EICAR");
+    // One threat that was removed does not repair an object that contains another one.
+    EXPECT_EQ(verdict_of(modified("page", "X-Infection-Found: Type=0; Resolution=1; Threat=Removed;\r\n" + infected)),
+              "blocked: Removed");
+}
+
 TEST(icap_engine, believes_a_report_without_the_rest_of_the_answer)
 {
     const std::string head = "ICAP/1.0 200 OK\r\n" + infected + "Encapsulated: res-hdr=0, res-body=30\r\n\r\n";
