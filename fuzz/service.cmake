@@ -1,0 +1,3 @@
+postwarden_fuzzer(fuzz_engine_replies engine_replies_fuzzer.cpp service_engine)
+postwarden_fuzzer(fuzz_service_configuration service_configuration_fuzzer.cpp service_configuration)
+postwarden_fuzzer(fuzz_service_request service_request_fuzzer.cpp service)
