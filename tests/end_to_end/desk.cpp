@@ -10,8 +10,9 @@
 
 namespace test {
 
-impatient_link::impatient_link(std::uint16_t port)
+impatient_link::impatient_link(std::uint16_t port, std::uint32_t limit)
     : port_(port)
+    , limit_(limit)
     , settings_(std::make_shared<DOVA::Settings::WebTrafficMonitorSettings>())
 {}
 
@@ -26,7 +27,7 @@ void impatient_link::Stop()
 void impatient_link::ForceConnection(bool)
 {
     try {
-        pool_ = connect_impatiently({L"127.0.0.1", port_, L"/webscan"}, patience);
+        pool_ = connect_impatiently({L"127.0.0.1", port_, L"/webscan"}, limit_);
     } catch (const std::exception&) {
         pool_.reset();
     }

@@ -15,12 +15,12 @@ namespace test {
 /// How long the desk below waits for any response, in milliseconds.
 inline constexpr std::uint32_t patience = 300;
 
-/// A link to one port that connects on request, as the mail client's link does, but waits only `patience` milliseconds
-/// for the response to OPTIONS and for that to a scan, regardless of the settings record.
+/// A link to one port that connects on request, as the mail client's link does, but waits only a given time, in
+/// milliseconds, for the response to OPTIONS and for that to a scan, regardless of the settings record.
 class impatient_link final : public ConnectionSource
 {
 public:
-    explicit impatient_link(std::uint16_t port);
+    explicit impatient_link(std::uint16_t port, std::uint32_t limit = patience);
 
     void Start() override {}
     void Stop() override;
@@ -35,6 +35,7 @@ public:
 
 private:
     std::uint16_t port_;
+    std::uint32_t limit_;
     std::shared_ptr<const DOVA::Settings::WebTrafficMonitorSettings> settings_;
     std::shared_ptr<icap::client::session_pool> pool_;
     std::size_t breaks_ = 0;
