@@ -210,7 +210,7 @@ public:
     void begin(std::uint64_t serial)
     {
         std::array<char, serial_size + 1> digits{};
-        std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(serial));
+        (void)std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(serial));
         std::copy_n(digits.begin(), serial_size, serial_.begin());
         sent_ = 0;
         answer_.restart();

@@ -113,7 +113,7 @@ std::uint16_t free_port()
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    ::bind(made, reinterpret_cast<sockaddr*>(&address), size);
+    (void)::bind(made, reinterpret_cast<sockaddr*>(&address), size);
     ::getsockname(made, reinterpret_cast<sockaddr*>(&address), &size);
     ::close(made);
     return ntohs(address.sin_port);
@@ -219,6 +219,7 @@ bool measure(const cell& where, const std::vector<std::unique_ptr<subject>>& sub
 {
     std::vector<measured> results(subjects.size());
     std::vector<double> idle;
+    idle.reserve(subjects.size());
     for (const auto& one : subjects) {
         idle.push_back(one->memory());
     }
@@ -299,7 +300,7 @@ int main(int count, char** arguments)
         }
         return measure_all(cells.empty() ? usual_cells() : cells);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "bench_service: %s\n", failure.what());
+        (void)std::fprintf(stderr, "bench_service: %s\n", failure.what());
         return 1;
     }
 }

@@ -73,7 +73,8 @@ void append(std::vector<std::string>& arguments, const std::string& name, const 
             arguments.push_back("--" + name);
             arguments.push_back(value);
         } else {
-            arguments.push_back("--" + name + "=" + value);
+            std::string argument = "--" + name;
+            arguments.push_back(argument.append("=").append(value));
         }
     }
 }
@@ -128,7 +129,7 @@ sources from_environment(const parse& parsed, const configuration_reader::enviro
         }
         source one{is_repeatable(*option) ? split(*value, ';') : std::vector{*value}, "environment " + variable};
         if (const std::string problem = problem_with(*option, one.values); !problem.empty()) {
-            problems.push_back(variable + ": " + problem);
+            problems.push_back(std::string(variable).append(": ").append(problem));
         }
         found[name_of(*option)] = std::move(one);
     }
@@ -145,7 +146,7 @@ sources from_file(const parse& parsed, const std::string& name, std::vector<std:
         const std::string problem =
             option == nullptr ? "'" + display_text(entry.key) + "' is unknown" : problem_with(*option, entry.values);
         if (!problem.empty()) {
-            contents.problems.push_back(place + ": " + problem);
+            contents.problems.push_back(std::string(place).append(": ").append(problem));
         }
         found[entry.key] = {std::move(entry.values), place};
     }
