@@ -48,16 +48,17 @@ std::vector<std::string> check(const command_line& values)
     };
     const server_options usual;
     server_options rest = values.server;
-    server_options only;
-    only.uri = values.server.uri;
-    if (!attempt(only)) {
-        rest.uri = usual.uri;
-    }
-    only.uri = usual.uri;
-    only.engines = values.server.engines;
-    if (!attempt(only)) {
-        rest.engines = usual.engines;
-    }
+    const auto attempt_alone = [&](auto server_options::*option) {
+        server_options only;
+        only.*option = values.server.*option;
+        if (!attempt(only)) {
+            rest.*option = usual.*option;
+        }
+    };
+    attempt_alone(&server_options::uri);
+    attempt_alone(&server_options::engines);
+    attempt_alone(&server_options::notice_file);
+    attempt_alone(&server_options::lists);
     attempt(rest);
     return problems;
 }

@@ -107,4 +107,26 @@ TEST_F(configured_program, prints_the_port_of_its_metrics_behind_its_own)
     EXPECT_THAT(client.read_to_end(), HasSubstr("\npostwarden_service_connections 0\n"));
 }
 
+TEST_F(configured_program, checks_the_template_of_its_notices_and_its_lists)
+{
+    const auto notice = [this](std::string_view text) { return folder.write("notice.html", text).string(); };
+    const std::string name = notice("<p>\n{{nane}}");
+    const ended_program unknown({"--check-config", "--notice", name, "--engine", "none"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.output, "");
+    EXPECT_THAT(unknown.errors, HasSubstr("the notice '" + name + "': line 2: '{{nane}}' is not known"));
+    EXPECT_THAT(unknown.errors, HasSubstr("'none'"));
+    const ended_program missing({"--check-config", "--notice", name + ".none"});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_THAT(missing.errors, HasSubstr("the notice '" + name + ".none': "));
+    const ended_program lists({"--check-config", "--notice", name, "--block-name", "a/b"});
+    EXPECT_EQ(lists.status, 2);
+    EXPECT_THAT(lists.errors, HasSubstr("{{nane}}"));
+    EXPECT_THAT(lists.errors, HasSubstr("'a/b' is no pattern of a name"));
+    notice("<p>{{name}}</p>");
+    const ended_program valid({"--check-config", "--notice", name, "--block-name", "*.exe"});
+    EXPECT_EQ(valid.status, 0);
+    EXPECT_EQ(valid.output, "the configuration is valid\n");
+}
+
 } // namespace configuration_program_test
