@@ -4,6 +4,12 @@
 
 namespace service {
 
+namespace {
+
+constexpr const char* unknown_failure = "unknown failure of the engine";
+
+} // namespace
+
 void early_scan::feed(std::string_view piece) noexcept
 {
     if (!wants_more_ || piece.empty()) {
@@ -14,6 +20,10 @@ void early_scan::feed(std::string_view piece) noexcept
     } catch (const std::exception& failure) {
         wants_more_ = false;
         failure_ = failure.what();
+        scan_.reset();
+    } catch (...) {
+        wants_more_ = false;
+        failure_ = unknown_failure;
         scan_.reset();
     }
 }
@@ -27,6 +37,8 @@ verdict early_scan::finish(web::io_data& object) noexcept
         return scan_->finish(object);
     } catch (const std::exception& failure) {
         return error_verdict{failure.what()};
+    } catch (...) {
+        return error_verdict{unknown_failure};
     }
 }
 

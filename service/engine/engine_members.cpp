@@ -1,6 +1,7 @@
 #include "service/engine/engine_members.h"
 
 #include <exception>
+#include <system_error>
 #include <thread>
 
 namespace service {
@@ -22,8 +23,14 @@ std::vector<engine_state> probe_all(const engine_list& engines, const stop_token
 {
     std::vector<engine_state> states(engines.size());
     std::vector<std::thread> threads;
+    threads.reserve(engines.size());
     for (std::size_t i = 1; i < engines.size(); ++i) {
-        threads.emplace_back([&, i] { states[i] = state_of(*engines[i], stop); });
+        const auto probe = [&, i] { states[i] = state_of(*engines[i], stop); };
+        try {
+            threads.emplace_back(probe);
+        } catch (const std::system_error&) { // the system allows no further thread
+            probe();
+        }
     }
     states[0] = state_of(*engines[0], stop);
     for (auto& thread : threads) {

@@ -293,4 +293,24 @@ TEST(body_budget, is_given_back_by_peers_that_leave)
     }
 }
 
+TEST(body_budget, that_is_exceeded_withholds_the_object_if_the_administrator_wants_that)
+{
+    const test::log_capture log;
+    auto options = small_budget();
+    options.policy.unreachable = service::treatment::block;
+    started_server server(options);
+    wire_client client = server.client();
+    const answer reply = client.ask(beginning_of(64 * unit, 9 * unit));
+    EXPECT_EQ(reply.status(), 200U);
+    EXPECT_EQ(reply.field("X-Infection-Found"), "Type=0;Resolution=2;Threat=Unchecked.NoEngine;");
+    EXPECT_EQ(reply.field("Connection"), "close");
+    EXPECT_NE(reply.object().find("The scanner is not available at present."), std::string::npos);
+    EXPECT_EQ(lines_with(log, refusal_line), 1U);
+    EXPECT_EQ(lines_with(log, "': Unchecked.NoEngine"), 1U);
+    EXPECT_EQ(server.client().ask(test::mail_request(std::string(6 * unit, 'x'))).status(), 204U); // it was given back
+    options.policy = {service::treatment::pass, service::treatment::block};
+    server.server().reconfigure(options);
+    EXPECT_EQ(server.client().ask(beginning_of(64 * unit, 9 * unit)).status(), 503U);
+}
+
 } // namespace body_budget_test

@@ -56,6 +56,9 @@ private:
             if (owner_.seen_.find("throw") != std::string::npos) {
                 throw std::runtime_error("no");
             }
+            if (owner_.seen_.find("number") != std::string::npos) {
+                throw 1;
+            }
             return owner_.seen_.find("bad") == std::string::npos;
         }
         [[nodiscard]] verdict finish(web::io_data&) override
@@ -96,6 +99,16 @@ TEST(early_scan, keeps_a_failure_of_the_engine_as_its_verdict)
     const verdict outcome = scan.finish(*empty_store());
     ASSERT_TRUE(std::holds_alternative<error_verdict>(outcome));
     EXPECT_EQ(std::get<error_verdict>(outcome).why, "no");
+}
+
+TEST(early_scan, keeps_a_failure_of_an_unknown_kind_too)
+{
+    quick_engine engine(100);
+    early_scan scan(engine.begin({{}, 9}, {}));
+    scan.feed("number");
+    const verdict outcome = scan.finish(*empty_store());
+    ASSERT_TRUE(std::holds_alternative<error_verdict>(outcome));
+    EXPECT_EQ(std::get<error_verdict>(outcome).why, "unknown failure of the engine");
 }
 
 class early_scan_served : public testing::Test
@@ -155,6 +168,47 @@ TEST_F(early_scan_served, scans_a_larger_object_when_it_is_complete)
     EXPECT_EQ(client.ask(test::mail_request("a bad one")).status(), 200U);
     EXPECT_EQ(engine_->begun_, 1);
     EXPECT_EQ(engine_->seen_, "a bad one");
+}
+
+TEST_F(early_scan_served, is_subject_to_lists_and_policies)
+{
+    engine_ = std::make_shared<quick_engine>(20);
+    server_options options;
+    options.custom_engine = engine_;
+    options.lists.ignored_threats = {"B?d"};
+    options.policy.unreachable = treatment::block;
+    started_server server(options);
+    wire_client client = server.client();
+    EXPECT_EQ(client.ask(test::mail_request("a bad one")).status(), 204U);
+    EXPECT_EQ(client.ask(test::mail_request("a bad one", "")).object(), "a bad one");
+    EXPECT_EQ(engine_->begun_, 2);
+    engine_->seen_.clear();
+    EXPECT_EQ(client.ask(test::mail_request("throw")).field("X-Infection-Found"),
+              "Type=0;Resolution=2;Threat=Unchecked.NoEngine;");
+    engine_->seen_.clear();
+    options.lists.forbidden_names = {"*.BIN"};
+    server.server().reconfigure(options);
+    const std::string download = test::object_request_head(3, 3) + test::standard_preview("bad", 3, true);
+    EXPECT_EQ(client.ask(download).field("X-Infection-Found"), "Type=0;Resolution=2;Threat=Blocked.Name;");
+    EXPECT_EQ(client.ask(test::mail_request("fine")).status(), 204U);
+}
+
+TEST_F(early_scan_served, is_not_fed_with_an_object_of_another_engine)
+{
+    engine_ = std::make_shared<quick_engine>(20);
+    const auto other = std::make_shared<quick_engine>(20);
+    server_options options;
+    options.custom_engine = engine_;
+    started_server server(options);
+    wire_client client = server.client();
+    EXPECT_EQ(client.ask(test::object_request_head(7, 4) + test::standard_preview("so bad!", 4)).status(), 100U);
+    options.custom_engine = other;
+    server.server().reconfigure(options);
+    EXPECT_EQ(client.ask(test::chunk("ad!") + std::string(test::end_mark)).status(), 200U);
+    EXPECT_EQ(engine_->seen_, "so bad!");
+    EXPECT_EQ(other->begun_, 0);
+    EXPECT_EQ(client.ask(test::mail_request("fine")).status(), 204U);
+    EXPECT_EQ(other->seen_, "fine");
 }
 
 } // namespace early_scan_test
