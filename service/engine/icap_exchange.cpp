@@ -171,9 +171,10 @@ void icap_exchange::read_answer()
     }
 }
 
-/// The rest of an answer that has been judged is read only if it is short.
+/// The rest of an answer that has been judged is read only if it is short and comes soon.
 void icap_exchange::discard_rest()
 {
+    stream_.end_by(std::chrono::steady_clock::now() + discard_time);
     try {
         while (!stopped_ && !answer_.complete() && discarded_ <= most_discarded && read_more()) {
         }

@@ -5,6 +5,7 @@
 #include "service/engine/scan_engine.h"
 #include "service/engine/timed_stream.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -32,6 +33,8 @@ class icap_exchange final : private icap_answer::body_receiver
 public:
     /// Bytes of a body that are read only to keep the connection.
     static constexpr std::uint64_t most_discarded = std::uint64_t{1} << 18U;
+    /// The time for these bytes: the verdict waits for them.
+    static constexpr std::chrono::milliseconds discard_time{1000};
     /// Bytes by which a repaired object may exceed the original one.
     static constexpr std::uint64_t most_growth = std::uint64_t{1} << 20U;
     static constexpr std::size_t longest_preview = 65536;

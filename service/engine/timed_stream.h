@@ -5,6 +5,7 @@
 #include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -53,6 +54,8 @@ public:
     [[nodiscard]] bool is_quiet();
     /// Continues with another stop token and deadline. Without arguments: a stream that is kept for later.
     void reuse(stop_token stop = {}, time_point deadline = time_point::max());
+    /// Moves the deadline to an earlier time; a later one changes nothing.
+    void end_by(time_point deadline) { deadline_ = std::min(deadline_, deadline); }
 
 private:
     enum class waiting
