@@ -71,8 +71,7 @@ void connection::refuse()
     asio::dispatch(socket_.get_executor(), [self = shared_from_this()] {
         LOG_LINE(service_log(), 200, "connection(" << self.get() << ") refused: too many connections");
         self->count(request_result::refused);
-        self->answer(self->settings_->replies.bare(self->settings_->engine->tag.current(), unavailable, true),
-                     after_write::close);
+        self->answer(self->settings_->replies.bare(self->settings_->tag(), unavailable, true), after_write::close);
     });
 }
 
@@ -147,8 +146,7 @@ void connection::advance()
             read_more();
             break;
         case progress::preview_ended:
-            answer(settings_->replies.bare(settings_->engine->tag.current(), continue_status),
-                   after_write::behind_preview);
+            answer(settings_->replies.bare(settings_->tag(), continue_status), after_write::behind_preview);
             break;
         case progress::complete:
             respond();

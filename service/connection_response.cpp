@@ -53,7 +53,7 @@ void connection::respond()
     end_mark_may_lead_ = reader_->ended_early();
     if (reader_->path() != services_.path) {
         count(request_result::not_found);
-        answer_request(settings_->replies.bare(settings_->engine->tag.current(), not_found));
+        answer_request(settings_->replies.bare(settings_->tag(), not_found));
     } else if (kind_ == request_kind::options || kind_ == request_kind::health) {
         await_probe();
     } else {
@@ -149,7 +149,7 @@ void connection::scan_takes_too_long()
         log_withheld(this, name, *why);
         answer_withheld(*why, name, close_after_);
     } else {
-        answer_request(settings_->replies.bare(settings_->engine->tag.current(), server_error));
+        answer_request(settings_->replies.bare(settings_->tag(), server_error));
     }
 }
 
@@ -177,7 +177,7 @@ void connection::probed()
         if (options) {
             count(request_result::answered);
         }
-        answer_request(options ? settings_->replies.options(settings_->engine->tag.current()) : health());
+        answer_request(options ? settings_->replies.options(settings_->tag()) : health());
     } catch (const std::exception& problem) {
         answer_bad_request(problem.what(), server_error);
     }
@@ -192,7 +192,7 @@ reply_maker::reply connection::health()
     }
     log_verdict(this, name, outcome);
     count(result_of(outcome));
-    return settings_->replies.judged(settings_->engine->tag.current(), *reader_, std::move(outcome), name);
+    return settings_->replies.judged(settings_->tag(), *reader_, std::move(outcome), name);
 }
 
 void connection::answer_request(reply_maker::reply reply)
@@ -230,7 +230,7 @@ void connection::answer_unread(const std::string& reason, std::uint32_t status, 
 void connection::answer_withheld(cause why, const std::string& name, bool close)
 {
     try {
-        answer(settings_->replies.withheld(settings_->engine->tag.current(), why, name, close),
+        answer(settings_->replies.withheld(settings_->tag(), why, name, close),
                close ? after_write::close : after_write::next_request);
     } catch (const std::exception& problem) {
         answer_bad_request(problem.what(), server_error);
@@ -245,7 +245,7 @@ void connection::answer_bad_request(const std::string& why, std::uint32_t status
                                   : request_result::error);
     reader_.reset(); // what remains of its object is not needed while the peer takes the answer
     try {
-        answer(settings_->replies.bare(settings_->engine->tag.current(), status, true), after_write::close);
+        answer(settings_->replies.bare(settings_->tag(), status, true), after_write::close);
     } catch (const std::exception&) {
         end("no answer could be made");
     }

@@ -1,5 +1,6 @@
 #include "service/istag.h"
 
+#include "service/text_hash.h"
 #include "tool/system/conversions.h"
 
 #include <cstdint>
@@ -8,31 +9,17 @@
 
 namespace service {
 
-namespace {
-
-/// FNV-1a. Keeps the tag short for any identity text of the engine.
-std::uint64_t hash(std::string_view text)
-{
-    std::uint64_t value = 0xCBF29CE484222325U;
-    for (const char byte : text) {
-        value = (value ^ static_cast<unsigned char>(byte)) * 0x100000001B3U;
-    }
-    return value;
-}
-
-} // namespace
-
 istag::istag(std::shared_ptr<scan_engine> engine, stop_token stop, counter* changes)
     : engine_(std::move(engine))
     , stop_(std::move(stop))
     , changes_(changes)
-    , text_(tag_of({}))
+    , value_(text_hash({}))
 {}
 
-std::string istag::tag_of(std::string_view identity) const
+std::string istag::tag_of(std::uint64_t value) const
 {
     std::string made = "\"";
-    return made.append(engine_->name()).append("-").append(winapi::to_hex(hash(identity))).append("\"");
+    return made.append(engine_->name()).append("-").append(winapi::to_hex(value)).append("\"");
 }
 
 std::string istag::refresh()
@@ -46,18 +33,18 @@ std::string istag::refresh()
     if (stop_.stop_requested()) {
         return current(); // the probe was given up, which is no state of the engine
     }
-    std::string made = tag_of(found.identity);
+    const std::uint64_t value = text_hash(found.identity);
     const std::lock_guard guard(lock_);
-    if (changes_ != nullptr && refreshed_ && text_ != made) {
+    if (changes_ != nullptr && refreshed_ && value_ != value) {
         changes_->add();
     }
     refreshed_ = true;
-    text_ = made;
+    value_ = value;
     if (found.identity != state_.identity || (found.fault.empty() && !state_.fault.empty())) {
         ++generation_;
     }
     state_ = std::move(found);
-    return made;
+    return tag_of(value);
 }
 
 engine_state istag::state() const
@@ -72,10 +59,10 @@ std::uint64_t istag::generation() const
     return state_.identity.empty() ? 0 : generation_;
 }
 
-std::string istag::current() const
+std::string istag::current(std::uint64_t rules) const
 {
     const std::lock_guard guard(lock_);
-    return text_;
+    return tag_of(value_ ^ rules);
 }
 
 } // namespace service

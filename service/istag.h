@@ -25,7 +25,9 @@ public:
     std::string refresh();
     /// Returns the tag of the last refresh; before the first refresh, a tag made of the engine's name only. Never
     /// blocks: the tag is part of every response, including those made on a thread that other connections wait for.
-    [[nodiscard]] std::string current() const;
+    ///
+    /// `rules` differs for different rules by which the service itself decides about objects; 0 for none.
+    [[nodiscard]] std::string current(std::uint64_t rules = 0) const;
     /// Returns a number that grows whenever the verdicts of the engine may have changed: with its identity, and when it
     /// can be reached again. 0 as long as no identity is known. Never blocks.
     [[nodiscard]] std::uint64_t generation() const;
@@ -33,13 +35,13 @@ public:
     [[nodiscard]] engine_state state() const;
 
 private:
-    [[nodiscard]] std::string tag_of(std::string_view identity) const;
+    [[nodiscard]] std::string tag_of(std::uint64_t value) const;
 
     std::shared_ptr<scan_engine> engine_;
     stop_token stop_;
     counter* changes_;
     mutable std::mutex lock_;
-    std::string text_;             ///< guarded by lock_
+    std::uint64_t value_;          ///< of the identity; guarded by lock_
     engine_state state_;           ///< guarded by lock_
     std::uint64_t generation_ = 1; ///< guarded by lock_
     bool refreshed_ = false;       ///< guarded by lock_

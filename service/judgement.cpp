@@ -59,13 +59,13 @@ reply_maker::reply judgement::make_reply(request_reader& object)
     if (const auto why = settings_->lists.forbid(listed_object_of(object))) {
         result_ = request_result::blocked;
         log_withheld(owner_, name_, *why);
-        return settings_->replies.withheld(settings_->engine->tag.current(), *why, name_);
+        return settings_->replies.withheld(settings_->tag(), *why, name_);
     }
     const auto begun = clock::now();
+    const std::string tag = settings_->tag(); // of before the scan: a later one would vouch for an older verdict
     services_.metrics.waiting.observe(begun - begun_);
     verdict outcome = judge(object);
     services_.metrics.scanning.observe(clock::now() - begun);
-    const std::string tag = settings_->engine->tag.current();
     if (stop_.stop_requested()) {
         return settings_->replies.bare(tag, server_error); // nobody waits for it
     }
@@ -100,7 +100,7 @@ reply_maker::reply judgement::reply_to_failure()
         return {};
     }
     try {
-        auto reply = settings_->replies.withheld(settings_->engine->tag.current(), *why, name_);
+        auto reply = settings_->replies.withheld(settings_->tag(), *why, name_);
         log_withheld(owner_, name_, *why);
         return reply;
     } catch (const std::exception&) {

@@ -1,6 +1,7 @@
 #include "service/notice_template.h"
 #include "service/page_references.h"
 #include "service/safe_text.h"
+#include "service/value_places.h"
 
 #include <filesystem>
 #include <fstream>
@@ -39,6 +40,10 @@ notice_template checked_template(std::string_view text, notice_language language
     if (const auto found = outside_reference(text)) {
         throw std::invalid_argument("line " + std::to_string(found->line) + ": '" + found->what +
                                     "' is not allowed: a notice must be complete without anything outside of it");
+    }
+    if (const auto found = value_in_markup(text)) {
+        throw std::invalid_argument("line " + std::to_string(found->line) + ": '" + found->placeholder +
+                                    "' is allowed in the text only, not in a tag, a comment or a style sheet");
     }
     return made;
 }

@@ -7,6 +7,7 @@
 #include "service/log.h"
 #include "service/metrics/exposition.h"
 #include "service/metrics/metrics_server.h"
+#include "service/rules.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -65,8 +66,9 @@ settings_pointer in_force(server_options settings, std::shared_ptr<engine_in_use
 {
     reply_maker replies(settings.preview, load_notice(settings.notice_file, settings.language));
     object_lists lists(settings.lists);
+    const std::uint64_t rules = number_of_rules(settings.lists, settings.policy);
     return std::make_shared<settings_in_force>(
-        settings_in_force{std::move(settings), std::move(replies), std::move(lists), std::move(engine)});
+        settings_in_force{std::move(settings), std::move(replies), std::move(lists), std::move(engine), rules});
 }
 
 /// Waits until the first probe of an engine has ended, but not longer than a request would.
@@ -277,7 +279,7 @@ void scan_server::implementation::accept_failed(const error_code& error)
         return;
     }
     const settings_pointer settings = settings_.get();
-    const auto reply = settings->replies.bare(settings->engine->tag.current(), unavailable, true);
+    const auto reply = settings->replies.bare(settings->tag(), unavailable, true);
     const auto& head = reply->raw_head();
     const std::size_t refused = accept_reserve_.refuse_waiting(acceptor_, first_loop(), {head.data(), head.size()});
     metrics_.connections_refused.add(refused);
@@ -382,11 +384,11 @@ void scan_server::implementation::reconfigure(options settings)
         wait_for_probe(engine->watch);
     }
     bodies_.resize(changed->options.body_budget, changed->options.body_files);
+    if (changed->tag() != before->tag()) {
+        metrics_.istag_changes.add();
+    }
     settings_.exchange(std::move(changed));
     if (engine != before->engine) {
-        if (engine->tag.current() != before->engine->tag.current()) {
-            metrics_.istag_changes.add();
-        }
         before->engine->retire();
     }
     asio::post(first_loop(), [this] {

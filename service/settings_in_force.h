@@ -6,8 +6,10 @@
 #include "service/scan_server.h"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 
 namespace service {
@@ -20,6 +22,10 @@ struct settings_in_force
     reply_maker replies;
     object_lists lists;
     std::shared_ptr<engine_in_use> engine;
+    std::uint64_t rules = 0; ///< of `options`, as number_of_rules() returns it
+
+    /// Returns the ISTag of responses, which differs whenever the verdicts may. Never blocks.
+    [[nodiscard]] std::string tag() const { return engine->tag.current(rules); }
 };
 
 using settings_pointer = std::shared_ptr<const settings_in_force>;

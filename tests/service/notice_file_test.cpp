@@ -76,6 +76,8 @@ TEST_F(notice_file, is_refused_with_its_line_if_it_is_not_valid)
               "line 2: 'src' is not allowed: a notice must be complete without anything outside of it");
     EXPECT_EQ(error_of(std::string(notice_template::largest + 1, 'x')), "more than 262144 bytes");
     EXPECT_EQ(error_of(std::string(2 * notice_template::largest, 'x')), "more than 262144 bytes");
+    EXPECT_EQ(error_of("<p>\n<p title={{name}}>"),
+              "line 2: '{{name}}' is allowed in the text only, not in a tag, a comment or a style sheet");
     EXPECT_EQ(error_of(""), "none");
 }
 

@@ -1,0 +1,97 @@
+#include "service/value_places.h"
+
+#include <algorithm>
+
+namespace service {
+
+namespace {
+
+constexpr std::string_view values[] = {"{{name}}", "{{threat}}"};
+
+bool is_letter(char byte)
+{
+    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+}
+
+/// Returns true if `text` begins with `word`, whose letters are small, in any case of letters.
+bool begins_with(std::string_view text, std::string_view word)
+{
+    return text.size() >= word.size() && std::equal(word.begin(), word.end(), text.begin(), [](char small, char byte) {
+               return byte == small || (is_letter(byte) && (byte | 0x20) == small);
+           });
+}
+
+/// Returns true if a tag begins here. The placeholder of a value would become the name of an element.
+bool begins_tag(std::string_view text)
+{
+    constexpr std::string_view further = "/!?{";
+    return text.size() > 1 && text.front() == '<' &&
+           (is_letter(text[1]) || further.find(text[1]) != std::string_view::npos);
+}
+
+/// Returns the length of a tag with its ">", which may also be part of a value in quotes.
+std::size_t length_of_tag(std::string_view text)
+{
+    char quote = 0;
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        const char byte = text[i];
+        if (quote != 0) {
+            quote = byte == quote ? '\0' : quote;
+        } else if (byte == '"' || byte == '\'') {
+            quote = byte;
+        } else if (byte == '>') {
+            return i + 1;
+        }
+    }
+    return text.size();
+}
+
+/// Returns the length of the text ahead of `end`, whose letters are small.
+std::size_t length_up_to(std::string_view text, std::string_view end)
+{
+    std::size_t length = 0;
+    while (length < text.size() && !begins_with(text.substr(length), end)) {
+        ++length;
+    }
+    return length;
+}
+
+/// Returns the length of the markup that `text` begins with; 0 if it begins with text of the page.
+std::size_t length_of_markup(std::string_view text)
+{
+    constexpr std::string_view comment = "<!--";
+    if (text.starts_with(comment)) {
+        return comment.size() + length_up_to(text.substr(comment.size()), "-->");
+    }
+    if (!begins_tag(text)) {
+        return 0;
+    }
+    const std::size_t tag = length_of_tag(text);
+    return begins_with(text, "<style") ? tag + length_up_to(text.substr(tag), "</style") : tag;
+}
+
+} // namespace
+
+std::optional<placed_value> value_in_markup(std::string_view page)
+{
+    for (std::size_t at = 0; at < page.size();) {
+        const std::size_t length = length_of_markup(page.substr(at));
+        const std::string_view markup = page.substr(at, length);
+        std::size_t first = markup.size();
+        std::string_view found;
+        for (const std::string_view value : values) {
+            if (const std::size_t place = markup.find(value); place < first) {
+                first = place;
+                found = value;
+            }
+        }
+        if (!found.empty()) {
+            const auto end = page.begin() + static_cast<std::ptrdiff_t>(at + first);
+            return placed_value{static_cast<std::size_t>(std::count(page.begin(), end, '\n')) + 1, std::string(found)};
+        }
+        at += std::max<std::size_t>(length, 1);
+    }
+    return std::nullopt;
+}
+
+} // namespace service
