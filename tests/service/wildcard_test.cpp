@@ -63,6 +63,19 @@ TEST(wildcard, compares_letters_of_other_alphabets_too)
     EXPECT_TRUE(matches("\xC3\xA4", "\xE4"));                     // Latin-1
 }
 
+/// Would not end if each star were tried at each place.
+TEST(wildcard, does_not_try_all_stars_at_all_places)
+{
+    std::string pattern;
+    for (int i = 0; i < 127; ++i) {
+        pattern += "*a";
+    }
+    const std::string name(1024, 'a');
+    EXPECT_FALSE(matches(pattern + "*b", name));
+    EXPECT_TRUE(matches(pattern + "*b", name + "b"));
+    EXPECT_TRUE(matches(pattern, name));
+}
+
 TEST(wildcard, refuses_patterns_that_cannot_be)
 {
     for (const std::string& text : {std::string(), std::string("a\nb"), std::string("\xFF"), std::string(257, 'x')}) {

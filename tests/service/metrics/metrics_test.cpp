@@ -234,6 +234,16 @@ TEST_F(metrics, count_another_engine_as_a_change_of_the_tag)
     EXPECT_EQ(value("engine_up{engine=\"slow\",number=\"1\"}"), 1);
 }
 
+TEST_F(metrics, count_other_lists_as_a_change_of_the_tag)
+{
+    start();
+    options.lists.forbidden_names = {"*.exe"};
+    server->server().reconfigure(options);
+    EXPECT_EQ(value("istag_changes_total"), 1);
+    server->server().reconfigure(options);
+    EXPECT_EQ(value("istag_changes_total"), 1);
+}
+
 TEST_F(metrics, are_only_there_if_wanted)
 {
     options.metrics_port.reset();
