@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <set>
@@ -39,7 +40,7 @@ std::set<std::string> options_of_help()
     std::set<std::string> names;
     std::istringstream help(output_of("--help"));
     for (std::string line; std::getline(help, line) && line != "Engines:";) {
-        const std::size_t first = line.find_first_not_of(' ');
+        const std::size_t first = std::min(line.find_first_not_of(' '), line.size());
         const std::size_t comma = line.find(",--");
         const bool has_short_name = first == 2 && line.substr(first, 1) == "-" && comma == first + 2;
         if (const std::string name = option_at(std::string_view(line).substr(has_short_name ? comma + 1 : first));

@@ -259,10 +259,10 @@ TEST(icap_answers, are_not_waited_for_to_their_end_once_they_report_a_threat)
 {
     const std::string answer = modified("page", "X-Virus-ID: A\r\n");
     std::atomic<bool> given{false};
-    scripted_peer peer({after_options()
-                            .expect_until(whole)
-                            .send(answer.substr(0, answer.size() - 7))
-                            .hold_until([&given] { return given.load(); })});
+    scripted_peer peer(
+        {after_options().expect_until(whole).send(answer.substr(0, answer.size() - 7)).hold_until([&given] {
+            return given.load();
+        })});
     icap_engine engine(url(peer.port()), waiting(1h));
     EXPECT_EQ(described(judged(engine, "hello")), "blocked: A");
     given = true;
