@@ -127,9 +127,10 @@ request_result result_of(const verdict& outcome)
 void log_verdict(const void* owner, const std::string& name, const verdict& outcome)
 {
     if (const auto* failure = std::get_if<error_verdict>(&outcome)) {
+        // Names are not for the log that is written by default.
         LOG_LINE(service_log(), 200,
-                 "connection(" << owner << ") could not judge '" << display_text(name)
-                               << "': " << display_text(failure->why));
+                 "connection(" << owner << ") could not judge an object: " << display_text(failure->why));
+        LOG_LINE(service_log(), 300, "connection(" << owner << ") could not judge '" << display_text(name) << "'");
     } else if (const auto* unchecked = std::get_if<unchecked_verdict>(&outcome)) {
         LOG_LINE(service_log(), 300,
                  "connection(" << owner << ") could not check '" << display_text(name)

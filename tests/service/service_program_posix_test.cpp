@@ -128,8 +128,30 @@ TEST(service_program, says_by_default_what_goes_wrong)
     ASSERT_TRUE(service.kill(SIGTERM));
     EXPECT_EQ(service.wait(), (child_process::exit_status{0, 0}));
     EXPECT_THAT(service.errors(), HasSubstr("the engine cannot be reached: connect: "));
-    EXPECT_THAT(service.errors(), HasSubstr("could not judge '': connect: "));
+    EXPECT_THAT(service.errors(), HasSubstr("could not judge an object: connect: "));
     EXPECT_THAT(service.errors(), testing::Not(HasSubstr("accepted")));
+}
+
+TEST(service_program, names_objects_only_to_those_who_ask_for_it)
+{
+    const std::string engine = "clamd:tcp:127.0.0.1:" + std::to_string(port_without_listener());
+    const std::string fields = "Allow: 204\r\nX-Mail-Type: 2\r\nX-Mail-Attach-Name: c2VjcmV0LnR4dA==\r\n";
+    const std::string request =
+        test::respmod_head("GET http://host/secret.txt HTTP/1.1\r\n\r\n", test::object_head(1), fields) +
+        test::chunk("x") + std::string(test::end_mark);
+    const auto errors_of = [&](const std::vector<std::string>& options) {
+        std::vector<std::string> arguments{"--port", "0", "--engine", engine};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        child_process service(program, arguments);
+        EXPECT_EQ(wire_client(port_of(service)).ask(request).status(), 500U);
+        EXPECT_TRUE(service.kill(SIGTERM));
+        EXPECT_EQ(service.wait(), (child_process::exit_status{0, 0}));
+        return service.errors();
+    };
+    const std::string usual = errors_of({});
+    EXPECT_THAT(usual, HasSubstr("could not judge an object: connect: "));
+    EXPECT_THAT(usual, testing::Not(HasSubstr("secret")));
+    EXPECT_THAT(errors_of({"--log-level", "300"}), HasSubstr(") could not judge 'secret.txt'"));
 }
 
 TEST(service_program, withholds_what_its_policies_say)

@@ -99,7 +99,7 @@ TEST_F(slow_scans, are_stopped_when_their_time_is_over)
         EXPECT_EQ(reply.field("Connection"), "keep-alive");
         EXPECT_EQ(attacker.ask(fast_mail).status(), 204U);
     }
-    EXPECT_TRUE(log.contains(") could not judge '': no verdict within 1500 ms"));
+    EXPECT_TRUE(log.contains(") could not judge an object: no verdict within 1500 ms"));
     EXPECT_FALSE(log.contains("stopped"));
 }
 
@@ -201,7 +201,7 @@ TEST(slow_clamd, has_the_same_time_for_all_its_steps)
     wire_client client = server.client();
     EXPECT_EQ(client.ask(fast_mail).status(), 500U);
     EXPECT_TRUE(clamd.wait_for_end(0));
-    EXPECT_TRUE(log.contains(") could not judge '': no verdict within 200 ms"));
+    EXPECT_TRUE(log.contains(") could not judge an object: no verdict within 200 ms"));
 }
 
 } // namespace slow_scans_test

@@ -48,15 +48,15 @@ TEST_P(lying_daemon, leaves_one_message_unscanned)
 
 INSTANTIATE_TEST_SUITE_P(each, lying_daemon,
                          testing::Values(wrong_answer{"sends_garbage", conduct::garbage, 200,
-                                                      ") could not judge '': answer not understood"},
+                                                      ") could not judge an object: answer not understood"},
                                          wrong_answer{"closes_within_the_object", conduct::closes_in_object, 200,
-                                                      ") could not judge '': connection closed"},
+                                                      ") could not judge an object: connection closed"},
                                          wrong_answer{"breaks_off_within_the_object", conduct::resets_in_object, 200,
-                                                      ") could not judge '': "},
+                                                      ") could not judge an object: "},
                                          wrong_answer{"closes_within_its_answer", conduct::closes_in_answer, 200,
-                                                      ") could not judge '': connection closed within the answer"},
+                                                      ") could not judge an object: connection closed within the answer"},
                                          wrong_answer{"answers_about_another_object", conduct::answers_another, 200,
-                                                      ") could not judge '': answer not understood"}),
+                                                      ") could not judge an object: answer not understood"}),
                          [](const auto& tried) { return std::string(tried.param.name); });
 
 TEST_F(faults_of_a_daemon, that_has_reached_its_size_limit_leaves_one_message_unchecked)
@@ -82,7 +82,7 @@ TEST_F(faults_of_a_daemon, that_clears_an_object_ahead_of_its_end_is_not_believe
     const auto opened = reader->open(test::mail_with_attachment("See there.", "a.bin", content));
     EXPECT_EQ(opened.result, S_OK);
     EXPECT_FALSE(opened.blocked);
-    expect_line(200, ") could not judge 'a.bin': answered before the end of the object");
+    expect_line(200, ") could not judge an object: answered before the end of the object");
     daemon.behave(conduct::honest);
     expect_next_is_right();
 }
@@ -93,7 +93,7 @@ TEST_F(faults_of_a_daemon, silent_beyond_the_deadline_leaves_one_message_unscann
     start();
     daemon.behave(conduct::silent);
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge '': no verdict within 300 ms");
+    expect_line(200, ") could not judge an object: no verdict within 300 ms");
     daemon.behave(conduct::honest);
     expect_next_is_right();
 }
@@ -126,11 +126,11 @@ TEST_F(faults_of_a_daemon, dying_within_a_scan_leaves_mail_unscanned_until_it_is
     ASSERT_TRUE(daemon.wait_for_objects(3));
     daemon.leave();
     expect_unscanned(opening.get());
-    expect_line(200, ") could not judge '': "); // the session broke off, and another one could not be had
+    expect_line(200, ") could not judge an object: "); // the session broke off, and another one could not be had
     expect_line(200, "the engine cannot be reached: connect: ");
     log.clear();
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge '': connect: ");
+    expect_line(200, ") could not judge an object: connect: ");
     daemon.behave(conduct::honest);
     daemon.come_back();
     expect_line(200, "the engine can be reached: ClamAV 1.0");
@@ -155,7 +155,7 @@ TEST_F(faults_of_a_daemon, dead_withholds_mail_with_a_notice_where_the_administr
     daemon.leave();
     log.clear();
     expect_condemned(open_harmless());
-    expect_line(200, ") could not judge '': connect: ");
+    expect_line(200, ") could not judge an object: connect: ");
     expect_line(300, ") withheld '': Unchecked.NoEngine");
     daemon.come_back();
     expect_next_is_right();

@@ -53,15 +53,15 @@ TEST_P(failing_engine, leaves_one_message_unscanned)
 
 INSTANTIATE_TEST_SUITE_P(
     each, failing_engine,
-    testing::Values(failing{"throws_at_begin", {throws, {}, {}}, ") could not judge '': the engine is broken"},
-                    failing{"throws_at_data", {{}, throws, {}}, ") could not judge '': the engine is broken"},
-                    failing{"throws_at_the_end", {{}, {}, throws}, ") could not judge '': the engine is broken"},
+    testing::Values(failing{"throws_at_begin", {throws, {}, {}}, ") could not judge an object: the engine is broken"},
+                    failing{"throws_at_data", {{}, throws, {}}, ") could not judge an object: the engine is broken"},
+                    failing{"throws_at_the_end", {{}, {}, throws}, ") could not judge an object: the engine is broken"},
                     failing{"throws_what_is_no_exception",
                             {{}, throws_a_number, {}},
-                            ") could not judge '': unknown failure of the engine"},
-                    failing{"has_no_memory_at_begin", {has_no_memory, {}, {}}, ") could not judge '': std::bad_alloc"},
+                            ") could not judge an object: unknown failure of the engine"},
+                    failing{"has_no_memory_at_begin", {has_no_memory, {}, {}}, ") could not judge an object: std::bad_alloc"},
                     failing{
-                        "has_no_memory_at_the_end", {{}, {}, has_no_memory}, ") could not judge '': std::bad_alloc"}),
+                        "has_no_memory_at_the_end", {{}, {}, has_no_memory}, ") could not judge an object: std::bad_alloc"}),
     [](const auto& tried) { return std::string(tried.param.name); });
 
 TEST_F(faults_of_an_engine, slower_than_the_deadline_leaves_one_message_unscanned)
@@ -70,7 +70,7 @@ TEST_F(faults_of_an_engine, slower_than_the_deadline_leaves_one_message_unscanne
     start();
     engine->set({{}, engine->wait_for_stop(), {}});
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge '': no verdict within 300 ms");
+    expect_line(200, ") could not judge an object: no verdict within 300 ms");
     engine->set({});
     expect_next_is_right();
 }
@@ -82,7 +82,7 @@ TEST_F(faults_of_an_engine, deaf_to_its_deadline_occupies_one_thread_only)
     start();
     engine->set({{}, engine->wait_for_release(), {}});
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge '': no verdict within 300 ms");
+    expect_line(200, ") could not judge an object: no verdict within 300 ms");
     engine->set({});
     expect_next_is_right();
     // The late verdict reaches nobody.

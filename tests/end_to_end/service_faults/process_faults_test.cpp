@@ -136,7 +136,7 @@ TEST_F(faults_of_a_machine, a_configuration_that_is_invalid_at_a_signal_changes_
     // The opening under way ends with its engine, and the same engine judges the next one.
     daemon.leave();
     expect_unscanned(opening.get());
-    expect_error_line(") could not judge '': connection closed without an answer");
+    expect_error_line(") could not judge an object: connection closed without an answer");
     daemon.behave(conduct::honest);
     daemon.come_back();
     expect_next_is_right();

@@ -93,7 +93,7 @@ TEST_F(faults_of_a_system, a_clock_that_jumps_ends_no_scan_and_no_wait)
     set_clock(years);
     daemon.behave(conduct::garbage);
     expect_unscanned(test::open_condemned(*reader));
-    expect_error_line(") could not judge '': ");
+    expect_error_line(") could not judge an object: ");
     EXPECT_THAT(service->errors(), testing::Not(testing::StartsWith("202")));
     daemon.behave(conduct::honest);
     expect_next_is_right();

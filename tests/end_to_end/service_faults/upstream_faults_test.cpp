@@ -47,11 +47,11 @@ TEST_P(fickle_upstream, leaves_one_message_unscanned)
 
 INSTANTIATE_TEST_SUITE_P(each, fickle_upstream,
                          testing::Values(change_of_mind{"wants_the_rest_twice", upstream_conduct::wants_rest_twice,
-                                                        ") could not judge '': "},
+                                                        ") could not judge an object: "},
                                          change_of_mind{"closes_when_the_rest_comes", upstream_conduct::closes_at_rest,
-                                                        ") could not judge '': "},
+                                                        ") could not judge an object: "},
                                          change_of_mind{"fails_when_it_has_the_rest", upstream_conduct::fails_at_rest,
-                                                        ") could not judge '': 127.0.0.1 answered with status 500"}),
+                                                        ") could not judge an object: 127.0.0.1 answered with status 500"}),
                          [](const auto& tried) { return std::string(tried.param.name); });
 
 TEST_F(faults_of_an_upstream, an_answer_behind_its_answer_reaches_no_other_message)
@@ -119,7 +119,7 @@ TEST_F(faults_of_alternatives, mail_is_unscanned_while_all_are_gone_and_judged_w
     second.leave();
     log.clear();
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge '': ");
+    expect_line(200, ") could not judge an object: ");
     second.come_back();
     expect_next_is_right();
 }
@@ -130,7 +130,7 @@ TEST_F(faults_of_alternatives, all_that_lie_leave_mail_unscanned)
     first.behave(test::conduct::garbage);
     second.behave(test::conduct::closes_in_answer);
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge '': ");
+    expect_line(200, ") could not judge an object: ");
     first.behave(test::conduct::honest);
     second.behave(test::conduct::honest);
     expect_next_is_right();
