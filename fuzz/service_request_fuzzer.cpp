@@ -89,13 +89,14 @@ struct body_counter final : service::icap_answer::body_receiver
 
 /// Reads an answer as another ICAP server's client does, apart from its encapsulated head, which may be that of the
 /// peer.
-void check_answer(icap::response_message& reply)
+void check_answer(const service::reply& reply)
 {
-    const std::string text = written(reply);
+    const std::string text = reply.bytes() != nullptr ? *reply.bytes() : written(*reply.message());
     try {
         const std::size_t length = service::head_length(text, 0);
         const service::icap_head head = service::read_icap_head(std::string_view(text).substr(0, length), "ICAP");
-        require(head.status == reply.status(), "an answer has another status");
+        require(head.status == (reply.bytes() != nullptr ? 204 : reply.message()->status()),
+                "an answer has another status");
         const auto parts = service::read_encapsulated_parts(
             head.has("Encapsulated") ? head.field("Encapsulated") : "null-body=0", text.size());
         const std::size_t heads = parts.request_head + parts.response_head;
@@ -140,7 +141,7 @@ public:
                     require(inbox_.size() <= longest_held, "bytes are held without a bound");
                     return true;
                 case service::request_reader::progress::preview_ended:
-                    check_answer(*replies_.bare(tag, 100));
+                    check_answer(replies_.bare(tag, 100));
                     reader_->continue_behind_preview();
                     break;
                 case service::request_reader::progress::complete:
@@ -151,7 +152,7 @@ public:
                 }
             } catch (const service::bad_request& problem) {
                 result_.refused = problem.status();
-                check_answer(*replies_.bare(tag, problem.status(), true));
+                check_answer(replies_.bare(tag, problem.status(), true));
                 return false;
             }
         }
@@ -169,17 +170,17 @@ private:
         std::string noted = reader_->path();
         if (options) {
             noted += " options";
-            check_answer(*replies_.options(tag));
+            check_answer(replies_.options(tag));
         } else {
             const std::string body = bytes_of(reader_->object().body());
             require(body.size() <= bounds.max_body, "an object is larger than its bound");
             const std::string name = service::object_name(*reader_);
             noted += " '" + name + "' " + (reader_->allows_204() ? "204 " : "") + body;
             try {
-                check_answer(*replies_.judged(tag, *reader_, drawn_verdict(verdicts_), name));
+                check_answer(replies_.judged(tag, *reader_, drawn_verdict(verdicts_), name));
             } catch (const std::exception&) {
                 // An object whose head cannot be written again is answered as a failure of the service.
-                check_answer(*replies_.bare(tag, service::server_error, true));
+                check_answer(replies_.bare(tag, service::server_error, true));
                 result_.requests.push_back(std::move(noted));
                 return false;
             }
