@@ -64,27 +64,6 @@ TEST_F(faults_of_a_machine, a_full_disk_leaves_large_mail_unscanned)
     expect_next_is_right();
 }
 
-TEST_F(faults_of_a_machine, no_descriptors_leave_the_mail_of_new_readers_unscanned_until_there_are_some)
-{
-    start({});
-    expect_next_is_right();
-    limit(RLIMIT_NOFILE, 1);
-    const auto other = test::reader_at(service->port(), test::patience);
-    const auto opened = test::open_condemned(*other);
-    EXPECT_EQ(opened.result, S_OK);
-    EXPECT_FALSE(opened.blocked);
-    EXPECT_EQ(opened.verdict, ScanResult::None);
-    expect_error_line("could not accept: Too many open files");
-    expect_next_is_right(); // that of the reader who has a session
-    lift_limit(RLIMIT_NOFILE);
-    const auto next = test::reader_at(service->port(), patient);
-    auto condemned = test::open_condemned(*next);
-    for (int i = 0; i < 1000 && condemned.verdict == ScanResult::None; ++i) {
-        condemned = test::open_condemned(*next);
-    }
-    EXPECT_EQ(condemned.verdict, ScanResult::Blocked);
-}
-
 TEST_F(faults_of_a_machine, a_log_on_a_full_device_keeps_nothing_from_its_verdict)
 {
     start({"--log", "/dev/full", "--log-level", "500"});
