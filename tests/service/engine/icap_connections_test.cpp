@@ -291,7 +291,9 @@ TEST(icap_answers, are_waited_for_until_a_stop)
         stopped = true;
         return outcome;
     };
-    EXPECT_EQ(stopped_at("hello", 300, true), "error: read: the service is stopping");
+    // The stop may be seen before the end of the last write, although the peer has all bytes.
+    EXPECT_THAT(stopped_at("hello", 300, true),
+                testing::AnyOf("error: read: the service is stopping", "error: write: the service is stopping"));
     EXPECT_EQ(stopped_at(std::string(64U << 20U, 'x'), 300, false), "error: write: the service is stopping");
 }
 
