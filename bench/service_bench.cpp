@@ -71,7 +71,12 @@ public:
     {
         load.port = port_;
         load.service = service_;
-        return bench::run(load);
+        try {
+            return bench::run(load);
+        } catch (const std::exception& failure) {
+            throw std::runtime_error(name_ + ", " + std::to_string(load.connections) +
+                                     " connections: " + failure.what());
+        }
     }
 
 protected:
