@@ -20,8 +20,8 @@ constexpr std::uint64_t read_piece = 65536;
 std::optional<verdict_cache::key> digest_of(const object_info& info, web::io_data& object, const stop_token& stop)
 {
     try {
-        sha256 digest;
-        digest.add(std::to_string(info.name.size()) + ":" + info.name);
+        digest::sha256 sum;
+        sum.add(std::to_string(info.name.size()) + ":" + info.name);
         const std::uint64_t size = object.size();
         const auto piece = std::make_unique_for_overwrite<char[]>(std::min(size, read_piece));
         for (std::uint64_t offset = 0; offset < size;) {
@@ -29,10 +29,10 @@ std::optional<verdict_cache::key> digest_of(const object_info& info, web::io_dat
             if (count == 0 || stop.stop_requested()) {
                 return std::nullopt;
             }
-            digest.add({piece.get(), static_cast<std::size_t>(count)});
+            sum.add({piece.get(), static_cast<std::size_t>(count)});
             offset += count;
         }
-        return digest.finish();
+        return sum.finish();
     } catch (const std::exception&) {
         return std::nullopt;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "digest/sha256.h"
 #include "service/engine/scan_engine.h"
-#include "service/sha256.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace service {
 class verdict_cache
 {
 public:
-    using key = sha256::digest;
+    using key = digest::sha256::value;
     /// A verdict with a longer name of a threat is not kept.
     static constexpr std::size_t longest_threat = 128;
 

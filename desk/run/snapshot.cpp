@@ -1,6 +1,6 @@
 #include "desk/run/snapshot.h"
 
-#include "store/digest.h"
+#include "digest/sha256.h"
 #include "tool/system/conversions.h"
 
 #include <nlohmann/json.hpp>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
 
-void add(sha256& sum, const bytes& data)
+void add(digest::sha256& sum, const bytes& data)
 {
     std::array<char, 65536> block{};
     for (std::uint64_t offset = 0; offset < data.size();) {
@@ -21,7 +21,7 @@ void add(sha256& sum, const bytes& data)
         if (got == 0) {
             break;
         }
-        sum.add(block.data(), got);
+        sum.add({block.data(), got});
         offset += got;
     }
 }
@@ -71,7 +71,7 @@ attachment_snapshot take_attachment(std::uint32_t number, const attachment_recor
 }
 
 /// Adds the contents of an attached message: subject, bodies and attachments.
-void add(sha256& sum, const message_snapshot& message)
+void add(digest::sha256& sum, const message_snapshot& message)
 {
     add(sum, *bytes_of(message.subject + '\n'));
     for (const bytes_ptr& body : {message.body, message.html}) {
@@ -92,9 +92,9 @@ void add(sha256& sum, const message_snapshot& message)
 template <typename Source>
 std::string digest_text(const Source& source)
 {
-    sha256 sum;
+    digest::sha256 sum;
     add(sum, source);
-    return sum.finish();
+    return digest::to_text(sum.finish());
 }
 
 nlohmann::ordered_json digest_of(const bytes_ptr& data, digest_cache& digests)

@@ -1,8 +1,8 @@
 #include "tests/end_to_end/disinfected_message.h"
 
+#include "digest/sha256.h"
 #include "service/notice_page.h"
 #include "service/safe_text.h"
-#include "store/digest.h"
 #include "tests/end_to_end/desk.h"
 #include "tool/system/conversions.h"
 
@@ -28,9 +28,9 @@ constexpr const char* replaced_subject =
 
 std::string digest_of(std::string_view data)
 {
-    host::sha256 sum;
-    sum.add(data.data(), data.size());
-    return sum.finish();
+    digest::sha256 sum;
+    sum.add(data);
+    return digest::to_text(sum.finish());
 }
 
 std::optional<std::string> contents(const property_bag& properties, std::uint32_t tag)

@@ -1,9 +1,9 @@
 #include "desk/run/console.h"
 #include "desk/run/open_messages.h"
 #include "desk/run/open_options.h"
+#include "digest/sha256.h"
 #include "mail/files/new_file.h"
 #include "mail/files/path_text.h"
-#include "store/digest.h"
 #include "store/unreadable_message.h"
 
 #include <CLI/CLI.hpp>
@@ -21,21 +21,21 @@ using testing::HasSubstr;
 
 std::string digest_of(const std::string& text)
 {
-    sha256 sum;
-    sum.add(text.data(), text.size());
-    return sum.finish();
+    digest::sha256 sum;
+    sum.add(text);
+    return digest::to_text(sum.finish());
 }
 
 TEST(Digests, AreThoseOfTheStandard)
 {
     EXPECT_EQ("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855", digest_of(""));
     EXPECT_EQ("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad", digest_of("abc"));
-    sha256 sum;
+    digest::sha256 sum;
     const std::string piece(1000, 'a');
     for (int i = 0; i < 1000; ++i) {
-        sum.add(piece.data(), piece.size());
+        sum.add(piece);
     }
-    EXPECT_EQ("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0", sum.finish());
+    EXPECT_EQ("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0", digest::to_text(sum.finish()));
 }
 
 TEST(Columns, CountWhatIsNoTextAsOneEach)

@@ -3,15 +3,16 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 
-namespace service {
+namespace digest {
 
 /// Computes a SHA-256 digest piece by piece, by a library of the system. Not thread-safe.
 class sha256
 {
 public:
-    using digest = std::array<unsigned char, 32>;
+    using value = std::array<unsigned char, 32>;
 
     /// All functions throw std::runtime_error if the library fails.
     sha256();
@@ -21,11 +22,14 @@ public:
 
     void add(std::string_view piece);
     /// No data may be added afterwards.
-    [[nodiscard]] digest finish();
+    [[nodiscard]] value finish();
 
 private:
     struct state;
     std::unique_ptr<state> state_;
 };
 
-} // namespace service
+/// Returns the digest in lower-case hexadecimal.
+[[nodiscard]] std::string to_text(const sha256::value& digest);
+
+} // namespace digest

@@ -1,9 +1,9 @@
-#include "service/sha256.h"
+#include "digest/sha256.h"
 
 #include <openssl/evp.h>
 #include <stdexcept>
 
-namespace service {
+namespace digest {
 
 namespace {
 
@@ -39,11 +39,11 @@ void sha256::add(std::string_view piece)
     require_success(EVP_DigestUpdate(state_->context.get(), piece.data(), piece.size()));
 }
 
-sha256::digest sha256::finish()
+sha256::value sha256::finish()
 {
-    digest result{};
+    value result{};
     require_success(EVP_DigestFinal_ex(state_->context.get(), result.data(), nullptr));
     return result;
 }
 
-} // namespace service
+} // namespace digest

@@ -1,4 +1,4 @@
-#include "service/sha256.h"
+#include "digest/sha256.h"
 
 #include <windows.h>
 
@@ -6,7 +6,7 @@
 #include <bcrypt.h>
 #include <stdexcept>
 
-namespace service {
+namespace digest {
 
 namespace {
 
@@ -71,11 +71,11 @@ void sha256::add(std::string_view piece)
     }
 }
 
-sha256::digest sha256::finish()
+sha256::value sha256::finish()
 {
-    digest result{};
+    value result{};
     require_success(BCryptFinishHash(state_->hash.get(), result.data(), static_cast<ULONG>(result.size()), 0));
     return result;
 }
 
-} // namespace service
+} // namespace digest

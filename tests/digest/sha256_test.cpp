@@ -1,4 +1,4 @@
-#include "service/sha256.h"
+#include "digest/sha256.h"
 
 #include <gtest/gtest.h>
 
@@ -9,16 +9,11 @@ namespace sha256_test {
 
 std::string digest_of(std::string_view text, std::size_t piece)
 {
-    service::sha256 digest;
+    digest::sha256 sum;
     for (; !text.empty(); text.remove_prefix(std::min(text.size(), piece))) {
-        digest.add(text.substr(0, piece));
+        sum.add(text.substr(0, piece));
     }
-    std::string shown;
-    for (const unsigned char byte : digest.finish()) {
-        constexpr std::string_view digits = "0123456789abcdef";
-        shown += {digits[byte >> 4U], digits[byte & 0xFU]};
-    }
-    return shown;
+    return digest::to_text(sum.finish());
 }
 
 TEST(sha256, has_the_published_values)
