@@ -1,5 +1,6 @@
 #include "tests/tool/icap_client/session_fixture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -51,7 +52,8 @@ TEST_P(Flood, FailsTheScanThatWaitsAheadOfItsTimeOut)
     session::answer_ptr answer;
     const test::log_capture log;
     EXPECT_EQ(subject->scan(mail, answer), ScanResult::Clean);
-    EXPECT_EQ(lines(log).back(), "200 S mail request: '' failed: request failed: server reply with error");
+    // The thread of the network may log the end of the connection before or behind it.
+    EXPECT_THAT(lines(log), testing::Contains("200 S mail request: '' failed: request failed: server reply with error"));
     EXPECT_FALSE(subject->answered());
     EXPECT_TRUE(subject->is_invalid());
 }
