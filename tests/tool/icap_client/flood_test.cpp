@@ -53,7 +53,8 @@ TEST_P(Flood, FailsTheScanThatWaitsAheadOfItsTimeOut)
     const test::log_capture log;
     EXPECT_EQ(subject->scan(mail, answer), ScanResult::Clean);
     // The thread of the network may log the end of the connection before or behind it.
-    EXPECT_THAT(lines(log), testing::Contains("200 S mail request: '' failed: request failed: server reply with error"));
+    EXPECT_THAT(lines(log),
+                testing::Contains("200 S mail request: '' failed: request failed: server reply with error"));
     EXPECT_FALSE(subject->answered());
     EXPECT_TRUE(subject->is_invalid());
 }
