@@ -1,8 +1,9 @@
-// The scanning service under load, and beside it another ICAP server with a service that judges nothing: the same
-// clients ask both in turn.
+// The scanning service under load, and beside it a peer that only receives and answers, and another ICAP server with a
+// service that judges nothing: the same clients ask all in turn.
 
 #include "bench/icap_load.h"
 #include "bench/once.h"
+#include "bench/wire_floor.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_folder.h"
 
@@ -34,6 +35,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr double mebibyte = 1048576;
+constexpr std::string_view floor_option = "--serve-wire-floor"; ///< what the program starts itself with
 
 /// Returns the memory in bytes of a process and its children; a page that several of them share counts once.
 double memory_of(int process)
@@ -85,6 +87,18 @@ protected:
         process_ = std::make_unique<test::child_process>(program, arguments);
     }
     [[nodiscard]] test::child_process& process() noexcept { return *process_; }
+    /// Takes the port from the end of the first line that the program prints.
+    void read_port()
+    {
+        const std::string line = process().read_line().value_or("");
+        const std::size_t colon = line.rfind(':');
+        if (colon != std::string::npos) {
+            std::from_chars(line.data() + colon + 1, line.data() + line.size(), port_);
+        }
+        if (port_ == 0) {
+            throw std::runtime_error(name_ + " does not start: " + process().errors());
+        }
+    }
     std::uint16_t port_ = 0;
 
 private:
@@ -100,14 +114,19 @@ public:
         : subject("postwarden-service", "webscan")
     {
         start(SERVICE_PROGRAM, {"--port", "0"});
-        const std::string line = process().read_line().value_or("");
-        const std::size_t colon = line.rfind(':');
-        if (colon != std::string::npos) {
-            std::from_chars(line.data() + colon + 1, line.data() + line.size(), port_);
-        }
-        if (port_ == 0) {
-            throw std::runtime_error("the service does not start: " + process().errors());
-        }
+        read_port();
+    }
+};
+
+/// What the sockets alone cost.
+class wire_floor final : public subject
+{
+public:
+    wire_floor()
+        : subject("the wire alone", "webscan")
+    {
+        start("/proc/self/exe", {std::string(floor_option)});
+        read_port();
     }
 };
 
@@ -244,8 +263,7 @@ bool measure(const cell& where, const std::vector<std::unique_ptr<subject>>& sub
             good = good && (status == 204 || status == 200) && count != 0;
         }
         good = good && !results[i].answers.empty();
-        print(subjects[i]->name(), where, results[i], idle[i],
-              i == 0 && subjects.size() > 1 ? results.back().rate() : 0);
+        print(subjects[i]->name(), where, results[i], idle[i], i + 1 < subjects.size() ? results.back().rate() : 0);
     }
     return good;
 }
@@ -267,6 +285,7 @@ int measure_all(const std::vector<cell>& cells)
     const milliseconds time = bench::usual_or_once(milliseconds(2000), milliseconds(100));
     std::vector<std::unique_ptr<subject>> subjects;
     subjects.push_back(std::make_unique<postwarden_service>());
+    subjects.push_back(std::make_unique<wire_floor>());
     if (const auto other = find_other()) {
         subjects.push_back(std::make_unique<c_icap>(*other));
     } else {
@@ -296,6 +315,9 @@ std::vector<cell> usual_cells()
 
 int main(int count, char** arguments)
 {
+    if (count == 2 && arguments[1] == floor_option) {
+        return bench::serve_wire_floor();
+    }
     bench::take_once(count, arguments);
     try {
         // Arguments are pairs of connections and bytes.
