@@ -2,6 +2,7 @@
 #include "tool/system/win32_codes.h"
 #include "tool/web/memory_region.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -10,8 +11,9 @@
 
 namespace web {
 
-// No page state has to be tracked: the pages of an anonymous mapping are committed at the first access. A short region
-// comes from the allocator, which reuses memory: a mapping costs more than the bytes of a short body.
+// The pages of an anonymous mapping are committed at the first access, so that all of it is present. A short region
+// comes from the allocator, which reuses memory: a mapping costs more than the bytes of a short body. What it contained
+// before is overwritten with zeros only where no byte is written first.
 
 namespace {
 
@@ -33,12 +35,12 @@ std::uint64_t memory_region::page_size() noexcept
 
 memory_region::memory_region(std::uint64_t size)
     : size_(size)
-    , present_(size)
+    , present_(size <= largest_allocated ? 0 : size)
 {
     if (size == 0) {
         return;
     }
-    base_ = static_cast<std::byte*>(size <= largest_allocated ? std::calloc(size, 1) : map(size));
+    base_ = static_cast<std::byte*>(size <= largest_allocated ? std::malloc(size) : map(size));
     if (base_ == nullptr) {
         throw error::win32exception(winapi::code_from_errno(errno), "tool\\web\\io_memory", __LINE__);
     }
@@ -55,16 +57,26 @@ memory_region::~memory_region()
 
 bool memory_region::copy_in(std::uint64_t offset, const void* source, std::uint64_t count) noexcept
 {
+    make_present(offset);
     std::memmove(base_ + offset, source, count);
+    present_ = std::max(present_, offset + count);
     return true;
 }
 
 bool memory_region::copy_out(std::uint64_t offset, void* destination, std::uint64_t count) noexcept
 {
+    make_present(offset + count);
     std::memmove(destination, base_ + offset, count);
     return true;
 }
 
-void memory_region::make_present(std::uint64_t /*count*/) {}
+/// Throws nothing.
+void memory_region::make_present(std::uint64_t count)
+{
+    if (present_ < count) {
+        std::memset(base_ + present_, 0, count - present_);
+        present_ = count;
+    }
+}
 
 } // namespace web

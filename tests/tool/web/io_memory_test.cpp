@@ -128,6 +128,25 @@ TEST(io_memory, has_zeros_where_nothing_was_written)
     EXPECT_EQ(bytes.size(), 15001U);
 }
 
+TEST(io_memory, shows_nothing_of_what_its_memory_contained_before)
+{
+    constexpr std::uint64_t capacity = 65536;
+    const std::string used(capacity, 'x');
+    for (int round = 0; round < 3; ++round) {
+        web::io_memory subject(capacity);
+        ASSERT_EQ(subject.write(5, "ab", 2), 2U);
+        ASSERT_EQ(subject.write(20, "c", 1), 1U);
+        subject.size(30);
+        std::string read(30, '?');
+        ASSERT_EQ(subject.read(0, read.data(), 30), 30U);
+        EXPECT_EQ(read, std::string(5, '\0') + "ab" + std::string(13, '\0') + "c" + std::string(9, '\0'));
+        subject.size(capacity);
+        EXPECT_EQ(std::to_integer<int>(subject.view()->address()[capacity - 1]), 0);
+        subject.size(0);
+        ASSERT_EQ(subject.append(used.data(), capacity), capacity); // is what the next one may get
+    }
+}
+
 TEST(io_memory, appends_at_its_size_until_it_is_full)
 {
     io_memory memory(1);
