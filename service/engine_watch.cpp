@@ -59,7 +59,9 @@ void engine_watch::stop()
         changed_.notify_all();
     }
     thread_.join();
-    waiting_.clear();
+    for (const handler& done : std::exchange(waiting_, {})) {
+        done();
+    }
 }
 
 void engine_watch::refresh(handler done)

@@ -31,7 +31,7 @@ public:
     ~engine_watch();
 
     void start();
-    /// Waits for the end of a probe. Handlers that wait are not called.
+    /// Waits for the end of a probe, and then calls the handlers that wait for another one.
     void stop();
     /// Calls `done` once the state of the engine is known. With an interval that is after the first probe, and then at
     /// once; without one, after a probe that begins after this call. Calls it at once if a probe has been under way for

@@ -8,10 +8,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace engine_watch_test {
@@ -62,6 +65,55 @@ TEST_F(engine_watch, logs_that_the_engine_cannot_be_reached_from_the_start)
     watch.start();
     probe();
     EXPECT_THAT(log.texts("service"), ElementsAre("the engine cannot be reached: gone  forged line"));
+}
+
+/// Does during each probe what a test wants.
+class probed_engine final : public service::scan_engine
+{
+public:
+    explicit probed_engine(std::function<void()> during)
+        : during_(std::move(during))
+    {}
+    [[nodiscard]] std::string_view name() const noexcept override { return "probed"; }
+    [[nodiscard]] std::unique_ptr<service::object_scan> begin(const service::object_info&, service::stop_token) override
+    {
+        return nullptr;
+    }
+    [[nodiscard]] std::string identity(service::stop_token) override
+    {
+        during_();
+        return "1";
+    }
+
+private:
+    std::function<void()> during_;
+};
+
+TEST(engine_watch_stop, calls_those_that_wait_for_a_later_probe)
+{
+    int probes = 0;
+    int called = 0;
+    std::promise<void> begun;
+    std::function<void()> during;
+    service::istag tag(std::make_shared<probed_engine>([&during] { during(); }), {});
+    service::engine_watch watch(tag, 0ms);
+    during = [&] {
+        if (++probes > 1) {
+            return;
+        }
+        watch.refresh([&called] { ++called; }); // waits for the next probe
+        begun.set_value();
+        // Once the watch is to stop, handlers are called at once.
+        for (const auto stops = std::make_shared<bool>(false); !*stops;) {
+            std::this_thread::sleep_for(1ms);
+            watch.refresh([stops] { *stops = true; });
+        }
+    };
+    watch.start();
+    watch.refresh([] {});
+    begun.get_future().wait();
+    watch.stop();
+    EXPECT_EQ(called, 1);
 }
 
 TEST(probes, keep_the_tag_up_to_date_without_any_request_for_the_options)
