@@ -208,10 +208,9 @@ service_figures scan_server::implementation::figures()
     if (state.parts.empty()) {
         state.parts.push_back({std::string(settings->engine->engine->name()), state.fault.empty()});
     }
-    metrics_.body_bytes.set(static_cast<std::int64_t>(bodies_.used()));
     const auto cache = settings->engine->cache.numbers();
-    return {connections(), scans.waiting, scans.running, std::move(state.parts),
-            cache.entries, cache.hits,    cache.misses};
+    return {connections(),          scans.waiting, scans.running, bodies_.used(),
+            std::move(state.parts), cache.entries, cache.hits,    cache.misses};
 }
 
 void scan_server::implementation::start()

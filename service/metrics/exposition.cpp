@@ -41,10 +41,6 @@ public:
     {
         single(name, "counter", help, value.value());
     }
-    void add(std::string_view name, std::string_view help, const gauge& value)
-    {
-        single(name, "gauge", help, value.value());
-    }
     void add(std::string_view name, std::string_view help, const histogram& value);
     [[nodiscard]] std::string take() { return std::move(text_); }
 
@@ -150,7 +146,7 @@ std::string exposition(const service_metrics& metrics, const service_figures& fi
     out.single("cache_hits_total", "counter", "Objects whose verdict was known.", figures.cache_hits);
     out.single("cache_misses_total", "counter", "Objects whose verdict was looked up in vain.", figures.cache_misses);
     out.single("cache_entries", "gauge", "Verdicts that are known.", figures.cache_entries);
-    out.add("body_bytes", "Bytes of bodies that are held at present.", metrics.body_bytes);
+    out.single("body_bytes", "gauge", "Bytes of bodies that are held at present.", figures.body_bytes);
     return out.take();
 }
 

@@ -19,19 +19,6 @@ private:
     std::atomic<std::uint64_t> value_{0};
 };
 
-/// A number that grows and shrinks. Thread-safe and lock-free.
-class gauge
-{
-public:
-    void add(std::int64_t count = 1) noexcept { value_.fetch_add(count, std::memory_order_relaxed); }
-    void subtract(std::int64_t count = 1) noexcept { value_.fetch_sub(count, std::memory_order_relaxed); }
-    void set(std::int64_t value) noexcept { value_.store(value, std::memory_order_relaxed); }
-    [[nodiscard]] std::int64_t value() const noexcept { return value_.load(std::memory_order_relaxed); }
-
-private:
-    std::atomic<std::int64_t> value_{0};
-};
-
 /// How often something took how long. Thread-safe and lock-free.
 class histogram
 {
@@ -109,7 +96,6 @@ struct service_metrics
     counter istag_changes;
     counter reloads_applied;
     counter reloads_rejected;
-    gauge body_bytes; ///< of the budget for bodies, in use
 
     void count(request_kind kind, request_result result) noexcept
     {
