@@ -3,6 +3,7 @@
 #include "service/engine/icap_findings.h"
 #include "service/engine/icap_head.h"
 #include "service/engine/icap_url.h"
+#include "tool/system/ascii.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -77,7 +78,7 @@ void use_head(const service::icap_head& head)
 {
     const bool names_threat = std::any_of(head.fields.begin(), head.fields.end(), [](const auto& field) {
         const bool names =
-            service::same_name(field.first, "X-Infection-Found") || service::same_name(field.first, "X-Virus-ID");
+            winapi::same_no_case(field.first, "X-Infection-Found") || winapi::same_no_case(field.first, "X-Virus-ID");
         return names && !field.second.empty();
     });
     const std::optional<std::string> threat = service::reported_threat(head);

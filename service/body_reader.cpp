@@ -2,7 +2,7 @@
 
 #include "service/bad_request.h"
 #include "tool/http/grammar.h"
-#include "tool/system/conversions.h"
+#include "tool/system/ascii.h"
 #include "tool/web/io_property.h"
 
 #include <algorithm>
@@ -27,14 +27,9 @@ bool blank(std::string_view line)
 bool ends_object(std::string_view extensions)
 {
     while (!extensions.empty()) {
-        const std::size_t end = std::min(extensions.find(';'), extensions.size());
-        std::string_view name = extensions.substr(0, end);
-        name.remove_prefix(std::min(name.find_first_not_of(" \t"), name.size()));
-        name.remove_suffix(name.size() - std::min(name.find_last_not_of(" \t") + 1, name.size()));
-        if (winapi::compare_no_case(name, "ieof") == 0) {
+        if (winapi::same_no_case(winapi::take_part(extensions, ';', " \t"), "ieof")) {
             return true;
         }
-        extensions.remove_prefix(std::min(end + 1, extensions.size()));
     }
     return false;
 }

@@ -2,6 +2,7 @@
 #include "service/request_reader.h"
 #include "service/safe_text.h"
 #include "tool/http/messages.h"
+#include "tool/system/ascii.h"
 
 #include <algorithm>
 
@@ -12,9 +13,7 @@ namespace {
 std::string value_of(http::message_headers& headers, std::string_view name)
 {
     const auto value = headers.get(name);
-    std::string text = value ? std::string(value->begin(), value->end()) : std::string();
-    text.erase(text.find_last_not_of(" \t\r\n") + 1);
-    return text;
+    return std::string(value ? winapi::trimmed({value->begin(), value->end()}) : std::string_view());
 }
 
 int digit_value(char character)

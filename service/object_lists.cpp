@@ -2,6 +2,7 @@
 
 #include "service/file_names.h"
 #include "service/safe_text.h"
+#include "tool/system/ascii.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -44,7 +45,7 @@ bool any_matches(const std::vector<wildcard>& list, std::u32string_view text)
 /// Returns a MIME type without its parameters, comments and blanks.
 std::string_view type_alone(std::string_view value)
 {
-    value = value.substr(std::min(value.find_first_not_of(" \t\r\n"), value.size()));
+    value = winapi::trimmed_left(value);
     return value.substr(0, value.find_first_of(" \t\r\n;,("));
 }
 

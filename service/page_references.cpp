@@ -1,5 +1,7 @@
 #include "service/page_references.h"
 
+#include "tool/system/ascii.h"
+
 #include <algorithm>
 
 namespace service {
@@ -61,9 +63,7 @@ std::size_t find_word(std::string_view page, std::string_view name, Condition co
 std::optional<page_reference> outside_reference(std::string_view page)
 {
     std::string small(page);
-    std::transform(small.begin(), small.end(), small.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A')) : character;
-    });
+    std::transform(small.begin(), small.end(), small.begin(), winapi::ascii_lower);
     std::size_t first = std::string_view::npos;
     std::string_view what;
     const auto note = [&](std::size_t at, std::string_view name) {

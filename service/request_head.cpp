@@ -6,6 +6,7 @@
 #include "tool/icap/encapsulated.h"
 #include "tool/icap/reply_readers.h"
 #include "tool/icap/white_space.h"
+#include "tool/system/ascii.h"
 
 #include <algorithm>
 #include <iterator>
@@ -20,42 +21,25 @@ constexpr std::string_view plain_get = "GET / HTTP/1.1\r\n\r\n";
 constexpr std::string_view plain_post = "POST / HTTP/1.1\r\n\r\n";
 constexpr std::string_view plain_response = "HTTP/1.1 200 OK\r\n\r\n";
 
-char lower(char value)
+std::string_view trimmed(std::string_view text)
 {
-    return value >= 'A' && value <= 'Z' ? static_cast<char>(value | 0x20) : value;
-}
-
-std::string_view without_blanks_around(std::string_view text)
-{
-    while (!text.empty() && icap::is_white_space(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && icap::is_white_space(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
+    return winapi::trimmed(text, icap::white_space);
 }
 
 /// Returns the value in one line.
 std::string plain_value(std::string_view value)
 {
-    std::string plain(without_blanks_around(value));
+    std::string plain(trimmed(value));
     std::replace_if(
         plain.begin(), plain.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
     return plain;
-}
-
-bool same_name(std::string_view one, std::string_view other)
-{
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](char left, char right) { return lower(left) == lower(right); });
 }
 
 /// Returns the value of a header, whose name in the table may have blanks behind it.
 std::optional<std::string_view> value_of(const http::fields& table, std::string_view name)
 {
     const auto found = std::find_if(table.begin(), table.end(), [name](const auto& entry) {
-        return same_name(without_blanks_around(entry.first), name);
+        return winapi::same_no_case(trimmed(entry.first), name);
     });
     return found == table.end() ? std::nullopt : std::optional<std::string_view>(found->second);
 }
@@ -80,11 +64,9 @@ std::string path_of_uri(std::string_view uri)
 bool lists_204(std::string_view allow)
 {
     while (!allow.empty()) {
-        const std::size_t comma = std::min(allow.find(','), allow.size());
-        if (without_blanks_around(allow.substr(0, comma)) == "204") {
+        if (winapi::take_part(allow, ',', icap::white_space) == "204") {
             return true;
         }
-        allow.remove_prefix(std::min(comma + 1, allow.size()));
     }
     return false;
 }
@@ -94,7 +76,7 @@ icap::encapsulated_offsets offsets_of(std::string_view value)
     std::string plain;
     for (const char c : value) {
         if (!icap::is_white_space(c)) {
-            plain += lower(c);
+            plain += winapi::ascii_lower(c);
         }
     }
     const auto list = icap::read_encapsulated(plain);
@@ -148,9 +130,9 @@ void put_text(request_head& head, const http::request_data& record)
     head.text.append(record.method).append(" ").append(record.uri).append(" ICAP/").append(record.version);
     head.text.append("\r\n");
     for (const auto& [name, value] : record.fields) {
-        const std::string_view plain_name = without_blanks_around(name);
+        const std::string_view plain_name = trimmed(name);
         const bool several_lines = plain_name.find('\n') != std::string_view::npos; // one of them has no colon
-        if (!several_lines && !same_name(plain_name, encapsulated_name)) {
+        if (!several_lines && !winapi::same_no_case(plain_name, encapsulated_name)) {
             head.text.append(plain_name).append(": ").append(plain_value(value)).append("\r\n");
         }
     }

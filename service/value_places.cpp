@@ -1,5 +1,7 @@
 #include "service/value_places.h"
 
+#include "tool/system/ascii.h"
+
 #include <algorithm>
 
 namespace service {
@@ -13,12 +15,10 @@ bool is_letter(char byte)
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
 }
 
-/// Returns true if `text` begins with `word`, whose letters are small, in any case of letters.
+/// Returns true if `text` begins with `word`, in any case of letters.
 bool begins_with(std::string_view text, std::string_view word)
 {
-    return text.size() >= word.size() && std::equal(word.begin(), word.end(), text.begin(), [](char small, char byte) {
-               return byte == small || (is_letter(byte) && (byte | 0x20) == small);
-           });
+    return winapi::same_no_case(text.substr(0, word.size()), word);
 }
 
 /// Returns true if a tag begins here. The placeholder of a value would become the name of an element.
@@ -46,7 +46,7 @@ std::size_t length_of_tag(std::string_view text)
     return text.size();
 }
 
-/// Returns the length of the text ahead of `end`, whose letters are small.
+/// Returns the length of the text ahead of `end`, in any case of letters.
 std::size_t length_up_to(std::string_view text, std::string_view end)
 {
     std::size_t length = 0;

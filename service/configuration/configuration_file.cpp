@@ -1,6 +1,7 @@
 #include "service/configuration/configuration_file.h"
 
 #include "service/safe_text.h"
+#include "tool/system/ascii.h"
 
 #include <CLI/CLI.hpp>
 
@@ -20,13 +21,6 @@ constexpr std::size_t largest_file = std::size_t{1} << 20U;
 constexpr std::string_view blanks = " \t\r";
 constexpr std::string_view quotes = "\"'";
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t first = text.find_first_not_of(blanks);
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 /// One key with its values, without comments and without blanks outside of quotes.
 struct entry_text
@@ -124,7 +118,7 @@ file_contents configuration_parser::parse()
     }
     std::string_view line;
     while (next_line(line)) {
-        line = trimmed(line);
+        line = winapi::trimmed(line, blanks);
         if (!line.empty() && line.front() != '#' && line.front() != ';') {
             read_entry(line);
         }

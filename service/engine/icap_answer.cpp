@@ -1,5 +1,7 @@
 #include "service/engine/icap_answer.h"
 
+#include "tool/system/ascii.h"
+
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
@@ -116,7 +118,7 @@ std::optional<std::string> icap_answer::take_line(std::string_view& bytes)
 void icap_answer::begin_chunk(std::string_view line)
 {
     constexpr int hexadecimal = 16;
-    const std::string_view number = trimmed(line.substr(0, line.find(';')));
+    const std::string_view number = winapi::trimmed(line.substr(0, line.find(';')));
     const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), left_, hexadecimal);
     if (number.empty() || error != std::errc{} || end != number.data() + number.size()) {
         throw std::runtime_error("answer not understood: the size of a chunk");
@@ -151,7 +153,7 @@ void icap_answer::read_trailer(std::string_view line)
 bool icap_answer::keeps_connection() const
 {
     const bool delimited = has_parts_ || head_.status == icap_status::go_on || head_.status == icap_status::no_content;
-    return complete() && surplus_.empty() && delimited && !same_name(head_.field("Connection"), "close");
+    return complete() && surplus_.empty() && delimited && !winapi::same_no_case(head_.field("Connection"), "close");
 }
 
 } // namespace service

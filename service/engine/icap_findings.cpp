@@ -1,6 +1,7 @@
 #include "service/engine/icap_findings.h"
 
 #include "service/engine/clamd_reply.h"
+#include "tool/system/ascii.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,23 +10,18 @@
 
 namespace service {
 
-namespace {
+using winapi::same_no_case;
+using winapi::take_part;
+using winapi::trimmed;
 
-/// Takes the text ahead of the next separator off `text`.
-std::string_view take_part(std::string_view& text, char separator)
-{
-    const std::size_t end = std::min(text.find(separator), text.size());
-    const std::string_view part = trimmed(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return part;
-}
+namespace {
 
 /// Returns the value of a key in "Type=0; Resolution=2; Threat=name;"; empty if there is none.
 std::string_view infection_value(std::string_view text, std::string_view key)
 {
     while (!text.empty()) {
         std::string_view entry = take_part(text, ';');
-        if (same_name(take_part(entry, '='), key)) {
+        if (same_no_case(take_part(entry, '='), key)) {
             return trimmed(entry);
         }
     }
@@ -53,16 +49,6 @@ std::optional<std::size_t> number_in(std::string_view text)
         return std::nullopt;
     }
     return number;
-}
-
-bool lists(std::string_view text, std::string_view wanted)
-{
-    while (!text.empty()) {
-        if (same_name(take_part(text, ','), wanted)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 } // namespace
@@ -103,7 +89,7 @@ icap_options read_icap_options(const icap_head& head)
     if (head.status != icap_status::ok) {
         throw std::runtime_error("options: status " + std::to_string(head.status));
     }
-    if (!lists(head.field("Methods"), "RESPMOD")) {
+    if (!winapi::list_contains(head.field("Methods"), "RESPMOD")) {
         throw std::runtime_error("options: no RESPMOD");
     }
     return {number_in(head.field("Preview")), number_in(head.field("Options-TTL")), istag_of(head)};

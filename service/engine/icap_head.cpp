@@ -1,17 +1,17 @@
 #include "service/engine/icap_head.h"
 
+#include "tool/system/ascii.h"
+
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
 
 namespace service {
 
-namespace {
+using winapi::same_no_case;
+using winapi::trimmed;
 
-char lower(char byte)
-{
-    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
+namespace {
 
 bool is_digit(char byte)
 {
@@ -60,24 +60,10 @@ unsigned read_status(std::string_view line, std::string_view protocol)
 
 } // namespace
 
-bool same_name(std::string_view left, std::string_view right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return lower(a) == lower(b); });
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    constexpr std::string_view blanks = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    text.remove_suffix(text.size() - (text.find_last_not_of(blanks) + 1));
-    return text;
-}
-
 std::string_view icap_head::field(std::string_view name) const
 {
     const auto found =
-        std::find_if(fields.begin(), fields.end(), [&](const auto& entry) { return same_name(entry.first, name); });
+        std::find_if(fields.begin(), fields.end(), [&](const auto& entry) { return same_no_case(entry.first, name); });
     return found == fields.end() ? std::string_view{} : found->second;
 }
 
@@ -85,7 +71,7 @@ std::vector<std::string_view> icap_head::all(std::string_view name) const
 {
     std::vector<std::string_view> values;
     for (const auto& [known, value] : fields) {
-        if (same_name(known, name) && !value.empty()) {
+        if (same_no_case(known, name) && !value.empty()) {
             values.emplace_back(value);
         }
     }
@@ -158,16 +144,16 @@ encapsulated_parts read_encapsulated_parts(std::string_view value, std::size_t m
             *open = offset - last;
         }
         last = offset;
-        if (same_name(name, "req-hdr") && open == nullptr) {
+        if (same_no_case(name, "req-hdr") && open == nullptr) {
             open = &parts.request_head;
             parts.is_response = false;
-        } else if (same_name(name, "res-hdr") && open != &parts.response_head) {
+        } else if (same_no_case(name, "res-hdr") && open != &parts.response_head) {
             open = &parts.response_head;
             parts.is_response = true;
-        } else if (same_name(name, "null-body")) {
+        } else if (same_no_case(name, "null-body")) {
             ended = true;
-        } else if (same_name(name, "res-body") || same_name(name, "opt-body") || same_name(name, "req-body")) {
-            parts.is_response = parts.is_response && !same_name(name, "req-body");
+        } else if (same_no_case(name, "res-body") || same_no_case(name, "opt-body") || same_no_case(name, "req-body")) {
+            parts.is_response = parts.is_response && !same_no_case(name, "req-body");
             parts.has_body = true;
             ended = true;
         } else {

@@ -56,10 +56,4 @@ struct encapsulated_parts
 /// of their offsets, the last of which is a body or "null-body", with heads of at most `most_heads` bytes in total.
 [[nodiscard]] encapsulated_parts read_encapsulated_parts(std::string_view value, std::size_t most_heads);
 
-/// Returns `text` without blanks and line ends at both ends.
-[[nodiscard]] std::string_view trimmed(std::string_view text);
-
-/// Returns true if the texts are the same in any case of letters.
-[[nodiscard]] bool same_name(std::string_view left, std::string_view right);
-
 } // namespace service

@@ -6,6 +6,7 @@
 #include "tool/http/header_names.h"
 #include "tool/http/message_factory.h"
 #include "tool/http/method_words.h"
+#include "tool/system/ascii.h"
 #include "tool/system/conversions.h"
 
 #include <algorithm>
@@ -95,11 +96,7 @@ body_length length_from_headers(const fields& table)
 bool is_connect_answer(const response_data& record)
 {
     std::string reason(record.reason);
-    for (char& letter : reason) {
-        if (letter >= 'A' && letter <= 'Z') {
-            letter = static_cast<char>(letter | 0x20);
-        }
-    }
+    std::transform(reason.begin(), reason.end(), reason.begin(), winapi::ascii_lower);
     return record.status == 200 && reason.find("connection established") != std::string::npos;
 }
 

@@ -3,6 +3,7 @@
 #include "logging/logging.h"
 #include "tool/icap/infection_tokens.h"
 #include "tool/icap/white_space.h"
+#include "tool/system/ascii.h"
 
 #include <limits>
 
@@ -15,17 +16,6 @@ std::string header_value(message& answer, std::string_view name)
 {
     const auto value = answer.headers().get(name);
     return value ? std::string(value->begin(), value->end()) : std::string();
-}
-
-std::string_view trim(std::string_view text) noexcept
-{
-    while (!text.empty() && is_white_space(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && is_white_space(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
 }
 
 } // namespace
@@ -54,7 +44,7 @@ std::string detail::pick_infection_value(const std::vector<std::string>& tokens,
     for (const std::string& token : tokens) {
         LOG_LINE(logging::icap_log(), 500, "infection found(not parsed): '" << token << "'");
         const std::vector<std::string> parts = split(token, "=");
-        if (trim(parts.front()) != key) {
+        if (winapi::trimmed(parts.front(), white_space) != key) {
             continue;
         }
         std::string found = parts.size() > 1 ? parts[1] : std::string();
@@ -95,9 +85,7 @@ std::string get_infection_param(const std::shared_ptr<message>& answer, std::str
 
 std::int32_t leading_number(std::string_view text) noexcept
 {
-    while (!text.empty() && is_white_space(text.front())) {
-        text.remove_prefix(1);
-    }
+    text = winapi::trimmed_left(text, white_space);
     bool negative = false;
     if (!text.empty() && (text.front() == '-' || text.front() == '+')) {
         negative = text.front() == '-';

@@ -1,5 +1,6 @@
 #include "tool/system/conversions.h"
 
+#include "tool/system/ascii.h"
 #include "tool/system/code_page_codec.h"
 
 #include <algorithm>
@@ -26,10 +27,9 @@ std::uint32_t real_code_page(std::uint32_t code_page) noexcept
     return code_page == code_page_ansi ? codec::system_ansi_code_page() : codec::thread_ansi_code_page();
 }
 
-unsigned char ascii_lower(char letter) noexcept
+int lower_byte(char letter) noexcept
 {
-    const auto byte = static_cast<unsigned char>(letter);
-    return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + ('a' - 'A')) : byte;
+    return static_cast<unsigned char>(ascii_lower(letter));
 }
 
 } // namespace
@@ -104,7 +104,7 @@ int compare_no_case(std::string_view left, std::string_view right) noexcept
 {
     const std::size_t common = std::min(left.size(), right.size());
     for (std::size_t i = 0; i < common; ++i) {
-        const int difference = int{ascii_lower(left[i])} - int{ascii_lower(right[i])};
+        const int difference = lower_byte(left[i]) - lower_byte(right[i]);
         if (difference != 0) {
             return difference;
         }
