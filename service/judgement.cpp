@@ -110,18 +110,15 @@ reply_maker::reply judgement::reply_to_failure()
 
 request_result result_of(const verdict& outcome)
 {
-    switch (outcome.index()) {
-    case 0:
-        return request_result::clean;
-    case 1:
-        return request_result::blocked;
-    case 2:
-        return request_result::repaired;
-    case 3:
-        return request_result::unchecked;
-    default:
-        return request_result::error;
-    }
+    struct visitor
+    {
+        request_result operator()(const clean_verdict&) const { return request_result::clean; }
+        request_result operator()(const blocked_verdict&) const { return request_result::blocked; }
+        request_result operator()(const repaired_verdict&) const { return request_result::repaired; }
+        request_result operator()(const unchecked_verdict&) const { return request_result::unchecked; }
+        request_result operator()(const error_verdict&) const { return request_result::error; }
+    };
+    return std::visit(visitor{}, outcome);
 }
 
 void log_verdict(const void* owner, const std::string& name, const verdict& outcome)
