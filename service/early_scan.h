@@ -3,7 +3,7 @@
 #include "service/engine/scan_engine.h"
 
 #include <memory>
-#include <string>
+#include <optional>
 #include <string_view>
 
 namespace service {
@@ -25,7 +25,7 @@ public:
 private:
     std::unique_ptr<object_scan> scan_;
     bool wants_more_ = true;
-    std::string failure_;
+    std::optional<error_verdict> failure_;
 };
 
 } // namespace service

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <exception>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -78,13 +77,11 @@ verdict scan_or_raise(scan_engine& engine, const object_info& info, web::io_data
 
 verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop)
 {
-    try {
-        return scan_or_raise(engine, info, object, stop);
-    } catch (const std::exception& failure) {
-        return error_verdict{failure.what()};
-    } catch (...) {
-        return error_verdict{"unknown failure of the engine"};
+    verdict outcome;
+    if (auto failure = failure_of([&] { outcome = scan_or_raise(engine, info, object, stop); })) {
+        return std::move(*failure);
     }
+    return outcome;
 }
 
 } // namespace service

@@ -5,7 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -105,6 +107,20 @@ public:
     [[nodiscard]] virtual bool worth_caching() const noexcept { return true; }
     virtual ~scan_engine() = default;
 };
+
+/// Calls `work`. Returns an error verdict if it throws.
+template <typename Work>
+[[nodiscard]] std::optional<error_verdict> failure_of(Work work) noexcept
+{
+    try {
+        work();
+        return std::nullopt;
+    } catch (const std::exception& failure) {
+        return error_verdict{failure.what()};
+    } catch (...) {
+        return error_verdict{"unknown failure of the engine"};
+    }
+}
 
 /// Scans an object from start to end. Never throws: every failure becomes an error verdict.
 [[nodiscard]] verdict scan(scan_engine& engine, const object_info& info, web::io_data& object, const stop_token& stop);
