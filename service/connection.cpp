@@ -246,7 +246,11 @@ void connection::receive()
         inbox_.append(block.data(), count);
         services_.metrics.bytes_received.add(count);
         pace_.count(count);
-        for_request&& count != 0 ? advance() : await_input();
+        if (for_request && count != 0) {
+            advance();
+        } else {
+            await_input();
+        }
     }
 }
 
