@@ -2,15 +2,12 @@
 
 #include "service/accept_reserve.h"
 #include "service/connection.h"
-#include "service/engine/make_engine.h"
+#include "service/event_loops.h"
 #include "service/listener.h"
 #include "service/log.h"
 #include "service/metrics/exposition.h"
 #include "service/metrics/metrics_server.h"
-#include "service/rules.h"
 
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -22,7 +19,6 @@
 #include <memory>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -51,26 +47,6 @@ std::string path_of(const std::string& uri)
     return path;
 }
 
-std::shared_ptr<scan_engine> engine_of(const server_options& settings)
-{
-    return settings.custom_engine ? settings.custom_engine : make_engines(settings.engines, {settings.clamd_streams});
-}
-
-bool has_same_engine(const server_options& one, const server_options& other)
-{
-    return one.custom_engine == other.custom_engine &&
-           (one.custom_engine || (one.engines == other.engines && one.clamd_streams == other.clamd_streams));
-}
-
-settings_pointer in_force(server_options settings, std::shared_ptr<engine_in_use> engine)
-{
-    reply_maker replies(settings.preview, load_notice(settings.notice_file, settings.language));
-    object_lists lists(settings.lists);
-    const std::uint64_t rules = number_of_rules(settings.lists, settings.policy);
-    return std::make_shared<settings_in_force>(
-        settings_in_force{std::move(settings), std::move(replies), std::move(lists), std::move(engine), rules});
-}
-
 /// Waits until the first probe of an engine has ended, but not longer than a request would.
 void wait_for_probe(engine_watch& watch)
 {
@@ -83,20 +59,13 @@ void wait_for_probe(engine_watch& watch)
 
 class scan_server::implementation
 {
-    /// What one thread serves: each connection belongs to one loop, so that no lock and no other thread is involved.
-    struct loop
-    {
-        asio::io_context io{1};
-        asio::executor_work_guard<asio::io_context::executor_type> open{io.get_executor()};
-    };
-
 public:
     explicit implementation(options settings)
         : path_(path_of(settings.uri))
         , bodies_(settings.body_budget, settings.body_files)
-        , loops_(make_loops(settings.io_threads))
-        , acceptor_(first_loop())
-        , pause_(first_loop())
+        , loops_(settings.io_threads)
+        , acceptor_(loops_.first())
+        , pause_(loops_.first())
     {
         auto engine = std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval,
                                                       settings.cache_entries, metrics_.istag_changes);
@@ -115,12 +84,9 @@ public:
     [[nodiscard]] std::size_t connections() const noexcept { return served_ + refused_; }
 
 private:
-    [[nodiscard]] static std::vector<std::unique_ptr<loop>> make_loops(std::size_t count);
-    [[nodiscard]] asio::io_context& first_loop() { return loops_.front()->io; }
     void listen();
     void listen_for_metrics();
     [[nodiscard]] service_figures figures();
-    void run(asio::io_context& loop);
     void accept();
     void accept_failed(const error_code& error);
     void accept_after_pause();
@@ -129,7 +95,6 @@ private:
     void refuse(connection::socket peer);
     std::shared_ptr<connection> open(connection::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
-    void drain();
 
     service_metrics metrics_;
     current_settings settings_;
@@ -139,12 +104,11 @@ private:
     std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
     idle_connections idle_;
     body_budget bodies_;
-    std::vector<std::unique_ptr<loop>> loops_; ///< at least one
+    event_loops loops_;
     // Used on the thread of the first loop only:
     asio::ip::tcp::acceptor acceptor_;
     asio::steady_timer pause_;
     accept_reserve accept_reserve_;
-    std::size_t next_loop_ = 0;
     std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
 
@@ -152,18 +116,7 @@ private:
     std::unique_ptr<connection_services> services_;
     std::atomic<std::uint16_t> metrics_port_{0};
     std::unique_ptr<metrics_server> metrics_server_; ///< null without metrics
-    std::vector<std::thread> threads_;
 };
-
-std::vector<std::unique_ptr<scan_server::implementation::loop>>
-scan_server::implementation::make_loops(std::size_t count)
-{
-    std::vector<std::unique_ptr<loop>> made;
-    do {
-        made.push_back(std::make_unique<loop>());
-    } while (made.size() < count);
-    return made;
-}
 
 void scan_server::implementation::listen()
 {
@@ -188,7 +141,7 @@ void scan_server::implementation::listen_for_metrics()
     if (!port) {
         return;
     }
-    auto made = std::make_unique<metrics_server>(first_loop(), [this] { return exposition(metrics_, figures()); });
+    auto made = std::make_unique<metrics_server>(loops_.first(), [this] { return exposition(metrics_, figures()); });
     try {
         metrics_port_ = made->listen(*port);
     } catch (const std::system_error&) {
@@ -225,23 +178,8 @@ void scan_server::implementation::start()
     services_ = std::make_unique<connection_services>(
         connection_services{settings_, path_, *scanners_, idle_, metrics_, bodies_});
     settings->engine->watch.start();
-    asio::post(first_loop(), [this] { accept(); });
-    for (const auto& one : loops_) {
-        threads_.emplace_back([this, &io = one->io] { run(io); });
-    }
-}
-
-/// An exception thrown by a handler ends the connection of that handler only.
-void scan_server::implementation::run(asio::io_context& loop)
-{
-    for (;;) {
-        try {
-            loop.run();
-            return;
-        } catch (const std::exception& failure) {
-            LOG_LINE(service_log(), 200, "a connection broke off: " << failure.what());
-        }
-    }
+    asio::post(loops_.first(), [this] { accept(); });
+    loops_.start();
 }
 
 void scan_server::implementation::accept()
@@ -249,8 +187,7 @@ void scan_server::implementation::accept()
     if (closed_) {
         return;
     }
-    next_loop_ = (next_loop_ + 1) % loops_.size();
-    acceptor_.async_accept(loops_[next_loop_]->io, [this](const error_code& error, connection::socket peer) {
+    acceptor_.async_accept(loops_.next(), [this](const error_code& error, connection::socket peer) {
         if (closed_) {
             return;
         }
@@ -259,7 +196,7 @@ void scan_server::implementation::accept()
             return;
         }
         accept_reserve_.worked();
-        asio::post(first_loop(), [this] { accept(); }); // first, because the next line may throw
+        asio::post(loops_.first(), [this] { accept(); }); // first, because the next line may throw
         accepted(std::make_shared<connection::socket>(std::move(peer)));
     });
 }
@@ -269,7 +206,7 @@ void scan_server::implementation::accept_failed(const error_code& error)
 {
     const auto cause = accept_reserve::cause_of(error);
     if (cause == accept_reserve::cause::peer) {
-        asio::post(first_loop(), [this] { accept(); });
+        asio::post(loops_.first(), [this] { accept(); });
         return;
     }
     accept_reserve_.failed(error);
@@ -280,12 +217,12 @@ void scan_server::implementation::accept_failed(const error_code& error)
     const settings_pointer settings = settings_.get();
     const auto reply = settings->replies.bare(settings->tag(), unavailable, true);
     const auto& head = reply->raw_head();
-    const std::size_t refused = accept_reserve_.refuse_waiting(acceptor_, first_loop(), {head.data(), head.size()});
+    const std::size_t refused = accept_reserve_.refuse_waiting(acceptor_, loops_.first(), {head.data(), head.size()});
     metrics_.connections_refused.add(refused);
     if (refused == 0) {
         accept_after_pause();
     } else {
-        asio::post(first_loop(), [this] { accept(); });
+        asio::post(loops_.first(), [this] { accept(); });
     }
 }
 
@@ -313,7 +250,7 @@ void scan_server::implementation::accepted(const std::shared_ptr<connection::soc
     }
     longest_idle->give_way([this, peer](bool closed) {
         metrics_.connections_evicted.add(closed ? 1 : 0);
-        asio::post(first_loop(), [this, peer] { accepted(peer); });
+        asio::post(loops_.first(), [this, peer] { accepted(peer); });
     });
 }
 
@@ -354,9 +291,7 @@ void scan_server::implementation::close_all()
             still_open->close();
         }
     }
-    for (const auto& one : loops_) {
-        one->open.reset();
-    }
+    loops_.let_end();
 }
 
 void scan_server::implementation::reconfigure(options settings)
@@ -390,7 +325,7 @@ void scan_server::implementation::reconfigure(options settings)
     if (engine != before->engine) {
         before->engine->retire();
     }
-    asio::post(first_loop(), [this] {
+    asio::post(loops_.first(), [this] {
         for (const auto& entry : open_) {
             if (const auto still_open = entry.lock()) {
                 still_open->settings_changed();
@@ -404,36 +339,13 @@ void scan_server::implementation::stop()
     if (!services_) {
         return;
     }
-    asio::post(first_loop(), [this] { close_all(); });
+    asio::post(loops_.first(), [this] { close_all(); });
     if (metrics_server_) {
         metrics_server_->stop();
     }
     settings_.get()->engine->retire();
     scanners_->stop();
-    // The threads end with the last connection.
-    for (auto& thread : threads_) {
-        thread.join();
-    }
-    threads_.clear();
-    drain();
-}
-
-/// Runs what one loop has handed to another that had ended before. It may hold a socket of any loop.
-void scan_server::implementation::drain()
-{
-    std::size_t count = 0;
-    do {
-        count = 0;
-        for (const auto& one : loops_) {
-            one->io.restart();
-            try {
-                count += one->io.poll();
-            } catch (const std::exception& failure) {
-                ++count;
-                LOG_LINE(service_log(), 200, "a connection broke off: " << failure.what());
-            }
-        }
-    } while (count != 0);
+    loops_.join(); // the threads end with the last connection
 }
 
 scan_server::scan_server(options settings)

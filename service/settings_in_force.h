@@ -30,6 +30,14 @@ struct settings_in_force
 
 using settings_pointer = std::shared_ptr<const settings_in_force>;
 
+/// Returns the engine that the options specify. Throws std::invalid_argument for an unknown one.
+[[nodiscard]] std::shared_ptr<scan_engine> engine_of(const server_options& options);
+/// Returns true if engine_of() makes the same engine of both.
+[[nodiscard]] bool has_same_engine(const server_options& one, const server_options& other);
+/// Returns the settings of `options` with an engine. Throws std::invalid_argument for invalid options, and
+/// std::runtime_error if the template of the notices cannot be read.
+[[nodiscard]] settings_pointer in_force(server_options options, std::shared_ptr<engine_in_use> engine);
+
 /// The settings for requests that begin now. Thread-safe.
 class current_settings
 {
