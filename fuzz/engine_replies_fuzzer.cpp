@@ -1,3 +1,4 @@
+#include "fuzz/piece_sizes.h"
 #include "service/engine/clamd_reply.h"
 #include "service/engine/icap_answer.h"
 #include "service/engine/icap_findings.h"
@@ -59,12 +60,11 @@ struct received final : service::icap_answer::body_receiver
     std::optional<std::string> refusal;
 };
 
-void feed(received& to, std::string_view text, std::uint32_t seed)
+void feed(received& to, std::string_view text, std::uint8_t seed)
 {
+    fuzz::piece_sizes sizes(seed);
     while (!text.empty() && !to.refusal) {
-        seed = seed * 1103515245U + 12345U;
-        const std::uint32_t drawn = (seed >> 16) & 0x7FFFU;
-        const std::string piece(text.substr(0, drawn % 4 == 0 ? 1 + drawn % 400 : 1 + drawn % 12));
+        const std::string piece(text.substr(0, sizes.next()));
         text.remove_prefix(piece.size());
         try {
             to.answer.feed(piece, to);

@@ -1,3 +1,4 @@
+#include "fuzz/piece_sizes.h"
 #include "tool/icap/analyzer.h"
 #include "tool/icap/async_response.h"
 #include "tool/icap/request_message.h"
@@ -72,27 +73,6 @@ void use(const std::shared_ptr<icap::message>& message)
     attempt([&] { write_out(*message); });
 }
 
-/// Sizes of pieces, from 1 byte to a few hundred, in an order that the first byte selects.
-class piece_sizes
-{
-public:
-    explicit piece_sizes(std::uint8_t seed)
-        : state_(seed)
-    {}
-    std::size_t next()
-    {
-        if (state_ == 0) {
-            return SIZE_MAX; // the whole stream in one piece
-        }
-        state_ = state_ * 1103515245U + 12345U;
-        const std::uint32_t drawn = (state_ >> 16) & 0x7FFFU;
-        return drawn % 4 == 0 ? 1 + drawn % 400 : 1 + drawn % 12;
-    }
-
-private:
-    std::uint32_t state_;
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -100,11 +80,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) {
         return 0;
     }
-    piece_sizes sizes(data[0]);
+    const bool whole = data[0] == 0; // the stream in one piece
+    fuzz::piece_sizes sizes(data[0]);
     icap::analyzer analyzer;
     std::shared_ptr<icap::message> message;
     for (std::size_t place = 1; place < size;) {
-        const std::size_t count = std::min(sizes.next(), size - place);
+        const std::size_t count = whole ? size - place : std::min(sizes.next(), size - place);
         // A copy of exactly this size, so that a read beyond the piece is detected.
         const std::vector<char> piece(data + place, data + place + count);
         place += count;

@@ -1,3 +1,4 @@
+#include "fuzz/piece_sizes.h"
 #include "service/bad_request.h"
 #include "service/engine/icap_answer.h"
 #include "service/engine/icap_head.h"
@@ -198,24 +199,6 @@ private:
     outcome result_;
 };
 
-/// Sizes of pieces, from 1 byte to a few hundred, in an order that the first byte selects.
-class piece_sizes
-{
-public:
-    explicit piece_sizes(std::uint8_t seed)
-        : state_(seed)
-    {}
-    std::size_t next()
-    {
-        state_ = state_ * 1103515245U + 12345U;
-        const std::uint32_t drawn = (state_ >> 16) & 0x7FFFU;
-        return drawn % 4 == 0 ? 1 + drawn % 400 : 1 + drawn % 12;
-    }
-
-private:
-    std::uint32_t state_;
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/)
@@ -234,7 +217,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     conversation whole(data[1]);
     whole.take(stream);
     conversation pieces(data[1]);
-    piece_sizes sizes(data[0]);
+    fuzz::piece_sizes sizes(data[0]);
     for (std::string_view rest = stream; !rest.empty();) {
         const std::string_view piece = rest.substr(0, sizes.next());
         rest.remove_prefix(piece.size());
