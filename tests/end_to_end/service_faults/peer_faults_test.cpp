@@ -112,19 +112,31 @@ class faults_of_a_reload : public test::fault_desk
 protected:
     faults_of_a_reload() { options.custom_engine = engine; }
 
+    /// Opens a condemned mail. Returns once the engine judges it, which goes on until the engine is released.
+    [[nodiscard]] std::future<host::opening> begin_opening()
+    {
+        start();
+        engine->set({{}, engine->wait_for_release(), {}});
+        auto opening = std::async(std::launch::async, [this] { return open_condemned(); });
+        EXPECT_TRUE(engine->wait_for_objects(1));
+        return opening;
+    }
+    /// Reloads with the option --engine.
+    void reload(const char* name)
+    {
+        service::server_options next = options;
+        next.custom_engine = nullptr;
+        next.engines = {name};
+        server().reconfigure(next);
+    }
+
     std::shared_ptr<test::faulty_engine> engine = std::make_shared<test::faulty_engine>();
 };
 
 TEST_F(faults_of_a_reload, while_an_object_is_judged_leaves_its_verdict_to_the_former_engine)
 {
-    start();
-    engine->set({{}, engine->wait_for_release(), {}});
-    auto opening = std::async(std::launch::async, [this] { return open_condemned(); });
-    ASSERT_TRUE(engine->wait_for_objects(1));
-    service::server_options next = options;
-    next.custom_engine = nullptr;
-    next.engines = {"builtin"};
-    server().reconfigure(next);
+    auto opening = begin_opening();
+    reload("builtin");
     // The new engine judges while the former one is still at work.
     const auto reader = test::reader_at(server().port(), patient);
     expect_condemned(test::open_condemned(*reader));
@@ -136,14 +148,8 @@ TEST_F(faults_of_a_reload, while_an_object_is_judged_leaves_its_verdict_to_the_f
 
 TEST_F(faults_of_a_reload, that_is_invalid_changes_nothing_while_an_object_is_judged)
 {
-    start();
-    engine->set({{}, engine->wait_for_release(), {}});
-    auto opening = std::async(std::launch::async, [this] { return open_condemned(); });
-    ASSERT_TRUE(engine->wait_for_objects(1));
-    service::server_options next = options;
-    next.custom_engine = nullptr;
-    next.engines = {"no such engine"};
-    EXPECT_THROW(server().reconfigure(next), std::invalid_argument);
+    auto opening = begin_opening();
+    EXPECT_THROW(reload("no such engine"), std::invalid_argument);
     engine->set({});
     engine->release();
     expect_condemned(opening.get());

@@ -1,13 +1,11 @@
 #pragma once
 
+#include "tests/service/engine/daemon_process.h"
+
 #include <cstdint>
-#include <filesystem>
-#include <memory>
 #include <string>
 
 namespace test {
-
-class child_process;
 
 /// A c-icap process with a folder of its own, on a free loopback port. Its service "echo" returns each object, and
 /// "avscan" has it judged by a clamd. POSIX only.
@@ -29,17 +27,14 @@ public:
         return "icap://127.0.0.1:" + std::to_string(port_) + "/" + service;
     }
     /// Ends the daemon. Throws std::runtime_error if it does not end.
-    void end();
+    void end() { daemon_.end(); }
 
 private:
-    void start(const std::string& clamd_socket);
     void write_configuration(const std::string& clamd_socket);
     [[nodiscard]] bool answers() const;
-    [[nodiscard]] bool wait_until_it_answers();
 
-    std::filesystem::path folder_; ///< deleted with the object
+    daemon_process daemon_;
     std::uint16_t port_ = 0;
-    std::unique_ptr<child_process> program_;
 };
 
 } // namespace test

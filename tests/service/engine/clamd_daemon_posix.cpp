@@ -1,18 +1,14 @@
 #include "service/engine/builtin_engine.h"
 #include "service/engine/clamd_engine.h"
 #include "tests/service/engine/clamd_daemon.h"
-#include "tests/support/child_process.h"
 
 #include <algorithm>
 #include <cctype>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
-#include <thread>
 #include <unistd.h>
 
 namespace test {
@@ -35,39 +31,25 @@ std::string hexadecimal_bytes(std::string_view bytes)
     return text;
 }
 
-std::filesystem::path make_folder()
-{
-    std::string name = (std::filesystem::temp_directory_path() / "postwarden-clamd-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("cannot make a folder for clamd");
-    }
-    return name;
-}
-
 } // namespace
 
 clamd_daemon::clamd_daemon(const std::string& stream_limit)
+    : daemon_("clamd")
 {
-    if (!std::filesystem::exists(clamd_program)) {
-        throw std::runtime_error(std::string(clamd_program) + " is missing: install the package clamav-daemon");
-    }
-    folder_ = make_folder();
+    require_file(clamd_program, "clamav-daemon");
     write_configuration(stream_limit);
-    program_ = std::make_unique<child_process>(
-        clamd_program, std::vector<std::string>{"--config-file=" + (folder_ / "clamd.conf").string()});
-    wait_until_it_answers();
-}
-
-clamd_daemon::~clamd_daemon()
-{
-    program_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    service::clamd_engine asking(service::clamd_unix_endpoint(socket()), 10s);
+    const std::string failure =
+        daemon_.start(clamd_program, {"--config-file=" + (daemon_.folder() / "clamd.conf").string()},
+                      [&asking] { return asking.identity({}).starts_with("ClamAV "); });
+    if (!failure.empty()) {
+        throw std::runtime_error(failure);
+    }
 }
 
 void clamd_daemon::write_configuration(const std::string& stream_limit)
 {
-    const auto database = folder_ / "database";
+    const auto database = daemon_.folder() / "database";
     std::filesystem::create_directory(database);
     // The signatures are generated here, so that no file of the tree contains the text whole. clamd scans HTML in a
     // lower-case form only.
@@ -77,36 +59,13 @@ void clamd_daemon::write_configuration(const std::string& stream_limit)
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     std::ofstream(database / "test.ndb") << "Test.File-1:0:*:" << hexadecimal_bytes(text) << '\n'
                                          << "Test.File-1:3:*:" << hexadecimal_bytes(small) << '\n';
-    std::ofstream file(folder_ / "clamd.conf");
+    std::ofstream file(daemon_.folder() / "clamd.conf");
     file << "Foreground yes\nLocalSocket " << socket() << "\nDatabaseDirectory " << database.string()
-         << "\nTemporaryDirectory " << folder_.string() << "\nStreamMaxLength " << stream_limit << "\nMaxThreads 4"
+         << "\nTemporaryDirectory " << daemon_.folder().string() << "\nStreamMaxLength " << stream_limit
+         << "\nMaxThreads 4"
          << "\nConcurrentDatabaseReload no\n";
     if (::geteuid() == 0) {
         file << "User root\n";
-    }
-}
-
-void clamd_daemon::wait_until_it_answers()
-{
-    service::clamd_engine asking(service::clamd_unix_endpoint(socket()), 10s);
-    const auto deadline = std::chrono::steady_clock::now() + 60s;
-    while (!asking.identity({}).starts_with("ClamAV ")) {
-        if (program_->has_ended() || std::chrono::steady_clock::now() > deadline) {
-            const std::string why = "clamd does not answer: " + program_->output() + program_->errors();
-            program_.reset();
-            std::error_code ignored;
-            std::filesystem::remove_all(folder_, ignored);
-            throw std::runtime_error(why);
-        }
-        std::this_thread::sleep_for(20ms);
-    }
-}
-
-void clamd_daemon::end()
-{
-    program_->kill(SIGTERM);
-    if (!program_->wait()) {
-        throw std::runtime_error("clamd does not end");
     }
 }
 

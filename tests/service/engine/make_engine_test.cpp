@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -31,33 +32,32 @@ TEST(make_engine, makes_the_engines_that_there_are)
     }
 }
 
-TEST(make_engine, refuses_names_that_it_does_not_know)
+TEST(make_engine, refuses_what_it_does_not_know)
 {
-    EXPECT_EQ(refusal(""), "unknown engine ''");
-    EXPECT_EQ(refusal("Builtin"), "unknown engine 'Builtin'");
-    EXPECT_EQ(refusal("builtin "), "unknown engine 'builtin '");
-    EXPECT_EQ(refusal("clamd"), "unknown engine 'clamd'");
-    EXPECT_EQ(refusal("clamd:udp:127.0.0.1:3310"), "unknown engine 'clamd:udp:127.0.0.1:3310'");
-}
-
-TEST(make_engine, sends_mail_to_no_other_machine)
-{
-    EXPECT_EQ(refusal("clamd:tcp:192.0.2.1:3310"), "'192.0.2.1' is not a loopback address");
-    EXPECT_EQ(refusal("clamd:tcp:0.0.0.0:3310"), "'0.0.0.0' is not a loopback address");
-    EXPECT_EQ(refusal("clamd:tcp:[::]:3310"), "'::' is not a loopback address");
-    EXPECT_EQ(refusal("clamd:tcp:example.org:3310"), "'example.org' is not a loopback address");
-    EXPECT_EQ(refusal("clamd:tcp::3310"), "'' is not a loopback address");
-}
-
-TEST(make_engine, refuses_what_is_no_port)
-{
-    EXPECT_EQ(refusal("clamd:tcp:localhost"), "the port of clamd is missing");
-    EXPECT_EQ(refusal("clamd:tcp:localhost:"), "'' is not a port");
-    EXPECT_EQ(refusal("clamd:tcp:localhost:0"), "port 0 is none to connect to");
-    EXPECT_EQ(refusal("clamd:tcp:localhost:65536"), "'65536' is not a port");
-    EXPECT_EQ(refusal("clamd:tcp:localhost:-1"), "'-1' is not a port");
-    EXPECT_EQ(refusal("clamd:tcp:localhost:3310x"), "'3310x' is not a port");
-    EXPECT_EQ(refusal("clamd:tcp:localhost: 3310"), "' 3310' is not a port");
+    const std::pair<std::string_view, std::string_view> refusals[] = {
+        {"", "unknown engine ''"},
+        {"Builtin", "unknown engine 'Builtin'"},
+        {"builtin ", "unknown engine 'builtin '"},
+        {"clamd", "unknown engine 'clamd'"},
+        {"clamd:udp:127.0.0.1:3310", "unknown engine 'clamd:udp:127.0.0.1:3310'"},
+        // Mail is sent to no other machine.
+        {"clamd:tcp:192.0.2.1:3310", "'192.0.2.1' is not a loopback address"},
+        {"clamd:tcp:0.0.0.0:3310", "'0.0.0.0' is not a loopback address"},
+        {"clamd:tcp:[::]:3310", "'::' is not a loopback address"},
+        {"clamd:tcp:example.org:3310", "'example.org' is not a loopback address"},
+        {"clamd:tcp::3310", "'' is not a loopback address"},
+        // What is no port.
+        {"clamd:tcp:localhost", "the port of clamd is missing"},
+        {"clamd:tcp:localhost:", "'' is not a port"},
+        {"clamd:tcp:localhost:0", "port 0 is none to connect to"},
+        {"clamd:tcp:localhost:65536", "'65536' is not a port"},
+        {"clamd:tcp:localhost:-1", "'-1' is not a port"},
+        {"clamd:tcp:localhost:3310x", "'3310x' is not a port"},
+        {"clamd:tcp:localhost: 3310", "' 3310' is not a port"},
+    };
+    for (const auto& [text, reason] : refusals) {
+        EXPECT_EQ(refusal(text), reason) << text;
+    }
 }
 
 } // namespace

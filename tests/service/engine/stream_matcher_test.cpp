@@ -5,6 +5,8 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -20,71 +22,63 @@ bool found_in(std::string_view pattern, const test::pieces& pieces)
     return matcher.found();
 }
 
-void expect_everywhere(std::string_view pattern, std::string_view text, bool expected)
+struct searched
 {
-    test::every_split(text, [&](const test::pieces& pieces) {
-        EXPECT_EQ(found_in(pattern, pieces), expected)
-            << "'" << pattern << "' in '" << text << "', first piece of " << pieces.front().size();
-    });
+    std::string_view pattern;
+    std::string_view text;
+    bool contained;
+};
+
+TEST(stream_matcher, finds_a_pattern_across_every_border_and_only_where_it_is)
+{
+    const searched texts[] = {
+        {"needle", "needle", true},
+        {"needle", "hay needle hay", true},
+        {"needle", "hayneedle", true},
+        {"needle", "needlehay", true},
+        {"needle", "neeneedle", true},
+        {"aab", "aaaaab", true},
+        {"abab", "aabaabab", true},
+        {"needle", "needl", false},
+        {"needle", "eedle", false},
+        {"needle", "need le", false},
+        {"needle", "neednle needl Needle", false},
+        {"abab", "abaabba", false},
+        // Patterns of one byte, and bytes of every value.
+        {"x", "hayx", true},
+        {"x", "hay", false},
+        {{"\0\xFF", 2}, {"a\0\0\xFF", 4}, true},
+        {{"\0\xFF", 2}, {"\xFF\0", 2}, false},
+    };
+    for (const searched& one : texts) {
+        test::every_split(one.text, [&one](const test::pieces& pieces) {
+            EXPECT_EQ(found_in(one.pattern, pieces), one.contained)
+                << "'" << one.pattern << "' in '" << one.text << "', first piece of " << pieces.front().size();
+        });
+    }
 }
 
-TEST(stream_matcher, finds_the_pattern_across_every_border)
+TEST(stream_matcher, reports_a_match_from_its_last_byte_on)
 {
-    expect_everywhere("needle", "needle", true);
-    expect_everywhere("needle", "hay needle hay", true);
-    expect_everywhere("needle", "hayneedle", true);
-    expect_everywhere("needle", "needlehay", true);
-    expect_everywhere("needle", "neeneedle", true);
-    expect_everywhere("aab", "aaaaab", true);
-    expect_everywhere("abab", "aabaabab", true);
-}
-
-TEST(stream_matcher, finds_nothing_that_is_not_there)
-{
-    expect_everywhere("needle", "needl", false);
-    expect_everywhere("needle", "eedle", false);
-    expect_everywhere("needle", "need le", false);
-    expect_everywhere("needle", "neednle needl Needle", false);
-    expect_everywhere("abab", "abaabba", false);
-}
-
-TEST(stream_matcher, does_not_join_bytes_that_were_not_neighbours)
-{
-    const service::search_text text("abcd");
-    stream_matcher matcher(text);
-    EXPECT_FALSE(matcher.feed("ab"));
-    EXPECT_FALSE(matcher.feed("xyz"));
-    EXPECT_FALSE(matcher.feed("cd"));
-    EXPECT_FALSE(matcher.found());
-}
-
-TEST(stream_matcher, finds_patterns_of_one_byte_and_bytes_of_every_value)
-{
-    expect_everywhere("x", "hayx", true);
-    expect_everywhere("x", "hay", false);
-    expect_everywhere(std::string_view("\0\xFF", 2), std::string_view("a\0\0\xFF", 4), true);
-    expect_everywhere(std::string_view("\0\xFF", 2), std::string_view("\xFF\0", 2), false);
-}
-
-TEST(stream_matcher, stays_found_whatever_comes_behind)
-{
-    const service::search_text text("needle");
-    stream_matcher matcher(text);
-    EXPECT_FALSE(matcher.feed("nee"));
-    EXPECT_TRUE(matcher.feed("dle"));
-    EXPECT_TRUE(matcher.feed("other"));
-    EXPECT_TRUE(matcher.feed(""));
-    EXPECT_TRUE(matcher.found());
-}
-
-TEST(stream_matcher, takes_empty_pieces_between_the_halves)
-{
-    const service::search_text text("needle");
-    stream_matcher matcher(text);
-    EXPECT_FALSE(matcher.feed(""));
-    EXPECT_FALSE(matcher.feed("need"));
-    EXPECT_FALSE(matcher.feed(""));
-    EXPECT_TRUE(matcher.feed("le"));
+    struct stream
+    {
+        const char* meaning;
+        std::string pattern;
+        std::vector<std::pair<std::string_view, bool>> pieces; ///< and whether the pattern is found with them
+    };
+    const stream streams[] = {
+        {"bytes that were not neighbours", "abcd", {{"ab", false}, {"xyz", false}, {"cd", false}}},
+        {"what comes behind", "needle", {{"nee", false}, {"dle", true}, {"other", true}, {"", true}}},
+        {"empty pieces", "needle", {{"", false}, {"need", false}, {"", false}, {"le", true}}},
+    };
+    for (const stream& one : streams) {
+        const service::search_text text(one.pattern);
+        stream_matcher matcher(text);
+        for (const auto& [piece, found] : one.pieces) {
+            EXPECT_EQ(matcher.feed(piece), found) << one.meaning << ": " << piece;
+            EXPECT_EQ(matcher.found(), found) << one.meaning << ": " << piece;
+        }
+    }
 }
 
 } // namespace
