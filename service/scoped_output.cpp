@@ -8,6 +8,12 @@ namespace logging {
 
 scoped_output::scoped_output(const std::string& file, std::optional<priority::level_type> level)
 {
+    open(file, level);
+    begin();
+}
+
+void scoped_output::open(const std::string& file, std::optional<priority::level_type> level)
+{
     if (file.empty() && !level) {
         return;
     }
@@ -18,7 +24,14 @@ scoped_output::scoped_output(const std::string& file, std::optional<priority::le
         target = wanted;
     }
     sink_ = open_sink(target);
-    log_manager::default_manager().add_sink(sink_, level.value_or(priority::course));
+    level_ = level.value_or(priority::course);
+}
+
+void scoped_output::begin()
+{
+    if (sink_) {
+        log_manager::default_manager().add_sink(sink_, level_);
+    }
 }
 
 scoped_output::~scoped_output()

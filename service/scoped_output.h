@@ -15,12 +15,21 @@ public:
     /// `file` is a UTF-8 path; empty means standard error. Without a file and a level nothing is written; a file alone
     /// takes lines up to priority::course. Throws std::runtime_error if the file cannot be opened.
     scoped_output(const std::string& file, std::optional<priority::level_type> level);
+    /// Writes nothing ahead of open() and begin().
+    scoped_output() = default;
     scoped_output(const scoped_output&) = delete;
     scoped_output& operator=(const scoped_output&) = delete;
     ~scoped_output();
 
+    /// Opens the destination, as the constructor does. Must be called once, for an object that was made without one.
+    void open(const std::string& file, std::optional<priority::level_type> level);
+    /// Writes the lines from now on. Must be called once, after open().
+    void begin();
+
 private:
-    std::shared_ptr<line_sink> sink_;
+
+    std::shared_ptr<line_sink> sink_; ///< null if nothing is to be written
+    priority::level_type level_ = priority::course;
 };
 
 } // namespace logging

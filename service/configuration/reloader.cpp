@@ -63,9 +63,12 @@ void reloader::reload_or_raise()
     }
     server_options settings = next.values.server;
     adapt_(settings);
-    auto log = std::make_unique<logging::scoped_output>(next.values.log_file, effective_log_level(next.values));
-    log_ = std::move(log); // before anything is logged, so that no line is written twice
+    auto log = std::make_unique<logging::scoped_output>();
+    log->open(next.values.log_file, effective_log_level(next.values));
     server_.reconfigure(std::move(settings));
+    // Only now, because whatever fails ahead of this leaves the log as it is.
+    log->begin();
+    log_ = std::move(log);
     std::vector<std::string> changed = changed_options(current_, next);
     // What needs a restart is compared with the values in use, also the next time.
     std::vector<std::string> kept;
