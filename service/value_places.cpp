@@ -1,5 +1,6 @@
 #include "service/value_places.h"
 
+#include "service/page_tags.h"
 #include "tool/system/ascii.h"
 
 #include <algorithm>
@@ -10,40 +11,10 @@ namespace {
 
 constexpr std::string_view values[] = {"{{name}}", "{{threat}}"};
 
-bool is_letter(char byte)
-{
-    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
-}
-
 /// Returns true if `text` begins with `word`, in any case of letters.
 bool begins_with(std::string_view text, std::string_view word)
 {
     return winapi::same_no_case(text.substr(0, word.size()), word);
-}
-
-/// Returns true if a tag begins here. The placeholder of a value would become the name of an element.
-bool begins_tag(std::string_view text)
-{
-    constexpr std::string_view further = "/!?{";
-    return text.size() > 1 && text.front() == '<' &&
-           (is_letter(text[1]) || further.find(text[1]) != std::string_view::npos);
-}
-
-/// Returns the length of a tag with its ">", which may also be part of a value in quotes.
-std::size_t length_of_tag(std::string_view text)
-{
-    char quote = 0;
-    for (std::size_t i = 1; i < text.size(); ++i) {
-        const char byte = text[i];
-        if (quote != 0) {
-            quote = byte == quote ? '\0' : quote;
-        } else if (byte == '"' || byte == '\'') {
-            quote = byte;
-        } else if (byte == '>') {
-            return i + 1;
-        }
-    }
-    return text.size();
 }
 
 /// Returns the length of the text ahead of `end`, in any case of letters.
