@@ -123,7 +123,7 @@ void add_times(CLI::App& app, server_options& server)
     add_time(app, "--probe-interval", server.probe_interval, 0,
              "Time between probes of the engine; 0 probes it only when a client asks for the options or the health");
     add_time(app, "--leave-timeout", server.leave_timeout, least_time,
-             "A peer that has ended its sending counts as gone after this time without a verdict");
+             "A peer that has ended its sending without a verdict counts as gone if it takes nothing after this time");
     add_time(app, "--linger-timeout", server.linger_timeout, 0,
              "A peer may go on sending for this time after the last answer of its connection");
 }

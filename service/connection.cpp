@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 namespace service {
@@ -21,6 +22,7 @@ using boost::system::error_code;
 constexpr std::size_t block_size = 65536;
 constexpr std::size_t most_ahead = 4096; ///< bytes of further requests that are read while a verdict is awaited
 constexpr std::uint32_t continue_status = 100;
+constexpr std::string_view answer_begin = "ICAP/1.0 ";
 
 /// Returns the memory of an empty text to the system.
 void release(std::string& text)
@@ -254,12 +256,32 @@ void connection::receive()
     }
 }
 
-/// A peer that has only ended its sending still takes its response, but cannot be told apart from one that has gone.
 void connection::peer_ended()
 {
-    const auto limit = settings_->options.leave_timeout;
-    if (limit.count() != 0 && due_ - clock::now() > limit) {
-        expect_within(limit, &connection::peer_has_gone);
+    if (settings_->options.leave_timeout.count() != 0) {
+        presence_pause_ = settings_->options.leave_timeout;
+        verdict_due_ = due_;
+        verdict_late_ = late_;
+        check_presence();
+    }
+}
+
+/// A peer that has only ended its sending still takes its answer. One that has closed the connection looks the same
+/// until it is sent something, which its system refuses. Therefore the bytes that all answers begin with are sent, one
+/// at a time: the refusal of one shows with the next.
+void connection::check_presence()
+{
+    const auto now = clock::now();
+    if (now >= verdict_due_) {
+        (this->*verdict_late_)();
+        return;
+    }
+    error_code error;
+    const std::string_view next = answer_begin.substr(sent_ahead_, 1);
+    const std::size_t sent = next.empty() ? 0 : socket_.write_some(asio::buffer(next), error);
+    if (error && !must_wait(error)) {
+        peer_has_gone();
+        return;
     }
 }
 
@@ -270,6 +292,10 @@ void connection::linger()
     error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (settings_->options.linger_timeout.count() == 0) {
+    sent_ahead_ += sent;
+    services_.metrics.bytes_sent.add(sent);
+    expect_until(std::min(now + presence_pause_, verdict_due_), &connection::check_presence);
+    presence_pause_ *= 2;
         end("the answer was the last");
         return;
     }

@@ -10,6 +10,7 @@
 #include <boost/asio/ip/tcp.hpp>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -79,6 +80,7 @@ private:
     void drop_what_comes();
     void peer_ended();
     [[nodiscard]] bool waits_for_request() const { return phase_ == phase::request && reader_ && !reader_->started(); }
+    void check_presence();
     void list_as_idle(bool idle);
     void report_end();
     /// Obtains the response to the request that was read.
@@ -149,3 +151,8 @@ private:
 };
 
 } // namespace service
+    // Of a peer that has ended its sending while it waits for a verdict:
+    std::size_t sent_ahead_ = 0;       ///< bytes of the answer that it has been sent
+    clock::duration presence_pause_{}; ///< until the next of them
+    clock::time_point verdict_due_;    ///< when to call verdict_late_
+    expiry_handler verdict_late_ = nullptr;

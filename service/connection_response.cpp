@@ -256,7 +256,8 @@ void connection::answer(reply_maker::reply reply, after_write next)
     if (closed_) {
         return;
     }
-    list_as_idle(false);
+    list_among(nullptr);
+    expect_nothing(); // of the verdict
     phase_ = phase::write;
     reply_ = std::move(reply);
     packets_ = reply_.message() != nullptr ? reply_.message()->reader() : nullptr;
@@ -274,6 +275,7 @@ void connection::write_more()
             written();
             return;
         }
+        outbox_.erase(0, std::exchange(sent_ahead_, 0));
         const auto sent = send_at_once();
         if (!sent) {
             return;

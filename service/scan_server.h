@@ -78,8 +78,9 @@ struct server_options
     std::chrono::milliseconds rate_period{30000};
     /// A connection without a request for this time is closed. Zero keeps connections open, because clients pool them.
     std::chrono::milliseconds idle_timeout{0};
-    /// A peer that has ended its sending while its object waits for a verdict counts as gone after this time. A peer
-    /// that breaks the connection counts as gone at once. The scan of a peer that is gone is stopped.
+    /// When to find out whether a peer that has ended its sending while its object waits for a verdict is still there:
+    /// after this time, and then after twice as long each. Zero: never. A peer that breaks the connection counts as
+    /// gone at once. The scan of a peer that is gone is stopped.
     std::chrono::milliseconds leave_timeout{1000};
     /// How long a peer may continue sending after the end of its connection was announced. The bytes received are
     /// discarded: closing a connection with unread bytes would make the peer lose the response.

@@ -83,6 +83,25 @@ TEST_F(slow_scans, are_stopped_when_their_peers_leave)
     EXPECT_TRUE(engine->wait_for_stops(scanners));
 }
 
+/// The verdicts come long after a peer that has closed its connection would have been noticed.
+TEST_F(slow_scans, are_answered_though_their_peers_have_ended_their_sending)
+{
+    options.leave_timeout = 20ms;
+    options.scan_timeout = 1000ms;
+    for (const service::treatment late : {service::treatment::pass, service::treatment::block}) {
+        options.policy.unreachable = late;
+        started_server server(options);
+        wire_client client = server.client();
+        client.send(slow_mail + fast_mail + slow_mail);
+        client.socket().end_sending();
+        const std::uint32_t status = late == service::treatment::pass ? 500U : 200U;
+        EXPECT_EQ(client.read_answer().status(), status);
+        EXPECT_EQ(client.read_answer().status(), 204U);
+        EXPECT_EQ(client.read_answer().status(), status);
+        EXPECT_TRUE(client.closed_by_service());
+    }
+}
+
 TEST_F(slow_scans, are_stopped_when_their_time_is_over)
 {
     const test::log_capture log;
