@@ -49,7 +49,7 @@ connection::connection(socket peer, connection_services& services, end_handler e
 connection::~connection()
 {
     LOG_LINE(service_log(), 500, "connection(" << this << ") ended");
-    services_.idle.leave(idle_place_);
+    list_among(nullptr);
     report_end();
 }
 
@@ -96,9 +96,9 @@ void connection::give_way(std::function<void(bool)> decided)
 {
     asio::post(socket_.get_executor(), [self = shared_from_this(), decided = std::move(decided)] {
         error_code error;
-        const bool begun = self->idle_place_ == 0 || self->socket_.available(error) != 0;
-        if (!self->closed_ && begun) {
-            self->idle_place_ = 0; // no longer in the list
+        const bool goes_on = self->list_ == nullptr || self->socket_.available(error) != 0;
+        if (!self->closed_ && goes_on) {
+            self->list_ = nullptr; // from which it was taken
             decided(false);
             return;
         }
@@ -107,13 +107,18 @@ void connection::give_way(std::function<void(bool)> decided)
     });
 }
 
-/// A connection that stays idle keeps its place.
-void connection::list_as_idle(bool idle)
+/// A connection that stays in a list keeps its place.
+void connection::list_among(waiting_connections* list)
 {
-    if (!idle) {
-        services_.idle.leave(std::exchange(idle_place_, 0));
-    } else if (idle_place_ == 0) {
-        idle_place_ = services_.idle.enter(weak_from_this());
+    if (list == list_) {
+        return;
+    }
+    if (list_ != nullptr) {
+        list_->leave(place_);
+    }
+    list_ = list;
+    if (list_ != nullptr) {
+        place_ = list_->enter(weak_from_this());
     }
 }
 
@@ -164,7 +169,11 @@ void connection::advance()
 void connection::read_more()
 {
     phase_ = phase::request;
-    list_as_idle(!reader_->started());
+    if (reader_->reads_body()) {
+        list_among(nullptr);
+    } else {
+        list_among(reader_->started() ? &services_.heads : &services_.idle);
+    }
     if (inbox_.empty()) {
         release(inbox_);
     }
@@ -283,6 +292,10 @@ void connection::check_presence()
         peer_has_gone();
         return;
     }
+    sent_ahead_ += sent;
+    services_.metrics.bytes_sent.add(sent);
+    expect_until(std::min(now + presence_pause_, verdict_due_), &connection::check_presence);
+    presence_pause_ *= 2;
 }
 
 void connection::linger()
@@ -292,10 +305,6 @@ void connection::linger()
     error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     if (settings_->options.linger_timeout.count() == 0) {
-    sent_ahead_ += sent;
-    services_.metrics.bytes_sent.add(sent);
-    expect_until(std::min(now + presence_pause_, verdict_due_), &connection::check_presence);
-    presence_pause_ *= 2;
         end("the answer was the last");
         return;
     }
@@ -381,7 +390,7 @@ void connection::end(const char* why)
     socket_.cancel(ignored); // on some systems close does not end a blocked send
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
-    list_as_idle(false);
+    list_among(nullptr);
     report_end();
 }
 

@@ -23,7 +23,8 @@ namespace service {
 /// thread of the I/O context that the socket belongs to, except the judging of an object that takes its time: that runs
 /// on a scanner thread; meanwhile only a few bytes are read, to notice that the peer leaves. Pending operations keep
 /// the object alive. The end of the connection is reported exactly once, when its socket is closed. While no request
-/// has begun, the connection is listed as idle and holds no buffer.
+/// has begun, the connection is listed as idle and holds no buffer; until the heads of a request have arrived, it is
+/// listed as well.
 class connection final : public std::enable_shared_from_this<connection>
 {
 public:
@@ -44,8 +45,8 @@ public:
     void close();
     /// Applies other settings to the wait for a request, if no request has begun. Thread-safe.
     void settings_changed();
-    /// Closes the connection, which was taken from the idle ones, to make room for another, unless a request has begun
-    /// meanwhile. Calls `decided` with true if it is closed. Thread-safe.
+    /// Closes the connection, which was taken from those that wait, to make room for another, unless the peer has sent
+    /// something meanwhile. Calls `decided` with true if it is closed. Thread-safe.
     void give_way(std::function<void(bool)> decided);
 
 private:
@@ -79,9 +80,10 @@ private:
     void receive();
     void drop_what_comes();
     void peer_ended();
-    [[nodiscard]] bool waits_for_request() const { return phase_ == phase::request && reader_ && !reader_->started(); }
     void check_presence();
-    void list_as_idle(bool idle);
+    [[nodiscard]] bool waits_for_request() const { return phase_ == phase::request && reader_ && !reader_->started(); }
+    /// Lists the connection among those that wait, or nowhere.
+    void list_among(waiting_connections* list);
     void report_end();
     /// Obtains the response to the request that was read.
     void respond();
@@ -146,13 +148,14 @@ private:
     bool counted_ = false;     ///< the request
     bool close_after_ = false; ///< the peer wants the connection to end after its response
     bool input_awaited_ = false;
-    idle_connections::place idle_place_ = 0; ///< 0 while a request is under way
+    waiting_connections* list_ = nullptr;  ///< which contains the connection, unless it was taken from there
+    waiting_connections::place place_ = 0; ///< in list_
     bool closed_ = false;
-};
-
-} // namespace service
     // Of a peer that has ended its sending while it waits for a verdict:
     std::size_t sent_ahead_ = 0;       ///< bytes of the answer that it has been sent
     clock::duration presence_pause_{}; ///< until the next of them
     clock::time_point verdict_due_;    ///< when to call verdict_late_
     expiry_handler verdict_late_ = nullptr;
+};
+
+} // namespace service

@@ -44,7 +44,7 @@ request_kind kind_of(icap::request_message& request)
 /// Everything that needs no scanner is answered without waiting for one.
 void connection::respond()
 {
-    list_as_idle(false);
+    list_among(nullptr);
     expect_nothing();
     phase_ = phase::verdict;
     icap::request_message& request = *reader_->request();

@@ -102,7 +102,8 @@ private:
     std::atomic<std::uint16_t> port_{0};
     std::atomic<std::size_t> served_{0};  ///< open connections
     std::atomic<std::size_t> refused_{0}; ///< connections that are being refused
-    idle_connections idle_;
+    waiting_connections idle_;            ///< no request has begun on them
+    waiting_connections heads_;           ///< the heads of a request have not arrived whole
     body_budget bodies_;
     event_loops loops_;
     // Used on the thread of the first loop only:
@@ -176,7 +177,7 @@ void scan_server::implementation::start()
     const settings_pointer settings = settings_.get();
     scanners_ = std::make_unique<scan_queue>(std::max<std::size_t>(settings->options.scan_threads, 1));
     services_ = std::make_unique<connection_services>(
-        connection_services{settings_, path_, *scanners_, idle_, metrics_, bodies_});
+        connection_services{settings_, path_, *scanners_, idle_, heads_, metrics_, bodies_});
     settings->engine->watch.start();
     asio::post(loops_.first(), [this] { accept(); });
     loops_.start();
@@ -243,12 +244,15 @@ void scan_server::implementation::accepted(const std::shared_ptr<connection::soc
         admit(std::move(*peer));
         return;
     }
-    const auto longest_idle = idle_.take_longest();
-    if (!longest_idle) {
+    auto replaced = idle_.take_longest();
+    if (!replaced) {
+        replaced = heads_.take_longest();
+    }
+    if (!replaced) {
         refuse(std::move(*peer));
         return;
     }
-    longest_idle->give_way([this, peer](bool closed) {
+    replaced->give_way([this, peer](bool closed) {
         metrics_.connections_evicted.add(closed ? 1 : 0);
         asio::post(loops_.first(), [this, peer] { accepted(peer); });
     });

@@ -50,8 +50,9 @@ struct server_options
     /// Verdicts that are kept, so that the engine is not asked about the same object again. Zero: none.
     std::size_t cache_entries = 0;
 
-    /// Open connections. A further one takes the place of the connection that has been idle longest; if a request is
-    /// under way on all of them, it is answered with 503 and closed.
+    /// Open connections. A further one takes the place of the connection that has been idle longest or, if none is
+    /// idle, of the one that has waited longest for the rest of a request's heads. If there is none either, the further
+    /// one is answered with 503 and closed.
     std::size_t max_connections = 10000;
     std::uint64_t max_body = std::uint64_t{512} << 20U; ///< bytes of one object; a larger one is answered with 413
     /// Bytes of all objects that are kept at a time, in memory and in temporary files. A request that exceeds them is

@@ -136,8 +136,7 @@ std::string exposition(const service_metrics& metrics, const service_figures& fi
     out.single("connections", "gauge", "Open connections.", figures.connections);
     out.add("connections_accepted_total", "Connections that were served.", metrics.connections_accepted);
     out.add("connections_refused_total", "Connections that were refused.", metrics.connections_refused);
-    out.add("connections_evicted_total", "Idle connections that were closed to make room.",
-            metrics.connections_evicted);
+    out.add("connections_evicted_total", "Connections that were closed to make room.", metrics.connections_evicted);
     add_engines(out, figures.engines);
     out.add("istag_changes_total", "Changes of the ISTag.", metrics.istag_changes);
     out.begin("reloads_total", "counter", "Attempts to read the configuration again.");

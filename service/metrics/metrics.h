@@ -92,7 +92,7 @@ struct service_metrics
     counter bytes_sent;
     counter connections_accepted;
     counter connections_refused;
-    counter connections_evicted; ///< idle ones that were closed to make room
+    counter connections_evicted; ///< closed to make room
     counter istag_changes;
     counter reloads_applied;
     counter reloads_rejected;

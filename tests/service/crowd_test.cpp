@@ -1,6 +1,7 @@
 // More peers than the service has room for.
 
 #include "service/engine/builtin_engine.h"
+#include "service/metrics/metrics.h"
 #include "tests/service/requests.h"
 #include "tests/service/started_server.h"
 
@@ -9,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace crowd_test {
@@ -45,6 +47,19 @@ std::uint32_t status_of_newcomer(const started_server& server)
         status = server.client().ask(test::mail_request("x")).status();
     } while (status == 503 && std::chrono::steady_clock::now() < end);
     return status;
+}
+
+/// Waits until the service has read that many bytes. Returns false after a bounded time.
+bool has_received(started_server& server, std::uint64_t bytes)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (server.server().metrics().bytes_received.value() < bytes) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 TEST(crowd, of_silent_peers_keeps_nobody_out)
@@ -95,6 +110,33 @@ TEST(crowd, of_busy_peers_lets_nobody_in_until_one_is_idle)
     ASSERT_EQ(crowd[3].ask(test::chunk("456789") + "0\r\n\r\n").status(), 204U);
     EXPECT_EQ(status_of_newcomer(server), 204U);
     EXPECT_TRUE(crowd[3].closed_by_service());
+}
+
+TEST(crowd, of_unfinished_heads_gives_way_from_the_oldest_on)
+{
+    auto options = small_service();
+    options.head_timeout = std::chrono::hours(1);
+    started_server server(options);
+    const std::string request = test::options_request();
+    const std::string beginning = request.substr(0, request.size() / 2);
+    auto crowd = silent_peers(server, places);
+    for (std::size_t i = 0; i < places; ++i) {
+        crowd[i].send(beginning);
+        ASSERT_TRUE(has_received(server, (i + 1) * beginning.size())) << i;
+    }
+    const std::string busy = test::object_request_head(10, 4) + test::bare_preview("0123456789", 4);
+    wire_client first = server.client();
+    EXPECT_EQ(first.ask(busy).status(), 100U);
+    EXPECT_TRUE(crowd[0].closed_by_service());
+    wire_client second = server.client();
+    EXPECT_EQ(second.ask(busy).status(), 100U);
+    EXPECT_TRUE(crowd[1].closed_by_service());
+    EXPECT_EQ(crowd[2].ask(request.substr(beginning.size())).status(), 200U);
+    // An idle connection gives way first.
+    EXPECT_EQ(server.client().ask(busy).status(), 100U);
+    EXPECT_TRUE(crowd[2].closed_by_service());
+    EXPECT_EQ(crowd[3].ask(request.substr(beginning.size())).status(), 200U);
+    EXPECT_EQ(server.server().metrics().connections_evicted.value(), 3U);
 }
 
 } // namespace crowd_test
