@@ -153,7 +153,7 @@ void icap_answer::read_trailer(std::string_view line)
 bool icap_answer::keeps_connection() const
 {
     const bool delimited = has_parts_ || head_.status == icap_status::go_on || head_.status == icap_status::no_content;
-    return complete() && surplus_.empty() && delimited && !winapi::same_no_case(head_.field("Connection"), "close");
+    return complete() && surplus_.empty() && delimited && !winapi::list_contains(head_.field("Connection"), "close");
 }
 
 } // namespace service

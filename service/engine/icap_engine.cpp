@@ -109,6 +109,7 @@ icap_options icap_engine::ask_options(const stop_token& stop, time_point deadlin
     if (answer->keeps_connection()) {
         kept_.keep(std::move(stream));
     }
+    limit_connections(found.connections);
     const auto ttl =
         found.ttl ? std::chrono::seconds(std::min<std::uint64_t>(*found.ttl, usual_ttl.count() * 24)) : usual_ttl;
     const std::lock_guard guard(lock_);
@@ -116,6 +117,13 @@ icap_options icap_engine::ask_options(const stop_token& stop, time_point deadlin
     options_end_ = settings_.clock() + ttl;
     tag_ = found.istag;
     return found;
+}
+
+void icap_engine::limit_connections(std::size_t count)
+{
+    scans_.resize(count > 1 ? count - 1 : count);
+    kept_.limit(count == 0 ? kept_streams<timed_stream>::most : count);
+    single_connection_ = count == 1;
 }
 
 icap_options icap_engine::current_options(const stop_token& stop)
@@ -131,6 +139,7 @@ icap_options icap_engine::current_options(const stop_token& stop)
 
 verdict icap_engine::judge(const object_info& info, web::io_data& object, const stop_token& stop)
 {
+    const auto place = scans_.take(stop);
     const icap_options options = current_options(stop);
     const auto attempt = [&](std::unique_ptr<timed_stream> stream, bool may_repeat) -> std::optional<verdict> {
         icap_exchange exchange(*stream, url_, options.preview, info, object);
@@ -176,14 +185,23 @@ std::string icap_engine::identity(stop_token stop)
 
 engine_state icap_engine::probe(stop_token stop)
 {
+    // Unless there is a single connection, one of them is for probes.
+    const bool shares = single_connection_;
+    const auto place = shares ? scans_.take_free() : nullptr;
+    const bool asks = place || !shares;
     std::string fault;
-    try {
-        ask_options(stop, std::chrono::steady_clock::now() + settings_.timeout);
-    } catch (const std::exception& failure) {
-        fault = failure.what();
+    if (asks) {
+        try {
+            ask_options(stop, std::chrono::steady_clock::now() + settings_.timeout);
+        } catch (const std::exception& failure) {
+            fault = failure.what();
+        }
     }
     const std::lock_guard guard(lock_);
-    return {tag_.empty() ? url_.service : url_.service + " " + tag_, fault};
+    if (asks) {
+        fault_ = fault;
+    }
+    return {tag_.empty() ? url_.service : url_.service + " " + tag_, fault_};
 }
 
 } // namespace service

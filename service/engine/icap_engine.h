@@ -5,8 +5,11 @@
 #include "service/engine/icap_url.h"
 #include "service/engine/kept_streams.h"
 #include "service/engine/scan_engine.h"
+#include "service/engine/stream_places.h"
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,7 +32,8 @@ struct icap_engine_settings
 /// repeated once, on a new one.
 ///
 /// The server announces its preview in its answer to OPTIONS. A scan asks for it again once the time that the server
-/// announced has passed, and after an ISTag that differs.
+/// announced has passed, and after an ISTag that differs. If it announces how many connections it serves, no more are
+/// open: scans use all but one of them, which is for probes, and wait for each other.
 class icap_engine final : public scan_engine
 {
 public:
@@ -42,7 +46,8 @@ public:
     [[nodiscard]] std::unique_ptr<object_scan> begin(const object_info& info, stop_token stop) override;
     /// Returns the name of the service and the ISTag of the server; the last known one while it does not answer.
     [[nodiscard]] std::string identity(stop_token stop) override;
-    /// Sends OPTIONS; the timeout applies to the whole exchange.
+    /// Sends OPTIONS; the timeout applies to the whole exchange. If the server serves a single connection and a scan
+    /// uses it, returns the last known state instead.
     [[nodiscard]] engine_state probe(stop_token stop) override;
     /// Scans the whole object.
     [[nodiscard]] verdict judge(const object_info& info, web::io_data& object, const stop_token& stop);
@@ -54,15 +59,19 @@ private:
     icap_options ask_options(const stop_token& stop, time_point deadline);
     icap_options current_options(const stop_token& stop);
     void note_tag(const icap_head& head);
+    void limit_connections(std::size_t count);
 
     icap_url url_;
     icap_engine_settings settings_;
     address_lookup lookup_;
     kept_streams<timed_stream> kept_;
+    stream_places scans_{0};                     ///< scans at a time
+    std::atomic<bool> single_connection_{false}; ///< for scans and probes together
     std::mutex lock_;
     std::optional<icap_options> options_; ///< guarded by lock_
     time_point options_end_{};            ///< guarded by lock_
     std::string tag_;                     ///< the last ISTag known; guarded by lock_
+    std::string fault_;                   ///< of the last probe; guarded by lock_
 };
 
 } // namespace service

@@ -92,7 +92,8 @@ icap_options read_icap_options(const icap_head& head)
     if (!winapi::list_contains(head.field("Methods"), "RESPMOD")) {
         throw std::runtime_error("options: no RESPMOD");
     }
-    return {number_in(head.field("Preview")), number_in(head.field("Options-TTL")), istag_of(head)};
+    return {number_in(head.field("Preview")), number_in(head.field("Options-TTL")), istag_of(head),
+            number_in(head.field("Max-Connections")).value_or(0)};
 }
 
 std::string istag_of(const icap_head& head)

@@ -21,6 +21,7 @@ struct icap_options
     std::optional<std::size_t> preview; ///< bytes of a preview; none: no preview is to be sent
     std::optional<std::size_t> ttl;     ///< seconds for which the announcement is valid
     std::string istag;                  ///< without its quotes; may be empty
+    std::size_t connections = 0;        ///< that the server serves at a time; 0: it does not say
 };
 
 /// Throws std::runtime_error with a text that describes why the service cannot judge objects.

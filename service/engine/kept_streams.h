@@ -2,7 +2,9 @@
 
 #include "service/engine/timed_stream.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -31,8 +33,12 @@ public:
     /// Returns a connection that is open and on which nothing has arrived; null if there is none.
     [[nodiscard]] std::unique_ptr<Stream> take(stop_token stop, time_point deadline = time_point::max());
     void keep(std::unique_ptr<Stream> stream);
+    /// Keeps at most `count` connections from now on, and never more than `most`.
+    void limit(std::size_t count);
 
 private:
+    void close_surplus();
+
     struct entry
     {
         std::unique_ptr<Stream> stream;
@@ -41,7 +47,8 @@ private:
 
     clock now_;
     std::mutex lock_;
-    std::vector<entry> kept_; ///< ordered by time
+    std::size_t limit_ = most; ///< guarded by lock_
+    std::vector<entry> kept_;  ///< ordered by time
 };
 
 template <typename Stream>
@@ -67,10 +74,25 @@ void kept_streams<Stream>::keep(std::unique_ptr<Stream> stream)
     stream->reuse();
     const auto now = now_();
     const std::lock_guard guard(lock_);
-    if (kept_.size() == most) {
+    kept_.push_back({std::move(stream), now});
+    close_surplus();
+}
+
+template <typename Stream>
+void kept_streams<Stream>::limit(std::size_t count)
+{
+    const std::lock_guard guard(lock_);
+    limit_ = std::min(count, most);
+    close_surplus();
+}
+
+/// Closes the oldest connections.
+template <typename Stream>
+void kept_streams<Stream>::close_surplus()
+{
+    while (kept_.size() > limit_) {
         kept_.erase(kept_.begin());
     }
-    kept_.push_back({std::move(stream), now});
 }
 
 } // namespace service

@@ -33,14 +33,19 @@ public:
 
     /// Waits for a free place. Throws std::runtime_error if a stop is requested.
     [[nodiscard]] std::unique_ptr<place> take(const stop_token& stop);
+    /// Returns a place if one is free; null otherwise.
+    [[nodiscard]] std::unique_ptr<place> take_free();
+    /// Changes the number of places. Those that are taken remain so. Zero: any number.
+    void resize(std::size_t count);
 
 private:
+    [[nodiscard]] bool is_free() const { return count_ == 0 || taken_ < count_; }
     void give_back();
 
     std::mutex lock_;
     std::condition_variable changed_;
-    const std::size_t count_;
-    std::size_t taken_ = 0;
+    std::size_t count_;     ///< guarded by lock_
+    std::size_t taken_ = 0; ///< guarded by lock_
 };
 
 } // namespace service

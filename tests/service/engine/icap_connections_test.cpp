@@ -1,16 +1,19 @@
+#include "service/engine/icap_exchange.h"
 #include "tests/service/engine/icap_upstream.h"
 
+#include <boost/asio/ip/tcp.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
-/// Connections of an icap_engine: kept, broken, slow; and what the server announces.
+/// Connections of an icap_engine: kept, broken, slow.
 namespace icap_connections_test {
 
 using namespace std::chrono_literals;
@@ -21,32 +24,6 @@ using test::conversation;
 using test::scripted_peer;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-conversation object_then(const std::string& answer)
-{
-    return conversation().expect_until(whole).send(answer);
-}
-
-icap_engine_settings waiting(std::chrono::milliseconds timeout)
-{
-    icap_engine_settings settings;
-    settings.timeout = timeout;
-    return settings;
-}
-
-/// A clock that a test sets.
-class set_clock
-{
-public:
-    service::kept_streams<service::timed_stream>::clock function()
-    {
-        return [this] { return std::chrono::steady_clock::time_point(std::chrono::milliseconds(now_)); };
-    }
-    void advance(std::chrono::milliseconds time) { now_ += time.count(); }
-
-private:
-    std::atomic<std::int64_t> now_{1000000};
-};
 
 TEST(icap_connections, are_kept_for_the_next_object)
 {
@@ -67,16 +44,17 @@ TEST(icap_connections, are_kept_for_the_next_object)
 TEST(icap_connections, are_not_kept_if_the_server_closes_them_or_says_more_than_its_answer)
 {
     const std::string closing = "ICAP/1.0 204 No Content\r\nConnection: close\r\n\r\n";
-    scripted_peer peer({after_options().expect_until(whole).send(closing), object_then(no_content + "more"),
-                        object_then("ICAP/1.0 500 Error\r\n\r\n"),
+    const std::string closing_in_a_list = "ICAP/1.0 204 No Content\r\nConnection: x, Close\r\n\r\n";
+    scripted_peer peer({after_options().expect_until(whole).send(closing), object_then(closing_in_a_list),
+                        object_then(no_content + "more"), object_then("ICAP/1.0 500 Error\r\n\r\n"),
                         object_then(modified(std::string(4U << 20U, 'x'), "X-Virus-ID: A\r\n")),
                         object_then(no_content)});
     icap_engine engine(url(peer.port()));
     for (const std::string_view outcome :
-         {"clean", "clean", "error: 127.0.0.1 answered with status 500", "blocked: A", "clean"}) {
+         {"clean", "clean", "clean", "error: 127.0.0.1 answered with status 500", "blocked: A", "clean"}) {
         EXPECT_EQ(described(judged(engine, "hello")), outcome);
     }
-    EXPECT_EQ(peer.connections(), 5U);
+    EXPECT_EQ(peer.connections(), 6U);
     EXPECT_TRUE(peer.complaints().empty());
 }
 
@@ -210,6 +188,26 @@ TEST(icap_answers, end_the_sending_of_an_object_but_do_not_clear_it)
     EXPECT_EQ(outcome(go_on), "error: answer not understood: 100 without a preview that it continues");
 }
 
+TEST(icap_answers, that_are_final_end_the_sending_at_once)
+{
+    scripted_peer peer({conversation().send(no_content)});
+    const auto object = test::icap_upstream::stored("hello");
+    const auto place = url(peer.port());
+    {
+        service::timed_stream stream(60s, {});
+        stream.connect(boost::asio::ip::tcp::endpoint(boost::asio::ip::address_v4::loopback(), peer.port()));
+        const auto end = std::chrono::steady_clock::now() + 60s;
+        while (stream.is_quiet() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(1ms);
+        }
+        service::icap_exchange exchange(stream, place, std::nullopt, {"n", object->size()}, *object);
+        EXPECT_EQ(described(exchange.run()), "unchecked: 127.0.0.1 answered before the end of the object");
+        EXPECT_FALSE(exchange.keeps_connection());
+    }
+    EXPECT_TRUE(peer.wait_for_end(0));
+    EXPECT_EQ(peer.received(0), "");
+}
+
 TEST(icap_answers, may_follow_100_at_once)
 {
     scripted_peer peer(
@@ -295,109 +293,6 @@ TEST(icap_answers, are_waited_for_until_a_stop)
     EXPECT_THAT(stopped_at("hello", 300, true),
                 testing::AnyOf("error: read: the service is stopping", "error: write: the service is stopping"));
     EXPECT_EQ(stopped_at(std::string(64U << 20U, 'x'), 300, false), "error: write: the service is stopping");
-}
-
-TEST(icap_options, are_asked_for_again_after_their_time)
-{
-    set_clock clock;
-    icap_engine_settings settings;
-    settings.clock = clock.function();
-    scripted_peer peer({after_options("Options-TTL: 10\r\n")
-                            .expect_until(whole)
-                            .send(no_content)
-                            .expect_until(whole)
-                            .send(no_content)
-                            .expect_until("OPTIONS ")
-                            .expect_until("\r\n\r\n")
-                            .send(options("Options-TTL: 10\r\nPreview: 4\r\n"))
-                            .expect_until("\r\nPreview: 4\r\n")
-                            .expect_until(whole)
-                            .send(no_content)});
-    icap_engine engine(url(peer.port()), settings);
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    clock.advance(9999ms);
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    clock.advance(1ms);
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    EXPECT_TRUE(peer.complaints().empty());
-}
-
-TEST(icap_options, are_asked_for_again_after_another_tag)
-{
-    scripted_peer peer({after_options()
-                            .expect_until(whole)
-                            .send("ICAP/1.0 204 No Content\r\nISTag: two\r\n\r\n")
-                            .expect_until("OPTIONS ")
-                            .expect_until("\r\n\r\n")
-                            .send(options("Preview: 4\r\n", "two"))
-                            .expect_until("\r\nPreview: 4\r\n")
-                            .expect_until(whole)
-                            .send(no_content)});
-    icap_engine engine(url(peer.port()));
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    EXPECT_TRUE(peer.complaints().empty());
-}
-
-TEST(icap_options, decide_whether_the_service_can_judge)
-{
-    const auto fault = [](const std::string& answer) {
-        scripted_peer peer({conversation().expect_until("\r\n\r\n").send(answer).close()});
-        icap_engine engine(url(peer.port()));
-        return engine.probe({}).fault;
-    };
-    EXPECT_EQ(fault(options()), "");
-    EXPECT_EQ(fault("ICAP/1.0 200 OK\r\nMethods: RESPMOD\r\n\r\n"), "");
-    EXPECT_EQ(fault("ICAP/1.0 200 OK\r\nMethods: RESPMOD\r\nEncapsulated: opt-body=0\r\n\r\n2\r\nab\r\n0\r\n\r\n"), "");
-    EXPECT_EQ(fault("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\n\r\n"), "options: no RESPMOD");
-    EXPECT_EQ(fault("ICAP/1.0 404 Not found\r\n\r\n"), "options: status 404");
-    EXPECT_EQ(fault(""), "connection closed without an answer");
-    EXPECT_EQ(fault("ICAP/1.0 200"), "connection closed within the answer");
-    EXPECT_THAT(fault("nonsense\r\n\r\n"), StartsWith("answer not understood: "));
-    EXPECT_EQ(fault("ICAP/1.0 200 OK\r\nMethods: RESPMOD\r\nEncapsulated: opt-body=0\r\n\r\n" +
-                    chunked(std::string(1U << 20U, 'x'))),
-              "options: the answer is too long");
-}
-
-TEST(icap_options, give_the_identity_by_the_servers_tag)
-{
-    scripted_peer peer({after_options()
-                            .expect_until(whole)
-                            .send("ICAP/1.0 204 No Content\r\nISTag: \"two\"\r\n\r\n")
-                            .expect_until("\r\n\r\n")
-                            .send(options({}, "three"))
-                            .close()});
-    icap_engine engine(url(peer.port()));
-    EXPECT_EQ(engine.identity({}), "avscan one");
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    EXPECT_EQ(engine.identity({}), "avscan three");
-    ASSERT_TRUE(peer.wait_for_end(0));
-    const service::engine_state gone = engine.probe({});
-    EXPECT_EQ(gone.identity, "avscan three");
-    EXPECT_FALSE(gone.fault.empty());
-}
-
-TEST(icap_hosts, are_tried_address_by_address)
-{
-    std::uint16_t closed = 0;
-    {
-        const auto listener = test::loopback_socket::listen();
-        closed = listener.port();
-    }
-    scripted_peer peer({after_options().expect_until(whole).send(no_content)});
-    icap_engine_settings settings;
-    settings.query = [&](const std::string& host, std::uint16_t) {
-        EXPECT_EQ(host, "farm");
-        auto found = service::query_addresses("127.0.0.1", closed);
-        const auto good = service::query_addresses("127.0.0.1", peer.port());
-        found.insert(found.end(), good.begin(), good.end());
-        return found;
-    };
-    icap_engine engine({"farm", 1344, "avscan"}, settings);
-    EXPECT_EQ(described(judged(engine, "hello")), "clean");
-    EXPECT_THAT(peer.received(0), HasSubstr("RESPMOD icap://farm:1344/avscan ICAP/1.0\r\nHost: farm:1344\r\n"));
-    icap_engine none(url(closed));
-    EXPECT_THAT(described(judged(none, "hello")), StartsWith("error: connect: "));
 }
 
 } // namespace icap_connections_test

@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -53,6 +55,32 @@ inline conversation after_options(std::string_view more = {})
 {
     return conversation().expect_until("\r\n\r\n").send(options(more));
 }
+
+inline conversation object_then(const std::string& answer)
+{
+    return conversation().expect_until(whole).send(answer);
+}
+
+inline service::icap_engine_settings waiting(std::chrono::milliseconds timeout)
+{
+    service::icap_engine_settings settings;
+    settings.timeout = timeout;
+    return settings;
+}
+
+/// A clock that a test sets.
+class set_clock
+{
+public:
+    service::kept_streams<service::timed_stream>::clock function()
+    {
+        return [this] { return std::chrono::steady_clock::time_point(std::chrono::milliseconds(now_)); };
+    }
+    void advance(std::chrono::milliseconds time) { now_ += time.count(); }
+
+private:
+    std::atomic<std::int64_t> now_{1000000};
+};
 
 inline service::icap_url url(std::uint16_t port)
 {
