@@ -48,6 +48,13 @@ environment, and that over the file.
 Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it; SIGHUP makes it read its options again. Exit status: 0 ended by a
 signal, 1 could not run, 2 the command line, the environment or the file is wrong.)";
 
+/// Accepts numbers, unlike CLI::Range not also what is none ("nan").
+std::string problem_with_time(const std::string& text)
+{
+    double seconds = 0;
+    return CLI::detail::lexical_cast(text, seconds) && !std::isnan(seconds) ? "" : "'" + text + "' is no time";
+}
+
 /// A time in seconds, of at least `least`.
 void add_time(CLI::App& app, const char* name, milliseconds& target, double least, const char* help)
 {
@@ -57,6 +64,7 @@ void add_time(CLI::App& app, const char* name, milliseconds& target, double leas
            help)
         ->type_name("SECONDS")
         ->check(CLI::Range(least, most_time))
+        ->check(problem_with_time)
         ->default_str(CLI::detail::to_string(static_cast<double>(target.count()) / milliseconds::period::den));
 }
 

@@ -116,8 +116,8 @@ public:
     [[nodiscard]] std::size_t connections() const noexcept;
     /// Serves the requests that begin from now on with these options. Requests under way, and the connections, are not
     /// affected. Options that apply at start only keep their values: the ports, the URI and the numbers of threads.
-    /// Waits for the first probe of another engine, but not for long. Throws std::invalid_argument for invalid options,
-    /// which then change nothing. Must be called by the thread that called start(), between start() and stop().
+    /// Waits for the first probe of another engine, but not for long. Throws as the constructor does for invalid
+    /// options, which then change nothing. Must be called by the thread that called start(), between start() and stop().
     void reconfigure(options settings);
     /// Closes every connection, abandons scans in progress and joins all threads. May be called more than once.
     void stop();

@@ -76,7 +76,7 @@ enum class request_result
     timeout,   ///< no verdict in time
     bad_request,
     not_found, ///< another URI
-    refused,   ///< too many connections
+    refused,   ///< too many connections, or no room for an object
     abandoned  ///< the connection ended before the response
 };
 inline constexpr std::size_t request_results = 11;

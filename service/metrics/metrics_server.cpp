@@ -104,7 +104,11 @@ void metrics_session::linger()
     socket_.async_read_some(
         asio::buffer(inbox_),
         asio::bind_executor(strand_, [self = shared_from_this()](const error_code& error, std::size_t) {
-            error ? self->end() : self->linger();
+            if (error) {
+                self->end();
+            } else {
+                self->linger();
+            }
         }));
 }
 

@@ -315,6 +315,8 @@ TEST(service_program, refuses_a_command_line_that_is_wrong_in_one_line)
         {"--linger-timeout", "x"},
         {"--head-timeout", "0"},
         {"--scan-timeout", "0"},
+        {"--scan-timeout", "nan"},
+        {"--idle-timeout", "inf"},
         {"--leave-timeout", "0"},
         {"--rate-period", "0"},
         {"--min-rate", "-1"},
