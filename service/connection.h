@@ -77,7 +77,8 @@ private:
     void expect_request();
     void await_input();
     void input_arrived();
-    void receive();
+    void receive_request();
+    [[nodiscard]] bool receive();
     void drop_what_comes();
     void peer_ended();
     void check_presence();
@@ -148,6 +149,8 @@ private:
     bool counted_ = false;     ///< the request
     bool close_after_ = false; ///< the peer wants the connection to end after its response
     bool input_awaited_ = false;
+    bool reads_on_ = false;                ///< what has arrived is read without another wait
+    bool input_wanted_ = false;            ///< set by await_input() meanwhile
     waiting_connections* list_ = nullptr;  ///< which contains the connection, unless it was taken from there
     waiting_connections::place place_ = 0; ///< in list_
     bool closed_ = false;
