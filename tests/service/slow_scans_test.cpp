@@ -124,7 +124,7 @@ TEST_F(slow_scans, are_stopped_when_their_time_is_over)
 
 TEST_F(slow_scans, that_wait_for_a_scanner_end_with_their_time_too)
 {
-    options.scan_timeout = 200ms;
+    options.scan_timeout = 1000ms;
     options.scan_threads = 1;
     started_server server(options);
     std::vector<wire_client> waiting;

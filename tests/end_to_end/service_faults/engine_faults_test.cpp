@@ -66,23 +66,23 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(faults_of_an_engine, slower_than_the_deadline_leaves_one_message_unscanned)
 {
-    options.scan_timeout = 300ms;
+    options.scan_timeout = 2000ms;
     start();
     engine->set({{}, engine->wait_for_stop(), {}});
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge an object: no verdict within 300 ms");
+    expect_line(200, ") could not judge an object: no verdict within 2000 ms");
     engine->set({});
     expect_next_is_right();
 }
 
 TEST_F(faults_of_an_engine, deaf_to_its_deadline_occupies_one_thread_only)
 {
-    options.scan_timeout = 300ms;
+    options.scan_timeout = 2000ms;
     options.scan_threads = 2;
     start();
     engine->set({{}, engine->wait_for_release(), {}});
     expect_unscanned(open_condemned());
-    expect_line(200, ") could not judge an object: no verdict within 300 ms");
+    expect_line(200, ") could not judge an object: no verdict within 2000 ms");
     engine->set({});
     expect_next_is_right();
     // The late verdict reaches nobody.
