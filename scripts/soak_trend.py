@@ -5,8 +5,8 @@ import math
 # How much the linear trend over the last two thirds of the run may add, apart from twice its standard error: memory in
 # KiB, which the allocator's threads still collect in short runs, and numbers.
 GROWTH = {"rss": 4096, "pss": 4096, "descriptors": 8, "threads": 1}
-# What may be left of each when all clients have gone: kept sessions with the engine.
-LEFT = {"descriptors": 12, "threads": 0}
+# What may be left of each when all clients have gone: kept sessions with the engine, which take four descriptors each.
+LEFT = {"descriptors": 20, "threads": 0}
 
 
 def trend(points):
