@@ -45,6 +45,9 @@ Each option from --port on may also come from the environment (POSTWARDEN_SERVIC
 for -) or from the file of --config ("port = 1345", "uri = webscan"). The command line takes precedence over the
 environment, and that over the file.
 
+On Windows, the first argument may be install, start, stop, reload or remove, which manage the program as a service of
+the system, or run, which serves on the console as without it; see docs/service.md.
+
 Listens on 127.0.0.1 only. SIGTERM or SIGINT ends it; SIGHUP makes it read its options again. Exit status: 0 ended by a
 signal, 1 could not run, 2 the command line, the environment or the file is wrong.)";
 

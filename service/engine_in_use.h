@@ -21,11 +21,11 @@ struct engine_in_use
     /// `probe_interval` is that of engine_watch. `tag_changes` counts the changes of the tag. The caller starts the
     /// watch.
     engine_in_use(std::shared_ptr<scan_engine> used, std::chrono::milliseconds probe_interval,
-                  std::size_t cache_entries, counter& tag_changes)
+                  std::size_t cache_entries, counter& tag_changes, std::shared_ptr<happenings> listener = nullptr)
         : engine(std::move(used))
         , tag(engine, stop.get_token(), &tag_changes)
         , cache(cache_entries)
-        , watch(tag, probe_interval)
+        , watch(tag, probe_interval, std::move(listener))
     {}
     engine_in_use(const engine_in_use&) = delete;
     engine_in_use& operator=(const engine_in_use&) = delete;

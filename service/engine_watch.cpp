@@ -28,11 +28,29 @@ void log_change(const engine_state& before, const engine_state& now, bool was_pr
     }
 }
 
+/// Whether there is such a change as log_change() logs.
+void report_change(const engine_state& before, const engine_state& now, happenings& listener)
+{
+    const bool was_reachable = before.fault.empty();
+    const bool is_reachable = now.fault.empty();
+    if (was_reachable && !is_reachable) {
+        listener.engine_unreachable();
+    } else if (!was_reachable && is_reachable) {
+        listener.engine_reachable();
+    }
+    if (is_reachable && !now.remark.empty() && before.remark.empty()) {
+        listener.engine_part_unreachable();
+    } else if (is_reachable && now.remark.empty() && !before.remark.empty()) {
+        listener.all_engine_parts_reachable();
+    }
+}
+
 } // namespace
 
-engine_watch::engine_watch(istag& tag, std::chrono::milliseconds interval)
+engine_watch::engine_watch(istag& tag, std::chrono::milliseconds interval, std::shared_ptr<happenings> listener)
     : tag_(tag)
     , interval_(interval)
+    , listener_(std::move(listener))
 {}
 
 engine_watch::~engine_watch()
@@ -95,6 +113,9 @@ void engine_watch::probe()
     tag_.refresh();
     const engine_state now = tag_.state();
     log_change(before, now, probed_);
+    if (listener_) {
+        report_change(before, now, *listener_);
+    }
 }
 
 void engine_watch::run()

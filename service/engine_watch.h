@@ -1,10 +1,12 @@
 #pragma once
 
+#include "service/happenings.h"
 #include "service/istag.h"
 
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -24,8 +26,8 @@ public:
     static constexpr std::chrono::milliseconds patience{2000};
 
     /// `tag` is refreshed by each probe and must outlive the object. The engine is probed at start and then once each
-    /// `interval`; an interval of zero means on request only.
-    engine_watch(istag& tag, std::chrono::milliseconds interval);
+    /// `interval`; an interval of zero means on request only. `listener` learns of changes; it may be null.
+    engine_watch(istag& tag, std::chrono::milliseconds interval, std::shared_ptr<happenings> listener = nullptr);
     engine_watch(const engine_watch&) = delete;
     engine_watch& operator=(const engine_watch&) = delete;
     ~engine_watch();
@@ -49,6 +51,7 @@ private:
 
     istag& tag_;
     std::chrono::milliseconds interval_;
+    std::shared_ptr<happenings> listener_;
     std::mutex lock_;
     std::condition_variable changed_;
     std::vector<handler> waiting_;

@@ -4,8 +4,8 @@
 
 namespace service {
 
-/// Allows a listener to bind to a port whose last connections have not ended completely, as after a restart. It never
-/// shares a port with another listener.
-void reuse_port_of_ended_connections(boost::asio::ip::tcp::acceptor& acceptor);
+/// Prepares a listener, ahead of its bind, for a port that it shares with no other socket. It can bind to a port whose
+/// last connections have not ended completely, as after a restart.
+void claim_port(boost::asio::ip::tcp::acceptor& acceptor);
 
 } // namespace service

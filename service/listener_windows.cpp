@@ -2,9 +2,12 @@
 
 namespace service {
 
-void reuse_port_of_ended_connections(boost::asio::ip::tcp::acceptor& /*acceptor*/)
+void claim_port(boost::asio::ip::tcp::acceptor& acceptor)
 {
-    // Winsock allows this by default. Its option of the same name would let two programs share one port.
+    // Without it, a socket of another program with SO_REUSEADDR could bind to the same port and take connections.
+    // Connections that have not ended completely do not prevent the bind.
+    using exclusive = boost::asio::detail::socket_option::boolean<SOL_SOCKET, SO_EXCLUSIVEADDRUSE>;
+    acceptor.set_option(exclusive(true));
 }
 
 } // namespace service

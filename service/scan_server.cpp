@@ -2,7 +2,9 @@
 
 #include "service/accept_reserve.h"
 #include "service/connection.h"
+#include "service/episode.h"
 #include "service/event_loops.h"
+#include "service/happenings.h"
 #include "service/listener.h"
 #include "service/log.h"
 #include "service/metrics/exposition.h"
@@ -67,8 +69,9 @@ public:
         , acceptor_(loops_.first())
         , pause_(loops_.first())
     {
-        auto engine = std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval,
-                                                      settings.cache_entries, metrics_.istag_changes);
+        auto engine =
+            std::make_shared<engine_in_use>(engine_of(settings), settings.probe_interval, settings.cache_entries,
+                                            metrics_.istag_changes, settings.listener);
         settings_.exchange(in_force(std::move(settings), std::move(engine)));
     }
     implementation(const implementation&) = delete;
@@ -93,6 +96,7 @@ private:
     void accepted(const std::shared_ptr<connection::socket>& peer);
     void admit(connection::socket peer);
     void refuse(connection::socket peer);
+    void count_refused(std::size_t count);
     std::shared_ptr<connection> open(connection::socket peer, std::atomic<std::size_t>& counted);
     void close_all();
 
@@ -110,6 +114,7 @@ private:
     asio::ip::tcp::acceptor acceptor_;
     asio::steady_timer pause_;
     accept_reserve accept_reserve_;
+    episode refusals_;
     std::vector<std::weak_ptr<connection>> open_; ///< entries of ended connections are removed from time to time
     bool closed_ = false;
 
@@ -124,7 +129,7 @@ void scan_server::implementation::listen()
     const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), settings_.get()->options.port);
     try {
         acceptor_.open(endpoint.protocol());
-        reuse_port_of_ended_connections(acceptor_);
+        claim_port(acceptor_);
         acceptor_.bind(endpoint);
         acceptor_.listen();
         acceptor_.non_blocking(true);
@@ -219,7 +224,7 @@ void scan_server::implementation::accept_failed(const error_code& error)
     const auto reply = settings->replies.bare(settings->tag(), unavailable, true);
     const auto& head = reply->raw_head();
     const std::size_t refused = accept_reserve_.refuse_waiting(acceptor_, loops_.first(), {head.data(), head.size()});
-    metrics_.connections_refused.add(refused);
+    count_refused(refused);
     if (refused == 0) {
         accept_after_pause();
     } else {
@@ -266,9 +271,18 @@ void scan_server::implementation::admit(connection::socket peer)
 
 void scan_server::implementation::refuse(connection::socket peer)
 {
-    metrics_.connections_refused.add();
+    count_refused(1);
     if (refused_ < most_refused) {
         open(std::move(peer), refused_)->refuse();
+    }
+}
+
+void scan_server::implementation::count_refused(std::size_t count)
+{
+    metrics_.connections_refused.add(count);
+    const settings_pointer settings = settings_.get();
+    if (count != 0 && refusals_.begins() && settings->options.listener) {
+        settings->options.listener->full();
     }
 }
 
@@ -309,12 +323,13 @@ void scan_server::implementation::reconfigure(options settings)
     settings.uri = before->options.uri;
     settings.io_threads = before->options.io_threads;
     settings.scan_threads = before->options.scan_threads;
+    settings.listener = before->options.listener;
     auto engine = before->engine;
     const bool same = has_same_engine(before->options, settings);
     if (!same || before->options.probe_interval != settings.probe_interval ||
         before->options.cache_entries != settings.cache_entries) {
         engine = std::make_shared<engine_in_use>(same ? engine->engine : engine_of(settings), settings.probe_interval,
-                                                 settings.cache_entries, metrics_.istag_changes);
+                                                 settings.cache_entries, metrics_.istag_changes, settings.listener);
     }
     auto changed = in_force(std::move(settings), engine); // throws before anything has changed
     if (engine != before->engine) {

@@ -15,6 +15,7 @@
 
 namespace service {
 
+class happenings;
 class scan_engine;
 struct service_metrics;
 
@@ -37,6 +38,8 @@ struct server_options
     std::size_t clamd_streams = 10; ///< objects that one clamd judges at a time; 0: any number
     /// Scan engine provided by the caller. Shared by all connections.
     std::shared_ptr<scan_engine> custom_engine;
+    /// Learns what happens to the server; may be null.
+    std::shared_ptr<happenings> listener;
 
     std::size_t io_threads = 2;   ///< threads that serve sockets
     std::size_t scan_threads = 4; ///< objects judged at a time; others wait in the order of their requests
@@ -115,9 +118,10 @@ public:
     /// Returns the number of open connections.
     [[nodiscard]] std::size_t connections() const noexcept;
     /// Serves the requests that begin from now on with these options. Requests under way, and the connections, are not
-    /// affected. Options that apply at start only keep their values: the ports, the URI and the numbers of threads.
-    /// Waits for the first probe of another engine, but not for long. Throws as the constructor does for invalid
-    /// options, which then change nothing. Must be called by the thread that called start(), between start() and stop().
+    /// affected. Options that apply at start only keep their values: the ports, the URI, the numbers of threads and the
+    /// listener. Waits for the first probe of another engine, but not for long. Throws as the constructor does for
+    /// invalid options, which then change nothing. Must be called by the thread that called start(), between start()
+    /// and stop().
     void reconfigure(options settings);
     /// Closes every connection, abandons scans in progress and joins all threads. May be called more than once.
     void stop();

@@ -28,10 +28,11 @@ std::string list_of(const std::vector<std::string>& names)
     return text;
 }
 
-void log_failure(scan_server& server, const std::string& why)
+std::optional<std::string> log_failure(scan_server& server, const std::string& why)
 {
     server.metrics().reloads_rejected.add();
     LOG_LINE(service_log(), 200, "the configuration was not read again: " << display_text(why));
+    return why;
 }
 
 } // namespace
@@ -45,21 +46,20 @@ reloader::reloader(configuration_reader reader, configuration current, adapter a
     , log_(log)
 {}
 
-void reloader::reload() noexcept
+std::optional<std::string> reloader::reload() noexcept
 {
     try {
-        reload_or_raise();
+        return reload_or_raise();
     } catch (const std::exception& problem) {
-        log_failure(server_, problem.what());
+        return log_failure(server_, problem.what());
     }
 }
 
-void reloader::reload_or_raise()
+std::optional<std::string> reloader::reload_or_raise()
 {
     configuration next = reader_.read();
     if (const auto problems = check(next.values); !problems.empty()) {
-        log_failure(server_, problems.front());
-        return;
+        return log_failure(server_, problems.front());
     }
     server_options settings = next.values.server;
     adapt_(settings);
@@ -87,6 +87,7 @@ void reloader::reload_or_raise()
     if (!kept.empty()) {
         LOG_LINE(service_log(), 200, "a change of these options needs a restart: " << list_of(kept));
     }
+    return std::nullopt;
 }
 
 } // namespace service

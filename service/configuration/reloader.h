@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace service {
 
@@ -23,11 +25,11 @@ public:
 
     /// Reads all sources again and applies what has changed and can change at run time. If anything is wrong,
     /// everything remains as it is. Opens the log file anew, so that it can be renamed before. Writes the result to the
-    /// log. Never throws.
-    void reload() noexcept;
+    /// log. Returns nothing if the options apply now, otherwise the reason. Never throws.
+    std::optional<std::string> reload() noexcept;
 
 private:
-    void reload_or_raise();
+    std::optional<std::string> reload_or_raise();
 
     configuration_reader reader_;
     configuration current_;

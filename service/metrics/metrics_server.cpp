@@ -135,7 +135,7 @@ std::uint16_t metrics_server::listen(std::uint16_t port)
     const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
     try {
         acceptor_.open(endpoint.protocol());
-        reuse_port_of_ended_connections(acceptor_);
+        claim_port(acceptor_);
         acceptor_.bind(endpoint);
         acceptor_.listen();
     } catch (const boost::system::system_error& failure) {

@@ -48,7 +48,7 @@ public:
     {
         std::string answer = identity(std::move(stop));
         const std::lock_guard guard(lock_);
-        return {std::move(answer), fault_};
+        return {std::move(answer), fault_, remark_};
     }
 
     /// Wait until that many slow scans have begun, or have been stopped. Return false after a bounded time.
@@ -60,11 +60,12 @@ public:
         held_ = held;
         changed_.notify_all();
     }
-    void set_state(std::string identity, std::string fault)
+    void set_state(std::string identity, std::string fault, std::string remark = {})
     {
         const std::lock_guard guard(lock_);
         identity_ = std::move(identity);
         fault_ = std::move(fault);
+        remark_ = std::move(remark);
     }
 
 private:
@@ -94,6 +95,7 @@ private:
     bool held_ = false;
     std::string identity_ = "1";
     std::string fault_;
+    std::string remark_;
 };
 
 } // namespace test
