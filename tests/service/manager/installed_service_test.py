@@ -250,7 +250,7 @@ def main():
         result = unittest.TextTestRunner(verbosity=2).run(tests)
     finally:
         DESK.stop()
-    passed = result.testsRun - len(result.failures) - len(result.errors)
+    passed = result.testsRun - len({test.id() for test, _ in result.failures + result.errors})
     print(f"[  PASSED  ] {passed} tests.")
     if not result.wasSuccessful():
         print(f" {result.testsRun - passed} FAILED TESTS")
