@@ -1,5 +1,6 @@
 #include "service/command_line.h"
 
+#include "service/help_layout.h"
 #include "service/log.h"
 
 #include <CLI/CLI.hpp>
@@ -30,12 +31,14 @@ constexpr double most_time = 86400;
 
 constexpr const char* footer =
     R"(Engines:
-  builtin               knows the standard antivirus test file and a repairable test text
+  builtin               knows the standard antivirus test file and a repairable
+                        test text
   clamd:unix:PATH       a clamd daemon by its socket (not on Windows)
   clamd:tcp:HOST:PORT   a clamd daemon on this machine
   icap://HOST:PORT/SERVICE
-                        a service of an ICAP server, also on another machine; the port is 1344 if it is missing.
-                        The connection is not encrypted
+                        a service of an ICAP server, also on another machine;
+                        the port is 1344 if it is missing. The connection is not
+                        encrypted
 
 With --hold-presence it also shows that it runs, as the product's service does: the mail add-in sees that and stops
 asking the product for settings. Needs the local system's account on Windows; elsewhere root shows it to everyone, in
@@ -223,6 +226,8 @@ void add_options(CLI::App& app, command_line& values)
 {
     values.server.probe_interval = usual_probe_interval;
     values.server.cache_entries = usual_cache_entries;
+    app.formatter(help_layout());
+    app.set_help_flag("--help,-h", "Print this help and end");
     add_configuration_options(app, values);
     add_service_options(app, values.server);
     add_limits(app, values);

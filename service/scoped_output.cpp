@@ -2,6 +2,7 @@
 
 #include "logging/configuration.h"
 #include "logging/sinks.h"
+#include "service/journal.h"
 #include "tool/system/conversions.h"
 
 namespace logging {
@@ -23,7 +24,8 @@ void scoped_output::open(const std::string& file, std::optional<priority::level_
         wanted.path = winapi::conv_to_wide(file, winapi::code_page_utf8);
         target = wanted;
     }
-    sink_ = open_sink(target);
+    const bool to_journal = file.empty() && service::standard_error_is_journal();
+    sink_ = to_journal ? service::open_journal_sink() : open_sink(target);
     level_ = level.value_or(priority::course);
 }
 

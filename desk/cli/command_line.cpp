@@ -3,11 +3,14 @@
 #include "desk/cli/open_command.h"
 #include "desk/cli/scan_command.h"
 #include "desk/cli/settings_command.h"
+#include "service/help_layout.h"
+#include "service/program_version.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
 #include <map>
+#include <string>
 
 namespace host {
 
@@ -31,9 +34,12 @@ not be read (the others are done), 4 no service where one was asked for (message
 
 constexpr const char* scan_footer = R"(What FILE holds, by kind:
   mail, object     the bytes that are scanned
-  http-request     an HTTP request as it goes over the wire: head, empty line, body
-  http-response    a request in that form, and directly behind it the response to it
-  certificate      a text: the server's name in the first line, the certificate's name in the second
+  http-request     an HTTP request as it goes over the wire: head, empty line,
+                   body
+  http-response    a request in that form, and directly behind it the response
+                   to it
+  certificate      a text: the server's name in the first line, the
+                   certificate's name in the second
   health           a text whose first line is sent; FILE may be left out
 
 Prints the result (0 not judged, 1 clean, 2 blocked, 3 repaired), the threat and the service's ISTag.
@@ -76,10 +82,9 @@ CLI::App* add_scan(CLI::App& app, scan_options& options)
                                                         {"health", scan_kind::health}};
     CLI::App* command = app.add_subcommand("scan", "Run one scan of each file");
     command->add_option("FILE", options.files, "Files")->type_name("");
-    command
-        ->add_option("--kind", options.kind, "mail (default), object, http-request, http-response, certificate, health")
+    command->add_option("--kind", options.kind, "What FILE contains, see below (default: mail)")
         ->transform(CLI::Transformer(kinds).description(""))
-        ->type_name("KIND");
+        ->type_name("mail|object|http-request|http-response|certificate|health");
     add_service_options(*command, options.port, options.uri, options.json);
     command->add_option("--timeout", options.timeout_ms, "Longest wait for an answer, in milliseconds")
         ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{3600000}))
@@ -99,7 +104,9 @@ exit_status wrong_usage(const console& where, const std::string& why)
 exit_status run_unguarded(int argc, const char* const* argv, const console& where)
 {
     CLI::App app("Opens mail through the postwarden check, and scans files.", "postwarden");
-    app.set_version_flag("--version", "postwarden " POSTWARDEN_VERSION);
+    app.formatter(service::help_layout());
+    app.set_version_flag("--version", "postwarden " + std::string(service::program_version()),
+                         "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
     app.require_subcommand(1);
     open_options to_open;

@@ -15,9 +15,9 @@ void add_saving_options(CLI::App& command, saving_options& options)
     command
         .add_option("--save", options.save_to, "Save each message as it then stands; the folder is made when missing")
         ->type_name("DIR");
-    command.add_option("--format", options.format, "Form of the saved messages: eml or msg (default: as the source)")
+    command.add_option("--format", options.format, "Form of the saved messages (default: as the source)")
         ->transform(CLI::CheckedTransformer(formats).description(""))
-        ->type_name("FORM");
+        ->type_name("eml|msg");
     command.add_flag("--reopen", options.reopen,
                      "Start each opening after the first from the saved message, read from disk; opens twice unless "
                      "--times says more; without --save the messages are saved to a passing folder");

@@ -1,6 +1,9 @@
 #include "service/program/console.h"
 
+#include "service/journal.h"
+#include "service/program/manager_notice.h"
 #include "service/program/serving.h"
+#include "service/program_version.h"
 #include "service/reload_signal.h"
 
 #include <CLI/CLI.hpp>
@@ -10,12 +13,14 @@
 #include <algorithm>
 #include <csignal>
 #include <iostream>
+#include <string>
 
 namespace service {
 
 namespace {
 
-/// Ended by a signal. The parent process learns from standard output how far the service is.
+/// Ended by a signal. The parent process learns from standard output how far the service is, and a manager that waits
+/// for reports from these.
 class console_supervisor final : public supervisor
 {
 public:
@@ -32,13 +37,14 @@ public:
         if (settings.metrics_port) {
             std::cout << "metrics on 127.0.0.1:" << server.metrics_port() << std::endl;
         }
+        manager_.ready("listening on 127.0.0.1:" + std::to_string(server.port()));
     }
     void wait(const reload_function& reload) override
     {
         await_signal(reload);
         signals_.run();
     }
-    void stopping() override {}
+    void stopping() override { manager_.stopping(); }
     [[nodiscard]] std::shared_ptr<happenings> listener() override { return nullptr; }
 
 private:
@@ -47,12 +53,15 @@ private:
     {
         awaited_.async_wait([this, &reload](const boost::system::error_code& error, int signal) {
             if (!error && signal == reload_signal()) {
+                manager_.reloading();
                 (void)reload(); // has logged the result
+                manager_.ready();
                 await_signal(reload);
             }
         });
     }
 
+    manager_notice manager_;
     boost::asio::io_context signals_;
     boost::asio::signal_set awaited_{signals_, SIGINT, SIGTERM};
 };
@@ -94,7 +103,8 @@ int run_on_console(const std::vector<std::string>& arguments)
     CLI::App app("A local ICAP/1.0 scanning service for postwarden.", "postwarden-service");
     command_line values;
     add_options(app, values);
-    app.set_version_flag("--version", "postwarden-service " POSTWARDEN_VERSION);
+    app.set_version_flag("--version", "postwarden-service " + std::string(program_version()),
+                         "Print the version and end");
     int status = 0;
     const auto failure = failure_of_run([&] {
         try {
@@ -112,6 +122,9 @@ int run_on_console(const std::vector<std::string>& arguments)
 
 void complain(const std::string& what)
 {
+    if (standard_error_is_journal()) {
+        std::cerr << journal_prefix(logging::priority::error);
+    }
     std::cerr << "postwarden-service: " << what << '\n';
 }
 

@@ -12,7 +12,7 @@ TEST(CommandLine, TellsItsVersion)
 {
     const auto result = command({"--version"});
     EXPECT_EQ(0, result.status);
-    EXPECT_THAT(result.out, testing::MatchesRegex("postwarden [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_THAT(result.out, testing::MatchesRegex("postwarden [0-9]+\\.[0-9]+\\.[0-9]+( \\([0-9a-f]+(-dirty)?\\))?\n"));
     EXPECT_EQ("", result.err);
 }
 
