@@ -12,9 +12,11 @@ packages_to_test=(
   clamav-daemon c-icap libc-icap-mod-virus-scan squid libpython3.11-testsuite
   openssl libemail-outlook-message-perl libemail-address-perl python3-olefile
   msitools wixl
+  systemd zsh groff-base dpkg-dev
 )
 packages_to_tidy=(clang-tidy-14)
 packages_to_render=(chromium)
+packages_to_package=(dpkg-dev lintian mmdebstrap systemd-container)
 
 jobs=$(nproc 2>/dev/null || echo 2)
 export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}
