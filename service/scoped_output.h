@@ -12,9 +12,9 @@ namespace logging {
 class scoped_output
 {
 public:
-    /// `file` is a UTF-8 path; empty means standard error, in the form of the journal if that is where it
-    /// leads. Without a file and a level nothing is written; a file alone
-    /// takes lines up to priority::course. Throws std::runtime_error if the file cannot be opened.
+    /// `file` is a UTF-8 path; empty means standard error, in the form of the journal if that is where it leads.
+    /// Without a file and a level nothing is written; a file alone takes lines up to priority::course. Throws
+    /// std::runtime_error if the file cannot be opened.
     scoped_output(const std::string& file, std::optional<priority::level_type> level);
     /// Writes nothing ahead of open() and begin().
     scoped_output() = default;
@@ -28,7 +28,6 @@ public:
     void begin();
 
 private:
-
     std::shared_ptr<line_sink> sink_; ///< null if nothing is to be written
     priority::level_type level_ = priority::course;
 };

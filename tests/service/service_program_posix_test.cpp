@@ -248,7 +248,8 @@ TEST(service_program, tells_its_version_and_its_options)
 {
     const ending version = run({"--version"});
     EXPECT_EQ(version.status, (child_process::exit_status{0, 0}));
-    EXPECT_THAT(version.output, testing::MatchesRegex("postwarden-service [0-9]+\\.[0-9]+\\.[0-9]+( \\([0-9a-f]+(-dirty)?\\))?\n"));
+    EXPECT_THAT(version.output,
+                testing::MatchesRegex("postwarden-service [0-9]+\\.[0-9]+\\.[0-9]+( \\([0-9a-f]+(-dirty)?\\))?\n"));
     const ending help = run({"--help"});
     EXPECT_EQ(help.status, (child_process::exit_status{0, 0}));
     for (const std::string_view option : {"--port",
