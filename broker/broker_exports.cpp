@@ -1,24 +1,15 @@
-// The exported functions of the stand-in broker's module.
+// The exported functions of the broker's module.
 #include "broker/broker_registration.h"
-#include "broker/security_layer_provider.h"
+#include "broker/provider.h"
 #include "outlook/qdmailprotect/com/class_factory.h"
 #include "outlook/qdmailprotect/com/com_border.h"
 #include "outlook/qdmailprotect/com/module_lifetime.h"
-
-#include <string_view>
 
 namespace {
 
 ComPtr<IUnknown> new_provider()
 {
-    return MakeCom<host::security_layer_provider>();
-}
-
-HRESULT install(HKEY root, bool wanted)
-{
-    return ComBorder("DllInstall", [=] {
-        return HRESULT_FROM_WIN32(wanted ? host::register_broker(root) : host::unregister_broker(root));
-    });
+    return MakeCom<broker::provider>();
 }
 
 } // namespace
@@ -36,7 +27,7 @@ HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object)
         return E_POINTER;
     }
     *object = nullptr;
-    if (class_id != host::security_layer_provider_id) {
+    if (class_id != broker::provider_class) {
         return CLASS_E_CLASSNOTAVAILABLE;
     }
     return ComBorder("DllGetClassObject",
@@ -45,19 +36,12 @@ HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object)
 
 HRESULT WINAPI DllRegisterServer()
 {
-    return install(HKEY_LOCAL_MACHINE, true);
+    return ComBorder("DllRegisterServer", [] { return HRESULT_FROM_WIN32(broker::register_broker()); });
 }
 
 HRESULT WINAPI DllUnregisterServer()
 {
-    return install(HKEY_LOCAL_MACHINE, false);
-}
-
-/// "user" in the command line registers the broker for the current user only.
-HRESULT WINAPI DllInstall(BOOL wanted, LPCWSTR command_line)
-{
-    const bool user = command_line && std::wstring_view(command_line) == L"user";
-    return install(user ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE, wanted != FALSE);
+    return ComBorder("DllUnregisterServer", [] { return HRESULT_FROM_WIN32(broker::unregister_broker()); });
 }
 
 } // extern "C"

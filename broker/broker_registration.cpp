@@ -1,78 +1,86 @@
 #include "broker/broker_registration.h"
 
-#include "broker/security_layer_provider.h"
+#include "broker/class_registration.h"
+#include "broker/machine_configuration.h"
+#include "broker/registry_access.h"
+#include "events/source_registration.h"
 #include "outlook/qdmailprotect/com/own_module.h"
 #include "outlook/qdmailprotect/link/com_broker_windows.h"
 
-#include <platform/handles.h>
-
-#include <array>
+#include <knownfolders.h>
+#include <memory>
+#include <objbase.h>
+#include <shlobj.h>
 #include <string>
 
-namespace host {
+namespace broker {
 
 namespace {
 
-const std::wstring classes = L"Software\\Classes\\";
+constexpr com_class provider{provider_class, ComBroker::ProgId, L"postwarden settings broker"};
 
-std::wstring class_id_text()
+struct task_memory
 {
-    std::array<wchar_t, 40> text{};
-    ::StringFromGUID2(security_layer_provider_id, text.data(), static_cast<int>(text.size()));
-    return text.data();
+    void operator()(wchar_t* memory) const noexcept { ::CoTaskMemFree(memory); }
+};
+
+/// Returns an empty path if the folder is not known.
+std::wstring usual_settings_file()
+{
+    wchar_t* folder = nullptr;
+    const HRESULT found = ::SHGetKnownFolderPath(FOLDERID_ProgramData, 0, nullptr, &folder);
+    const std::unique_ptr<wchar_t, task_memory> owned(folder);
+    return SUCCEEDED(found) ? std::wstring(folder) + L"\\postwarden\\settings.json" : std::wstring();
 }
 
-std::wstring class_key()
+LONG specify_settings_file()
 {
-    return classes + L"CLSID\\" + class_id_text();
-}
-
-std::wstring program_key()
-{
-    return classes + ComBroker::ProgId;
-}
-
-/// Sets a string value of a key and creates the key if it does not exist. The default value has no name.
-LONG set_text(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& text)
-{
-    winapi::registry_handle key;
-    const LONG code = ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, key.put(), nullptr);
-    if (code != ERROR_SUCCESS) {
-        return code;
+    if (text_in(HKEY_LOCAL_MACHINE, configuration_key, settings_file_name)) {
+        return ERROR_SUCCESS;
     }
-    const auto size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-    return ::RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), size);
+    const std::wstring file = usual_settings_file();
+    return file.empty() ? ERROR_PATH_NOT_FOUND
+                        : set_text(HKEY_LOCAL_MACHINE, configuration_key, settings_file_name, file);
 }
 
-LONG remove_tree(HKEY root, const std::wstring& path)
+LONG forget_settings_file()
 {
-    const LONG code = ::RegDeleteTreeW(root, path.c_str());
-    return code == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : code;
-}
-
-} // namespace
-
-LONG register_broker(HKEY root)
-{
-    const std::wstring server = class_key() + L"\\InprocServer32";
-    LONG code = set_text(root, class_key(), nullptr, L"Stand-in settings broker");
-    if (code == ERROR_SUCCESS) {
-        code = set_text(root, server, nullptr, OwnModulePath());
+    const auto file = text_in(HKEY_LOCAL_MACHINE, configuration_key, settings_file_name);
+    if (file && *file == usual_settings_file()) {
+        const LONG code = remove_value(HKEY_LOCAL_MACHINE, configuration_key, settings_file_name);
+        if (code != ERROR_SUCCESS) {
+            return code;
+        }
     }
-    if (code == ERROR_SUCCESS) {
-        code = set_text(root, server, L"ThreadingModel", L"Both");
-    }
-    if (code == ERROR_SUCCESS) {
-        code = set_text(root, program_key() + L"\\CLSID", nullptr, class_id_text());
+    LONG code = ERROR_SUCCESS;
+    std::wstring key = configuration_key;
+    for (int level = 0; code == ERROR_SUCCESS && level < 3; ++level) { // down to the maker's key
+        code = remove_if_empty(HKEY_LOCAL_MACHINE, key);
+        key.resize(key.rfind(L'\\'));
     }
     return code;
 }
 
-LONG unregister_broker(HKEY root)
+} // namespace
+
+LONG register_broker()
 {
-    const LONG program = remove_tree(root, program_key());
-    const LONG server = remove_tree(root, class_key());
-    return program != ERROR_SUCCESS ? program : server;
+    LONG code = register_class(HKEY_LOCAL_MACHINE, provider);
+    if (code == ERROR_SUCCESS) {
+        code = static_cast<LONG>(events::add_source(event_source, OwnModulePath()));
+    }
+    return code == ERROR_SUCCESS ? specify_settings_file() : code;
 }
 
-} // namespace host
+LONG unregister_broker()
+{
+    const LONG classes = unregister_class(HKEY_LOCAL_MACHINE, provider);
+    const auto source = static_cast<LONG>(events::remove_source(event_source));
+    const LONG file = forget_settings_file();
+    if (classes != ERROR_SUCCESS) {
+        return classes;
+    }
+    return source != ERROR_SUCCESS ? source : file;
+}
+
+} // namespace broker

@@ -160,9 +160,13 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
 {
     machine_values values;
     fill_registry(options.open, values);
-    offer_broker([file = options.open.settings_file, target](VARIANT& value) {
-        return put_bytes(settings_for(file, target), value);
-    });
+    if (options.registered_broker) {
+        offer_registered_broker();
+    } else {
+        offer_broker([file = options.open.settings_file, target](VARIANT& value) {
+            return put_bytes(settings_for(file, target), value);
+        });
+    }
     const registered_class converter(CLSID_IConverterSession, make_converter);
     {
         const auto client = MakeCom<application>(winapi::conv_to_wide(options.version, winapi::code_page_utf8));
@@ -198,7 +202,7 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
     const auto places = find_all_messages(options.open.paths, where, totals);
     const logging::scoped_output log(options.open.log_file, options.open.log_level);
     std::optional<scan_target> target;
-    if (file.empty()) {
+    if (file.empty() && !options.registered_broker) {
         target.emplace(options.open.port, options.open.uri);
     }
     object_ledger::of_process().switch_on(true);
@@ -214,7 +218,8 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
         return exit_status::leak;
     }
     if ((!target || target->asked_for()) && trace.outcome().refused()) {
-        report(where, target ? "127.0.0.1:" + std::to_string(target->port()) : file,
+        const std::string place = options.registered_broker ? "registered broker" : file;
+        report(where, target ? "127.0.0.1:" + std::to_string(target->port()) : place,
                "no scanning service answers there");
         return exit_status::no_service;
     }

@@ -14,6 +14,7 @@ struct mailhost_options
     open_options open;
     saving_options saving;
     std::string version = "16.0.4266.1001"; ///< version that the application object reports to the add-ins
+    bool registered_broker = false;         ///< the settings come from the broker that is registered for the machine
     std::string decrypted; ///< folder with the contents of encrypted messages; empty: encrypted messages stay closed
 };
 

@@ -13,7 +13,8 @@ namespace {
 constexpr const char* footer =
     R"(PATH is an Outlook message file or a folder of them (the folders in it are left out). The add-ins are those that
 the registry lists for the mail client. Without --port the scanning service runs inside this process, on a free
-loopback port; the add-in learns of it from a stand-in for the product's broker, which only this process sees.
+loopback port; the add-in learns of it from a stand-in for the product's broker, which only this process sees. With
+--registered-broker the add-in, the broker and the service are those of the machine.
 
 Values of --registry, and the one that has the add-in tell its trace, are written to the machine's registry and
 taken back at the end; if mailhost is killed, by the next one.
@@ -63,6 +64,11 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
     app.add_option("--version-string", options.version, "Version that the client says it has")
         ->type_name("TEXT")
         ->capture_default_str();
+    app.add_flag("--registered-broker", options.registered_broker,
+                 "Take the settings from the broker that is registered for the machine, and so the service from them")
+        ->excludes("--port")
+        ->excludes("--uri")
+        ->excludes("--settings");
     app.add_option("--decrypted", options.decrypted,
                    "What is inside encrypted messages, as messages of the same names: there is no key to open them "
                    "with here")

@@ -1,41 +1,20 @@
 #pragma once
 
-#include "outlook/qdmailprotect/mapi/com_object.h"
+#include "broker/settings_object.h"
 #include "store/object_ledger.h"
-
-#include <cstdint>
-#include <functional>
-#include <vector>
 
 namespace host {
 
-/// Stores bytes in `value` as an array.
-HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value);
+using broker::put_bytes;
 
-/// Replaces the product's broker: method 2 with the argument 1 returns the settings as an array of bytes. Late bound
-/// only, without type information. Thread-safe.
-class stand_in_broker : public ComObject<IDispatch>
+/// Replaces the product's broker in tests: answers as it does, with what a function gives. Recorded in the ledger of
+/// objects.
+class stand_in_broker : public broker::settings_object
 {
 public:
-    static constexpr DISPID load_method = 2;
-    static constexpr LONG load_argument = 1;
-    /// Sets the result of the method. Called on each call of the method. An exception becomes a failure of the call.
-    using answer = std::function<HRESULT(VARIANT& value)>;
-
-    explicit stand_in_broker(answer settings);
-
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID locale,
-                                            DISPID* identifiers) override;
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID locale, WORD flags, DISPPARAMS* parameters,
-                                     VARIANT* result, EXCEPINFO* exception, UINT* wrong_argument) override;
-
-protected:
-    void* FindInterface(REFIID iid) override;
+    using settings_object::settings_object;
 
 private:
-    answer settings_;
     ledger_entry entry_{"settings broker", static_cast<IDispatch*>(this)};
 };
 

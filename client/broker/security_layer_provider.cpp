@@ -1,6 +1,6 @@
-#include "broker/security_layer_provider.h"
+#include "client/broker/security_layer_provider.h"
 
-#include "broker/broker_config.h"
+#include "client/broker/broker_config.h"
 #include "desk/settings/settings_file.h"
 #include "outlook/qdmailprotect/com/com_border.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"

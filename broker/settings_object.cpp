@@ -1,21 +1,21 @@
-#include "client/model/stand_in_broker.h"
-
-#include "store/guard.h"
+#include "broker/settings_object.h"
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <utility>
 
-namespace host {
+namespace broker {
 
 namespace {
 
-/// Validates a call as a strict server does.
+/// Refuses every call but one.
 HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* parameters)
 {
     if (iid != IID_NULL) {
         return DISP_E_UNKNOWNINTERFACE;
     }
-    if (id != stand_in_broker::load_method || (flags & DISPATCH_METHOD) == 0) {
+    if (id != settings_object::load_method || (flags & DISPATCH_METHOD) == 0) {
         return DISP_E_MEMBERNOTFOUND;
     }
     if (!parameters || parameters->cArgs != 1 || parameters->cNamedArgs != 0) {
@@ -24,39 +24,39 @@ HRESULT check_call(DISPID id, REFIID iid, WORD flags, const DISPPARAMS* paramete
     if (parameters->rgvarg[0].vt != VT_I4) {
         return DISP_E_TYPEMISMATCH;
     }
-    return parameters->rgvarg[0].lVal == stand_in_broker::load_argument ? HRESULT{S_OK} : E_INVALIDARG;
+    return parameters->rgvarg[0].lVal == settings_object::load_argument ? HRESULT{S_OK} : E_INVALIDARG;
 }
 
 } // namespace
 
 HRESULT put_bytes(const std::vector<std::uint8_t>& bytes, VARIANT& value)
 {
-    SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
+    SAFEARRAY* const array = ::SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
     if (!array) {
         return E_OUTOFMEMORY;
     }
     value.vt = VT_ARRAY | VT_UI1;
     value.parray = array;
     void* contents = nullptr;
-    const HRESULT result = SafeArrayAccessData(array, &contents);
+    const HRESULT result = ::SafeArrayAccessData(array, &contents);
     if (FAILED(result)) {
-        VariantClear(&value);
+        ::VariantClear(&value);
         return result;
     }
     std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(contents));
-    return SafeArrayUnaccessData(array);
+    return ::SafeArrayUnaccessData(array);
 }
 
-stand_in_broker::stand_in_broker(answer settings)
+settings_object::settings_object(answer settings)
     : settings_(std::move(settings))
 {}
 
-void* stand_in_broker::FindInterface(REFIID iid)
+void* settings_object::FindInterface(REFIID iid)
 {
     return iid == IID_IUnknown || iid == IID_IDispatch ? static_cast<IDispatch*>(this) : nullptr;
 }
 
-HRESULT stand_in_broker::GetTypeInfoCount(UINT* count)
+HRESULT settings_object::GetTypeInfoCount(UINT* count)
 {
     if (!count) {
         return E_POINTER;
@@ -65,7 +65,7 @@ HRESULT stand_in_broker::GetTypeInfoCount(UINT* count)
     return S_OK;
 }
 
-HRESULT stand_in_broker::GetTypeInfo(UINT, LCID, ITypeInfo** info)
+HRESULT settings_object::GetTypeInfo(UINT, LCID, ITypeInfo** info)
 {
     if (info) {
         *info = nullptr;
@@ -73,12 +73,12 @@ HRESULT stand_in_broker::GetTypeInfo(UINT, LCID, ITypeInfo** info)
     return DISP_E_BADINDEX;
 }
 
-HRESULT stand_in_broker::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
+HRESULT settings_object::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
 {
     return DISP_E_UNKNOWNNAME;
 }
 
-HRESULT stand_in_broker::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+HRESULT settings_object::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                                 EXCEPINFO*, UINT*)
 {
     const HRESULT checked = check_call(id, iid, flags, parameters);
@@ -88,8 +88,14 @@ HRESULT stand_in_broker::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPAR
     if (!result) {
         return E_POINTER;
     }
-    VariantInit(result);
-    return guarded([&] { return settings_(*result); });
+    ::VariantInit(result);
+    try {
+        return settings_(*result);
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (const std::exception&) {
+        return E_FAIL;
+    }
 }
 
-} // namespace host
+} // namespace broker

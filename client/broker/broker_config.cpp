@@ -1,4 +1,4 @@
-#include "broker/broker_config.h"
+#include "client/broker/broker_config.h"
 
 #include "client/model/registry_key.h"
 
