@@ -23,8 +23,10 @@ def table(name):
 class Tables(unittest.TestCase):
     def test_files_have_the_version_and_the_language_of_their_resources(self):
         found = {row["FileName"]: (row["Version"], row["Language"]) for row in table("File")}
-        self.assertEqual({"postwarden.dll": (VERSION + ".0", "1033"), "postwarden_loc.dll": (VERSION + ".0", "1031")},
-                         found)
+        self.assertEqual({"postwarden.dll": (VERSION + ".0", "1033"), "postwarden-broker.dll": (VERSION + ".0", "1033"),
+                          "postwarden-service.exe": (VERSION + ".0", "1033"),
+                          "postwarden-configure.exe": (VERSION + ".0", "1033"),
+                          "postwarden_loc.dll": (VERSION + ".0", "1031")}, found)
 
     def test_files_with_a_version_have_no_hash(self):
         self.assertEqual([], table("MsiFileHash"))
@@ -41,11 +43,11 @@ class Tables(unittest.TestCase):
     def test_newer_versions_are_only_detected(self):
         newer, = [row for row in table("Upgrade") if row["ActionProperty"] == "NEWERVERSION"]
         self.assertEqual((VERSION, "", 2), (newer["VersionMin"], newer["VersionMax"], int(newer["Attributes"])))
-        self.assertEqual(["Installed OR NOT NEWERVERSION"], [row["Condition"] for row in table("LaunchCondition")])
+        self.assertIn("Installed OR NOT NEWERVERSION", [row["Condition"] for row in table("LaunchCondition")])
 
     def test_the_properties_of_the_search_and_of_the_administrator_are_secure(self):
         secure, = [row["Value"] for row in table("Property") if row["Property"] == "SecureCustomProperties"]
-        self.assertEqual({"OTHERBUILDS", "NEWERVERSION", "HARDENED"}, set(secure.split(";")))
+        self.assertEqual({"OTHERBUILDS", "NEWERVERSION", "HARDENED", "PORT", "ENGINE"}, set(secure.split(";")))
 
     def test_hardened_scanning_is_switched_on_unless_it_is_refused(self):
         properties = {row["Property"]: row["Value"] for row in table("Property")}
@@ -70,7 +72,155 @@ class Tables(unittest.TestCase):
         self.assertLess(order["RemoveExistingProducts"], order["InstallFiles"])
 
     def test_the_add_in_cannot_be_left_out(self):
-        self.assertEqual({"AddIn": "16", "German": "0"}, {row["Feature"]: row["Attributes"] for row in table("Feature")})
+        self.assertEqual({"AddIn": "16", "Service": "0", "Broker": "0", "German": "0"},
+                         {row["Feature"]: row["Attributes"] for row in table("Feature")})
+
+    def test_all_but_the_german_texts_is_installed_unless_features_are_chosen(self):
+        self.assertEqual({"AddIn": "1", "Service": "1", "Broker": "1", "German": "1000"},
+                         {row["Feature"]: row["Level"] for row in table("Feature")})
+
+    def test_each_feature_has_all_that_it_needs(self):
+        features = {}
+        for row in table("FeatureComponents"):
+            features.setdefault(row["Feature_"], set()).add(row["Component_"])
+        common = {"MakerFolder", "Configure", "DataFolder"}
+        self.assertEqual({"AddIn": {"Module", "MakerFolder", "HardenedScanning"},
+                          "Service": common | {"ServiceProgram", "LogFolder"},
+                          "Broker": common | {"BrokerModule"}, "German": {"GermanTexts"}}, features)
+
+    def test_components_are_of_the_64_bit_view(self):
+        self.assertEqual({256}, {int(row["Attributes"]) & 256 for row in table("Component")})
+
+    def test_a_port_that_is_none_is_refused(self):
+        properties = {row["Property"]: row["Value"] for row in table("Property")}
+        self.assertEqual(("1345", "builtin"), (properties["PORT"], properties["ENGINE"]))
+        messages = {row["Condition"]: row["Description"] for row in table("LaunchCondition")}
+        self.assertEqual("PORT must be a number from 1 to 65535.", messages["Installed OR PORT >= 1 AND PORT <= 65535"])
+
+    def test_the_tables_of_the_fifth_installer_are_not_offered_to_an_older_one(self):
+        information = subprocess.run(["msiinfo", "suminfo", PACKAGE], capture_output=True, text=True, check=True).stdout
+        self.assertIn("Version: 500 ", information)
+
+    def test_the_service_runs_under_local_service_from_the_start_of_the_machine(self):
+        row, = table("ServiceInstall")
+        self.assertEqual(("postwarden-service", "16", "2", "NT AUTHORITY\\LocalService", "", "ServiceProgram"),
+                         tuple(row[name] for name in ("Name", "ServiceType", "StartType", "StartName", "Password",
+                                                      "Component_")))
+        self.assertEqual('--config "[DATADIR]service.conf"', row["Arguments"])
+        self.assertTrue(row["DisplayName"] and row["Description"])
+
+    def test_a_service_that_cannot_be_installed_fails_the_installation(self):
+        row, = table("ServiceInstall")
+        self.assertEqual(0x8000 + 1, int(row["ErrorControl"]))  # msidbServiceInstallErrorControlVital, and normal
+
+    def test_the_program_of_the_service_is_the_key_path_of_its_component(self):
+        component, = [row for row in table("Component") if row["Component"] == "ServiceProgram"]
+        file, = [row for row in table("File") if row["File"] == component["KeyPath"]]
+        self.assertEqual("postwarden-service.exe", file["FileName"])
+
+    def test_the_service_is_started_stopped_and_removed_and_each_is_waited_for(self):
+        row, = table("ServiceControl")
+        start_at_installation, stop_at_installation, stop_at_removal, delete_at_removal = 1, 2, 32, 128
+        self.assertEqual((start_at_installation + stop_at_installation + stop_at_removal + delete_at_removal, "1"),
+                         (int(row["Event"]), row["Wait"]))
+        self.assertEqual(("postwarden-service", "ServiceProgram"), (row["Name"], row["Component_"]))
+
+    def order(self):
+        return {row["Action"]: int(row["Sequence"]) for row in table("InstallExecuteSequence")}
+
+    def test_the_service_has_ended_before_its_files_are_removed_or_written(self):
+        order = self.order()
+        self.assertLess(order["StopServices"], order["DeleteServices"])
+        self.assertLess(order["DeleteServices"], order["RemoveFiles"])
+        conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
+        self.assertLess(order["StopServices"], order["AwaitService"])
+        self.assertLess(order["AwaitService"], order["RemoveFiles"])
+        self.assertEqual("&Service = 2", conditions["AwaitService"])  # of an upgrade too
+        self.assertLess(order["StopServices"], order["InstallFiles"])
+
+    def test_configuration_is_written_behind_the_files_and_ahead_of_the_service(self):
+        order = self.order()
+        for action in ("ConfigureService", "ConfigureBroker"):
+            self.assertLess(order["InstallFiles"], order[action])
+            self.assertLess(order[action], order["InstallServices"])
+
+    def test_configuration_is_removed_ahead_of_the_program_that_does_it_and_never_by_an_upgrade(self):
+        order = self.order()
+        conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
+        for feature in ("Service", "Broker"):
+            self.assertLess(order["StopServices"], order["Forget" + feature])
+            self.assertLess(order["Forget" + feature], order["RemoveFiles"])
+            self.assertEqual(f"&{feature} = 2 AND NOT UPGRADINGPRODUCTCODE", conditions["Forget" + feature])
+            self.assertEqual(f"&{feature} = 3", conditions["Configure" + feature])
+
+    def test_a_failed_installation_takes_back_the_configuration_that_it_has_written_and_no_other(self):
+        order = self.order()
+        conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
+        searched = {row["Property"]: row["Signature_"] for row in table("AppSearch")}
+        files = {row["Signature"]: row["FileName"] for row in table("Signature")}
+        folders = {row["Signature_"]: row["Path"] for row in table("DrLocator")}
+        for feature, found, file in (("Service", "OPTIONSFILE", "service.conf"), ("Broker", "SETTINGSFILE", "settings.json")):
+            action = f"Take{feature}Back"
+            self.assertLess(order["InstallFiles"], order[action])  # so that the program is still there
+            self.assertLess(order[action], order["Configure" + feature])
+            self.assertEqual(f"&{feature} = 3 AND NOT {found}", conditions[action])
+            self.assertEqual((file, "[CommonAppDataFolder]postwarden"), (files[searched[found]], folders[searched[found]]))
+        self.assertLess(order["AppSearch"], order["CostInitialize"])
+
+    def test_the_service_has_its_restarts_privileges_and_quoted_path_before_it_starts(self):
+        order = self.order()
+        conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
+        self.assertEqual("&Service = 3", conditions["CompleteService"])  # at a repair too
+        self.assertLess(order["InstallServices"], order["CompleteService"])
+        self.assertLess(order["CompleteService"], order["StartServices"])
+
+    def test_custom_actions_run_the_installed_program_with_the_rights_of_the_system(self):
+        installed_program, in_script, no_impersonation, go_on_after_failure, in_rollback = 18, 1024, 2048, 64, 256
+        system = installed_program + in_script + no_impersonation
+        program, = [row["File"] for row in table("File") if row["FileName"] == "postwarden-configure.exe"]
+        self.assertEqual(
+            {("ConfigureService", system, program, 'service "[DATADIR]." "[PORT]" "[ENGINE]" "[#ServiceFile]"'),
+             ("ConfigureBroker", system, program, 'broker "[DATADIR]." "[PORT]"'),
+             ("CompleteService", system, program, 'complete-service "[#ServiceFile]" "[DATADIR]service.conf"'),
+             ("TakeServiceBack", system + in_rollback + go_on_after_failure, program, 'remove-service "[DATADIR]."'),
+             ("TakeBrokerBack", system + in_rollback + go_on_after_failure, program, 'remove-broker "[DATADIR]."'),
+             ("AwaitService", system + go_on_after_failure, program, 'await-end "[#ServiceFile]"'),
+             ("ForgetService", system + go_on_after_failure, program, 'remove-service "[DATADIR]."'),
+             ("ForgetBroker", system + go_on_after_failure, program, 'remove-broker "[DATADIR]."')},
+            {(row["Action"], int(row["Type"]), row["Source"], row["Target"]) for row in table("CustomAction")})
+
+    def test_only_administrators_change_the_configuration_and_the_service_its_log_alone(self):
+        lists = {row["LockObject"]: (row["Table"], row["SDDLText"]) for row in table("MsiLockPermissionsEx")}
+        # Protected from inheritance. System and administrators everything; users and the service read, or the service
+        # changes.
+        self.assertEqual({
+            "DATADIR": ("CreateFolder", "D:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)(A;OICI;0x1200a9;;;LS)"),
+            "LOGDIR": ("CreateFolder", "D:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1301bf;;;LS)")}, lists)
+        self.assertLessEqual({"DATADIR", "LOGDIR"}, {row["Directory_"] for row in table("CreateFolder")})
+
+    def test_both_kinds_of_access_lists_are_never_used_together(self):
+        tables = subprocess.run(["msiinfo", "tables", PACKAGE], capture_output=True, text=True, check=True).stdout.split()
+        self.assertNotIn("LockPermissions", tables)
+
+    def test_configuration_is_no_file_of_the_package(self):
+        """The installer would replace or remove it with the version that brought it."""
+        self.assertEqual(set(), {row["FileName"] for row in table("File")} & {"service.conf", "settings.json"})
+
+    def test_event_sources_have_their_messages(self):
+        sources = {}
+        for row in table("Registry"):
+            key, _, name = row["Key"].rpartition("\\")
+            if key.endswith("\\EventLog\\Application"):
+                sources.setdefault(name, {})[row["Name"]] = row["Value"]
+        self.assertEqual({"postwarden-service": {"EventMessageFile": "#%[#ServiceFile]", "TypesSupported": "#7"},
+                          "postwarden-broker": {"EventMessageFile": "#%[#BrokerFile]", "TypesSupported": "#7"}}, sources)
+
+    def test_the_broker_serves_both_kinds_of_apartments_and_reads_the_file_in_the_protected_folder(self):
+        values = {(row["Key"].split("\\")[-1], row["Name"]): row["Value"] for row in table("Registry")
+                  if row["Component_"] == "BrokerModule"}
+        self.assertEqual("Both", values["InprocServer32", "ThreadingModel"])
+        self.assertEqual("[#BrokerFile]", values["InprocServer32", ""])
+        self.assertEqual("[DATADIR]settings.json", values["Broker", "SettingsFile"])
 
     def test_a_component_without_files_creates_its_folder(self):
         with_files = {row["Component_"] for row in table("File")}

@@ -13,7 +13,6 @@ import json
 import pathlib
 import re
 import shutil
-import struct
 import subprocess
 import sys
 import tempfile
@@ -21,10 +20,12 @@ import unittest
 
 sys.dont_write_bytecode = True  # keeps the source tree unchanged
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "packaging"))
+
+from package_versions import make_package  # noqa: E402
 from wine_desk import WineDesk, difference, json_lines, windows_path  # noqa: E402
 
 WINDOWS = LINUX = SAMPLES = DESK = FOLDER = None
-SOURCES = pathlib.Path(__file__).resolve().parents[3]
 
 PROG_ID = "QDMailProtect.Connect"
 CLASS = "{73701B94-160C-49E1-91DF-B8CEAAD06DC1}"
@@ -196,7 +197,9 @@ class Package(Machine):
         return {**addin_keys(), **class_keys(path), **library_keys(path), **switch}
 
     def install(self, package, *properties):
-        self.assertEqual(0, DESK.install("/i", package, *properties))
+        """Installs the add-in only, unless the properties choose the features."""
+        chosen = any(name.startswith(("ADDLOCAL=", "REINSTALL=")) for name in properties)
+        self.assertEqual(0, DESK.install("/i", package, *properties, *([] if chosen else ["ADDLOCAL=AddIn"])))
         self.addCleanup(DESK.install, "/x", package)  # where the test has removed it there is nothing to do
 
     def remove(self, package):
@@ -233,7 +236,7 @@ class Package(Machine):
         self.assertIn("Morvelane Lab/postwarden/postwarden.dll", self.installed_files())
 
     def test_installs_the_german_texts_when_asked(self):
-        self.install(self.package, "ADDLOCAL=ALL")
+        self.install(self.package, "ADDLOCAL=AddIn,German")
         self.assertIn("Morvelane Lab/postwarden/postwarden_loc.dll", self.installed_files())
         message = FOLDER / "messages" / "25-condemned-body.msg"
         opened = json_lines(mailhost("--json", message).stdout)
@@ -263,22 +266,7 @@ class Package(Machine):
         self.assertEqual((self.entries(hardened=False), {}), self.changes())
 
     def make_package(self, name, version):
-        """Makes a package of that version with a module that differs from the build's."""
-        folder = FOLDER / name
-        folder.mkdir(exist_ok=True)
-        for file in ("postwarden.wxs", "postwarden.dll", "postwarden_loc.dll"):
-            shutil.copy(WINDOWS / "packaging" / file, folder)
-        image = bytearray((folder / "postwarden.dll").read_bytes())
-        fixed = image.index(struct.pack("<I", 0xFEEF04BD))  # the fixed part of the version resource
-        major, minor, build = map(int, version.split("."))
-        struct.pack_into("<IIII", image, fixed + 8, *[major << 16 | minor, build << 16] * 2)
-        (folder / "postwarden.dll").write_bytes(image + name.encode())
-        package = folder / (name + ".msi")
-        subprocess.run(["wixl", "-a", "x64", "-D", "Version=" + version, "-o", package, "postwarden.wxs"], cwd=folder,
-                       check=True)
-        subprocess.run([SOURCES / "packaging/complete_package", package, "ModuleFile=" + str(folder / "postwarden.dll"),
-                        "GermanTextsFile=" + str(folder / "postwarden_loc.dll")], check=True)
-        return package
+        return make_package(WINDOWS / "packaging", FOLDER, name, version)
 
     def assert_only(self, package):
         """The only product is that of the package, with its own module and all entries."""

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "broker/access_rules.h"
+
+#include <filesystem>
+#include <string>
+
+namespace packaging {
+
+/// Makes the administrators the owner of a folder: any user can create one in the folder of the machine's program data,
+/// ahead of the installation. Without the right to do so nothing is changed.
+void give_to_administrators(const std::filesystem::path& folder) noexcept;
+
+/// Writes a file unless there is one, and a copy NAME.default beside it, which shows later whether it was changed. A
+/// file that `rules` refuse is not the administrators': it is renamed to NAME.refused, and replaced. Returns true if
+/// the file was written. Throws std::exception.
+bool write_unless_present(const std::filesystem::path& file, const std::string& text,
+                          const broker::access_rules& rules);
+
+/// Removes a file unless it was changed, its copy, and the one that was refused in its place. Files that cannot be
+/// removed remain.
+void remove_unless_changed(const std::filesystem::path& file) noexcept;
+
+/// Removes the files in a folder, and the folder if it is empty then. A link is removed itself, and not followed.
+void remove_logs(const std::filesystem::path& folder) noexcept;
+
+} // namespace packaging

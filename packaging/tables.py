@@ -1,0 +1,101 @@
+"""Rows of the installer that wixl cannot write."""
+
+# Only administrators change the configuration, which every user reads, and the service writes to the folder of its log
+# alone. Lists of objects are not inherited from the folder above, in which every user can create files.
+EVERYTHING, READ, CHANGE = "FA", "0x1200a9", "0x1301bf"
+SYSTEM, ADMINISTRATORS, USERS, LOCAL_SERVICE = "SY", "BA", "BU", "LS"
+
+
+def access_list(*entries):
+    return "D:PAI" + "".join(f"(A;OICI;{rights};;;{account})" for account, rights in entries)
+
+
+DATA_ACCESS = access_list((SYSTEM, EVERYTHING), (ADMINISTRATORS, EVERYTHING), (USERS, READ), (LOCAL_SERVICE, READ))
+LOG_ACCESS = access_list((SYSTEM, EVERYTHING), (ADMINISTRATORS, EVERYTHING), (LOCAL_SERVICE, CHANGE))
+
+EVENT_SOURCES = {"ServiceProgram": "ServiceFile", "BrokerModule": "BrokerFile"}
+FAILS_INSTALLATION = 0x8000  # msidbServiceInstallErrorControlVital
+
+# Kinds of custom actions: an installed program, run in the installation with the rights of the system.
+INSTALLED_PROGRAM = 18
+IN_SCRIPT, NO_IMPERSONATION, GO_ON_AFTER_FAILURE = 0x400, 0x800, 0x40
+CONFIGURE = INSTALLED_PROGRAM + IN_SCRIPT + NO_IMPERSONATION
+FORGET = CONFIGURE + GO_ON_AFTER_FAILURE
+IN_ROLLBACK = 0x100
+TAKE_BACK = FORGET + IN_ROLLBACK
+
+# Tables that wixl does not create: the columns with their types, of which the first is the key, and
+# the rows.
+TABLES = {
+    "MsiLockPermissionsEx": (
+        {"MsiLockPermissionsEx": "CHAR(72) NOT NULL", "LockObject": "CHAR(72) NOT NULL", "Table": "CHAR(32) NOT NULL",
+         "SDDLText": "LONGCHAR NOT NULL", "Condition": "LONGCHAR"},
+        [("DataAccess", "DATADIR", "CreateFolder", DATA_ACCESS, None),
+         ("LogAccess", "LOGDIR", "CreateFolder", LOG_ACCESS, None)]),
+}
+
+# Configuration that was there before: an installation that fails leaves it.
+SEARCHES = [("OPTIONSFILE", "OptionsFile", "service.conf"), ("SETTINGSFILE", "SettingsFile", "settings.json")]
+SEARCHED_FOLDER = "[CommonAppDataFolder]postwarden"
+
+ACTIONS = [
+    # The point keeps the backslash at the end of the folder from the quotation mark.
+    ("ConfigureService", CONFIGURE, "ConfigureFile", 'service "[DATADIR]." "[PORT]" "[ENGINE]" "[#ServiceFile]"'),
+    ("ConfigureBroker", CONFIGURE, "ConfigureFile", 'broker "[DATADIR]." "[PORT]"'),
+    # Restarts, privileges and identity are stored by the code of "postwarden-service install", and the path of the program
+    # gets quotation marks, which not every installer writes.
+    ("CompleteService", CONFIGURE, "ConfigureFile", 'complete-service "[#ServiceFile]" "[DATADIR]service.conf"'),
+    ("TakeServiceBack", TAKE_BACK, "ConfigureFile", 'remove-service "[DATADIR]."'),
+    ("TakeBrokerBack", TAKE_BACK, "ConfigureFile", 'remove-broker "[DATADIR]."'),
+    # A service has ended for the manager while its process still has its files.
+    ("AwaitService", FORGET, "ConfigureFile", 'await-end "[#ServiceFile]"'),
+    ("ForgetService", FORGET, "ConfigureFile", 'remove-service "[DATADIR]."'),
+    ("ForgetBroker", FORGET, "ConfigureFile", 'remove-broker "[DATADIR]."'),
+]
+
+# Behind the files and ahead of the service's start; behind the service's end and ahead of the files' removal.
+# A rollback undoes what follows the actions for it.
+SEQUENCE = [
+    ("AwaitService", "&Service = 2", 3390),
+    ("ForgetService", "&Service = 2 AND NOT UPGRADINGPRODUCTCODE", 3400),
+    ("ForgetBroker", "&Broker = 2 AND NOT UPGRADINGPRODUCTCODE", 3410),
+    ("AppSearch", None, 50),
+    ("TakeServiceBack", "&Service = 3 AND NOT OPTIONSFILE", 5680),
+    ("TakeBrokerBack", "&Broker = 3 AND NOT SETTINGSFILE", 5690),
+    ("ConfigureService", "&Service = 3", 5700),
+    ("ConfigureBroker", "&Broker = 3", 5710),
+    ("CompleteService", "&Service = 3", 5840),
+]
+
+
+def literal(value):
+    return str(value) if isinstance(value, int) else f"'{value}'"
+
+
+def insertion(table, columns, row):
+    """Leaves out the columns without a value."""
+    given = [(column, value) for column, value in zip(columns, row, strict=True) if value is not None]
+    names = ", ".join(f"`{column}`" for column, _ in given)
+    return f"INSERT INTO `{table}` ({names}) VALUES ({', '.join(literal(value) for _, value in given)})"
+
+
+def queries():
+    """Returns the statements that add the rows to a package."""
+    statements = []
+    for table, (columns, rows) in TABLES.items():
+        types = ", ".join(f"`{column}` {kind}" for column, kind in columns.items())
+        statements.append(f"CREATE TABLE `{table}` ({types} PRIMARY KEY `{next(iter(columns))}`)")
+        statements += [insertion(table, columns, row) for row in rows]
+    statements.append("CREATE TABLE `DrLocator` (`Signature_` CHAR(72) NOT NULL, `Parent` CHAR(72), `Path` CHAR(255), "
+                      "`Depth` SHORT PRIMARY KEY `Signature_`, `Parent`, `Path`)")
+    for found, signature, file in SEARCHES:
+        statements += [insertion("Signature", ("Signature", "FileName"), (signature, file)),
+                       insertion("DrLocator", ("Signature_", "Path", "Depth"), (signature, SEARCHED_FOLDER, 0)),
+                       insertion("AppSearch", ("Property", "Signature_"), (found, signature))]
+    statements += [insertion("CustomAction", ("Action", "Type", "Source", "Target"), row) for row in ACTIONS]
+    statements += [insertion("InstallExecuteSequence", ("Action", "Condition", "Sequence"), row) for row in SEQUENCE]
+    # wixl writes a text where the type is "expandable".
+    statements += [f"UPDATE `Registry` SET `Value` = '#%[#{file}]' WHERE `Name` = 'EventMessageFile' AND "
+                   f"`Component_` = '{component}'" for component, file in EVENT_SOURCES.items()]
+    statements.append(f"UPDATE `ServiceInstall` SET `ErrorControl` = {FAILS_INSTALLATION + 1}")
+    return statements
