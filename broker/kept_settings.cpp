@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace broker {
@@ -14,6 +15,30 @@ namespace broker {
 namespace {
 
 constexpr std::size_t longest_reason = 500; // a record of the event log is short, and the text may quote the file
+
+constexpr int deepest = 16; // the settings themselves have 6
+
+/// Returns how deep the objects and arrays of a JSON text are nested.
+int nesting_of(const std::string& text)
+{
+    int depth = 0;
+    int most = 0;
+    bool quoted = false;
+    bool escaped = false;
+    for (const char one : text) {
+        if (quoted) {
+            quoted = escaped || one != '"';
+            escaped = !escaped && one == '\\';
+        } else if (one == '"') {
+            quoted = true;
+        } else if (one == '{' || one == '[') {
+            most = std::max(most, ++depth);
+        } else if (one == '}' || one == ']') {
+            --depth;
+        }
+    }
+    return most;
+}
 
 std::wstring shown(const std::string& reason)
 {
@@ -45,6 +70,9 @@ std::optional<std::vector<std::uint8_t>> kept_settings::current()
     try {
         const contents found = read_();
         path = found.path;
+        if (nesting_of(found.text) > deepest) {
+            throw host::settings_file_error("nested too deeply");
+        }
         last_good_ = host::settings_bytes_of_json(found.text);
         if (!complaint_.empty()) {
             complaint_.clear();

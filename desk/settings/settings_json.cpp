@@ -10,17 +10,13 @@ namespace DOVA::Settings {
 namespace {
 
 constexpr int indentation = 2;
-constexpr int deepest = 16; // the record itself has 5
 
-/// Detects names that occur twice in one object, and nesting that no settings have, which the parser accepts.
-class ParseWatch
+/// Detects names that occur twice in one object, which the parser accepts.
+class NameWatch
 {
 public:
-    bool operator()(int depth, nlohmann::json::parse_event_t event, const nlohmann::json& parsed)
+    bool operator()(nlohmann::json::parse_event_t event, const nlohmann::json& parsed)
     {
-        if (depth > deepest) {
-            throw SettingsJsonError("nested too deeply");
-        }
         switch (event) {
         case nlohmann::json::parse_event_t::object_start:
             open_.emplace_back();
@@ -62,9 +58,10 @@ private:
 nlohmann::json Parse(std::string_view text)
 {
     try {
-        ParseWatch watch;
-        return nlohmann::json::parse(text, [&watch](int depth, nlohmann::json::parse_event_t event,
-                                                    nlohmann::json& parsed) { return watch(depth, event, parsed); });
+        NameWatch watch;
+        return nlohmann::json::parse(text, [&watch](int, nlohmann::json::parse_event_t event, nlohmann::json& parsed) {
+            return watch(event, parsed);
+        });
     } catch (const nlohmann::json::parse_error& error) {
         const std::string told =
             error.what(); // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."

@@ -22,8 +22,8 @@ public:
 [[nodiscard]] std::string JsonFromSettings(const WebTrafficMonitorSettings& settings);
 
 /// Parses that form. Missing fields and parts take their defaults. "effective" must have the right type and is
-/// otherwise ignored, since it follows from the other parts. Unknown names, duplicate names, wrong types, numbers out
-/// of range and nesting deeper than 16 throw SettingsJsonError.
+/// otherwise ignored, since it follows from the other parts. Unknown names, duplicate names, wrong types and numbers
+/// out of range throw SettingsJsonError.
 [[nodiscard]] WebTrafficMonitorSettings SettingsFromJson(std::string_view json);
 
 /// One setting as text; lists and records in compact JSON.

@@ -123,6 +123,20 @@ TEST_F(KeptSettings, AreNotThoseOfABlob)
     EXPECT_EQ(events.records()[0].id, broker_event_invalid);
 }
 
+TEST_F(KeptSettings, AreNotNestedDeeply)
+{
+    const auto nested = [](int depth) {
+        return R"({"Uri": {"value": ")" + std::string(100, '[') + R"(\"[", "default": )" + std::string(depth, '[') +
+               std::string(depth, ']') + "}}";
+    };
+    write(nested(14));
+    EXPECT_EQ(port(), std::nullopt);
+    write(nested(15));
+    EXPECT_EQ(port(), std::nullopt);
+    EXPECT_EQ(events.records(), (std::vector{error(broker_event_invalid, L"file: Uri.default: must be a text", none),
+                                             error(broker_event_invalid, L"file: nested too deeply", none)}));
+}
+
 TEST_F(KeptSettings, AreReportedInShortWhenTheirTextIsLong)
 {
     write("{\"" + std::string(100000, 'x') + "\": 1}");

@@ -159,16 +159,6 @@ TEST(SettingsJson, RefusesNamesThatStandTwice)
     EXPECT_EQ("", Refusal(R"({"Uri": {"value": "a"}, "ExtProxyServerAddress": {"value": "b"}})"));
 }
 
-TEST(SettingsJson, RefusesNestingThatNoSettingsHave)
-{
-    const auto nested = [](int depth) {
-        return R"({"ExcludedAddresses": {"value": )" + std::string(depth, '[') + std::string(depth, ']') + "}}";
-    };
-    EXPECT_EQ("ExcludedAddresses.value[0]: must be a text", Refusal(nested(14)));
-    EXPECT_EQ("nested too deeply", Refusal(nested(15)));
-    EXPECT_EQ("nested too deeply", Refusal(nested(1000000)));
-}
-
 TEST(SettingsJson, RefusesWhatIsNoJsonWithTheLine)
 {
     EXPECT_THAT(Refusal(""), StartsWith("line 1, column 1: "));
