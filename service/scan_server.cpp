@@ -165,7 +165,7 @@ service_figures scan_server::implementation::figures()
     const settings_pointer settings = settings_.get();
     engine_state state = settings->engine->tag.state();
     if (state.parts.empty()) {
-        state.parts.push_back({std::string(settings->engine->engine->name()), state.fault.empty()});
+        state.parts.push_back({std::string(settings->engine->engine->name()), state.fault.empty(), state.version});
     }
     const auto cache = settings->engine->cache.numbers();
     return {connections(),          scans.waiting, scans.running, bodies_.used(),

@@ -169,7 +169,8 @@ engine_state clamd_engine::probe(stop_token stop)
     if (fault.empty()) {
         identity_ = answer;
     }
-    return {identity_, fault};
+    const std::string version = identity_ == name() ? std::string() : identity_;
+    return {identity_, fault, {}, {}, {version, clamd_signatures_time(version)}};
 }
 
 } // namespace service

@@ -1,6 +1,49 @@
 #include "service/engine/clamd_reply.h"
 
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <locale>
+#include <sstream>
+
 namespace service {
+
+namespace {
+
+constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+/// Reads a time such as "Mon Sep 16 08:30:00 2024", in the zone of this machine.
+std::optional<std::int64_t> local_time(std::string_view text)
+{
+    constexpr int first_year = 1900;
+    std::istringstream input{std::string(text)};
+    input.imbue(std::locale::classic());
+    std::string day_name;
+    std::string month;
+    char colon = 0;
+    char second_colon = 0;
+    std::tm time{};
+    input >> day_name >> month >> time.tm_mday >> time.tm_hour >> colon >> time.tm_min >> second_colon >> time.tm_sec >>
+        time.tm_year;
+    const auto* const place = std::find(months.begin(), months.end(), month);
+    if (!input || colon != ':' || second_colon != ':' || place == months.end()) {
+        return {};
+    }
+    time.tm_mon = static_cast<int>(place - months.begin());
+    time.tm_year -= first_year;
+    time.tm_isdst = -1;
+    const std::time_t seconds = std::mktime(&time);
+    return seconds > 0 ? std::optional<std::int64_t>(seconds) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<std::int64_t> clamd_signatures_time(std::string_view version)
+{
+    const std::size_t place = version.rfind('/');
+    return place == std::string_view::npos ? std::nullopt : local_time(version.substr(place + 1));
+}
 
 verdict read_clamd_reply(std::string_view reply)
 {

@@ -44,7 +44,7 @@ std::vector<engine_part> parts_of(const engine_list& engines, const std::vector<
     std::vector<engine_part> parts;
     for (std::size_t i = 0; i < engines.size(); ++i) {
         if (states[i].parts.empty()) {
-            parts.push_back({std::string(engines[i]->name()), states[i].fault.empty()});
+            parts.push_back({std::string(engines[i]->name()), states[i].fault.empty(), states[i].version});
         } else {
             parts.insert(parts.end(), states[i].parts.begin(), states[i].parts.end());
         }

@@ -201,7 +201,7 @@ engine_state icap_engine::probe(stop_token stop)
     if (asks) {
         fault_ = fault;
     }
-    return {tag_.empty() ? url_.service : url_.service + " " + tag_, fault_};
+    return {tag_.empty() ? url_.service : url_.service + " " + tag_, fault_, {}, {}, {tag_, {}}};
 }
 
 } // namespace service

@@ -70,11 +70,19 @@ public:
     virtual ~object_scan() = default;
 };
 
+/// By what an engine judges.
+struct engine_version
+{
+    std::string text{};                       ///< as the engine reports it, without an address; empty if not known
+    std::optional<std::int64_t> signatures{}; ///< when the signatures were made, in seconds since 1970, if known
+};
+
 /// One of the engines of which an engine consists.
 struct engine_part
 {
     std::string name;
     bool works = false; ///< at the last probe
+    engine_version version{};
 };
 
 /// The result of a probe of an engine.
@@ -84,6 +92,7 @@ struct engine_state
     std::string fault;    ///< why the engine cannot judge at present; empty if it can
     std::string remark{}; ///< which parts of the engine cannot be reached while others judge in their place, and why
     std::vector<engine_part> parts{}; ///< empty for an engine that does not consist of others
+    engine_version version{};         ///< of an engine that does not consist of others
 };
 
 /// Judges objects. All functions are thread-safe.

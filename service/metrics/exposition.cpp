@@ -112,12 +112,28 @@ void add_requests(writer& out, const service_metrics& metrics)
     }
 }
 
+std::string engine_labels(const std::vector<engine_part>& engines, std::size_t place)
+{
+    return label("engine", engines[place].name) + "," + label("number", std::to_string(place + 1));
+}
+
 void add_engines(writer& out, const std::vector<engine_part>& engines)
 {
     out.begin("engine_up", "gauge", "Whether the engine could judge at its last probe.");
     for (std::size_t i = 0; i < engines.size(); ++i) {
-        const std::string labels = label("engine", engines[i].name) + "," + label("number", std::to_string(i + 1));
-        out.sample("", labels, engines[i].works ? "1" : "0");
+        out.sample("", engine_labels(engines, i), engines[i].works ? "1" : "0");
+    }
+    out.begin("engine_info", "gauge", "1 for the version that the engine reported last.");
+    for (std::size_t i = 0; i < engines.size(); ++i) {
+        if (const std::string& version = engines[i].version.text; !version.empty()) {
+            out.sample("", engine_labels(engines, i) + "," + label("version", version), "1");
+        }
+    }
+    out.begin("engine_signatures_timestamp_seconds", "gauge", "When the signatures of the engine were made.");
+    for (std::size_t i = 0; i < engines.size(); ++i) {
+        if (const auto made = engines[i].version.signatures) {
+            out.sample("", engine_labels(engines, i), std::to_string(*made));
+        }
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -28,6 +30,24 @@ TEST(clamd_reply, names_what_was_found)
     const verdict odd = read_clamd_reply("stream: a name FOUND FOUND");
     ASSERT_TRUE(std::holds_alternative<blocked_verdict>(odd));
     EXPECT_EQ(std::get<blocked_verdict>(odd).threat, "a name FOUND");
+}
+
+TEST(clamd_reply, contains_the_time_of_the_signatures)
+{
+    std::tm time{};
+    time.tm_year = 124;
+    time.tm_mon = 8;
+    time.tm_mday = 6;
+    time.tm_hour = 8;
+    time.tm_min = 30;
+    time.tm_sec = 5;
+    time.tm_isdst = -1;
+    EXPECT_EQ(clamd_signatures_time("ClamAV 1.4.1/27400/Fri Sep  6 08:30:05 2024"), std::mktime(&time));
+    for (const std::string_view text :
+         {"", "ClamAV 1.4.1", "ClamAV 1.4.1/27400/", "ClamAV 1.4.1/27400/Fri Sep  6", "V/1/Fri Sup  6 08:30:05 2024",
+          "V/1/Fri Sep  6 08.30:05 2024", "V/1/Fri Sep  6 08:30:05", "V/1/Fri Sep  6 08:30:05 1901"}) {
+        EXPECT_EQ(clamd_signatures_time(text), std::nullopt) << text;
+    }
 }
 
 TEST(clamd_reply, is_an_error_in_every_other_case)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -46,6 +47,24 @@ TEST(exposition, contains_what_was_counted)
     for (const auto& [series, value] : values) {
         EXPECT_EQ(read.at("postwarden_service_" + series), value) << series;
     }
+}
+
+TEST(exposition, contains_versions_of_engines_that_are_known)
+{
+    const auto read = test::exposition_reader::read(service::exposition(
+        {},
+        {0, 0, 0, {{"builtin", true}, {"icap", true, {"\"tag\"", {}}}, {"clamd", false, {"V/1/then", 1726475400}}}}));
+    std::map<std::string, double> known;
+    for (const auto& [series, value] : read) {
+        if (series.find("engine_info") != std::string::npos || series.find("engine_signatures") != std::string::npos) {
+            known.emplace(series, value);
+        }
+    }
+    const std::map<std::string, double> expected{
+        {"postwarden_service_engine_info{engine=\"icap\",number=\"2\",version=\"\"tag\"\"}", 1},
+        {"postwarden_service_engine_info{engine=\"clamd\",number=\"3\",version=\"V/1/then\"}", 1},
+        {"postwarden_service_engine_signatures_timestamp_seconds{engine=\"clamd\",number=\"3\"}", 1726475400}};
+    EXPECT_EQ(known, expected);
 }
 
 TEST(exposition, escapes_the_values_of_labels)
