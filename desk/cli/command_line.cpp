@@ -3,6 +3,7 @@
 #include "desk/cli/open_command.h"
 #include "desk/cli/scan_command.h"
 #include "desk/cli/settings_command.h"
+#include "doctor/doctor_command.h"
 #include "service/help_layout.h"
 #include "service/program_version.h"
 
@@ -11,6 +12,7 @@
 #include <exception>
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace host {
 
@@ -48,6 +50,8 @@ exchange fails counts as clean; so does an object that is shorter than the previ
 
 Exit status: 0 all scanned, 1 what was repaired could not be written, 2 the command line is wrong, 3 a file
 could not be read or is not what its kind asks for, 4 no service, or it gave no answer.)";
+
+constexpr const char* doctor_name = "doctor";
 
 void add_mail_options(CLI::App& command, mail_options& mail)
 {
@@ -95,6 +99,12 @@ CLI::App* add_scan(CLI::App& app, scan_options& options)
     return command;
 }
 
+/// Only for the list of subcommands: the command has exit statuses of its own, also for an invalid command line.
+void add_doctor(CLI::App& app)
+{
+    app.add_subcommand(doctor_name, "Examine whether this machine is protected");
+}
+
 exit_status wrong_usage(const console& where, const std::string& why)
 {
     report(where, "command line", why + "; --help tells more");
@@ -116,6 +126,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
     const CLI::App* open = add_open(app, to_open, mail);
     const CLI::App* scan = add_scan(app, to_scan);
     const CLI::App* with_settings = add_settings(app, settings);
+    add_doctor(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& told) { // help and version
@@ -142,13 +153,16 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
 
 } // namespace
 
-exit_status run(int argc, const char* const* argv, const console& where)
+int run(int argc, const char* const* argv, const console& where)
 {
+    if (argc > 1 && argv[1] == std::string_view(doctor_name)) {
+        return doctor::run({argv + 2, argv + argc}, "postwarden doctor", POSTWARDEN_VERSION, where);
+    }
     try {
-        return run_unguarded(argc, argv, where);
+        return static_cast<int>(run_unguarded(argc, argv, where));
     } catch (const std::exception& failure) {
         report(where, "failed", failure.what());
-        return exit_status::failed;
+        return static_cast<int>(exit_status::failed);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "desk/cli/command_line.h"
+#include "doctor/bounded_step.h"
 
+#include <cstdlib>
 #include <iostream>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -21,5 +23,9 @@ std::size_t terminal_width()
 int main(int argc, char** argv)
 {
     const host::console where{std::cout, std::cerr, isatty(STDERR_FILENO) != 0, terminal_width()};
-    return static_cast<int>(host::run(argc, argv, where));
+    const int status = host::run(argc, argv, where);
+    if (doctor::is_step_left_behind()) {
+        std::_Exit(status);
+    }
+    return status;
 }

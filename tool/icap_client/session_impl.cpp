@@ -190,4 +190,10 @@ std::string session_impl::threat() const
     return threat_;
 }
 
+std::vector<std::string> session_impl::methods() const
+{
+    const std::lock_guard guard(answer_lock_);
+    return methods_;
+}
+
 } // namespace icap::client

@@ -111,6 +111,8 @@ public:
     [[nodiscard]] std::string istag() const;
     /// Returns the threat of the last blocked answer.
     [[nodiscard]] std::string threat() const;
+    /// Returns the methods that the service listed in its answer to OPTIONS.
+    [[nodiscard]] std::vector<std::string> methods() const;
     /// Returns true if the service has given a verdict on the current or last scan. Any thread may ask.
     [[nodiscard]] bool answered() const noexcept { return answered_; }
     /// Returns the size of the preview that the service asks for, in bytes.
@@ -191,7 +193,7 @@ private:
     icap::client::processor processor_;
     tpl::event reply_event_;           ///< signalled by every answer that ends a wait
     std::string istag_;                ///< under answer_lock_
-    std::vector<std::string> methods_; ///< kept for diagnosis; under answer_lock_
+    std::vector<std::string> methods_; ///< under answer_lock_
     std::atomic<std::uint32_t> preview_size_{0};
     std::atomic<ScanResult> result_{ScanResult::Clean};
     std::atomic<bool> answered_{false};                      ///< a verdict came since the start of the last scan

@@ -44,7 +44,7 @@ inline command_result command(const std::vector<std::string>& arguments, bool sh
     std::ostringstream err;
     command_result result;
     const console where{out, err, shows_progress, 100};
-    result.status = static_cast<int>(run(static_cast<int>(pointers.size()), pointers.data(), where));
+    result.status = run(static_cast<int>(pointers.size()), pointers.data(), where);
     result.out = out.str();
     result.err = err.str();
     return result;
