@@ -1,6 +1,7 @@
 #include "doctor/addin_rows.h"
 
 #include "doctor/addin_keys.h"
+#include "tool/system/ascii.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -32,24 +33,13 @@ std::string joined(std::string_view key, std::string_view version, std::string_v
     return std::string(key).append("\\").append(version).append("\\Outlook").append(rest);
 }
 
-char lower(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool same_name(std::string_view left, std::string_view right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return lower(a) == lower(b); });
-}
-
 /// Returns true if UTF-16 text in the bytes contains an ASCII text, in either case. The text may begin at any byte.
 bool contains_text(const std::vector<std::uint8_t>& bytes, std::string_view text)
 {
     for (std::size_t place = 0; place + 2 * text.size() <= bytes.size(); ++place) {
         std::size_t same = 0;
         while (same < text.size() && bytes[place + 2 * same + 1] == 0 &&
-               lower(static_cast<char>(bytes[place + 2 * same])) == lower(text[same])) {
+               winapi::ascii_lower(static_cast<char>(bytes[place + 2 * same])) == winapi::ascii_lower(text[same])) {
             ++same;
         }
         if (same == text.size()) {
@@ -64,7 +54,7 @@ bool is_listed(registry_view& registry, const std::string& key)
 {
     const auto entries = registry.values(hive::user, key);
     return std::any_of(entries.begin(), entries.end(), [](const registry_value& entry) {
-        return same_name(entry.name, addin_name) || contains_text(entry.bytes, addin_name) ||
+        return winapi::same_no_case(entry.name, addin_name) || contains_text(entry.bytes, addin_name) ||
                contains_text(entry.bytes, module_name);
     });
 }
@@ -107,7 +97,7 @@ std::optional<machine_type> client_machine(registry_view& registry, program_file
         for (const std::string& version : versions_below(registry, hive::machine, key)) {
             const auto bitness = registry.text(hive::machine, joined(key, version, ""), "Bitness");
             if (bitness) {
-                return same_name(*bitness, "x64") ? machine_type::x64 : machine_type::x86;
+                return winapi::same_no_case(*bitness, "x64") ? machine_type::x64 : machine_type::x86;
             }
         }
     }
@@ -143,7 +133,7 @@ finding addin_of_user(registry_view& registry)
     }
     const auto of_user = registry.text(hive::user, class_key, "");
     const auto of_machine = registry.text(hive::machine, class_key, "");
-    if (of_user && of_machine && !same_name(*of_user, *of_machine)) {
+    if (of_user && of_machine && !winapi::same_no_case(*of_user, *of_machine)) {
         return warning("a module of the current user takes the place of the machine's: " + *of_user,
                        "Remove it by regsvr32 /u /n /i:user, unless it is meant to be tried.");
     }

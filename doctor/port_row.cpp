@@ -1,6 +1,9 @@
 #include "doctor/port_row.h"
 
+#include "tool/system/ascii.h"
+
 #include <exception>
+#include <string_view>
 
 namespace doctor {
 
@@ -11,8 +14,10 @@ std::string bare_name(std::string program)
 {
     const std::size_t place = program.find_last_of("/\\");
     program.erase(0, place == std::string::npos ? 0 : place + 1);
-    if (program.ends_with(".exe") || program.ends_with(".EXE")) {
-        program.resize(program.size() - 4);
+    constexpr std::string_view ending = ".exe";
+    if (program.size() > ending.size() &&
+        winapi::same_no_case(std::string_view(program).substr(program.size() - ending.size()), ending)) {
+        program.resize(program.size() - ending.size());
     }
     return program;
 }
