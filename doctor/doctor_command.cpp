@@ -6,6 +6,7 @@
 #include "doctor/port_row.h"
 #include "doctor/report.h"
 #include "doctor/scan_rows.h"
+#include "service/help_layout.h"
 
 #include <CLI/CLI.hpp>
 
@@ -25,8 +26,6 @@ antivirus test file over ICAP, as the mail add-in does.
 
 Exit status: 0 all ok, 1 a warning, 2 a row failed, 3 nothing was examined,
 such as after an invalid command line.)";
-
-constexpr std::size_t help_columns = 80;
 
 void add_options(CLI::App& app, doctor_options& options)
 {
@@ -115,9 +114,9 @@ int run_unguarded(const std::vector<std::string>& arguments, const std::string& 
 {
     CLI::App app("Examines whether this machine is protected.", name);
     doctor_options options;
-    app.set_version_flag("--version", name + " " + version);
+    app.set_version_flag("--version", name + " " + version, "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
-    app.get_formatter()->column_width(help_columns / 3);
+    app.formatter(service::help_layout());
     app.footer(footer);
     add_options(app, options);
     try {

@@ -156,7 +156,8 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
 int run(int argc, const char* const* argv, const console& where)
 {
     if (argc > 1 && argv[1] == std::string_view(doctor_name)) {
-        return doctor::run({argv + 2, argv + argc}, "postwarden doctor", POSTWARDEN_VERSION, where);
+        return doctor::run({argv + 2, argv + argc}, "postwarden doctor", std::string(service::program_version()),
+                           where);
     }
     try {
         return static_cast<int>(run_unguarded(argc, argv, where));

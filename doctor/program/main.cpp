@@ -1,5 +1,6 @@
 #include "doctor/bounded_step.h"
 #include "doctor/doctor_command.h"
+#include "service/program_version.h"
 #include "tool/system/conversions.h"
 
 #include <windows.h>
@@ -29,7 +30,7 @@ int wmain(int argc, wchar_t** argv)
         arguments.push_back(winapi::conv_to_char(argv[i], winapi::code_page_utf8));
     }
     const host::console where{std::cout, std::cerr, false, terminal_width(), "postwarden-doctor"};
-    const int status = doctor::run(arguments, "postwarden-doctor", POSTWARDEN_VERSION, where);
+    const int status = doctor::run(arguments, "postwarden-doctor", std::string(service::program_version()), where);
     if (doctor::is_step_left_behind()) {
         std::_Exit(status);
     }

@@ -52,8 +52,11 @@ TEST(exposition, contains_what_was_counted)
 TEST(exposition, contains_versions_of_engines_that_are_known)
 {
     const auto read = test::exposition_reader::read(service::exposition(
-        {},
-        {0, 0, 0, {{"builtin", true}, {"icap", true, {"\"tag\"", {}}}, {"clamd", false, {"V/1/then", 1726475400}}}}));
+        {}, {0,
+             0,
+             0,
+             0,
+             {{"builtin", true}, {"icap", true, {"\"tag\"", {}}}, {"clamd", false, {"V/1/then", 1726475400}}}}));
     std::map<std::string, double> known;
     for (const auto& [series, value] : read) {
         if (series.find("engine_info") != std::string::npos || series.find("engine_signatures") != std::string::npos) {
