@@ -204,8 +204,9 @@ finding addin_module(registry_view& registry, program_files& files, const std::s
                       "Register the 64-bit module of the installer.");
     }
     const std::string found = path + ", version " + (file.version.empty() ? "unknown" : file.version);
-    if (file.version != version && file.version != version + ".0") {
-        return warning(found + "; this program has version " + version,
+    const std::string number = version.substr(0, version.find(' ')); // without the commit
+    if (file.version != number && file.version != number + ".0") {
+        return warning(found + "; this program has version " + number,
                        "Install add-in, service and this program from the same package.");
     }
     return ok(found);

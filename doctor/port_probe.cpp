@@ -102,7 +102,8 @@ std::string loopback_address(const std::string& host)
     }
     error_code error;
     const auto address = asio::ip::make_address_v4(host, error);
-    if (error || !address.is_loopback()) {
+    // Windows reads an address with a port, too.
+    if (error || host.find_first_not_of("0123456789.") != std::string::npos || !address.is_loopback()) {
         throw std::invalid_argument("'" + host + "' is no loopback address: the mail add-in asks this machine only");
     }
     return address.to_string();

@@ -52,7 +52,7 @@ std::vector<std::string> system_registry::subkeys(hive root, const std::string& 
 
 std::optional<std::string> system_registry::text(hive root, const std::string& path, const std::string& name)
 {
-    constexpr DWORD types = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ;
+    constexpr DWORD types = RRF_RT_REG_SZ; // of one with variables, too: they are expanded
     const winapi::registry_handle key = open(root, path);
     DWORD size = 0;
     const std::wstring wide_name = wide(name);
