@@ -18,6 +18,13 @@ std::string from_latin1(std::string_view bytes)
     return text;
 }
 
+bool is_control(char32_t character)
+{
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+} // namespace
+
 bool is_utf8(std::string_view text)
 {
     while (!text.empty()) {
@@ -29,13 +36,6 @@ bool is_utf8(std::string_view text)
     }
     return true;
 }
-
-bool is_control(char32_t character)
-{
-    return character < 0x20 || (character >= 0x7F && character < 0xA0);
-}
-
-} // namespace
 
 std::optional<std::string> from_base64(std::string_view text)
 {

@@ -10,6 +10,9 @@ namespace service {
 /// Decodes padded Base64 without line breaks. Returns nullopt for any other text.
 [[nodiscard]] std::optional<std::string> from_base64(std::string_view text);
 
+/// Returns true if the text is valid UTF-8, as an empty one is.
+[[nodiscard]] bool is_utf8(std::string_view text);
+
 /// Returns valid UTF-8 unchanged, and any other text decoded as Latin-1.
 [[nodiscard]] std::string valid_utf8(std::string_view bytes);
 

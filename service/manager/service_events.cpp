@@ -1,8 +1,8 @@
 #include "service/manager/service_events.h"
 
+#include "service/safe_text.h"
 #include "service_messages/service_messages.h"
 #include "tool/system/conversions.h"
-#include "tool/system/utf.h"
 
 #include <windows.h>
 
@@ -14,22 +14,10 @@ namespace {
 
 using events::severity;
 
-bool is_utf8(std::string_view text)
-{
-    while (!text.empty()) {
-        const auto next = winapi::utf::first_code_point(text);
-        if (!next.valid) {
-            return false;
-        }
-        text.remove_prefix(next.size);
-    }
-    return true;
-}
-
 /// Texts of the system are in the ANSI code page, others in UTF-8.
 std::wstring wide(std::string_view text)
 {
-    return winapi::conv_to_wide(text, is_utf8(text) ? winapi::code_page_utf8 : winapi::code_page_ansi);
+    return winapi::conv_to_wide(text, service::is_utf8(text) ? winapi::code_page_utf8 : winapi::code_page_ansi);
 }
 
 } // namespace
