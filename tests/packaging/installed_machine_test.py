@@ -28,7 +28,7 @@ sys.dont_write_bytecode = True  # keeps the source tree unchanged
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "client/mailhost"))
 
 from package_versions import make_package  # noqa: E402
-from wine_desk import WineDesk, difference, json_lines, windows_path  # noqa: E402
+from wine_desk import WineDesk, difference, json_lines, report, windows_path  # noqa: E402
 
 WINDOWS = LINUX = SAMPLES = DESK = FOLDER = None
 
@@ -277,11 +277,7 @@ def main():
         result = run_tests()
     finally:
         DESK.stop()
-    passed = result.testsRun - len(result.failures) - len(result.errors)
-    print(f"[  PASSED  ] {passed} tests.")
-    if not result.wasSuccessful():
-        print(f" {result.testsRun - passed} FAILED TESTS")
-        sys.exit(1)
+    report(result)
 
 
 if __name__ == "__main__":

@@ -153,3 +153,12 @@ def difference(before, after):
 
 def json_lines(text):
     return [json.loads(line) for line in text.splitlines() if line.startswith("{")]
+
+
+def report(result):
+    """Prints the numbers of a unittest result as the other test programs do, and ends with status 1 after a failure."""
+    failed = len({test.id() for test, _ in result.failures + result.errors})
+    print(f"[  PASSED  ] {result.testsRun - failed} tests.")
+    if not result.wasSuccessful():
+        print(f" {failed} FAILED TESTS")
+        sys.exit(1)

@@ -22,7 +22,7 @@ import unittest
 sys.dont_write_bytecode = True  # keeps the source tree unchanged
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "client/mailhost"))
 
-from wine_desk import WAIT, WineDesk, difference, windows_path  # noqa: E402
+from wine_desk import WAIT, WineDesk, difference, report, windows_path  # noqa: E402
 
 WINDOWS = DESK = TRACE = None
 SERVICES = "system\\currentcontrolset\\services"
@@ -250,11 +250,7 @@ def main():
         result = unittest.TextTestRunner(verbosity=2).run(tests)
     finally:
         DESK.stop()
-    passed = result.testsRun - len({test.id() for test, _ in result.failures + result.errors})
-    print(f"[  PASSED  ] {passed} tests.")
-    if not result.wasSuccessful():
-        print(f" {result.testsRun - passed} FAILED TESTS")
-        sys.exit(1)
+    report(result)
 
 
 if __name__ == "__main__":
