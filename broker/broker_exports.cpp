@@ -23,15 +23,7 @@ HRESULT WINAPI DllCanUnloadNow()
 
 HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object)
 {
-    if (!object) {
-        return E_POINTER;
-    }
-    *object = nullptr;
-    if (class_id != broker::provider_class) {
-        return CLASS_E_CLASSNOTAVAILABLE;
-    }
-    return ComBorder("DllGetClassObject",
-                     [&] { return MakeCom<ClassFactory>(new_provider)->QueryInterface(iid, object); });
+    return GetOnlyClassObject(class_id, broker::provider_class, new_provider, iid, object);
 }
 
 HRESULT WINAPI DllRegisterServer()

@@ -36,15 +36,7 @@ HRESULT WINAPI DllCanUnloadNow()
 
 HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object)
 {
-    if (!object) {
-        return E_POINTER;
-    }
-    *object = nullptr;
-    if (class_id != host::security_layer_provider_id) {
-        return CLASS_E_CLASSNOTAVAILABLE;
-    }
-    return ComBorder("DllGetClassObject",
-                     [&] { return MakeCom<ClassFactory>(new_provider)->QueryInterface(iid, object); });
+    return GetOnlyClassObject(class_id, host::security_layer_provider_id, new_provider, iid, object);
 }
 
 HRESULT WINAPI DllRegisterServer()

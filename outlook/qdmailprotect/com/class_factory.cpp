@@ -28,3 +28,15 @@ HRESULT STDMETHODCALLTYPE ClassFactory::LockServer(BOOL lock)
     }
     return S_OK;
 }
+
+HRESULT GetOnlyClassObject(REFCLSID wanted, REFCLSID own, ClassFactory::Maker make, REFIID iid, void** object) noexcept
+{
+    if (!object) {
+        return E_POINTER;
+    }
+    *object = nullptr;
+    if (wanted != own) {
+        return CLASS_E_CLASSNOTAVAILABLE;
+    }
+    return ComBorder("DllGetClassObject", [&] { return MakeCom<ClassFactory>(make)->QueryInterface(iid, object); });
+}

@@ -25,3 +25,8 @@ private:
     ModuleReference module_;
     Maker make_;
 };
+
+/// What DllGetClassObject of a module with one class returns: a factory of the objects that `make` creates, or
+/// CLASS_E_CLASSNOTAVAILABLE if `wanted` is not `own`.
+[[nodiscard]] HRESULT GetOnlyClassObject(REFCLSID wanted, REFCLSID own, ClassFactory::Maker make, REFIID iid,
+                                         void** object) noexcept;

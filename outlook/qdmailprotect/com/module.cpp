@@ -12,15 +12,7 @@ HRESULT CQDMailProtectModule::CanUnloadNow() const noexcept
 
 HRESULT CQDMailProtectModule::GetClassObject(REFCLSID classId, REFIID iid, void** object) const noexcept
 {
-    if (!object) {
-        return E_POINTER;
-    }
-    *object = nullptr;
-    if (classId != CLSID_Connect) {
-        return CLASS_E_CLASSNOTAVAILABLE;
-    }
-    return ComBorder("DllGetClassObject",
-                     [&] { return MakeCom<ClassFactory>(makeConnect_)->QueryInterface(iid, object); });
+    return GetOnlyClassObject(classId, CLSID_Connect, makeConnect_, iid, object);
 }
 
 HRESULT CQDMailProtectModule::RegisterServer() const noexcept
