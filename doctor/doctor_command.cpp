@@ -1,12 +1,12 @@
 #include "doctor/doctor_command.h"
 
+#include "command/help_layout.h"
 #include "doctor/engine_row.h"
 #include "doctor/icap_scanner.h"
 #include "doctor/machine.h"
 #include "doctor/port_row.h"
 #include "doctor/report.h"
 #include "doctor/scan_rows.h"
-#include "service/help_layout.h"
 
 #include <CLI/CLI.hpp>
 
@@ -116,7 +116,7 @@ int run_unguarded(const std::vector<std::string>& arguments, const std::string& 
     doctor_options options;
     app.set_version_flag("--version", name + " " + version, "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
-    app.formatter(service::help_layout());
+    app.formatter(command::help_layout());
     app.footer(footer);
     add_options(app, options);
     try {

@@ -1,6 +1,6 @@
 #include "service/command_line.h"
 
-#include "service/help_layout.h"
+#include "command/help_layout.h"
 #include "service/log.h"
 
 #include <CLI/CLI.hpp>
@@ -226,7 +226,7 @@ void add_options(CLI::App& app, command_line& values)
 {
     values.server.probe_interval = usual_probe_interval;
     values.server.cache_entries = usual_cache_entries;
-    app.formatter(help_layout());
+    app.formatter(command::help_layout());
     app.set_help_flag("--help,-h", "Print this help and end");
     add_configuration_options(app, values);
     add_service_options(app, values.server);

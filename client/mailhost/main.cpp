@@ -1,12 +1,13 @@
 #include "client/mailhost/mailhost_command.h"
-#include "tool/system/conversions.h"
-
-#include <windows.h>
+#include "command/program_version.h"
+#include "desk/run/terminal.h"
+#include "desk/run/wide_arguments_windows.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
-#include <iostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -26,36 +27,11 @@ Exit status: 0 all opened, 1 something broke, 2 the command line is wrong, 3 a m
 are done), 4 no service at the port that was asked for (messages open unscanned then), 5 no add-in, or one that
 cannot be loaded or refuses to be connected, 6 an object that was handed to an add-in was never released.)";
 
-std::size_t terminal_width()
-{
-    constexpr std::size_t usual = 100;
-    CONSOLE_SCREEN_BUFFER_INFO info{};
-    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == 0) {
-        return usual;
-    }
-    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left) + 1;
-}
-
-bool is_terminal(DWORD handle)
-{
-    DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(handle), &mode) != 0;
-}
-
-std::vector<std::string> utf8_arguments(int argc, wchar_t** argv)
-{
-    std::vector<std::string> result;
-    result.reserve(static_cast<std::size_t>(argc));
-    for (int i = 0; i < argc; ++i) {
-        result.push_back(winapi::conv_to_char(argv[i], winapi::code_page_utf8));
-    }
-    return result;
-}
-
 host::exit_status run(const std::vector<std::string>& arguments, const host::console& where)
 {
     CLI::App app("Opens mail as the mail client would, with the add-ins that are registered for it.", "mailhost");
-    app.set_version_flag("--version", "mailhost " POSTWARDEN_VERSION);
+    app.set_version_flag("--version", "mailhost " + std::string(command::program_version()),
+                         "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
     app.allow_windows_style_options(false); // a path may begin with a slash
     host::mailhost_options options;
@@ -100,10 +76,9 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
 
 int wmain(int argc, wchar_t** argv)
 {
-    SetConsoleOutputCP(CP_UTF8);
-    const host::console where{std::cout, std::cerr, is_terminal(STD_ERROR_HANDLE), terminal_width(), "mailhost"};
+    const host::console where = host::process_console("mailhost");
     try {
-        return static_cast<int>(run(utf8_arguments(argc, argv), where));
+        return static_cast<int>(run(host::utf8_arguments(argc, argv), where));
     } catch (const std::exception& failure) {
         report(where, "failed", failure.what());
         return static_cast<int>(host::exit_status::failed);

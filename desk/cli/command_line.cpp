@@ -1,11 +1,11 @@
 #include "desk/cli/command_line.h"
 
+#include "command/help_layout.h"
+#include "command/program_version.h"
 #include "desk/cli/open_command.h"
 #include "desk/cli/scan_command.h"
 #include "desk/cli/settings_command.h"
 #include "doctor/doctor_command.h"
-#include "service/help_layout.h"
-#include "service/program_version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -114,8 +114,8 @@ exit_status wrong_usage(const console& where, const std::string& why)
 exit_status run_unguarded(int argc, const char* const* argv, const console& where)
 {
     CLI::App app("Opens mail through the postwarden check, and scans files.", "postwarden");
-    app.formatter(service::help_layout());
-    app.set_version_flag("--version", "postwarden " + std::string(service::program_version()),
+    app.formatter(command::help_layout());
+    app.set_version_flag("--version", "postwarden " + std::string(command::program_version()),
                          "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
     app.require_subcommand(1);
@@ -156,7 +156,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
 int run(int argc, const char* const* argv, const console& where)
 {
     if (argc > 1 && argv[1] == std::string_view(doctor_name)) {
-        return doctor::run({argv + 2, argv + argc}, "postwarden doctor", std::string(service::program_version()),
+        return doctor::run({argv + 2, argv + argc}, "postwarden doctor", std::string(command::program_version()),
                            where);
     }
     try {

@@ -1,9 +1,9 @@
 #include "service/program/console.h"
 
+#include "command/program_version.h"
 #include "service/journal.h"
 #include "service/program/manager_notice.h"
 #include "service/program/serving.h"
-#include "service/program_version.h"
 #include "service/reload_signal.h"
 
 #include <CLI/CLI.hpp>
@@ -103,7 +103,7 @@ int run_on_console(const std::vector<std::string>& arguments)
     CLI::App app("A local ICAP/1.0 scanning service for postwarden.", "postwarden-service");
     command_line values;
     add_options(app, values);
-    app.set_version_flag("--version", "postwarden-service " + std::string(program_version()),
+    app.set_version_flag("--version", "postwarden-service " + std::string(command::program_version()),
                          "Print the version and end");
     int status = 0;
     const auto failure = failure_of_run([&] {

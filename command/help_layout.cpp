@@ -1,4 +1,4 @@
-#include "service/help_layout.h"
+#include "command/help_layout.h"
 
 #include <CLI/CLI.hpp>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace service {
+namespace command {
 
 namespace {
 
@@ -126,4 +126,4 @@ std::shared_ptr<CLI::FormatterBase> help_layout()
     return std::make_shared<layout>();
 }
 
-} // namespace service
+} // namespace command
