@@ -1,5 +1,6 @@
 #pragma once
 
+#include "desk/run/answers.h"
 #include "store/message_record.h"
 #include "tool/icap_client/scan_result.h"
 
@@ -19,6 +20,7 @@ struct opening
     /// The message as it was when displayed, including unsaved changes. For an enveloped message this is the base
     /// message behind its wrapper, never the decrypted contents.
     message_record shown;
+    opening_answers answers;
     std::string closed; ///< why the contents of an enveloped message cannot be shown, for display; empty if they can
 };
 

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "tool/icap_client/scan_result.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// What became of one object of a message: its body or one of its attachments.
+enum class answer_state
+{
+    scanned,  ///< the service gave a verdict
+    skipped,  ///< the check does not send such an object, or the verdict on the message was known
+    no_answer ///< the object should have been judged, and there is no verdict
+};
+
+/// The answer of the service to one object.
+struct object_answer
+{
+    answer_state state = answer_state::no_answer;
+    ScanResult verdict = ScanResult::None; ///< of the service; None unless it was scanned
+    std::string why;                       ///< why it was skipped or has no answer, in words; empty if it was scanned
+    std::string threat;                    ///< what the service found; empty if it found or named nothing
+};
+
+/// The answer to one attachment.
+struct attachment_answer : object_answer
+{
+    std::uint32_t number = 0; ///< as in a snapshot of the message
+    std::string name;         ///< UTF-8, as in a snapshot
+};
+
+/// The answers during one opening of a message. A verdict can be clean although the service did not answer; these
+/// answers show the difference. For an encrypted message they refer to its decrypted contents.
+struct opening_answers
+{
+    object_answer body;
+    std::vector<attachment_answer> attachments; ///< all of the message, by number
+
+    /// Returns true if no object lacks an answer.
+    [[nodiscard]] bool complete() const;
+};
+
+/// Returns "scanned", "skipped" or "no answer".
+[[nodiscard]] const char* text_of(answer_state state);
+
+/// Returns the names of all threats, each once, in the order of the objects: "Eicar-Test-Signature, Other".
+[[nodiscard]] std::string threats_of(const opening_answers& answers);
+
+} // namespace host
