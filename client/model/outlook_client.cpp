@@ -50,6 +50,7 @@ opening outlook_client::open(const std::shared_ptr<message_record>& stored)
     };
     opening result;
     const auto kept = MakeCom<message_object>(*stored, true, save);
+    result.encrypted = is_enveloped(*stored);
     const ComPtr<message_object> seen = displayed(*stored, kept, result.closed);
     const auto item = MakeCom<outlook_item>(interface_of_kind(kind_of(*stored)),
                                             ComPtr<IUnknown>(static_cast<IMessage*>(seen.get())));

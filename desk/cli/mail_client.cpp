@@ -58,7 +58,8 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
     };
     const auto kept = MakeCom<message_object>(*stored, true, save);
     ComPtr<message_object> displayed = kept;
-    if (is_enveloped(*stored)) {
+    result.encrypted = is_enveloped(*stored);
+    if (result.encrypted) {
         const auto contents = decrypt(*stored, identity_.get(), &result.closed);
         displayed = wrap_enveloped(kept, contents ? &*contents : nullptr);
     }

@@ -3,6 +3,7 @@
 #include "desk/cli/mail_client.h"
 #include "desk/cli/service_link.h"
 #include "desk/copies/mail_files.h"
+#include "desk/report/requested_page.h"
 #include "desk/run/open_messages.h"
 #include "desk/run/scan_target.h"
 #include "desk/settings/settings_file.h"
@@ -91,6 +92,11 @@ public:
     {
         return "127.0.0.1:" + std::to_string(link_->get()->GetSettings()->ServerPort.Effective());
     }
+    /// Returns the place before settings were loaded; empty if only those specify it.
+    [[nodiscard]] std::string known_place() const
+    {
+        return target_ ? "127.0.0.1:" + std::to_string(target_->port()) : std::string();
+    }
 
 private:
     std::unique_ptr<scan_target> target_;
@@ -142,20 +148,24 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     logging::apply_trace_configuration();
 
     const opening_service service(options);
+    requested_page page(options.page, heading_of(options, service.known_place()), where);
+    if (!page.good()) {
+        return exit_status::failed;
+    }
     {
         const running_checker checker(service.link().get());
         mail_client client(checker.get(), *identity);
         const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
         };
-        const opening_plan plan{options.times, options.json, copies->get(), mail.saving.reopen};
+        const opening_plan plan{options.times, options.json, copies->get(), mail.saving.reopen, page.report()};
         open_messages(places, plan, read, client, where, totals);
     }
     if (service.missing()) {
         report(where, service.place(), "no scanning service answers there");
         return exit_status::no_service;
     }
-    return status_of(totals);
+    return page.good() ? status_of(totals) : exit_status::failed;
 }
 
 } // namespace host

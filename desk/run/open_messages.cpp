@@ -48,10 +48,16 @@ public:
                 bar.clear();
                 report(where_, place.name(), failure.what());
                 ++totals_.unreadable;
+                if (plan_.second) {
+                    plan_.second->add_unreadable(place.name(), failure.what());
+                }
             }
         }
         bar.clear();
         output->finish(totals_);
+        if (plan_.second) {
+            plan_.second->finish(totals_);
+        }
     }
 
 private:
@@ -88,6 +94,9 @@ private:
                 save(place, entry.result.shown, copy);
             }
             output.add(entry);
+            if (plan_.second) {
+                plan_.second->add(entry);
+            }
         }
     }
 

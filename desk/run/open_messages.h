@@ -33,6 +33,7 @@ struct opening_plan
     /// If true, each further opening reads the copy from disk and writes a new one; otherwise it uses the message as it
     /// is in its store.
     bool reopen = false;
+    opening_report* second = nullptr; ///< receives the same as the report on the console; null: none
 };
 
 /// Opens each message and reports the openings. All messages belong to one store. A message that cannot be read or

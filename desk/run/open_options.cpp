@@ -88,6 +88,8 @@ void add_open_options(CLI::App& command, open_options& options)
             "they go to standard error")
         ->check(CLI::Range(0U, 600U))
         ->type_name("N");
+    command.add_option("--report", options.page, "Write what was opened, and what changed, as an HTML page")
+        ->type_name("FILE");
     command
         .add_option("--settings", options.settings_file,
                     "Settings as the product gives them, as a blob or as JSON: they name port and path, and each look "

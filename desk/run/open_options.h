@@ -26,6 +26,7 @@ struct open_options
     std::string log_file;
     std::optional<std::uint32_t> log_level;
     bool json = false;
+    std::string page; ///< file of the HTML page; empty: none is written
 };
 
 /// Adds the options of open_options to `command`. `options` must outlive it.

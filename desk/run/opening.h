@@ -21,6 +21,7 @@ struct opening
     /// message behind its wrapper, never the decrypted contents.
     message_record shown;
     opening_answers answers;
+    bool encrypted = false; ///< an enveloped message
     std::string closed; ///< why the contents of an enveloped message cannot be shown, for display; empty if they can
 };
 

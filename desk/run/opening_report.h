@@ -41,6 +41,8 @@ class opening_report
 {
 public:
     virtual void add(const reported_opening& entry) = 0;
+    /// Receives a message that was not opened, with the reason for display. The console shows it on standard error.
+    virtual void add_unreadable(const std::string& /*file*/, const std::string& /*why*/) {}
     /// Must be called after the last opening.
     virtual void finish(const opening_totals& totals) = 0;
     virtual ~opening_report() = default;

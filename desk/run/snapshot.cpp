@@ -1,6 +1,7 @@
 #include "desk/run/snapshot.h"
 
 #include "digest/sha256.h"
+#include "store/tags.h"
 #include "tool/system/conversions.h"
 
 #include <nlohmann/json.hpp>
@@ -47,6 +48,23 @@ bytes_ptr binary_property(const property_bag& properties, std::uint32_t tag)
 {
     const property_value* value = properties.find(PROP_ID(tag));
     return value && value->type == PT_BINARY ? std::get<bytes_ptr>(value->data) : nullptr;
+}
+
+/// Returns "name <address>", or the one that exists.
+std::string sender_of(const property_bag& properties)
+{
+    std::string name = text_property(properties, PR_SENDER_NAME_W);
+    if (name.empty()) {
+        name = text_property(properties, PR_SENT_REPRESENTING_NAME_W);
+    }
+    std::string address = text_property(properties, tag::sender_smtp_address);
+    if (address.empty()) {
+        address = text_property(properties, PR_SENDER_EMAIL_ADDRESS_W);
+    }
+    if (name.empty() || address.empty() || name == address) {
+        return name.empty() ? address : name;
+    }
+    return name + " <" + address + '>';
 }
 
 attachment_snapshot take_attachment(std::uint32_t number, const attachment_record& attachment)
@@ -128,12 +146,15 @@ message_snapshot take_snapshot(const message_record& message)
     const property_bag& properties = *message.properties;
     message_snapshot result;
     result.subject = text_property(properties, PR_SUBJECT_W);
+    result.sender = sender_of(properties);
     result.message_class = text_property(properties, PR_MESSAGE_CLASS_W);
     result.body_type = number_property(properties, PR_NATIVE_BODY_INFO);
     if (const property_value* body = properties.find(PROP_ID(PR_BODY_W))) {
         result.body = bytes_of(utf8(body->wide()));
     }
     result.html = binary_property(properties, PR_HTML);
+    result.html_page = number_property(properties, PR_INTERNET_CPID);
+    result.size = message.size();
     if (const std::uint32_t id = message.store->names.id_of({verdict_set, std::int32_t{1}}, false)) {
         if (const property_value* verdict = properties.find(id)) {
             result.verdict_property = static_cast<std::uint32_t>(verdict->number());

@@ -30,10 +30,13 @@ struct attachment_snapshot
 struct message_snapshot
 {
     std::string subject;
+    std::string sender; ///< name and address for display
     std::string message_class;
     std::uint32_t body_type = 0; ///< from the native body property; 0 if it is missing
     bytes_ptr body;              ///< plain text in UTF-8; null if absent
     bytes_ptr html;              ///< null if absent
+    std::uint32_t html_page = 0; ///< code page of `html`; 0 if it is missing
+    std::uint64_t size = 0;      ///< of all properties and attachments, in bytes
     std::optional<std::uint32_t> verdict_property;
     std::vector<attachment_snapshot> attachments; ///< by number
 };

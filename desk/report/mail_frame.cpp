@@ -1,0 +1,187 @@
+#include "desk/report/mail_frame.h"
+
+#include "desk/report/page_text.h"
+#include "tool/system/ascii.h"
+#include "tool/system/base64.h"
+#include "tool/system/conversions.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace host {
+
+namespace {
+
+constexpr std::uint32_t native_text = 1; ///< value of the native body property
+
+/// Precedes each document. A link opens a new window, which the sandbox of the frame does not allow.
+constexpr std::string_view head =
+    "<!DOCTYPE html><meta charset=utf-8>"
+    "<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; img-src data:; style-src 'unsafe-inline'; "
+    "base-uri 'none'; form-action 'none'\">"
+    "<meta name=referrer content=no-referrer><meta http-equiv=x-dns-prefetch-control content=off>"
+    "<base target=_blank>";
+
+constexpr std::string_view text_style =
+    "<style>:root{color-scheme:light dark}body{margin:0;padding:12px 14px;font:14px/1.5 ui-monospace,monospace}"
+    "pre{margin:0;font:inherit;white-space:pre-wrap;overflow-wrap:anywhere;unicode-bidi:plaintext}"
+    ".u{font-size:.75em;border:1px solid;border-radius:3px;padding:0 2px;opacity:.7}</style>";
+
+constexpr std::string_view page_style =
+    "<style>body{margin:12px "
+    "14px;font-family:system-ui,sans-serif;overflow-wrap:break-word}img{max-width:100%}</style>";
+
+std::string first_bytes(const bytes& source, std::size_t most)
+{
+    std::string result(static_cast<std::size_t>(std::min<std::uint64_t>(source.size(), most)), '\0');
+    std::size_t got = 0;
+    while (got < result.size()) {
+        const std::size_t more = source.read(got, result.data() + got, result.size() - got);
+        if (more == 0) {
+            break;
+        }
+        got += more;
+    }
+    result.resize(got);
+    return result;
+}
+
+/// Returns a page as UTF-8. A code page that the system does not have is read as UTF-8.
+std::string as_utf8(const std::string& page, std::uint32_t code_page)
+{
+    if (code_page == 0 || code_page == winapi::code_page_utf8) {
+        return page;
+    }
+    try {
+        return winapi::conv_to_char(winapi::conv_to_wide(page, code_page), winapi::code_page_utf8);
+    } catch (const std::runtime_error&) {
+        return page;
+    }
+}
+
+/// Returns the type of a data URL for an image; empty for everything else.
+std::string image_type(std::string_view mime_tag)
+{
+    std::string type(mime_tag);
+    std::transform(type.begin(), type.end(), type.begin(), winapi::ascii_lower);
+    constexpr std::string_view usual = "abcdefghijklmnopqrstuvwxyz0123456789.+-/";
+    return type.starts_with("image/") && type.find_first_not_of(usual) == std::string::npos ? type : std::string();
+}
+
+bool begins_with(std::string_view text, std::string_view beginning)
+{
+    return text.size() >= beginning.size() &&
+           std::equal(beginning.begin(), beginning.end(), text.begin(),
+                      [](char wanted, char given) { return wanted == winapi::ascii_lower(given); });
+}
+
+/// Copies a page into a document: connecting elements are replaced, and images of the mail inserted.
+class page_copy
+{
+public:
+    page_copy(const message_snapshot& message, const frame_limits& limits, mail_frame& frame)
+        : message_(message)
+        , limits_(limits)
+        , frame_(frame)
+    {}
+
+    void copy(std::string_view page)
+    {
+        constexpr std::string_view image_scheme = "cid:";
+        std::string& out = frame_.document;
+        for (std::size_t at = 0; at < page.size();) {
+            const std::string_view rest = page.substr(at);
+            if (const std::size_t length = connecting_element(rest); length != 0) {
+                out += "<basefont"; // has no effect, no contents, and is valid in the same places
+                at += length;
+            } else if (is_value(page, at) && begins_with(rest, image_scheme)) {
+                const std::string_view name =
+                    rest.substr(image_scheme.size(),
+                                rest.find_first_of("\"'<> \t\r\n)&", image_scheme.size()) - image_scheme.size());
+                out += image_url(name);
+                at += image_scheme.size() + name.size();
+            } else {
+                out.push_back(page[at++]);
+            }
+        }
+    }
+
+private:
+    /// Returns the length of the beginning of an element that connects without regard to a policy, or that changes the
+    /// document's own ones: "<link", "<meta", "<base". The rule ignores the context, so no other view of where an
+    /// element begins can be found in the text.
+    static std::size_t connecting_element(std::string_view text)
+    {
+        for (const std::string_view name : {"<link", "<meta", "<base"}) {
+            if (begins_with(text, name)) {
+                return begins_with(text, "<basefont") ? 9 : name.size();
+            }
+        }
+        return 0;
+    }
+
+    static bool is_value(std::string_view page, std::size_t at)
+    {
+        constexpr std::string_view ahead = "\"'=( ;";
+        return at != 0 && ahead.find(page[at - 1]) != std::string_view::npos;
+    }
+
+    /// Returns the image as a data URL, or an empty one if it is missing or too large.
+    std::string image_url(std::string_view name)
+    {
+        const auto found = std::find_if(
+            message_.attachments.begin(), message_.attachments.end(),
+            [name](const attachment_snapshot& entry) { return !name.empty() && entry.content_id == name; });
+        const std::string type = found == message_.attachments.end() ? std::string() : image_type(found->mime_tag);
+        const std::uint64_t size = type.empty() || !found->data ? 0 : found->data->size();
+        if (size == 0 || size > limits_.image || size > limits_.images - used_) {
+            ++frame_.missing_images;
+            return "data:,";
+        }
+        used_ += static_cast<std::size_t>(size);
+        return "data:" + type + ";base64," + winapi::base64::encode(to_string(*found->data));
+    }
+
+    const message_snapshot& message_;
+    const frame_limits& limits_;
+    mail_frame& frame_;
+    std::size_t used_ = 0;
+};
+
+} // namespace
+
+mail_frame make_mail_frame(const message_snapshot& message, const frame_limits& limits)
+{
+    mail_frame frame;
+    const bool page = message.html && !(message.body && message.body_type == native_text);
+    if (!page && !message.body) {
+        return frame;
+    }
+    const bytes& source = page ? *message.html : *message.body;
+    std::string body = first_bytes(source, limits.body);
+    frame.size = source.size();
+    frame.shown = body.size();
+    frame.document = head;
+    if (!page) {
+        frame.kind = mail_frame::body_kind::text;
+        frame.document.append(text_style).append("<pre>").append(page_lines(body)).append("</pre>");
+        return frame;
+    }
+    frame.kind = mail_frame::body_kind::page;
+    while (body.ends_with('\0')) { // of a page that replaces a body
+        body.pop_back();
+    }
+    body = as_utf8(body, message.html_page);
+    frame.blocked = remote_contents_of(body);
+    frame.document.append(page_style);
+    page_copy(message, limits, frame).copy(body);
+    return frame;
+}
+
+bool same_body(const message_snapshot& left, const message_snapshot& right)
+{
+    return left.body_type == right.body_type && same_bytes(left.body, right.body) && same_bytes(left.html, right.html);
+}
+
+} // namespace host
