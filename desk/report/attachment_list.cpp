@@ -65,8 +65,8 @@ std::string list(const message_snapshot& shown, const message_snapshot& other, s
     const std::size_t count = std::min(shown.attachments.size(), most_listed);
     for (std::size_t i = 0; i < count; ++i) {
         const attachment_snapshot& entry = shown.attachments[i];
-        result.append(item(entry, fate(entry, with_number(other, entry.number), alone),
-                           answer_to(answers, entry.number)));
+        result.append(
+            item(entry, fate(entry, with_number(other, entry.number), alone), answer_to(answers, entry.number)));
     }
     if (count < shown.attachments.size()) {
         result.append("<li>").append(std::to_string(shown.attachments.size() - count)).append(" more");
@@ -78,7 +78,10 @@ std::string list(const message_snapshot& shown, const message_snapshot& other, s
 
 std::string attachments_before(const reported_opening& entry)
 {
-    return list(entry.before, entry.after, "taken", entry.result.answers.attachments);
+    // The answers to an encrypted message refer to attachments inside of it.
+    const auto& answers = entry.result.answers.attachments;
+    return list(entry.before, entry.after, "taken",
+                entry.result.encrypted ? std::vector<attachment_answer>() : answers);
 }
 
 std::string attachments_after(const reported_opening& entry)

@@ -64,6 +64,18 @@ std::string fact(std::string_view name, const std::string& value)
     return std::string("<div><dt>").append(name).append("<dd>").append(value).append("</div>");
 }
 
+/// Returns the name, and the address on a line of its own.
+std::string sender_cell(std::string_view sender)
+{
+    const std::size_t address = sender.rfind(" <");
+    if (address == std::string_view::npos) {
+        return isolated_text(sender, longest_text);
+    }
+    const std::string_view within = sender.substr(address + 2, sender.size() - address - 3);
+    return isolated_text(sender.substr(0, address), longest_text) + "<small>" + isolated_text(within, longest_text) +
+           "</small>";
+}
+
 std::string tiny_icon()
 {
     std::string mark(page_mark);
@@ -101,11 +113,11 @@ bool html_report::add_section(const reported_opening& entry)
     section_form form;
     form.number = messages_;
     form.open = sections_made_ < limits_.open_sections;
-    form.with_bodies = sections_.size() < limits_.bodies;
+    form.with_bodies = has_room_for_bodies_;
     remote_contents blocked;
     std::string section = message_section(entry, form, blocked);
     if (form.with_bodies && sections_.size() + section.size() > limits_.bodies) {
-        form.with_bodies = false;
+        form.with_bodies = has_room_for_bodies_ = false;
         blocked = {};
         section = message_section(entry, form, blocked);
     }
@@ -140,11 +152,14 @@ void html_report::add(const reported_opening& entry)
     row.append(isolated_text(entry.file, longest_name, kept_part::end)).append(linked ? "</a>" : "");
     row.append(entry.number == 1 ? "" : "<small>opening " + std::to_string(entry.number) + "</small>");
     row.append("<td>").append(isolated_text(entry.before.subject, longest_text));
-    row.append("<td>").append(isolated_text(entry.before.sender, longest_text));
+    row.append("<td>").append(sender_cell(entry.before.sender));
     row.append("<td><b>").append(outcome_words(judged)).append("</b>");
     row.append(entry.result.blocked ? "<small>display stopped</small>" : "");
     row.append(entry.result.encrypted ? "<small>encrypted</small>" : "");
     row.append(changes.empty() ? "" : "<small>" + page_text(changes) + "</small>");
+    if (const std::string threats = threats_of(entry.result.answers); !threats.empty()) {
+        row.append("<small class=threat>").append(isolated_text(threats, longest_text)).append("</small>");
+    }
     row.append("<td>").append(size_text(entry.before.size));
     row.append("<td>").append(milliseconds(entry.result.elapsed_ms)).append("\n");
     add_row(row, judged == outcome::clean && changes.empty() && !entry.result.blocked);
@@ -172,7 +187,7 @@ std::string html_report::summary(const opening_totals& totals) const
     text.append("<dl class=facts>").append(fact("changed", std::to_string(figures_.changed)));
     text.append(fact("display stopped", std::to_string(figures_.blocked)));
     text.append(fact("encrypted", std::to_string(figures_.encrypted)));
-    text.append(fact("remote contents blocked here", std::to_string(blocked_.total())));
+    text.append(fact("remote contents blocked", std::to_string(blocked_.total())));
     if (opened != 0) {
         text.append(fact("mean duration", milliseconds(figures_.durations.total() / opened)));
         text.append(fact("longest", milliseconds(figures_.durations.longest())));

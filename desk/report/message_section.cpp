@@ -68,7 +68,8 @@ std::string body_row(const reported_opening& entry, const section_form& form, re
         const std::string only = body_cell(entry.before, entry, form, "Body", blocked);
         return row("Body", only, only);
     }
-    return row("Body", body_cell(entry.before, entry, form, "Body before the check", blocked),
+    const std::string answer = entry.result.encrypted ? std::string() : answer_text(entry.result.answers.body);
+    return row("Body", body_cell(entry.before, entry, form, "Body before the check", blocked) + answer,
                body_cell(entry.after, entry, form, "Body after the check", blocked));
 }
 
@@ -82,6 +83,9 @@ std::string remarks(const reported_opening& entry)
             "the reader sees are not part of the report.";
         if (!entry.result.closed.empty()) {
             result.append(" They stay closed: ").append(isolated_text(entry.result.closed)).append(".");
+        }
+        if (const std::string threats = threats_of(entry.result.answers); !threats.empty()) {
+            result.append(" Found in them: <span class=threat>").append(isolated_text(threats)).append("</span>.");
         }
     }
     for (const std::string& warning : entry.warnings) {
@@ -112,8 +116,7 @@ std::string message_section(const reported_opening& entry, const section_form& f
     }
     result.append(body_row(entry, form, blocked));
     if (!entry.before.attachments.empty() || !entry.after.attachments.empty()) {
-        result.append(row("Attachments", attachments_before(entry),
-                          attachments_after(entry)));
+        result.append(row("Attachments", attachments_before(entry), attachments_after(entry)));
     }
     return result.append("</table></div></details>\n");
 }

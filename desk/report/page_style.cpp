@@ -47,11 +47,11 @@ a:focus-visible, summary:focus-visible, input:focus-visible, iframe:focus-visibl
 .legend { display: flex; flex-wrap: wrap; gap: .375rem 1.5rem; margin-top: .875rem }
 .legend li::before { content: ""; display: inline-block; width: .75rem; height: .75rem; border-radius: 4px;
   background: var(--hue); margin-right: .5rem }
-.facts { display: grid; grid-template-columns: repeat(auto-fit, minmax(9rem, 1fr)); gap: 1rem 1.5rem; margin: 1.5rem 0 0;
+.facts { display: grid; grid-template-columns: repeat(auto-fit, minmax(7rem, 1fr)); gap: 1rem 1.5rem; margin: 1.5rem 0 0;
   padding-top: 1.25rem; border-top: 1px solid var(--line) }
-.facts div { display: flex; flex-direction: column-reverse }
+.facts div { display: flex; flex-direction: column }
 .facts dt { color: var(--soft); font-size: .875rem }
-.facts dd { margin: 0; font-size: 1.375rem; font-weight: 600; letter-spacing: -.01em }
+.facts dd { order: -1; margin: 0; font-size: 1.375rem; font-weight: 600; letter-spacing: -.01em }
 .how { display: grid; grid-template-columns: minmax(6rem, max-content) minmax(0, 1fr); gap: .5rem 1.25rem; margin: 0 }
 .how dt { color: var(--soft) }
 .how dd { margin: 0 }
@@ -70,8 +70,8 @@ th, td { text-align: start; vertical-align: top; font-weight: 400; padding: .5re
   border-top: 1px solid var(--line) }
 thead th { color: var(--soft); font-size: .875rem; border-top: 0 }
 .openings { font-size: .9375rem; line-height: 1.45 }
-.openings th:nth-child(1) { width: 24% } .openings th:nth-child(2) { width: 22% } .openings th:nth-child(3) { width: 20% }
-.openings thead th:nth-child(5), .openings thead th:nth-child(6) { width: 5.5rem }
+.openings th:nth-child(1) { width: 23% } .openings th:nth-child(2) { width: 20% } .openings th:nth-child(3) { width: 21% }
+.openings thead th:nth-child(5), .openings thead th:nth-child(6) { width: 4.75rem }
 .openings td:nth-child(n+5), .openings thead th:nth-child(n+5) { text-align: end; padding-right: 0 }
 .openings tbody b, .card summary b { display: inline-block; font-size: .8125rem; font-weight: 600; line-height: 1.5;
   color: var(--hue); background: color-mix(in srgb, var(--hue) 13%, transparent); border-radius: 99px; padding: 0 .625rem;
@@ -85,6 +85,8 @@ thead th { color: var(--soft); font-size: .875rem; border-top: 0 }
 .card > div { padding: 0 1.5rem 1.25rem; scroll-margin-top: 5rem }
 .remark { background: var(--shade); border-radius: 8px; padding: .625rem .875rem }
 .pair > thead td, .pair tbody th { width: 7.5rem }
+.pair > thead > tr > *, .pair > tbody > tr:first-child > * { border-top: 0 }
+.pair td:last-child { padding-right: 0 }
 .pair tbody th { color: var(--soft) }
 .pair > thead th { font-weight: 600; color: var(--ink) }
 iframe { display: block; width: 100%; height: 21rem; border: 1px solid var(--line); border-radius: 10px; resize: vertical;
@@ -96,6 +98,8 @@ iframe.text { background: var(--paper); height: 13rem }
 .attachments b { font-size: .75rem; font-weight: 600; border: 1px solid; border-radius: 99px; padding: 0 .5rem;
   margin-left: .25rem; color: var(--soft); white-space: nowrap }
 .attachments .taken > b:first-of-type, .threat { color: var(--red) }
+.answer { color: var(--amber); font-size: .8125rem }
+.threat { font-size: .8125rem; font-weight: 600 }
 .attachments .taken bdi:first-child { text-decoration: line-through }
 .attachments .added > b:first-of-type, .attachments .changed > b:first-of-type { color: var(--blue) }
 

@@ -1,6 +1,5 @@
 #include "desk/report/page_text.h"
 
-#include "tool/system/conversions.h"
 #include "tool/system/utf.h"
 
 #include <algorithm>
@@ -36,9 +35,9 @@ bool is_unseen(char32_t character)
 
 void append_number(std::string& out, char32_t character)
 {
-    std::string digits = winapi::hex32(static_cast<std::uint32_t>(character));
-    digits.insert(0, digits.size() < 4 ? 4 - digits.size() : 0, '0');
-    out.append("<span class=u>U+").append(digits).append("</span>");
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%04X", static_cast<unsigned>(character));
+    out.append("<span class=u>U+").append(text.data()).append("</span>");
 }
 
 /// Appends a character as text of an element.
@@ -89,9 +88,9 @@ std::size_t length_of(std::string_view text)
 std::string page_text(std::string_view text, std::size_t longest, kept_part kept)
 {
     constexpr std::string_view ellipsis = "\xE2\x80\xA6";
-    const std::size_t length = length_of(text);
+    const std::size_t length = kept == kept_part::end ? length_of(text) : 0;
     std::string result;
-    if (length > longest && kept == kept_part::end) {
+    if (length > longest) {
         for (std::size_t i = longest; i < length; ++i) {
             winapi::utf::take_code_point(text);
         }

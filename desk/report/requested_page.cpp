@@ -41,7 +41,7 @@ report_heading heading_of(const open_options& options, const std::string& servic
         add("Service", service + ", inside the program");
     }
     for (const std::string& path : options.paths) {
-        constexpr std::size_t most = 20;
+        constexpr std::size_t most = 5;
         if (&path - options.paths.data() == most) {
             add("", std::to_string(options.paths.size() - most) + " more");
             break;

@@ -1,0 +1,320 @@
+#include "desk/report/html_report.h"
+#include "desk/report/requested_page.h"
+#include "mail/files/path_text.h"
+#include "tests/support/temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+
+namespace host::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr std::size_t largest_page = 20'000'000;
+
+std::string contents_of(const fs::path& file)
+{
+    std::ifstream input(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+std::size_t count_of(std::string_view part, std::string_view text)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size())) {
+        ++count;
+    }
+    return count;
+}
+
+attachment_snapshot attached(std::uint32_t number, const std::string& name, const std::string& data)
+{
+    attachment_snapshot entry;
+    entry.number = number;
+    entry.name = name;
+    entry.mime_tag = "application/pdf";
+    entry.data = bytes_of(data);
+    entry.size = data.size();
+    return entry;
+}
+
+class HtmlReport : public testing::Test
+{
+protected:
+    /// Returns a clean opening of a message with one attachment, in which nothing changed.
+    static reported_opening clean(const std::string& file)
+    {
+        reported_opening entry;
+        entry.file = file;
+        entry.result.verdict = static_cast<ScanResult>(1);
+        entry.result.answers.body.state = answer_state::scanned;
+        entry.result.elapsed_ms = 3;
+        entry.before.subject = "Old subject";
+        entry.before.sender = "Ann <ann@a.example>";
+        entry.before.body = bytes_of("Hello");
+        entry.before.body_type = 1;
+        entry.before.size = 2048;
+        entry.before.attachments.push_back(attached(0, "price.pdf", "abc"));
+        entry.after = entry.before;
+        return entry;
+    }
+    /// Returns an opening in which the body and the attachment were replaced.
+    static reported_opening replaced(const std::string& file)
+    {
+        reported_opening entry = clean(file);
+        entry.result.verdict = static_cast<ScanResult>(2);
+        entry.after.subject = "New subject";
+        entry.after.body = nullptr;
+        entry.after.body_type = 3;
+        entry.after.html = bytes_of("<p>Found</p>");
+        entry.after.attachments.clear();
+        entry.after.attachments.push_back(attached(7, "page.png", "x"));
+        entry.after.attachments.back().hidden = true;
+        return entry;
+    }
+    std::string page()
+    {
+        report->finish(totals);
+        return contents_of(file);
+    }
+    void start(const report_limits& limits = {})
+    {
+        report = std::make_unique<html_report>(file, report_heading{"Monday", "postwarden 1", {{"Service", "<here>"}}},
+                                               limits);
+    }
+    void SetUp() override { start(); }
+
+    temporary_folder folder;
+    fs::path file = folder.path() / "out.html";
+    opening_totals totals;
+    std::unique_ptr<html_report> report;
+};
+
+TEST_F(HtmlReport, BeginsWithAPolicyThatAllowsNothingFromOutside)
+{
+    const std::string text = page();
+    EXPECT_TRUE(
+        text.starts_with("<!DOCTYPE html>\n<html lang=en>\n<meta charset=utf-8>\n<meta http-equiv=Content-Security-"
+                         "Policy content=\"default-src 'none'; img-src data:; style-src 'unsafe-inline'; "
+                         "base-uri 'none'; form-action 'none'\">\n"));
+    for (const char* absent : {"<script", "javascript:", "<link rel=s", "@import", "url("}) {
+        EXPECT_THAT(text, Not(HasSubstr(absent)));
+    }
+    EXPECT_THAT(text, HasSubstr("0 openings: nothing was condemned, 0 messages changed."));
+    EXPECT_THAT(text, HasSubstr("<dt>Service<dd><bdi>&lt;here&gt;</bdi>"));
+}
+
+TEST_F(HtmlReport, HasARowForEachOpeningAndASectionForEachChangedMessage)
+{
+    report->add(clean("clean.eml"));
+    report->add(replaced("bad.eml"));
+    reported_opening second = clean("clean.eml");
+    second.number = 2;
+    report->add(second);
+    report->add_unreadable("broken.eml", "it <ends>");
+    const std::string text = page();
+    EXPECT_THAT(text, HasSubstr("3 openings: 1 condemned, 1 message changed."));
+    EXPECT_THAT(text, HasSubstr("<title>2 clean, 1 condemned, 1 not opened</title>"));
+    EXPECT_THAT(text,
+                HasSubstr("<tr class=c><th scope=row><bdi>clean.eml</bdi><td><bdi>Old subject</bdi><td><bdi>Ann</bdi>"
+                          "<small><bdi>ann@a.example</bdi></small><td><b>clean</b><td>2.0 KB<td>3 ms\n"));
+    EXPECT_THAT(text, HasSubstr("<tr class=\"d x\"><th scope=row><a href=#m2><bdi>bad.eml</bdi></a>"));
+    EXPECT_THAT(text, HasSubstr("<bdi>clean.eml</bdi><small>opening 2</small>"));
+    EXPECT_THAT(text, HasSubstr("<b>not opened</b><small><bdi>it &lt;ends&gt;</bdi></small>"));
+    EXPECT_EQ(1U, count_of("<details", text));
+    EXPECT_THAT(text, HasSubstr("<div id=m2>"));
+}
+
+TEST_F(HtmlReport, ShowsAChangedMessageBeforeAndAfter)
+{
+    reported_opening entry = replaced("bad.eml");
+    entry.result.answers.body = {answer_state::scanned, static_cast<ScanResult>(2), "", "Body<Threat"};
+    attachment_answer answer;
+    answer.state = answer_state::scanned;
+    answer.threat = "Eicar";
+    entry.result.answers.attachments.push_back(answer);
+    entry.result.blocked = true;
+    report->add(entry);
+    const std::string text = page();
+    EXPECT_THAT(text, HasSubstr("<th scope=row>Subject<td><bdi>Old subject</bdi><td><bdi>New subject</bdi>"));
+    EXPECT_THAT(text,
+                HasSubstr("<th scope=row>From<td colspan=2><bdi>Ann &lt;ann@a.example&gt;</bdi> <span class=same>"));
+    EXPECT_EQ(2U, count_of("<iframe sandbox loading=lazy referrerpolicy=no-referrer", text));
+    EXPECT_EQ(2U, count_of("<iframe", text));
+    EXPECT_THAT(text, HasSubstr("title=\"Body before the check\" srcdoc=\"<!DOCTYPE html><meta charset=utf-8>"));
+    EXPECT_THAT(text, HasSubstr("<p>Found</p>\"></iframe>"));
+    EXPECT_THAT(text,
+                HasSubstr("<li class=taken><bdi>price.pdf</bdi> <small>3 bytes, <bdi>application/pdf</bdi></small> "
+                          "<b>taken</b> <span class=threat><bdi>Eicar</bdi></span>"));
+    EXPECT_THAT(text, HasSubstr("<b>added</b> <b>hidden</b>"));
+    EXPECT_THAT(text, HasSubstr(" <span class=threat><bdi>Body&lt;Threat</bdi></span>"));
+    EXPECT_THAT(text, HasSubstr("<small class=threat><bdi>Body&lt;Threat, Eicar</bdi></small>"));
+    EXPECT_THAT(text, HasSubstr(", display stopped</span>"));
+}
+
+TEST_F(HtmlReport, SaysThatAMessageIsEncrypted)
+{
+    reported_opening entry = replaced("secret.eml");
+    entry.result.encrypted = true;
+    entry.result.closed = "no <key>";
+    entry.before.body = nullptr;
+    report->add(entry);
+    const std::string text = page();
+    EXPECT_THAT(text, HasSubstr("<small>encrypted</small>"));
+    EXPECT_THAT(text, HasSubstr("This message is encrypted."));
+    EXPECT_THAT(text, HasSubstr("They stay closed: <bdi>no &lt;key&gt;</bdi>."));
+    EXPECT_THAT(text, HasSubstr("<th scope=row>Body<td><span class=none>encrypted</span>"));
+    EXPECT_THAT(text, HasSubstr("<b>1</b> condemned"));
+}
+
+TEST_F(HtmlReport, EscapesWhatComesFromAMail)
+{
+    const std::string hostile = "</iframe></textarea></table>\"><script>alert(1)</script>\u202E&#x22;";
+    reported_opening entry = replaced(hostile);
+    entry.before.subject = hostile;
+    entry.before.sender = hostile + " <" + hostile + ">";
+    entry.before.body = bytes_of(hostile);
+    entry.after.html = bytes_of(hostile);
+    entry.before.attachments[0].name = hostile;
+    entry.before.attachments[0].mime_tag = hostile;
+    entry.before.message_class = hostile;
+    entry.warnings = {hostile};
+    entry.result.closed = hostile;
+    entry.result.encrypted = true;
+    entry.result.answers.body.why = hostile;
+    entry.result.answers.body.threat = hostile;
+    report->add(entry);
+    report->add_unreadable(hostile, hostile);
+    const std::string text = page();
+    const std::string only = "></textarea></table>&quot;><script>alert(1)</script>\u202E&amp;#x22;"; // within srcdoc
+    EXPECT_EQ(1U, count_of("<script", text));
+    EXPECT_EQ(1U, count_of(only, text));
+    EXPECT_EQ(1U, count_of("\u202E", text));
+    EXPECT_EQ(3U, count_of("</iframe>", text)); // two frames, and the text within one
+}
+
+TEST_F(HtmlReport, IsNotThereWhileItIsNotWhole)
+{
+    report->add(replaced("bad.eml"));
+    EXPECT_TRUE(fs::is_empty(folder.path()));
+    report.reset();
+    EXPECT_TRUE(fs::is_empty(folder.path()));
+    start();
+    report->finish(totals);
+    EXPECT_EQ(1, std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator()));
+    EXPECT_TRUE(contents_of(file).ends_with("</footer>\n"));
+}
+
+TEST_F(HtmlReport, RefusesAPlaceThatCannotHoldAPage)
+{
+    file = folder.path();
+    EXPECT_ANY_THROW(start());
+    file = folder.path() / "none" / "out.html";
+    EXPECT_ANY_THROW(start());
+}
+
+TEST_F(HtmlReport, StaysBelowItsSizeWithTenThousandMessages)
+{
+    for (int i = 0; i < 10000; ++i) {
+        report->add(clean("Maildir/cur/1700000000.M" + std::to_string(i) + ".host:2,S"));
+    }
+    const std::string text = page();
+    EXPECT_LT(text.size(), largest_page);
+    EXPECT_EQ(10000U, count_of("<tr class=c>", text));
+    EXPECT_THAT(text, Not(HasSubstr("not listed")));
+}
+
+TEST_F(HtmlReport, StaysBelowItsSizeWithTheLargestMessages)
+{
+    const std::string large(140000, '&');
+    for (int i = 0; i < 3000; ++i) {
+        reported_opening entry = i % 2 == 0 ? replaced(large) : clean(large);
+        entry.before.subject = large;
+        entry.before.sender = large;
+        entry.before.body = bytes_of(large);
+        entry.after.html = bytes_of(large);
+        report->add(entry);
+    }
+    const std::string text = page();
+    EXPECT_LT(text.size(), largest_page);
+    EXPECT_GT(text.size(), largest_page / 2);
+    EXPECT_THAT(text, HasSubstr("3000 openings: 1500 condemned"));
+    EXPECT_THAT(text, HasSubstr("left out: this page has no room for more bodies"));
+    EXPECT_THAT(text, HasSubstr("further openings are not listed"));
+}
+
+TEST_F(HtmlReport, ListsWhatIsNotCleanForLonger)
+{
+    start({1000, 2000, 0, 0, 0});
+    for (int i = 0; i < 20; ++i) {
+        report->add(clean("clean.eml"));
+    }
+    report->add(replaced("bad.eml"));
+    const std::string text = page();
+    EXPECT_THAT(text, HasSubstr("<bdi>bad.eml</bdi>"));
+    EXPECT_THAT(text, HasSubstr("further openings are not listed"));
+    EXPECT_THAT(text, HasSubstr("1 further message not shown in detail"));
+    EXPECT_THAT(text, Not(HasSubstr("href=#m")));
+    EXPECT_THAT(text, HasSubstr("21 openings: 1 condemned"));
+}
+
+TEST_F(HtmlReport, UnfoldsTheFirstSections)
+{
+    start({100000, 100000, 100000, 100000, 2});
+    for (int i = 0; i < 3; ++i) {
+        report->add(replaced("bad.eml"));
+    }
+    const std::string text = page();
+    EXPECT_EQ(2U, count_of("<details class=\"card x\" open>", text));
+    EXPECT_EQ(1U, count_of("<details class=\"card x\">", text));
+}
+
+TEST_F(HtmlReport, IsWrittenWhereItIsRequested)
+{
+    std::ostringstream out;
+    std::ostringstream err;
+    const console where{out, err};
+    open_options options;
+    options.hardened = true;
+    options.uri = "a&b";
+    options.port = 1345;
+    requested_page none("", heading_of(options, "127.0.0.1:1345"), where);
+    EXPECT_TRUE(none.good());
+    EXPECT_EQ(nullptr, none.report());
+    requested_page wanted(text_of_path(file), heading_of(options, "127.0.0.1:1345"), where);
+    ASSERT_NE(nullptr, wanted.report());
+    wanted.report()->add(clean("clean.eml"));
+    wanted.report()->finish(totals);
+    EXPECT_TRUE(wanted.good());
+    EXPECT_THAT(contents_of(file), HasSubstr("<dt>Service<dd><bdi>127.0.0.1:1345, path /a&amp;b</bdi>"));
+    EXPECT_THAT(contents_of(file), HasSubstr("<dt>Scanning<dd><bdi>hardened</bdi>"));
+    EXPECT_EQ("", err.str());
+}
+
+TEST_F(HtmlReport, FailsWithoutEndingTheRun)
+{
+    std::ostringstream out;
+    std::ostringstream err;
+    const console where{out, err};
+    const std::string place = text_of_path(folder.path() / "gone" / "out.html");
+    EXPECT_FALSE(requested_page(place, {}, where).good());
+    EXPECT_THAT(err.str(), HasSubstr("out.html: "));
+    fs::create_directory(folder.path() / "gone");
+    requested_page wanted(place, {}, where);
+    fs::remove_all(folder.path() / "gone");
+    wanted.report()->add(clean("clean.eml"));
+    wanted.report()->finish(totals);
+    EXPECT_FALSE(wanted.good());
+    EXPECT_EQ(2U, count_of("out.html: ", err.str()));
+}
+
+} // namespace
+} // namespace host::test
