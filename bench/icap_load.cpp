@@ -1,18 +1,15 @@
 #include "bench/icap_load.h"
 
-#include "bench/sink_peer.h"
+#include "bench/icap_asking.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
-#include <fcntl.h>
+#include <deque>
 #include <memory>
 #include <stdexcept>
-#include <string_view>
 #include <sys/epoll.h>
-#include <sys/socket.h>
-#include <sys/uio.h>
+#include <sys/timerfd.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -20,10 +17,8 @@ namespace bench {
 
 namespace {
 
-using clock_type = std::chrono::steady_clock;
+using clock_type = icap_asker::clock;
 
-constexpr std::size_t chunk_size = 32768;
-constexpr std::size_t serial_size = 16; ///< digits that make each object another one
 constexpr std::size_t block_size = 262144;
 
 [[noreturn]] void fail(const char* what)
@@ -31,221 +26,20 @@ constexpr std::size_t block_size = 262144;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// The bytes of one request. Only the serial number of the object changes.
-struct request_text
-{
-    std::string bytes;
-    std::size_t serial = 0; ///< offset of the serial number
-
-    explicit request_text(const icap_load& load)
-    {
-        const std::string peer = "127.0.0.1:" + std::to_string(load.port);
-        const std::string inner = "GET http://mail/object HTTP/1.1\r\nHost: mail\r\n\r\n";
-        const std::string outer = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: " +
-                                  std::to_string(load.object_size) + "\r\n\r\n";
-        bytes = "RESPMOD icap://" + peer + "/" + load.service + " ICAP/1.0\r\nHost: " + peer +
-                "\r\nAllow: 204\r\nEncapsulated: req-hdr=0, res-hdr=" + std::to_string(inner.size()) +
-                ", res-body=" + std::to_string(inner.size() + outer.size()) + "\r\n\r\n" + inner + outer;
-        std::uint32_t noise = 1;
-        for (std::size_t left = load.object_size; left != 0;) {
-            const std::size_t count = std::min(left, chunk_size);
-            std::array<char, 24> line{};
-            bytes.append(line.data(),
-                         static_cast<std::size_t>(std::snprintf(line.data(), line.size(), "%zx\r\n", count)));
-            if (serial == 0) {
-                serial = bytes.size();
-            }
-            for (std::size_t i = 0; i < count; ++i) {
-                noise = noise * 1664525U + 1013904223U;
-                bytes.push_back(static_cast<char>(' ' + (noise >> 24U) % 90U));
-            }
-            bytes.append("\r\n");
-            left -= count;
-        }
-        bytes.append("0\r\n\r\n");
-    }
-};
-
-/// Reads one answer: a head, and the chunked body that its Encapsulated announces.
-class answer_reader
+/// A descriptor that is closed.
+class owned_descriptor
 {
 public:
-    void restart() { *this = answer_reader(); }
-    /// Returns true with the end of the answer. No byte may follow it.
-    bool read(std::string_view bytes)
-    {
-        while (!bytes.empty()) {
-            if (state_ == state::end) {
-                throw std::runtime_error("bytes behind an answer");
-            }
-            bytes.remove_prefix(state_ == state::skip ? skip(bytes) : line(bytes));
-        }
-        return state_ == state::end;
-    }
-    [[nodiscard]] int status() const noexcept { return status_; }
+    explicit owned_descriptor(int value)
+        : value_(value)
+    {}
+    owned_descriptor(const owned_descriptor&) = delete;
+    owned_descriptor& operator=(const owned_descriptor&) = delete;
+    ~owned_descriptor() { ::close(value_); }
+    [[nodiscard]] int get() const noexcept { return value_; }
 
 private:
-    enum class state
-    {
-        head,
-        skip,
-        chunk,
-        end_mark,
-        end
-    };
-
-    std::size_t skip(std::string_view bytes)
-    {
-        const std::size_t count = std::min(bytes.size(), skip_);
-        skip_ -= count;
-        if (skip_ == 0) {
-            state_ = state::chunk;
-        }
-        return count;
-    }
-
-    std::size_t line(std::string_view bytes)
-    {
-        const std::size_t end = bytes.find('\n');
-        line_.append(bytes.substr(0, end));
-        if (end == std::string_view::npos) {
-            return bytes.size();
-        }
-        if (line_.ends_with('\r')) {
-            line_.pop_back();
-        }
-        take_line();
-        line_.clear();
-        return end + 1;
-    }
-
-    void take_line()
-    {
-        switch (state_) {
-        case state::head:
-            take_head_line();
-            break;
-        case state::chunk:
-            if (!line_.empty()) { // the line end of the chunk ahead
-                std::from_chars(line_.data(), line_.data() + line_.size(), skip_, 16);
-                state_ = skip_ == 0 ? state::end_mark : state::skip;
-            }
-            break;
-        default:
-            state_ = line_.empty() ? state::end : state_;
-        }
-    }
-
-    void take_head_line()
-    {
-        constexpr std::string_view body = "-body=";
-        if (status_ == 0) {
-            const std::size_t blank = std::min(line_.find(' '), line_.size() - 1);
-            std::from_chars(line_.data() + blank + 1, line_.data() + line_.size(), status_);
-            if (status_ == 0) {
-                throw std::runtime_error("no answer: " + line_);
-            }
-        } else if (line_.empty()) {
-            state_ = !has_body_ ? state::end : skip_ != 0 ? state::skip : state::chunk;
-        } else if (const std::size_t found = line_.find(body);
-                   line_.starts_with("Encapsulated:") && found != std::string::npos) {
-            has_body_ = line_.find("null-body") == std::string::npos;
-            std::from_chars(line_.data() + found + body.size(), line_.data() + line_.size(), skip_);
-        }
-    }
-
-    state state_ = state::head;
-    std::string line_;
-    int status_ = 0;
-    bool has_body_ = false;
-    std::size_t skip_ = 0;
-};
-
-class client
-{
-public:
-    explicit client(std::uint16_t port)
-        : socket_(connect_to(port))
-    {
-        ::fcntl(socket_, F_SETFL, ::fcntl(socket_, F_GETFL) | O_NONBLOCK);
-    }
-    client(const client&) = delete;
-    client& operator=(const client&) = delete;
-    ~client() { ::close(socket_); }
-
-    [[nodiscard]] int socket() const noexcept { return socket_; }
-
-    /// Sends as much of its request as the peer takes. Returns true while some is left.
-    bool send(const request_text& text)
-    {
-        const std::string_view head(text.bytes.data(), text.serial);
-        const std::string_view tail(text.bytes.data() + text.serial + serial_size,
-                                    text.bytes.size() - text.serial - serial_size);
-        while (sent_ < text.bytes.size()) {
-            std::array<iovec, 3> parts{};
-            std::size_t count = 0;
-            std::size_t begin = 0;
-            for (const std::string_view part : {head, std::string_view(serial_.data(), serial_.size()), tail}) {
-                if (const std::size_t skipped = std::min(part.size(), sent_ - std::min(sent_, begin));
-                    skipped < part.size()) {
-                    parts[count++] = {const_cast<char*>(part.data()) + skipped, part.size() - skipped};
-                }
-                begin += part.size();
-            }
-            msghdr message{};
-            message.msg_iov = parts.data();
-            message.msg_iovlen = count;
-            const ssize_t done = ::sendmsg(socket_, &message, MSG_NOSIGNAL);
-            if (done < 0 && errno == EAGAIN) {
-                return true;
-            }
-            if (done < 0) {
-                fail("send");
-            }
-            sent_ += static_cast<std::size_t>(done);
-        }
-        return false;
-    }
-
-    void begin(std::uint64_t serial)
-    {
-        std::array<char, serial_size + 1> digits{};
-        (void)std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(serial));
-        std::copy_n(digits.begin(), serial_size, serial_.begin());
-        sent_ = 0;
-        answer_.restart();
-        begun_ = clock_type::now();
-    }
-
-    /// Returns true with the end of the answer.
-    bool receive(std::vector<char>& block)
-    {
-        for (;;) {
-            const ssize_t count = ::recv(socket_, block.data(), block.size(), 0);
-            if (count < 0 && errno == EAGAIN) {
-                return false;
-            }
-            if (count <= 0) {
-                fail(count == 0 ? "the service closed a connection" : "receive");
-            }
-            if (answer_.read({block.data(), static_cast<std::size_t>(count)})) {
-                return true;
-            }
-        }
-    }
-
-    [[nodiscard]] int status() const noexcept { return answer_.status(); }
-    [[nodiscard]] float milliseconds() const
-    {
-        return std::chrono::duration<float, std::milli>(clock_type::now() - begun_).count();
-    }
-
-private:
-    int socket_;
-    std::array<char, serial_size> serial_{};
-    std::size_t sent_ = ~std::size_t{0}; ///< nothing to send
-    answer_reader answer_;
-    clock_type::time_point begun_;
+    int value_;
 };
 
 class generator
@@ -253,51 +47,117 @@ class generator
 public:
     explicit generator(const icap_load& load)
         : load_(load)
-        , text_(load)
         , poll_(::epoll_create1(0))
+        , timer_(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK))
         , block_(block_size)
     {
-        if (load.object_size < serial_size || load.object_size > chunk_size << 16U) {
-            throw std::invalid_argument("no such objects");
+        for (const std::size_t size : load.object_sizes) {
+            requests_.push_back(std::make_unique<icap_request>(load, size));
         }
     }
-    generator(const generator&) = delete;
-    generator& operator=(const generator&) = delete;
-    ~generator() { ::close(poll_); }
 
     icap_load_result run()
     {
-        for (std::size_t i = 0; i < load_.connections; ++i) {
-            clients_.push_back(std::make_unique<client>(load_.port));
-        }
+        connect();
         const auto start = clock_type::now();
         end_ = start + load_.time;
-        for (const auto& one : clients_) {
-            epoll_event wanted{};
-            wanted.events = EPOLLIN | EPOLLOUT | EPOLLET;
-            wanted.data.ptr = one.get();
-            if (::epoll_ctl(poll_, EPOLL_CTL_ADD, one->socket(), &wanted) != 0) {
-                fail("epoll_ctl");
-            }
-            ask(*one);
+        if (load_.interval.count() != 0) {
+            start_timer();
         }
-        while (under_way_ != 0) {
+        for (const auto& one : askers_) {
+            watch(one->socket(), EPOLLIN | EPOLLOUT | EPOLLET, one.get());
+            take(*one);
+        }
+        while (under_way_ != 0 || !due_.empty() || (load_.interval.count() != 0 && is_time_left())) {
             wait();
         }
         result_.seconds = std::chrono::duration<double>(clock_type::now() - start).count();
+        if (load_.answered) {
+            load_.answered();
+        }
         std::sort(result_.latencies.begin(), result_.latencies.end());
+        for (auto& [size, latencies] : result_.of_sizes) {
+            std::sort(latencies.begin(), latencies.end());
+        }
         return std::move(result_);
     }
 
 private:
-    void ask(client& one)
+    void connect()
     {
-        if (begun_ >= load_.most_requests || clock_type::now() >= end_) {
+        for (std::size_t i = 0; i < load_.connections; ++i) {
+            askers_.push_back(std::make_unique<icap_asker>(load_.port));
+        }
+        if (load_.connected) {
+            load_.connected();
+        }
+    }
+
+    void start_timer()
+    {
+        constexpr long nanoseconds = 1000000000;
+        itimerspec times{};
+        times.it_interval = {load_.interval.count() / nanoseconds, load_.interval.count() % nanoseconds};
+        times.it_value = times.it_interval;
+        if (::timerfd_settime(timer_.get(), 0, &times, nullptr) != 0) {
+            fail("timerfd_settime");
+        }
+        watch(timer_.get(), EPOLLIN, nullptr);
+    }
+
+    void watch(int handle, std::uint32_t events, void* context)
+    {
+        epoll_event wanted{};
+        wanted.events = events;
+        wanted.data.ptr = context;
+        if (::epoll_ctl(poll_.get(), EPOLL_CTL_ADD, handle, &wanted) != 0) {
+            fail("epoll_ctl");
+        }
+    }
+
+    [[nodiscard]] bool is_time_left() const { return begun_ < load_.most_requests && clock_type::now() < end_; }
+
+    /// A connection has nothing under way.
+    void take(icap_asker& one)
+    {
+        if (load_.interval.count() != 0) {
+            idle_.push_back(&one);
+            ask_what_is_due();
+        } else if (is_time_left()) {
+            ask(one, clock_type::now());
+        }
+    }
+
+    void ask_what_is_due()
+    {
+        while (!due_.empty() && !idle_.empty()) {
+            icap_asker& one = *idle_.front();
+            idle_.pop_front();
+            ask(one, due_.front());
+            due_.pop_front();
+        }
+    }
+
+    void ask(icap_asker& one, clock_type::time_point due)
+    {
+        ++under_way_;
+        const icap_request& request = *requests_[begun_ % requests_.size()];
+        one.begin(request, ++begun_, due);
+    }
+
+    void take_ticks()
+    {
+        std::uint64_t ticks = 0;
+        if (::read(timer_.get(), &ticks, sizeof ticks) != sizeof ticks) {
             return;
         }
-        ++under_way_;
-        one.begin(++begun_);
-        one.send(text_);
+        for (; ticks != 0 && begun_ + due_.size() < load_.most_requests && clock_type::now() < end_; --ticks) {
+            due_.push_back(clock_type::now() - load_.interval * (ticks - 1));
+        }
+        ask_what_is_due();
+        if (!is_time_left()) { // so that a wait for an answer is not ended by the timer
+            (void)::epoll_ctl(poll_.get(), EPOLL_CTL_DEL, timer_.get(), nullptr);
+        }
     }
 
     void wait()
@@ -305,30 +165,43 @@ private:
         constexpr int most_events = 256;
         constexpr int patience = 60000;
         std::array<epoll_event, most_events> events{};
-        const int count = ::epoll_wait(poll_, events.data(), most_events, patience);
+        const int count = ::epoll_wait(poll_.get(), events.data(), most_events, patience);
         if (count == 0) {
             throw std::runtime_error("no answer within a minute");
         }
         for (int i = 0; i < count; ++i) {
             const epoll_event& event = events.at(static_cast<std::size_t>(i));
-            auto& one = *static_cast<client*>(event.data.ptr);
+            if (event.data.ptr == nullptr) {
+                take_ticks();
+                continue;
+            }
+            auto& one = *static_cast<icap_asker*>(event.data.ptr);
             if ((event.events & EPOLLOUT) != 0) {
-                one.send(text_);
+                one.send();
             }
             if ((event.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0 && one.receive(block_)) {
-                --under_way_;
-                ++result_.answers[one.status()];
-                result_.latencies.push_back(one.milliseconds());
-                ask(one);
+                note(one);
+                take(one);
             }
         }
     }
 
+    void note(const icap_asker& one)
+    {
+        --under_way_;
+        ++result_.answers[one.status()];
+        result_.latencies.push_back(one.milliseconds());
+        result_.of_sizes[one.object_size()].push_back(result_.latencies.back());
+    }
+
     icap_load load_;
-    request_text text_;
-    int poll_;
+    std::vector<std::unique_ptr<icap_request>> requests_;
+    owned_descriptor poll_;
+    owned_descriptor timer_;
     std::vector<char> block_;
-    std::vector<std::unique_ptr<client>> clients_;
+    std::vector<std::unique_ptr<icap_asker>> askers_;
+    std::deque<icap_asker*> idle_;           ///< with an interval only; longest idle first
+    std::deque<clock_type::time_point> due_; ///< requests for which no connection was idle
     clock_type::time_point end_;
     std::uint64_t begun_ = 0;
     std::uint64_t under_way_ = 0;
@@ -337,13 +210,18 @@ private:
 
 } // namespace
 
-double icap_load_result::percentile(double share) const
+double percentile(const std::vector<float>& ascending, double share)
 {
-    if (latencies.empty()) {
+    if (ascending.empty()) {
         return 0;
     }
-    const auto place = static_cast<std::size_t>(share * static_cast<double>(latencies.size()));
-    return latencies[std::min(place, latencies.size() - 1)];
+    const auto place = static_cast<std::size_t>(share * static_cast<double>(ascending.size()));
+    return ascending[std::min(place, ascending.size() - 1)];
+}
+
+double icap_load_result::percentile(double share) const
+{
+    return bench::percentile(latencies, share);
 }
 
 icap_load_result run(const icap_load& load)

@@ -3,6 +3,7 @@
 
 #include "bench/icap_load.h"
 #include "bench/once.h"
+#include "bench/process_figures.h"
 #include "bench/wire_floor.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_folder.h"
@@ -37,23 +38,6 @@ using std::chrono::milliseconds;
 constexpr double mebibyte = 1048576;
 constexpr std::string_view floor_option = "--serve-wire-floor"; ///< what the program starts itself with
 
-/// Returns the memory in bytes of a process and its children; a page that several of them share counts once.
-double memory_of(int process)
-{
-    double bytes = 0;
-    std::ifstream sizes("/proc/" + std::to_string(process) + "/smaps_rollup");
-    for (std::string line; std::getline(sizes, line);) {
-        if (line.starts_with("Pss:")) {
-            bytes = std::strtod(line.c_str() + 4, nullptr) * 1024;
-        }
-    }
-    std::ifstream children("/proc/" + std::to_string(process) + "/task/" + std::to_string(process) + "/children");
-    for (int child = 0; children >> child;) {
-        bytes += memory_of(child);
-    }
-    return bytes;
-}
-
 /// A server under test.
 class subject
 {
@@ -67,7 +51,7 @@ public:
     virtual ~subject() = default;
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
-    [[nodiscard]] double memory() const { return memory_of(process_->id()); }
+    [[nodiscard]] double memory() const { return bench::memory_of(process_->id()); }
 
     [[nodiscard]] bench::icap_load_result run(bench::icap_load load) const
     {
@@ -251,7 +235,7 @@ bool measure(const cell& where, const std::vector<std::unique_ptr<subject>>& sub
         for (std::size_t i = 0; i < subjects.size(); ++i) {
             bench::icap_load load;
             load.connections = where.connections;
-            load.object_size = where.object_size;
+            load.object_sizes = {where.object_size};
             load.time = time;
             results[i].add(subjects[i]->run(load));
             results[i].memory = std::max(results[i].memory, subjects[i]->memory());

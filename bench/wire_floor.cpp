@@ -1,8 +1,9 @@
 #include "bench/wire_floor.h"
 
+#include "bench/loopback_listener.h"
+
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,7 +13,6 @@
 #include <string>
 #include <string_view>
 #include <sys/epoll.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -29,18 +29,11 @@ public:
     /// Returns the port, or 0.
     std::uint16_t listen()
     {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            ::listen(listener_, SOMAXCONN) != 0 ||
-            ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-            return 0;
+        const std::uint16_t port = listen_on_loopback(listener_);
+        if (port != 0) {
+            watch(listener_);
         }
-        watch(listener_);
-        return ntohs(address.sin_port);
+        return port;
     }
 
     [[noreturn]] void serve()
@@ -105,15 +98,13 @@ private:
 
 int serve_wire_floor()
 {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     floor_server server;
     const std::uint16_t port = server.listen();
     if (port == 0) {
         std::perror("bench_service: no port");
         return 1;
     }
-    std::printf("serving on 127.0.0.1:%u\n", static_cast<unsigned>(port));
-    (void)std::fflush(stdout);
+    announce_port(port);
     server.serve();
 }
 
