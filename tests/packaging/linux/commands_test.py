@@ -75,6 +75,12 @@ class Manuals(unittest.TestCase):
                     self.assertEqual(set(), options_in(text) - options_in(page.replace("\n     ", "\n")), words)
         self.assertGreater(len(options_in(run(SERVICE, "--help").stdout)), 30)
 
+    def test_have_each_command(self):
+        page = self.rendered("postwarden.1")
+        for words, _ in help_texts():
+            if words[0] == PROGRAM:
+                self.assertIn(" ".join(["postwarden", *words[1:]]), page)
+
     def test_have_the_usual_sections(self):
         for name in ("postwarden-service.8", "postwarden.1"):
             page = self.rendered(name)
@@ -98,7 +104,7 @@ class BashCompletion(unittest.TestCase):
 
     def test_offers_commands(self):
         commands = commands_in(run(PROGRAM, "--help").stdout)
-        self.assertLessEqual({"open", "scan", "settings"}, set(commands))
+        self.assertLessEqual({"open", "scan", "settings", "doctor"}, set(commands))
         self.assertEqual(commands, self.completed("postwarden", ""))
         self.assertEqual(["scan"], self.completed("postwarden", "sc"))
         self.assertEqual(["show", "make"], self.completed("postwarden", "settings", ""))

@@ -12,8 +12,11 @@ import sys
 import tempfile
 import unittest
 
+sys.dont_write_bytecode = True  # keeps the source tree unchanged
+
+from installed_files import COMMON, CONFIGURATION, DEBIAN_ONLY, DOCUMENTS, UNIT, below, prefixed  # noqa: E402
+
 BUILD = CPACK = VERSION = SOURCE = None
-UNIT = "lib/systemd/system/postwarden-service.service"
 SCRIPTS = ("postinst", "postrm", "prerm")
 
 
@@ -45,26 +48,9 @@ class Package(unittest.TestCase):
             self.assertIn(needed, self.field("Depends"))
 
     def test_has_its_files(self):
-        found = {str(path.relative_to(self.root)) for path in self.root.rglob("*") if not path.is_dir()}
-        found = {name for name in found if not name.startswith(("DEBIAN/", "usr/share/doc/postwarden/docs/"))}
-        self.assertEqual({
-            "etc/postwarden/service.conf",
-            "usr/bin/postwarden",
-            "usr/bin/postwarden-service",
-            "usr/" + UNIT,
-            "usr/share/bash-completion/completions/postwarden",
-            "usr/share/bash-completion/completions/postwarden-service",
-            "usr/share/doc/postwarden/README.md",
-            "usr/share/doc/postwarden/changelog.Debian.gz",
-            "usr/share/doc/postwarden/changelog.gz",
-            "usr/share/doc/postwarden/copyright",
-            "usr/share/lintian/overrides/postwarden",
-            "usr/share/man/man1/postwarden.1.gz",
-            "usr/share/man/man8/postwarden-service.8.gz",
-            "usr/share/zsh/vendor-completions/_postwarden",
-            "usr/share/zsh/vendor-completions/_postwarden-service",
-        }, found)
-        documents = {path.name for path in self.root.glob("usr/share/doc/postwarden/docs/*")}
+        found = {name for name in below(self.root) if not name.startswith("DEBIAN/")}
+        self.assertEqual(prefixed("usr/", COMMON | DEBIAN_ONLY) | {"etc/" + CONFIGURATION}, found)
+        documents = {path.name for path in self.root.glob(f"usr/{DOCUMENTS}*")}
         self.assertEqual({path.name for path in pathlib.Path(SOURCE, "docs").iterdir()}, documents)
 
     def test_belongs_to_root_and_is_writable_by_root_only(self):

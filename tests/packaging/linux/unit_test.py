@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Tests the unit of the service by the manager's own analysis.
 
-    unit_test.py FOLDER PROGRAM SERVICE
+    unit_test.py UNIT SERVICE
 
-FOLDER contains the unit; SERVICE takes the place of the installed program, which need not exist."""
+UNIT is the source of the unit; SERVICE takes the place of the installed program, which need not exist."""
 
 import pathlib
 import re
@@ -14,7 +14,7 @@ import unittest
 
 NAME = "postwarden-service.service"
 MOST_EXPOSURE = 15  # tenths; what remains is the network, the socket of clamd, and the root of the file system
-FOLDER = SERVICE = None
+UNIT = SERVICE = None
 
 
 def analyze(text, *arguments):
@@ -27,7 +27,7 @@ def analyze(text, *arguments):
 
 class Unit(unittest.TestCase):
     def setUp(self):
-        self.text = pathlib.Path(FOLDER, NAME).read_text()
+        self.text = pathlib.Path(UNIT).read_text().replace("@bindir@", "/usr/bin").replace("@sysconfdir@", "/etc")
         self.runnable = re.sub(r"^ExecStart=\S+", f"ExecStart={SERVICE}", self.text, flags=re.M)
         self.assertIn(f"ExecStart={SERVICE} --config", self.runnable)
 
@@ -54,5 +54,5 @@ class Unit(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    FOLDER, _, SERVICE = sys.argv[1:4]
+    UNIT, SERVICE = sys.argv[1:3]
     unittest.main(argv=sys.argv[:1])
