@@ -36,6 +36,7 @@ CLEAN, CONDEMNED = "01-status-report.msg", "27-condemned-attachment.msg"
 SERVICE = "postwarden-service"
 SERVICES = "HKLM\\System\\CurrentControlSet\\Services"
 BROKER = "Software\\MorvelaneLab\\postwarden\\Broker"
+INSTALLED = "C:\\Program Files\\Morvelane Lab\\postwarden\\"
 WAIT = 60  # seconds for the start or the end of a service
 # What the system's installer and its event log keep.
 SYSTEMS_OWN = re.compile(r"\\Installer(\\(Features|Products|UpgradeCodes|UserData(\\S-1-5-18(\\(Components|Products))?)?))?$")
@@ -118,6 +119,23 @@ class Machine(unittest.TestCase):
         self.assertEqual((0, 2, "opened"), (status, condemned["verdict"], condemned["display"]))
         self.assertTrue(condemned["after"]["subject"].startswith("[Morvelane Ostrand 10.1]"), condemned)
 
+    def examine(self, *options):
+        """Runs the installed doctor, on a machine that may be loaded. Returns its exit status, and the rows by name."""
+        done = DESK.run(INSTALLED + "postwarden-doctor.exe", "--json", "--slow", "600000", "--timeout", "60000", *options)
+        return done.returncode, {row["name"]: row for row in json.loads(done.stdout)["rows"]}
+
+    def assert_examined(self):
+        """The doctor finds the port in force by itself."""
+        status, rows = self.examine()
+        # Wine has no mail client, and the engine of the test is the builtin one.
+        self.assertEqual({"addin-machine": "ok", "addin-user": "ok", "addin-disabled": "ok",
+                          "addin-policy": "not_applicable", "addin-module": "ok", "client-bitness": "not_applicable",
+                          "hardened": "ok", "broker": "ok", "settings": "ok", "service": "ok", "port": "ok",
+                          "options": "ok", "clean-object": "ok", "test-object": "ok", "verdict-time": "ok",
+                          "engines": "warning"}, {name: row["state"] for name, row in rows.items()}, rows)
+        self.assertEqual(1, status)
+        self.assertIn(f"127.0.0.1:{self.port}", rows["port"]["found"])
+
     def manage(self, command):
         DESK.must("net", command, SERVICE)
 
@@ -135,6 +153,7 @@ class Installation(Machine):
     def test_has_every_mail_of_the_machine_scanned(self):
         self.install(f"PORT={self.port}")
         self.assert_scanned()
+        self.assert_examined()
         self.remove()
         self.assertFalse(listens(self.port))
         self.assert_nothing_is_left()
@@ -142,10 +161,13 @@ class Installation(Machine):
     def test_stores_a_service_of_an_account_without_rights(self):
         self.install(f"PORT={self.port}", "ADDLOCAL=Service")
         entry = DESK.registry(SERVICES)["System\\CurrentControlSet\\Services\\" + SERVICE]
-        program = "C:\\Program Files\\Morvelane Lab\\postwarden\\postwarden-service.exe"
+        program = INSTALLED + "postwarden-service.exe"
         self.assertEqual(f'"{program}" --config C:\\ProgramData\\postwarden\\service.conf', expanded(entry["ImagePath"]))
         self.assertEqual(("NT AUTHORITY\\LocalService", 2, 16), (entry["ObjectName"], entry["Start"], entry["Type"]))
         self.assertTrue(listens(self.port))
+        status, rows = self.examine("--port", str(self.port), "--only", "addin-machine,broker,service,test-object")
+        self.assertEqual((2, {"addin-machine": "failed", "broker": "failed", "service": "ok", "test-object": "ok"}),
+                         (status, {name: row["state"] for name, row in rows.items()}))
         self.remove()
         self.assert_nothing_is_left()
 
@@ -226,7 +248,7 @@ class Replacement(Machine):
         self.assertEqual(settings, (self.data / "settings.json").read_text())
         self.assertEqual(options, (self.data / "service.conf").read_text())
         installed = DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden"
-        for file in ("postwarden.dll", "postwarden-broker.dll", "postwarden-service.exe"):
+        for file in ("postwarden.dll", "postwarden-broker.dll", "postwarden-service.exe", "postwarden-doctor.exe"):
             self.assertEqual((newer.parent / file).read_bytes(), (installed / file).read_bytes(), file)
         self.assert_scanned()  # by the service of the newer version, which was started
         self.remove(newer)

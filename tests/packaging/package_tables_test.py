@@ -10,23 +10,25 @@ import subprocess
 import sys
 import unittest
 
+sys.dont_write_bytecode = True  # keeps the source tree unchanged
+
+import package_database  # noqa: E402
+
 PACKAGE = VERSION = None
 
 
 def table(name):
-    """Returns the rows of a table as dictionaries."""
-    exported = subprocess.run(["msiinfo", "export", PACKAGE, name], capture_output=True, text=True, check=True).stdout
-    columns, _, _, *rows = [line.split("\t") for line in exported.splitlines()]
-    return [dict(zip(columns, row, strict=True)) for row in rows]
+    return package_database.table(PACKAGE, name)
+
+
+def long_name(name):
+    return name.rpartition("|")[2]
 
 
 class Tables(unittest.TestCase):
-    def test_files_have_the_version_and_the_language_of_their_resources(self):
-        found = {row["FileName"]: (row["Version"], row["Language"]) for row in table("File")}
-        self.assertEqual({"postwarden.dll": (VERSION + ".0", "1033"), "postwarden-broker.dll": (VERSION + ".0", "1033"),
-                          "postwarden-service.exe": (VERSION + ".0", "1033"),
-                          "postwarden-configure.exe": (VERSION + ".0", "1033"),
-                          "postwarden_loc.dll": (VERSION + ".0", "1031")}, found)
+    def test_files_are_those_of_the_product(self):
+        self.assertEqual({"postwarden.dll", "postwarden-broker.dll", "postwarden-service.exe", "postwarden-doctor.exe",
+                          "postwarden-configure.exe", "postwarden_loc.dll"}, {long_name(row["FileName"]) for row in table("File")})
 
     def test_files_with_a_version_have_no_hash(self):
         self.assertEqual([], table("MsiFileHash"))
@@ -83,10 +85,38 @@ class Tables(unittest.TestCase):
         features = {}
         for row in table("FeatureComponents"):
             features.setdefault(row["Feature_"], set()).add(row["Component_"])
-        common = {"MakerFolder", "Configure", "DataFolder"}
-        self.assertEqual({"AddIn": {"Module", "MakerFolder", "HardenedScanning"},
+        common = {"MakerFolder", "DoctorProgram", "Configure", "DataFolder"}
+        self.assertEqual({"AddIn": {"Module", "MakerFolder", "HardenedScanning", "DoctorProgram"},
                           "Service": common | {"ServiceProgram", "LogFolder"},
                           "Broker": common | {"BrokerModule"}, "German": {"GermanTexts"}}, features)
+
+    def test_the_doctor_is_installed_with_each_feature_that_it_examines(self):
+        files = {row["File"]: row["Component_"] for row in table("File") if long_name(row["FileName"]) == "postwarden-doctor.exe"}
+        component, = files.values()
+        features = {row["Feature_"] for row in table("FeatureComponents") if row["Component_"] == component}
+        self.assertEqual({"AddIn", "Service", "Broker"}, features)
+
+    def test_a_component_of_several_features_is_what_each_of_them_needs_alone(self):
+        """Such a component remains until its last feature is removed. It has its own file or folder as the part that shows
+        whether it is installed, and nothing that belongs to one of the features."""
+        features = {}
+        for row in table("FeatureComponents"):
+            features.setdefault(row["Component_"], set()).add(row["Feature_"])
+        shared = {component for component, users in features.items() if len(users) > 1}
+        self.assertEqual({"MakerFolder", "DoctorProgram", "Configure", "DataFolder"}, shared)
+        owned = {name: {row["Component_"] for row in table(name)} for name in ("Registry", "ServiceInstall", "ServiceControl")}
+        self.assertEqual([], [name for name, components in owned.items() if components & shared])
+        for row in table("Component"):
+            if row["Component"] in shared:
+                files = [file["File"] for file in table("File") if file["Component_"] == row["Component"]]
+                self.assertEqual(files or [""], [row["KeyPath"]], row)
+
+    def test_each_file_has_a_component_of_its_own_that_has_no_twin(self):
+        components = [row["Component_"] for row in table("File")]
+        self.assertEqual(len(set(components)), len(components))
+        identifiers = [row["ComponentId"] for row in table("Component")]
+        self.assertEqual(len(set(identifiers)), len(identifiers))
+        self.assertEqual([], [one for one in identifiers if one != one.upper()])
 
     def test_components_are_of_the_64_bit_view(self):
         self.assertEqual({256}, {int(row["Attributes"]) & 256 for row in table("Component")})
@@ -116,7 +146,7 @@ class Tables(unittest.TestCase):
     def test_the_program_of_the_service_is_the_key_path_of_its_component(self):
         component, = [row for row in table("Component") if row["Component"] == "ServiceProgram"]
         file, = [row for row in table("File") if row["File"] == component["KeyPath"]]
-        self.assertEqual("postwarden-service.exe", file["FileName"])
+        self.assertEqual("postwarden-service.exe", long_name(file["FileName"]))
 
     def test_the_service_is_started_stopped_and_removed_and_each_is_waited_for(self):
         row, = table("ServiceControl")
@@ -157,7 +187,7 @@ class Tables(unittest.TestCase):
         order = self.order()
         conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
         searched = {row["Property"]: row["Signature_"] for row in table("AppSearch")}
-        files = {row["Signature"]: row["FileName"] for row in table("Signature")}
+        files = {row["Signature"]: long_name(row["FileName"]) for row in table("Signature")}
         folders = {row["Signature_"]: row["Path"] for row in table("DrLocator")}
         for feature, found, file in (("Service", "OPTIONSFILE", "service.conf"), ("Broker", "SETTINGSFILE", "settings.json")):
             action = f"Take{feature}Back"
@@ -177,7 +207,7 @@ class Tables(unittest.TestCase):
     def test_custom_actions_run_the_installed_program_with_the_rights_of_the_system(self):
         installed_program, in_script, no_impersonation, go_on_after_failure, in_rollback = 18, 1024, 2048, 64, 256
         system = installed_program + in_script + no_impersonation
-        program, = [row["File"] for row in table("File") if row["FileName"] == "postwarden-configure.exe"]
+        program, = [row["File"] for row in table("File") if long_name(row["FileName"]) == "postwarden-configure.exe"]
         self.assertEqual(
             {("ConfigureService", system, program, 'service "[DATADIR]." "[PORT]" "[ENGINE]" "[#ServiceFile]"'),
              ("ConfigureBroker", system, program, 'broker "[DATADIR]." "[PORT]"'),
@@ -204,7 +234,7 @@ class Tables(unittest.TestCase):
 
     def test_configuration_is_no_file_of_the_package(self):
         """The installer would replace or remove it with the version that brought it."""
-        self.assertEqual(set(), {row["FileName"] for row in table("File")} & {"service.conf", "settings.json"})
+        self.assertEqual(set(), {long_name(row["FileName"]) for row in table("File")} & {"service.conf", "settings.json"})
 
     def test_event_sources_have_their_messages(self):
         sources = {}

@@ -215,8 +215,8 @@ class Package(Machine):
     def test_writes_the_entries_of_self_registration_and_leaves_nothing(self):
         self.install(self.package)
         self.assertEqual((self.entries(), {}), self.changes())
-        self.assertEqual({"Morvelane Lab", "Morvelane Lab/postwarden", "Morvelane Lab/postwarden/postwarden.dll"},
-                         self.installed_files())
+        self.assertEqual({"Morvelane Lab", "Morvelane Lab/postwarden", "Morvelane Lab/postwarden/postwarden.dll",
+                          "Morvelane Lab/postwarden/postwarden-doctor.exe"}, self.installed_files())
         done = mailhost(FOLDER / "empty")
         self.assertEqual(3, done.returncode, done.stderr)
         self.remove(self.package)
