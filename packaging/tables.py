@@ -35,7 +35,8 @@ TABLES = {
 }
 
 # Configuration that was there before: an installation that fails leaves it.
-SEARCHES = [("OPTIONSFILE", "OptionsFile", "service.conf"), ("SETTINGSFILE", "SettingsFile", "settings.json")]
+SEARCHES = [("OPTIONSFILE", "OptionsFile", "SERVICE.CON|service.conf"),
+            ("SETTINGSFILE", "SettingsFile", "SETTINGS.JSO|settings.json")]
 SEARCHED_FOLDER = "[CommonAppDataFolder]postwarden"
 
 ACTIONS = [
@@ -56,7 +57,7 @@ ACTIONS = [
 # Behind the files and ahead of the service's start; behind the service's end and ahead of the files' removal.
 # A rollback undoes what follows the actions for it.
 SEQUENCE = [
-    ("AwaitService", "&Service = 2", 3390),
+    ("AwaitService", "&Service = 2 OR REINSTALL AND &Service = 3", 3390),
     ("ForgetService", "&Service = 2 AND NOT UPGRADINGPRODUCTCODE", 3400),
     ("ForgetBroker", "&Broker = 2 AND NOT UPGRADINGPRODUCTCODE", 3410),
     ("AppSearch", None, 50),
@@ -66,6 +67,13 @@ SEQUENCE = [
     ("ConfigureBroker", "&Broker = 3", 5710),
     ("CompleteService", "&Service = 3", 5840),
 ]
+
+# Names that are no short ones, of eight characters and three, are preceded by one. wixl writes them as they are.
+SHORT_NAMES = {
+    ("File", "FileName"): {"ModuleFile": "POSTWARD.DLL", "BrokerFile": "PWBROKER.DLL", "ServiceFile": "PWSERVIC.EXE",
+                           "ConfigureFile": "PWCONFIG.EXE", "DoctorFile": "PWDOCTOR.EXE", "GermanTextsFile": "PWTEXTS.DLL"},
+    ("Directory", "DefaultDir"): {"MAKERDIR": "MORVELAN", "INSTALLDIR": "POSTWARD", "DATADIR": "POSTWARD"},
+}
 
 
 def literal(value):
@@ -77,6 +85,17 @@ def insertion(table, columns, row):
     given = [(column, value) for column, value in zip(columns, row, strict=True) if value is not None]
     names = ", ".join(f"`{column}`" for column, _ in given)
     return f"INSERT INTO `{table}` ({names}) VALUES ({', '.join(literal(value) for _, value in given)})"
+
+
+def short_names(rows):
+    """Returns the statements that add the short names. `rows` returns the rows of a table by its name: the first
+    value is the key, and the third the long name."""
+    statements = []
+    for (table, column), names in SHORT_NAMES.items():
+        for key, _, long_name in (row[:3] for row in rows(table)):
+            if key in names:
+                statements.append(f"UPDATE `{table}` SET `{column}` = '{names[key]}|{long_name}' WHERE `{table}` = '{key}'")
+    return statements
 
 
 def queries():

@@ -67,11 +67,28 @@ class Tables(unittest.TestCase):
     def test_nothing_else_depends_on_a_condition(self):
         self.assertEqual({"HardenedScanning"}, {row["Component"] for row in table("Component") if row["Condition"]})
 
-    def test_other_builds_are_removed_before_files_are_written(self):
-        order = {row["Action"]: int(row["Sequence"]) for row in table("InstallExecuteSequence")}
+    def test_other_builds_are_removed_before_files_are_written_and_come_back_if_the_installation_fails(self):
+        order = self.order()
         self.assertLess(order["FindRelatedProducts"], order["RemoveExistingProducts"])
-        self.assertLess(order["InstallValidate"], order["RemoveExistingProducts"])
+        # In the transaction, as its first action: the installer refuses it behind one that changes the machine.
+        transaction = sorted(number for number in order.values() if number >= order["InstallInitialize"])
+        self.assertEqual([order["InstallInitialize"], order["RemoveExistingProducts"]], transaction[:2])
         self.assertLess(order["RemoveExistingProducts"], order["InstallFiles"])
+
+    def test_the_machine_is_never_restarted_by_an_installation_that_nobody_watches(self):
+        properties = {row["Property"]: row["Value"] for row in table("Property")}
+        self.assertEqual("ReallySuppress", properties["REBOOT"])
+
+    def test_names_have_a_short_one_in_front_unless_they_are_short(self):
+        folders = {row["Component"]: row["Directory_"] for row in table("Component")}
+        names = [(folders[row["Component_"]], row["FileName"]) for row in table("File")]
+        names += [(row["Directory_Parent"], row["DefaultDir"]) for row in table("Directory")]
+        names += [("", row["FileName"]) for row in table("Signature")]
+        # The folders of the system have none, and the root has the name of the source.
+        used = [(folder, name.partition("|")[0]) for folder, name in names if name not in (".", "SourceDir")]
+        for _, short in used:
+            self.assertRegex(short, r"^[A-Za-z0-9_]{1,8}(\.[A-Za-z0-9_]{1,3})?$")
+        self.assertEqual(len(set(used)), len(used))
 
     def test_the_add_in_cannot_be_left_out(self):
         self.assertEqual({"AddIn": "16", "Service": "0", "Broker": "0", "German": "0"},
@@ -165,7 +182,8 @@ class Tables(unittest.TestCase):
         conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
         self.assertLess(order["StopServices"], order["AwaitService"])
         self.assertLess(order["AwaitService"], order["RemoveFiles"])
-        self.assertEqual("&Service = 2", conditions["AwaitService"])  # of an upgrade too
+        # Of an upgrade too, and at a repair.
+        self.assertEqual("&Service = 2 OR REINSTALL AND &Service = 3", conditions["AwaitService"])
         self.assertLess(order["StopServices"], order["InstallFiles"])
 
     def test_configuration_is_written_behind_the_files_and_ahead_of_the_service(self):
