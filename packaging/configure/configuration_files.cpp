@@ -1,6 +1,7 @@
 #include "packaging/configure/configuration_files.h"
 
 #include "broker/protected_file.h"
+#include "tool/system/conversions.h"
 
 #include <platform/handles.h>
 
@@ -9,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 
 namespace packaging {
@@ -55,15 +57,22 @@ bool is_link(const std::filesystem::path& path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-[[noreturn]] void fail(const std::filesystem::path& file)
+std::string narrow(const std::filesystem::path& path)
 {
-    throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), file.string());
+    return winapi::conv_to_char(path.wstring(), winapi::code_page_utf8);
 }
 
-void write(const std::filesystem::path& file, const std::string& text, DWORD how)
+[[noreturn]] void fail(const std::filesystem::path& file)
+{
+    const auto code = static_cast<int>(::GetLastError());
+    throw std::system_error(code, std::system_category(), narrow(file));
+}
+
+/// Writes a file that does not exist.
+void write(const std::filesystem::path& file, const std::string& text)
 {
     winapi::file_handle created(
-        ::CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, how, FILE_ATTRIBUTE_NORMAL, nullptr));
+        ::CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!created) {
         fail(file);
     }
@@ -89,8 +98,12 @@ std::optional<std::string> contents_of(const std::filesystem::path& file)
 
 } // namespace
 
-void give_to_administrators(const std::filesystem::path& folder) noexcept
+void give_to_administrators(const std::filesystem::path& folder)
 {
+    if (is_link(folder)) {
+        throw std::runtime_error("the folder of the configuration is a link, which has to be removed: " +
+                                 narrow(folder));
+    }
     enable(SE_TAKE_OWNERSHIP_NAME);
     enable(SE_RESTORE_NAME);
     std::array<BYTE, SECURITY_MAX_SID_SIZE> administrators{};
@@ -114,8 +127,9 @@ bool write_unless_present(const std::filesystem::path& file, const std::string& 
             fail(file);
         }
     }
-    write(file, text, CREATE_NEW);
-    write(copy_of(file), text, CREATE_ALWAYS);
+    write(file, text);
+    ::DeleteFileW(copy_of(file).c_str()); // never written through: it may be a link
+    write(copy_of(file), text);
     return true;
 }
 

@@ -8,8 +8,9 @@
 namespace packaging {
 
 /// Makes the administrators the owner of a folder: any user can create one in the folder of the machine's program data,
-/// ahead of the installation. Without the right to do so nothing is changed.
-void give_to_administrators(const std::filesystem::path& folder) noexcept;
+/// ahead of the installation. Without the right to do so nothing is changed. Throws std::runtime_error if the folder is a
+/// link: files would be written wherever a user has it lead.
+void give_to_administrators(const std::filesystem::path& folder);
 
 /// Writes a file unless there is one, and a copy NAME.default beside it, which shows later whether it was changed. A
 /// file that `rules` refuse is not the administrators': it is renamed to NAME.refused, and replaced. Returns true if

@@ -43,7 +43,10 @@ bool execute(const std::vector<std::wstring>& words)
         return false;
     }
     const std::wstring& command = words[0];
-    const auto folder = std::filesystem::path(words[1]).lexically_normal();
+    auto folder = std::filesystem::path(words[1]).lexically_normal();
+    if (!folder.has_filename()) {
+        folder = folder.parent_path(); // with a backslash at its end a link would be followed
+    }
     const auto settings = folder / L"settings.json";
     const auto options = folder / L"service.conf";
     const auto logs = folder / L"logs";

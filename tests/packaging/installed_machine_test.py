@@ -196,6 +196,17 @@ class Installation(Machine):
             self.assertEqual(REFUSED, DESK.install("/i", self.package, "PORT=" + port), port)
         self.assert_nothing_is_left()
 
+    def test_does_not_write_where_the_link_of_a_user_leads(self):
+        with tempfile.TemporaryDirectory() as elsewhere:
+            self.data.symlink_to(elsewhere)
+            self.addCleanup(self.data.unlink, missing_ok=True)
+            self.assertNotEqual(0, DESK.install("/i", self.package, f"PORT={self.port}"))
+            self.assertEqual([], [file for file in pathlib.Path(elsewhere).rglob("*") if file.is_file()])
+        self.data.unlink()
+        self.install(f"PORT={self.port}")  # and so it does as soon as the link is gone
+        self.remove()
+        self.assert_nothing_is_left()
+
     def test_that_fails_leaves_nothing_that_a_second_one_would_keep(self):
         self.assertNotEqual(0, DESK.install("/i", self.package, "ENGINE=unknown", f"PORT={self.port}"))
         self.assertEqual([], [file for file in (self.data.iterdir() if self.data.exists() else []) if file.is_file()])

@@ -1,6 +1,8 @@
 #include "packaging/configure/configuration_files.h"
 #include "tests/broker/files_of_test.h"
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -70,6 +72,20 @@ TEST_F(ConfigurationFiles, AreReplacedWhenTheyAreNotTheAdministrators)
     EXPECT_EQ(contents(folder.path / L"settings.json.refused"), "by somebody");
     remove_unless_changed(folder.file);
     EXPECT_EQ(names(), names_of_files{});
+}
+
+TEST_F(ConfigurationFiles, ReplaceACopyThatIsThereAlready)
+{
+    const auto copy = folder.path / L"settings.json.default";
+    std::ofstream(copy) << "by somebody";
+    // A second name of the same file: what is written must not appear there.
+    const auto other = folder.path / L"other";
+    ASSERT_TRUE(::CreateHardLinkW(other.c_str(), copy.c_str(), nullptr));
+    EXPECT_TRUE(write_unless_present(folder.file, "as installed", rules));
+    EXPECT_EQ(contents(copy), "as installed");
+    EXPECT_EQ(contents(other), "by somebody");
+    std::filesystem::remove(other);
+    remove_unless_changed(folder.file);
 }
 
 TEST_F(ConfigurationFiles, ThatCannotBeWrittenAreAFailure)
