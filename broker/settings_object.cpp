@@ -73,20 +73,30 @@ HRESULT settings_object::GetTypeInfo(UINT, LCID, ITypeInfo** info)
     return DISP_E_BADINDEX;
 }
 
-HRESULT settings_object::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
+HRESULT settings_object::GetIDsOfNames(REFIID iid, LPOLESTR*, UINT count, LCID, DISPID* identifiers)
 {
+    if (iid != IID_NULL) {
+        return DISP_E_UNKNOWNINTERFACE;
+    }
+    if (!identifiers) {
+        return E_POINTER;
+    }
+    std::fill_n(identifiers, count, DISPID_UNKNOWN);
     return DISP_E_UNKNOWNNAME;
 }
 
 HRESULT settings_object::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
-                                EXCEPINFO*, UINT*)
+                                EXCEPINFO*, UINT* wrong_argument)
 {
     const HRESULT checked = check_call(id, iid, flags, parameters);
+    if (checked == DISP_E_TYPEMISMATCH && wrong_argument) {
+        *wrong_argument = 0; // there is only one
+    }
     if (FAILED(checked)) {
         return checked;
     }
     if (!result) {
-        return E_POINTER;
+        return S_OK; // the caller does not want the settings
     }
     ::VariantInit(result);
     try {
