@@ -7,6 +7,7 @@ BUILD is the folder of the build, which has built everything that the package co
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -65,6 +66,15 @@ class Package(unittest.TestCase):
         service = self.root / "usr/bin/postwarden-service"
         self.assertIn("port = 1345 #", output_of(service, "--config", self.root / "etc/postwarden/service.conf",
                                                  "--print-config"))
+
+    def test_contains_the_text_of_each_license(self):
+        stanzas = (self.root / "usr/share/doc/postwarden/copyright").read_text().split("\n\n")
+        named = {name for stanza in stanzas if stanza.startswith("Files:")
+                 for line in re.findall(r"^License: (.*)$", stanza, flags=re.M) for name in line.split(" and ")}
+        texts = {stanza.partition("\n")[0].removeprefix("License: ") for stanza in stanzas
+                 if stanza.startswith("License: ") and stanza.count("\n") > 1}
+        self.assertEqual({"postwarden", "BSD-3-clause", "Expat"}, named)
+        self.assertEqual(named, texts)
 
     def test_keeps_what_the_administrator_has_changed(self):
         self.assertEqual("/etc/postwarden/service.conf\n", (self.root / "DEBIAN/conffiles").read_text())
