@@ -7,6 +7,7 @@ VERSION is the project's.
 """
 
 import pathlib
+import struct
 import subprocess
 import sys
 import tempfile
@@ -63,6 +64,16 @@ class Files(unittest.TestCase):
     def test_have_a_description_each_of_its_own(self):
         descriptions = {resource.texts["FileDescription"] for resource in self.resources.values()}
         self.assertEqual((True, len(self.images)), (all(descriptions), len(descriptions)))
+
+    def test_are_64_bit_images_that_the_system_can_protect_and_that_contain_no_time_and_no_symbols(self):
+        high_entropy, relocatable, no_executable_data = 0x20, 0x40, 0x100
+        wanted = high_entropy | relocatable | no_executable_data
+        for name, image in self.images.items():
+            header, = struct.unpack_from("<I", image, 0x3C)
+            signature, machine, _, time, _, symbols = struct.unpack_from("<4sHHIII", image, header)
+            self.assertEqual((b"PE\0\0", 0x8664, 0, 0), (signature, machine, time, symbols), name)
+            protection, = struct.unpack_from("<H", image, header + 24 + 70)
+            self.assertEqual(wanted, protection & wanted, name)
 
 
 if __name__ == "__main__":
