@@ -31,6 +31,7 @@ bool is_refusal(std::string_view text)
 
 void check_outcome::hear(const trace_line& line)
 {
+    answers_.hear(line.logger, line.text);
     if (line.logger != "outlook") {
         return;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "client/model/trace_listener.h"
+#include "desk/run/answer_record.h"
 #include "tool/icap_client/scan_result.h"
 #include "tool/system/hresult.h"
 
@@ -22,6 +23,8 @@ public:
 
     /// Evaluates a line of the trace. Thread-safe.
     void hear(const trace_line& line);
+    /// Receives the lines too. What the trace does not contain is unknown: the names of threats below level 500.
+    [[nodiscard]] answer_record& answers() noexcept { return answers_; }
     /// Returns the outcome since the last call.
     result take();
     /// A connection to the service was asked for and could not be had, once or more.
@@ -31,6 +34,7 @@ private:
     mutable std::mutex lock_;
     result last_;
     bool refused_ = false;
+    answer_record answers_;
 };
 
 } // namespace host

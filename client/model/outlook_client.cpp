@@ -24,9 +24,10 @@ outlook_client::outlook_client(ComPtr<application> client, check_outcome& outcom
 {}
 
 ComPtr<message_object> outlook_client::displayed(const message_record& stored, const ComPtr<message_object>& kept,
-                                                 std::string& closed) const
+                                                 std::string& closed, message_record& contents) const
 {
     if (!is_enveloped(stored)) {
+        contents = stored;
         return kept;
     }
     std::optional<message_record> inner;
@@ -38,7 +39,7 @@ ComPtr<message_object> outlook_client::displayed(const message_record& stored, c
     if (!inner) {
         return wrap_enveloped(kept, nullptr);
     }
-    const message_record contents = shown_contents(stored, *inner);
+    contents = shown_contents(stored, *inner);
     return wrap_enveloped(kept, &contents);
 }
 
@@ -51,10 +52,12 @@ opening outlook_client::open(const std::shared_ptr<message_record>& stored)
     opening result;
     const auto kept = MakeCom<message_object>(*stored, true, save);
     result.encrypted = is_enveloped(*stored);
-    const ComPtr<message_object> seen = displayed(*stored, kept, result.closed);
+    message_record contents;
+    const ComPtr<message_object> seen = displayed(*stored, kept, result.closed, contents);
     const auto item = MakeCom<outlook_item>(interface_of_kind(kind_of(*stored)),
                                             ComPtr<IUnknown>(static_cast<IMessage*>(seen.get())));
     outcome_.take();
+    outcome_.answers().begin(contents);
     const auto start = std::chrono::steady_clock::now();
     client_->item_load(item.get());
     item->before_read();
@@ -72,6 +75,7 @@ opening outlook_client::open(const std::shared_ptr<message_record>& stored)
     const check_outcome::result outcome = outcome_.take();
     result.result = outcome.check;
     result.verdict = outcome.verdict;
+    result.answers = outcome_.answers().finish(result.result);
     result.shown = settled(kept->current());
     return result;
 }

@@ -27,9 +27,10 @@ public:
     opening open(const std::shared_ptr<message_record>& stored) override;
 
 private:
-    /// Returns the object that the reader of a message sees: for an encrypted message its wrapper.
+    /// Returns the object that the reader of a message sees: for an encrypted message its wrapper. `contents` receives
+    /// the record that is behind it, without attachments if the message stays closed.
     [[nodiscard]] ComPtr<message_object> displayed(const message_record& stored, const ComPtr<message_object>& kept,
-                                                   std::string& closed) const;
+                                                   std::string& closed, message_record& contents) const;
 
     ComPtr<application> client_;
     check_outcome& outcome_;

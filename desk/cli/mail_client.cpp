@@ -1,8 +1,11 @@
 #include "desk/cli/mail_client.h"
 
+#include "logging/logging.h"
 #include "store/item.h"
 
 #include <chrono>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 namespace host {
@@ -33,8 +36,43 @@ private:
     std::shared_ptr<MessageCheck> real_;
 };
 
-mail_client::mail_client(std::shared_ptr<MessageCheck> check, std::shared_ptr<const smime_identity> identity)
+/// Passes the log lines of this process to a record, while the object exists.
+class mail_client::heard_lines
+{
+public:
+    explicit heard_lines(std::shared_ptr<answer_record> record)
+        : sink_(std::make_shared<sink>(std::move(record)))
+    {
+        logging::log_manager::default_manager().add_sink(sink_, answer_record::required_level);
+    }
+    heard_lines(const heard_lines&) = delete;
+    heard_lines& operator=(const heard_lines&) = delete;
+    ~heard_lines() { logging::log_manager::default_manager().remove_sink(sink_); }
+
+private:
+    class sink final : public logging::line_sink
+    {
+    public:
+        explicit sink(std::shared_ptr<answer_record> record)
+            : record_(std::move(record))
+        {}
+        void write(logging::priority::level_type, std::string_view logger_name, std::string_view text) override
+        {
+            record_->hear(logger_name, text);
+        }
+
+    private:
+        std::shared_ptr<answer_record> record_;
+    };
+
+    std::shared_ptr<sink> sink_;
+};
+
+mail_client::mail_client(std::shared_ptr<MessageCheck> check, std::shared_ptr<const smime_identity> identity,
+                         std::shared_ptr<answer_record> answers)
     : check_(std::make_shared<observed_check>(std::move(check)))
+    , answers_(answers ? std::move(answers) : std::make_shared<answer_record>())
+    , lines_(std::make_unique<heard_lines>(answers_))
     , identity_(std::move(identity))
     , events_(std::make_shared<event_source>())
     , receiver_(MakeCom<MailEvents>(check_, events_))
@@ -58,9 +96,10 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
     };
     const auto kept = MakeCom<message_object>(*stored, true, save);
     ComPtr<message_object> displayed = kept;
+    std::optional<message_record> contents;
     result.encrypted = is_enveloped(*stored);
     if (result.encrypted) {
-        const auto contents = decrypt(*stored, identity_.get(), &result.closed);
+        contents = decrypt(*stored, identity_.get(), &result.closed);
         displayed = wrap_enveloped(kept, contents ? &*contents : nullptr);
     }
     const auto opened = MakeCom<item>(kind, displayed);
@@ -69,6 +108,7 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
 
     check_->result = E_FAIL;
     check_->seen = ScanResult::None;
+    answers_->begin(result.closed.empty() ? (contents ? *contents : *stored) : message_record{});
     const auto start = std::chrono::steady_clock::now();
     receiver_->OnItemLoad(loaded.get());
     events_->before_read(loaded.get());
@@ -80,6 +120,7 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
         static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count());
     result.result = check_->result;
     result.verdict = check_->seen;
+    result.answers = answers_->finish(result.result);
     result.shown = settled(kept->current());
     return result;
 }

@@ -1,6 +1,7 @@
 #include "desk/cli/open_command.h"
 
 #include "desk/cli/mail_client.h"
+#include "desk/cli/observed_link.h"
 #include "desk/cli/service_link.h"
 #include "desk/copies/mail_files.h"
 #include "desk/report/requested_page.h"
@@ -153,8 +154,9 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
         return exit_status::failed;
     }
     {
-        const running_checker checker(service.link().get());
-        mail_client client(checker.get(), *identity);
+        const auto answers = std::make_shared<answer_record>();
+        const running_checker checker(observe_answers(service.link().get(), answers));
+        mail_client client(checker.get(), *identity, answers);
         const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
         };

@@ -1,6 +1,7 @@
 #include "desk/cli/scan_command.h"
 
 #include "desk/cli/http_exchange.h"
+#include "desk/cli/reported_threat.h"
 #include "desk/run/scan_target.h"
 #include "outlook/qdmailprotect/access/io_stream.h"
 #include "store/property_stream.h"
@@ -231,7 +232,7 @@ private:
             outcome.answered = real->answered();
         }
         if (answer_) {
-            outcome.threat = icap::get_infection_param(answer_, "Threat");
+            outcome.threat = reported_threat(answer_);
         } else if (real && outcome.result == ScanResult::Blocked) {
             outcome.threat = real->threat();
         }

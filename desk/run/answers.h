@@ -2,6 +2,9 @@
 
 #include "tool/icap_client/scan_result.h"
 
+#include <nlohmann/json_fwd.hpp>
+
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,12 +42,24 @@ struct opening_answers
     object_answer body;
     std::vector<attachment_answer> attachments; ///< all of the message, by number
 
+    /// Returns the number of objects in that state.
+    [[nodiscard]] std::size_t count(answer_state state) const;
     /// Returns true if no object lacks an answer.
-    [[nodiscard]] bool complete() const;
+    [[nodiscard]] bool complete() const { return count(answer_state::no_answer) == 0; }
 };
 
 /// Returns "scanned", "skipped" or "no answer".
 [[nodiscard]] const char* text_of(answer_state state);
+
+/// Returns how many objects were answered out of those that should have been: "all", "2 of 3", "none"; "-" if there was
+/// none to be answered.
+[[nodiscard]] std::string answered_text(const opening_answers& answers);
+
+/// Returns the first object that lacks an answer, and why: "the body: connection refused". Empty if there is none.
+[[nodiscard]] std::string missing_answer(const opening_answers& answers);
+
+/// Returns the answers for a report: an object of "complete", "body" and "attachments".
+[[nodiscard]] nlohmann::ordered_json to_json(const opening_answers& answers);
 
 /// Returns the names of all threats, each once, in the order of the objects: "Eicar-Test-Signature, Other".
 [[nodiscard]] std::string threats_of(const opening_answers& answers);

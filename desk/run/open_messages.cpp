@@ -12,7 +12,7 @@ namespace {
 
 std::size_t widest_name(const std::vector<message_place>& places, std::size_t terminal)
 {
-    constexpr std::size_t other_columns = 50;
+    constexpr std::size_t other_columns = 60;
     constexpr std::size_t least = 20;
     std::size_t widest = least;
     for (const auto& place : places) {
@@ -81,6 +81,7 @@ private:
             }
             entry.result = client_.open(stored);
             entry.after = take_snapshot(entry.result.shown);
+            totals_.unjudged += entry.result.answers.complete() ? 0 : 1;
             bar.clear();
             if (number == 1 && !plan_.json) {
                 for (const std::string& warning : entry.warnings) {

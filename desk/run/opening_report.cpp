@@ -32,6 +32,7 @@ public:
         line["verdict"] = static_cast<std::int32_t>(entry.result.verdict);
         line["display"] = entry.result.blocked ? "blocked" : "opened";
         line["elapsed_ms"] = entry.result.elapsed_ms;
+        line["answered"] = to_json(entry.result.answers);
         if (!entry.warnings.empty()) {
             line["warnings"] = entry.warnings;
         }
@@ -75,7 +76,7 @@ public:
     void add(const reported_opening& entry) override
     {
         if (opened_ == 0) {
-            row("MESSAGE", "VERDICT", "DISPLAY", "MS", "CHANGED");
+            row("MESSAGE", "VERDICT", "ANSWERED", "DISPLAY", "MS", "CHANGED");
         }
         ++opened_;
         const bool failed = FAILED(entry.result.result);
@@ -86,8 +87,9 @@ public:
         const std::string changes = describe_changes(entry.before, entry.after);
         changed_ += changes.empty() ? 0 : 1;
         row(entry.file, failed ? "failed " + result_text(entry.result.result) : verdict_text(verdict),
-            entry.result.blocked ? "blocked" : "opened", std::to_string(entry.result.elapsed_ms),
-            changes.empty() ? "-" : changes);
+            answered_text(entry.result.answers), entry.result.blocked ? "blocked" : "opened",
+            std::to_string(entry.result.elapsed_ms), with_threats(changes, threats_of(entry.result.answers)));
+        tell_missing_answer(entry);
     }
 
     void finish(const opening_totals& totals) override
@@ -100,6 +102,9 @@ public:
                    << blocked_ << " blocked";
         if (failed_ != 0) {
             where_.out << ", " << failed_ << (failed_ == 1 ? " check failed" : " checks failed");
+        }
+        if (totals.unjudged != 0) {
+            where_.out << "; " << totals.unjudged << (totals.unjudged == 1 ? " lacks" : " lack") << " an answer";
         }
         if (totals.saved != 0 && !totals.folder.empty()) {
             where_.out << "; " << totals.saved << " saved in " << totals.folder;
@@ -114,16 +119,35 @@ public:
     }
 
 private:
-    void row(const std::string& name, const std::string& verdict, const std::string& display, const std::string& time,
-             const std::string& changed)
+    static std::string with_threats(const std::string& changes, const std::string& threats)
+    {
+        if (threats.empty()) {
+            return changes.empty() ? "-" : changes;
+        }
+        return changes + (changes.empty() ? "" : "; ") + "threat: " + printable(threats);
+    }
+
+    /// Reports why an answer is missing, unless the message before lacked one for the same reason.
+    void tell_missing_answer(const reported_opening& entry)
+    {
+        const std::string missing = missing_answer(entry.result.answers);
+        if (!missing.empty() && missing != told_) {
+            report(where_, entry.file, "no answer for " + missing);
+            told_ = missing;
+        }
+    }
+
+    void row(const std::string& name, const std::string& verdict, const std::string& answered,
+             const std::string& display, const std::string& time, const std::string& changed)
     {
         constexpr std::size_t verdict_columns = 17; // "failed 0x80004002"
+        constexpr std::size_t answered_columns = 8;
         constexpr std::size_t display_columns = 7;
         constexpr std::size_t time_columns = 6;
         const std::size_t pad = time.size() < time_columns ? time_columns - time.size() : 0;
         where_.out << fitted(name, name_columns_) << "  " << fitted(verdict, verdict_columns) << "  "
-                   << fitted(display, display_columns) << "  " << std::string(pad, ' ') << time << "  " << changed
-                   << std::endl;
+                   << fitted(answered, answered_columns) << "  " << fitted(display, display_columns) << "  "
+                   << std::string(pad, ' ') << time << "  " << changed << std::endl;
     }
 
     const console& where_;
@@ -134,12 +158,16 @@ private:
     std::size_t blocked_ = 0;
     std::size_t changed_ = 0;
     std::array<std::size_t, verdict_names.size()> verdicts_{};
+    std::string told_; ///< the reason for a missing answer that was reported last
 };
 
 } // namespace
 
 exit_status status_of(const opening_totals& totals)
 {
+    if (totals.unjudged != 0) {
+        return exit_status::no_service;
+    }
     if (totals.unsaved != 0) {
         return exit_status::failed;
     }

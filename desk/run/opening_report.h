@@ -28,6 +28,7 @@ struct reported_opening
 struct opening_totals
 {
     std::size_t unreadable = 0; ///< skipped
+    std::size_t unjudged = 0;   ///< openings in which an object lacks an answer
     std::size_t saved = 0;      ///< copies that exist on disk
     std::size_t unsaved = 0;    ///< messages whose copy could not be written
     std::string folder;         ///< folder of the copies; empty if they are temporary

@@ -72,12 +72,7 @@ attachment_snapshot take_attachment(std::uint32_t number, const attachment_recor
     const property_bag& properties = *attachment.properties;
     attachment_snapshot result;
     result.number = number;
-    for (const std::uint32_t tag : {std::uint32_t{PR_DISPLAY_NAME_W}, std::uint32_t{PR_ATTACH_LONG_FILENAME_W},
-                                    std::uint32_t{PR_ATTACH_FILENAME_W}}) {
-        if (result.name.empty()) {
-            result.name = text_property(properties, tag);
-        }
-    }
+    result.name = attachment_name(attachment);
     result.method = number_property(properties, PR_ATTACH_METHOD);
     result.mime_tag = text_property(properties, PR_ATTACH_MIME_TAG_W);
     result.content_id = text_property(properties, PR_ATTACH_CONTENT_ID_W);
@@ -140,6 +135,18 @@ nlohmann::ordered_json digest_of(const attachment_snapshot& attachment, digest_c
 }
 
 } // namespace
+
+std::string attachment_name(const attachment_record& attachment)
+{
+    std::string name;
+    for (const std::uint32_t tag : {std::uint32_t{PR_DISPLAY_NAME_W}, std::uint32_t{PR_ATTACH_LONG_FILENAME_W},
+                                    std::uint32_t{PR_ATTACH_FILENAME_W}}) {
+        if (name.empty()) {
+            name = text_property(*attachment.properties, tag);
+        }
+    }
+    return name;
+}
 
 message_snapshot take_snapshot(const message_record& message)
 {

@@ -16,7 +16,7 @@ namespace host {
 struct attachment_snapshot
 {
     std::uint32_t number = 0;
-    std::string name; ///< display name, else long or short file name; UTF-8
+    std::string name; ///< see attachment_name()
     std::uint32_t method = 0;
     std::string mime_tag;
     std::string content_id;
@@ -40,6 +40,10 @@ struct message_snapshot
     std::optional<std::uint32_t> verdict_property;
     std::vector<attachment_snapshot> attachments; ///< by number
 };
+
+/// Returns the name that the check and the reports give an attachment: display name, else long or short file name, in
+/// UTF-8.
+std::string attachment_name(const attachment_record& attachment);
 
 message_snapshot take_snapshot(const message_record& message);
 

@@ -48,7 +48,7 @@ TEST_F(OpenCommand, TellsEveryFieldOfAnOpeningInJson)
     ASSERT_EQ(1U, lines.size());
     const auto& line = lines[0];
     EXPECT_THAT(keys(line), testing::UnorderedElementsAre("file", "opening", "hr", "verdict", "display", "elapsed_ms",
-                                                          "before", "after"));
+                                                          "answered", "before", "after"));
     EXPECT_EQ(file, line["file"]);
     EXPECT_EQ(1, line["opening"]);
     EXPECT_EQ("0x00000000", line["hr"]);

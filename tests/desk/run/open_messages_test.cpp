@@ -29,6 +29,8 @@ public:
         ids.push_back(binary(*stored, PR_ENTRYID));
         opening result;
         result.verdict = verdict;
+        result.answers.body.state = body;
+        result.answers.body.why = why;
         result.closed = closed;
         result.shown = stored->copy();
         result.shown.properties->set(PR_SUBJECT_W, property_value::of_text(wide(*stored, PR_SUBJECT_W) + L"!"));
@@ -37,6 +39,8 @@ public:
     std::vector<std::string> subjects;
     std::vector<std::string> ids;
     std::string closed;
+    answer_state body = answer_state::scanned;
+    std::string why;
     ScanResult verdict = ScanResult::Clean;
 };
 

@@ -193,6 +193,7 @@ public:
     {
         opening result;
         result.verdict = ScanResult::Clean;
+        result.answers.body.state = answer_state::scanned;
         result.shown = stored->copy();
         result.shown.properties->set(PR_SUBJECT_W, property_value::of_text(L"opened"));
         *stored = result.shown.copy();
