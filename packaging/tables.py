@@ -39,7 +39,14 @@ SEARCHES = [("OPTIONSFILE", "OptionsFile", "SERVICE.CON|service.conf"),
             ("SETTINGSFILE", "SettingsFile", "SETTINGS.JSO|settings.json")]
 SEARCHED_FOLDER = "[CommonAppDataFolder]postwarden"
 
+# The choice of the installation is that of its maintenance, until the add-in is chosen anew.
+LOCAL_MACHINE, TEXT_IN_64_BIT_VIEW = 2, 2 + 16
+KEPT, KEPT_KEY, KEPT_NAME = "KEPTHARDENED", "SOFTWARE\\MorvelaneLab\\postwarden\\AddIn", "Hardened"
+KEEP_CHOICE = f'Installed AND {KEPT} AND NOT (ADDLOCAL >< "AddIn" OR ADDLOCAL = "ALL")'
+SETS_PROPERTY = 51
+
 ACTIONS = [
+    ("KeepHardened", SETS_PROPERTY, "HARDENED", f"[{KEPT}]"),
     # The point keeps the backslash at the end of the folder from the quotation mark.
     ("ConfigureService", CONFIGURE, "ConfigureFile", 'service "[DATADIR]." "[PORT]" "[ENGINE]" "[#ServiceFile]"'),
     ("ConfigureBroker", CONFIGURE, "ConfigureFile", 'broker "[DATADIR]." "[PORT]"'),
@@ -61,6 +68,7 @@ SEQUENCE = [
     ("ForgetService", "&Service = 2 AND NOT UPGRADINGPRODUCTCODE", 3400),
     ("ForgetBroker", "&Broker = 2 AND NOT UPGRADINGPRODUCTCODE", 3410),
     ("AppSearch", None, 50),
+    ("KeepHardened", KEEP_CHOICE, 60),
     ("TakeServiceBack", "&Service = 3 AND NOT OPTIONSFILE", 5680),
     ("TakeBrokerBack", "&Broker = 3 AND NOT SETTINGSFILE", 5690),
     ("ConfigureService", "&Service = 3", 5700),
@@ -111,6 +119,9 @@ def queries():
         statements += [insertion("Signature", ("Signature", "FileName"), (signature, file)),
                        insertion("DrLocator", ("Signature_", "Path", "Depth"), (signature, SEARCHED_FOLDER, 0)),
                        insertion("AppSearch", ("Property", "Signature_"), (found, signature))]
+    statements += [insertion("RegLocator", ("Signature_", "Root", "Key", "Name", "Type"),
+                             ("KeptHardened", LOCAL_MACHINE, KEPT_KEY, KEPT_NAME, TEXT_IN_64_BIT_VIEW)),
+                   insertion("AppSearch", ("Property", "Signature_"), (KEPT, "KeptHardened"))]
     statements += [insertion("CustomAction", ("Action", "Type", "Source", "Target"), row) for row in ACTIONS]
     statements += [insertion("InstallExecuteSequence", ("Action", "Condition", "Sequence"), row) for row in SEQUENCE]
     # wixl writes a text where the type is "expandable".

@@ -216,6 +216,42 @@ class Installation(Machine):
         self.assert_nothing_is_left()
 
 
+class Features(Machine):
+    def installed(self):
+        folder = DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden"
+        return {file.name for file in folder.iterdir()} if folder.exists() else set()
+
+    def change(self, *properties):
+        self.assertEqual(0, DESK.install("/i", self.package, *properties))
+
+    def environment(self):
+        values = DESK.registry("HKLM\\Software").get("Software\\MorvelaneLab\\TRAL\\11.0\\Environment", {})
+        return {name: value for name, value in values.items() if name != "@"}
+
+    def test_keep_what_they_share_until_the_last_of_them_is_removed(self):
+        common = {"postwarden-doctor.exe", "postwarden-configure.exe"}
+        self.install(f"PORT={self.port}")
+        self.change("REMOVE=Service")
+        self.assertEqual(common | {"postwarden.dll", "postwarden-broker.dll"}, self.installed())
+        self.assertEqual({"settings.json", "settings.json.default"}, {file.name for file in self.data.iterdir()})
+        self.assertFalse(listens(self.port))
+        self.change("ADDLOCAL=Service", f"PORT={self.port}")
+        self.assert_examined()
+        self.change("REMOVE=AddIn")
+        self.assertEqual(common | {"postwarden-service.exe", "postwarden-broker.dll"}, self.installed())
+        self.assertEqual({}, self.environment())
+        self.change("ADDLOCAL=AddIn")
+        self.assertEqual({"HardenedScanning": 1}, self.environment())
+        self.assert_examined()
+        self.change("REMOVE=AddIn")
+        self.change("REMOVE=Broker")
+        self.assertEqual(common | {"postwarden-service.exe"}, self.installed())
+        self.assertTrue(listens(self.port))
+        self.change("REMOVE=Service")
+        self.assertEqual(set(), self.installed())
+        self.assert_nothing_is_left()
+
+
 class Configuration(Machine):
     def test_of_another_port_takes_effect_when_the_service_starts_again(self):
         self.install(f"PORT={self.port}")

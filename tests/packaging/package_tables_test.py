@@ -55,7 +55,8 @@ class Tables(unittest.TestCase):
         properties = {row["Property"]: row["Value"] for row in table("Property")}
         self.assertEqual("1", properties["HARDENED"])
         component, = [row for row in table("Component") if row["Component"] == "HardenedScanning"]
-        self.assertEqual('REMOVE = "ALL" OR HARDENED <> "0" AND (NOT Installed OR ?HardenedScanning = 3)', component["Condition"])
+        # A component whose condition is false is not removed either.
+        self.assertEqual('REMOVE OR HARDENED <> "0"', component["Condition"])
         value, = [row for row in table("Registry") if row["Component_"] == "HardenedScanning"]
         self.assertEqual(("2", "SOFTWARE\\MorvelaneLab\\TRAL\\11.0\\Environment", "HardenedScanning", "#1"),
                          (value["Root"], value["Key"], value["Name"], value["Value"]))  # below HKLM, a number
@@ -63,6 +64,27 @@ class Tables(unittest.TestCase):
         self.assertEqual((256 + 4, value["Registry"]), (int(component["Attributes"]), component["KeyPath"]))
         self.assertIn(("AddIn", "HardenedScanning"),
                       {(row["Feature_"], row["Component_"]) for row in table("FeatureComponents")})
+
+    def test_maintenance_keeps_the_choice_of_hardened_scanning_until_the_add_in_is_chosen_anew(self):
+        """The states of features and components are not known where conditions of components are evaluated."""
+        for row in table("Component"):
+            self.assertNotRegex(row["Condition"], r"[?$&!]")
+        written, = [row for row in table("Registry") if row["Value"] == "[HARDENED]"]
+        search, = [row["Signature_"] for row in table("AppSearch") if row["Property"] == "KEPTHARDENED"]
+        read, = [row for row in table("RegLocator") if row["Signature_"] == search]
+        for column in ("Root", "Key", "Name"):
+            self.assertEqual(written[column], read[column])
+        raw, in_64_bit_view = 2, 16
+        self.assertEqual((raw + in_64_bit_view, "Module"), (int(read["Type"]), written["Component_"]))
+        action, = [row for row in table("CustomAction") if row["Source"] == "HARDENED"]
+        set_property = 51
+        self.assertEqual((set_property, "[KEPTHARDENED]"), (int(action["Type"]), action["Target"]))
+        order = self.order()
+        conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
+        self.assertEqual('Installed AND KEPTHARDENED AND NOT (ADDLOCAL >< "AddIn" OR ADDLOCAL = "ALL")',
+                         conditions[action["Action"]])
+        self.assertLess(order["AppSearch"], order[action["Action"]])
+        self.assertLess(order[action["Action"]], order["CostInitialize"])
 
     def test_nothing_else_depends_on_a_condition(self):
         self.assertEqual({"HardenedScanning"}, {row["Component"] for row in table("Component") if row["Condition"]})
@@ -235,7 +257,8 @@ class Tables(unittest.TestCase):
              ("AwaitService", system + go_on_after_failure, program, 'await-end "[#ServiceFile]"'),
              ("ForgetService", system + go_on_after_failure, program, 'remove-service "[DATADIR]."'),
              ("ForgetBroker", system + go_on_after_failure, program, 'remove-broker "[DATADIR]."')},
-            {(row["Action"], int(row["Type"]), row["Source"], row["Target"]) for row in table("CustomAction")})
+            {(row["Action"], int(row["Type"]), row["Source"], row["Target"]) for row in table("CustomAction")
+             if row["Source"] != "HARDENED"})
 
     def test_only_administrators_change_the_configuration_and_the_service_its_log_alone(self):
         lists = {row["LockObject"]: (row["Table"], row["SDDLText"]) for row in table("MsiLockPermissionsEx")}

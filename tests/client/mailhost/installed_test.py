@@ -39,6 +39,8 @@ REFUSED = 1603 & 0xFF  # a fatal error of the installation, as the system cuts i
 INSTALLERS_OWN = re.compile(r"\\Installer(\\(Features|Products|UpgradeCodes|UserData(\\S-1-5-18(\\(Components|Products))?)?))?$")
 SWITCHES = "Software\\MorvelaneLab\\TRAL\\11.0\\Environment"
 SWITCH_PARENTS = {SWITCHES.rsplit("\\", count)[0]: {} for count in (1, 2, 3)}
+MAKER = "Software\\MorvelaneLab"
+CHOICE = MAKER + "\\postwarden\\AddIn"
 PARENTS = {"Software\\Microsoft\\Office", "Software\\Microsoft\\Office\\Outlook", ADDINS}
 
 
@@ -191,9 +193,11 @@ class Package(Machine):
         self.files = self.program_files()
 
     def entries(self, hardened=True):
-        """Returns what an installation writes: the entries of self-registration, and the switch unless it is refused."""
+        """Returns what an installation writes: the entries of self-registration, the switch unless it is refused, and this
+        choice."""
         path = self.INSTALLED + "postwarden.dll"
-        switch = {**SWITCH_PARENTS, SWITCHES: {"HardenedScanning": 1}} if hardened else {}
+        switch = {**SWITCH_PARENTS, SWITCHES: {"HardenedScanning": 1}} if hardened else {MAKER: {}}
+        switch.update({CHOICE.rpartition("\\")[0]: {}, CHOICE: {"Hardened": "1" if hardened else "0"}})
         return {**addin_keys(), **class_keys(path), **library_keys(path), **switch}
 
     def install(self, package, *properties):
@@ -229,6 +233,7 @@ class Package(Machine):
     def test_repairs_what_was_broken(self):
         self.install(self.package)
         DESK.remove_key("HKLM\\Software\\Classes\\CLSID\\" + CLASS)
+        DESK.remove_key("HKLM\\" + SWITCHES)
         (DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden/postwarden.dll").unlink()
         # Equivalent to "msiexec /famus"; Wine supports only the long form.
         self.install(self.package, "REINSTALL=ALL", "REINSTALLMODE=amus")
