@@ -49,7 +49,8 @@ class Unit(unittest.TestCase):
     def test_has_what_the_documents_promise(self):
         for line in ("Type=notify", "DynamicUser=yes", "ProtectSystem=strict", "ProtectHome=yes", "PrivateTmp=yes",
                      "PrivateDevices=yes", "NoNewPrivileges=yes", "MemoryDenyWriteExecute=yes", "CapabilityBoundingSet=",
-                     "IPAddressDeny=any", "IPAddressAllow=localhost", "Restart=on-failure", "LogsDirectory=postwarden"):
+                     "IPAddressDeny=any", "IPAddressAllow=localhost", "Restart=on-failure", "StartLimitIntervalSec=0",
+                     "LogsDirectory=postwarden"):
             self.assertIn(line, self.text.splitlines())
 
 
