@@ -15,7 +15,7 @@ packages_to_test=(
   systemd zsh groff-base dpkg-dev
 )
 packages_to_tidy=(clang-tidy-14)
-packages_to_render=(chromium)
+packages_to_render=(chromium chromium-headless-shell openssl)
 packages_to_package=(dpkg-dev lintian mmdebstrap systemd-container)
 
 jobs=$(nproc 2>/dev/null || echo 2)

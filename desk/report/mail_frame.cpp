@@ -1,6 +1,7 @@
 #include "desk/report/mail_frame.h"
 
 #include "desk/report/page_text.h"
+#include "service/page_tags.h"
 #include "tool/system/ascii.h"
 #include "tool/system/base64.h"
 #include "tool/system/conversions.h"
@@ -15,7 +16,8 @@ namespace {
 
 constexpr std::uint32_t native_text = 1; ///< value of the native body property
 
-/// Precedes each document. A link opens a new window, which the sandbox of the frame does not allow.
+/// Precedes each document. What could still be a link opens a new window, which the sandbox of the frame does not
+/// allow.
 constexpr std::string_view head =
     "<!DOCTYPE html><meta charset=utf-8>"
     "<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; img-src data:; style-src 'unsafe-inline'; "
@@ -30,7 +32,8 @@ constexpr std::string_view text_style =
 
 constexpr std::string_view page_style =
     "<style>body{margin:12px "
-    "14px;font-family:system-ui,sans-serif;overflow-wrap:break-word}img{max-width:100%}</style>";
+    "14px;font-family:system-ui,sans-serif;overflow-wrap:break-word}img{max-width:100%}"
+    ":where(a[xref]){color:#0b57d0;text-decoration:underline}</style>";
 
 std::string first_bytes(const bytes& source, std::size_t most)
 {
@@ -76,7 +79,8 @@ bool begins_with(std::string_view text, std::string_view beginning)
                       [](char wanted, char given) { return wanted == winapi::ascii_lower(given); });
 }
 
-/// Copies a page into a document: connecting elements are replaced, and images of the mail inserted.
+/// Copies a page into a document: what connects is replaced, and images of the mail are inserted. The rules ignore the
+/// context, so that no other view of where an element begins can be found in the text.
 class page_copy
 {
 public:
@@ -95,6 +99,9 @@ public:
             if (const std::size_t length = connecting_element(rest); length != 0) {
                 out += "<basefont"; // has no effect, no contents, and is valid in the same places
                 at += length;
+            } else if (begins_link(rest)) {
+                out.push_back('x'); // the rest of the name follows
+                ++at;
             } else if (is_value(page, at) && begins_with(rest, image_scheme)) {
                 const std::string_view name =
                     rest.substr(image_scheme.size(),
@@ -108,17 +115,26 @@ public:
     }
 
 private:
-    /// Returns the length of the beginning of an element that connects without regard to a policy, or that changes the
-    /// document's own ones: "<link", "<meta", "<base". The rule ignores the context, so no other view of where an
-    /// element begins can be found in the text.
+    /// Returns the length of the beginning of an element that connects without regard to a policy, that changes the
+    /// document's own ones, that contains a further document, or that sets an attribute of another element.
     static std::size_t connecting_element(std::string_view text)
     {
-        for (const std::string_view name : {"<link", "<meta", "<base"}) {
+        for (const std::string_view name : {"<basefont", "<base", "<link", "<meta", "<iframe", "<frameset", "<frame",
+                                            "<object", "<embed", "<applet", "<animate", "<set"}) {
             if (begins_with(text, name)) {
-                return begins_with(text, "<basefont") ? 9 : name.size();
+                return name.size();
             }
         }
         return 0;
+    }
+
+    /// Returns true if the address of a link begins here. A browser connects as soon as a link is pressed, even if it
+    /// may not be followed.
+    static bool begins_link(std::string_view text)
+    {
+        constexpr std::string_view name = "href";
+        return begins_with(text, name) &&
+               winapi::trimmed_left(text.substr(name.size()), service::page_blanks).starts_with('=');
     }
 
     static bool is_value(std::string_view page, std::size_t at)

@@ -10,8 +10,8 @@
 namespace host {
 
 /// The body of a mail as a document for a sandboxed frame. The document requests nothing: a policy blocks all remote
-/// contents, elements that would connect to another computer regardless of a policy are replaced, and images of the
-/// mail are part of it.
+/// contents, elements that would connect to another computer regardless of a policy or contain a further document are
+/// replaced, links lead nowhere, and images of the mail are part of it.
 struct mail_frame
 {
     enum class body_kind

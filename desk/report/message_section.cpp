@@ -78,9 +78,9 @@ std::string remarks(const reported_opening& entry)
 {
     std::string result;
     if (entry.result.encrypted) {
-        result =
-            "<p class=remark>This message is encrypted. What is shown here is its encrypted form: the contents that "
-            "the reader sees are not part of the report.";
+        result = "<p class=remark>This message arrived encrypted. It is shown as it is stored: what the reader sees "
+                 "inside of it "
+                 "is not part of this page.";
         if (!entry.result.closed.empty()) {
             result.append(" They stay closed: ").append(isolated_text(entry.result.closed)).append(".");
         }

@@ -40,9 +40,8 @@ a:focus-visible, summary:focus-visible, input:focus-visible, iframe:focus-visibl
 .same::before { content: "= " }
 
 .lead { font-size: 1.375rem; line-height: 1.35; letter-spacing: -.01em; margin: 0 0 1.25rem }
-.bar { display: block; width: 100%; height: 18px; border-radius: 9px; background: var(--shade) }
+.bar { display: block; width: 100%; height: 18px; clip-path: inset(0 round 9px) }
 .bar rect, .chart rect { fill: var(--hue, var(--link)) }
-.bar rect { stroke: var(--paper); stroke-width: 2px; vector-effect: non-scaling-stroke }
 .legend, .attachments, .notes { list-style: none; margin: 0; padding: 0 }
 .legend { display: flex; flex-wrap: wrap; gap: .375rem 1.5rem; margin-top: .875rem }
 .legend li::before { content: ""; display: inline-block; width: .75rem; height: .75rem; border-radius: 4px;

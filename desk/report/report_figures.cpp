@@ -116,6 +116,8 @@ std::size_t report_figures::rows() const
 std::string report_figures::bar() const
 {
     constexpr std::size_t whole = 10000;
+    constexpr std::size_t least = 50;
+    constexpr std::size_t gap = 25;
     const std::size_t all = rows();
     std::string parts;
     std::string legend;
@@ -130,7 +132,8 @@ std::string report_figures::bar() const
         const std::size_t from = done * whole / all;
         done += count;
         parts.append("<rect class=").append(1, form.style).append(" x=").append(std::to_string(from));
-        parts.append(" width=").append(std::to_string(std::max<std::size_t>(30, done * whole / all - from)));
+        const std::size_t width = std::max(least, done * whole / all - from);
+        parts.append(" width=").append(std::to_string(done == all ? width : width - gap));
         parts.append(" height=10></rect>");
         legend.append("<li class=").append(1, form.style).append("><b>").append(std::to_string(count)).append("</b> ");
         legend.append(form.words);

@@ -74,10 +74,24 @@ TEST_F(MailFrame, ShowsTheTextWhereItIsTheOriginal)
 
 TEST_F(MailFrame, ReplacesElementsThatConnectRegardlessOfAPolicy)
 {
-    EXPECT_EQ("<basefont rel=preconnect href=//a>", contents(of_page("<link rel=preconnect href=//a>")));
+    EXPECT_EQ("<basefont rel=preconnect xref=//a>", contents(of_page("<link rel=preconnect href=//a>")));
     EXPECT_EQ("<basefont http-equiv=refresh>", contents(of_page("<mEtA http-equiv=refresh>")));
-    EXPECT_EQ("<basefont href=//a><!--<basefont-->", contents(of_page("<BASE href=//a><!--<link-->")));
+    EXPECT_EQ("<basefont xref=//a><!--<basefont-->", contents(of_page("<BASE href=//a><!--<link-->")));
     EXPECT_EQ("<basefont color=red><main><lin", contents(of_page("<BASEFONT color=red><main><lin")));
+}
+
+TEST_F(MailFrame, ReplacesElementsThatContainDocuments)
+{
+    EXPECT_EQ("<basefont src=a></iframe><basefont><basefont><basefont>b</object><basefont><basefont>",
+              contents(of_page("<iframe src=a></iframe><FRAMESET><frame><object>b</object><embed><applet>")));
+}
+
+TEST_F(MailFrame, HasNoLinks)
+{
+    EXPECT_EQ("<a xref=http://a.example>a</a><area xREF = 'b'><a xlink:xref\n=c>href</a><a href>",
+              contents(of_page("<a href=http://a.example>a</a><area HREF = 'b'><a xlink:href\n=c>href</a><a href>")));
+    EXPECT_EQ("<svg><a><basefont attributeName=xlink:href to=a><basefont>",
+              contents(of_page("<svg><a><set attributeName=xlink:href to=a><animate>")));
 }
 
 TEST_F(MailFrame, ContainsTheImagesOfTheMail)

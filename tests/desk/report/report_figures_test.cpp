@@ -36,7 +36,7 @@ TEST(Figures, HaveABarWithTheShareOfEachOutcome)
     figures.count(outcome::condemned);
     EXPECT_EQ(4U, figures.rows());
     EXPECT_THAT(figures.bar(), HasSubstr("<title>3 clean, 1 condemned</title>"));
-    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=c x=0 width=7500 height=10>"));
+    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=c x=0 width=7475 height=10>"));
     EXPECT_THAT(figures.bar(), HasSubstr("<rect class=x x=7500 width=2500 height=10>"));
     EXPECT_THAT(figures.bar(), Not(HasSubstr("repaired")));
 }
@@ -48,7 +48,7 @@ TEST(Figures, ShowTheSmallestShare)
         figures.count(outcome::clean);
     }
     figures.count(outcome::failed);
-    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=f x=9999 width=30 "));
+    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=f x=9999 width=50 "));
 }
 
 TEST(Durations, AreCountedInSteps)
