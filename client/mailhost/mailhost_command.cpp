@@ -6,6 +6,7 @@
 #include "client/model/class_object.h"
 #include "client/model/outlook_client.h"
 #include "desk/copies/mail_files.h"
+#include "desk/report/requested_page.h"
 #include "desk/run/open_messages.h"
 #include "desk/run/scan_target.h"
 #include "desk/settings/settings_file.h"
@@ -156,7 +157,8 @@ std::optional<message_record> read_decrypted(const std::string& folder, const me
 }
 
 void open_with_addins(const mailhost_options& options, const std::vector<message_place>& places,
-                      const scan_target* target, addin_trace& trace, const console& where, opening_totals& totals)
+                      const scan_target* target, addin_trace& trace, opening_report* page, const console& where,
+                      opening_totals& totals)
 {
     machine_values values;
     fill_registry(options.open, values);
@@ -183,7 +185,7 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
             return read_mail(place, store, written_by::anyone);
         };
         const auto copies = make_copies(options.saving);
-        const opening_plan plan{options.open.times, options.open.json, copies.get(), options.saving.reopen};
+        const opening_plan plan{options.open.times, options.open.json, copies.get(), options.saving.reopen, page};
         open_messages(places, plan, read, desk, where, totals);
         client->quit();
     }
@@ -205,11 +207,15 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
     if (file.empty() && !options.registered_broker) {
         target.emplace(options.open.port, options.open.uri);
     }
+    requested_page page(options.open.page, heading_of(options.open, target ? &*target : nullptr, where.program), where);
+    if (!page.good()) {
+        return exit_status::failed;
+    }
     object_ledger::of_process().switch_on(true);
     addin_trace trace;
     try {
         const single_apartment apartment;
-        open_with_addins(options, places, target ? &*target : nullptr, trace, where, totals);
+        open_with_addins(options, places, target ? &*target : nullptr, trace, page.report(), where, totals);
     } catch (const addin_failure& failure) {
         report(where, "add-in", failure.what());
         return exit_status::no_addin;
@@ -223,7 +229,7 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
                "no scanning service answers there");
         return exit_status::no_service;
     }
-    return status_of(totals);
+    return page.good() ? status_of(totals) : exit_status::failed;
 }
 
 } // namespace host

@@ -31,6 +31,10 @@ behind the display: still encrypted, unless the check replaced its body. The "be
 and the last column of the table tell of the same. What is missing in a damaged .msg file that still opens
 is reported on standard error, with --json in an array "warnings".
 
+--report writes one HTML page, which contains all that it displays: a row for each opening, and each changed
+message before and after, side by side. It has no script and requests nothing, also not for the mail in it.
+  postwarden open --port 1345 --report out.html mail
+
 Exit status: 0 all opened, 1 a copy could not be saved, 2 the command line is wrong, 3 a message could
 not be read (the others are done), 4 no service where one was asked for (messages open unscanned then).)";
 

@@ -93,11 +93,8 @@ public:
     {
         return "127.0.0.1:" + std::to_string(link_->get()->GetSettings()->ServerPort.Effective());
     }
-    /// Returns the place before settings were loaded; empty if only those specify it.
-    [[nodiscard]] std::string known_place() const
-    {
-        return target_ ? "127.0.0.1:" + std::to_string(target_->port()) : std::string();
-    }
+    /// Returns the service; null if settings specify it.
+    [[nodiscard]] const scan_target* target() const noexcept { return target_.get(); }
 
 private:
     std::unique_ptr<scan_target> target_;
@@ -149,7 +146,7 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     logging::apply_trace_configuration();
 
     const opening_service service(options);
-    requested_page page(options.page, heading_of(options, service.known_place()), where);
+    requested_page page(options.page, heading_of(options, service.target(), where.program), where);
     if (!page.good()) {
         return exit_status::failed;
     }

@@ -95,7 +95,8 @@ std::string answer_text(const object_answer& answer)
     if (answer.state == answer_state::scanned && !answer.threat.empty()) {
         result.append(" <span class=threat>").append(isolated_text(answer.threat, 120)).append("</span>");
     } else if (answer.state != answer_state::scanned) {
-        result.append(" <span class=answer>").append(text_of(answer.state));
+        result.append(answer.state == answer_state::skipped ? " <span class=skipped>" : " <span class=answer>");
+        result.append(text_of(answer.state));
         result.append(answer.why.empty() ? "" : ": " + isolated_text(answer.why)).append("</span>");
     }
     return result;

@@ -160,6 +160,11 @@ void html_report::add(const reported_opening& entry)
     if (const std::string threats = threats_of(entry.result.answers); !threats.empty()) {
         row.append("<small class=threat>").append(isolated_text(threats, longest_text)).append("</small>");
     }
+    if (const std::string missing = missing_answer(entry.result.answers); !missing.empty()) {
+        row.append("<small class=answer>no answer for ")
+            .append(isolated_text(missing, longest_text))
+            .append("</small>");
+    }
     row.append("<td>").append(size_text(entry.before.size));
     row.append("<td>").append(milliseconds(entry.result.elapsed_ms)).append("\n");
     add_row(row, judged == outcome::clean && changes.empty() && !entry.result.blocked);
@@ -183,7 +188,11 @@ std::string html_report::summary(const opening_totals& totals) const
         "<section class=wide aria-labelledby=summary><h2 class=unseen id=summary>Summary</h2><p class=lead>");
     text.append(count_text(opened, "opening", "openings")).append(": ");
     text.append(condemned == 0 ? "nothing was condemned" : std::to_string(condemned) + " condemned").append(", ");
-    text.append(count_text(figures_.changed, "message", "messages")).append(" changed.</p>").append(figures_.bar());
+    text.append(count_text(figures_.changed, "message", "messages")).append(" changed");
+    if (const std::size_t unanswered = figures_.number_of(outcome::unanswered); unanswered != 0) {
+        text.append(", ").append(std::to_string(unanswered)).append(" without an answer of the service");
+    }
+    text.append(".</p>").append(figures_.bar());
     text.append("<dl class=facts>").append(fact("changed", std::to_string(figures_.changed)));
     text.append(fact("display stopped", std::to_string(figures_.blocked)));
     text.append(fact("encrypted", std::to_string(figures_.encrypted)));

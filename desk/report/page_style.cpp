@@ -9,8 +9,8 @@ const std::string_view page_style_sheet = R"(
 @media (prefers-color-scheme: dark) { :root {
   --ground: #11141a; --paper: #191e26; --ink: #e6e9ef; --soft: #a3acbb; --line: #2e3541; --shade: #222833; --link: #84b6ff;
   --green: #5ccb93; --blue: #84b6ff; --red: #ff8a80; --amber: #e8b84b; --plum: #dd9cec; --grey: #a3acbb } }
-.c { --hue: var(--green) } .r { --hue: var(--blue) } .x { --hue: var(--red) } .n { --hue: var(--amber) }
-.f { --hue: var(--plum) } .u { --hue: var(--grey) }
+.c { --hue: var(--green) } .r { --hue: var(--blue) } .x { --hue: var(--red) } .n { --hue: var(--grey) }
+.a { --hue: var(--amber) } .f { --hue: var(--plum) } .u { --hue: var(--ink) }
 * { box-sizing: border-box }
 html { scroll-behavior: smooth; -webkit-text-size-adjust: 100% }
 body { margin: 0; background: var(--ground); color: var(--ink); font: 16px/1.55 system-ui, -apple-system, "Segoe UI",
@@ -63,7 +63,7 @@ a:focus-visible, summary:focus-visible, input:focus-visible, iframe:focus-visibl
 .filter label:has(:checked) { background: var(--shade); border-color: var(--soft) }
 .filter input { margin: 0; accent-color: var(--link) }
 main:has(#only-d:checked) .openings tbody tr:not(.d), main:has(#only-x:checked) .openings tbody tr:not(.x, .r),
-main:has(#only-n:checked) .openings tbody tr:not(.n, .f, .u) { display: none }
+main:has(#only-n:checked) .openings tbody tr:not(.n, .a, .f, .u) { display: none }
 table { width: 100%; border-collapse: collapse; table-layout: fixed }
 th, td { text-align: start; vertical-align: top; font-weight: 400; padding: .5rem .75rem .5rem 0; overflow: hidden;
   border-top: 1px solid var(--line) }
@@ -97,8 +97,9 @@ iframe.text { background: var(--paper); height: 13rem }
 .attachments b { font-size: .75rem; font-weight: 600; border: 1px solid; border-radius: 99px; padding: 0 .5rem;
   margin-left: .25rem; color: var(--soft); white-space: nowrap }
 .attachments .taken > b:first-of-type, .threat { color: var(--red) }
-.answer { color: var(--amber); font-size: .8125rem }
-.threat { font-size: .8125rem; font-weight: 600 }
+.answer, .skipped { color: var(--soft); font-size: .8125rem }
+.openings .answer, .answer { color: var(--amber) }
+.threat, .openings .threat { color: var(--red); font-size: .8125rem; font-weight: 600 }
 .attachments .taken bdi:first-child { text-decoration: line-through }
 .attachments .added > b:first-of-type, .attachments .changed > b:first-of-type { color: var(--blue) }
 

@@ -21,6 +21,7 @@ constexpr std::array<outcome_form, outcome_count> outcome_forms{{{"clean", 'c'},
                                                                  {"repaired", 'r'},
                                                                  {"condemned", 'x'},
                                                                  {"not judged", 'n'},
+                                                                 {"no answer", 'a'},
                                                                  {"check failed", 'f'},
                                                                  {"not opened", 'u'}}};
 
@@ -45,14 +46,14 @@ outcome outcome_of(const opening& result)
         return outcome::failed;
     }
     switch (static_cast<std::int32_t>(result.verdict)) {
-    case 1:
-        return outcome::clean;
     case 2:
         return outcome::condemned;
     case 3:
         return outcome::repaired;
+    case 1:
+        return result.answers.complete() ? outcome::clean : outcome::unanswered;
     default:
-        return outcome::not_judged;
+        return result.answers.complete() ? outcome::not_judged : outcome::unanswered;
     }
 }
 

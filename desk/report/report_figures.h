@@ -17,10 +17,11 @@ enum class outcome
     repaired,
     condemned,
     not_judged,
-    failed,    ///< the check returned an error
-    unreadable ///< the message was not opened
+    unanswered, ///< an object that should have been judged has no answer, and nothing was condemned
+    failed,     ///< the check returned an error
+    unreadable  ///< the message was not opened
 };
-inline constexpr std::size_t outcome_count = 6;
+inline constexpr std::size_t outcome_count = 7;
 
 [[nodiscard]] outcome outcome_of(const opening& result);
 /// Returns the words for an outcome.

@@ -23,23 +23,26 @@ std::string present_time()
     return winapi::conv_to_char(date + L", " + time, winapi::code_page_utf8);
 }
 
+std::string service_words(const open_options& options, const scan_target* target)
+{
+    if (!target) {
+        return "as specified by " + (options.settings_file.empty() ? "the broker" : options.settings_file);
+    }
+    const std::string place = "127.0.0.1:" + std::to_string(target->port());
+    return place + (target->asked_for() ? ", path /" + target->uri() : ", inside the program");
+}
+
 } // namespace
 
-report_heading heading_of(const open_options& options, const std::string& service)
+report_heading heading_of(const open_options& options, const scan_target* target, std::string_view program)
 {
     report_heading result;
     result.when = present_time();
-    result.program = "postwarden " + std::string(command::program_version());
+    result.program = std::string(program).append(1, ' ').append(command::program_version());
     const auto add = [&result](std::string_view name, std::string value) {
         result.how.emplace_back(name, std::move(value));
     };
-    if (!options.settings_file.empty()) {
-        add("Service", "as specified by " + options.settings_file);
-    } else if (options.port) {
-        add("Service", service + ", path /" + options.uri);
-    } else {
-        add("Service", service + ", inside the program");
-    }
+    add("Service", service_words(options, target));
     for (const std::string& path : options.paths) {
         constexpr std::size_t most = 5;
         if (&path - options.paths.data() == most) {

@@ -3,15 +3,18 @@
 #include "desk/report/html_report.h"
 #include "desk/run/console.h"
 #include "desk/run/open_options.h"
+#include "desk/run/scan_target.h"
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace host {
 
-/// Returns the heading of the page for a run that begins now. `service` is the service's address
-/// for display; it is not used if a settings file specifies the service.
-[[nodiscard]] report_heading heading_of(const open_options& options, const std::string& service);
+/// Returns the heading of the page for a run of `program` that begins now. `target` is the scanning service; null if it
+/// is specified by settings.
+[[nodiscard]] report_heading heading_of(const open_options& options, const scan_target* target,
+                                        std::string_view program);
 
 /// The page of a run, if one is requested. A failure of the page is reported on the console and does not end the run.
 class requested_page final : public opening_report

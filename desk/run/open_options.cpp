@@ -88,7 +88,7 @@ void add_open_options(CLI::App& command, open_options& options)
             "they go to standard error")
         ->check(CLI::Range(0U, 600U))
         ->type_name("N");
-    command.add_option("--report", options.page, "Write what was opened, and what changed, as an HTML page")
+    command.add_option("--report", options.page, "Write an HTML page about all openings, with what changed in each message")
         ->type_name("FILE");
     command
         .add_option("--settings", options.settings_file,

@@ -160,6 +160,27 @@ TEST_F(HtmlReport, ShowsAChangedMessageBeforeAndAfter)
     EXPECT_THAT(text, HasSubstr(", display stopped</span>"));
 }
 
+TEST_F(HtmlReport, ShowsWhatHasNoAnswer)
+{
+    reported_opening entry = clean("a.eml");
+    entry.result.answers.body = {answer_state::no_answer, ScanResult::None, "it <ended>", ""};
+    report->add(entry);
+    reported_opening bad = replaced("b.eml");
+    attachment_answer skipped;
+    skipped.state = answer_state::skipped;
+    skipped.why = "the body was condemned";
+    bad.result.answers.attachments.push_back(skipped);
+    report->add(bad);
+    const std::string text = page();
+    EXPECT_THAT(text, HasSubstr("2 openings: 1 condemned, 1 message changed, 1 without an answer of the service."));
+    EXPECT_THAT(text, HasSubstr("<tr class=a>"));
+    EXPECT_THAT(
+        text,
+        HasSubstr("<b>no answer</b><small class=answer>no answer for <bdi>the body: it &lt;ended&gt;</bdi></small>"));
+    EXPECT_THAT(text, HasSubstr("<b>taken</b> <span class=skipped>skipped: <bdi>the body was condemned</bdi></span>"));
+    EXPECT_EQ(1U, count_of("class=answer", text));
+}
+
 TEST_F(HtmlReport, SaysThatAMessageIsEncrypted)
 {
     reported_opening entry = replaced("secret.eml");
@@ -286,19 +307,34 @@ TEST_F(HtmlReport, IsWrittenWhereItIsRequested)
     const console where{out, err};
     open_options options;
     options.hardened = true;
-    options.uri = "a&b";
-    options.port = 1345;
-    requested_page none("", heading_of(options, "127.0.0.1:1345"), where);
+    options.paths = {"a&b"};
+    const scan_target target(1345, "/c&d");
+    const report_heading heading = heading_of(options, &target, "postwarden");
+    requested_page none("", heading, where);
     EXPECT_TRUE(none.good());
     EXPECT_EQ(nullptr, none.report());
-    requested_page wanted(text_of_path(file), heading_of(options, "127.0.0.1:1345"), where);
+    requested_page wanted(text_of_path(file), heading, where);
     ASSERT_NE(nullptr, wanted.report());
     wanted.report()->add(clean("clean.eml"));
     wanted.report()->finish(totals);
     EXPECT_TRUE(wanted.good());
-    EXPECT_THAT(contents_of(file), HasSubstr("<dt>Service<dd><bdi>127.0.0.1:1345, path /a&amp;b</bdi>"));
+    EXPECT_THAT(contents_of(file), HasSubstr("<dt>Service<dd><bdi>127.0.0.1:1345, path /c&amp;d</bdi><dt>Opened<dd>"
+                                             "<bdi>a&amp;b</bdi>"));
     EXPECT_THAT(contents_of(file), HasSubstr("<dt>Scanning<dd><bdi>hardened</bdi>"));
     EXPECT_EQ("", err.str());
+}
+
+TEST(ReportHeadings, NameTheService)
+{
+    open_options options;
+    const auto service = [&options](const scan_target* target) {
+        return heading_of(options, target, "postwarden").how.at(0).second;
+    };
+    const scan_target inside(std::nullopt, "webscan");
+    EXPECT_THAT(service(&inside), testing::MatchesRegex("127.0.0.1:[0-9]+, inside the program"));
+    EXPECT_EQ("as specified by the broker", service(nullptr));
+    options.settings_file = "settings.json";
+    EXPECT_EQ("as specified by settings.json", service(nullptr));
 }
 
 TEST_F(HtmlReport, FailsWithoutEndingTheRun)

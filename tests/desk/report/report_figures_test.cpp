@@ -22,6 +22,12 @@ TEST(Outcomes, FollowTheResultAndTheVerdict)
     EXPECT_EQ("repaired", outcome_words(outcome_of(result)));
     result.verdict = static_cast<ScanResult>(77);
     EXPECT_EQ("not judged", outcome_words(outcome_of(result)));
+    result.answers.body.state = answer_state::no_answer;
+    EXPECT_EQ("no answer", outcome_words(outcome_of(result)));
+    result.verdict = static_cast<ScanResult>(1);
+    EXPECT_EQ("no answer", outcome_words(outcome_of(result)));
+    result.verdict = static_cast<ScanResult>(2);
+    EXPECT_EQ("condemned", outcome_words(outcome_of(result)));
     result.result = E_FAIL;
     EXPECT_EQ("check failed", outcome_words(outcome_of(result)));
 }
