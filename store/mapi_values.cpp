@@ -74,6 +74,10 @@ public:
     void operator()(const property_value::text& text) { value_.lpszW = copy_text(*text, owner_); }
     void operator()(const bytes_ptr& data)
     {
+        if (type_ == PT_UNICODE) {
+            value_.lpszW = copy_text(from_utf16le(to_string(*data)), owner_);
+            return;
+        }
         const std::string contents = to_string(*data);
         char* copy = copy_text(contents, owner_);
         if (type_ == PT_STRING8) {
@@ -252,7 +256,7 @@ bool read_value(const SPropValue& source, property_value& target)
         if (!source.Value.lpszW) {
             return false;
         }
-        target.data = std::make_shared<const std::wstring>(source.Value.lpszW);
+        target.data = property_value::of_text(source.Value.lpszW).data;
         return true;
     case PT_STRING8:
         if (!source.Value.lpszA) {

@@ -40,9 +40,7 @@ message_record message_record::copy() const
     for (const auto& [number, attachment] : attachments) {
         result.attachments.emplace(number, attachment.copy());
     }
-    for (const auto& recipient : recipients) {
-        result.recipients.push_back(std::make_shared<property_bag>(*recipient));
-    }
+    result.recipients = recipients; // nothing changes them
     return result;
 }
 

@@ -61,7 +61,7 @@ struct message_record
     std::shared_ptr<store_context> store = std::make_shared<store_context>();
     std::shared_ptr<property_bag> properties = std::make_shared<property_bag>();
     std::map<std::uint32_t, attachment_record> attachments;
-    std::vector<std::shared_ptr<property_bag>> recipients;
+    std::vector<std::shared_ptr<const property_bag>> recipients;
     std::shared_ptr<const incomplete_reading> incomplete; ///< null if everything was read
 
     [[nodiscard]] message_record copy() const;

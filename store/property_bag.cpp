@@ -1,5 +1,6 @@
 #include "store/property_bag.h"
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
@@ -55,9 +56,10 @@ scratch& stream_state::edit()
 property_bag::property_bag(const property_bag& other)
     : origin_(other.origin_)
 {
-    for (auto& [id, source] : other.entries_) {
+    entries_.reserve(other.entries_.size());
+    for (entry& source : other.entries_) {
         settle(source);
-        entries_.emplace(id, entry{source.value, nullptr});
+        entries_.push_back({source.id, source.value, nullptr});
     }
 }
 
@@ -77,39 +79,61 @@ void property_bag::settle(entry& target)
     target.written = nullptr; // released last: if the conversion fails, the data is not lost
 }
 
+std::vector<property_bag::entry>::iterator property_bag::place_of(std::uint32_t id) const
+{
+    return std::lower_bound(entries_.begin(), entries_.end(), id,
+                            [](const entry& one, std::uint32_t wanted) { return one.id < wanted; });
+}
+
 const property_value* property_bag::find(std::uint32_t id) const
 {
-    const auto found = entries_.find(id);
-    if (found == entries_.end()) {
+    const auto found = place_of(id);
+    if (!is_at(found, id)) {
         return nullptr;
     }
-    settle(found->second);
-    return &found->second.value;
+    settle(*found);
+    return &found->value;
 }
 
 void property_bag::set(std::uint32_t tag, property_value value)
 {
-    entries_.insert_or_assign(PROP_ID(tag), entry{std::move(value), nullptr});
+    const std::uint32_t id = PROP_ID(tag);
+    const auto place = place_of(id);
+    entry made{id, std::move(value), nullptr};
+    if (is_at(place, id)) {
+        *place = std::move(made);
+    } else {
+        entries_.insert(place, std::move(made));
+    }
 }
 
 bool property_bag::erase(std::uint32_t id)
 {
-    return entries_.erase(id) != 0;
+    const auto found = place_of(id);
+    if (!is_at(found, id)) {
+        return false;
+    }
+    entries_.erase(found);
+    return true;
 }
 
 std::vector<std::uint32_t> property_bag::tags() const
 {
     std::vector<std::uint32_t> result;
     result.reserve(entries_.size());
-    for (const auto& [id, item] : entries_) {
-        result.push_back(PROP_TAG(item.value.type, id));
+    for (const entry& one : entries_) {
+        result.push_back(PROP_TAG(one.value.type, one.id));
     }
     return result;
 }
 
 void property_bag::follow(std::uint32_t id, std::shared_ptr<stream_state> stream)
 {
-    auto& target = entries_[id];
+    auto place = place_of(id);
+    if (!is_at(place, id)) {
+        place = entries_.insert(place, entry{id, {}, nullptr});
+    }
+    entry& target = *place;
     if (target.value.type == PT_NULL) {
         target.value.type = stream->type();
     }

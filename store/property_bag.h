@@ -3,7 +3,6 @@
 #include "store/property_value.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -73,12 +72,19 @@ public:
 private:
     struct entry
     {
+        std::uint32_t id = 0;
         property_value value;
         std::shared_ptr<stream_state> written; ///< a stream with newer contents
     };
     static void settle(entry& target);
+    /// Returns the entry of an identifier, or the place where it belongs.
+    [[nodiscard]] std::vector<entry>::iterator place_of(std::uint32_t id) const;
+    [[nodiscard]] bool is_at(std::vector<entry>::iterator place, std::uint32_t id) const
+    {
+        return place != entries_.end() && place->id == id;
+    }
 
-    mutable std::map<std::uint32_t, entry> entries_;
+    mutable std::vector<entry> entries_; ///< ordered by identifier; smaller than a tree, since a message has many bags
     std::shared_ptr<const property_origin> origin_;
 };
 

@@ -4,7 +4,10 @@
 #include "tool/system/utf.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
+#include <utility>
 
 namespace host {
 
@@ -30,8 +33,51 @@ std::uint64_t width_of(std::uint32_t type)
     }
 }
 
+bytes_ptr without_last_byte(const bytes& data)
+{
+    scratch copy;
+    std::array<char, 65536> block{};
+    while (copy.size() + 1 < data.size()) {
+        const auto wanted =
+            static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), data.size() - 1 - copy.size()));
+        copy.append({block.data(), data.read(copy.size(), block.data(), wanted)});
+    }
+    return copy.freeze();
+}
+
+/// Returns the size of the zero that ends a value of a type.
+std::uint64_t size_of_end(std::uint32_t type)
+{
+    return type == PT_UNICODE ? 2 : type == PT_STRING8 ? 1 : 0;
+}
+
+/// Calls `use` with the text of UTF-16LE bytes, in pieces that do not split a surrogate pair.
+template <typename Use>
+void for_each_piece(const bytes& utf16le, Use&& use)
+{
+    constexpr std::size_t piece_size = 65536;
+    std::string piece;
+    for (std::uint64_t offset = 0; offset + 1 < utf16le.size();) {
+        piece.resize(piece_size);
+        std::size_t size = utf16le.read(offset, piece.data(), piece.size()) & ~std::size_t{1};
+        const auto last = [&] {
+            return static_cast<char32_t>(static_cast<unsigned char>(piece[size - 2])) |
+                   static_cast<char32_t>(static_cast<unsigned char>(piece[size - 1])) << 8U;
+        };
+        if (size > 2 && winapi::utf::is_high_surrogate(last())) {
+            size -= 2; // the other half may follow
+        }
+        if (size == 0) {
+            return;
+        }
+        piece.resize(size);
+        use(from_utf16le(piece));
+        offset += size;
+    }
+}
+
 /// Returns the size of a text in UTF-16 with its terminating zero in bytes, independent of the platform's wchar_t.
-std::uint64_t bytes_of_text(const std::wstring& text)
+std::uint64_t bytes_of_text(std::wstring_view text)
 {
     const auto pairs = std::count_if(text.begin(), text.end(), [](wchar_t c) {
         const auto unit = static_cast<std::uint32_t>(c); // avoids a comparison that is constant for 16 bits
@@ -49,7 +95,7 @@ struct measure
     std::uint64_t operator()(double) const { return width_of(type); }
     std::uint64_t operator()(const GUID&) const { return width_of(type); }
     std::uint64_t operator()(const property_value::text& text) const { return bytes_of_text(*text); }
-    std::uint64_t operator()(const bytes_ptr& data) const { return data->size() + (type == PT_STRING8 ? 1 : 0); }
+    std::uint64_t operator()(const bytes_ptr& data) const { return data->size() + size_of_end(type); }
     std::uint64_t operator()(const std::vector<std::int64_t>& list) const { return list.size() * width_of(type); }
     std::uint64_t operator()(const std::vector<double>& list) const { return list.size() * width_of(type); }
     std::uint64_t operator()(const std::vector<GUID>& list) const { return list.size() * width_of(type); }
@@ -145,6 +191,11 @@ property_value property_value::of_time(std::uint64_t file_time)
 
 property_value property_value::of_text(std::wstring_view text)
 {
+    if (text.size() > longest_text / 2 && bytes_of_text(text) / 2 > longest_text + 1) {
+        text_builder builder;
+        builder.append(text);
+        return builder.value();
+    }
     return {PT_UNICODE, std::make_shared<const std::wstring>(text)};
 }
 
@@ -172,7 +223,38 @@ std::wstring property_value::wide() const
     if (type == PT_STRING8) {
         return winapi::conv_to_wide(to_string(*std::get<bytes_ptr>(data)), code_page);
     }
+    if (type == PT_UNICODE) {
+        std::wstring whole;
+        for_each_piece(*std::get<bytes_ptr>(data), [&](const std::wstring& piece) { whole += piece; });
+        return whole;
+    }
     return {};
+}
+
+bytes_ptr property_value::narrow(std::uint32_t page) const
+{
+    if (type != PT_UNICODE || !std::holds_alternative<bytes_ptr>(data)) {
+        return bytes_of(winapi::conv_to_char(wide(), page));
+    }
+    scratch result;
+    for_each_piece(*std::get<bytes_ptr>(data),
+                   [&](const std::wstring& piece) { result.append(winapi::conv_to_char(piece, page)); });
+    return result.freeze();
+}
+
+void text_builder::append(std::wstring_view text)
+{
+    constexpr std::size_t piece_size = 65536;
+    while (!text.empty()) {
+        std::size_t size = std::min(piece_size, text.size());
+        units_.append(to_utf16le(text.substr(0, size)));
+        text.remove_prefix(size);
+    }
+}
+
+property_value text_builder::value()
+{
+    return from_stream_bytes(PT_UNICODE, units_.freeze());
 }
 
 std::uint64_t property_value::size() const
@@ -204,8 +286,7 @@ property_value convert_string(const property_value& value, std::uint32_t type, s
     if (type == PT_UNICODE) {
         return property_value::of_text(value.wide());
     }
-    return {PT_STRING8, bytes_of(winapi::conv_to_char(*std::get<property_value::text>(value.data), code_page)),
-            code_page};
+    return {PT_STRING8, value.narrow(code_page), code_page};
 }
 
 bytes_ptr stream_bytes(const property_value& value)
@@ -218,10 +299,13 @@ bytes_ptr stream_bytes(const property_value& value)
 
 property_value from_stream_bytes(std::uint32_t type, const bytes_ptr& data)
 {
-    if (type == PT_UNICODE) {
-        return property_value::of_text(from_utf16le(to_string(*data)));
+    if (type != PT_UNICODE) {
+        return {type, data};
     }
-    return {type, data};
+    if (data->size() / 2 <= property_value::longest_text) {
+        return {PT_UNICODE, std::make_shared<const std::wstring>(from_utf16le(to_string(*data)))};
+    }
+    return {PT_UNICODE, data->size() % 2 == 0 ? data : without_last_byte(*data)};
 }
 
 } // namespace host

@@ -4,7 +4,9 @@
 #include "tool/system/conversions.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -114,10 +116,12 @@ void expect_size(const stored_property& stored, std::uint64_t size, std::uint64_
     }
 }
 
-bool ends_in_zero(const bytes& text)
+/// Returns true if the last character of a text, of one or two bytes, is zero.
+bool ends_in_zero(const bytes& text, std::size_t width)
 {
-    char last = 1;
-    return text.size() != 0 && text.read(text.size() - 1, &last, 1) == 1 && last == '\0';
+    std::array<char, 2> last{'x', 'x'};
+    return text.size() >= width && text.read(text.size() - width, last.data(), width) == width &&
+           std::all_of(last.begin(), last.begin() + static_cast<std::ptrdiff_t>(width), [](char c) { return c == 0; });
 }
 
 bool is_seven_bit(std::string_view text)
@@ -146,10 +150,11 @@ property_value decode_stream(const stored_property& stored, std::uint32_t code_p
     switch (type) {
     case PT_UNICODE:
         expect_size(stored, data->size(), 2);
-        return property_value::of_text(without_end(from_utf16le(to_string(*data))));
+        return ends_in_zero(*data, 2) ? property_value::of_text(without_end(from_utf16le(to_string(*data))))
+                                      : from_stream_bytes(type, data);
     case PT_STRING8:
         expect_size(stored, data->size(), 2);
-        return {type, ends_in_zero(*data) ? bytes_of(without_end(to_string(*data))) : data,
+        return {type, ends_in_zero(*data, 1) ? bytes_of(without_end(to_string(*data))) : data,
                 page_of_text(*data, code_page)};
     case PT_CLSID:
         if (data->size() != sizeof(GUID)) {
@@ -246,7 +251,7 @@ public:
     }
     void operator()(const GUID& guid) { add_value(bytes_of(bytes_of_guid(guid)), 0); }
     void operator()(const property_value::text& text) { add_value(bytes_of(to_utf16le(*text)), 2); }
-    void operator()(const bytes_ptr& data) { add_value(data, type_ == PT_STRING8 ? 1 : 0); }
+    void operator()(const bytes_ptr& data) { add_value(data, type_ == PT_UNICODE ? 2 : type_ == PT_STRING8 ? 1 : 0); }
     void operator()(const std::vector<std::int64_t>& list)
     {
         std::string data;

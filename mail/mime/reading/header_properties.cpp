@@ -104,6 +104,7 @@ void set_recipients(const std::vector<mail_address>& list, std::int32_t kind, st
                     message_record& record)
 {
     std::wstring shown;
+    const auto address_type = property_value::of_text(L"SMTP");
     for (const mail_address& who : list) {
         const std::wstring name = name_of(who);
         const auto address = property_value::of_text(to_wide(who.address));
@@ -112,7 +113,7 @@ void set_recipients(const std::vector<mail_address>& list, std::int32_t kind, st
         recipient->set(PR_DISPLAY_NAME_W, property_value::of_text(name));
         recipient->set(PR_EMAIL_ADDRESS_W, address);
         recipient->set(tag::smtp_address, address);
-        recipient->set(tag::address_type, property_value::of_text(L"SMTP"));
+        recipient->set(tag::address_type, address_type);
         record.recipients.push_back(std::move(recipient));
         shown += (shown.empty() ? L"" : L"; ") + name;
     }
@@ -195,7 +196,7 @@ void set_content_type(GMimeMessage* message, message_record& record)
 void set_header_properties(GMimeMessage* message, message_record& record)
 {
     const glib_text headers(g_mime_object_get_headers(GMIME_OBJECT(message), nullptr));
-    set_text(record, PR_TRANSPORT_MESSAGE_HEADERS_W, to_wide(to_utf8(text_of(headers.get()), {})));
+    set_text(record, PR_TRANSPORT_MESSAGE_HEADERS_W, to_wide(headers_to_utf8(text_of(headers.get()))));
     join_encoded_words(GMIME_OBJECT(message));
     set_subject(message, record);
     set_sender(message, record);

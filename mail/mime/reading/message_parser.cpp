@@ -187,7 +187,7 @@ void message_parser::set_plain_body(GMimePart* part)
     if (body_charset_.empty()) {
         body_charset_ = charset_of(part);
     }
-    record_.properties->set(PR_BODY_W, property_value::of_text(to_wide(part_text(part))));
+    record_.properties->set(PR_BODY_W, part_text_value(part));
 }
 
 void message_parser::set_html_body(GMimePart* part)

@@ -63,4 +63,11 @@ std::string part_text(GMimePart* part)
     return to_utf8(to_string(*part_content(part)), charset_of(part));
 }
 
+property_value part_text_value(GMimePart* part)
+{
+    text_builder text;
+    to_utf8(*part_content(part), charset_of(part), [&](std::string_view piece) { text.append(to_wide(piece)); });
+    return text.value();
+}
+
 } // namespace host

@@ -2,6 +2,7 @@
 
 #include "mail/mime/text/gmime_ptr.h"
 #include "store/bytes.h"
+#include "store/property_value.h"
 
 namespace host {
 
@@ -11,6 +12,8 @@ bytes_ptr part_content(GMimePart* part);
 
 /// Returns the decoded contents of a text part in UTF-8, converted from its charset parameter.
 std::string part_text(GMimePart* part);
+/// Returns the text of a part as a value, without holding a long one in memory.
+property_value part_text_value(GMimePart* part);
 
 /// Returns the charset parameter; empty if there is none.
 std::string charset_of(GMimePart* part);

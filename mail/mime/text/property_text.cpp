@@ -182,10 +182,10 @@ bool parse_contents(std::string_view text, property_value& value)
     case 'g':
         return parse_one<GUID>(rest, value, parse_guid);
     case 't':
-        value.data = std::make_shared<const std::wstring>(wide(rest));
+        value.data = property_value::of_text(wide(rest)).data;
         return true;
     case 'u':
-        value.data = std::make_shared<const std::wstring>(from_utf16le(lenient_base64(rest)));
+        value.data = property_value::of_text(from_utf16le(lenient_base64(rest))).data;
         return true;
     case 'b':
         value.data = bytes_of(lenient_base64(rest));
@@ -235,7 +235,8 @@ bool fits_type(const property_value& value)
     case PT_CLSID:
         return holds<GUID>(value);
     case PT_UNICODE:
-        return holds<property_value::text>(value);
+        return holds<property_value::text>(value) ||
+               (holds<bytes_ptr>(value) && value.size() / 2 > property_value::longest_text + 1);
     case PT_STRING8:
     case PT_BINARY:
         return holds<bytes_ptr>(value);
@@ -265,7 +266,11 @@ bool fits_type(const property_value& value)
 
 std::string value_text(const property_value& value)
 {
-    return std::visit(writer{value.code_page}, value.data);
+    const writer write{value.code_page};
+    if (value.type == PT_UNICODE && holds<bytes_ptr>(value)) {
+        return write(std::make_shared<const std::wstring>(value.wide()));
+    }
+    return std::visit(write, value.data);
 }
 
 bool parse_value(std::string_view text, std::uint32_t type, property_value& value)

@@ -1,7 +1,5 @@
 #include "mail/mime/reading/attachment_names.h"
 #include "mail/mime/reading/calendar.h"
-#include "mail/mime/text/charset_names.h"
-#include "mail/mime/text/charset_text.h"
 #include "store/item.h"
 #include "tests/mail/mime/mime_fixture.h"
 
@@ -488,23 +486,6 @@ TEST(ShortNames, HaveEightAndThreeCharacters)
     EXPECT_EQ(L"ATARGZ~1", short_name(L"a.tar.gz.").substr(0, 8));
     EXPECT_EQ(L".gz", extension_of(L"a.tar.gz"));
     EXPECT_EQ(L"", extension_of(L"README"));
-}
-
-TEST(CharacterSets, HaveTheirCodePages)
-{
-    EXPECT_EQ(65001U, code_page_of("UTF-8"));
-    EXPECT_EQ(50220U, code_page_of("ISO-2022-JP"));
-    EXPECT_EQ(1251U, code_page_of("windows-1251"));
-    EXPECT_EQ(0U, code_page_of("x-no-such"));
-    EXPECT_EQ(0U, code_page_of(""));
-}
-
-TEST(CharacterSets, AreConverted)
-{
-    EXPECT_EQ("\xE3\x81\x82", to_utf8("\x1b$B$\"\x1b(B", "iso-2022-jp"));
-    EXPECT_EQ("\xE2\x82\xAC", to_utf8("\x80", "windows-1252"));
-    EXPECT_EQ("a\xEF\xBF\xBD", to_utf8("a\xE3\x81", "utf-8")); // truncated in the middle of a character
-    EXPECT_EQ("", to_utf8("", "utf-8"));
 }
 
 TEST(MessageParts, ReadANameInARowOfPaddedWordsToItsEnd)

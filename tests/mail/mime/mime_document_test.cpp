@@ -313,7 +313,9 @@ TEST(mime_document, prefers_the_address_that_mail_can_use)
     message_record message = note();
     message.recipients.clear();
     add_recipient(message, MAPI_TO, L"Ben", L"/O=EXAMPLE/CN=BEN");
-    message.recipients[0]->set(tag::smtp_address, property_value::of_text(L"ben@example.org"));
+    const auto recipient = std::make_shared<property_bag>(*message.recipients[0]);
+    recipient->set(tag::smtp_address, property_value::of_text(L"ben@example.org"));
+    message.recipients[0] = recipient;
     set_text(message, PR_SENDER_EMAIL_ADDRESS_W, L"/O=EXAMPLE/CN=ADA");
     set_text(message, tag::sender_smtp_address, L"ada@example.org");
     EXPECT_THAT(document(message), HasSubstr("To: Ben <ben@example.org>\r\n"));
