@@ -157,7 +157,7 @@ message_snapshot take_snapshot(const message_record& message)
     result.message_class = text_property(properties, PR_MESSAGE_CLASS_W);
     result.body_type = number_property(properties, PR_NATIVE_BODY_INFO);
     if (const property_value* body = properties.find(PROP_ID(PR_BODY_W))) {
-        result.body = bytes_of(utf8(body->wide()));
+        result.body = body->narrow(winapi::code_page_utf8);
     }
     result.html = binary_property(properties, PR_HTML);
     result.html_page = number_property(properties, PR_INTERNET_CPID);

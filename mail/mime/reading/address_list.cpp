@@ -1,5 +1,6 @@
 #include "mail/mime/reading/address_list.h"
 
+#include "mail/mime/reading/word_cost.h"
 #include "mail/mime/text/gmime_ptr.h"
 #include "mail/mime/text/mime_library.h"
 
@@ -110,8 +111,8 @@ private:
 
     void take(std::string_view piece)
     {
-        const gobject_ptr<InternetAddressList> list(
-            internet_address_list_parse(lenient_options(), std::string(piece).c_str()));
+        GMimeParserOptions* const options = has_costly_words(piece) ? bounded_options() : lenient_options();
+        const gobject_ptr<InternetAddressList> list(internet_address_list_parse(options, std::string(piece).c_str()));
         const int count = list ? internet_address_list_length(list.get()) : 0;
         for (int i = 0; i < count; ++i) {
             InternetAddress* address = internet_address_list_get_address(list.get(), i);

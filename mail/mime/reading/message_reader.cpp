@@ -1,6 +1,7 @@
 #include "mail/mime/reading/message_reader.h"
 
 #include "mail/mime/reading/message_parser.h"
+#include "mail/mime/reading/word_cost.h"
 #include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/text/mime_library.h"
 #include "store/entry_id.h"
@@ -67,7 +68,8 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     const auto stream = make_bytes_stream(source);
     const gobject_ptr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
     g_mime_parser_set_persist_stream(parser.get(), TRUE);
-    const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), lenient_options()));
+    const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(
+        parser.get(), has_costly_words(*source) ? bounded_options() : lenient_options()));
     if (!message) {
         throw unreadable_message("it does not have the form of a message");
     }

@@ -67,12 +67,12 @@ void prepare()
     messages->header_changed = header_changed;
 }
 
-std::unique_ptr<GMimeParserOptions, options_free> make_lenient_options()
+std::unique_ptr<GMimeParserOptions, options_free> make_options(GMimeRfcComplianceMode words)
 {
     std::unique_ptr<GMimeParserOptions, options_free> options(g_mime_parser_options_new());
     g_mime_parser_options_set_address_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
     g_mime_parser_options_set_parameter_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
-    g_mime_parser_options_set_rfc2047_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
+    g_mime_parser_options_set_rfc2047_compliance_mode(options.get(), words);
     std::array<const char*, 3> charsets{"utf-8", "windows-1252", nullptr};
     g_mime_parser_options_set_fallback_charsets(options.get(), charsets.data());
     return options;
@@ -89,7 +89,14 @@ void prepare_mime_library()
 GMimeParserOptions* lenient_options()
 {
     prepare_mime_library();
-    static const auto options = make_lenient_options();
+    static const auto options = make_options(GMIME_RFC_COMPLIANCE_LOOSE);
+    return options.get();
+}
+
+GMimeParserOptions* bounded_options()
+{
+    prepare_mime_library();
+    static const auto options = make_options(GMIME_RFC_COMPLIANCE_STRICT);
     return options.get();
 }
 

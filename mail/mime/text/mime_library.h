@@ -20,6 +20,9 @@ void prepare_mime_library();
 /// Returns the options for reading malformed mail: encoded words in places where they are not allowed, raw bytes in
 /// headers. Initializes the library. The caller does not own the options.
 GMimeParserOptions* lenient_options();
+/// Returns the same, except that encoded words end where the standard requires it. For headers with many unended ones:
+/// the library would search for the end of each of them to the end of the header.
+GMimeParserOptions* bounded_options();
 
 /// Returns options for writing lines that end in CR LF, as mail requires.
 format_options_ptr mail_format_options();
