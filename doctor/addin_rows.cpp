@@ -112,7 +112,7 @@ finding addin_of_machine(registry_view& registry)
     if (!registry.has_key(hive::machine, addins_key)) {
         return failed("not in the list of add-ins of this machine", install_remedy);
     }
-    const finding entry = entry_finding(registry, hive::machine, "the machine");
+    finding entry = entry_finding(registry, hive::machine, "the machine");
     if (entry.state == row_state::ok && !has_class) {
         if (registry.text(hive::user, class_key, "")) {
             return warning(entry.found + "; its class is registered for the current user only",
@@ -126,7 +126,7 @@ finding addin_of_machine(registry_view& registry)
 finding addin_of_user(registry_view& registry)
 {
     if (registry.has_key(hive::user, addins_key)) {
-        const finding entry = entry_finding(registry, hive::user, "the current user, ahead of the machine");
+        finding entry = entry_finding(registry, hive::user, "the current user, ahead of the machine");
         if (entry.state != row_state::ok) {
             return entry;
         }

@@ -32,7 +32,7 @@ std::vector<check> chosen(const std::vector<check>& checks, const std::vector<st
             for (const check& one : checks) {
                 known.append(known.empty() ? "" : ", ").append(one.name);
             }
-            throw std::invalid_argument("there is no row '" + name + "'; the rows are " + known);
+            throw std::invalid_argument(std::string("there is no row '").append(name).append("'; the rows are ") + known);
         }
     }
     for (const check& one : checks) {
