@@ -2,7 +2,7 @@
 #
 # The interface library NAME gives its users the header of the same name with the numbers of the messages, included as
 # "NAME/broker_messages.h". The object library NAME_resources has the table as a resource: the module that records
-# events contains $<TARGET_OBJECTS:NAME_resources>.
+# events contains $<TARGET_OBJECTS:NAME_resources>. The target message_tables makes the headers of all tables.
 find_program(POSTWARDEN_WINDMC x86_64-w64-mingw32-windmc REQUIRED)
 
 function(postwarden_message_table name file)
@@ -18,6 +18,10 @@ function(postwarden_message_table name file)
   add_library(${name}_resources OBJECT "${folder}/${stem}.rc")
   target_include_directories(${name}_resources PRIVATE "${folder}")
   add_custom_target(${name}_header DEPENDS "${folder}/${stem}.h")
+  if(NOT TARGET message_tables)
+    add_custom_target(message_tables)
+  endif()
+  add_dependencies(message_tables ${name}_header)
   add_library(${name} INTERFACE)
   target_include_directories(${name} SYSTEM INTERFACE "${root}")
   add_dependencies(${name} ${name}_header)

@@ -9,6 +9,7 @@
 #include <array>
 #include <exception>
 #include <ostream>
+#include <stdexcept>
 #include <string_view>
 
 namespace manager {
@@ -67,6 +68,9 @@ std::wstring own_path()
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
         const DWORD size = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+        if (size == 0) {
+            throw manager_error("the path of this program: error " + std::to_string(::GetLastError()));
+        }
         if (size < path.size()) {
             path.resize(size);
             return path;
