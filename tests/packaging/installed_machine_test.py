@@ -285,6 +285,20 @@ class Configuration(Machine):
 
 
 class Replacement(Machine):
+    def test_by_a_repair_brings_back_what_is_missing_while_the_service_runs(self):
+        self.install(f"PORT={self.port}")
+        installed = DESK.prefix / "drive_c/Program Files/Morvelane Lab/postwarden"
+        (installed / "postwarden-doctor.exe").unlink()
+        DESK.remove_key("HKLM\\" + BROKER)
+        DESK.set_text("HKLM\\" + BROKER, "TrustedAccounts", own_account())
+        options = (self.data / "service.conf").read_text()
+        self.assertEqual(0, DESK.install("/i", self.package, "REINSTALL=ALL", "REINSTALLMODE=amus"))
+        self.assert_scanned()
+        self.assert_examined()
+        self.assertEqual(options, (self.data / "service.conf").read_text())
+        self.remove()
+        self.assert_nothing_is_left()
+
     def test_of_a_version_keeps_the_configuration_while_the_service_runs(self):
         self.install(f"PORT={free_port()}")
         self.configure(self.port)
@@ -318,9 +332,13 @@ def make_messages(folder):
                     "msg", *wanted], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
-def prepare_machine():
+def own_account():
     own = re.search(r"S-1-5-21-[\d-]+", DESK.run("whoami", "/user").stdout)
-    DESK.set_text("HKLM\\" + BROKER, "TrustedAccounts", own[0] if own else "S-1-5-21-0-0-0-1000")
+    return own[0] if own else "S-1-5-21-0-0-0-1000"
+
+
+def prepare_machine():
+    DESK.set_text("HKLM\\" + BROKER, "TrustedAccounts", own_account())
     DESK.add_key("HKLM\\Software\\Microsoft\\Office\\Outlook\\Addins")  # stays, as other add-ins may be there
     for key in ("TRAL\\11.0\\Environment", "TRAL\\11.0\\Trace"):
         DESK.add_key("HKLM\\Software\\MorvelaneLab\\" + key)
