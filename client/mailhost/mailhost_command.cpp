@@ -18,6 +18,7 @@
 #include "tool/system/conversions.h"
 #include "tool/system/registry.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -227,9 +228,9 @@ exit_status run_mailhost(const mailhost_options& options, const console& where)
         const std::string place = options.registered_broker ? "registered broker" : file;
         report(where, target ? "127.0.0.1:" + std::to_string(target->port()) : place,
                "no scanning service answers there");
-        return exit_status::no_service;
+        totals.unanswered = std::max<std::size_t>(totals.unanswered, 1);
     }
-    return page.good() ? status_of(totals) : exit_status::failed;
+    return page.good() ? status_of(totals, options.open.fail_on) : exit_status::failed;
 }
 
 } // namespace host

@@ -21,11 +21,14 @@ Values of --registry, and the one that has the add-in tell its trace, are writte
 taken back at the end; if mailhost is killed, by the next one.
 
 What is missing in a damaged message file that still opens is reported on standard error, with --json in an array
-"warnings".
+"warnings". ANSWERED counts the objects that the service judged out of those that it should have judged, "answered"
+of --json describes each one. Both follow from the trace of the add-in, which contains the name of a threat only
+with --log-level 500.
 
 Exit status: 0 all opened, 1 something broke, 2 the command line is wrong, 3 a message could not be read (the others
-are done), 4 no service at the port that was asked for (messages open unscanned then), 5 no add-in, or one that
-cannot be loaded or refuses to be connected, 6 an object that was handed to an add-in was never released.)";
+are done), 4 no service where one was asked for, or an object that it should have judged has no answer, 5 no add-in,
+or one that cannot be loaded or refuses to be connected, 6 an object that was handed to an add-in was never released,
+7 a condition of --fail-on is met, 130 stopped by Ctrl+C.)";
 
 host::exit_status run(const std::vector<std::string>& arguments, const host::console& where)
 {

@@ -35,8 +35,14 @@ is reported on standard error, with --json in an array "warnings".
 message before and after, side by side. It has no script and requests nothing, also not for the mail in it.
   postwarden open --port 1345 --report out.html mail
 
-Exit status: 0 all opened, 1 a copy could not be saved, 2 the command line is wrong, 3 a message could
-not be read (the others are done), 4 no service where one was asked for (messages open unscanned then).)";
+ANSWERED counts the objects, body and attachments, that the service judged out of those that it should have
+judged; "answered" of --json describes each one: scanned, skipped and why, or no answer and why. A message
+whose check got no answer opens, and its verdict can be clean: such a run ends with status 4.
+
+Exit status: 0 all opened, 1 the output, the log or a copy could not be written, 2 the command line is wrong,
+3 a message could not be read (the others are done), 4 no service where one was asked for, or an object that it
+should have judged has no answer, 7 a condition of --fail-on is met, 130 stopped by SIGINT, 143 by SIGTERM. If
+several apply: 1, then 7, 4 and 3.)";
 
 constexpr const char* scan_footer = R"(What FILE holds, by kind:
   mail, object     the bytes that are scanned
@@ -52,8 +58,9 @@ Prints the result (0 not judged, 1 clean, 2 blocked, 3 repaired), the threat and
 Without --port the scanning service runs inside this process, on a free loopback port. A scan whose
 exchange fails counts as clean; so does an object that is shorter than the preview its service wants.
 
-Exit status: 0 all scanned, 1 what was repaired could not be written, 2 the command line is wrong, 3 a file
-could not be read or is not what its kind asks for, 4 no service, or it gave no answer.)";
+Exit status: 0 all scanned, 1 the output or what was repaired could not be written, 2 the command line is
+wrong, 3 a file could not be read or is not what its kind asks for, 4 no service, or it gave no answer, 7 a
+condition of --fail-on is met, 130 stopped by SIGINT, 143 by SIGTERM.)";
 
 constexpr const char* doctor_name = "doctor";
 
@@ -98,6 +105,7 @@ CLI::App* add_scan(CLI::App& app, scan_options& options)
         ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{3600000}))
         ->type_name("MS")
         ->capture_default_str();
+    add_fail_on(*command, options.fail_on);
     command->add_option("--repaired-to", options.repaired_to, "Write what was repaired to a file")->type_name("FILE");
     command->footer(scan_footer);
     return command;

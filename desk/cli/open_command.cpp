@@ -19,6 +19,7 @@
 #include "tool/system/identity.h"
 #include "tool/system/registry.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <variant>
@@ -162,9 +163,9 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     }
     if (service.missing()) {
         report(where, service.place(), "no scanning service answers there");
-        return exit_status::no_service;
+        totals.unanswered = std::max<std::size_t>(totals.unanswered, 1);
     }
-    return page.good() ? status_of(totals) : exit_status::failed;
+    return page.good() ? status_of(totals, options.fail_on) : exit_status::failed;
 }
 
 } // namespace host

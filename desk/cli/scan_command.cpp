@@ -328,12 +328,21 @@ std::shared_ptr<icap::client::session_manager> connect(const scan_target& target
     }
 }
 
+void count_scan(const scan_outcome& outcome, opening_totals& totals)
+{
+    totals.condemned += outcome.result == ScanResult::Blocked ? 1 : 0;
+    totals.unjudged += outcome.answered && outcome.result != ScanResult::None ? 0 : 1;
+    totals.changed += outcome.repaired ? 1 : 0;
+}
+
 exit_status scan_file(const std::string& file, const scan_options& options,
-                      const std::shared_ptr<icap::client::session_manager>& pool, const console& where)
+                      const std::shared_ptr<icap::client::session_manager>& pool, const console& where,
+                      opening_totals& totals)
 {
     const icap::client::session_lease lease(pool);
     const scan_outcome outcome = file_scan(options, file, *lease).run();
     print(file, options, outcome, where);
+    count_scan(outcome, totals);
     if (!outcome.sent) {
         report(where, file, "smaller than 4 bytes, so that it is not sent, which counts as clean");
         return exit_status::done;
@@ -357,9 +366,10 @@ exit_status run_scan(const scan_options& options, const console& where)
     }
     const std::vector<std::string> files = options.files.empty() ? std::vector<std::string>{""} : options.files;
     exit_status status = exit_status::done;
+    opening_totals totals;
     for (const std::string& file : files) {
         try {
-            const exit_status one = scan_file(file, options, pool, where);
+            const exit_status one = scan_file(file, options, pool, where, totals);
             status = one == exit_status::done ? status : one;
         } catch (const std::exception& failure) {
             report(where, file.empty() ? "service" : file, failure.what());
@@ -367,7 +377,8 @@ exit_status run_scan(const scan_options& options, const console& where)
         }
     }
     pool->terminate();
-    return status;
+    const bool met = status != exit_status::failed && fails_on(options.fail_on, totals);
+    return met ? exit_status::condition_met : status;
 }
 
 } // namespace host

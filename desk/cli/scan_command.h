@@ -1,6 +1,7 @@
 #pragma once
 
 #include "desk/run/console.h"
+#include "desk/run/fail_on.h"
 
 #include <cstdint>
 #include <optional>
@@ -29,6 +30,7 @@ struct scan_options
     std::uint32_t timeout_ms = 60000;
     std::string repaired_to; ///< empty: repaired objects are not saved
     bool json = false;
+    std::vector<fail_condition> fail_on;
 };
 
 /// Runs one scan per file on a pooled session.

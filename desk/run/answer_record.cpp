@@ -50,10 +50,11 @@ std::string with_result(const char* words, std::uint32_t result)
 }
 
 /// Gives all objects the same state.
-void set_all(opening_answers& answers, answer_state state, const std::string& why)
+void set_all(opening_answers& answers, answer_state state, const std::string& why, bool judged = false)
 {
     const auto set = [&](object_answer& one) {
         one.state = state;
+        one.judged = judged;
         one.why = why;
     };
     set(answers.body);
@@ -196,6 +197,7 @@ void answer_record::hear_attachment(std::string_view text)
         end_object(*attachment_, {});
     } else if (text == "   Skipping zero-length attach") {
         current_.skipped = "empty";
+        current_.absent = true;
     } else if (take(rest, "   Failed to open attach = 0x") ||
                take(rest, "   Failed to get embedded message from attach = 0x")) {
         fail(with_result("it cannot be opened", leading(rest, 16)));
@@ -203,6 +205,7 @@ void answer_record::hear_attachment(std::string_view text)
         const std::uint32_t result = leading(rest, 16);
         if (result == not_found) {
             current_.skipped = "empty";
+            current_.absent = true;
         } else {
             fail(with_result("it cannot be opened", result));
         }
@@ -240,9 +243,11 @@ void answer_record::end_object(object_answer& object, std::string_view outcome)
         if (!current_.skipped.empty()) {
             ended.state = answer_state::skipped;
             ended.why = current_.skipped;
+            ended.judged = current_.absent;
         } else if (verdict != ScanResult::None && (current_.failed.empty() || verdict == ScanResult::Blocked)) {
             ended.state = answer_state::scanned;
             ended.verdict = verdict;
+            ended.judged = true;
             ended.threat = current_.threat;
         } else {
             ended.why = current_.failed.empty() ? with_result(no_words, leading(outcome, 16)) : current_.failed;
@@ -264,7 +269,7 @@ opening_answers answer_record::finish(HRESULT check)
     } else if (FAILED(check) && !begun_) {
         set_all(result, answer_state::no_answer, with_result("the check failed", static_cast<std::uint32_t>(check)));
     } else if (!begun_) {
-        set_all(result, answer_state::skipped, "the verdict on the message was known");
+        set_all(result, answer_state::skipped, "the verdict on the message was known", true);
     }
     const auto is_open = [](const object_answer& one) {
         return one.state == answer_state::no_answer && one.why.empty();

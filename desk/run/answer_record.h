@@ -36,7 +36,7 @@ private:
         std::string skipped; ///< why; empty: it was not skipped
         std::string failed;  ///< why; empty: nothing has failed
         std::string threat;
-        bool absent = false; ///< the message has no such property
+        bool absent = false; ///< there are no contents
     };
 
     void hear_check(std::string_view text);

@@ -36,6 +36,12 @@ const char* text_of(answer_state state)
     return texts.at(static_cast<std::size_t>(state));
 }
 
+bool opening_answers::judged() const
+{
+    return body.judged &&
+           std::all_of(attachments.begin(), attachments.end(), [](const object_answer& one) { return one.judged; });
+}
+
 std::string answered_text(const opening_answers& answers)
 {
     const std::size_t answered = answers.count(answer_state::scanned);

@@ -25,6 +25,7 @@ struct object_answer
     answer_state state = answer_state::no_answer;
     ScanResult verdict = ScanResult::None; ///< of the service; None unless it was scanned
     std::string why;                       ///< why it was skipped or has no answer, in words; empty if it was scanned
+    bool judged = false;                   ///< a verdict exists, or there are no contents
     std::string threat;                    ///< what the service found; empty if it found or named nothing
 };
 
@@ -44,6 +45,8 @@ struct opening_answers
 
     /// Returns the number of objects in that state.
     [[nodiscard]] std::size_t count(answer_state state) const;
+    /// Returns true if no object has contents that nobody judged, for whatever reason.
+    [[nodiscard]] bool judged() const;
     /// Returns true if no object lacks an answer.
     [[nodiscard]] bool complete() const { return count(answer_state::no_answer) == 0; }
 };

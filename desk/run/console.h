@@ -21,12 +21,13 @@ struct console
 enum class exit_status : int
 {
     done = 0,
-    failed = 1,     ///< an internal error occurred, or an output file could not be written
-    usage = 2,      ///< the command line is invalid
-    unreadable = 3, ///< a message could not be read; the others were processed
-    no_service = 4, ///< the requested service is not available, or did not judge what should have been judged
-    no_addin = 5,   ///< the add-in cannot be loaded, or refuses to be connected
-    leak = 6        ///< an object that was passed to the add-in was never released
+    failed = 1,       ///< an internal error occurred, or an output file could not be written
+    usage = 2,        ///< the command line is invalid
+    unreadable = 3,   ///< a message could not be read; the others were processed
+    no_service = 4,   ///< the requested service is not available, or did not judge what should have been judged
+    no_addin = 5,     ///< the add-in cannot be loaded, or refuses to be connected
+    leak = 6,         ///< an object that was passed to the add-in was never released
+    condition_met = 7 ///< a condition of --fail-on is met
 };
 
 /// Returns UTF-8 text with "?" for everything that must not reach a terminal: control characters and invalid bytes.

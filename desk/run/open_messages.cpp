@@ -1,5 +1,6 @@
 #include "desk/run/open_messages.h"
 
+#include "desk/run/fail_on.h"
 #include "desk/run/snapshot.h"
 #include "mail/files/path_text.h"
 
@@ -81,7 +82,8 @@ private:
             }
             entry.result = client_.open(stored);
             entry.after = take_snapshot(entry.result.shown);
-            totals_.unjudged += entry.result.answers.complete() ? 0 : 1;
+            entry.changes = describe_changes(entry.before, entry.after);
+            count_opening(entry, totals_);
             bar.clear();
             if (number == 1 && !plan_.json) {
                 for (const std::string& warning : entry.warnings) {

@@ -90,6 +90,7 @@ void add_open_options(CLI::App& command, open_options& options)
         ->type_name("N");
     command.add_option("--report", options.page, "Write an HTML page about all openings, with what changed in each message")
         ->type_name("FILE");
+    add_fail_on(command, options.fail_on);
     command
         .add_option("--settings", options.settings_file,
                     "Settings as the product gives them, as a blob or as JSON: they name port and path, and each look "

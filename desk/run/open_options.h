@@ -1,5 +1,7 @@
 #pragma once
 
+#include "desk/run/fail_on.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,6 +28,7 @@ struct open_options
     std::string log_file;
     std::optional<std::uint32_t> log_level;
     bool json = false;
+    std::vector<fail_condition> fail_on;
     std::string page; ///< file of the HTML page; empty: none is written
 };
 

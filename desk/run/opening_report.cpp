@@ -84,11 +84,10 @@ public:
         const auto counted = static_cast<std::size_t>(is_known(verdict) ? verdict : ScanResult::None);
         ++(failed ? failed_ : verdicts_.at(counted));
         blocked_ += entry.result.blocked ? 1 : 0;
-        const std::string changes = describe_changes(entry.before, entry.after);
-        changed_ += changes.empty() ? 0 : 1;
+        changed_ += entry.changes.empty() ? 0 : 1;
         row(entry.file, failed ? "failed " + result_text(entry.result.result) : verdict_text(verdict),
             answered_text(entry.result.answers), entry.result.blocked ? "blocked" : "opened",
-            std::to_string(entry.result.elapsed_ms), with_threats(changes, threats_of(entry.result.answers)));
+            std::to_string(entry.result.elapsed_ms), with_threats(entry.changes, threats_of(entry.result.answers)));
         tell_missing_answer(entry);
     }
 
@@ -103,8 +102,8 @@ public:
         if (failed_ != 0) {
             where_.out << ", " << failed_ << (failed_ == 1 ? " check failed" : " checks failed");
         }
-        if (totals.unjudged != 0) {
-            where_.out << "; " << totals.unjudged << (totals.unjudged == 1 ? " lacks" : " lack") << " an answer";
+        if (totals.unanswered != 0) {
+            where_.out << "; " << totals.unanswered << (totals.unanswered == 1 ? " lacks" : " lack") << " an answer";
         }
         if (totals.saved != 0 && !totals.folder.empty()) {
             where_.out << "; " << totals.saved << " saved in " << totals.folder;
@@ -162,17 +161,6 @@ private:
 };
 
 } // namespace
-
-exit_status status_of(const opening_totals& totals)
-{
-    if (totals.unjudged != 0) {
-        return exit_status::no_service;
-    }
-    if (totals.unsaved != 0) {
-        return exit_status::failed;
-    }
-    return totals.unreadable == 0 ? exit_status::done : exit_status::unreadable;
-}
 
 std::unique_ptr<opening_report> make_json_report(const console& where)
 {

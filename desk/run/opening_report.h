@@ -21,6 +21,7 @@ struct reported_opening
     opening result;
     message_snapshot before;
     message_snapshot after;
+    std::string changes;               ///< see describe_changes()
     std::vector<std::string> warnings; ///< what could not be read of the message
 };
 
@@ -28,14 +29,14 @@ struct reported_opening
 struct opening_totals
 {
     std::size_t unreadable = 0; ///< skipped
-    std::size_t unjudged = 0;   ///< openings in which an object lacks an answer
+    std::size_t condemned = 0;  ///< openings of a message with something condemned
+    std::size_t changed = 0;    ///< openings that changed the message
+    std::size_t unanswered = 0; ///< openings in which an object lacks an answer
+    std::size_t unjudged = 0;   ///< these, and openings in which an object with contents was never sent
     std::size_t saved = 0;      ///< copies that exist on disk
     std::size_t unsaved = 0;    ///< messages whose copy could not be written
     std::string folder;         ///< folder of the copies; empty if they are temporary
 };
-
-/// Returns the exit status for the totals.
-exit_status status_of(const opening_totals& totals);
 
 /// Reports openings as they occur.
 class opening_report

@@ -37,7 +37,11 @@ protected:
     /// Returns the report of one message with a body and an attachment "a.txt".
     nlohmann::json open(const std::vector<std::string>& answers, int status)
     {
-        ::test::scripted_peer peer({service_with(answers)});
+        // A session ends with an answer that is not a verdict. The next one is not asked for its health.
+        ::test::conversation further;
+        further.expect_until("\r\n\r\n").send(answer("200 OK\r\nMethods: REQMOD"));
+        further.expect_until("\r\n0\r\n\r\n").send(no_content);
+        ::test::scripted_peer peer({service_with(answers), further});
         const auto result = command({"open", "--json", "--port", std::to_string(peer.port()), mail()});
         EXPECT_EQ(status, result.status) << result.err;
         return result.json().at(0);
@@ -121,6 +125,36 @@ TEST_F(Answers, AreNotAwaitedWhereTheVerdictIsKnown)
     EXPECT_EQ(true, lines[1]["answered"]["complete"]);
     EXPECT_EQ("skipped", lines[1]["answered"]["body"]["state"]);
     EXPECT_EQ("the verdict on the message was known", lines[1]["answered"]["attachments"].at(0)["why"]);
+}
+
+TEST_F(Answers, DecideTheExitStatusOnRequest)
+{
+    const auto bad = folder.write("bad.eml", "Subject: x\n\n" + condemned_text() + "\n").string();
+    const auto empty = folder.write("empty.eml", "Subject: x\n\n").string();
+    const auto many = folder.path() / "missing.eml";
+    EXPECT_EQ(0, command({"open", bad}).status);
+    EXPECT_EQ(7, command({"open", "--fail-on", "condemned", bad}).status);
+    EXPECT_EQ(7, command({"open", "--fail-on", "unjudged,changed", bad}).status);
+    EXPECT_EQ(7, command({"open", "--fail-on", "unjudged", "--fail-on", "condemned", bad}).status);
+    EXPECT_EQ(0, command({"open", "--fail-on", "unjudged", bad, empty}).status);
+    EXPECT_EQ(0, command({"open", "--fail-on", "condemned,unjudged,changed", mail()}).status);
+    EXPECT_EQ(7, command({"open", "--fail-on", "condemned", bad, many.string()}).status);
+    EXPECT_EQ(7, command({"open", "--fail-on", "unjudged", "--port", closed_port(), mail()}).status);
+    EXPECT_EQ(4, command({"open", "--fail-on", "condemned", "--port", closed_port(), bad}).status);
+    EXPECT_EQ(2, command({"open", "--fail-on", "other", bad}).status);
+    EXPECT_EQ(7, command({"scan", "--fail-on", "condemned", bad}).status);
+    EXPECT_EQ(0, command({"scan", "--fail-on", "unjudged,changed", bad}).status);
+}
+
+TEST_F(Answers, CallAnObjectUnjudgedThatIsNeverSent)
+{
+    std::string text = "Subject: x\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\nbody\n";
+    for (int i = 0; i < 101; ++i) {
+        text += "--b\nContent-Disposition: attachment; filename=a.txt\n\ntext\n";
+    }
+    const auto file = folder.write("many.eml", text + "--b--\n").string();
+    EXPECT_EQ(0, command({"open", file}).status);
+    EXPECT_EQ(7, command({"open", "--fail-on", "unjudged", file}).status);
 }
 
 TEST_F(Answers, AddNothingToTheLog)
