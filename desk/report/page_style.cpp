@@ -100,7 +100,7 @@ iframe.text { background: var(--paper); height: 13rem }
 .answer, .skipped { color: var(--soft); font-size: .8125rem }
 .openings .answer, .answer { color: var(--amber) }
 .threat, .openings .threat { color: var(--red); font-size: .8125rem; font-weight: 600 }
-.attachments .taken bdi:first-child { text-decoration: line-through }
+.attachments .taken > bdi { text-decoration: line-through }
 .attachments .added > b:first-of-type, .attachments .changed > b:first-of-type { color: var(--blue) }
 
 @media (max-width: 46rem) {

@@ -54,7 +54,9 @@ report_heading heading_of(const open_options& options, const scan_target* target
     if (options.times != 1) {
         add("Openings", std::to_string(options.times) + " of each message");
     }
-    add("Scanning", options.hardened ? "hardened" : "as in the product");
+    if (options.hardened) {
+        add("Scanning", "hardened");
+    }
     if (options.rescan) {
         add("Verdicts", "clean ones count while the signatures are the same");
     }

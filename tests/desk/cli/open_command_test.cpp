@@ -172,6 +172,28 @@ TEST_F(OpenCommand, ReadsAnMboxAndAFolder)
     EXPECT_EQ(2, lines[2]["verdict"]);
 }
 
+TEST_F(OpenCommand, WritesAPageAboutItsOpenings)
+{
+    const auto mail = write("mail.eml", "From: a@example.com\nSubject: Of <the> page\n\nbody\n");
+    const auto page = (folder.path() / "out.html").string();
+    EXPECT_EQ(3, command({"open", "--report", page, mail, (folder.path() / "none.eml").string()}).status);
+    std::ifstream input(page, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(input), {}};
+    EXPECT_THAT(text, HasSubstr("<bdi>Of &lt;the&gt; page</bdi><td><bdi>a@example.com</bdi><td><b>clean</b>"));
+    EXPECT_THAT(text, HasSubstr("1 opening: nothing was condemned, 0 messages changed."));
+    EXPECT_TRUE(text.ends_with("</footer>\n"));
+}
+
+TEST_F(OpenCommand, EndsWithTheFailureOfItsPage)
+{
+    const auto mail = write("mail.eml", "Subject: a\n\nbody\n");
+    const auto nowhere = command({"open", "--report", (folder.path() / "none" / "out.html").string(), mail});
+    EXPECT_EQ(1, nowhere.status);
+    EXPECT_THAT(nowhere.err, HasSubstr("out.html: there is no such folder"));
+    EXPECT_EQ("", nowhere.out);
+    EXPECT_EQ(1, command({"open", "--report", folder.path().string(), mail}).status);
+}
+
 TEST_F(OpenCommand, LogsToAFileUpToALevel)
 {
     const auto log = folder.path() / "check.log";
