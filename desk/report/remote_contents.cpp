@@ -116,8 +116,8 @@ remote_contents of_styles(std::string_view page)
         if (!is_remote(without_quote(page.substr(at + 4)))) {
             continue;
         }
-        const std::size_t near = std::min(at, longest_declaration);
-        const std::string_view ahead = winapi::trimmed(page.substr(at - near, near), blanks);
+        const std::size_t nearby = std::min(at, longest_declaration);
+        const std::string_view ahead = winapi::trimmed(page.substr(at - nearby, nearby), blanks);
         if (ahead.ends_with(rule)) {
             ++found.styles;
         } else {
