@@ -157,9 +157,8 @@ std::optional<message_record> read_decrypted(const std::string& folder, const me
     return {};
 }
 
-void open_with_addins(const mailhost_options& options, const std::vector<message_place>& places,
-                      const scan_target* target, addin_trace& trace, opening_report* page, const console& where,
-                      opening_totals& totals)
+void open_with_addins(const mailhost_options& options, message_source& places, const scan_target* target,
+                      addin_trace& trace, opening_report* page, const console& where, opening_totals& totals)
 {
     machine_values values;
     fill_registry(options.open, values);
@@ -186,7 +185,12 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
             return read_mail(place, store, written_by::anyone);
         };
         const auto copies = make_copies(options.saving);
-        const opening_plan plan{options.open.times, options.open.json, copies.get(), options.saving.reopen, page};
+        const opening_plan plan{options.open.times,
+                                options.open.json,
+                                copies.get(),
+                                options.saving.reopen,
+                                page,
+                                expected_work_of(options.open, where)};
         open_messages(places, plan, read, desk, where, totals);
         client->quit();
     }
@@ -195,14 +199,15 @@ void open_with_addins(const mailhost_options& options, const std::vector<message
 
 } // namespace
 
-exit_status run_mailhost(const mailhost_options& options, const console& where)
+exit_status run_mailhost(const mailhost_options& options, const console& given)
 {
+    const console where = console_with(given, options.open.terminal);
     const std::string& file = options.open.settings_file;
     if (!file.empty() && !check_settings(file, where)) {
         return exit_status::usage;
     }
     opening_totals totals;
-    const auto places = find_all_messages(options.open.paths, where, totals);
+    message_finder places(options.open.paths, {options.open.recursive, {}});
     const logging::scoped_output log(options.open.log_file, options.open.log_level);
     std::optional<scan_target> target;
     if (file.empty() && !options.registered_broker) {

@@ -123,8 +123,9 @@ auto attempt(Make&& make, const std::string& what, const console& where) -> std:
 
 } // namespace
 
-exit_status run_open(const open_options& options, const mail_options& mail, const console& where)
+exit_status run_open(const open_options& options, const mail_options& mail, const console& given)
 {
+    const console where = console_with(given, options.terminal);
     const std::string& file = options.settings_file;
     if (!file.empty() && !attempt([&] { return load_settings(path_of(file)); }, file, where)) {
         return exit_status::usage;
@@ -142,7 +143,8 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     fill_registry(values, registry_values(options));
     const winapi::registry_override override_registry(values);
     opening_totals totals;
-    const auto places = find_all_messages(options.paths, where, totals);
+    message_finder places(options.paths, {options.recursive, {}});
+    const expected_work expected = expected_work_of(options, where);
     const logging::scoped_output log(options.log_file, options.log_level);
     logging::apply_trace_configuration();
 
@@ -158,7 +160,8 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
         const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
         };
-        const opening_plan plan{options.times, options.json, copies->get(), mail.saving.reopen, page.report()};
+        const opening_plan plan{options.times,      options.json,  copies->get(),
+                                mail.saving.reopen, page.report(), expected};
         open_messages(places, plan, read, client, where, totals);
     }
     if (service.missing()) {

@@ -6,8 +6,10 @@ namespace host {
 
 message_record read_mail(const message_place& place, const std::shared_ptr<store_context>& store, written_by author)
 {
-    return format_of(place) == mail_format::msg ? read_msg(place.file, store)
-                                                : read_message(open_message(place), place.name(), store, author);
+    if (format_of(place) != mail_format::msg) {
+        return read_message(open_message(place), place.name(), store, author);
+    }
+    return place.contents ? read_msg(place.file, place.contents, store) : read_msg(place.file, store);
 }
 
 void write_mail(const message_record& message, mail_format format, const std::filesystem::path& file)

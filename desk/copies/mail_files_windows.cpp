@@ -1,15 +1,64 @@
 #include "desk/copies/mail_files.h"
+#include "mail/files/new_file.h"
 #include "mail/msg/msg_file.h"
 #include "store/unreadable_message.h"
 
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
 namespace host {
+
+namespace {
+
+/// A temporary file that is deleted with its object.
+class passing_file
+{
+public:
+    explicit passing_file(const bytes& contents)
+        : folder_(make_private_folder())
+    {
+        std::ofstream output(path(), std::ios::binary);
+        std::string block(1U << 16U, '\0');
+        for (std::uint64_t offset = 0; offset < contents.size();) {
+            const std::size_t got = contents.read(offset, block.data(), block.size());
+            output.write(block.data(), static_cast<std::streamsize>(got));
+            offset += got;
+        }
+        output.close();
+        if (!output) {
+            remove();
+            throw std::runtime_error("a temporary file could not be written");
+        }
+    }
+    passing_file(const passing_file&) = delete;
+    passing_file& operator=(const passing_file&) = delete;
+    ~passing_file() { remove(); }
+    [[nodiscard]] std::filesystem::path path() const { return folder_ / "message.msg"; }
+
+private:
+    void remove() const
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+
+    std::filesystem::path folder_;
+};
+
+} // namespace
 
 message_record read_mail(const message_place& place, const std::shared_ptr<store_context>& store, written_by)
 {
     if (format_of(place) != mail_format::msg) {
         throw unreadable_message("it is no Outlook message file, and others are not read on this system");
     }
-    return read_msg(place.file, store);
+    if (!place.contents) {
+        return read_msg(place.file, store);
+    }
+    const passing_file file(*place.contents); // the system reads these files by name only
+    return read_msg(file.path(), store);
 }
 
 void write_mail(const message_record& message, mail_format format, const std::filesystem::path& file)

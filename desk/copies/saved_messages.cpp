@@ -3,6 +3,7 @@
 #include "desk/copies/mail_files.h"
 #include "mail/files/new_file.h"
 #include "mail/files/path_text.h"
+#include "mail/inputs/byte_stream.h"
 #include "tool/system/conversions.h"
 #include "tool/system/utf.h"
 
@@ -28,6 +29,9 @@ std::string shortened(std::string text)
 /// Returns the name without its extension if that is an extension of mail files.
 std::string stem_of(const message_place& place)
 {
+    if (place.file == standard_input_name) {
+        return "standard-input";
+    }
     const fs::path name = place.file.filename();
     for (const char* known : {".eml", ".msg", ".mbox", ".mbx"}) {
         if (winapi::compare_no_case(text_of_path(name.extension()), known) == 0) {

@@ -3,16 +3,7 @@
 #include "desk/run/characters.h"
 #include "tool/system/utf.h"
 
-#include <algorithm>
-
 namespace host {
-
-namespace {
-
-constexpr std::size_t many = 10; ///< with fewer messages no bar is shown
-constexpr std::size_t bar_columns = 40;
-
-} // namespace
 
 std::string printable(std::string_view text)
 {
@@ -32,6 +23,7 @@ std::string printable(std::string_view text)
 
 void report(const console& where, std::string_view what, std::string_view why)
 {
+    erase_progress(where);
     where.err << where.program << ": " << printable(what) << ": " << printable(why) << std::endl;
 }
 
@@ -71,32 +63,11 @@ std::string fitted(std::string_view text, std::size_t columns)
     return result + std::string(columns - used, ' ');
 }
 
-progress_bar::progress_bar(const console& where, std::size_t total)
-    : where_(where)
-    , total_(where.shows_progress && total >= many ? total : 0)
-{}
-
-progress_bar::~progress_bar()
+void erase_progress(const console& where)
 {
-    clear();
-}
-
-void progress_bar::show(std::size_t done)
-{
-    if (total_ == 0) {
-        return;
-    }
-    const std::size_t filled = bar_columns * std::min(done, total_) / total_;
-    where_.err << "\r[" << std::string(filled, '#') << std::string(bar_columns - filled, '.') << "] " << done << " of "
-               << total_ << std::flush;
-    shown_ = true;
-}
-
-void progress_bar::clear()
-{
-    if (shown_) {
-        where_.err << "\r\033[K" << std::flush;
-        shown_ = false;
+    if (where.progress_is_shown) {
+        where.progress_is_shown = false;
+        where.err << "\r\033[J" << std::flush;
     }
 }
 

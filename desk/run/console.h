@@ -12,9 +12,13 @@ struct console
 {
     std::ostream& out;
     std::ostream& err;
-    bool shows_progress = false; ///< standard error is a terminal
+    bool shows_progress = false; ///< standard error is a terminal on which a line can be erased
     std::size_t width = 100;     ///< columns of the terminal
     std::string_view program = "postwarden";
+    bool out_is_terminal = false;              ///< standard output is a terminal
+    bool shows_colours = false;                ///< on standard output
+    std::size_t (*progress_width)() = nullptr; ///< present columns of the terminal of standard error; null: width
+    mutable bool progress_is_shown = false;    ///< a line of progress must be erased before other output
 };
 
 /// Exit statuses.
@@ -33,7 +37,8 @@ enum class exit_status : int
 /// Returns UTF-8 text with "?" for everything that must not reach a terminal: control characters and invalid bytes.
 std::string printable(std::string_view text);
 
-/// Writes one line to standard error: "postwarden: what: why", beginning with the program's name.
+/// Writes one line to standard error in place of the progress: "postwarden: what: why", beginning with the program's
+/// name.
 void report(const console& where, std::string_view what, std::string_view why);
 
 /// Returns the number of terminal columns of a UTF-8 text: wide characters take two, combining ones none.
@@ -42,24 +47,7 @@ std::size_t columns_of(std::string_view text);
 /// and invalid bytes become "?".
 std::string fitted(std::string_view text, std::size_t columns);
 
-/// A progress bar on standard error that is redrawn in place. Draws nothing if standard error is not a terminal.
-class progress_bar
-{
-public:
-    progress_bar(const console& where, std::size_t total);
-    progress_bar(const progress_bar&) = delete;
-    progress_bar& operator=(const progress_bar&) = delete;
-    /// Erases the bar.
-    ~progress_bar();
-
-    void show(std::size_t done);
-    /// Erases the bar until the next show(), so that a line can be written.
-    void clear();
-
-private:
-    const console& where_;
-    std::size_t total_;
-    bool shown_ = false;
-};
+/// Erases the line that a progress_line has drawn, if any.
+void erase_progress(const console& where);
 
 } // namespace host

@@ -1,8 +1,8 @@
 #include "desk/run/open_messages.h"
 
 #include "desk/run/fail_on.h"
+#include "desk/run/progress.h"
 #include "desk/run/snapshot.h"
-#include "mail/files/path_text.h"
 
 #include <algorithm>
 #include <exception>
@@ -11,15 +11,13 @@ namespace host {
 
 namespace {
 
-std::size_t widest_name(const std::vector<message_place>& places, std::size_t terminal)
+/// Returns the columns for the names of the messages.
+std::size_t name_columns(std::size_t widest, std::size_t terminal)
 {
     constexpr std::size_t other_columns = 60;
     constexpr std::size_t least = 20;
-    std::size_t widest = least;
-    for (const auto& place : places) {
-        widest = std::max(widest, columns_of(place.name()));
-    }
-    return std::min(widest, std::max(least, terminal > other_columns ? terminal - other_columns : least));
+    return std::min(std::max(widest, least),
+                    std::max(least, terminal > other_columns ? terminal - other_columns : least));
 }
 
 /// Opens the messages of one run.
@@ -35,26 +33,17 @@ public:
         , totals_(totals)
     {}
 
-    void open_all(const std::vector<message_place>& places)
+    void open_all(message_source& places)
     {
-        const auto output =
-            plan_.json ? make_json_report(where_) : make_table_report(where_, widest_name(places, where_.width));
-        progress_bar bar(where_, places.size());
-        std::size_t done = 0;
-        for (const auto& place : places) {
-            bar.show(done++);
-            try {
-                open_one(place, *output, bar);
-            } catch (const std::exception& failure) {
-                bar.clear();
-                report(where_, place.name(), failure.what());
-                ++totals_.unreadable;
-                if (plan_.second) {
-                    plan_.second->add_unreadable(place.name(), failure.what());
-                }
-            }
+        const auto output = plan_.json
+                                ? make_json_report(where_)
+                                : make_table_report(where_, name_columns(plan_.expected.widest_name, where_.width));
+        progress_line progress(where_, plan_.expected);
+        progress.show(0, 0);
+        for (std::uint64_t done = 0; open_next(places, *output); ++done) {
+            progress.show(done + 1, places.position());
         }
-        bar.clear();
+        erase_progress(where_);
         output->finish(totals_);
         if (plan_.second) {
             plan_.second->finish(totals_);
@@ -62,7 +51,35 @@ public:
     }
 
 private:
-    void open_one(const message_place& place, opening_report& output, progress_bar& bar)
+    /// Returns false if there is no further message.
+    bool open_next(message_source& places, opening_report& output)
+    {
+        std::string name;
+        try {
+            const auto place = places.next();
+            if (!place) {
+                return false;
+            }
+            name = place->name();
+            open_one(*place, output);
+        } catch (const unreadable_input& failure) {
+            add_unreadable(failure.name(), failure.what());
+        } catch (const std::exception& failure) {
+            add_unreadable(name, failure.what());
+        }
+        return true;
+    }
+
+    void add_unreadable(const std::string& name, const char* reason)
+    {
+        report(where_, name, reason);
+        ++totals_.unreadable;
+        if (plan_.second) {
+            plan_.second->add_unreadable(name, reason);
+        }
+    }
+
+    void open_one(const message_place& place, opening_report& output)
     {
         auto stored = std::make_shared<message_record>(read_(place, store_));
         std::unique_ptr<message_copy> copy;
@@ -84,7 +101,9 @@ private:
             entry.after = take_snapshot(entry.result.shown);
             entry.changes = describe_changes(entry.before, entry.after);
             count_opening(entry, totals_);
-            bar.clear();
+            if (where_.out_is_terminal) {
+                erase_progress(where_);
+            }
             if (number == 1 && !plan_.json) {
                 for (const std::string& warning : entry.warnings) {
                     report(where_, place.name(), "not all of it could be read: " + warning);
@@ -141,24 +160,8 @@ private:
 
 } // namespace
 
-std::vector<message_place> find_all_messages(const std::vector<std::string>& paths, const console& where,
-                                             opening_totals& totals)
-{
-    std::vector<message_place> places;
-    for (const std::string& path : paths) {
-        try {
-            const auto found = find_messages(path_of(path));
-            places.insert(places.end(), found.begin(), found.end());
-        } catch (const std::exception& failure) {
-            report(where, path, failure.what());
-            ++totals.unreadable;
-        }
-    }
-    return places;
-}
-
-void open_messages(const std::vector<message_place>& places, const opening_plan& plan, const message_reader& read,
-                   message_opener& client, const console& where, opening_totals& totals)
+void open_messages(message_source& places, const opening_plan& plan, const message_reader& read, message_opener& client,
+                   const console& where, opening_totals& totals)
 {
     totals.folder = plan.copies ? plan.copies->folder() : std::string();
     open_run(plan, read, client, where, totals).open_all(places);

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "desk/run/console.h"
+#include "desk/run/expected_work.h"
 #include "desk/run/message_copies.h"
 #include "desk/run/opening.h"
 #include "desk/run/opening_report.h"
-#include "mail/files/mailbox.h"
+#include "mail/inputs/message_finder.h"
 
 #include <cstdint>
 #include <functional>
@@ -19,10 +20,6 @@ namespace host {
 using message_reader =
     std::function<message_record(const message_place& place, const std::shared_ptr<store_context>& store)>;
 
-/// Returns all messages found at the paths. A path that cannot be read is reported and counted in `totals`.
-std::vector<message_place> find_all_messages(const std::vector<std::string>& paths, const console& where,
-                                             opening_totals& totals);
-
 /// Specifies how messages are opened.
 struct opening_plan
 {
@@ -34,11 +31,12 @@ struct opening_plan
     /// is in its store.
     bool reopen = false;
     opening_report* second = nullptr; ///< receives the same as the report on the console; null: none
+    expected_work expected = {}; ///< for the width of the table, and the progress
 };
 
-/// Opens each message and reports the openings. All messages belong to one store. A message that cannot be read or
-/// saved is reported and counted in `totals`; the others are processed.
-void open_messages(const std::vector<message_place>& places, const opening_plan& plan, const message_reader& read,
-                   message_opener& client, const console& where, opening_totals& totals);
+/// Opens each message and reports the openings. All messages belong to one store. An input or a message that cannot be
+/// read, or a message that cannot be saved, is reported and counted in `totals`; the others are processed.
+void open_messages(message_source& places, const opening_plan& plan, const message_reader& read, message_opener& client,
+                   const console& where, opening_totals& totals);
 
 } // namespace host

@@ -65,6 +65,8 @@ void add_service_options(CLI::App& command, std::optional<std::uint16_t>& port, 
 void add_open_options(CLI::App& command, open_options& options)
 {
     command.add_option("PATH", options.paths, "Messages")->required()->type_name("");
+    command.add_flag("--recursive,-r", options.recursive, "Include the folders in each folder");
+    add_terminal_options(command, options.terminal);
     add_service_options(command, options.port, options.uri, options.json);
     command.add_option("--times", options.times, "Open each message so many times in this process")
         ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{1000000}))
@@ -98,6 +100,12 @@ void add_open_options(CLI::App& command, open_options& options)
         ->type_name("FILE")
         ->excludes("--port")
         ->excludes("--uri");
+}
+
+expected_work expected_work_of(const open_options& options, const console& where)
+{
+    return options.json && !where.shows_progress ? expected_work()
+                                                 : expect_work(options.paths, options.recursive, where.shows_progress);
 }
 
 std::string check_registry_value(const std::string& text)

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "desk/run/fail_on.h"
+#include "desk/run/expected_work.h"
+#include "desk/run/terminal_options.h"
 
 #include <cstdint>
 #include <optional>
@@ -30,10 +32,15 @@ struct open_options
     bool json = false;
     std::vector<fail_condition> fail_on;
     std::string page; ///< file of the HTML page; empty: none is written
+    bool recursive = false; ///< includes the folders in a folder
+    terminal_options terminal;
 };
 
 /// Adds the options of open_options to `command`. `options` must outlive it.
 void add_open_options(CLI::App& command, open_options& options);
+
+/// Examines the inputs of the command as far as its output needs it.
+expected_work expected_work_of(const open_options& options, const console& where);
 
 /// Adds the options of every command that connects to a scanning service.
 void add_service_options(CLI::App& command, std::optional<std::uint16_t>& port, std::string& uri, bool& json);

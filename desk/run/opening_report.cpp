@@ -1,5 +1,6 @@
 #include "desk/run/opening_report.h"
 
+#include "desk/run/colours.h"
 #include "tool/system/conversions.h"
 
 #include <nlohmann/json.hpp>
@@ -144,8 +145,8 @@ private:
         constexpr std::size_t display_columns = 7;
         constexpr std::size_t time_columns = 6;
         const std::size_t pad = time.size() < time_columns ? time_columns - time.size() : 0;
-        where_.out << fitted(name, name_columns_) << "  " << fitted(verdict, verdict_columns) << "  "
-                   << fitted(answered, answered_columns) << "  " << fitted(display, display_columns) << "  "
+        where_.out << fitted(name, name_columns_) << "  " << in_its_colour(fitted(verdict, verdict_columns), where_)
+                   << "  " << fitted(answered, answered_columns) << "  " << fitted(display, display_columns) << "  "
                    << std::string(pad, ' ') << time << "  " << changed << std::endl;
     }
 

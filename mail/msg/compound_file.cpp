@@ -35,7 +35,11 @@ void expect_readable(const storage_tree& tree)
 
 storage_ptr read_compound_file(const std::filesystem::path& file)
 {
-    bytes_ptr contents = bytes_of_file(file);
+    return read_compound_file(file, bytes_of_file(file));
+}
+
+storage_ptr read_compound_file(const std::filesystem::path& file, bytes_ptr contents)
+{
     if (contents->size() <= kept_in_memory) {
         contents = bytes_of(to_string(*contents));
     }

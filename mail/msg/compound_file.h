@@ -11,6 +11,9 @@ namespace host::msg {
 /// may be replaced by another one meanwhile, but not modified. Throws unreadable_message with a human-readable reason
 /// if the file is damaged or not a compound file, and std::runtime_error if the system reports an error.
 storage_ptr read_compound_file(const std::filesystem::path& file);
+/// Reads the same from `contents`, which are the bytes of `file`, or of a message that has no file where the system can
+/// read one from memory (not on Windows).
+storage_ptr read_compound_file(const std::filesystem::path& file, bytes_ptr contents);
 
 /// Writes a compound file and overwrites an existing one. Throws std::runtime_error with the reason: for contents that
 /// could not be read again before anything is written, otherwise with the file left damaged.

@@ -13,12 +13,18 @@ namespace host {
 
 message_record read_msg(const std::filesystem::path& file, const std::shared_ptr<store_context>& store)
 {
-    message_record record = msg::parse_message(*msg::read_compound_file(file), store);
+    return read_msg(file, bytes_of_file(file), store);
+}
+
+message_record read_msg(const std::filesystem::path& file, const bytes_ptr& contents,
+                        const std::shared_ptr<store_context>& store)
+{
+    message_record record = msg::parse_message(*msg::read_compound_file(file, contents), store);
     if (record.incomplete) {
         record.incomplete =
             std::make_shared<const incomplete_reading>(incomplete_reading{file, record.incomplete->warnings});
     }
-    const std::string id = entry_id(*bytes_of_file(file), file.string());
+    const std::string id = entry_id(*contents, file.string());
     record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(id)));
     return record;
 }

@@ -1,5 +1,6 @@
 #include "desk/run/open_messages.h"
 #include "tests/desk/cli/cli_fixture.h"
+#include "tests/desk/run/listed_messages.h"
 #include "tests/mail/mime/mime_fixture.h"
 
 #include <gmock/gmock.h>
@@ -109,7 +110,8 @@ protected:
             }
             return record;
         };
-        open_messages(places, plan, read, client, where, totals);
+        listed_messages source(places);
+        open_messages(source, plan, read, client, where, totals);
     }
 
     std::vector<std::string> sources{"Subject: one\n\nx\n", "Subject: two\n\nx\n"};

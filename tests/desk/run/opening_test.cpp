@@ -5,6 +5,7 @@
 #include "mail/files/new_file.h"
 #include "mail/files/path_text.h"
 #include "store/unreadable_message.h"
+#include "tests/desk/run/listed_messages.h"
 
 #include <CLI/CLI.hpp>
 #include <gmock/gmock.h>
@@ -67,32 +68,6 @@ TEST(Columns, AreFilledOrCut)
     EXPECT_EQ(4U, columns_of(fitted("\u5FA1\u898B\u7A4D\u66F8", 4))); // the truncated text leaves one column free
     EXPECT_EQ("a?b", fitted("a\nb", 3));                              // no character that moves the cursor
     EXPECT_EQ("a?[2Jb", fitted("a\x1B[2Jb", 6));
-}
-
-TEST(ProgressBar, IsDrawnOnATerminalWhenThereAreMany)
-{
-    std::ostringstream out;
-    std::ostringstream err;
-    const console terminal{out, err, true, 80};
-    {
-        progress_bar bar(terminal, 100);
-        bar.show(50);
-        EXPECT_THAT(err.str(), HasSubstr("50 of 100"));
-        EXPECT_THAT(err.str(), HasSubstr("####################...................."));
-    }
-    EXPECT_TRUE(err.str().ends_with("\r\033[K"));
-    EXPECT_EQ("", out.str());
-}
-
-TEST(ProgressBar, IsNotDrawnForFewOrWithoutATerminal)
-{
-    std::ostringstream out;
-    std::ostringstream err;
-    const console terminal{out, err, true, 80};
-    progress_bar(terminal, 3).show(1);
-    const console pipe{out, err, false, 80};
-    progress_bar(pipe, 1000).show(1);
-    EXPECT_EQ("", err.str());
 }
 
 TEST(Consoles, NameTheProgramFirst)
@@ -220,7 +195,8 @@ TEST(Openings, AreToldOneByOne)
     places[1].file = "broken";
     marking_client client;
     opening_totals totals;
-    open_messages(places, {2, true, nullptr, false}, read, client, where, totals);
+    listed_messages source(places);
+    open_messages(source, {2, true, nullptr, false}, read, client, where, totals);
     EXPECT_EQ(1U, totals.unreadable);
     EXPECT_EQ("postwarden: broken: it is torn\n", err.str());
     std::istringstream lines(out.str());

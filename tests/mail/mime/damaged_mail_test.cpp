@@ -1,6 +1,6 @@
 // Damaged mail: the writer must be able to write whatever the reader produces, and the reader to read it again.
 
-#include "mail/files/mailbox.h"
+#include "tests/mail/inputs/found_messages.h"
 #include "tests/mail/mime/document_fixture.h"
 #include "tests/support/temporary_folder.h"
 
@@ -49,7 +49,7 @@ protected:
             "python3 '" SAMPLES_FOLDER "/make_samples.py' '" + folder.path().string() + "' >/dev/null";
         EXPECT_EQ(std::system(command.c_str()), 0); // NOLINT(cert-env33-c,concurrency-mt-unsafe): the project's script
         std::vector<std::string> found;
-        for (const message_place& place : find_messages(folder.path())) {
+        for (const message_place& place : found_messages(folder.path())) {
             std::string text = to_string(*open_message(place));
             if (text.size() < 20000) {
                 found.push_back(std::move(text));

@@ -1,7 +1,7 @@
 // Messages that are written as files and read again must be unchanged: samples, generated mail, the results of
 // disinfection, and messages with unusual properties.
 
-#include "mail/files/mailbox.h"
+#include "tests/mail/inputs/found_messages.h"
 #include "tests/mail/mime/document_fixture.h"
 #include "tests/support/temporary_folder.h"
 #include "tool/system/conversions.h"
@@ -105,7 +105,7 @@ protected:
     static std::size_t round_trip_all(const temporary_folder& folder)
     {
         std::size_t count = 0;
-        for (const message_place& place : find_messages(folder.path())) {
+        for (const message_place& place : found_messages(folder.path())) {
             message_record message = read_message(open_message(place), place.name(), std::make_shared<store_context>());
             expect_round_trip(message, place.name());
             EXPECT_EQ(saved_document(message), saved_document(read_saved(saved_document(message)))) << place.name();

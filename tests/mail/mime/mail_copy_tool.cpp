@@ -3,9 +3,9 @@
 // contents of the message.
 
 #include "desk/run/snapshot.h"
-#include "mail/files/mailbox.h"
 #include "mail/mime/reading/message_reader.h"
 #include "mail/mime/writing/message_writer.h"
+#include "tests/mail/inputs/found_messages.h"
 
 #include <nlohmann/json.hpp>
 
@@ -22,7 +22,7 @@ int main(int count, char** arguments)
     }
     try {
         const std::filesystem::path out = arguments[2];
-        for (const host::message_place& place : host::find_messages(arguments[1])) {
+        for (const host::message_place& place : host::test::found_messages(arguments[1])) {
             const host::message_record message =
                 host::read_message(host::open_message(place), place.name(), std::make_shared<host::store_context>());
             const std::string name = std::filesystem::path(place.name()).filename().string();

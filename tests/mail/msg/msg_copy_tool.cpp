@@ -2,9 +2,9 @@
 // object per line: the displayed contents of the message before, and those of the file when it is read again.
 
 #include "desk/run/snapshot.h"
-#include "mail/files/mailbox.h"
 #include "mail/mime/reading/message_reader.h"
 #include "mail/msg/msg_file.h"
+#include "tests/mail/inputs/found_messages.h"
 #include "tool/system/conversions.h"
 
 #include <nlohmann/json.hpp>
@@ -39,7 +39,7 @@ int main(int count, char** arguments)
     }
     try {
         const std::filesystem::path out = arguments[2];
-        for (const host::message_place& place : host::find_messages(arguments[1])) {
+        for (const host::message_place& place : host::test::found_messages(arguments[1])) {
             const auto message =
                 host::read_message(host::open_message(place), place.name(), std::make_shared<host::store_context>());
             const std::string name = std::filesystem::path(place.name()).filename().string() + ".msg";

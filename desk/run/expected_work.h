@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// What is known of the messages of a run before the first one is opened.
+struct expected_work
+{
+    std::size_t widest_name = 0;           ///< terminal columns of the longest name
+    std::optional<std::uint64_t> messages; ///< unknown if there is an mbox or a stream
+    std::optional<std::uint64_t> bytes;    ///< on disk; unknown if there is a stream
+};
+
+/// Examines the names of the inputs, and the sizes of the files if `with_sizes`, without opening folders' files. Inputs
+/// that cannot be read are left out. Folders so large or so slow that this takes more than a second are examined in
+/// part; the numbers are then unknown.
+expected_work expect_work(const std::vector<std::string>& paths, bool recursive, bool with_sizes);
+
+} // namespace host

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "desk/run/console.h"
+#include "desk/run/expected_work.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace host {
+
+/// The state of a run.
+struct progress_state
+{
+    std::uint64_t messages = 0; ///< done
+    std::uint64_t bytes = 0;    ///< done
+    std::optional<std::uint64_t> all_messages;
+    std::optional<std::uint64_t> all_bytes;
+    std::chrono::milliseconds spent{0};
+};
+
+/// Describes the state in one line of at most `columns` columns. The fewer there are, the more is left out: first the
+/// bar, then rates and bytes; the number of messages remains.
+std::string progress_text(const progress_state& state, std::size_t columns);
+
+/// One line on standard error about the progress of a run, which is drawn in place. Draws nothing if standard error is
+/// not a terminal. Whatever a command prints erases it first; see console.
+class progress_line
+{
+public:
+    progress_line(const console& where, const expected_work& all);
+    progress_line(const progress_line&) = delete;
+    progress_line& operator=(const progress_line&) = delete;
+    /// Erases the line.
+    ~progress_line();
+
+    /// Draws the line, unless it was drawn a moment ago and is still there.
+    void show(std::uint64_t messages, std::uint64_t bytes);
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    const console& where_;
+    progress_state state_;
+    clock::time_point start_ = clock::now();
+    clock::time_point drawn_{};
+};
+
+} // namespace host
