@@ -362,11 +362,19 @@ TEST_F(SavedMessages, AskForOptionsThatFit)
 TEST_F(SavedMessages, OfBrokenOutlookFilesAreNeverWritten)
 {
     const auto broken = write("broken.msg", std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + std::string(600, 'x'));
-    const auto renamed = write("text.msg", clean_mail);
-    const auto result = command({"open", "--save", to(), broken, renamed});
+    const auto noise = write("noise.msg", "noise");
+    const auto result = command({"open", "--save", to(), broken, noise});
     EXPECT_EQ(3, result.status);
     EXPECT_EQ(2U, lines_of(result.err).size());
     EXPECT_TRUE(names_in(to()).empty());
+    EXPECT_EQ("noise", file_text(noise));
+}
+
+TEST_F(SavedMessages, HaveTheFormOfTheContentsAndNotOfTheName)
+{
+    const auto renamed = write("text.msg", clean_mail);
+    EXPECT_EQ(0, command({"open", "--save", to(), renamed}).status);
+    EXPECT_THAT(names_in(to()), testing::ElementsAre("text.eml"));
     EXPECT_EQ(clean_mail, file_text(renamed));
 }
 
