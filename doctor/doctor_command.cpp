@@ -1,6 +1,7 @@
 #include "doctor/doctor_command.h"
 
 #include "command/help_layout.h"
+#include "command/nearest_name.h"
 #include "doctor/engine_row.h"
 #include "doctor/icap_scanner.h"
 #include "doctor/machine.h"
@@ -19,12 +20,12 @@ namespace doctor {
 
 namespace {
 
-constexpr const char* footer =
+constexpr const char* introduction =
     R"(Each row is ok, warning, failed or not applicable; a row with a fault says
 what to do. The rows of the service send a harmless text and the standard
-antivirus test file over ICAP, as the mail add-in does.
+antivirus test file over ICAP, as the mail add-in does.)";
 
-Exit status: 0 all ok, 1 a warning, 2 a row failed, 3 nothing was examined,
+constexpr const char* statuses = R"(Exit status: 0 all ok, 1 a warning, 2 a row failed, 3 nothing was examined,
 such as after an invalid command line.)";
 
 void add_options(CLI::App& app, doctor_options& options)
@@ -117,7 +118,8 @@ int run_unguarded(const std::vector<std::string>& arguments, const std::string& 
     app.set_version_flag("--version", name + " " + version, "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
     app.formatter(command::help_layout());
-    app.footer(footer);
+    app.footer(introduction + std::string("\n\nExamples:\n  ") + name + "\n  " + name + " --port 1345 --json\n\n" +
+               statuses);
     add_options(app, options);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -125,7 +127,7 @@ int run_unguarded(const std::vector<std::string>& arguments, const std::string& 
         app.exit(printed, where.out, where.err);
         return status_ok;
     } catch (const CLI::ParseError& problem) {
-        return complain(where, problem.what());
+        return complain(where, command::reason_for_display(app, problem));
     }
     try {
         return examine_machine(options, version, where);

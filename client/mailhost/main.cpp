@@ -1,4 +1,6 @@
 #include "client/mailhost/mailhost_command.h"
+#include "command/help_layout.h"
+#include "command/nearest_name.h"
 #include "command/program_version.h"
 #include "desk/run/terminal.h"
 #include "desk/run/wide_arguments_windows.h"
@@ -12,7 +14,8 @@
 namespace {
 
 constexpr const char* footer =
-    R"(PATH is an Outlook message file or a folder of them (the folders in it are left out). The add-ins are those that
+    R"(PATH is an Outlook message file, a folder of them, or "-" for standard input. The folders in a folder are left out
+without --recursive. The add-ins are those that
 the registry lists for the mail client. Without --port the scanning service runs inside this process, on a free
 loopback port; the add-in learns of it from a stand-in for the product's broker, which only this process sees. With
 --registered-broker the add-in, the broker and the service are those of the machine.
@@ -25,6 +28,10 @@ What is missing in a damaged message file that still opens is reported on standa
 of --json describes each one. Both follow from the trace of the add-in, which contains the name of a threat only
 with --log-level 500.
 
+Examples:
+  mailhost --json message.msg
+  mailhost --recursive --registered-broker messages
+
 Exit status: 0 all opened, 1 something broke, 2 the command line is wrong, 3 a message could not be read (the others
 are done), 4 no service where one was asked for, or an object that it should have judged has no answer, 5 no add-in,
 or one that cannot be loaded or refuses to be connected, 6 an object that was handed to an add-in was never released,
@@ -36,6 +43,7 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
     app.set_version_flag("--version", "mailhost " + std::string(command::program_version()),
                          "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
+    app.formatter(command::help_layout());
     app.allow_windows_style_options(false); // a path may begin with a slash
     host::mailhost_options options;
     host::add_open_options(app, options.open);
@@ -64,7 +72,7 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
         app.exit(told, where.out, where.err);
         return host::exit_status::done;
     } catch (const CLI::ParseError& problem) {
-        report(where, "command line", std::string(problem.what()) + "; --help tells more");
+        report(where, "command line", command::reason_for_display(app, problem) + "; --help tells more");
         return host::exit_status::usage;
     }
     const std::string wrong = settle(app, options.open, options.saving);

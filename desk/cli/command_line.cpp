@@ -1,6 +1,7 @@
 #include "desk/cli/command_line.h"
 
 #include "command/help_layout.h"
+#include "command/nearest_name.h"
 #include "command/program_version.h"
 #include "desk/cli/open_command.h"
 #include "desk/cli/scan_command.h"
@@ -19,7 +20,12 @@ namespace host {
 namespace {
 
 constexpr const char* open_footer =
-    R"(PATH is an .eml or .msg file, an mbox, or a folder of them (the folders in it are left out).
+    R"(PATH is a message or an mbox, whatever its name; "-" for standard input; a pipe; or a folder. A message is an
+Outlook message file if it begins like one, otherwise a MIME document. An mbox begins with "From ". Of a folder the
+files .eml, .msg, .mbox and .mbx are opened, and those that begin like an mbox; of a Maildir those in "cur" and
+"new"; of an MH folder the numbered ones. They are sorted by name. Hidden names and links to folders are left out,
+and without --recursive the folders in a folder. A named pipe is unreadable if nobody writes to it within 60 seconds.
+
 Without --port and --settings the scanning service runs inside this process, on a free loopback port. As
 with the product, no settings are loaded while a service shows its presence (postwarden-service
 --hold-presence); then the defaults hold, with port 1345 and path "/webscan".
@@ -33,18 +39,28 @@ is reported on standard error, with --json in an array "warnings".
 
 --report writes one HTML page, which contains all that it displays: a row for each opening, and each changed
 message before and after, side by side. It has no script and requests nothing, also not for the mail in it.
-  postwarden open --port 1345 --report out.html mail
 
 ANSWERED counts the objects, body and attachments, that the service judged out of those that it should have
 judged; "answered" of --json describes each one: scanned, skipped and why, or no answer and why. A message
 whose check got no answer opens, and its verdict can be clean: such a run ends with status 4.
+
+Examples:
+  postwarden open mail.eml
+  postwarden open --report out.html mail
+  postwarden open --recursive --json ~/Maildir > openings.json
+  postwarden open --save out --port 1345 archive.mbox
+  zcat archive.mbox.gz | postwarden open -
+  postwarden open -- -name-with-a-dash.eml
 
 Exit status: 0 all opened, 1 the output, the log or a copy could not be written, 2 the command line is wrong,
 3 a message could not be read (the others are done), 4 no service where one was asked for, or an object that it
 should have judged has no answer, 7 a condition of --fail-on is met, 130 stopped by SIGINT, 143 by SIGTERM. If
 several apply: 1, then 7, 4 and 3.)";
 
-constexpr const char* scan_footer = R"(What FILE holds, by kind:
+constexpr const char* scan_footer = R"(FILE is a file of any kind, "-" for standard input, or a folder, whose files are
+all scanned except hidden ones.
+
+What FILE holds, by kind:
   mail, object     the bytes that are scanned
   http-request     an HTTP request as it goes over the wire: head, empty line,
                    body
@@ -58,9 +74,23 @@ Prints the result (0 not judged, 1 clean, 2 blocked, 3 repaired), the threat and
 Without --port the scanning service runs inside this process, on a free loopback port. A scan whose
 exchange fails counts as clean; so does an object that is shorter than the preview its service wants.
 
+Examples:
+  postwarden scan --kind object invoice.pdf
+  postwarden scan --recursive --json downloads
+  curl -s http://host/file | postwarden scan --kind object -
+  postwarden scan --kind health --port 1345
+
 Exit status: 0 all scanned, 1 the output or what was repaired could not be written, 2 the command line is
 wrong, 3 a file could not be read or is not what its kind asks for, 4 no service, or it gave no answer, 7 a
 condition of --fail-on is met, 130 stopped by SIGINT, 143 by SIGTERM.)";
+
+constexpr const char* general_footer = R"(Each subcommand has a --help of its own.
+
+Examples:
+  postwarden open mail.eml
+  postwarden scan --kind object invoice.pdf
+  postwarden settings show settings.blob
+  postwarden doctor)";
 
 constexpr const char* doctor_name = "doctor";
 
@@ -96,7 +126,9 @@ CLI::App* add_scan(CLI::App& app, scan_options& options)
                                                         {"certificate", scan_kind::certificate},
                                                         {"health", scan_kind::health}};
     CLI::App* command = app.add_subcommand("scan", "Run one scan of each file");
-    command->add_option("FILE", options.files, "Files")->type_name("");
+    command->add_option("FILE", options.files, "Files, folders, or \"-\"")->type_name("");
+    command->add_flag("--recursive", options.recursive, "Include the folders in each folder");
+    add_terminal_options(*command, options.terminal);
     command->add_option("--kind", options.kind, "What FILE contains, see below (default: mail)")
         ->transform(CLI::Transformer(kinds).description(""))
         ->type_name("mail|object|http-request|http-response|certificate|health");
@@ -131,6 +163,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
                          "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
     app.require_subcommand(1);
+    app.footer(general_footer);
     open_options to_open;
     mail_options mail;
     scan_options to_scan;
@@ -145,7 +178,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
         app.exit(told, where.out, where.err);
         return exit_status::done;
     } catch (const CLI::ParseError& problem) {
-        return wrong_usage(where, problem.what());
+        return wrong_usage(where, command::reason_for_display(app, problem));
     }
     if (open->parsed()) {
         const std::string wrong = settle(*open, to_open, mail.saving);

@@ -3,6 +3,7 @@
 #include "desk/cli/mail_client.h"
 #include "desk/cli/observed_link.h"
 #include "desk/cli/service_link.h"
+#include "desk/cli/settings_input.h"
 #include "desk/copies/mail_files.h"
 #include "desk/report/requested_page.h"
 #include "desk/run/open_messages.h"
@@ -20,6 +21,7 @@
 #include "tool/system/registry.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <utility>
 #include <variant>
@@ -76,10 +78,11 @@ private:
 class opening_service
 {
 public:
-    explicit opening_service(const open_options& options)
+    /// `settings` is the file of the settings, if the options have one.
+    opening_service(const open_options& options, const std::filesystem::path& settings)
     {
         if (!options.settings_file.empty()) {
-            link_ = std::make_unique<service_link>(path_of(options.settings_file));
+            link_ = std::make_unique<service_link>(settings);
             return;
         }
         target_ = std::make_unique<scan_target>(options.port, options.uri);
@@ -127,7 +130,8 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
 {
     const console where = console_with(given, options.terminal);
     const std::string& file = options.settings_file;
-    if (!file.empty() && !attempt([&] { return load_settings(path_of(file)); }, file, where)) {
+    const auto settings = attempt([&] { return std::make_unique<settings_input>(file); }, file, where);
+    if (!settings || (!file.empty() && !attempt([&] { return load_settings((*settings)->path()); }, file, where))) {
         return exit_status::usage;
     }
     const auto identity = attempt([&] { return load_identity(mail); }, "S/MIME key", where);
@@ -148,7 +152,7 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     const logging::scoped_output log(options.log_file, options.log_level);
     logging::apply_trace_configuration();
 
-    const opening_service service(options);
+    const opening_service service(options, (*settings)->path());
     requested_page page(options.page, heading_of(options, service.target(), where.program), where);
     if (!page.good()) {
         return exit_status::failed;

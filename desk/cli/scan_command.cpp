@@ -2,7 +2,11 @@
 
 #include "desk/cli/http_exchange.h"
 #include "desk/cli/reported_threat.h"
+#include "desk/cli/scan_run.h"
+#include "desk/run/colours.h"
 #include "desk/run/scan_target.h"
+#include "mail/files/path_text.h"
+#include "mail/inputs/input_files.h"
 #include "outlook/qdmailprotect/access/io_stream.h"
 #include "store/property_stream.h"
 #include "tool/icap/reply_readers.h"
@@ -96,7 +100,7 @@ public:
     file_scan(const scan_options& options, std::string file, icap::client::session& session)
         : options_(options)
         , file_(std::move(file))
-        , source_(file_.empty() ? bytes_of({}) : bytes_of_file(file_))
+        , source_(file_.empty() ? bytes_of({}) : bytes_of_input(path_of(file_), {}))
         , session_(session)
         , edited_(std::make_shared<stream_state>(source_, PT_BINARY))
     {
@@ -291,6 +295,9 @@ exit_status keep(const bytes& repaired, const std::string& file, const console& 
 
 void print(const std::string& file, const scan_options& options, const scan_outcome& outcome, const console& where)
 {
+    if (where.out_is_terminal) {
+        erase_progress(where);
+    }
     const auto result = static_cast<std::size_t>(outcome.result);
     if (options.json) {
         nlohmann::ordered_json line;
@@ -305,8 +312,8 @@ void print(const std::string& file, const scan_options& options, const scan_outc
         return;
     }
     // The file name is untrusted input; threat and tag come from the service.
-    where.out << (file.empty() ? "service" : printable(file)) << ": " << result << " (" << result_words.at(result)
-              << ")";
+    where.out << (file.empty() ? "service" : printable(file)) << ": " << result << " ("
+              << in_its_colour(result_words.at(result), where) << ")";
     if (!outcome.threat.empty()) {
         where.out << ", threat " << printable(outcome.threat);
     }
@@ -357,17 +364,18 @@ exit_status scan_file(const std::string& file, const scan_options& options,
 
 } // namespace
 
-exit_status run_scan(const scan_options& options, const console& where)
+exit_status run_scan(const scan_options& options, const console& given)
 {
+    const console where = console_with(given, options.terminal);
     const scan_target target(options.port, options.uri);
     const auto pool = connect(target, where);
     if (!pool) {
         return exit_status::no_service;
     }
-    const std::vector<std::string> files = options.files.empty() ? std::vector<std::string>{""} : options.files;
     exit_status status = exit_status::done;
     opening_totals totals;
-    for (const std::string& file : files) {
+    scan_run files(options, where);
+    for (std::string file; files.next(file);) {
         try {
             const exit_status one = scan_file(file, options, pool, where, totals);
             status = one == exit_status::done ? status : one;
@@ -376,6 +384,7 @@ exit_status run_scan(const scan_options& options, const console& where)
             status = exit_status::unreadable;
         }
     }
+    status = status == exit_status::done && files.unreadable() ? exit_status::unreadable : status;
     pool->terminate();
     const bool met = status != exit_status::failed && fails_on(options.fail_on, totals);
     return met ? exit_status::condition_met : status;

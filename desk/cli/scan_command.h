@@ -2,6 +2,7 @@
 
 #include "desk/run/console.h"
 #include "desk/run/fail_on.h"
+#include "desk/run/terminal_options.h"
 
 #include <cstdint>
 #include <optional>
@@ -23,7 +24,7 @@ enum class scan_kind
 /// The options of "postwarden scan".
 struct scan_options
 {
-    std::vector<std::string> files; ///< may be empty for health only
+    std::vector<std::string> files; ///< and folders; may be empty for health only
     scan_kind kind = scan_kind::mail;
     std::optional<std::uint16_t> port;
     std::string uri = "webscan";
@@ -31,6 +32,8 @@ struct scan_options
     std::string repaired_to; ///< empty: repaired objects are not saved
     bool json = false;
     std::vector<fail_condition> fail_on;
+    bool recursive = false; ///< includes the folders in a folder
+    terminal_options terminal;
 };
 
 /// Runs one scan per file on a pooled session.

@@ -1,5 +1,6 @@
 #include "desk/cli/settings_command.h"
 
+#include "desk/cli/settings_input.h"
 #include "desk/settings/settings_file.h"
 #include "desk/settings/settings_json.h"
 #include "mail/files/atomic_file.h"
@@ -16,21 +17,37 @@ namespace host {
 
 namespace {
 
+constexpr const char* standard_output_name = "-";
+
 using DOVA::Settings::SettingText;
 using DOVA::Settings::WebTrafficMonitorSettings;
 
 constexpr const char* footer =
     R"(A setting has a default, a value and a mark whether the value is set; the value is in force if it is,
-otherwise the default. A blob is the form in which the product hands its settings to the add-in.)";
+otherwise the default. A blob is the form in which the product hands its settings to the add-in.
+
+Examples:
+  postwarden settings show settings.blob
+  postwarden settings make --json settings.json settings.blob)";
 
 constexpr const char* show_footer =
-    R"(FILE is a blob or JSON. Without --json a table; * marks the settings that the add-in reads.
+    R"(FILE is a blob or JSON, "-" is standard input. Without --json a table; * marks the settings that the add-in reads.
+
+Examples:
+  postwarden settings show settings.blob
+  postwarden settings show --json settings.blob
 
 Exit status: 0 shown, 2 the command line is wrong, 3 the file could not be read or holds no settings.)";
 
 constexpr const char* make_footer =
     R"(The JSON is of the form that "settings show --json" prints; what it leaves out has its default, and
-"effective" is passed over, since it follows from the rest. OUT is written as a whole or not at all.
+"effective" is passed over, since it follows from the rest. OUT is written as a whole or not at all. "-" is
+standard input and standard output.
+
+Examples:
+  postwarden settings show --json settings.blob > settings.json
+  postwarden settings make --json settings.json settings.blob
+  echo '{}' | postwarden settings make --json - settings.blob
 
 Exit status: 0 made, 1 OUT could not be written, 2 the command line is wrong, 3 the JSON could not be read
 or is refused.)";
@@ -64,7 +81,7 @@ void show_table(const WebTrafficMonitorSettings& settings, const console& where)
 
 exit_status show(const settings_options& options, const console& where)
 {
-    const WebTrafficMonitorSettings settings = load_settings(options.file);
+    const WebTrafficMonitorSettings settings = load_settings(settings_input(options.file).path());
     if (options.json) {
         where.out << DOVA::Settings::JsonFromSettings(settings) << std::flush;
     } else {
@@ -75,7 +92,12 @@ exit_status show(const settings_options& options, const console& where)
 
 exit_status make(const settings_options& options, const console& where)
 {
-    const std::vector<std::uint8_t> blob = settings_bytes_of_json(read_settings_file(options.file));
+    const std::vector<std::uint8_t> blob =
+        settings_bytes_of_json(read_settings_file(settings_input(options.file).path()));
+    if (options.made_to == standard_output_name) {
+        where.out.write(reinterpret_cast<const char*>(blob.data()), static_cast<std::streamsize>(blob.size())).flush();
+        return exit_status::done;
+    }
     try {
         write_atomically(options.made_to, [&](const std::filesystem::path& temporary) {
             std::ofstream output(temporary, std::ios::binary);

@@ -40,18 +40,12 @@ bool has_envelope(const fs::path& file)
     return input && is_envelope({start.data(), start.size()});
 }
 
-/// Returns true for a file that holds one message, judged by its name.
-bool is_single(const fs::path& file)
-{
-    const std::string extension = text_of_path(file.extension());
-    return winapi::compare_no_case(extension, ".eml") == 0 || winapi::compare_no_case(extension, ".msg") == 0;
-}
-
 class survey
 {
 public:
-    survey(bool recursive, bool with_sizes)
+    survey(bool recursive, bool with_sizes, wanted_files wanted)
         : recursive_(recursive)
+        , wanted_(wanted)
         , with_sizes_(with_sizes)
     {
         found_.messages = 0;
@@ -66,7 +60,7 @@ public:
         if (path != standard_input_name && fs::is_directory(status)) {
             add_folder(file);
         } else if (path != standard_input_name && fs::is_regular_file(status)) {
-            add_file(file, has_envelope(file));
+            add_file(file, may_be_mbox(file));
         } else if (path == standard_input_name || fs::exists(status)) {
             found_.messages.reset();
             found_.bytes.reset();
@@ -82,17 +76,25 @@ private:
     [[nodiscard]] bool in_time() const { return clock::now() - start_ < longest_survey; }
     void widen(std::size_t columns) { found_.widest_name = std::max(found_.widest_name, columns); }
 
+    /// Files of these extensions, of which there are many, are taken for one message without a look at them.
+    [[nodiscard]] bool may_be_mbox(const fs::path& file) const
+    {
+        const std::string extension = text_of_path(file.extension());
+        const bool single =
+            winapi::compare_no_case(extension, ".eml") == 0 || winapi::compare_no_case(extension, ".msg") == 0;
+        return wanted_ == wanted_files::mail && !single && has_envelope(file);
+    }
+
     void add_folder(const fs::path& folder)
     {
-        folder_walk walk(folder, recursive_, wanted_files::mail);
+        folder_walk walk(folder, recursive_, wanted_);
         while (in_time()) {
             try {
                 const auto file = walk.next();
                 if (!file) {
                     return;
                 }
-                const fs::path name = file->filename();
-                add_file(*file, !is_single(name) && has_envelope(*file));
+                add_file(*file, may_be_mbox(*file));
             } catch (const std::runtime_error&) { // it is reported when the folder is read
             }
         }
@@ -117,6 +119,7 @@ private:
     }
 
     bool recursive_;
+    wanted_files wanted_;
     bool with_sizes_;
     clock::time_point start_ = clock::now();
     expected_work found_;
@@ -124,9 +127,9 @@ private:
 
 } // namespace
 
-expected_work expect_work(const std::vector<std::string>& paths, bool recursive, bool with_sizes)
+expected_work expect_work(const std::vector<std::string>& paths, bool recursive, bool with_sizes, wanted_files wanted)
 {
-    survey all(recursive, with_sizes);
+    survey all(recursive, with_sizes, wanted);
     for (const std::string& path : paths) {
         all.add(path);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "mail/inputs/folder_walk.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -19,6 +21,7 @@ struct expected_work
 /// Examines the names of the inputs, and the sizes of the files if `with_sizes`, without opening folders' files. Inputs
 /// that cannot be read are left out. Folders so large or so slow that this takes more than a second are examined in
 /// part; the numbers are then unknown.
-expected_work expect_work(const std::vector<std::string>& paths, bool recursive, bool with_sizes);
+expected_work expect_work(const std::vector<std::string>& paths, bool recursive, bool with_sizes,
+                          wanted_files wanted = wanted_files::mail);
 
 } // namespace host

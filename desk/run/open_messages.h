@@ -31,7 +31,7 @@ struct opening_plan
     /// is in its store.
     bool reopen = false;
     opening_report* second = nullptr; ///< receives the same as the report on the console; null: none
-    expected_work expected = {}; ///< for the width of the table, and the progress
+    expected_work expected = {};      ///< for the width of the table, and the progress
 };
 
 /// Opens each message and reports the openings. All messages belong to one store. An input or a message that cannot be

@@ -64,8 +64,8 @@ void add_service_options(CLI::App& command, std::optional<std::uint16_t>& port, 
 
 void add_open_options(CLI::App& command, open_options& options)
 {
-    command.add_option("PATH", options.paths, "Messages")->required()->type_name("");
-    command.add_flag("--recursive,-r", options.recursive, "Include the folders in each folder");
+    command.add_option("PATH", options.paths, "Messages, mailboxes, folders, or \"-\"")->required()->type_name("");
+    command.add_flag("--recursive", options.recursive, "Include the folders in each folder");
     add_terminal_options(command, options.terminal);
     add_service_options(command, options.port, options.uri, options.json);
     command.add_option("--times", options.times, "Open each message so many times in this process")

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desk/run/fail_on.h"
 #include "desk/run/expected_work.h"
+#include "desk/run/fail_on.h"
 #include "desk/run/terminal_options.h"
 
 #include <cstdint>
@@ -31,7 +31,7 @@ struct open_options
     std::optional<std::uint32_t> log_level;
     bool json = false;
     std::vector<fail_condition> fail_on;
-    std::string page; ///< file of the HTML page; empty: none is written
+    std::string page;       ///< file of the HTML page; empty: none is written
     bool recursive = false; ///< includes the folders in a folder
     terminal_options terminal;
 };

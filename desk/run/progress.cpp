@@ -88,6 +88,7 @@ std::string progress_text(const progress_state& state, std::size_t columns)
     const double seconds = std::max(seconds_of(state.spent), 0.001);
     const std::uint64_t all = state.all_messages ? std::max(*state.all_messages, state.messages) : 0;
     const std::string number = std::to_string(state.messages);
+    const std::string unit = std::string(" ") + state.unit;
     const std::string messages = all != 0 ? number + " of " + std::to_string(all) : number;
     const std::string percent = done ? std::to_string(static_cast<int>(*done * 100)) + "%" : "";
     const std::string rate = rate_text(static_cast<double>(state.messages) / seconds, "/s");
@@ -99,10 +100,10 @@ std::string progress_text(const progress_state& state, std::size_t columns)
     const std::string flow = bytes_text(bytes / seconds) + "/s";
     const std::string part = percent.empty() ? "" : percent + ", ";
     const std::array<std::string, 6> texts{
-        (done ? bar_text(*done) : "") + part + messages + " messages, " + volume + ", " + rate + ", " + flow + ", " +
+        (done ? bar_text(*done) : "") + part + messages + unit + ", " + volume + ", " + rate + ", " + flow + ", " +
             left,
-        part + messages + " messages, " + volume + ", " + rate + ", " + flow + ", " + left,
-        part + messages + " messages, " + rate + ", " + left,
+        part + messages + unit + ", " + volume + ", " + rate + ", " + flow + ", " + left,
+        part + messages + unit + ", " + rate + ", " + left,
         part + messages + ", " + rate + ", " + left,
         part + number + ", " + (time.empty() ? left : time),
         number,
@@ -115,11 +116,12 @@ std::string progress_text(const progress_state& state, std::size_t columns)
     return fitted(number, columns);
 }
 
-progress_line::progress_line(const console& where, const expected_work& all)
+progress_line::progress_line(const console& where, const expected_work& all, const char* unit)
     : where_(where)
 {
     state_.all_messages = all.messages;
     state_.all_bytes = all.bytes;
+    state_.unit = unit;
 }
 
 progress_line::~progress_line()

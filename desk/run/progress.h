@@ -19,6 +19,7 @@ struct progress_state
     std::optional<std::uint64_t> all_messages;
     std::optional<std::uint64_t> all_bytes;
     std::chrono::milliseconds spent{0};
+    const char* unit = "messages";
 };
 
 /// Describes the state in one line of at most `columns` columns. The fewer there are, the more is left out: first the
@@ -30,7 +31,8 @@ std::string progress_text(const progress_state& state, std::size_t columns);
 class progress_line
 {
 public:
-    progress_line(const console& where, const expected_work& all);
+    /// `unit` names in the plural what is counted.
+    progress_line(const console& where, const expected_work& all, const char* unit = "messages");
     progress_line(const progress_line&) = delete;
     progress_line& operator=(const progress_line&) = delete;
     /// Erases the line.

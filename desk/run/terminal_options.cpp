@@ -11,7 +11,7 @@ void add_terminal_options(CLI::App& command, terminal_options& options)
 {
     static const std::map<std::string, colour_choice> choices{
         {"auto", colour_choice::automatic}, {"always", colour_choice::always}, {"never", colour_choice::never}};
-    command.add_flag("--quiet,-q", options.quiet, "Show no progress");
+    command.add_flag("--quiet", options.quiet, "Show no progress");
     command
         .add_option("--color", options.colours, "Show verdicts in colour (default: on a terminal, without NO_COLOR)")
         ->transform(CLI::CheckedTransformer(choices).description(""))

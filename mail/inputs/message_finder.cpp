@@ -5,6 +5,7 @@
 #include "tool/system/conversions.h"
 
 #include <system_error>
+#include <utility>
 
 namespace host {
 
@@ -87,8 +88,8 @@ private:
 };
 
 message_finder::message_finder(std::vector<std::string> paths, finding_options options)
-    : paths_(std::move(paths))
-    , options_(std::move(options))
+    : files_(std::move(paths), options.recursive, wanted_files::mail)
+    , limits_(std::move(options.limits))
 {}
 
 message_finder::~message_finder() = default;
@@ -96,60 +97,6 @@ message_finder::~message_finder() = default;
 std::uint64_t message_finder::position() const
 {
     return finished_ + (file_ ? file_->position() : 0);
-}
-
-void message_finder::begin_file(const fs::path& file)
-{
-    try {
-        file_ = std::make_unique<opened_file>(file, open_stream(file, options_.limits));
-    } catch (const std::runtime_error& failure) {
-        throw unreadable_input(text_of_path(file), failure.what());
-    }
-}
-
-void message_finder::begin_path(const std::string& path)
-{
-    const fs::path file = path_of(path);
-    if (path == standard_input_name) {
-        begin_file(file);
-        return;
-    }
-    std::error_code problem;
-    const fs::file_status status = fs::status(file, problem);
-    if (!fs::exists(status)) {
-        throw unreadable_input(path, problem && problem != std::errc::no_such_file_or_directory
-                                         ? problem.message()
-                                         : "there is no such file or folder");
-    }
-    if (fs::is_directory(status)) {
-        folder_ = std::make_unique<folder_walk>(file, options_.recursive, wanted_files::mail);
-        folder_is_empty_ = true;
-    } else {
-        begin_file(file);
-    }
-}
-
-void message_finder::begin_file_of_folder()
-{
-    std::optional<fs::path> file;
-    try {
-        file = folder_->next();
-    } catch (const std::runtime_error& failure) {
-        folder_is_empty_ = false; // unknown
-        throw unreadable_input(text_of_path(folder_->place()), failure.what());
-    }
-    if (file) {
-        folder_is_empty_ = false;
-        begin_file(*file);
-        return;
-    }
-    const auto ended = std::move(folder_);
-    if (folder_is_empty_) {
-        throw unreadable_input(text_of_path(ended->place()),
-                               ended->left_out_folders()
-                                   ? "the folder holds no mail itself; --recursive reads the folders in it too"
-                                   : "the folder holds no .eml, .msg or .mbox file");
-    }
 }
 
 std::optional<message_place> message_finder::next_of_file()
@@ -173,16 +120,19 @@ std::optional<message_place> message_finder::next_of_file()
 std::optional<message_place> message_finder::next()
 {
     for (;;) {
-        if (file_) {
-            if (auto place = next_of_file()) {
-                return place;
+        if (!file_) {
+            const auto file = files_.next();
+            if (!file) {
+                return std::nullopt;
             }
-        } else if (folder_) {
-            begin_file_of_folder();
-        } else if (begun_ < paths_.size()) {
-            begin_path(paths_[begun_++]);
-        } else {
-            return std::nullopt;
+            try {
+                file_ = std::make_unique<opened_file>(*file, open_stream(*file, limits_));
+            } catch (const std::runtime_error& failure) {
+                throw unreadable_input(text_of_path(*file), failure.what());
+            }
+        }
+        if (auto place = next_of_file()) {
+            return place;
         }
     }
 }

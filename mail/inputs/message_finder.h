@@ -2,33 +2,15 @@
 
 #include "mail/files/mailbox.h"
 #include "mail/inputs/byte_stream.h"
-#include "mail/inputs/folder_walk.h"
+#include "mail/inputs/input_files.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace host {
-
-/// An input that cannot be read. what() contains the reason, without the name.
-class unreadable_input : public std::runtime_error
-{
-public:
-    unreadable_input(std::string name, const std::string& reason)
-        : std::runtime_error(reason)
-        , name_(std::move(name))
-    {}
-    [[nodiscard]] const std::string& name() const noexcept { return name_; }
-
-private:
-    std::string name_;
-};
 
 /// Messages that are returned one at a time.
 class message_source
@@ -67,17 +49,11 @@ public:
 private:
     class opened_file;
 
+    /// Returns the next message of the file that is open; without one, closes the file.
     std::optional<message_place> next_of_file();
-    /// Goes on to the next file of the folder, or leaves it.
-    void begin_file_of_folder();
-    void begin_path(const std::string& path);
-    void begin_file(const std::filesystem::path& file);
 
-    std::vector<std::string> paths_;
-    finding_options options_;
-    std::size_t begun_ = 0;               ///< number of paths
-    std::unique_ptr<folder_walk> folder_; ///< null outside of a folder
-    bool folder_is_empty_ = true;
+    input_files files_;
+    stream_limits limits_;
     std::unique_ptr<opened_file> file_; ///< null between two files
     std::uint64_t finished_ = 0;        ///< bytes of the files before
 };
