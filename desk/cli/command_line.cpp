@@ -77,7 +77,7 @@ exchange fails counts as clean; so does an object that is shorter than the previ
 Examples:
   postwarden scan --kind object invoice.pdf
   postwarden scan --recursive --json downloads
-  curl -s http://host/file | postwarden scan --kind object -
+  unzip -p archive.zip | postwarden scan --kind object -
   postwarden scan --kind health --port 1345
 
 Exit status: 0 all scanned, 1 the output or what was repaired could not be written, 2 the command line is

@@ -33,6 +33,40 @@ TEST(CommandLine, HelpsEverywhere)
     }
 }
 
+/// Every command that has a help text.
+const std::vector<std::vector<std::string>> all_commands{
+    {}, {"open"}, {"scan"}, {"settings"}, {"settings", "show"}, {"settings", "make"}, {"doctor"}};
+
+TEST(CommandLine, HelpsWithinEightyColumnsAndWithExamples)
+{
+    for (std::vector<std::string> words : all_commands) {
+        words.emplace_back("--help");
+        const auto help = command(words);
+        EXPECT_EQ(0, help.status);
+        EXPECT_THAT(help.out, HasSubstr("\nExamples:\n  postwarden ")) << words.front();
+        for (const std::string& line : lines_of(help.out)) {
+            EXPECT_GE(80U, columns_of(line)) << line;
+        }
+    }
+}
+
+TEST(CommandLine, NamesTheNearestSubcommandOrOption)
+{
+    const auto refusal = [](const std::vector<std::string>& arguments) { return command(arguments).err; };
+    EXPECT_THAT(refusal({"opne", "a"}), HasSubstr("no subcommand \"opne\"; the nearest is \"open\""));
+    EXPECT_THAT(refusal({"settings", "sow", "a"}), HasSubstr("no subcommand \"sow\"; the nearest is \"show\""));
+    EXPECT_THAT(refusal({"open", "a", "--recursiv"}), HasSubstr("\"--recursiv\"; the nearest is \"--recursive\""));
+    EXPECT_THAT(refusal({"scan", "--knd=mail", "a"}), HasSubstr("\"--knd\"; the nearest is \"--kind\""));
+    EXPECT_THAT(refusal({"doctor", "--prot", "1"}), HasSubstr("\"--prot\"; the nearest is \"--port\""));
+}
+
+TEST(CommandLine, TakesOptionsBehindNames)
+{
+    const temporary_folder folder;
+    const auto file = folder.write("a.eml", "Subject: a\n\nx\n").string();
+    EXPECT_EQ(1U, command({"open", file, "--json"}).json().size());
+}
+
 class WrongUsage : public testing::TestWithParam<std::vector<std::string>>
 {};
 
