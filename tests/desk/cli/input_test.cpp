@@ -170,8 +170,8 @@ TEST_F(Input, OfOpenHasItsSettingsFromAStream)
 TEST_F(Input, ShowsItsProgressOnATerminalUnlessQuiet)
 {
     const auto file = folder.write("box", mailbox).string();
-    EXPECT_THAT(command({"open", "--json", file}, true).err, HasSubstr("0 messages, 0 bytes of 147 bytes"));
-    EXPECT_THAT(command({"scan", "--json", file}, true).err, HasSubstr("0 of 1 files, 0 bytes of 147 bytes"));
+    EXPECT_THAT(command({"open", "--json", file}, true).err, HasSubstr("0 messages, 0 bytes of 132 bytes"));
+    EXPECT_THAT(command({"scan", "--json", file}, true).err, HasSubstr("0 of 1 files, 0 bytes of 132 bytes"));
     EXPECT_EQ("", command({"open", "--json", "--quiet", file}, true).err);
     EXPECT_EQ("", command({"scan", "--json", "--quiet", file}, true).err);
     EXPECT_EQ("", command({"open", "--json", file}, false).err);
