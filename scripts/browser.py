@@ -152,8 +152,9 @@ class Browser:
     def picture(self, whole=False):
         """Returns a PNG of what is displayed, or of the whole page, whose frames are then loaded."""
         if whole:
-            self.evaluate("document.querySelectorAll('iframe').forEach(frame => frame.loading = 'eager')")
-            time.sleep(1)
+            self.evaluate("Promise.all([...document.querySelectorAll('iframe')].map(frame => new Promise(done => {"
+                          "frame.onload = () => done(1); frame.loading = 'eager'; frame.srcdoc += ' '; })))")
+            self.settle()
         answer = self.ask("Page.captureScreenshot", {"format": "png", "captureBeyondViewport": whole})
         return base64.b64decode(answer["data"])
 
