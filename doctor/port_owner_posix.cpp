@@ -30,7 +30,8 @@ std::string table_address(const std::string& address, std::uint16_t port)
 {
     const auto number = htonl(boost::asio::ip::make_address_v4(address).to_uint());
     std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%08X:%04X", static_cast<unsigned>(number), static_cast<unsigned>(port));
+    (void)std::snprintf(text.data(), text.size(), "%08X:%04X", static_cast<unsigned>(number),
+                        static_cast<unsigned>(port));
     return text.data();
 }
 

@@ -92,7 +92,7 @@ std::optional<finding> scan_rows::unanswered()
 /// The object's name is new as well, so that the service cannot know the verdict.
 object_answer scan_rows::judge(const std::string& bytes)
 {
-    const object_answer answer = scanner_->judge("postwarden-doctor-" + unique_number() + ".txt", bytes);
+    object_answer answer = scanner_->judge("postwarden-doctor-" + unique_number() + ".txt", bytes);
     const std::lock_guard guard(lock_);
     if (answer.answered) {
         longest_ = std::max(longest_.value_or(answer.spent), answer.spent);

@@ -36,7 +36,7 @@ bool is_unseen(char32_t character)
 void append_number(std::string& out, char32_t character)
 {
     std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%04X", static_cast<unsigned>(character));
+    (void)std::snprintf(text.data(), text.size(), "%04X", static_cast<unsigned>(character));
     out.append("<span class=u>U+").append(text.data()).append("</span>");
 }
 
@@ -154,7 +154,7 @@ std::string size_text(std::uint64_t bytes)
         value /= step;
     }
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), value < 10 ? "%.1f" : "%.0f", value);
+    (void)std::snprintf(text.data(), text.size(), value < 10 ? "%.1f" : "%.0f", value);
     return std::string(text.data()) + ' ' + units.at(unit);
 }
 

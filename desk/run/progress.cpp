@@ -24,7 +24,7 @@ std::string bytes_text(double bytes)
     }
     std::array<char, 32> text{};
     const bool fraction = unit != 0 && bytes < 10;
-    std::snprintf(text.data(), text.size(), fraction ? "%.1f %s" : "%.0f %s", bytes, units.at(unit));
+    (void)std::snprintf(text.data(), text.size(), fraction ? "%.1f %s" : "%.0f %s", bytes, units.at(unit));
     return text.data();
 }
 
@@ -70,7 +70,7 @@ std::string left_text(const progress_state& state)
 std::string rate_text(double number, const char* unit)
 {
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), number < 10 ? "%.1f%s" : "%.0f%s", number, unit);
+    (void)std::snprintf(text.data(), text.size(), number < 10 ? "%.1f%s" : "%.0f%s", number, unit);
     return text.data();
 }
 
