@@ -63,8 +63,15 @@ std::string fitted(std::string_view text, std::size_t columns)
     return result + std::string(columns - used, ' ');
 }
 
+std::mutex& progress_lock()
+{
+    static std::mutex lock;
+    return lock;
+}
+
 void erase_progress(const console& where)
 {
+    const std::lock_guard guard(progress_lock());
     if (where.progress_is_shown) {
         where.progress_is_shown = false;
         where.err << "\r\033[J" << std::flush;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -47,7 +48,9 @@ std::size_t columns_of(std::string_view text);
 /// and invalid bytes become "?".
 std::string fitted(std::string_view text, std::size_t columns);
 
-/// Erases the line that a progress_line has drawn, if any.
+/// Erases the line that a progress_line has drawn, if any. It is drawn again when the progress is shown next.
 void erase_progress(const console& where);
+/// Held while the line of progress is drawn or erased, which occurs on two threads.
+std::mutex& progress_lock();
 
 } // namespace host

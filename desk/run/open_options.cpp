@@ -90,7 +90,9 @@ void add_open_options(CLI::App& command, open_options& options)
             "they go to standard error")
         ->check(CLI::Range(0U, 600U))
         ->type_name("N");
-    command.add_option("--report", options.page, "Write an HTML page about all openings, with what changed in each message")
+    command
+        .add_option("--report", options.page,
+                    "Write an HTML page about all openings, with what changed in each message")
         ->type_name("FILE");
     add_fail_on(command, options.fail_on);
     command

@@ -10,6 +10,7 @@ namespace host {
 namespace {
 
 constexpr std::chrono::milliseconds between_drawings{100};
+constexpr std::chrono::milliseconds between_drawings_of_thread{500};
 constexpr std::size_t bar_columns = 20;
 
 /// Returns the number with one decimal if it has one digit before the point: "3.4 MB", "120 kB", "12 bytes".
@@ -122,10 +123,21 @@ progress_line::progress_line(const console& where, const expected_work& all, con
     state_.all_messages = all.messages;
     state_.all_bytes = all.bytes;
     state_.unit = unit;
+    if (where_.shows_progress && where_.progress_width) {
+        thread_ = std::thread([this] { draw_while_shown(); });
+    }
 }
 
 progress_line::~progress_line()
 {
+    if (thread_.joinable()) {
+        {
+            const std::lock_guard guard(progress_lock());
+            ended_ = true;
+        }
+        end_.notify_one();
+        thread_.join();
+    }
     erase_progress(where_);
 }
 
@@ -134,13 +146,29 @@ void progress_line::show(std::uint64_t messages, std::uint64_t bytes)
     if (!where_.shows_progress) {
         return;
     }
-    const auto now = clock::now();
-    if (where_.progress_is_shown && now - drawn_ < between_drawings) {
-        return;
-    }
-    drawn_ = now;
+    const std::lock_guard guard(progress_lock());
     state_.messages = messages;
     state_.bytes = bytes;
+    const auto now = clock::now();
+    if (!where_.progress_is_shown || now - drawn_ >= between_drawings) {
+        draw(now);
+    }
+}
+
+void progress_line::draw_while_shown()
+{
+    std::unique_lock guard(progress_lock());
+    while (!end_.wait_for(guard, between_drawings_of_thread, [this] { return ended_; })) {
+        const auto now = clock::now();
+        if (where_.progress_is_shown && now - drawn_ >= between_drawings_of_thread) {
+            draw(now);
+        }
+    }
+}
+
+void progress_line::draw(clock::time_point now)
+{
+    drawn_ = now;
     state_.spent = std::chrono::duration_cast<std::chrono::milliseconds>(now - start_);
     const std::size_t columns = where_.progress_width ? where_.progress_width() : where_.width;
     // The last column stays free, since some terminals wrap there. The cursor goes back to the begin of the line: a

@@ -4,10 +4,12 @@
 #include "desk/run/expected_work.h"
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <thread>
 
 namespace host {
 
@@ -27,7 +29,8 @@ struct progress_state
 std::string progress_text(const progress_state& state, std::size_t columns);
 
 /// One line on standard error about the progress of a run, which is drawn in place. Draws nothing if standard error is
-/// not a terminal. Whatever a command prints erases it first; see console.
+/// not a terminal. Whatever a command prints erases it first; see console. While a message takes long, a thread draws
+/// the line again, so that its times and its width are up to date.
 class progress_line
 {
 public:
@@ -44,10 +47,17 @@ public:
 private:
     using clock = std::chrono::steady_clock;
 
+    void draw(clock::time_point now);
+    void draw_while_shown();
+
     const console& where_;
-    progress_state state_;
     clock::time_point start_ = clock::now();
+    // progress_lock() guards these members.
+    progress_state state_;
     clock::time_point drawn_{};
+    bool ended_ = false;
+    std::condition_variable end_;
+    std::thread thread_; ///< none without a terminal whose width is known
 };
 
 } // namespace host

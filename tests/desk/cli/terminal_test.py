@@ -102,7 +102,7 @@ class Output(unittest.TestCase):
                     run.stdin.write((ENVELOPE + MESSAGE.format(number) + "\n").encode())
                 run.stdin.flush()
             write(0, 2)
-            terminal.wait_for("0 messages")
+            terminal.wait_for("1 messages") # also while the next one is waited for
             terminal.resize(30)
             begin = len(terminal.text)
             for number in range(2, 10000):
