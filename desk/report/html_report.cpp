@@ -135,7 +135,7 @@ void html_report::add(const reported_opening& entry)
 {
     ++messages_;
     const outcome judged = outcome_of(entry.result);
-    const std::string changes = describe_changes(entry.before, entry.after);
+    const std::string& changes = entry.changes;
     figures_.count(judged);
     figures_.durations.add(entry.result.elapsed_ms);
     figures_.changed += changes.empty() ? 0 : 1;

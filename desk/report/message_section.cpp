@@ -104,7 +104,7 @@ std::string message_section(const reported_opening& entry, const section_form& f
     std::string result("<details class=\"card ");
     result.append(1, outcome_class(judged)).append("\"").append(form.open ? " open" : "").append("><summary><h3>");
     result.append(name).append("</h3> <b>").append(outcome_words(judged)).append("</b> <span class=what>");
-    result.append(page_text(describe_changes(entry.before, entry.after)));
+    result.append(page_text(entry.changes));
     result.append(entry.result.blocked ? ", display stopped" : "").append("</span></summary><div id=m");
     result.append(anchor).append(">").append(remarks(entry));
     result.append("<table class=pair><caption class=unseen>").append(name);

@@ -69,8 +69,8 @@ th, td { text-align: start; vertical-align: top; font-weight: 400; padding: .5re
   border-top: 1px solid var(--line) }
 thead th { color: var(--soft); font-size: .875rem; border-top: 0 }
 .openings { font-size: .9375rem; line-height: 1.45 }
-.openings th:nth-child(1) { width: 23% } .openings th:nth-child(2) { width: 20% } .openings th:nth-child(3) { width: 21% }
-.openings thead th:nth-child(5), .openings thead th:nth-child(6) { width: 4.75rem }
+.openings th:nth-child(1) { width: 21% } .openings th:nth-child(2) { width: 18% } .openings th:nth-child(3) { width: 20% }
+.openings thead th:nth-child(5), .openings thead th:nth-child(6) { width: 4.5rem }
 .openings td:nth-child(n+5), .openings thead th:nth-child(n+5) { text-align: end; padding-right: 0 }
 .openings tbody b, .card summary b { display: inline-block; font-size: .8125rem; font-weight: 600; line-height: 1.5;
   color: var(--hue); background: color-mix(in srgb, var(--hue) 13%, transparent); border-radius: 99px; padding: 0 .625rem;
@@ -138,6 +138,7 @@ iframe.text { background: var(--paper); height: 13rem }
   body { font-size: 10pt; -webkit-print-color-adjust: exact; print-color-adjust: exact }
   header, main, footer { max-width: none; padding-left: 0; padding-right: 0 }
   .filter { display: none }
+  .openings, .openings small { font-size: 8pt }
   section, .card { border-radius: 0; break-inside: auto }
   .openings tr, .attachments li, section { break-inside: avoid }
   section.wide { break-inside: auto }

@@ -80,6 +80,11 @@ protected:
         entry.after.attachments.back().hidden = true;
         return entry;
     }
+    void add(reported_opening entry)
+    {
+        entry.changes = describe_changes(entry.before, entry.after);
+        report->add(entry);
+    }
     std::string page()
     {
         report->finish(totals);
@@ -114,11 +119,11 @@ TEST_F(HtmlReport, BeginsWithAPolicyThatAllowsNothingFromOutside)
 
 TEST_F(HtmlReport, HasARowForEachOpeningAndASectionForEachChangedMessage)
 {
-    report->add(clean("clean.eml"));
-    report->add(replaced("bad.eml"));
+    add(clean("clean.eml"));
+    add(replaced("bad.eml"));
     reported_opening second = clean("clean.eml");
     second.number = 2;
-    report->add(second);
+    add(second);
     report->add_unreadable("broken.eml", "it <ends>");
     const std::string text = page();
     EXPECT_THAT(text, HasSubstr("3 openings: 1 condemned, 1 message changed."));
@@ -136,13 +141,14 @@ TEST_F(HtmlReport, HasARowForEachOpeningAndASectionForEachChangedMessage)
 TEST_F(HtmlReport, ShowsAChangedMessageBeforeAndAfter)
 {
     reported_opening entry = replaced("bad.eml");
-    entry.result.answers.body = {answer_state::scanned, static_cast<ScanResult>(2), "", "Body<Threat"};
+    entry.result.answers.body.state = answer_state::scanned;
+    entry.result.answers.body.threat = "Body<Threat";
     attachment_answer answer;
     answer.state = answer_state::scanned;
     answer.threat = "Eicar";
     entry.result.answers.attachments.push_back(answer);
     entry.result.blocked = true;
-    report->add(entry);
+    add(entry);
     const std::string text = page();
     EXPECT_THAT(text, HasSubstr("<th scope=row>Subject<td><bdi>Old subject</bdi><td><bdi>New subject</bdi>"));
     EXPECT_THAT(text,
@@ -163,14 +169,15 @@ TEST_F(HtmlReport, ShowsAChangedMessageBeforeAndAfter)
 TEST_F(HtmlReport, ShowsWhatHasNoAnswer)
 {
     reported_opening entry = clean("a.eml");
-    entry.result.answers.body = {answer_state::no_answer, ScanResult::None, "it <ended>", ""};
-    report->add(entry);
+    entry.result.answers.body.state = answer_state::no_answer;
+    entry.result.answers.body.why = "it <ended>";
+    add(entry);
     reported_opening bad = replaced("b.eml");
     attachment_answer skipped;
     skipped.state = answer_state::skipped;
     skipped.why = "the body was condemned";
     bad.result.answers.attachments.push_back(skipped);
-    report->add(bad);
+    add(bad);
     const std::string text = page();
     EXPECT_THAT(text, HasSubstr("2 openings: 1 condemned, 1 message changed, 1 without an answer of the service."));
     EXPECT_THAT(text, HasSubstr("<tr class=a>"));
@@ -187,7 +194,7 @@ TEST_F(HtmlReport, SaysThatAMessageIsEncrypted)
     entry.result.encrypted = true;
     entry.result.closed = "no <key>";
     entry.before.body = nullptr;
-    report->add(entry);
+    add(entry);
     const std::string text = page();
     EXPECT_THAT(text, HasSubstr("<small>encrypted</small>"));
     EXPECT_THAT(text, HasSubstr("This message arrived encrypted."));
@@ -212,7 +219,7 @@ TEST_F(HtmlReport, EscapesWhatComesFromAMail)
     entry.result.encrypted = true;
     entry.result.answers.body.why = hostile;
     entry.result.answers.body.threat = hostile;
-    report->add(entry);
+    add(entry);
     report->add_unreadable(hostile, hostile);
     const std::string text = page();
     const std::string only = "></textarea></table>&quot;><script>alert(1)</script>\u202E&amp;#x22;"; // within srcdoc
@@ -224,7 +231,7 @@ TEST_F(HtmlReport, EscapesWhatComesFromAMail)
 
 TEST_F(HtmlReport, IsNotThereWhileItIsNotWhole)
 {
-    report->add(replaced("bad.eml"));
+    add(replaced("bad.eml"));
     EXPECT_TRUE(fs::is_empty(folder.path()));
     report.reset();
     EXPECT_TRUE(fs::is_empty(folder.path()));
@@ -245,7 +252,7 @@ TEST_F(HtmlReport, RefusesAPlaceThatCannotHoldAPage)
 TEST_F(HtmlReport, StaysBelowItsSizeWithTenThousandMessages)
 {
     for (int i = 0; i < 10000; ++i) {
-        report->add(clean("Maildir/cur/1700000000.M" + std::to_string(i) + ".host:2,S"));
+        add(clean("Maildir/cur/1700000000.M" + std::to_string(i) + ".host:2,S"));
     }
     const std::string text = page();
     EXPECT_LT(text.size(), largest_page);
@@ -264,7 +271,7 @@ TEST_F(HtmlReport, StaysBelowItsSizeWithTheLargestMessages)
         entry.before.sender = large;
         entry.before.body = before;
         entry.after.html = after;
-        report->add(entry);
+        add(entry);
     }
     const std::string text = page();
     EXPECT_LT(text.size(), largest_page);
@@ -278,9 +285,9 @@ TEST_F(HtmlReport, ListsWhatIsNotCleanForLonger)
 {
     start({1000, 2000, 0, 0, 0});
     for (int i = 0; i < 20; ++i) {
-        report->add(clean("clean.eml"));
+        add(clean("clean.eml"));
     }
-    report->add(replaced("bad.eml"));
+    add(replaced("bad.eml"));
     const std::string text = page();
     EXPECT_THAT(text, HasSubstr("<bdi>bad.eml</bdi>"));
     EXPECT_THAT(text, HasSubstr("further openings are not listed"));
@@ -293,7 +300,7 @@ TEST_F(HtmlReport, UnfoldsTheFirstSections)
 {
     start({100000, 100000, 100000, 100000, 2});
     for (int i = 0; i < 3; ++i) {
-        report->add(replaced("bad.eml"));
+        add(replaced("bad.eml"));
     }
     const std::string text = page();
     EXPECT_EQ(2U, count_of("<details class=\"card x\" open>", text));
