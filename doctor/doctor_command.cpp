@@ -2,6 +2,7 @@
 
 #include "command/help_layout.h"
 #include "command/nearest_name.h"
+#include "desk/run/output_check.h"
 #include "doctor/engine_row.h"
 #include "doctor/icap_scanner.h"
 #include "doctor/machine.h"
@@ -106,7 +107,8 @@ int examine_machine(const doctor_options& options, const std::string& version, c
     std::vector<check> checks = here.checks;
     add_service_checks(checks, here, options);
     const std::vector<row> rows = examine(chosen(checks, options.only), options.timeout());
-    where.out << (options.json ? json_text(rows) : table_text(rows, where.width)) << std::flush;
+    where.out << (options.json ? json_text(rows) : table_text(rows, where.width));
+    host::flush_output(where);
     return status_of(rows);
 }
 
@@ -125,6 +127,7 @@ int run_unguarded(const std::vector<std::string>& arguments, const std::string& 
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::Success& printed) { // help and version
         app.exit(printed, where.out, where.err);
+        host::flush_output(where);
         return status_ok;
     } catch (const CLI::ParseError& problem) {
         return complain(where, command::reason_for_display(app, problem));
@@ -143,6 +146,9 @@ int run(const std::vector<std::string>& arguments, const std::string& name, cons
 {
     try {
         return run_unguarded(arguments, name, version, where);
+    } catch (const host::output_failure& failure) {
+        host::report_output_failure(where, failure);
+        return status_unknown;
     } catch (const std::exception& failure) {
         host::report(where, "failed", failure.what());
         return status_unknown;

@@ -5,7 +5,46 @@
 #include "service/journal.h"
 #include "tool/system/conversions.h"
 
+#include <exception>
+#include <mutex>
+#include <utility>
+
 namespace logging {
+
+/// Remembers the first failure of a sink.
+class scoped_output::watched_sink final : public line_sink
+{
+public:
+    explicit watched_sink(std::shared_ptr<line_sink> real)
+        : real_(std::move(real))
+    {}
+    void write(priority::level_type level, std::string_view logger_name, std::string_view text) override
+    {
+        try {
+            real_->write(level, logger_name, text);
+        } catch (const std::exception& failure) {
+            const std::lock_guard guard(lock_);
+            failure_ = failure_.empty() ? failure.what() : failure_;
+        }
+    }
+    [[nodiscard]] std::string failure() const
+    {
+        const std::lock_guard guard(lock_);
+        return failure_;
+    }
+
+private:
+    std::shared_ptr<line_sink> real_;
+    mutable std::mutex lock_;
+    std::string failure_;
+};
+
+std::string scoped_output::failure() const
+{
+    return sink_ ? sink_->failure() : std::string();
+}
+
+scoped_output::scoped_output() = default;
 
 scoped_output::scoped_output(const std::string& file, std::optional<priority::level_type> level)
 {
@@ -25,7 +64,7 @@ void scoped_output::open(const std::string& file, std::optional<priority::level_
         target = wanted;
     }
     const bool to_journal = file.empty() && service::standard_error_is_journal();
-    sink_ = to_journal ? service::open_journal_sink() : open_sink(target);
+    sink_ = std::make_shared<watched_sink>(to_journal ? service::open_journal_sink() : open_sink(target));
     level_ = level.value_or(priority::course);
 }
 

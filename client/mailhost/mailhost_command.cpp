@@ -7,6 +7,7 @@
 #include "client/model/outlook_client.h"
 #include "desk/copies/mail_files.h"
 #include "desk/report/requested_page.h"
+#include "desk/run/interruption.h"
 #include "desk/run/open_messages.h"
 #include "desk/run/scan_target.h"
 #include "desk/settings/settings_file.h"
@@ -202,6 +203,7 @@ void open_with_addins(const mailhost_options& options, message_source& places, c
 exit_status run_mailhost(const mailhost_options& options, const console& given)
 {
     const console where = console_with(given, options.open.terminal);
+    const interruption caught;
     const std::string& file = options.open.settings_file;
     if (!file.empty() && !check_settings(file, where)) {
         return exit_status::usage;
@@ -235,6 +237,7 @@ exit_status run_mailhost(const mailhost_options& options, const console& given)
                "no scanning service answers there");
         totals.unanswered = std::max<std::size_t>(totals.unanswered, 1);
     }
+    report_stop(options.open, totals, where);
     return page.good() ? status_of(totals, options.open.fail_on) : exit_status::failed;
 }
 

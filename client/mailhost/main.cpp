@@ -2,6 +2,7 @@
 #include "command/help_layout.h"
 #include "command/nearest_name.h"
 #include "command/program_version.h"
+#include "desk/run/output_check.h"
 #include "desk/run/terminal.h"
 #include "desk/run/wide_arguments_windows.h"
 
@@ -90,6 +91,8 @@ int wmain(int argc, wchar_t** argv)
     const host::console where = host::process_console("mailhost");
     try {
         return static_cast<int>(run(host::utf8_arguments(argc, argv), where));
+    } catch (const host::output_failure& failure) {
+        return static_cast<int>(report_output_failure(where, failure));
     } catch (const std::exception& failure) {
         report(where, "failed", failure.what());
         return static_cast<int>(host::exit_status::failed);

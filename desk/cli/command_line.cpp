@@ -6,6 +6,8 @@
 #include "desk/cli/open_command.h"
 #include "desk/cli/scan_command.h"
 #include "desk/cli/settings_command.h"
+#include "desk/run/output_check.h"
+#include "desk/run/problem_words.h"
 #include "doctor/doctor_command.h"
 
 #include <CLI/CLI.hpp>
@@ -133,7 +135,9 @@ CLI::App* add_scan(CLI::App& app, scan_options& options)
         ->transform(CLI::Transformer(kinds).description(""))
         ->type_name("mail|object|http-request|http-response|certificate|health");
     add_service_options(*command, options.port, options.uri, options.json);
-    command->add_option("--timeout", options.timeout_ms, "Longest wait for an answer, in milliseconds")
+    command
+        ->add_option("--timeout", options.timeout_ms,
+                     "Longest wait for a connection, and for each answer, in milliseconds")
         ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{3600000}))
         ->type_name("MS")
         ->capture_default_str();
@@ -176,6 +180,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
         app.parse(argc, argv);
     } catch (const CLI::Success& told) { // help and version
         app.exit(told, where.out, where.err);
+        flush_output(where);
         return exit_status::done;
     } catch (const CLI::ParseError& problem) {
         return wrong_usage(where, command::reason_for_display(app, problem));
@@ -206,8 +211,10 @@ int run(int argc, const char* const* argv, const console& where)
     }
     try {
         return static_cast<int>(run_unguarded(argc, argv, where));
+    } catch (const output_failure& failure) {
+        return static_cast<int>(report_output_failure(where, failure));
     } catch (const std::exception& failure) {
-        report(where, "failed", failure.what());
+        report(where, "failed", problem_words(failure.what()));
         return static_cast<int>(exit_status::failed);
     }
 }

@@ -6,7 +6,9 @@
 #include "desk/cli/settings_input.h"
 #include "desk/copies/mail_files.h"
 #include "desk/report/requested_page.h"
+#include "desk/run/interruption.h"
 #include "desk/run/open_messages.h"
+#include "desk/run/output_check.h"
 #include "desk/run/scan_target.h"
 #include "desk/settings/settings_file.h"
 #include "logging/trace_configuration.h"
@@ -112,6 +114,13 @@ std::shared_ptr<const smime_identity> load_identity(const mail_options& mail)
                                   : std::make_shared<const smime_identity>(mail.smime_key, mail.smime_certificate);
 }
 
+void expect_written(const logging::scoped_output& log, const std::string& file)
+{
+    if (const std::string why = log.failure(); !why.empty()) {
+        throw output_failure(file.empty() ? "standard error" : file, why);
+    }
+}
+
 /// Runs `make`. An exception is reported and yields an empty result.
 template <typename Make>
 auto attempt(Make&& make, const std::string& what, const console& where) -> std::optional<decltype(make())>
@@ -129,6 +138,7 @@ auto attempt(Make&& make, const std::string& what, const console& where) -> std:
 exit_status run_open(const open_options& options, const mail_options& mail, const console& given)
 {
     const console where = console_with(given, options.terminal);
+    const interruption caught;
     const std::string& file = options.settings_file;
     const auto settings = attempt([&] { return std::make_unique<settings_input>(file); }, file, where);
     if (!settings || (!file.empty() && !attempt([&] { return load_settings((*settings)->path()); }, file, where))) {
@@ -164,14 +174,17 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
         const message_reader read = [&mail](const message_place& place, const std::shared_ptr<store_context>& store) {
             return read_mail(place, store, mail.saved ? written_by::this_program : written_by::anyone);
         };
-        const opening_plan plan{options.times,      options.json,  copies->get(),
-                                mail.saving.reopen, page.report(), expected};
+        const opening_plan plan{
+            options.times, options.json, copies->get(), mail.saving.reopen, page.report(), expected, [&] {
+                expect_written(log, options.log_file);
+            }};
         open_messages(places, plan, read, client, where, totals);
     }
     if (service.missing()) {
         report(where, service.place(), "no scanning service answers there");
         totals.unanswered = std::max<std::size_t>(totals.unanswered, 1);
     }
+    report_stop(options, totals, where);
     return page.good() ? status_of(totals, options.fail_on) : exit_status::failed;
 }
 

@@ -4,7 +4,13 @@
 #include "desk/cli/reported_threat.h"
 #include "desk/cli/scan_run.h"
 #include "desk/run/colours.h"
+#include "desk/run/interruption.h"
+#include "desk/run/output_check.h"
+#include "desk/run/problem_words.h"
 #include "desk/run/scan_target.h"
+#include "desk/run/stop_report.h"
+#include "doctor/bounded_step.h"
+#include "mail/files/atomic_file.h"
 #include "mail/files/path_text.h"
 #include "mail/inputs/input_files.h"
 #include "outlook/qdmailprotect/access/io_stream.h"
@@ -263,7 +269,7 @@ private:
     answer_ptr answer_;
 };
 
-void write_file(const std::string& path, const bytes& data)
+void write_to(const std::filesystem::path& path, const bytes& data)
 {
     std::ofstream output(path, std::ios::binary | std::ios::trunc);
     std::array<char, 65536> block{};
@@ -277,6 +283,21 @@ void write_file(const std::string& path, const bytes& data)
     }
     output.close();
     if (!output) {
+        throw std::runtime_error("the file cannot be written");
+    }
+}
+
+/// Writes a file as a whole or not at all. What is no file, such as a terminal, is written to directly.
+void write_file(const std::string& path, const bytes& data)
+{
+    const std::filesystem::path target = path_of(path);
+    if (std::filesystem::exists(target) && !std::filesystem::is_regular_file(target)) {
+        write_to(target, data);
+        return;
+    }
+    try {
+        write_atomically(target, [&data](const std::filesystem::path& temporary) { write_to(temporary, data); });
+    } catch (const std::filesystem::filesystem_error&) {
         throw std::runtime_error("the file cannot be written");
     }
 }
@@ -308,7 +329,8 @@ void print(const std::string& file, const scan_options& options, const scan_outc
         line["istag"] = outcome.istag;
         line["answered"] = outcome.answered;
         line["elapsed_ms"] = outcome.elapsed_ms;
-        where.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+        where.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+        flush_output(where);
         return;
     }
     // The file name is untrusted input; threat and tag come from the service.
@@ -318,21 +340,47 @@ void print(const std::string& file, const scan_options& options, const scan_outc
         where.out << ", threat " << printable(outcome.threat);
     }
     where.out << ", ISTag " << (outcome.istag.empty() ? "none" : printable(outcome.istag)) << ", " << outcome.elapsed_ms
-              << " ms" << std::endl;
+              << " ms\n";
+    flush_output(where);
 }
 
-/// Returns the pool with one session; null if the service is not available.
-std::shared_ptr<icap::client::session_manager> connect(const scan_target& target, const console& where)
+using pool_ptr = std::shared_ptr<icap::client::session_manager>;
+
+/// What a connection that is being made has come to.
+struct connection
 {
-    try {
-        const std::wstring uri = winapi::conv_to_wide(target.uri(), winapi::code_page_utf8);
-        return std::make_shared<icap::client::session_manager>(
-            icap::client::session_manager_parameters{L"127.0.0.1", target.port(), L'/' + uri});
-    } catch (const std::exception& failure) {
+    pool_ptr pool;
+    std::string failure;
+};
+
+/// Returns the pool with one session; null if the service is not available within `timeout_ms`.
+pool_ptr connect(const scan_target& target, std::uint32_t timeout_ms, const console& where)
+{
+    const std::wstring uri = L'/' + winapi::conv_to_wide(target.uri(), winapi::code_page_utf8);
+    const auto made = std::make_shared<connection>();
+    const auto connected = [made, uri, timeout_ms, port = target.port()] {
+        try {
+            icap::client::session_timing timing;
+            timing.options_answer = timeout_ms;
+            made->pool = std::make_shared<icap::client::session_manager>(
+                icap::client::session_manager_parameters{L"127.0.0.1", port, uri}, 1, timing);
+        } catch (const std::exception& failure) {
+            made->failure = problem_words(failure.what());
+        }
+        return doctor::finding();
+    };
+    // The wait for a connection itself has no limit of its own.
+    constexpr std::uint32_t more_ms = 1000;
+    if (!doctor::within(std::chrono::milliseconds(timeout_ms + more_ms), connected)) {
         report(where, "127.0.0.1:" + std::to_string(target.port()),
-               std::string("no scanning service answers there: ") + failure.what());
+               "no scanning service answers there: no answer in time");
         return nullptr;
     }
+    if (!made->pool) {
+        report(where, "127.0.0.1:" + std::to_string(target.port()),
+               "no scanning service answers there: " + made->failure);
+    }
+    return made->pool;
 }
 
 void count_scan(const scan_outcome& outcome, opening_totals& totals)
@@ -367,26 +415,37 @@ exit_status scan_file(const std::string& file, const scan_options& options,
 exit_status run_scan(const scan_options& options, const console& given)
 {
     const console where = console_with(given, options.terminal);
+    const interruption caught;
     const scan_target target(options.port, options.uri);
-    const auto pool = connect(target, where);
+    const auto pool = connect(target, options.timeout_ms, where);
     if (!pool) {
         return exit_status::no_service;
     }
     exit_status status = exit_status::done;
     opening_totals totals;
     scan_run files(options, where);
-    for (std::string file; files.next(file);) {
+    std::uint64_t done = 0;
+    for (std::string file; files.next(file); ++done) {
+        interruption::set_progress(done, 0, "files");
+        if (const int signal = interruption::signal()) {
+            report_stop(where, done, {}, "files");
+            status = stopped_by(signal);
+            break;
+        }
         try {
             const exit_status one = scan_file(file, options, pool, where, totals);
             status = one == exit_status::done ? status : one;
+        } catch (const output_failure&) {
+            throw;
         } catch (const std::exception& failure) {
-            report(where, file.empty() ? "service" : file, failure.what());
+            report(where, file.empty() ? "service" : file, problem_words(failure.what()));
             status = exit_status::unreadable;
         }
     }
     status = status == exit_status::done && files.unreadable() ? exit_status::unreadable : status;
     pool->terminate();
-    const bool met = status != exit_status::failed && fails_on(options.fail_on, totals);
+    const bool ended = status == exit_status::failed || static_cast<int>(status) > 128;
+    const bool met = !ended && fails_on(options.fail_on, totals);
     return met ? exit_status::condition_met : status;
 }
 

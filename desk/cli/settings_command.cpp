@@ -1,6 +1,7 @@
 #include "desk/cli/settings_command.h"
 
 #include "desk/cli/settings_input.h"
+#include "desk/run/output_check.h"
 #include "desk/settings/settings_file.h"
 #include "desk/settings/settings_json.h"
 #include "mail/files/atomic_file.h"
@@ -41,8 +42,9 @@ Exit status: 0 shown, 2 the command line is wrong, 3 the file could not be read 
 
 constexpr const char* make_footer =
     R"(The JSON is of the form that "settings show --json" prints; what it leaves out has its default, and
-"effective" is passed over, since it follows from the rest. OUT is written as a whole or not at all. "-" is
-standard input and standard output.
+"effective" is passed over, since it follows from the rest: {} makes the defaults of all settings. A name that
+there is not, a value of another type, and a number outside of its range, such as the port 99999, are refused
+with the full name. OUT is written as a whole or not at all. "-" is standard input and standard output.
 
 Examples:
   postwarden settings show --json settings.blob > settings.json
@@ -76,26 +78,27 @@ void show_table(const WebTrafficMonitorSettings& settings, const console& where)
     for (const SettingText& text : texts) {
         line(text.readByAddin, text.name, text.effective, text.isSet ? "yes" : "no", text.value, text.default_);
     }
-    where.out << std::flush;
 }
 
 exit_status show(const settings_options& options, const console& where)
 {
     const WebTrafficMonitorSettings settings = load_settings(settings_input(options.file).path());
     if (options.json) {
-        where.out << DOVA::Settings::JsonFromSettings(settings) << std::flush;
+        where.out << DOVA::Settings::JsonFromSettings(settings);
     } else {
         show_table(settings, where);
     }
+    flush_output(where);
     return exit_status::done;
 }
 
 exit_status make(const settings_options& options, const console& where)
 {
     const std::vector<std::uint8_t> blob =
-        settings_bytes_of_json(read_settings_file(settings_input(options.file).path()));
+        usable_settings_bytes(read_settings_file(settings_input(options.file).path()));
     if (options.made_to == standard_output_name) {
-        where.out.write(reinterpret_cast<const char*>(blob.data()), static_cast<std::streamsize>(blob.size())).flush();
+        where.out.write(reinterpret_cast<const char*>(blob.data()), static_cast<std::streamsize>(blob.size()));
+        flush_output(where);
         return exit_status::done;
     }
     try {

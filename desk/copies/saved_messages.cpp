@@ -3,10 +3,12 @@
 #include "desk/copies/mail_files.h"
 #include "mail/files/new_file.h"
 #include "mail/files/path_text.h"
+#include "mail/files/unfinished_path.h"
 #include "mail/inputs/byte_stream.h"
 #include "tool/system/conversions.h"
 #include "tool/system/utf.h"
 
+#include <random>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -41,29 +43,22 @@ std::string stem_of(const message_place& place)
     return text_of_path(name);
 }
 
-/// A copy whose name was free. An empty file reserves the name until the copy is written.
-class reserved_copy final : public message_copy
+/// A copy that takes a free name when it is written for the first time, as a whole: before that, no file has the name.
+class numbered_copy final : public message_copy
 {
 public:
-    reserved_copy(fs::path file, mail_format format)
-        : format_(format)
-    {
-        place_.file = std::move(file);
-    }
-    reserved_copy(const reserved_copy&) = delete;
-    reserved_copy& operator=(const reserved_copy&) = delete;
-    ~reserved_copy() override
-    {
-        if (!written_) {
-            std::error_code ignored;
-            fs::remove(place_.file, ignored);
-        }
-    }
+    numbered_copy(fs::path wanted, mail_format format)
+        : wanted_(std::move(wanted))
+        , format_(format)
+    {}
 
     void write(const message_record& message) override
     {
-        write_mail(message, format_, place_.file);
-        written_ = true;
+        if (place_.file.empty()) {
+            write_new(message);
+        } else {
+            write_mail(message, format_, place_.file);
+        }
     }
     [[nodiscard]] message_record read(const std::shared_ptr<store_context>& store) const override
     {
@@ -71,9 +66,29 @@ public:
     }
 
 private:
-    message_place place_;
+    void write_new(const message_record& message)
+    {
+        const unfinished_path written(wanted_.parent_path() / (".postwarden-" + std::to_string(std::random_device()()) +
+                                                               ".new" + extension_of(format_)));
+        try {
+            write_mail(message, format_, written.path());
+            fs::path file = wanted_;
+            for (std::size_t number = 2; !rename_to_new(written.path(), file); ++number) {
+                fs::path other = wanted_.stem();
+                other += '-' + std::to_string(number) + extension_of(format_);
+                file = wanted_.parent_path() / other;
+            }
+            place_.file = std::move(file);
+        } catch (...) {
+            std::error_code ignored;
+            fs::remove(written.path(), ignored);
+            throw;
+        }
+    }
+
+    fs::path wanted_;
     mail_format format_;
-    bool written_ = false;
+    message_place place_; ///< without a file until the copy is written
 };
 
 } // namespace
@@ -104,19 +119,13 @@ saved_messages::saved_messages(fs::path folder, std::optional<mail_format> forma
 std::unique_ptr<message_copy> saved_messages::copy_of(const message_place& place)
 {
     const mail_format format = format_.value_or(format_of(place));
-    const fs::path name = path_of(copy_name(place, format));
-    fs::path file = folder_ / name;
-    for (std::size_t number = 2; !make_new_file(file); ++number) {
-        fs::path other = name.stem();
-        other += '-' + std::to_string(number) + extension_of(format);
-        file = folder_ / other;
-    }
-    return std::make_unique<reserved_copy>(std::move(file), format);
+    return std::make_unique<numbered_copy>(folder_ / path_of(copy_name(place, format)), format);
 }
 
 passing_messages::passing_messages(std::optional<mail_format> format)
     : folder_(make_private_folder())
 {
+    listed_ = std::make_unique<unfinished_path>(folder_);
     inside_ = std::make_unique<saved_messages>(folder_, format);
 }
 

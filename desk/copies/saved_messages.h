@@ -3,6 +3,7 @@
 #include "desk/run/message_copies.h"
 #include "mail/files/mailbox.h"
 #include "mail/files/path_text.h"
+#include "mail/files/unfinished_path.h"
 
 #include <filesystem>
 #include <memory>
@@ -47,6 +48,7 @@ public:
 
 private:
     std::filesystem::path folder_;
+    std::unique_ptr<unfinished_path> listed_;
     std::unique_ptr<saved_messages> inside_;
 };
 

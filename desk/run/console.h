@@ -22,7 +22,7 @@ struct console
     mutable bool progress_is_shown = false;    ///< a line of progress must be erased before other output
 };
 
-/// Exit statuses.
+/// Exit statuses. A command that was stopped has stopped_by().
 enum class exit_status : int
 {
     done = 0,
@@ -34,6 +34,12 @@ enum class exit_status : int
     leak = 6,         ///< an object that was passed to the add-in was never released
     condition_met = 7 ///< a condition of --fail-on is met
 };
+
+/// Returns the exit status of a command that was stopped by a signal: 130 for SIGINT, 143 for SIGTERM.
+constexpr exit_status stopped_by(int signal)
+{
+    return static_cast<exit_status>(128 + signal);
+}
 
 /// Returns UTF-8 text with "?" for everything that must not reach a terminal: control characters and invalid bytes.
 std::string printable(std::string_view text);

@@ -52,6 +52,9 @@ bool fails_on(const std::vector<fail_condition>& conditions, const opening_total
 
 exit_status status_of(const opening_totals& totals, const std::vector<fail_condition>& conditions)
 {
+    if (totals.stopped_by != 0) {
+        return stopped_by(totals.stopped_by);
+    }
     if (totals.unsaved != 0) {
         return exit_status::failed;
     }

@@ -1,6 +1,8 @@
 #include "desk/run/open_messages.h"
 
 #include "desk/run/fail_on.h"
+#include "desk/run/interruption.h"
+#include "desk/run/output_check.h"
 #include "desk/run/progress.h"
 #include "desk/run/snapshot.h"
 
@@ -40,8 +42,12 @@ public:
                                 : make_table_report(where_, name_columns(plan_.expected.widest_name, where_.width));
         progress_line progress(where_, plan_.expected);
         progress.show(0, 0);
-        for (std::uint64_t done = 0; open_next(places, *output); ++done) {
-            progress.show(done + 1, places.position());
+        std::uint64_t done = 0;
+        interruption::set_progress(done, plan_.expected.messages.value_or(0), "messages");
+        while (open_next(places, *output)) {
+            totals_.done = ++done;
+            interruption::set_progress(done, plan_.expected.messages.value_or(0), "messages");
+            progress.show(done, places.position());
         }
         erase_progress(where_);
         output->finish(totals_);
@@ -51,23 +57,28 @@ public:
     }
 
 private:
-    /// Returns false if there is no further message.
+    /// Returns false if there is no further message, or if the run was stopped.
     bool open_next(message_source& places, opening_report& output)
     {
         std::string name;
         try {
             const auto place = places.next();
-            if (!place) {
+            if (place && interruption::signal() != 0) {
+                totals_.stopped_by = interruption::signal();
+            }
+            if (!place || totals_.stopped_by != 0) {
                 return false;
             }
             name = place->name();
             open_one(*place, output);
+        } catch (const output_failure&) {
+            throw;
         } catch (const unreadable_input& failure) {
             add_unreadable(failure.name(), failure.what());
         } catch (const std::exception& failure) {
             add_unreadable(name, failure.what());
         }
-        return true;
+        return totals_.stopped_by == 0;
     }
 
     void add_unreadable(const std::string& name, const char* reason)
@@ -84,6 +95,10 @@ private:
         auto stored = std::make_shared<message_record>(read_(place, store_));
         std::unique_ptr<message_copy> copy;
         for (std::uint32_t number = 1; number <= plan_.times; ++number) {
+            if (number > 1 && interruption::signal() != 0) {
+                totals_.stopped_by = interruption::signal();
+                return;
+            }
             if (number > 1 && plan_.reopen) {
                 if (!copy) {
                     return; // there is no copy to open; this was reported
@@ -118,6 +133,9 @@ private:
             output.add(entry);
             if (plan_.second) {
                 plan_.second->add(entry);
+            }
+            if (plan_.check_output) {
+                plan_.check_output();
             }
         }
     }

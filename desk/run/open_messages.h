@@ -32,6 +32,8 @@ struct opening_plan
     bool reopen = false;
     opening_report* second = nullptr; ///< receives the same as the report on the console; null: none
     expected_work expected = {};      ///< for the width of the table, and the progress
+    /// Called after each opening; an output_failure that it throws ends the run. May be empty.
+    std::function<void()> check_output = {};
 };
 
 /// Opens each message and reports the openings. All messages belong to one store. An input or a message that cannot be

@@ -1,5 +1,6 @@
 #include "desk/run/open_options.h"
 
+#include "desk/run/stop_report.h"
 #include "tool/system/conversions.h"
 #include "tool/system/registry.h"
 
@@ -108,6 +109,13 @@ expected_work expected_work_of(const open_options& options, const console& where
 {
     return options.json && !where.shows_progress ? expected_work()
                                                  : expect_work(options.paths, options.recursive, where.shows_progress);
+}
+
+void report_stop(const open_options& options, const opening_totals& totals, const console& where)
+{
+    if (totals.stopped_by != 0) {
+        report_stop(where, totals.done, expect_work(options.paths, options.recursive, false).messages, "messages");
+    }
 }
 
 std::string check_registry_value(const std::string& text)

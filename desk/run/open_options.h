@@ -53,6 +53,9 @@ struct registry_value
     std::variant<std::uint32_t, std::wstring> value;
 };
 
+/// Reports how far a run came that was stopped; nothing if it was not.
+void report_stop(const open_options& options, const opening_totals& totals, const console& where);
+
 /// Validates a NAME=VALUE for the registry. Returns a description of the error; empty if it is valid.
 std::string check_registry_value(const std::string& text);
 /// Parses a NAME=VALUE that check_registry_value accepted.

@@ -1,6 +1,7 @@
 #include "desk/run/opening_report.h"
 
 #include "desk/run/colours.h"
+#include "desk/run/output_check.h"
 #include "tool/system/conversions.h"
 
 #include <nlohmann/json.hpp>
@@ -41,7 +42,8 @@ public:
         line["before"] = to_json(entry.before, digests);
         line["after"] = to_json(entry.after, digests);
         // A name may contain any bytes; invalid UTF-8 becomes the replacement character.
-        where_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+        where_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+        flush_output(where_);
     }
     void finish(const opening_totals&) override {}
 
@@ -115,7 +117,8 @@ public:
         if (totals.unreadable != 0) {
             where_.out << "; " << totals.unreadable << " could not be read";
         }
-        where_.out << std::endl;
+        where_.out << '\n';
+        flush_output(where_);
     }
 
 private:
@@ -147,7 +150,8 @@ private:
         const std::size_t pad = time.size() < time_columns ? time_columns - time.size() : 0;
         where_.out << fitted(name, name_columns_) << "  " << in_its_colour(fitted(verdict, verdict_columns), where_)
                    << "  " << fitted(answered, answered_columns) << "  " << fitted(display, display_columns) << "  "
-                   << std::string(pad, ' ') << time << "  " << changed << std::endl;
+                   << std::string(pad, ' ') << time << "  " << changed << '\n';
+        flush_output(where_);
     }
 
     const console& where_;

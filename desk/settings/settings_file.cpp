@@ -2,6 +2,7 @@
 
 #include "cctool/serialization/errors.h"
 #include "desk/settings/settings_json.h"
+#include "desk/settings/settings_limits.h"
 #include "settings/settings_blob.h"
 
 #include <fstream>
@@ -68,6 +69,17 @@ std::vector<std::uint8_t> settings_bytes_of_json(const std::string& text)
 {
     try {
         return DOVA::Settings::BlobFromSettings(DOVA::Settings::SettingsFromJson(text));
+    } catch (const DOVA::Settings::SettingsJsonError& error) {
+        throw settings_file_error(error.what());
+    }
+}
+
+std::vector<std::uint8_t> usable_settings_bytes(const std::string& text)
+{
+    try {
+        const DOVA::Settings::WebTrafficMonitorSettings settings = DOVA::Settings::SettingsFromJson(text);
+        DOVA::Settings::ExpectWithinLimits(settings);
+        return DOVA::Settings::BlobFromSettings(settings);
     } catch (const DOVA::Settings::SettingsJsonError& error) {
         throw settings_file_error(error.what());
     }

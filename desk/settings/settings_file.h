@@ -36,4 +36,8 @@ public:
 /// Converts JSON text to a blob. Throws settings_file_error for any other text.
 [[nodiscard]] std::vector<std::uint8_t> settings_bytes_of_json(const std::string& text);
 
+/// As settings_bytes_of_json(), for settings that are made to be used: refuses those outside of their limits too (see
+/// settings_limits.h). Settings from elsewhere are taken as they are, as the product takes them.
+[[nodiscard]] std::vector<std::uint8_t> usable_settings_bytes(const std::string& text);
+
 } // namespace host

@@ -1,7 +1,9 @@
 #include "mail/files/atomic_file.h"
 
 #include "mail/files/replace_file.h"
+#include "mail/files/unfinished_path.h"
 
+#include <optional>
 #include <random>
 #include <string>
 #include <system_error>
@@ -22,10 +24,12 @@ public:
         std::random_device random;
         for (int i = 0; i < attempts; ++i) {
             fs::path candidate = folder / (".postwarden-" + std::to_string(random()) + ".tmp");
+            listed_.emplace(candidate);
             if (replacing::create(candidate)) {
                 path_ = std::move(candidate);
                 return;
             }
+            listed_.reset();
         }
         throw fs::filesystem_error("cannot make a file", folder, std::make_error_code(std::errc::file_exists));
     }
@@ -43,10 +47,12 @@ public:
     void rename(const fs::path& target)
     {
         replacing::rename(path_, target);
+        listed_.reset();
         path_.clear();
     }
 
 private:
+    std::optional<unfinished_path> listed_;
     fs::path path_;
 };
 

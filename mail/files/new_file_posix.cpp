@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -28,6 +29,27 @@ bool make_new_file(const std::filesystem::path& file)
         return false;
     }
     static_cast<void>(std::fclose(made)); // nothing was written
+    return true;
+}
+
+bool rename_to_new(const std::filesystem::path& from, const std::filesystem::path& to)
+{
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno == EEXIST) {
+        return false;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        refuse(errno);
+    }
+    // A file system without this operation: the name is taken by an empty file first.
+    if (!make_new_file(to)) {
+        return false;
+    }
+    if (::rename(from.c_str(), to.c_str()) != 0) {
+        refuse(errno);
+    }
     return true;
 }
 

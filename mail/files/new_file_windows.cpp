@@ -31,6 +31,18 @@ bool make_new_file(const std::filesystem::path& file)
     return true;
 }
 
+bool rename_to_new(const std::filesystem::path& from, const std::filesystem::path& to)
+{
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != 0) {
+        return true;
+    }
+    const DWORD error = GetLastError();
+    if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) {
+        refuse(error);
+    }
+    return false;
+}
+
 std::filesystem::path make_private_folder()
 {
     // The folder for temporary files belongs to the user.

@@ -167,6 +167,21 @@ TEST_F(ScanCommand, TellsACleanResultThatNobodyGave)
     EXPECT_THAT(result.err, HasSubstr("gave no answer"));
 }
 
+TEST_F(ScanCommand, WaitsForAConnectionNoLongerThanAsked)
+{
+    // The service accepts, and answers not even OPTIONS, for which a session waits 30 seconds otherwise.
+    ::test::scripted_peer peer({::test::conversation().wait()});
+    const auto result = command({"scan", "--port", std::to_string(peer.port()), "--timeout", "50", write("a", "fine")});
+    EXPECT_EQ(4, result.status);
+    EXPECT_THAT(result.err, testing::EndsWith(": no scanning service answers there: no answer in time\n"));
+}
+
+TEST_F(ScanCommand, TellsInWordsWhyThereIsNoService)
+{
+    EXPECT_THAT(command({"scan", "--port", closed_port(), write("a", "fine")}).err,
+                testing::EndsWith(": no scanning service answers there: connection refused\n"));
+}
+
 TEST_F(ScanCommand, CountsAVerdictWhoseConnectionIsClosed)
 {
     ::test::scripted_peer peer(

@@ -154,6 +154,34 @@ TEST_F(SettingsCommand, RefusesWrongJsonByNameAndLeavesTheOldFile)
     EXPECT_EQ((std::vector<std::string>{"out", "settings.json"}), names());
 }
 
+TEST_F(SettingsCommand, RefusesWhatTheProductCannotUse)
+{
+    const auto out = (folder.path() / "out.blob").string();
+    const auto complaint = [&](const std::string& json) {
+        const auto result = command({"settings", "make", "--json", folder.write("in.json", json).string(), out});
+        EXPECT_EQ(3, result.status) << json;
+        EXPECT_FALSE(std::filesystem::exists(out));
+        return result.err;
+    };
+    EXPECT_THAT(complaint(R"({"ServerPort": {"value": 99999, "isSet": true}})"),
+                HasSubstr("ServerPort.value: must be a port, 1 to 65535\n"));
+    EXPECT_THAT(complaint(R"({"ServerPort": {"default": 0}})"),
+                HasSubstr("ServerPort.default: must be a port, 1 to 65535\n"));
+    EXPECT_THAT(complaint(R"({"ProxyPort": {"value": 65536, "isSet": true}})"),
+                HasSubstr("ProxyPort.value: must be a port, 0 to 65535\n"));
+    EXPECT_THAT(complaint(R"({"ExtProxyServerPort": {"value": 65536, "isSet": true}})"),
+                HasSubstr("ExtProxyServerPort.value: must be a port, 0 to 65535\n"));
+    EXPECT_THAT(complaint(R"({"ControlledPorts": {"value": [80, 0], "isSet": true}})"),
+                HasSubstr("ControlledPorts.value[1]: must be a port, 1 to 65535\n"));
+    EXPECT_THAT(complaint(R"({"ExcludedPorts": {"default": [70000]}})"),
+                HasSubstr("ExcludedPorts.default[0]: must be a port, 1 to 65535\n"));
+    EXPECT_THAT(complaint(R"({"Uri": {"value": "web scan", "isSet": true}})"), HasSubstr("Uri.value: must be a path"));
+    for (const char* usable : {"{}", R"({"ServerPort": {"value": 65535, "isSet": true}})",
+                               R"({"ServerPort": {"value": 0, "isSet": false}})"}) {
+        EXPECT_EQ(0, command({"settings", "make", "--json", folder.write("in.json", usable).string(), out}).status);
+    }
+}
+
 TEST_F(SettingsCommand, RefusesABlobWhereJsonIsWanted)
 {
     const auto result = command({"settings", "make", "--json", blob_file({}), out()});

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace host {
+
+/// Takes the requests of the user or of the system to end the process, while the object exists: SIGINT and SIGTERM, on
+/// Windows those of the console. Only one object may exist at a time, and it must be made before other threads.
+///
+/// After the first request the command ends behind the message at hand. If that takes more than a moment, the message
+/// is given up: what is unfinished is deleted, and the process ends with the exit status of the request. The second
+/// request ends the process at once.
+class interruption
+{
+public:
+    interruption();
+    interruption(const interruption&) = delete;
+    interruption& operator=(const interruption&) = delete;
+    ~interruption();
+
+    /// Returns the number of the signal that was received; 0 if there was none.
+    [[nodiscard]] static int signal() noexcept;
+    /// Specifies how far the command has come, for the report when the object at hand is given up. `total` is 0 if it
+    /// is unknown. `objects` is a literal, "messages".
+    static void set_progress(std::uint64_t done, std::uint64_t total, const char* objects) noexcept;
+
+private:
+    class watch;
+    std::unique_ptr<watch> watch_;
+};
+
+} // namespace host

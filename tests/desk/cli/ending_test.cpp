@@ -1,0 +1,181 @@
+// How the program ends when it cannot write, or is asked to stop: its exit status, and what it leaves behind.
+
+#include "tests/desk/cli/cli_fixture.h"
+#include "tests/support/child_process.h"
+#include "tests/support/scripted_peer.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+namespace host::test {
+namespace {
+
+using ::test::child_process;
+using testing::HasSubstr;
+
+struct ended
+{
+    child_process::exit_status status;
+    std::string out;
+    std::string err;
+};
+
+/// Runs a line of bash in which $P is the program. The network library makes this process ignore closed pipes, which
+/// a child would inherit.
+ended shell(const std::string& line)
+{
+    child_process child("/usr/bin/env",
+                        {"--default-signal=PIPE", "/bin/bash", "-c", "set -o pipefail; P='" POSTWARDEN "'; " + line});
+    ended result;
+    const auto status = child.wait();
+    EXPECT_TRUE(status.has_value());
+    result.status = status.value_or(child_process::exit_status{});
+    result.out = child.output();
+    result.err = child.errors();
+    return result;
+}
+
+class Output : public testing::Test
+{
+protected:
+    temporary_folder folder;
+    std::string mail = folder.write("a.eml", "Subject: a\n\nfine\n").string();
+    std::string settings = folder.write("settings.json", "{}").string();
+};
+
+TEST_F(Output, ThatCannotBeWrittenEndsEveryCommandWithAnError)
+{
+    for (const std::string& arguments :
+         {"open " + mail, "open --json " + mail, "scan " + mail, "scan --json " + mail, "settings show " + settings,
+          "settings show --json " + settings, std::string("open --help"), std::string("--version")}) {
+        const ended result = shell("$P " + arguments + " > /dev/full");
+        EXPECT_EQ(1, result.status.code) << arguments;
+        EXPECT_EQ("postwarden: standard output: No space left on device\n", result.err) << arguments;
+    }
+    const ended doctor = shell("$P doctor --help > /dev/full");
+    EXPECT_EQ(3, doctor.status.code) << "its statuses 1 and 2 are about the machine";
+    EXPECT_THAT(doctor.err, HasSubstr("standard output: No space left on device\n"));
+    EXPECT_EQ(1, shell("$P open " + mail + " >&-").status.code);
+}
+
+TEST_F(Output, ThatCannotBeWrittenEndsTheRunAtOnce)
+{
+    const ended result = shell("$P open --times 1000000 " + mail + " > /dev/full");
+    EXPECT_EQ(1, result.status.code);
+    EXPECT_EQ(1U, lines_of(result.err).size());
+}
+
+TEST_F(Output, ToAClosedPipeEndsTheRunAsTheSystemDoes)
+{
+    for (const char* form : {"", "--json "}) {
+        const ended result = shell("$P open --times 1000000 " + std::string(form) + mail + " | head -1");
+        EXPECT_EQ(128 + SIGPIPE, result.status.code);
+        EXPECT_EQ("", result.err);
+        EXPECT_EQ(1U, lines_of(result.out).size());
+    }
+    const ended told = shell("trap '' PIPE; $P open --times 1000000 " + mail + " | head -1");
+    EXPECT_EQ(1, told.status.code) << "a program that is started so learns of it by an error";
+    EXPECT_THAT(told.err, HasSubstr("standard output: Broken pipe\n"));
+}
+
+TEST_F(Output, ToALogThatCannotBeWrittenEndsTheRunAtOnce)
+{
+    const ended full = shell("$P open --times 1000000 --log /dev/full " + mail);
+    EXPECT_EQ(1, full.status.code);
+    EXPECT_THAT(full.err, HasSubstr("postwarden: /dev/full: "));
+    const ended refused = shell("$P open --log /proc/none/log.txt " + mail);
+    EXPECT_EQ(1, refused.status.code);
+    EXPECT_EQ("", refused.out);
+    EXPECT_EQ(1U, lines_of(refused.err).size()) << refused.err;
+}
+
+/// A service that answers no object.
+::test::conversation silent_service()
+{
+    const std::string end = "\r\nISTag: \"x\"\r\nEncapsulated: null-body=0\r\n\r\n";
+    ::test::conversation made;
+    made.expect_until("\r\n\r\n").send("ICAP/1.0 200 OK\r\nMethods: REQMOD" + end);
+    made.expect_until("HTTP/1.1\r\n\r\n").send("ICAP/1.0 204 No Content" + end);
+    made.wait();
+    return made;
+}
+
+class Stop : public Output
+{
+protected:
+    /// Starts the program with a temporary folder of its own, and waits until it waits for an answer.
+    std::unique_ptr<child_process> start_waiting(std::vector<std::string> arguments)
+    {
+        std::filesystem::create_directory(passing());
+        arguments.insert(arguments.begin(), {"TMPDIR=" + passing().string(), POSTWARDEN});
+        arguments.insert(arguments.end(), {"--port", std::to_string(peer.port()), mail});
+        auto child = std::make_unique<child_process>("/usr/bin/env", arguments);
+        for (int i = 0; i < 6000 && peer.received(0).find("POST http") == std::string::npos; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_THAT(peer.received(0), HasSubstr("POST http"));
+        return child;
+    }
+    std::filesystem::path passing() const { return folder.path() / "passing"; }
+
+    ::test::scripted_peer peer{{silent_service()}};
+};
+
+TEST_F(Stop, GivesUpTheMessageAtHandAndLeavesNothing)
+{
+    const auto to = folder.path() / "to";
+    const auto child = start_waiting({"open", "--save", to.string(), "--reopen"});
+    ASSERT_TRUE(child->kill(SIGINT));
+    EXPECT_EQ((child_process::exit_status{130, 0}), child->wait());
+    EXPECT_EQ("postwarden: stopped after 0 of 1 messages; the next one was given up\n", child->errors());
+    EXPECT_TRUE(std::filesystem::is_empty(to));
+    EXPECT_TRUE(std::filesystem::is_empty(passing()));
+}
+
+TEST_F(Stop, DeletesTheTemporaryFolderOfCopies)
+{
+    const auto child = start_waiting({"open", "--reopen"});
+    EXPECT_FALSE(std::filesystem::is_empty(passing())) << "it is there while the program runs";
+    ASSERT_TRUE(child->kill(SIGTERM));
+    EXPECT_EQ((child_process::exit_status{143, 0}), child->wait());
+    EXPECT_TRUE(std::filesystem::is_empty(passing()));
+}
+
+TEST_F(Stop, EndsAtOnceWithTheSecondSignal)
+{
+    const auto child = start_waiting({"open"});
+    ASSERT_TRUE(child->kill(SIGINT));
+    ASSERT_TRUE(child->kill(SIGTERM));
+    EXPECT_EQ((child_process::exit_status{0, SIGTERM}), child->wait());
+}
+
+TEST_F(Stop, FinishesTheMessageAtHand)
+{
+    const auto to = folder.path() / "to";
+    std::filesystem::create_directory(folder.path() / "many");
+    for (int i = 0; i < 3; ++i) {
+        folder.write("many/" + std::to_string(i) + ".eml", "Subject: a\n\nfine\n");
+    }
+    child_process child(
+        POSTWARDEN, {"open", "--json", "--save", to.string(), "--times", "1000000", (folder.path() / "many").string()});
+    ASSERT_TRUE(child.read_line());
+    ASSERT_TRUE(child.kill(SIGTERM));
+    EXPECT_EQ((child_process::exit_status{143, 0}), child.wait());
+    EXPECT_EQ("postwarden: stopped after 0 of 3 messages\n", child.errors());
+    for (const std::string& line : lines_of(child.output())) {
+        EXPECT_TRUE(nlohmann::json::accept(line)) << line;
+    }
+    std::size_t copies = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(to)) {
+        EXPECT_EQ("0.eml", entry.path().filename());
+        EXPECT_NE(0U, entry.file_size());
+        ++copies;
+    }
+    EXPECT_EQ(1U, copies);
+}
+
+} // namespace
+} // namespace host::test
