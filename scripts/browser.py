@@ -150,12 +150,13 @@ class Browser:
         return answer["result"].get("value")
 
     def picture(self, whole=False):
-        """Returns a PNG of what is displayed, or of the whole page, whose frames are then loaded."""
+        """Returns a PNG of what is displayed, or of the whole page, which is then displayed."""
         if whole:
-            self.evaluate("Promise.all([...document.querySelectorAll('iframe')].map(frame => new Promise(done => {"
-                          "frame.onload = () => done(1); frame.loading = 'eager'; frame.srcdoc += ' '; })))")
+            width, height = self.evaluate("[innerWidth, document.documentElement.scrollHeight]")
+            self.ask("Emulation.setDeviceMetricsOverride",
+                     {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
             self.settle()
-        answer = self.ask("Page.captureScreenshot", {"format": "png", "captureBeyondViewport": whole})
+        answer = self.ask("Page.captureScreenshot", {"format": "png"})
         return base64.b64decode(answer["data"])
 
     def click(self, x, y):
