@@ -67,8 +67,8 @@ TEST_F(FolderWalk, LeavesOutHiddenNames)
 TEST_F(FolderWalk, ReturnsTheMessagesOfAMaildir)
 {
     for (const char* name :
-         {"new/2.M1.host", "cur/1.M1.host_2,S", "cur/.nfs1", "tmp/3.M1.host", ".Sent/cur/4.host", ".Sent/new/5.host",
-          ".Sent/tmp/6.host", ".not-mail/7.eml", "plain/8.eml", "dovecot-uidlist"}) {
+         {"new/2.M1.host", "cur/1.M1.host_2,S", "cur/.nfs1", "tmp/3.M1.host", "tmp/9.eml", ".Sent/cur/4.host",
+          ".Sent/new/5.host", ".Sent/tmp/6.host", ".not-mail/7.eml", "plain/8.eml", "dovecot-uidlist"}) {
         write(name);
     }
     EXPECT_EQ(folder_kind::maildir, kind_of_folder(folder.path()));

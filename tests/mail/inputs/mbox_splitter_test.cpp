@@ -81,6 +81,14 @@ TEST(MboxSplitter, SplitsLinesLongerThanItsLookAhead)
     EXPECT_THAT(found.messages, ElementsAre(body, "From " + longer + "\n"));
 }
 
+TEST(MboxSplitter, RestoresNothingWithinALine)
+{
+    for (std::size_t size = 65530; size < 65545; ++size) { // around the size of the look ahead
+        const std::string line = std::string(size, 'x') + ">From here\n";
+        EXPECT_THAT(split("From a\n" + line).messages, ElementsAre(line)) << size;
+    }
+}
+
 TEST(MboxSplitter, LeavesOutWhatIsBeforeTheFirstEnvelopeLine)
 {
     EXPECT_THAT(split("noise\nFrom here\n\nFrom a\nx\n").messages, ElementsAre("x\n"));
