@@ -193,6 +193,9 @@ std::string html_report::summary(const opening_totals& totals) const
         text.append(", ").append(std::to_string(unanswered)).append(" without an answer of the service");
     }
     text.append(".</p>").append(figures_.bar());
+    if (totals.stopped_by != 0) {
+        text.append("<p class=remark>The run was stopped before all messages were opened.</p>");
+    }
     text.append("<dl class=facts>").append(fact("changed", std::to_string(figures_.changed)));
     text.append(fact("display stopped", std::to_string(figures_.blocked)));
     text.append(fact("encrypted", std::to_string(figures_.encrypted)));

@@ -46,6 +46,7 @@ a:focus-visible, summary:focus-visible, input:focus-visible, iframe:focus-visibl
 .legend { display: flex; flex-wrap: wrap; gap: .375rem 1.5rem; margin-top: .875rem }
 .legend li::before { content: ""; display: inline-block; width: .75rem; height: .75rem; border-radius: 4px;
   background: var(--hue); margin-right: .5rem }
+.legend + .remark { margin: 1.25rem 0 0 }
 .facts { display: grid; grid-template-columns: repeat(auto-fit, minmax(7rem, 1fr)); gap: 1rem 1.5rem; margin: 1.5rem 0 0;
   padding-top: 1.25rem; border-top: 1px solid var(--line) }
 .facts div { display: flex; flex-direction: column }

@@ -188,6 +188,15 @@ TEST_F(HtmlReport, ShowsWhatHasNoAnswer)
     EXPECT_EQ(1U, count_of("class=answer", text));
 }
 
+TEST_F(HtmlReport, SaysThatTheRunWasStopped)
+{
+    constexpr const char* stopped = "The run was stopped before all messages were opened.";
+    add(clean("a.eml"));
+    EXPECT_THAT(page(), Not(HasSubstr(stopped)));
+    totals.stopped_by = 2;
+    EXPECT_THAT(page(), HasSubstr(stopped));
+}
+
 TEST_F(HtmlReport, SaysThatAMessageIsEncrypted)
 {
     reported_opening entry = replaced("secret.eml");
