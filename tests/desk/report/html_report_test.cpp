@@ -347,7 +347,7 @@ TEST(ReportHeadings, NameTheService)
         return heading_of(options, target, "postwarden").how.at(0).second;
     };
     const scan_target inside(std::nullopt, "webscan");
-    EXPECT_THAT(service(&inside), testing::MatchesRegex("127.0.0.1:[0-9]+, inside the program"));
+    EXPECT_EQ("127.0.0.1:" + std::to_string(inside.port()) + ", inside the program", service(&inside));
     EXPECT_EQ("as specified by the broker", service(nullptr));
     options.settings_file = "settings.json";
     EXPECT_EQ("as specified by settings.json", service(nullptr));
