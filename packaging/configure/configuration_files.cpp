@@ -9,7 +9,6 @@
 #include <array>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -117,15 +116,24 @@ void give_to_administrators(const std::filesystem::path& folder)
     }
 }
 
+bool is_present(const std::filesystem::path& file, const broker::access_rules& rules)
+{
+    return ::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES && belongs_to_administrators(file, rules);
+}
+
+std::optional<std::string> present_contents(const std::filesystem::path& file, const broker::access_rules& rules)
+{
+    return is_present(file, rules) ? contents_of(file) : std::nullopt;
+}
+
 bool write_unless_present(const std::filesystem::path& file, const std::string& text, const broker::access_rules& rules)
 {
-    if (::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) {
-        if (belongs_to_administrators(file, rules)) {
-            return false;
-        }
-        if (!::MoveFileExW(file.c_str(), refused(file).c_str(), MOVEFILE_REPLACE_EXISTING)) {
-            fail(file);
-        }
+    if (is_present(file, rules)) {
+        return false;
+    }
+    if (::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES &&
+        !::MoveFileExW(file.c_str(), refused(file).c_str(), MOVEFILE_REPLACE_EXISTING)) {
+        fail(file);
     }
     write(file, text);
     ::DeleteFileW(copy_of(file).c_str()); // never written through: it may be a link

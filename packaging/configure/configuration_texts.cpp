@@ -1,7 +1,6 @@
 #include "packaging/configure/configuration_texts.h"
 
 #include <algorithm>
-#include <charconv>
 #include <stdexcept>
 #include <vector>
 
@@ -41,17 +40,6 @@ std::string value_of(const std::vector<std::string>& engines)
 }
 
 } // namespace
-
-std::uint16_t port_of(const std::string& text)
-{
-    std::uint16_t port = 0;
-    const char* const end = text.data() + text.size();
-    const auto [behind, failure] = std::from_chars(text.data(), end, port);
-    if (failure != std::errc() || behind != end || port == 0) {
-        throw std::invalid_argument("PORT: must be a number from 1 to 65535");
-    }
-    return port;
-}
 
 std::string service_configuration(std::uint16_t port, const std::string& engines, const std::string& log)
 {

@@ -5,6 +5,7 @@
 
 #include <platform/handles.h>
 
+#include <stdexcept>
 #include <system_error>
 
 namespace packaging {
@@ -42,7 +43,7 @@ void complete_service(const std::wstring& program, const std::wstring& file)
     (void)manager::store_details(service.get(), entry); // what this system does not store
 }
 
-bool accepts_configuration(const std::wstring& program, const std::wstring& file)
+bool accepts_configuration(const std::wstring& program, const std::wstring& file, std::chrono::milliseconds longest)
 {
     std::wstring line = L'"' + program + L"\" --check-config --config \"" + file + L'"';
     STARTUPINFOW start{};
@@ -53,10 +54,15 @@ bool accepts_configuration(const std::wstring& program, const std::wstring& file
           "the program of the service");
     const winapi::kernel_handle process(started.hProcess);
     const winapi::kernel_handle thread(started.hThread);
+    const DWORD waited = ::WaitForSingleObject(process.get(), static_cast<DWORD>(longest.count()));
+    if (waited == WAIT_TIMEOUT) {
+        ::TerminateProcess(process.get(), 1);
+        throw std::runtime_error("the service has not verified its configuration after " +
+                                 std::to_string(std::chrono::duration_cast<std::chrono::seconds>(longest).count()) +
+                                 " s, and was ended");
+    }
     DWORD status = 1;
-    check(::WaitForSingleObject(process.get(), INFINITE) == WAIT_OBJECT_0 &&
-              ::GetExitCodeProcess(process.get(), &status) != 0,
-          "the program of the service");
+    check(waited == WAIT_OBJECT_0 && ::GetExitCodeProcess(process.get(), &status) != 0, "the program of the service");
     return status == 0;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace packaging {
@@ -9,8 +10,9 @@ namespace packaging {
 void complete_service(const std::wstring& program, const std::wstring& file);
 
 /// Runs the program of the service, which verifies a configuration file without starting. Returns true if it is valid.
-/// Throws std::system_error.
-[[nodiscard]] bool accepts_configuration(const std::wstring& program, const std::wstring& file);
+/// Throws std::exception; also if the program has not ended within `longest`, and ends it.
+[[nodiscard]] bool accepts_configuration(const std::wstring& program, const std::wstring& file,
+                                         std::chrono::milliseconds longest = std::chrono::minutes(1));
 
 /// Returns when no process runs a program any more, or after half a minute.
 void await_end_of(const std::wstring& program);

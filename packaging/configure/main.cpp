@@ -2,15 +2,17 @@
 // what it installs.
 
 #include "broker/machine_configuration.h"
+#include "events/source.h"
 #include "packaging/configure/configuration_files.h"
-#include "packaging/configure/configuration_texts.h"
+#include "packaging/configure/configured_files.h"
 #include "packaging/configure/installed_service.h"
+#include "service/manager/service_entry.h"
+#include "service/manager/service_events.h"
 #include "tool/system/conversions.h"
 
 #include <exception>
-#include <filesystem>
 #include <iostream>
-#include <stdexcept>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,7 +24,8 @@ constexpr int run_error = 1;
 constexpr const char* usage = R"(postwarden-configure service FOLDER PORT ENGINES PROGRAM
 postwarden-configure broker FOLDER PORT
     writes FOLDER\service.conf or FOLDER\settings.json unless it is there. ENGINES are separated by ";".
-    PROGRAM is the service, which must accept what was written.
+    An empty PORT is that of the other file, or 1345; another one than that of the other file is refused.
+    PROGRAM is the service, which must accept what was written within a minute.
 postwarden-configure complete-service PROGRAM FILE
     makes the command line of the installed service "PROGRAM" --config FILE, and has it restarted after failures.
 postwarden-configure await-end PROGRAM
@@ -43,35 +46,20 @@ bool execute(const std::vector<std::wstring>& words)
         return false;
     }
     const std::wstring& command = words[0];
-    auto folder = std::filesystem::path(words[1]).lexically_normal();
-    if (!folder.has_filename()) {
-        folder = folder.parent_path(); // with a backslash at its end a link would be followed
-    }
-    const auto settings = folder / L"settings.json";
-    const auto options = folder / L"service.conf";
-    const auto logs = folder / L"logs";
+    const packaging::configured_files files(words[1]);
     if (command == L"service" && words.size() == 5) {
-        const auto text = packaging::service_configuration(packaging::port_of(narrow(words[2])), narrow(words[3]),
-                                                           narrow((logs / L"service.log").wstring()));
-        packaging::give_to_administrators(folder);
-        if (packaging::write_unless_present(options, text, broker::configured_rules()) &&
-            !packaging::accepts_configuration(words[4], options.wstring())) {
-            packaging::remove_unless_changed(options);
-            throw std::invalid_argument("ENGINE: the service refuses \"" + narrow(words[3]) + '"');
-        }
+        packaging::configure_service(files, broker::configured_rules(), narrow(words[2]), narrow(words[3]), words[4]);
     } else if (command == L"broker" && words.size() == 3) {
-        const auto text = packaging::broker_settings(packaging::port_of(narrow(words[2])));
-        packaging::give_to_administrators(folder);
-        packaging::write_unless_present(settings, text, broker::configured_rules());
+        packaging::configure_broker(files, broker::configured_rules(), narrow(words[2]));
     } else if (command == L"complete-service" && words.size() == 3) {
         packaging::complete_service(words[1], words[2]);
     } else if (command == L"await-end" && words.size() == 2) {
         packaging::await_end_of(words[1]);
     } else if (command == L"remove-service" && words.size() == 2) {
-        packaging::remove_unless_changed(options);
-        packaging::remove_logs(logs);
+        packaging::remove_unless_changed(files.options());
+        packaging::remove_logs(files.logs());
     } else if (command == L"remove-broker" && words.size() == 2) {
-        packaging::remove_unless_changed(settings);
+        packaging::remove_unless_changed(files.settings());
     } else {
         return false;
     }
@@ -90,6 +78,8 @@ int wmain(int argc, wchar_t** argv)
         return usage_error;
     } catch (const std::exception& failure) {
         std::cerr << "postwarden-configure: " << failure.what() << '\n';
+        // The installer shows nobody this output.
+        manager::service_events(std::make_shared<events::source>(manager::usual_name)).failed({failure.what()});
         return run_error;
     }
 }

@@ -192,7 +192,7 @@ class Installation(Machine):
         self.assert_nothing_is_left()
 
     def test_refuses_a_port_that_is_none(self):
-        for port in ("0", "65536", "web", ""):
+        for port in ("0", "65536", "web"):
             self.assertEqual(REFUSED, DESK.install("/i", self.package, "PORT=" + port), port)
         self.assert_nothing_is_left()
 
@@ -235,7 +235,7 @@ class Features(Machine):
         self.assertEqual(common | {"postwarden.dll", "postwarden-broker.dll"}, self.installed())
         self.assertEqual({"settings.json", "settings.json.default"}, {file.name for file in self.data.iterdir()})
         self.assertFalse(listens(self.port))
-        self.change("ADDLOCAL=Service", f"PORT={self.port}")
+        self.change("ADDLOCAL=Service")  # takes the port of the add-in's settings
         self.assert_examined()
         self.change("REMOVE=AddIn")
         self.assertEqual(common | {"postwarden-service.exe", "postwarden-broker.dll"}, self.installed())
@@ -247,12 +247,26 @@ class Features(Machine):
         self.change("REMOVE=Broker")
         self.assertEqual(common | {"postwarden-service.exe"}, self.installed())
         self.assertTrue(listens(self.port))
+        self.assertNotEqual(0, DESK.install("/i", self.package, "ADDLOCAL=Broker", f"PORT={free_port()}"))
+        self.assertFalse((self.data / "settings.json").exists())
+        self.assertTrue(listens(self.port))
+        self.change("ADDLOCAL=Broker")  # takes the port of the service
+        self.assertEqual({"ServerPort": {"value": self.port, "isSet": True}},
+                         json.loads((self.data / "settings.json").read_text()))
+        self.change("REMOVE=Broker")
         self.change("REMOVE=Service")
         self.assertEqual(set(), self.installed())
         self.assert_nothing_is_left()
 
 
 class Configuration(Machine):
+    def test_that_was_distributed_ahead_specifies_the_port(self):
+        self.data.mkdir()
+        self.write_settings({"ServerPort": {"value": self.port, "isSet": True}})
+        self.install()
+        self.assertIn(f"\nport = {self.port}\n", (self.data / "service.conf").read_text())
+        self.assert_scanned()
+
     def test_of_another_port_takes_effect_when_the_service_starts_again(self):
         self.install(f"PORT={self.port}")
         self.assert_scanned()

@@ -13,15 +13,6 @@ namespace {
 
 constexpr const char* log_file = R"(C:\ProgramData\postwarden\logs\service.log)";
 
-TEST(ConfiguredPort, IsANumberThatAServiceCanHave)
-{
-    EXPECT_EQ(port_of("1"), 1);
-    EXPECT_EQ(port_of("65535"), 65535);
-    for (const char* text : {"", "0", "65536", "-1", "+1", " 1", "1 ", "web", "1345x", "99999999999999999999"}) {
-        EXPECT_THROW((void)port_of(text), std::invalid_argument) << text;
-    }
-}
-
 TEST(BrokerSettings, AreReadAsTheyWereMeant)
 {
     const auto settings = DOVA::Settings::SettingsFromJson(broker_settings(1400));
