@@ -229,7 +229,7 @@ class Features(Machine):
         return {name: value for name, value in values.items() if name != "@"}
 
     def test_keep_what_they_share_until_the_last_of_them_is_removed(self):
-        common = {"postwarden-doctor.exe", "postwarden-configure.exe"}
+        common = {"postwarden-doctor.exe", "postwarden-configure.exe", "licenses.txt"}
         self.install(f"PORT={self.port}")
         self.change("REMOVE=Service")
         self.assertEqual(common | {"postwarden.dll", "postwarden-broker.dll"}, self.installed())

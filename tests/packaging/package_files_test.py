@@ -19,6 +19,17 @@ import package_database  # noqa: E402
 from version_resource import LIBRARY, PROGRAM, VersionResource  # noqa: E402
 
 PACKAGE = VERSION = None
+LICENSES = "licenses.txt"
+# The holders of rights, and what the license of each contains.
+LIBRARIES = {
+    "2017-2020 University of Cincinnati": "Neither the name of the University nor the names of its contributors",
+    "2014-2016 Gabi Melman": "Permission is hereby granted, free of charge, to any person obtaining",
+    "2013-2022 Niels Lohmann": "Permission is hereby granted, free of charge, to any person obtaining",
+    "2009-2016 the mingw-w64 project": "Names of the copyright holders must not be used to endorse",
+    "2010 Lockless Inc.": "Neither the name of Lockless Inc. nor the names of its contributors",
+    "1997-2001 Lucent Technologies": "LUCENT DISCLAIMS ALL WARRANTIES",
+    "2004, 2005 David M. Gay": "THE AUTHOR DISCLAIMS ALL WARRANTIES",
+}
 ENGLISH, GERMAN = 0x409, 0x407
 
 
@@ -28,13 +39,27 @@ class Files(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         subprocess.run(["msiextract", "-C", folder.name, PACKAGE], check=True, stdout=subprocess.DEVNULL)
-        cls.images = {path.name: path.read_bytes() for path in pathlib.Path(folder.name).rglob("*") if path.is_file()}
+        cls.files = {path.name: path.read_bytes() for path in pathlib.Path(folder.name).rglob("*") if path.is_file()}
+        cls.images = {name: content for name, content in cls.files.items() if name != LICENSES}
         cls.resources = {name: VersionResource(image) for name, image in cls.images.items()}
         cls.rows = {row["FileName"].rpartition("|")[2]: row for row in package_database.table(PACKAGE, "File")}
+        cls.all_rows, cls.rows = cls.rows, {name: row for name, row in cls.rows.items() if name != LICENSES}
 
     def test_are_those_of_the_table(self):
-        self.assertEqual({name: int(row["FileSize"]) for name, row in self.rows.items()},
-                         {name: len(image) for name, image in self.images.items()})
+        self.assertEqual({name: int(row["FileSize"]) for name, row in self.all_rows.items()},
+                         {name: len(content) for name, content in self.files.items()})
+
+    def test_contain_the_licenses_of_all_libraries_whose_code_is_in_the_programs(self):
+        content = self.files[LICENSES].decode()
+        self.assertEqual(content.count("\n"), content.count("\r\n"))
+        for part in content.split("-" * 78):  # one license each, below the libraries that have it
+            self.assertGreater(len(part.splitlines()), 3, part)
+        words = " ".join(content.split())
+        for holder, beginning in LIBRARIES.items():
+            self.assertIn(f"Copyright {holder} ", words)
+            self.assertIn(beginning, words[words.index(holder):], holder)
+        for name in ("Boost", "fmt", "libstdc++ and libgcc"):
+            self.assertIn(f" {name} (", words)
 
     def test_have_the_version_of_the_product_which_rises_with_it(self):
         version, = [row["Value"] for row in package_database.table(PACKAGE, "Property") if row["Property"] == "ProductVersion"]

@@ -28,10 +28,13 @@ def long_name(name):
 class Tables(unittest.TestCase):
     def test_files_are_those_of_the_product(self):
         self.assertEqual({"postwarden.dll", "postwarden-broker.dll", "postwarden-service.exe", "postwarden-doctor.exe",
-                          "postwarden-configure.exe", "postwarden_loc.dll"}, {long_name(row["FileName"]) for row in table("File")})
+                          "postwarden-configure.exe", "postwarden_loc.dll", "licenses.txt"},
+                         {long_name(row["FileName"]) for row in table("File")})
 
     def test_files_with_a_version_have_no_hash(self):
-        self.assertEqual([], table("MsiFileHash"))
+        self.assertEqual({row["File"] for row in table("File") if not row["Version"]},
+                         {row["File_"] for row in table("MsiFileHash")})
+        self.assertEqual({"licenses.txt"}, {row["FileName"] for row in table("File") if not row["Version"]})
 
     def test_files_are_written_whatever_version_is_on_the_disk(self):
         properties = {row["Property"]: row["Value"] for row in table("Property")}
@@ -124,8 +127,8 @@ class Tables(unittest.TestCase):
         features = {}
         for row in table("FeatureComponents"):
             features.setdefault(row["Feature_"], set()).add(row["Component_"])
-        common = {"MakerFolder", "DoctorProgram", "Configure", "DataFolder"}
-        self.assertEqual({"AddIn": {"Module", "MakerFolder", "HardenedScanning", "DoctorProgram"},
+        common = {"MakerFolder", "DoctorProgram", "Configure", "DataFolder", "Licenses"}
+        self.assertEqual({"AddIn": {"Module", "MakerFolder", "HardenedScanning", "DoctorProgram", "Licenses"},
                           "Service": common | {"ServiceProgram", "LogFolder"},
                           "Broker": common | {"BrokerModule"}, "German": {"GermanTexts"}}, features)
 
@@ -142,7 +145,7 @@ class Tables(unittest.TestCase):
         for row in table("FeatureComponents"):
             features.setdefault(row["Component_"], set()).add(row["Feature_"])
         shared = {component for component, users in features.items() if len(users) > 1}
-        self.assertEqual({"MakerFolder", "DoctorProgram", "Configure", "DataFolder"}, shared)
+        self.assertEqual({"MakerFolder", "DoctorProgram", "Configure", "DataFolder", "Licenses"}, shared)
         owned = {name: {row["Component_"] for row in table(name)} for name in ("Registry", "ServiceInstall", "ServiceControl")}
         self.assertEqual([], [name for name, components in owned.items() if components & shared])
         for row in table("Component"):

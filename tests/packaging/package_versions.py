@@ -14,7 +14,7 @@ def make_package(build, folder, name, version):
     build, of which `build` is the folder of the package."""
     made = folder / name
     made.mkdir(exist_ok=True)
-    for file in ("postwarden.wxs", *(path.name for path in build.glob("*.dll")), *(path.name for path in build.glob("*.exe"))):
+    for file in ("postwarden.wxs", "licenses.txt", *(path.name for path in build.glob("*.dll")), *(path.name for path in build.glob("*.exe"))):
         shutil.copy(build / file, made)
     major, minor, number = map(int, version.split("."))
     for file in [*made.glob("*.dll"), *made.glob("*.exe")]:
