@@ -55,6 +55,8 @@ ACTIONS = [
     ("CompleteService", CONFIGURE, "ConfigureFile", 'complete-service "[#ServiceFile]" "[DATADIR]service.conf"'),
     ("TakeServiceBack", TAKE_BACK, "ConfigureFile", 'remove-service "[DATADIR]."'),
     ("TakeBrokerBack", TAKE_BACK, "ConfigureFile", 'remove-broker "[DATADIR]."'),
+    # A rollback creates the older service's entry anew, without what "complete-service" has stored.
+    ("CompleteServiceAgain", TAKE_BACK, "ConfigureFile", 'complete-service "[#ServiceFile]" "[DATADIR]service.conf"'),
     # A service has ended for the manager while its process still has its files.
     ("AwaitService", FORGET, "ConfigureFile", 'await-end "[#ServiceFile]"'),
     ("ForgetService", FORGET, "ConfigureFile", 'remove-service "[DATADIR]."'),
@@ -67,6 +69,8 @@ SEQUENCE = [
     ("AwaitService", "&Service = 2 OR REINSTALL AND &Service = 3", 3390),
     ("ForgetService", "&Service = 2 AND NOT UPGRADINGPRODUCTCODE", 3400),
     ("ForgetBroker", "&Broker = 2 AND NOT UPGRADINGPRODUCTCODE", 3410),
+    # Ahead of the removal, so that a rollback runs it behind that of the removal, and ahead of the service's start.
+    ("CompleteServiceAgain", "&Service = 2", 1990),
     ("AppSearch", None, 50),
     ("KeepHardened", KEEP_CHOICE, 60),
     ("TakeServiceBack", "&Service = 3 AND NOT OPTIONSFILE", 5680),

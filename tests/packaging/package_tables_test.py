@@ -43,7 +43,17 @@ class Tables(unittest.TestCase):
     def test_older_versions_and_other_builds_of_this_one_are_replaced(self):
         replaced, = [row for row in table("Upgrade") if row["ActionProperty"] == "OTHERBUILDS"]
         self.assertEqual(("0.0.0", VERSION), (replaced["VersionMin"], replaced["VersionMax"]))
-        self.assertEqual(256 + 512, int(replaced["Attributes"]))  # both bounds are included
+        both_bounds_included, features_kept = 256 + 512, 1
+        self.assertEqual(both_bounds_included + features_kept, int(replaced["Attributes"]))
+
+    def test_an_upgrade_keeps_the_features_that_are_installed(self):
+        """The installer does so where its action is immediately behind CostFinalize, in both sequences."""
+        for name in ("InstallExecuteSequence", "InstallUISequence"):
+            order = sorted((int(row["Sequence"]), row["Action"]) for row in table(name))
+            actions = [action for _, action in order]
+            self.assertLess(actions.index("FindRelatedProducts"), actions.index("CostFinalize"), name)
+            self.assertEqual("MigrateFeatureStates", actions[actions.index("CostFinalize") + 1], name)
+            self.assertEqual([""], [row["Condition"] for row in table(name) if row["Action"] == "MigrateFeatureStates"])
 
     def test_newer_versions_are_only_detected(self):
         newer, = [row for row in table("Upgrade") if row["ActionProperty"] == "NEWERVERSION"]
@@ -249,6 +259,17 @@ class Tables(unittest.TestCase):
         self.assertLess(order["InstallServices"], order["CompleteService"])
         self.assertLess(order["CompleteService"], order["StartServices"])
 
+    def test_a_rollback_gives_the_service_that_comes_back_its_restarts_too(self):
+        """The actions of the rollback run in the reverse order: the service's entry, what completes it, the start."""
+        order = self.order()
+        conditions = {row["Action"]: row["Condition"] for row in table("InstallExecuteSequence")}
+        self.assertEqual("&Service = 2", conditions["CompleteServiceAgain"])  # at an upgrade and at a removal
+        self.assertLess(order["StopServices"], order["CompleteServiceAgain"])
+        self.assertLess(order["CompleteServiceAgain"], order["DeleteServices"])
+        self.assertLess(order["CompleteServiceAgain"], order["RemoveFiles"])  # so that the program is there again
+        targets = {row["Action"]: row["Target"] for row in table("CustomAction")}
+        self.assertEqual(targets["CompleteService"], targets["CompleteServiceAgain"])
+
     def test_custom_actions_run_the_installed_program_with_the_rights_of_the_system(self):
         installed_program, in_script, no_impersonation, go_on_after_failure, in_rollback = 18, 1024, 2048, 64, 256
         system = installed_program + in_script + no_impersonation
@@ -257,6 +278,8 @@ class Tables(unittest.TestCase):
             {("ConfigureService", system, program, 'service "[DATADIR]." "[PORT]" "[ENGINE]" "[#ServiceFile]"'),
              ("ConfigureBroker", system, program, 'broker "[DATADIR]." "[PORT]"'),
              ("CompleteService", system, program, 'complete-service "[#ServiceFile]" "[DATADIR]service.conf"'),
+             ("CompleteServiceAgain", system + in_rollback + go_on_after_failure, program,
+              'complete-service "[#ServiceFile]" "[DATADIR]service.conf"'),
              ("TakeServiceBack", system + in_rollback + go_on_after_failure, program, 'remove-service "[DATADIR]."'),
              ("TakeBrokerBack", system + in_rollback + go_on_after_failure, program, 'remove-broker "[DATADIR]."'),
              ("AwaitService", system + go_on_after_failure, program, 'await-end "[#ServiceFile]"'),
