@@ -10,7 +10,8 @@ a separate Wine prefix in WINDOWS_BUILD.
 Wine gives every file to the account of the prefix, so that the machine's registry names this account as one that may
 change the settings. Its installer does not apply access control lists, which are tested by the tables
 (package_tables_test.py), and removes an older version without the property by which configuration is left alone:
-there an upgrade keeps the files that were changed.
+there an upgrade keeps the files that were changed. It neither keeps the features of that version nor runs its actions
+in a rollback.
 """
 
 import json
