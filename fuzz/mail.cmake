@@ -1,1 +1,1 @@
-postwarden_fuzzer(fuzz_mail mail_fuzzer.cpp mail_mime_reading mail_mime_writing store)
+postwarden_fuzzer(fuzz_mail mail_fuzzer.cpp mail_mime_reading mail_mime_saving mail_mime_writing store)

@@ -3,10 +3,12 @@
 // failure.
 
 #include "mail/mime/reading/message_reader.h"
+#include "mail/mime/saving/message_saver.h"
 #include "mail/mime/writing/message_writer.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 namespace {
@@ -21,11 +23,23 @@ void expect(bool truth, const char* what)
     }
 }
 
-std::string document(const message_record& message, bool keep_properties)
+std::string saved_document(const message_record& message)
 {
     std::string text;
-    write_mime(message, {true, keep_properties}, [&text](std::string_view piece) { text.append(piece); });
+    save_message(message, [&text](std::string_view piece) { text.append(piece); });
     return text;
+}
+
+/// Returns the message without its last attachment and with another text, so that its document is edited.
+message_record changed(const message_record& message)
+{
+    message_record result = message.copy();
+    if (!result.attachments.empty()) {
+        result.attachments.erase(std::prev(result.attachments.end()));
+    }
+    result.properties->set(PR_HTML, property_value::of_binary(bytes_of("<p>Another text.</p>")));
+    result.properties->erase(PROP_ID(PR_BODY_W));
+    return result;
 }
 
 message_record read(const bytes_ptr& data, written_by author)
@@ -39,9 +53,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
 {
     const bytes_ptr mail = bytes_of(std::string(reinterpret_cast<const char*>(data), size));
     try {
-        const std::string saved = document(read(mail, written_by::anyone), true);
-        expect(saved == document(read(bytes_of(saved), written_by::this_program), true), "another message was read");
-        document(read(mail, written_by::this_program), false);
+        const message_record message = read(mail, written_by::anyone);
+        const std::string saved = saved_document(message);
+        expect(saved == saved_document(read(bytes_of(saved), written_by::this_program)), "another message was read");
+        const std::string edited = saved_document(changed(message));
+        expect(edited == saved_document(read(bytes_of(edited), written_by::this_program)), "another edited message");
+        write_mime(read(mail, written_by::this_program), true, [](std::string_view) {});
     } catch (const unreadable_message& reason) {
         expect(*reason.what() != '\0', "no reason");
     }

@@ -1,5 +1,5 @@
 #include "desk/copies/mail_files.h"
-#include "mail/mime/writing/message_writer.h"
+#include "mail/mime/saving/message_saver.h"
 #include "mail/msg/msg_file.h"
 
 namespace host {

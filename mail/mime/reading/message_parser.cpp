@@ -9,7 +9,6 @@
 #include "mail/mime/text/charset_text.h"
 #include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/text/mime_library.h"
-#include "mail/mime/text/own_headers.h"
 #include "store/tags.h"
 #include "tool/system/conversions.h"
 
@@ -103,14 +102,13 @@ std::set<std::string_view> content_ids_in(std::string_view html)
 
 } // namespace
 
-message_parser::message_parser(std::shared_ptr<store_context> store, written_by author, int depth)
-    : author_(author)
-    , depth_(depth)
+message_parser::message_parser(std::shared_ptr<store_context> store, int depth)
+    : depth_(depth)
 {
     record_.store = std::move(store);
 }
 
-message_record message_parser::parse(GMimeMessage* message)
+message_record message_parser::parse(GMimeMessage* message, bytes_ptr source)
 {
     set_header_properties(message, record_);
     if (GMimeObject* top = g_mime_message_get_mime_part(message)) {
@@ -119,10 +117,10 @@ message_record message_parser::parse(GMimeMessage* message)
     set_body_kind();
     hide_inline_images();
     set_class(message);
-    if (author_ == written_by::this_program) {
-        restore_properties(message);
-        restore_attachments(message);
-    }
+    origin_->source = std::move(source);
+    origin_->read = state_of(record_);
+    origin_->opened = origin_->read;
+    record_.properties->origin(std::move(origin_));
     return std::move(record_);
 }
 
@@ -147,7 +145,9 @@ void message_parser::add_multipart(GMimeMultipart* multipart, bool alternative)
     const bool opens_choice = !alternative && is_type(GMIME_OBJECT(multipart), "multipart", "alternative");
     const int count = g_mime_multipart_get_count(multipart);
     for (int i = 0; i < count; ++i) {
+        path_.push_back(static_cast<std::uint32_t>(i));
         add(g_mime_multipart_get_part(multipart, i), alternative || opens_choice);
+        path_.pop_back();
     }
     --nesting_;
     body_closed_ = body_closed_ || (opens_choice && (has_plain_ || has_html_));
@@ -184,6 +184,7 @@ bool message_parser::take_body(GMimePart* part, bool alternative)
 void message_parser::set_plain_body(GMimePart* part)
 {
     has_plain_ = true;
+    origin_->plain = origin_here(GMIME_OBJECT(part));
     if (body_charset_.empty()) {
         body_charset_ = charset_of(part);
     }
@@ -193,6 +194,7 @@ void message_parser::set_plain_body(GMimePart* part)
 void message_parser::set_html_body(GMimePart* part)
 {
     has_html_ = true;
+    origin_->html = origin_here(GMIME_OBJECT(part));
     body_charset_ = charset_of(part);
     const bytes_ptr data = part_content(part);
     html_ = to_string(*data);
@@ -255,8 +257,18 @@ void message_parser::set_attachment_names(GMimeObject* part, const std::wstring&
 void message_parser::append(GMimeObject* part, attachment_record attachment)
 {
     const auto number = static_cast<std::uint32_t>(record_.attachments.size());
+    attachment.properties->origin(origin_here(part));
     record_.attachments.emplace(number, std::move(attachment));
-    told_attachments_.emplace(number, text_of(g_mime_object_get_header(part, own_headers::attachment_name)));
+}
+
+std::shared_ptr<const part_origin> message_parser::origin_here(GMimeObject* part) const
+{
+    auto result = std::make_shared<part_origin>();
+    result->path = path_;
+    if (GMimeDataWrapper* content = GMIME_IS_PART(part) ? g_mime_part_get_content(GMIME_PART(part)) : nullptr) {
+        result->range = range_behind(g_mime_data_wrapper_get_stream(content));
+    }
+    return result;
 }
 
 void message_parser::add_file(GMimePart* part)
@@ -282,8 +294,8 @@ void message_parser::add_message(GMimeMessagePart* part)
     attachment_record attachment;
     set_attachment_names(GMIME_OBJECT(part), to_wide(g_mime_message_get_subject(inner)), attachment);
     attachment.properties->set(PR_ATTACH_METHOD, property_value::of_long(ATTACH_EMBEDDED_MSG));
-    message_parser parser(record_.store, author_, depth_ + 1);
-    attachment.embedded = std::make_shared<const message_record>(parser.parse(inner));
+    message_parser parser(record_.store, depth_ + 1);
+    attachment.embedded = std::make_shared<const message_record>(parser.parse(inner, nullptr));
     append(GMIME_OBJECT(part), std::move(attachment));
 }
 
@@ -321,55 +333,6 @@ void message_parser::set_class(GMimeMessage* message)
         found = L"IPM.Note.SMIME";
     }
     record_.properties->set(PR_MESSAGE_CLASS_W, property_value::of_text(found));
-}
-
-void message_parser::restore_properties(GMimeMessage* message)
-{
-    auto* object = GMIME_OBJECT(message);
-    const char* told = g_mime_object_get_header(object, own_headers::properties_name);
-    if (!told) {
-        return;
-    }
-    name_table& names = record_.store->names;
-    record_.properties = own_headers::from_text(told, names, *record_.properties);
-    own_headers::set_verdict(record_, text_of(g_mime_object_get_header(object, own_headers::verdict_name)));
-    record_.recipients.clear();
-    GMimeHeaderList* headers = g_mime_object_get_header_list(object);
-    const int count = g_mime_header_list_get_count(headers);
-    for (int i = 0; i < count; ++i) {
-        GMimeHeader* header = g_mime_header_list_get_header_at(headers, i);
-        if (winapi::compare_no_case(g_mime_header_get_name(header), own_headers::recipient_name) == 0) {
-            record_.recipients.push_back(own_headers::from_text(text_of(g_mime_header_get_value(header)), names, {}));
-        }
-    }
-}
-
-void message_parser::restore_attachments(GMimeMessage* message)
-{
-    std::map<std::uint32_t, attachment_record> found;
-    std::vector<attachment_record> unnumbered;
-    for (auto& [position, attachment] : record_.attachments) {
-        std::string& told = told_attachments_[position];
-        if (told.empty()) { // the headers of a message with a single part belong to the message
-            told = text_of(g_mime_object_get_header(GMIME_OBJECT(message), own_headers::attachment_name));
-        }
-        std::string_view list = told;
-        const auto number = own_headers::take_number(list);
-        if (number) {
-            attachment.properties = own_headers::from_text(list, record_.store->names, *attachment.properties);
-        }
-        if (!number || !found.emplace(*number, attachment).second) {
-            unnumbered.push_back(attachment);
-        }
-    }
-    std::uint32_t number = found.empty() ? 0 : found.rbegin()->first + 1;
-    for (auto& attachment : unnumbered) {
-        while (found.contains(number)) { // the largest number may be in use
-            ++number;
-        }
-        found.emplace(number, std::move(attachment));
-    }
-    record_.attachments = std::move(found);
 }
 
 } // namespace host

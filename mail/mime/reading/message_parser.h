@@ -1,11 +1,10 @@
 #pragma once
 
-#include "mail/mime/reading/message_reader.h"
 #include "mail/mime/text/gmime_ptr.h"
+#include "mail/mime/text/mail_origin.h"
 #include "store/message_record.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 
@@ -13,13 +12,13 @@ namespace host {
 
 /// Creates a record of one parsed message: selects its bodies, and creates an attachment for every other part. Attached
 /// messages become embedded ones, up to the nesting depth `deepest_embedded`. Deeper messages or multiparts are stored
-/// as a file, and so is a multipart without parts. In a document that this program wrote, the program's own headers
-/// take precedence.
+/// as a file, and so is a multipart without parts. The origin of the record is a mail_origin.
 class message_parser
 {
 public:
-    message_parser(std::shared_ptr<store_context> store, written_by author, int depth = 0);
-    message_record parse(GMimeMessage* message);
+    explicit message_parser(std::shared_ptr<store_context> store, int depth = 0);
+    /// `source` contains the whole document; null for an attached message.
+    message_record parse(GMimeMessage* message, bytes_ptr source);
 
 private:
     /// `alternative`: the part is one of several forms of the body, or inside one.
@@ -39,10 +38,9 @@ private:
     void set_body_kind();
     void hide_inline_images();
     void set_class(GMimeMessage* message);
-    void restore_properties(GMimeMessage* message);
-    void restore_attachments(GMimeMessage* message);
+    /// Returns the origin of the part that is being added.
+    [[nodiscard]] std::shared_ptr<const part_origin> origin_here(GMimeObject* part) const;
 
-    written_by author_;
     int depth_;
     int nesting_ = 0; ///< depth of multiparts
     message_record record_;
@@ -52,7 +50,8 @@ private:
     bool has_html_ = false;
     bool body_closed_ = false; ///< the bodies are found; further texts are attachments
     std::wstring calendar_class_;
-    std::map<std::uint32_t, std::string> told_attachments_; ///< by number: the attachment headers of the document
+    part_path path_; ///< of the part that is being added
+    std::shared_ptr<mail_origin> origin_ = std::make_shared<mail_origin>();
 };
 
 } // namespace host

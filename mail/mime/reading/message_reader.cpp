@@ -4,6 +4,7 @@
 #include "mail/mime/reading/word_cost.h"
 #include "mail/mime/text/gmime_streams.h"
 #include "mail/mime/text/mime_library.h"
+#include "mail/mime/text/own_block.h"
 #include "store/entry_id.h"
 
 #include <algorithm>
@@ -64,8 +65,9 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
                             const std::shared_ptr<store_context>& store, written_by author)
 {
     prepare_mime_library();
-    expect_message(*source);
-    const auto stream = make_bytes_stream(source);
+    const own_block own = author == written_by::this_program ? split_own_block(source) : own_block{source, {}};
+    expect_message(*own.document);
+    const auto stream = make_bytes_stream(own.document);
     const gobject_ptr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
     g_mime_parser_set_persist_stream(parser.get(), TRUE);
     const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(
@@ -73,7 +75,10 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     if (!message) {
         throw unreadable_message("it does not have the form of a message");
     }
-    message_record record = message_parser(store, author).parse(message.get());
+    message_record record = message_parser(store).parse(message.get(), own.document);
+    if (own.document != source) {
+        apply(own.told, record);
+    }
     if (author == written_by::anyone || !record.properties->find(PROP_ID(PR_ENTRYID))) {
         record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(entry_id(*source, origin))));
     }

@@ -1,5 +1,7 @@
 #include "mail/mime/text/gmime_streams.h"
 
+#include "store/joined_bytes.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -288,31 +290,6 @@ host::gobject_ptr<GMimeStream> new_stream(Parts&&... parts)
     return host::gobject_ptr<GMimeStream>(make_stream(std::make_unique<End>(std::forward<Parts>(parts)...), 0, -1));
 }
 
-/// A part of other bytes.
-class window_bytes final : public host::bytes
-{
-public:
-    window_bytes(host::bytes_ptr source, std::uint64_t offset, std::uint64_t size)
-        : source_(std::move(source))
-        , offset_(offset)
-        , size_(size)
-    {}
-    [[nodiscard]] std::uint64_t size() const override { return size_; }
-    std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const override
-    {
-        if (offset >= size_) {
-            return 0;
-        }
-        const std::uint64_t left = size_ - offset;
-        return source_->read(offset_ + offset, destination, count < left ? count : static_cast<std::size_t>(left));
-    }
-
-private:
-    host::bytes_ptr source_;
-    std::uint64_t offset_;
-    std::uint64_t size_;
-};
-
 } // namespace
 
 namespace host {
@@ -322,18 +299,25 @@ gobject_ptr<GMimeStream> make_bytes_stream(bytes_ptr source)
     return new_stream<shared_bytes>(std::move(source));
 }
 
+std::optional<std::pair<std::uint64_t, std::uint64_t>> range_behind(GMimeStream* stream)
+{
+    if (!stream || !G_TYPE_CHECK_INSTANCE_TYPE(stream, host_stream_get_type()) ||
+        !dynamic_cast<const shared_bytes*>(&end_of(stream))) {
+        return std::nullopt;
+    }
+    const auto begin = static_cast<std::uint64_t>(stream->bound_start);
+    const gint64 length = stream_length(stream);
+    return std::pair(begin, begin + (length > 0 ? static_cast<std::uint64_t>(length) : 0));
+}
+
 bytes_ptr bytes_behind(GMimeStream* stream)
 {
-    if (!stream || !G_TYPE_CHECK_INSTANCE_TYPE(stream, host_stream_get_type())) {
+    const auto range = range_behind(stream);
+    if (!range) {
         return nullptr;
     }
-    const auto* const end = dynamic_cast<const shared_bytes*>(&end_of(stream));
-    if (!end) {
-        return nullptr;
-    }
-    const gint64 length = stream_length(stream);
-    return std::make_shared<const window_bytes>(end->source(), static_cast<std::uint64_t>(stream->bound_start),
-                                                length > 0 ? static_cast<std::uint64_t>(length) : 0);
+    return window_of(dynamic_cast<const shared_bytes&>(end_of(stream)).source(), range->first,
+                     range->second - range->first);
 }
 
 gobject_ptr<GMimeStream> make_source_stream(content_ptr content, std::shared_ptr<stream_failure> failure)

@@ -5,8 +5,11 @@
 #include "mail/mime/text/gmime_ptr.h"
 #include "store/bytes.h"
 
+#include <cstdint>
 #include <exception>
 #include <memory>
+#include <optional>
+#include <utility>
 
 // The streams that GMime reads and writes.
 namespace host {
@@ -31,6 +34,9 @@ gobject_ptr<GMimeStream> make_bytes_stream(bytes_ptr source);
 
 /// The bytes that a stream made by make_bytes_stream(), or a substream of it, shows; null for any other stream.
 bytes_ptr bytes_behind(GMimeStream* stream);
+
+/// The range of the source that such a stream shows.
+std::optional<std::pair<std::uint64_t, std::uint64_t>> range_behind(GMimeStream* stream);
 
 /// A stream that reads `content` from its beginning; it can be reset, but not sought. What the content raises is kept
 /// in `failure`.

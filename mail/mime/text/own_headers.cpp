@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <utility>
+#include <vector>
 
 namespace host::own_headers {
 
@@ -14,9 +15,8 @@ namespace {
 constexpr GUID verdict_set{0x876FC580, 0xB672, 0x40CF, {0xB8, 0x53, 0x5D, 0x1F, 0x00, 0x0D, 0x0F, 0xD6}};
 constexpr std::int32_t verdict_number = 1;
 constexpr std::uint32_t first_named = 0x8000;
-constexpr std::string_view number_key = "number=";
 constexpr char separator = ';';
-constexpr char in_document = '@'; ///< replaces a value that the document contains
+constexpr char missing_mark = '!'; ///< precedes the tag of a property that does not exist
 
 template <typename Number>
 bool parse_number(std::string_view text, Number& number, int base = 10)
@@ -67,25 +67,18 @@ std::uint32_t tag_of(std::string_view text, name_table& names)
     return id == 0 ? 0 : PROP_TAG(number, id);
 }
 
-void restore(std::string_view pair, name_table& names, const property_bag& document, property_bag& target)
+void apply_entry(std::string_view entry, name_table& names, property_bag& target)
 {
-    const std::size_t equals = pair.find('=');
-    if (equals == std::string_view::npos) {
-        return;
-    }
-    const std::uint32_t tag = tag_of(pair.substr(0, equals), names);
-    const std::string_view text = pair.substr(equals + 1);
-    if (tag == 0) {
-        return;
-    }
-    if (text.size() == 1 && text.front() == in_document) {
-        if (const property_value* held = document.find(PROP_ID(tag)); held && held->type == PROP_TYPE(tag)) {
-            target.set(tag, *held);
+    if (entry.starts_with(missing_mark)) {
+        if (const std::uint32_t tag = tag_of(entry.substr(1), names); tag != 0) {
+            target.erase(PROP_ID(tag));
         }
         return;
     }
+    const std::size_t equals = entry.find('=');
+    const std::uint32_t tag = equals == std::string_view::npos ? 0 : tag_of(entry.substr(0, equals), names);
     property_value value;
-    if (parse_value(text, PROP_TYPE(tag), value)) {
+    if (tag != 0 && parse_value(entry.substr(equals + 1), PROP_TYPE(tag), value)) {
         target.set(tag, std::move(value));
     }
 }
@@ -118,54 +111,60 @@ void set_verdict(message_record& message, std::string_view text)
     }
 }
 
-std::string to_text(const property_bag& properties, const name_table& names, const listing_rules& rules)
+std::string differences(const named_properties& wanted, const named_properties& document, std::uint32_t left_out)
 {
-    std::string text;
+    const property_bag& properties = wanted.properties;
+    const auto is_comparable = [&](std::uint32_t id) { return id < first_named || &wanted.names == &document.names; };
+    std::vector<std::string> entries;
     for (const std::uint32_t tag : properties.tags()) {
         const std::uint32_t id = PROP_ID(tag);
-        if (id == rules.left_out) {
-            continue;
+        const property_value& value = *properties.find(id);
+        const property_value* other = is_comparable(id) ? document.properties.find(id) : nullptr;
+        if (id != left_out && (!other || other->code_page != value.code_page || !same_value(*other, value))) {
+            entries.push_back(tag_text(tag, wanted.names) + "=" + value_text(value));
         }
-        const bool held = PROP_TYPE(tag) != PT_STRING8 &&
-                          std::find(rules.in_document.begin(), rules.in_document.end(), id) != rules.in_document.end();
-        if (!text.empty()) {
-            text += separator;
+    }
+    for (const std::uint32_t tag : document.properties.tags()) {
+        if (!is_comparable(PROP_ID(tag)) || !properties.find(PROP_ID(tag))) {
+            entries.push_back(missing_mark + tag_text(tag, document.names));
         }
-        text += tag_text(tag, names) + "=" + (held ? std::string(1, in_document) : value_text(*properties.find(id)));
+    }
+    // Identifiers of named properties differ between stores. What does not exist precedes what replaces it.
+    std::sort(entries.begin(), entries.end());
+    std::string text;
+    for (const std::string& entry : entries) {
+        text.append(text.empty() ? 0 : 1, separator).append(entry);
     }
     return text;
 }
 
-std::string numbered(std::uint32_t number, const std::string& list)
+void apply(std::string_view list, name_table& names, property_bag& properties)
 {
-    return number_key.data() + std::to_string(number) + separator + list;
-}
-
-std::optional<std::uint32_t> take_number(std::string_view& text)
-{
-    const std::size_t end = std::min(text.find(separator), text.size());
-    std::uint32_t number = 0;
-    if (!text.starts_with(number_key) ||
-        !parse_number(text.substr(number_key.size(), end - number_key.size()), number)) {
-        return std::nullopt;
-    }
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return number;
-}
-
-std::shared_ptr<property_bag> from_text(std::string_view text, name_table& names, const property_bag& document)
-{
-    std::string compact(text);
-    compact.erase(std::remove_if(compact.begin(), compact.end(), [](unsigned char c) { return c <= ' '; }),
-                  compact.end());
-    auto result = std::make_shared<property_bag>();
+    std::string compact(list);
+    std::erase_if(compact, [](unsigned char c) { return c <= ' '; });
     std::string_view rest = compact;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find(separator), rest.size());
-        restore(rest.substr(0, end), names, document, *result);
+        apply_entry(rest.substr(0, end), names, properties);
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    return result;
+}
+
+std::optional<std::string_view> take_entry(std::string_view& list, std::string_view key)
+{
+    const std::string_view entry = list.substr(0, list.find(separator));
+    if (!entry.starts_with(key) || entry.substr(key.size(), 1) != "=") {
+        return std::nullopt;
+    }
+    list.remove_prefix(std::min(entry.size() + 1, list.size()));
+    return entry.substr(key.size() + 1);
+}
+
+std::optional<std::uint32_t> take_number(std::string_view& list, std::string_view key)
+{
+    const auto text = take_entry(list, key);
+    std::uint32_t number = 0;
+    return text && parse_number(*text, number) ? std::optional(number) : std::nullopt;
 }
 
 } // namespace host::own_headers

@@ -2,7 +2,6 @@
 
 #include "mail/mime/text/charset_names.h"
 #include "mail/mime/text/header_text.h"
-#include "mail/mime/text/own_headers.h"
 #include "mail/mime/writing/header_writer.h"
 #include "mail/mime/writing/message_attachments.h"
 #include "mail/mime/writing/message_properties.h"
@@ -96,10 +95,9 @@ gobject_ptr<GMimeObject> gather(part_maker& parts, const char* subtype, const pa
 class document_composer::message_parts
 {
 public:
-    message_parts(document_composer& owner, IMessage& message, const message_record* kept, int depth)
+    message_parts(document_composer& owner, IMessage& message, int depth)
         : owner_(owner)
         , message_(message)
-        , kept_(kept)
         , depth_(depth)
         , class_(text_property(message, PR_MESSAGE_CLASS_W))
     {}
@@ -110,6 +108,7 @@ public:
         add_bodies();
         if (numbers.size() == 1 && choices_.empty()) {
             if (auto envelope = make_envelope(numbers.front())) {
+                order_.numbers.emplace_back(numbers.front());
                 return envelope;
             }
         }
@@ -118,27 +117,42 @@ public:
             const opened_attachment attachment = open_at(message_, number);
             if (is_calendar(attachment) && !method.empty()) {
                 choices_.push_back(make_calendar(attachment, std::exchange(method, {})));
+                order_.numbers.emplace_back(number);
             } else if (is_image(attachment)) {
                 images_.push_back(make_part(attachment, "inline"));
+                image_numbers_.push_back(number);
             } else {
                 files_.push_back(make_part(attachment, "attachment"));
+                file_numbers_.push_back(number);
             }
         }
+        put_in_order();
         return join();
     }
 
-    /// Returns the identifiers of the bodies that the document contains unchanged.
-    [[nodiscard]] const std::vector<std::uint32_t>& bodies() const noexcept { return bodies_; }
+    /// Returns the attachments in the order of their parts.
+    [[nodiscard]] document_order order() const { return order_; }
 
 private:
+    /// The calendars come first, since they are among the bodies.
+    void put_in_order()
+    {
+        for (const auto* list : {&image_numbers_, &file_numbers_}) {
+            order_.numbers.insert(order_.numbers.end(), list->begin(), list->end());
+        }
+        for (std::uint32_t at = 0; at < order_.numbers.size(); ++at) {
+            if (const auto found = inside_.find(*order_.numbers[at]); found != inside_.end()) {
+                order_.inside.emplace(at, std::move(found->second));
+            }
+        }
+    }
+
     void add_bodies()
     {
         if (ComPtr<IStream> plain = property_stream(message_, PR_BODY_W)) {
-            bodies_.push_back(PROP_ID(PR_BODY_W));
             choices_.push_back(owner_.parts_.body("plain", "utf-8", utf8_content(stream_content(std::move(plain)))));
         }
         if (ComPtr<IStream> html = property_stream(message_, PR_HTML)) {
-            bodies_.push_back(PROP_ID(PR_HTML));
             const std::uint32_t page = number_property(message_, PR_INTERNET_CPID).value_or(0);
             add_html(charset_of_page(page), stream_content(std::move(html)));
         } else if (ComPtr<IStream> text = property_stream(message_, tag::body_html)) {
@@ -236,8 +250,7 @@ private:
         if (!inner) {
             return nullptr;
         }
-        const attachment_record* record = kept_attachment(attachment.number);
-        const auto document = owner_.compose(*inner, record ? record->embedded.get() : nullptr, depth_ + 1);
+        const auto document = owner_.compose(*inner, inside_[attachment.number], depth_ + 1);
         return owner_.parts_.message(document.get());
     }
 
@@ -245,15 +258,6 @@ private:
     {
         ComPtr<IStream> stream = property_stream(*attachment.object, PR_ATTACH_DATA_BIN);
         return stream ? stream_content(std::move(stream)) : text_content({});
-    }
-
-    [[nodiscard]] const attachment_record* kept_attachment(std::uint32_t number) const
-    {
-        if (!kept_) {
-            return nullptr;
-        }
-        const auto found = kept_->attachments.find(number);
-        return found == kept_->attachments.end() ? nullptr : &found->second;
     }
 
     /// The name of a part that contains a message is stored in the disposition only.
@@ -265,68 +269,37 @@ private:
         if (is_plain_word(attachment.content_id)) {
             g_mime_object_set_content_id(&part, attachment.content_id.c_str());
         }
-        if (const attachment_record* record = kept_attachment(attachment.number)) {
-            own_headers::listing_rules rules;
-            if (where != naming::in_disposition) {
-                rules.in_document.push_back(PROP_ID(PR_ATTACH_DATA_BIN));
-            }
-            const std::string list = own_headers::to_text(*record->properties, kept_->store->names, rules);
-            append_raw_header(&part, own_headers::attachment_name,
-                              header_lines(own_headers::numbered(attachment.number, list)));
-        }
     }
 
     document_composer& owner_;
     IMessage& message_;
-    const message_record* kept_;
     int depth_;
     std::wstring class_;
     part_list choices_; ///< forms of the body
     part_list images_;  ///< displayed by the HTML
     part_list files_;
-    std::vector<std::uint32_t> bodies_;
+    std::vector<std::uint32_t> image_numbers_;
+    std::vector<std::uint32_t> file_numbers_;
+    document_order order_;
+    std::map<std::uint32_t, document_order> inside_; ///< by number
     bool has_html_ = false;
 };
-
-namespace {
-
-/// Writes the data that the document cannot express otherwise to the program's own headers.
-void write_own_headers(const message_record& record, std::vector<std::uint32_t> bodies, GMimeMessage* document)
-{
-    GMimeObject* object = GMIME_OBJECT(document);
-    own_headers::listing_rules rules;
-    rules.in_document = std::move(bodies);
-    if (const auto verdict = own_headers::find_verdict(record)) {
-        rules.left_out = verdict->id;
-        append_raw_header(object, own_headers::verdict_name, header_lines(std::to_string(verdict->number)));
-    }
-    append_raw_header(object, own_headers::properties_name,
-                      header_lines(own_headers::to_text(*record.properties, record.store->names, rules)));
-    for (const auto& recipient : record.recipients) {
-        append_raw_header(object, own_headers::recipient_name,
-                          header_lines(own_headers::to_text(*recipient, record.store->names, {})));
-    }
-}
-
-} // namespace
 
 document_composer::document_composer(bool include_bcc, std::shared_ptr<stream_failure> failure)
     : parts_(std::move(failure))
     , include_bcc_(include_bcc)
 {}
 
-gobject_ptr<GMimeMessage> document_composer::compose(IMessage& message, const message_record* kept, int depth)
+gobject_ptr<GMimeMessage> document_composer::compose(IMessage& message, document_order& order, int depth)
 {
     if (depth >= deepest_embedded) {
         throw std::runtime_error("the messages inside one another are too many");
     }
     gobject_ptr<GMimeMessage> document(g_mime_message_new(FALSE));
     write_headers(message, include_bcc_, document.get());
-    message_parts parts(*this, message, kept, depth);
+    message_parts parts(*this, message, depth);
     const auto content = parts.make();
-    if (kept) {
-        write_own_headers(*kept, parts.bodies(), document.get());
-    }
+    order = parts.order();
     g_mime_message_set_mime_part(document.get(), content.get());
     return document;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mail/mime/writing/document_order.h"
 #include "mail/mime/writing/document_parts.h"
 #include "store/message_record.h"
 
@@ -17,10 +18,9 @@ public:
     /// `failure` receives the exceptions of contents while the document is written.
     document_composer(bool include_bcc, std::shared_ptr<stream_failure> failure);
 
-    /// Returns the document of `message`. `kept`, unless null, is the record behind it, whose properties are written to
-    /// the program's own headers. Throws ComError with the store's result, and std::runtime_error if messages are
-    /// nested deeper than a reader supports.
-    gobject_ptr<GMimeMessage> compose(IMessage& message, const message_record* kept, int depth = 0);
+    /// Returns the document of `message`. `order` receives the order of its attachments. Throws ComError with the
+    /// store's result, and std::runtime_error if messages are nested deeper than a reader supports.
+    gobject_ptr<GMimeMessage> compose(IMessage& message, document_order& order, int depth = 0);
 
 private:
     part_maker parts_;

@@ -1,14 +1,11 @@
 #include "mail/mime/writing/message_writer.h"
 
-#include "mail/files/atomic_file.h"
-#include "mail/files/incomplete_source.h"
 #include "mail/mime/text/mime_library.h"
 #include "mail/mime/writing/document_composer.h"
 #include "outlook/qdmailprotect/mapi/com_error.h"
 #include "outlook/qdmailprotect/mapi/result_text.h"
 #include "store/message_object.h"
 
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -45,11 +42,12 @@ private:
     std::string held_;
 };
 
-void write_document(IMessage& message, const message_record* kept, bool include_bcc, const document_sink& sink)
+document_order write_document(IMessage& message, bool include_bcc, const document_sink& sink)
 {
     prepare_mime_library();
     const auto failure = std::make_shared<stream_failure>();
-    const auto document = document_composer(include_bcc, failure).compose(message, kept);
+    document_order order;
+    const auto document = document_composer(include_bcc, failure).compose(message, order);
     const format_options_ptr format = mail_format_options();
     blocks out(sink);
     const auto stream = make_sink_stream([&out](std::string_view piece) { out.write(piece); }, failure);
@@ -59,39 +57,25 @@ void write_document(IMessage& message, const message_record* kept, bool include_
         throw std::runtime_error("the message could not be written as MIME");
     }
     out.flush();
+    return order;
 }
 
 } // namespace
 
 void write_mime(IMessage& message, bool include_bcc, const document_sink& sink)
 {
-    write_document(message, nullptr, include_bcc, sink);
+    write_document(message, include_bcc, sink);
 }
 
-void write_mime(const message_record& message, const mime_document_options& options, const document_sink& sink)
+document_order write_mime(const message_record& message, bool include_bcc, const document_sink& sink)
 {
     const auto refuse = [](const message_record&) { return HRESULT{MAPI_E_NO_ACCESS}; };
     const ComPtr<message_object> object = MakeCom<message_object>(message, false, refuse);
     try {
-        write_document(*object, options.keep_properties ? &message : nullptr, options.include_bcc, sink);
+        return write_document(*object, include_bcc, sink);
     } catch (const ComError& failure) {
         throw std::runtime_error("the message could not be read: 0x" + HexResult(failure.Error()));
     }
-}
-
-void write_eml(const message_record& message, const std::filesystem::path& file)
-{
-    expect_not_its_source(message, file);
-    write_atomically(file, [&message](const std::filesystem::path& temporary) {
-        std::ofstream output(temporary, std::ios::binary | std::ios::trunc);
-        write_mime(message, {true, true}, [&output](std::string_view piece) {
-            output.write(piece.data(), static_cast<std::streamsize>(piece.size()));
-        });
-        output.close();
-        if (!output) {
-            throw std::runtime_error("the file could not be written");
-        }
-    });
 }
 
 } // namespace host

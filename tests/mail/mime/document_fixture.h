@@ -1,6 +1,7 @@
 #pragma once
 
 #include "desk/run/snapshot.h"
+#include "mail/mime/saving/message_saver.h"
 #include "mail/mime/writing/message_writer.h"
 #include "tests/mail/mime/mime_fixture.h"
 #include "tests/store/store_fixture.h"
@@ -12,17 +13,33 @@
 namespace host::test {
 
 /// Returns the document of a message.
-inline std::string document(const message_record& message, const mime_document_options& options = {})
+inline std::string document(const message_record& message, bool include_bcc = true)
 {
     std::string text;
-    write_mime(message, options, [&text](std::string_view piece) { text.append(piece); });
+    write_mime(message, include_bcc, [&text](std::string_view piece) { text.append(piece); });
     return text;
 }
 
 /// Returns the document as saved by this program.
 inline std::string saved_document(const message_record& message)
 {
-    return document(message, {true, true});
+    std::string text;
+    save_message(message, [&text](std::string_view piece) { text.append(piece); });
+    return text;
+}
+
+/// Returns the same message as if it had not been read from a document.
+inline message_record without_origin(const message_record& message)
+{
+    message_record result = message.copy();
+    result.properties->origin(nullptr);
+    for (auto& [number, attachment] : result.attachments) {
+        attachment.properties->origin(nullptr);
+        if (attachment.embedded) {
+            attachment.embedded = std::make_shared<const message_record>(without_origin(*attachment.embedded));
+        }
+    }
+    return result;
 }
 
 inline message_record read_saved(const std::string& text, written_by author = written_by::this_program)

@@ -6,6 +6,8 @@
 #include "tests/support/temporary_folder.h"
 #include "tool/system/conversions.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -69,12 +71,20 @@ void expect_same(const message_record& left, const message_record& right, const 
     }
 }
 
-void expect_round_trip(const message_record& message, const std::string& what)
+std::string expect_same_when_read_again(const message_record& message, const std::string& what)
 {
     const std::string text = saved_document(message);
     const message_record again = read_saved(text);
     EXPECT_EQ(snapshot_text(message), snapshot_text(again)) << what;
     expect_same(message, again, what);
+    EXPECT_EQ(text, saved_document(again)) << what << ": saved once more";
+    return text;
+}
+
+/// Writes a message for which there is no original document.
+void expect_round_trip(const message_record& message, const std::string& what)
+{
+    const std::string text = expect_same_when_read_again(message, what);
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = text.find('\n', start);
         ASSERT_NE(end, std::string::npos) << what << ": the last line has no end";
@@ -106,11 +116,14 @@ protected:
     {
         std::size_t count = 0;
         for (const message_place& place : found_messages(folder.path())) {
-            message_record message = read_message(open_message(place), place.name(), std::make_shared<store_context>());
-            expect_round_trip(message, place.name());
-            EXPECT_EQ(saved_document(message), saved_document(read_saved(saved_document(message)))) << place.name();
-            set_verdict(message, 2);
-            expect_round_trip(message, place.name() + " with a verdict");
+            const bytes_ptr source = open_message(place);
+            message_record message = read_message(source, place.name(), std::make_shared<store_context>());
+            for (const std::string what : {"", " with a verdict"}) {
+                const std::string text = expect_same_when_read_again(message, place.name() + what);
+                EXPECT_THAT(text, testing::EndsWith(to_string(*source))) << place.name();
+                expect_round_trip(without_origin(message), place.name() + what + " without its source");
+                set_verdict(message, 2);
+            }
             ++count;
         }
         return count;

@@ -275,9 +275,8 @@ TEST(mime_document, has_bcc_recipients_when_asked)
     message_record message = note();
     add_recipient(message, MAPI_CC, L"Cleo", L"cleo@example.org");
     add_recipient(message, MAPI_BCC, L"Dan", L"dan@example.org");
-    EXPECT_THAT(document(message, {true, false}),
-                HasSubstr("Cc: Cleo <cleo@example.org>\r\nBcc: Dan <dan@example.org>\r\n"));
-    const std::string without = document(message, {false, false});
+    EXPECT_THAT(document(message, true), HasSubstr("Cc: Cleo <cleo@example.org>\r\nBcc: Dan <dan@example.org>\r\n"));
+    const std::string without = document(message, false);
     EXPECT_THAT(without, HasSubstr("Cc: Cleo"));
     EXPECT_THAT(without, Not(HasSubstr("dan@example.org")));
 }
@@ -546,25 +545,46 @@ TEST(own_headers_in_mail, from_outside_mean_nothing)
     EXPECT_TRUE(stranger.attachments.contains(0));
 }
 
-TEST(own_headers_in_mail, from_outside_are_not_carried_into_our_files)
+TEST(own_headers_in_mail, from_outside_mean_nothing_in_our_files_either)
 {
     const std::string forged =
-        "X-Postwarden-Verdict: 1\n"
-        "X-Postwarden-Properties:\n {876FC580-B672-40CF-B853-5D1F000D0FD6}/#1/0003=n1;1000001F=@\n"
-        "x-postwarden-recipient: 3001001F=tMallory\n";
-    const message_record message = read("From: m@example.org\nSubject: hello\n" + forged +
-                                        "MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=b\n\n"
-                                        "--b\nContent-Type: text/plain\n\ntext\n"
-                                        "--b\nContent-Type: message/rfc822\n\nSubject: inner\n" +
-                                        forged + "\ninner text\n--b--\n");
-    const std::string text = saved_document(message);
-    EXPECT_THAT(text, Not(HasSubstr("\nX-Postwarden-Verdict")));
-    const message_record again = read_saved(text);
-    EXPECT_EQ(take_snapshot(again).verdict_property, std::nullopt);
-    EXPECT_EQ(take_snapshot(*again.attachments.at(0).embedded).verdict_property, std::nullopt);
-    EXPECT_TRUE(again.recipients.empty());
-    EXPECT_EQ(snapshot_text(again), snapshot_text(message));
-    EXPECT_THAT(document(message), Not(HasSubstr("X-Postwarden"))) << "nor into what the scanner gets";
+        "X-Postwarden-Verdict: 1\r\n"
+        "X-Postwarden-Properties:\r\n {876FC580-B672-40CF-B853-5D1F000D0FD6}/#1/0003=n1;0037001F=tother\r\n"
+        "x-postwarden-recipient: 3001001F=tMallory\r\n"
+        "X-Postwarden-Attachment: part=0\r\n"
+        "X-Postwarden-End: 1\r\n";
+    for (const std::string envelope : {"", "From m@example.org Sat Nov 21 09:00:00 2026\r\n"}) {
+        const std::string mail = envelope + forged + "From: m@example.org\r\nSubject: hello\r\n" + forged +
+                                 "MIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n"
+                                 "--b\r\nContent-Type: text/plain\r\n\r\ntext\r\n"
+                                 "--b\r\nContent-Type: message/rfc822\r\n\r\n" +
+                                 forged + "Subject: inner\r\n" + forged + "\r\ninner text\r\n--b--\r\n";
+        const message_record message = read_saved(mail, written_by::anyone);
+        const std::string text = saved_document(message);
+        EXPECT_THAT(text, testing::EndsWith(mail.substr(envelope.size()))) << "the mail is saved as it came";
+        EXPECT_THAT(text, testing::StartsWith(envelope + "X-Postwarden-Properties: 0FFF0102=b"));
+        const message_record again = read_saved(text);
+        EXPECT_EQ(take_snapshot(again).verdict_property, std::nullopt);
+        ASSERT_EQ(again.attachments.size(), 1U);
+        EXPECT_EQ(take_snapshot(*again.attachments.at(0).embedded).verdict_property, std::nullopt);
+        EXPECT_TRUE(again.recipients.empty());
+        EXPECT_EQ(snapshot_text(again), snapshot_text(message));
+        EXPECT_EQ(saved_document(again), text);
+        EXPECT_THAT(document(message), Not(HasSubstr("X-Postwarden"))) << "nor does the scanner get them";
+    }
+}
+
+TEST(own_headers_in_mail, without_the_last_of_them_mean_nothing)
+{
+    message_record saved = note();
+    saved.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of("entry")));
+    std::string text = saved_document(saved);
+    const std::size_t at = text.find("X-Postwarden-End: 1\r\n");
+    ASSERT_NE(at, std::string::npos);
+    EXPECT_EQ(binary(read_saved(text), PR_ENTRYID), "entry");
+    EXPECT_NE(binary(read_saved("X-Other: 1\r\n" + text), PR_ENTRYID), "entry") << "another header precedes them";
+    EXPECT_NE(binary(read_saved(std::string(text).insert(at, "X-Other: 1\r\n")), PR_ENTRYID), "entry");
+    EXPECT_NE(binary(read_saved(text.erase(at, 21)), PR_ENTRYID), "entry");
 }
 
 TEST(own_headers_in_mail, that_are_missing_leave_what_the_mail_tells)

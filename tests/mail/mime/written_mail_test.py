@@ -3,7 +3,7 @@
 
     written_mail_test.py MAIL_COPY SAMPLES
 
-MAIL_COPY writes each message of a folder twice, as a file of this program and as the document for the scanner, and
+MAIL_COPY writes each message of a folder anew, as a file of this program and as the document for the scanner, and
 prints the displayed contents of the message. Both are compared with these contents and with the original mail.
 """
 
