@@ -71,7 +71,7 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     const gobject_ptr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
     g_mime_parser_set_persist_stream(parser.get(), TRUE);
     const gobject_ptr<GMimeMessage> message(g_mime_parser_construct_message(
-        parser.get(), has_costly_words(*source) ? bounded_options() : lenient_options()));
+        parser.get(), has_costly_words(*own.document) ? bounded_options() : lenient_options()));
     if (!message) {
         throw unreadable_message("it does not have the form of a message");
     }

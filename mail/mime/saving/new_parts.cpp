@@ -80,8 +80,9 @@ std::string name_of(const attachment_record& attachment)
 
 draft_ptr plain_part(const message_record& message, const std::string& line_end)
 {
-    const std::string text = text_property_of(*message.properties, PR_BODY_W);
-    return make_leaf("Content-Type: text/plain; charset=utf-8" + line_end, *bytes_of(text), true, line_end);
+    const property_value* body = message.properties->find(PROP_ID(PR_BODY_W));
+    const bytes_ptr text = body ? body->narrow(winapi::code_page_utf8) : bytes_of({});
+    return make_leaf("Content-Type: text/plain; charset=utf-8" + line_end, *text, true, line_end);
 }
 
 draft_ptr html_part(const message_record& message, const std::string& line_end)

@@ -168,8 +168,9 @@ void apply(const told_message& told, message_record& message)
     }
     for (const std::string& list : told.recipients) {
         if (list != own_headers::no_recipients) {
-            message.recipients.push_back(std::make_shared<property_bag>());
-            own_headers::apply(list, names, *message.recipients.back());
+            auto recipient = std::make_shared<property_bag>();
+            own_headers::apply(list, names, *recipient);
+            message.recipients.push_back(std::move(recipient));
         }
     }
     apply_attachments(told, message);

@@ -6,7 +6,7 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t block_size = 65536;
+constexpr std::size_t bytes_at_once = 65536;
 
 } // namespace
 
@@ -19,7 +19,7 @@ bool source_lines::fill()
 {
     offset_ += block_.size();
     used_ = 0;
-    block_.resize(std::min<std::uint64_t>(block_size, size_ - offset_));
+    block_.resize(std::min<std::uint64_t>(bytes_at_once, size_ - offset_));
     block_.resize(block_.empty() ? 0 : source_.read(offset_, block_.data(), block_.size()));
     return !block_.empty();
 }

@@ -72,7 +72,7 @@ bytes_ptr draft_writer::write()
     const part_place& whole = from_.whole_;
     write_message_headers();
     if (is_intact(root) && whole.has_blank_line) {
-        copy(whole.headers_end(), whole.end);
+        copy(whole.headers_end, whole.end);
     } else {
         write_line_end();
         write_contents(root);
@@ -124,7 +124,7 @@ void draft_writer::write_message_headers()
         out_.add(is_description ? std::exchange(described, {})
                                 : std::exchange(lines[static_cast<std::size_t>(change - from_.headers_.begin())], {}));
     }
-    const std::uint64_t headers_end = whole.headers_end();
+    const std::uint64_t headers_end = whole.headers_end;
     copy(at, std::max(at, headers_end));
     if (headers_end > whole.begin && text_of_range(*from_.source_, headers_end - 1, headers_end) != "\n") {
         write_line_end();
@@ -162,7 +162,7 @@ void draft_writer::write_headers(const draft_part& part)
             at = header.end;
         }
     }
-    copy(at, std::max(at, place.headers_end()));
+    copy(at, std::max(at, place.headers_end));
     out_.add(part.headers);
     write_line_end();
 }

@@ -110,6 +110,7 @@ private:
             advance();
         }
         part.has_blank_line = !at_delimiter();
+        part.headers_end = position();
         if (part.has_blank_line) {
             advance();
         }

@@ -22,12 +22,13 @@ struct header_place
 /// copied as it is. An attached message is a part like a file.
 struct part_place
 {
-    std::uint64_t begin = 0;     ///< of the headers
-    std::uint64_t body = 0;      ///< of the contents
-    std::uint64_t end = 0;       ///< of the contents; the line end ahead of a delimiter belongs to the delimiter
-    bool has_blank_line = false; ///< an empty line ends the headers
-    std::string type;            ///< in lower case, such as "multipart/mixed"
-    std::string boundary;        ///< empty for everything but a multipart
+    std::uint64_t begin = 0;       ///< of the headers
+    std::uint64_t headers_end = 0; ///< without the empty line
+    std::uint64_t body = 0;        ///< of the contents
+    std::uint64_t end = 0;         ///< of the contents; the line end ahead of a delimiter belongs to the delimiter
+    bool has_blank_line = false;   ///< an empty line ends the headers
+    std::string type;              ///< in lower case, such as "multipart/mixed"
+    std::string boundary;          ///< empty for everything but a multipart
     std::vector<header_place> headers;
 
     /// The parts of a multipart, and the begin of the delimiter line ahead of each.
@@ -41,8 +42,6 @@ struct part_place
     {
         return number + 1 < delimiters.size() ? delimiters[number + 1] : closing;
     }
-    /// Returns the end of the header lines.
-    [[nodiscard]] std::uint64_t headers_end() const { return headers.empty() ? begin : headers.back().end; }
 };
 
 /// The depth of multiparts below which a part is not divided.

@@ -4,9 +4,9 @@
 // object per line: the file, its source, and how many attachments the message has.
 
 #include "desk/run/snapshot.h"
-#include "mail/files/mailbox.h"
 #include "mail/mime/reading/message_reader.h"
 #include "mail/mime/saving/message_saver.h"
+#include "tests/mail/inputs/found_messages.h"
 #include "tool/system/conversions.h"
 
 #include <nlohmann/json.hpp>
@@ -125,7 +125,7 @@ int main(int count, char** arguments)
     }
     try {
         editing tool(arguments[2]);
-        for (const message_place& place : find_messages(arguments[1])) {
+        for (const message_place& place : test::found_messages(arguments[1])) {
             tool.edit(place);
         }
         return 0;
