@@ -70,7 +70,7 @@ private:
 };
 
 /// Returns the registry value that sends the add-in's trace to this process's listener. The level includes at least the
-/// course of a check, and every level that the logs of this process record.
+/// steps of the protocol, which name the threats, and every level that the logs of this process record.
 registry_value trace_setting()
 {
     const auto is_taken = [](logging::priority::level_type level) {
@@ -78,7 +78,7 @@ registry_value trace_setting()
                logging::icap_log().enabled(level) || logging::wpx_log().enabled(level);
     };
     logging::priority::level_type level = logging::priority::off - 1;
-    while (level > logging::priority::course && !is_taken(level)) {
+    while (level > logging::priority::detail && !is_taken(level)) {
         --level;
     }
     return {std::wstring(winapi::registry_names::trace_key), std::wstring(winapi::registry_names::trace_configuration),

@@ -26,8 +26,8 @@ taken back at the end; if mailhost is killed, by the next one.
 
 What is missing in a damaged message file that still opens is reported on standard error, with --json in an array
 "warnings". ANSWERED counts the objects that the service judged out of those that it should have judged, "answered"
-of --json describes each one. Both follow from the trace of the add-in, which contains the name of a threat only
-with --log-level 500.
+of --json describes each one. Both follow from the trace of the add-in, which does not name the threat of a
+repaired object.
 
 Examples:
   mailhost --json message.msg
