@@ -18,6 +18,7 @@ int wmain(int count, wchar_t** arguments)
         given.erase(given.begin());
     }
     std::vector<std::string> options;
+    options.reserve(given.size());
     for (const std::wstring& one : given) {
         options.push_back(winapi::conv_to_char(one));
     }

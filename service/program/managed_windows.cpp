@@ -102,6 +102,7 @@ bool run_as_service(const std::vector<std::string>& arguments)
 std::vector<std::string> problems_of_service(const std::vector<std::wstring>& options)
 {
     std::vector<std::string> arguments;
+    arguments.reserve(options.size());
     for (const std::wstring& option : options) {
         arguments.push_back(winapi::conv_to_char(option));
     }
