@@ -22,8 +22,8 @@ public:
         line.append(logging::written_line(level, logger_name, static_cast<std::uint64_t>(::gettid()), text))
             .push_back('\n');
         const std::lock_guard guard(lock_);
-        std::fwrite(line.data(), 1, line.size(), stderr);
-        std::fflush(stderr);
+        (void)std::fwrite(line.data(), 1, line.size(), stderr);
+        (void)std::fflush(stderr);
     }
 
 private:
