@@ -22,8 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 using clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds longest_survey{1};
-constexpr std::size_t columns_of_number = 7; ///< "#123456"
+constexpr std::chrono::milliseconds longest_survey{800}; // the progress begins within a second
+constexpr std::size_t columns_of_number = 7;             ///< "#123456"
 
 /// Returns the columns of the largest number that a message of an mbox of this size may have, with the "#".
 std::size_t number_columns(std::uint64_t bytes)
@@ -87,7 +87,7 @@ private:
 
     void add_folder(const fs::path& folder)
     {
-        folder_walk walk(folder, recursive_, wanted_);
+        folder_walk walk(folder, recursive_, wanted_, walk_order::as_read);
         while (in_time()) {
             try {
                 const auto file = walk.next();

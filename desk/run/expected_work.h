@@ -18,9 +18,9 @@ struct expected_work
     std::optional<std::uint64_t> bytes;    ///< on disk; unknown if there is a stream
 };
 
-/// Examines the names of the inputs, and the sizes of the files if `with_sizes`, without opening folders' files. Inputs
-/// that cannot be read are left out. Folders so large or so slow that this takes more than a second are examined in
-/// part; the numbers are then unknown.
+/// Examines the names of the inputs, and the sizes of the files if `with_sizes`. Opens only files whose name does not
+/// show whether they are an mbox. Inputs that cannot be read are left out. Folders so large or so slow that this takes
+/// more than 0.8 seconds are examined in part; the numbers are then unknown.
 expected_work expect_work(const std::vector<std::string>& paths, bool recursive, bool with_sizes,
                           wanted_files wanted = wanted_files::mail);
 

@@ -114,9 +114,10 @@ folder_kind kind_of_folder(const fs::path& folder)
                                                                                         : folder_kind::plain;
 }
 
-folder_walk::folder_walk(const fs::path& folder, bool recursive, wanted_files wanted)
+folder_walk::folder_walk(const fs::path& folder, bool recursive, wanted_files wanted, walk_order order)
     : recursive_(recursive)
     , wanted_(wanted)
+    , order_(order)
     , place_(folder)
 {
     enter(folder);
@@ -129,12 +130,14 @@ void folder_walk::enter(const fs::path& folder)
         throw std::runtime_error("the folder is too deep inside of others");
     }
     const folder_kind kind = wanted_ == wanted_files::all ? folder_kind::plain : kind_of_folder(folder);
-    const name_order order = kind == folder_kind::mh ? name_order::by_number : name_order::by_text;
+    const auto order = [this](name_order sorted) {
+        return order_ == walk_order::sorted ? sorted : name_order::as_read;
+    };
     levels_.push_back(
         {folder,
-         sorted_names(folder, order,
+         folder_names(folder, order(kind == folder_kind::mh ? name_order::by_number : name_order::by_text),
                       [kind, this](const fs::directory_entry& entry) { return is_wanted_file(entry, kind, wanted_); }),
-         sorted_names(folder, name_order::by_text,
+         folder_names(folder, order(name_order::by_text),
                       [kind, this](const fs::directory_entry& entry) { return is_wanted_folder(entry, kind); })});
 }
 

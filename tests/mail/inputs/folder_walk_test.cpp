@@ -11,6 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::UnorderedElementsAreArray;
 namespace fs = std::filesystem;
 
 constexpr const char* envelope_line = "From a@example.com Mon Mar 11 16:42:10 2024\n";
@@ -23,11 +24,19 @@ protected:
         fs::create_directories((folder.path() / name).parent_path());
         folder.write(name, text);
     }
+    /// Returns the names of the files in sorted order.
     [[nodiscard]] std::vector<std::string> walk(bool recursive, const std::string& inner = "",
                                                 wanted_files wanted = wanted_files::mail) const
     {
+        const auto sorted = names_of(walk_order::sorted, recursive, inner, wanted);
+        EXPECT_THAT(names_of(walk_order::as_read, recursive, inner, wanted), UnorderedElementsAreArray(sorted));
+        return sorted;
+    }
+    [[nodiscard]] std::vector<std::string> names_of(walk_order order, bool recursive, const std::string& inner,
+                                                    wanted_files wanted) const
+    {
         const fs::path begin = inner.empty() ? folder.path() : folder.path() / inner;
-        folder_walk files(begin, recursive, wanted);
+        folder_walk files(begin, recursive, wanted, order);
         std::vector<std::string> names;
         while (const auto file = files.next()) {
             names.push_back(file->lexically_relative(folder.path()).generic_string());
@@ -106,12 +115,14 @@ TEST_F(FolderWalk, ReturnsEveryFileWhereAllAreWanted)
     EXPECT_THAT(walk(true, "", wanted_files::all), ElementsAre("a", "b.pdf", "cur/1", "new/2", "tmp/3"));
 }
 
-TEST_F(FolderWalk, TellsAFolderThatCannotBeReadOnce)
+TEST_F(FolderWalk, ReportsAFolderThatCannotBeReadOnce)
 {
-    folder_walk files(folder.path() / "missing", true, wanted_files::mail);
-    EXPECT_THROW(files.next(), std::runtime_error);
-    EXPECT_EQ(folder.path() / "missing", files.place());
-    EXPECT_FALSE(files.next());
+    for (const walk_order order : {walk_order::sorted, walk_order::as_read}) {
+        folder_walk files(folder.path() / "missing", true, wanted_files::mail, order);
+        EXPECT_THROW(files.next(), std::runtime_error);
+        EXPECT_EQ(folder.path() / "missing", files.place());
+        EXPECT_FALSE(files.next());
+    }
 }
 
 TEST_F(FolderWalk, EndsWhereFoldersAreTooDeep)
@@ -128,24 +139,37 @@ TEST_F(FolderWalk, EndsWhereFoldersAreTooDeep)
     EXPECT_FALSE(files.next());
 }
 
-TEST(SortedNames, AreTheSameForEveryBatch)
+std::vector<std::string> names_in(const fs::path& folder, name_order order, std::size_t batch)
+{
+    folder_names names(
+        folder, order, [](const auto&) { return true; }, batch);
+    std::vector<std::string> found;
+    while (const auto name = names.next()) {
+        found.push_back(text_of_path(*name));
+    }
+    EXPECT_FALSE(names.next());
+    return found;
+}
+
+TEST(FolderNames, AreTheSameForEveryBatch)
 {
     const temporary_folder folder;
-    std::vector<std::string> expected;
+    std::vector<std::string> by_text;
     std::mt19937 random(1);
     for (int i = 0; i < 200; ++i) {
-        expected.push_back(std::to_string(random()));
-        folder.write(expected.back(), "");
+        by_text.push_back(std::to_string(random() >> (i % 20)));
+        folder.write(by_text.back(), "");
     }
-    std::sort(expected.begin(), expected.end());
+    std::sort(by_text.begin(), by_text.end());
+    by_text.erase(std::unique(by_text.begin(), by_text.end()), by_text.end());
+    std::vector<std::string> by_number = by_text;
+    std::sort(by_number.begin(), by_number.end(),
+              [](const auto& left, const auto& right) { return std::stoul(left) < std::stoul(right); });
+    ASSERT_NE(by_text, by_number);
     for (const std::size_t batch : {1U, 7U, 199U, 200U, 201U, 1000U}) {
-        sorted_names names(
-            folder.path(), name_order::by_text, [](const auto&) { return true; }, batch);
-        std::vector<std::string> found;
-        while (const auto name = names.next()) {
-            found.push_back(text_of_path(*name));
-        }
-        EXPECT_THAT(found, ElementsAreArray(expected)) << batch;
+        EXPECT_THAT(names_in(folder.path(), name_order::by_text, batch), ElementsAreArray(by_text)) << batch;
+        EXPECT_THAT(names_in(folder.path(), name_order::by_number, batch), ElementsAreArray(by_number)) << batch;
+        EXPECT_THAT(names_in(folder.path(), name_order::as_read, batch), UnorderedElementsAreArray(by_text)) << batch;
     }
 }
 

@@ -1,4 +1,4 @@
-#include "mail/inputs/sorted_names.h"
+#include "mail/inputs/folder_names.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -39,14 +39,15 @@ bool is_number(const fs::path& name)
     return consists_of_digits(name.native());
 }
 
-sorted_names::sorted_names(fs::path folder, name_order order, filter wanted, std::size_t batch)
+folder_names::folder_names(fs::path folder, name_order order, filter wanted, std::size_t batch)
     : folder_(std::move(folder))
     , order_(order)
     , wanted_(std::move(wanted))
     , batch_(batch)
+    , name_begin_((folder_ / "").native().size())
 {}
 
-bool sorted_names::is_less(const name& left, const name& right) const
+bool folder_names::is_less(name_view left, name_view right) const
 {
     if (order_ == name_order::by_number) {
         const bool left_number = consists_of_digits(left);
@@ -60,14 +61,44 @@ bool sorted_names::is_less(const name& left, const name& right) const
     return left < right;
 }
 
-/// Reads the lowest names above the last one that was returned. The heap has the highest of them in front.
-void sorted_names::read_batch()
+void folder_names::end_by(const std::error_code& problem)
 {
-    const auto less = [this](const name& left, const name& right) { return is_less(left, right); };
+    ended_ = true;
+    names_.clear();
+    throw std::runtime_error("the folder cannot be read: " + problem.message());
+}
+
+/// Reads the next name in the order of the file system.
+void folder_names::read_on()
+{
+    std::error_code problem;
+    if (begun_) {
+        entry_.increment(problem);
+    } else {
+        entry_ = fs::directory_iterator(folder_, problem);
+        begun_ = true;
+    }
+    while (!problem && entry_ != fs::directory_iterator() && !wanted_(*entry_)) {
+        entry_.increment(problem);
+    }
+    if (problem) {
+        end_by(problem);
+    }
+    ended_ = entry_ == fs::directory_iterator();
+    if (!ended_) {
+        names_.push_back(entry_->path().native().substr(name_begin_));
+    }
+}
+
+/// Reads the lowest names above the last one that was returned. The heap has the highest of them in front.
+void folder_names::read_batch()
+{
+    const auto less = [this](const auto& left, const auto& right) { return is_less(left, right); };
     std::error_code problem;
     fs::directory_iterator entry(folder_, problem);
     for (; !problem && entry != fs::directory_iterator(); entry.increment(problem)) {
-        name candidate = entry->path().filename().native();
+        // Most entries of a large folder are skipped: their names are not copied.
+        const name_view candidate = name_view(entry->path().native()).substr(name_begin_);
         const bool full = names_.size() == batch_;
         if ((last_ && !less(*last_, candidate)) || (full && !less(candidate, names_.front())) || !wanted_(*entry)) {
             continue;
@@ -76,23 +107,21 @@ void sorted_names::read_batch()
             std::pop_heap(names_.begin(), names_.end(), less);
             names_.pop_back();
         }
-        names_.push_back(std::move(candidate));
+        names_.emplace_back(candidate);
         std::push_heap(names_.begin(), names_.end(), less);
     }
     if (problem) {
-        ended_ = true;
-        names_.clear();
-        throw std::runtime_error("the folder cannot be read: " + problem.message());
+        end_by(problem);
     }
     ended_ = names_.size() < batch_;
     std::sort_heap(names_.begin(), names_.end(), less);
     std::reverse(names_.begin(), names_.end());
 }
 
-std::optional<fs::path> sorted_names::next()
+std::optional<fs::path> folder_names::next()
 {
     if (names_.empty() && !ended_) {
-        read_batch();
+        order_ == name_order::as_read ? read_on() : read_batch();
     }
     if (names_.empty()) {
         return std::nullopt;
