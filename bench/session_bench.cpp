@@ -1,15 +1,14 @@
-// Scans over pooled sessions against a peer that only reads and answers 204, and the same bytes over a bare socket.
+// Scans over pooled sessions against a peer that only reads and answers 204, beside the same bytes over bare sockets.
 
-#include "bench/checked_state.h"
+#include "bench/contest.h"
 #include "bench/once.h"
 #include "bench/sink_peer.h"
 #include "tool/icap_client/session_manager.h"
 #include "tool/web/body_store.h"
-#include "tool/web/io_file.h"
-#include "tool/web/io_memory.h"
+#include "tool/web/io_data.h"
 
-#include <benchmark/benchmark.h>
-
+#include <algorithm>
+#include <future>
 #include <memory>
 #include <string>
 #include <sys/socket.h>
@@ -35,7 +34,7 @@ std::shared_ptr<web::io_data> make_body(std::uint64_t size)
     return body;
 }
 
-icap::client::scan_mail mail(std::shared_ptr<web::io_data> body)
+icap::client::scan_mail mail(std::uint64_t body_size)
 {
     icap::client::scan_mail record;
     record.user_name = "S-1-5-21-0-0-0-1000";
@@ -43,96 +42,161 @@ icap::client::scan_mail mail(std::shared_ptr<web::io_data> body)
     record.subject = "[From:a][Subject:b][Time:c]";
     record.tag = "<bench@example.org>";
     record.mime_type = "text/html";
-    record.data = std::move(body);
+    record.data = make_body(body_size);
     record.timeout = 60000;
     return record;
 }
 
-std::shared_ptr<icap::client::session_manager> make_pool(std::uint16_t port)
+/// Runs `work(n)` on each of `threads` threads, where the n add up to `count`.
+template <typename Work>
+void share(std::uint64_t count, std::size_t threads, const Work& work)
 {
-    return std::make_shared<icap::client::session_manager>(
-        icap::client::session_manager_parameters{L"127.0.0.1", port, L"/bench"}, 1U);
-}
-
-/// A scan of the session, which is as good afterwards as before, that ends with a clean verdict.
-bool scan(const std::shared_ptr<icap::client::session_manager>& pool, const icap::client::scan_mail& record)
-{
-    icap::client::session_lease lease(pool);
-    icap::client::session::answer_ptr answer;
-    return lease->scan(record, answer) == ScanResult::Clean && !lease->is_invalid();
-}
-
-/// A scan that fails counts as clean, so that only the peer knows what was scanned.
-void expect_scans(benchmark::State& state, const bench::sink_peer& peer, std::uint64_t count, std::uint64_t size)
-{
-    bench::expect(state, peer.scans() == count, "not every body was scanned");
-    bench::expect(state, peer.scanned_bytes() == count * size, "bodies of another size were scanned");
-}
-
-void scan_small(benchmark::State& state)
-{
-    static std::unique_ptr<bench::sink_peer> peer;
-    static std::shared_ptr<icap::client::session_manager> pool;
-    if (state.thread_index() == 0) {
-        peer = std::make_unique<bench::sink_peer>(bench::sink_peer::kind::icap);
-        pool = make_pool(peer->port());
+    std::vector<std::future<void>> all;
+    for (std::size_t index = 0; index < threads; ++index) {
+        const std::uint64_t part = (count + index) / threads;
+        all.push_back(std::async(std::launch::async, [&work, part, index] { work(part, index); }));
     }
-    const auto record = mail(make_body(small_body));
-    for (auto _ : state) {
-        if (!bench::expect(state, scan(pool, record), "not judged clean")) {
-            break;
+    std::for_each(all.begin(), all.end(), [](std::future<void>& one) { one.get(); });
+}
+
+/// Mail scans of bodies of one size over a pool of sessions, with a peer of their own.
+class scans
+{
+public:
+    explicit scans(std::uint64_t body_size)
+        : record_(mail(body_size))
+        , size_(body_size)
+        , peer_(bench::sink_peer::kind::icap)
+        , pool_(std::make_shared<icap::client::session_manager>(
+              icap::client::session_manager_parameters{L"127.0.0.1", peer_.port(), L"/bench"}, 1U))
+    {
+        scan(1);
+        const auto before = peer_.received();
+        scan(1);
+        bytes_on_wire_ = peer_.received() - before;
+    }
+    scans(const scans&) = delete;
+    scans& operator=(const scans&) = delete;
+    ~scans() { pool_->terminate(); }
+
+    /// Returns the bytes that one scan sends.
+    [[nodiscard]] std::uint64_t bytes_on_wire() const noexcept { return bytes_on_wire_; }
+
+    void scan(std::uint64_t count)
+    {
+        for (; count > 0; --count) {
+            icap::client::session_lease lease(pool_);
+            icap::client::session::answer_ptr answer;
+            bench::require(lease->scan(record_, answer) == ScanResult::Clean && !lease->is_invalid(),
+                           "not judged clean");
+            ++done_;
         }
     }
-    state.SetItemsProcessed(state.iterations());
-    if (state.thread_index() == 0) { // the others have left their loops
-        const auto scans = static_cast<std::uint64_t>(state.iterations() * state.threads());
-        expect_scans(state, *peer, scans, small_body);
-        pool->terminate();
-        pool.reset();
-        peer.reset();
-    }
-}
-BENCHMARK(scan_small)->Threads(1)->Threads(8)->UseRealTime();
 
-void scan_large(benchmark::State& state)
-{
-    const bench::sink_peer peer(bench::sink_peer::kind::icap);
-    const auto pool = make_pool(peer.port());
-    const auto size = bench::usual_or_once(large_body, large_body_once);
-    const auto record = mail(make_body(size));
-    for (auto _ : state) {
-        if (!bench::expect(state, scan(pool, record), "not judged clean")) {
-            break;
-        }
+    /// A scan that fails counts as clean, so that only the peer knows what was scanned.
+    void check() const
+    {
+        bench::require(peer_.scans() == done_, "not every body was scanned");
+        bench::require(peer_.scanned_bytes() == done_ * size_, "bodies of another size were scanned");
     }
-    expect_scans(state, peer, static_cast<std::uint64_t>(state.iterations()), size);
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
-}
-BENCHMARK(scan_large)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-void bare_socket(benchmark::State& state)
+private:
+    icap::client::scan_mail record_;
+    std::uint64_t size_;
+    bench::sink_peer peer_;
+    std::shared_ptr<icap::client::session_manager> pool_;
+    std::atomic<std::uint64_t> done_{0};
+    std::uint64_t bytes_on_wire_ = 0;
+};
+
+/// The bytes of a scan over bare connections, in writes of one size, and the answer.
+class bare_exchanges
 {
-    const auto size = static_cast<std::uint64_t>(state.range(0));
-    const bench::sink_peer peer(bench::sink_peer::kind::bare, size);
-    const int connection = bench::connect_to(peer.port());
-    const std::vector<char> block(write_size, 'x');
-    for (auto _ : state) {
-        ssize_t written = 0;
-        for (std::uint64_t left = size; left > 0; left -= write_size) {
-            written += send(connection, block.data(), block.size(), MSG_NOSIGNAL);
-        }
-        char answer = 0;
-        if (!bench::expect(state, written == static_cast<ssize_t>(size), "short write") ||
-            !bench::expect(state, recv(connection, &answer, 1, 0) == 1, "no answer")) {
-            break;
+public:
+    bare_exchanges(std::uint64_t bytes, std::size_t block_size, std::size_t connections)
+        : bytes_(bytes)
+        , block_(block_size, 'x')
+        , peer_(bench::sink_peer::kind::bare, bytes)
+    {
+        for (std::size_t index = 0; index < connections; ++index) {
+            connections_.push_back(bench::connect_to(peer_.port()));
         }
     }
-    const auto sent = static_cast<std::uint64_t>(state.iterations()) * size;
-    bench::expect(state, peer.received() == sent, "the peer got another number of bytes");
-    ::close(connection);
-    state.SetItemsProcessed(state.iterations());
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
+    bare_exchanges(const bare_exchanges&) = delete;
+    bare_exchanges& operator=(const bare_exchanges&) = delete;
+    ~bare_exchanges()
+    {
+        for (const int connection : connections_) {
+            ::close(connection);
+        }
+    }
+
+    void exchange(std::uint64_t count, std::size_t connection) const
+    {
+        const int socket = connections_[connection];
+        for (; count > 0; --count) {
+            for (std::uint64_t left = bytes_; left > 0;) {
+                const auto size = std::min<std::uint64_t>(left, block_.size());
+                bench::require(send(socket, block_.data(), size, MSG_NOSIGNAL) == static_cast<ssize_t>(size),
+                               "short write");
+                left -= size;
+            }
+            char answer[4096];
+            bench::require(recv(socket, answer, sizeof answer, 0) == static_cast<ssize_t>(bench::clean_reply.size()),
+                           "no answer");
+        }
+    }
+
+private:
+    std::uint64_t bytes_;
+    std::vector<char> block_;
+    bench::sink_peer peer_;
+    std::vector<int> connections_;
+};
+
+void compare_small(bench::contests& all, std::size_t threads, double goal)
+{
+    const std::string work = "scans of 4 KiB, threads: " + std::to_string(threads);
+    if (!all.is_wanted(work)) {
+        return;
+    }
+    scans ours(small_body);
+    const bare_exchanges floor(ours.bytes_on_wire(), ours.bytes_on_wire(), threads);
+    const auto scan = [&](std::uint64_t count) {
+        share(count, threads, [&](std::uint64_t part, std::size_t) { ours.scan(part); });
+    };
+    const auto exchange = [&](std::uint64_t count) {
+        share(count, threads, [&](std::uint64_t part, std::size_t index) { floor.exchange(part, index); });
+    };
+    all.hold({work,
+              {"pooled sessions", scan, {}},
+              {{{"the same bytes over bare sockets", exchange, {}}, bench::ratio::speed, goal}}});
+    ours.check();
 }
-BENCHMARK(bare_socket)->Arg(small_body)->Arg(large_body)->UseRealTime();
+
+void compare_large(bench::contests& all)
+{
+    const std::string work = "scan of 64 MiB";
+    if (!all.is_wanted(work)) {
+        return;
+    }
+    scans ours(bench::usual_or_once(large_body, large_body_once));
+    const bare_exchanges floor(ours.bytes_on_wire(), write_size, 1);
+    all.hold({work,
+              {"a pooled session", [&](std::uint64_t count) { ours.scan(count); }, {}},
+              {{{"bare writes of 4096 bytes", [&](std::uint64_t count) { floor.exchange(count, 0); }, {}},
+                bench::ratio::speed,
+                1.0}}});
+    ours.check();
+}
 
 } // namespace
+
+int main(int count, char** arguments)
+{
+    return bench::run_contests(count, arguments, [](bench::contests& all) {
+        compare_small(all, 1, 0.4);
+        compare_small(all, 8, 0.6);
+        compare_large(all);
+    });
+}

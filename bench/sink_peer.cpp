@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::string_view options_reply = "ICAP/1.0 200 OK\r\nMethods: REQMOD, RESPMOD\r\nISTag: \"bench\"\r\n"
                                            "Preview: 0\r\nEncapsulated: null-body=0\r\n\r\n";
-constexpr std::string_view clean_reply =
-    "ICAP/1.0 204 No Content\r\nISTag: \"bench\"\r\nEncapsulated: null-body=0\r\n\r\n";
 
 sockaddr_in loopback(std::uint16_t port)
 {
@@ -142,7 +140,7 @@ void sink_peer::serve(int connection)
         shutdown(connection, SHUT_RDWR);
         return;
     }
-    while (discard(connection, pending, message_size_, received_) && send_all(connection, "!")) {
+    while (discard(connection, pending, message_size_, received_) && send_all(connection, clean_reply)) {
     }
 }
 
