@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -186,11 +187,12 @@ private:
         }
     }
 
-    /// The headers of the part remain.
+    /// The headers of the part remain, unless they specify a structure that base64 hides.
     void replace_contents(std::uint32_t number, draft_part& part)
     {
         draft_ptr fresh = new_attachment(number);
-        if (&part == &draft_.root()) {
+        const std::string_view type = part.place->type;
+        if (&part == &draft_.root() || type.starts_with("multipart/") || type.starts_with("message/")) {
             draft_.replace(part, std::move(fresh));
             return;
         }
@@ -200,32 +202,28 @@ private:
 
     void edit_bodies()
     {
+        const bool plain_goes = changes_.plain == part_change::removed;
+        const bool html_goes = changes_.html == part_change::removed;
         draft_part* plain = origin_.plain ? draft_.find(origin_.plain->path) : nullptr;
         draft_part* html = origin_.html ? draft_.find(origin_.html->path) : nullptr;
-        const bool plain_goes = plain && changes_.plain == part_change::removed;
-        const bool html_goes = html && changes_.html == part_change::removed;
         if (changes_.html == part_change::replaced) {
-            put_html(html ? html : plain_goes ? plain : nullptr, html ? nullptr : plain);
-            if (!html && plain_goes) {
-                return;
-            }
+            draft_part* const old = html ? html : plain_goes ? std::exchange(plain, nullptr) : nullptr;
+            html = &put_html(old, plain);
         }
         if (changes_.plain == part_change::replaced) {
-            put_plain(plain ? plain : html_goes ? html : nullptr, plain ? nullptr : html);
-            if (!plain && html_goes) {
-                return;
-            }
+            draft_part* const old = plain ? plain : html_goes ? std::exchange(html, nullptr) : nullptr;
+            put_plain(old, html);
         }
-        if (plain_goes) {
+        if (plain && plain_goes) {
             draft_.remove(*plain);
         }
-        if (html_goes) {
+        if (html && html_goes) {
             draft_.remove(*html);
         }
     }
 
-    /// Puts the HTML in the place of `old`, else beside the text `other`, else at the beginning.
-    void put_html(draft_part* old, draft_part* other)
+    /// Puts the HTML in the place of `old`, else beside the text `other`, else at the beginning. Returns its part.
+    draft_part& put_html(draft_part* old, draft_part* other)
     {
         draft_ptr part = html_part(message_, draft_.line_end());
         draft_part& html = *part;
@@ -237,6 +235,7 @@ private:
             draft_.put_first(std::move(part));
         }
         put_images(html);
+        return html;
     }
 
     /// The added images that the HTML displays are put beside it.
