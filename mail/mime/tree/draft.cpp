@@ -45,6 +45,14 @@ void collect(const draft_part& part, std::vector<std::uint32_t>& numbers)
     }
 }
 
+/// Returns true if the text occurs in the new contents of the parts.
+bool has_content(const draft_part& part, const std::string& text)
+{
+    return (part.content && contains(*part.content, text)) ||
+           std::any_of(part.parts.begin(), part.parts.end(),
+                       [&text](const draft_ptr& inner) { return has_content(*inner, text); });
+}
+
 /// Removes the placeholders that have become needless.
 void drop_placeholders(draft_part& multipart)
 {
@@ -176,7 +184,7 @@ draft_part& draft::wrap(draft_part& inner, std::string_view subtype, std::string
     auto outer = std::make_unique<draft_part>();
     do {
         outer->boundary = "=_edited_" + std::to_string(++boundaries_) + "_";
-    } while (contains(*source_, "--" + outer->boundary));
+    } while (contains(*source_, "--" + outer->boundary) || has_content(*root_, "--" + outer->boundary));
     outer->headers = "Content-Type: multipart/" + std::string(subtype) + ";" + std::string(parameters) +
                      " boundary=\"" + outer->boundary + "\"" + line_end_;
     outer->parts.push_back(std::move(slot));

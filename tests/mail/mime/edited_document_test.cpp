@@ -85,6 +85,19 @@ TEST(edited_document, gets_both_bodies_in_the_place_of_one)
     }
 }
 
+TEST(edited_document, has_boundaries_that_differ_from_those_of_an_attached_message)
+{
+    const std::string text = edited("X-Kept:  1\nContent-Type: message/rfc822\n\nX-Kept:  2\n\ninner\n",
+                                    [](message_record& message) {
+                                        inside(add_file)(message);
+                                        add_file(message);
+                                    });
+    EXPECT_THAT(text, HasSubstr("X-Kept:  1\n"));
+    EXPECT_THAT(text, HasSubstr("X-Kept:  2\n"));
+    EXPECT_THAT(text, HasSubstr("--=_edited_1_--\n"));
+    EXPECT_THAT(text, HasSubstr("--=_edited_2_--\n"));
+}
+
 TEST(edited_document, has_a_file_in_place_of_a_multipart_with_other_contents)
 {
     const std::string text = edited("X-Kept:  1\nContent-Type: multipart/mixed; boundary=o\n\npreamble\n--o\n\ntext\n--o\n"
