@@ -125,9 +125,16 @@ void draft_writer::write_message_headers()
                                 : std::exchange(lines[static_cast<std::size_t>(change - from_.headers_.begin())], {}));
     }
     const std::uint64_t headers_end = whole.headers_end;
-    copy(at, std::max(at, headers_end));
-    if (headers_end > whole.begin && text_of_range(*from_.source_, headers_end - 1, headers_end) != "\n") {
-        write_line_end();
+    copy_headers(at, headers_end);
+}
+
+void draft_writer::copy_headers(std::uint64_t begin, std::uint64_t end)
+{
+    if (begin < end) {
+        copy(begin, end);
+        if (text_of_range(*from_.source_, end - 1, end) != "\n") {
+            write_line_end();
+        }
     }
 }
 
@@ -139,7 +146,7 @@ void draft_writer::write_part(const draft_part& part)
     } else if (part.place == &from_.whole_) { // the headers of the message remain at the beginning
         for (const header_place& header : part.place->headers) {
             if (describes_contents(header.name)) {
-                copy(header.begin, header.end);
+                copy_headers(header.begin, header.end);
             }
         }
         write_line_end();
@@ -162,7 +169,7 @@ void draft_writer::write_headers(const draft_part& part)
             at = header.end;
         }
     }
-    copy(at, std::max(at, place.headers_end));
+    copy_headers(at, place.headers_end);
     out_.add(part.headers);
     write_line_end();
 }

@@ -27,6 +27,8 @@ private:
     void write_parts(const draft_part& multipart);
     void write_line_end() { out_.add(from_.line_end_); }
     void copy(std::uint64_t begin, std::uint64_t end);
+    /// Copies header lines. The last line of the document may have no line end; it is added.
+    void copy_headers(std::uint64_t begin, std::uint64_t end);
     [[nodiscard]] bool is_intact(const draft_part& part) const;
 
     const draft& from_;

@@ -98,6 +98,17 @@ TEST(edited_document, has_boundaries_that_differ_from_those_of_an_attached_messa
     EXPECT_THAT(text, HasSubstr("--=_edited_2_--\n"));
 }
 
+TEST(edited_document, may_have_no_line_end_behind_its_headers)
+{
+    EXPECT_EQ(edited("X-Kept:  1\nSubject: old", change_subject), "X-Kept:  1\nSubject: new\n\n");
+    EXPECT_EQ(edited("Subject: old\nX-Kept:  1", change_subject), "Subject: new\nX-Kept:  1\n\n");
+    const std::string text = edited("Content-Type: multipart/mixed; boundary=o\n\n--o\nContent-Transfer-Encoding: "
+                                    "7bit\nContent-Type: image/x",
+                                    change_contents);
+    EXPECT_THAT(text, HasSubstr("\nContent-Type: image/x\n"));
+    EXPECT_THAT(text, HasSubstr("\nContent-Transfer-Encoding: base64\n"));
+}
+
 TEST(edited_document, has_a_file_in_place_of_a_multipart_with_other_contents)
 {
     const std::string text = edited("X-Kept:  1\nContent-Type: multipart/mixed; boundary=o\n\npreamble\n--o\n\ntext\n--o\n"
