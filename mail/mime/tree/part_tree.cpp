@@ -100,11 +100,15 @@ private:
 
     void read_headers(part_place& part)
     {
+        bool in_header = false; // a damaged line and those that continue it belong to no header
         while (!at_delimiter() && !line_.text.empty()) {
-            const std::string_view name = header_name(line_.text);
-            if (!name.empty()) {
-                part.headers.push_back({std::string(name), line_.begin, line_.end});
-            } else if (!part.headers.empty()) { // a folded line, or a damaged one
+            if (!is_blank(line_.text.front())) {
+                const std::string_view name = header_name(line_.text);
+                in_header = !name.empty();
+                if (in_header) {
+                    part.headers.push_back({std::string(name), line_.begin, line_.end});
+                }
+            } else if (in_header) {
                 part.headers.back().end = line_.end;
             }
             advance();

@@ -109,6 +109,13 @@ TEST(edited_document, may_have_no_line_end_behind_its_headers)
     EXPECT_THAT(text, HasSubstr("\nContent-Transfer-Encoding: base64\n"));
 }
 
+TEST(edited_document, keeps_damaged_header_lines)
+{
+    const std::string text =
+        edited("Subject: old\n\tfolded\nno header\n folded\nX-Kept:  1\n\nbody\n", change_subject);
+    EXPECT_EQ(text, "Subject: new\nno header\n folded\nX-Kept:  1\n\nbody\n");
+}
+
 TEST(edited_document, has_a_file_in_place_of_a_multipart_with_other_contents)
 {
     const std::string text = edited("X-Kept:  1\nContent-Type: multipart/mixed; boundary=o\n\npreamble\n--o\n\ntext\n--o\n"
