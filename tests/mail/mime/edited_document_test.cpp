@@ -87,11 +87,11 @@ TEST(edited_document, gets_both_bodies_in_the_place_of_one)
 
 TEST(edited_document, has_boundaries_that_differ_from_those_of_an_attached_message)
 {
-    const std::string text = edited("X-Kept:  1\nContent-Type: message/rfc822\n\nX-Kept:  2\n\ninner\n",
-                                    [](message_record& message) {
-                                        inside(add_file)(message);
-                                        add_file(message);
-                                    });
+    const std::string text =
+        edited("X-Kept:  1\nContent-Type: message/rfc822\n\nX-Kept:  2\n\ninner\n", [](message_record& message) {
+            inside(add_file)(message);
+            add_file(message);
+        });
     EXPECT_THAT(text, HasSubstr("X-Kept:  1\n"));
     EXPECT_THAT(text, HasSubstr("X-Kept:  2\n"));
     EXPECT_THAT(text, HasSubstr("--=_edited_1_--\n"));
@@ -111,20 +111,54 @@ TEST(edited_document, may_have_no_line_end_behind_its_headers)
 
 TEST(edited_document, keeps_damaged_header_lines)
 {
-    const std::string text =
-        edited("Subject: old\n\tfolded\nno header\n folded\nX-Kept:  1\n\nbody\n", change_subject);
+    const std::string text = edited("Subject: old\n\tfolded\nno header\n folded\nX-Kept:  1\n\nbody\n", change_subject);
     EXPECT_EQ(text, "Subject: new\nno header\n folded\nX-Kept:  1\n\nbody\n");
 }
 
 TEST(edited_document, has_a_file_in_place_of_a_multipart_with_other_contents)
 {
-    const std::string text = edited("X-Kept:  1\nContent-Type: multipart/mixed; boundary=o\n\npreamble\n--o\n\ntext\n--o\n"
-                                    "Content-Type: multipart/mixed; boundary=i\n\nno parts\n\n--o--\n",
-                                    change_contents);
+    const std::string text =
+        edited("X-Kept:  1\nContent-Type: multipart/mixed; boundary=o\n\npreamble\n--o\n\ntext\n--o\n"
+               "Content-Type: multipart/mixed; boundary=i\n\nno parts\n\n--o--\n",
+               change_contents);
     EXPECT_THAT(text, HasSubstr("X-Kept:  1\n"));
     EXPECT_THAT(text, HasSubstr("\n\npreamble\n--o\n\ntext\n--o\n"));
     EXPECT_THAT(text, HasSubstr("--o\nContent-Type: application/octet-stream"));
     EXPECT_THAT(text, Not(HasSubstr("boundary=i")));
+}
+
+TEST(edited_document, keeps_the_bytes_of_an_attached_message_around_a_change_inside)
+{
+    const std::string outer = "X-Kept:  1\nContent-Type: multipart/mixed; boundary=o\n\npreamble\n--o\nContent-Type: "
+                              "message/rfc822\nX-Part:  2\n\n";
+    const std::string inner = "\nX-Kept:  3\n\ninner\n";
+    const std::string rest = "\n--o\n\ntext\n--o--\nepilogue\n";
+    EXPECT_EQ(edited(outer + "Subject: old" + inner + rest, inside(change_subject)),
+              outer + "Subject: new" + inner + rest);
+    const std::string middle = "Content-Type: message/rfc822\nX-Middle:  4\n\n";
+    EXPECT_EQ(edited(outer + middle + "Subject: old" + inner + rest, inside(inside(change_subject))),
+              outer + middle + "Subject: new" + inner + rest);
+}
+
+TEST(edited_document, takes_no_header_from_a_subject)
+{
+    const std::string text = edited("Subject: old\n\nbody\n", [](message_record& message) {
+        set_text(message, PR_SUBJECT_W, L"a\r\nX-Evil: 1\n\nb");
+    });
+    EXPECT_EQ(count_of(text, "\n"), 3U) << text;
+    EXPECT_THAT(text, Not(HasSubstr("X-Evil")));
+}
+
+TEST(edited_document, has_one_block_of_own_headers_however_often_it_is_saved)
+{
+    const std::string forged = "X-Postwarden-Verdict: 1\nX-Postwarden-End: 1\nSubject: old\n\nbody\n";
+    message_record message = read_message(bytes_of(forged), "test", std::make_shared<store_context>());
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(own_headers::find_verdict(message), std::nullopt);
+        const std::string saved = saved_document(message);
+        EXPECT_EQ(without_own_headers(saved), forged);
+        message = read_saved(saved);
+    }
 }
 
 } // namespace
