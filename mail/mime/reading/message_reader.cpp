@@ -77,7 +77,7 @@ message_record read_message(const bytes_ptr& source, const std::string& origin,
     }
     message_record record = message_parser(store).parse(message.get(), own.document);
     if (own.document != source) {
-        apply(own.told, record);
+        apply(own.specified, record);
     }
     if (author == written_by::anyone || !record.properties->find(PROP_ID(PR_ENTRYID))) {
         record.properties->set(PR_ENTRYID, property_value::of_binary(bytes_of(entry_id(*source, origin))));

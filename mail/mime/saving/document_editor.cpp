@@ -172,8 +172,8 @@ private:
     /// The notice that replaces an attachment has its name, or its number, with an extension. It takes its place.
     void remove_attachment(const attachment_record& before, std::uint32_t former, draft_part& part)
     {
-        const std::string told = name_of(before);
-        const std::string name = (told.empty() ? std::to_string(former) : told) + ".";
+        std::string name = name_of(before);
+        name = (name.empty() ? std::to_string(former) : name) + ".";
         const auto notice = std::find_if(added_.begin(), added_.end(), [&](std::uint32_t number) {
             const std::string other = name_of(message_.attachments.at(number));
             return other.size() > name.size() && other.starts_with(name);

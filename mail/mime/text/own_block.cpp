@@ -21,9 +21,9 @@ bool begins_fold(char c)
 }
 
 /// Returns the message that a path such as "0.2" leads to; null if it is no path.
-told_message* message_at(told_message& outer, std::string_view path)
+specified_message* message_at(specified_message& outer, std::string_view path)
 {
-    told_message* message = &outer;
+    specified_message* message = &outer;
     for (std::size_t depth = 0; !path.empty(); ++depth) {
         const std::string_view word = path.substr(0, path.find('.'));
         std::uint32_t number = 0;
@@ -37,12 +37,12 @@ told_message* message_at(told_message& outer, std::string_view path)
     return message;
 }
 
-void add_header(std::string_view name, std::string value, told_message& told)
+void add_header(std::string_view name, std::string value, specified_message& specified)
 {
     std::erase_if(value, [](unsigned char c) { return c <= ' '; });
     std::string_view list = value;
     const auto path = own_headers::take_entry(list, "in");
-    told_message* message = message_at(told, path.value_or(std::string_view()));
+    specified_message* message = message_at(specified, path.value_or(std::string_view()));
     if (!message) {
         return;
     }
@@ -54,24 +54,23 @@ void add_header(std::string_view name, std::string value, told_message& told)
     } else if (is(own_headers::recipient_name)) {
         message->recipients.emplace_back(list);
     } else if (is(own_headers::attachment_name)) {
-        told_attachment attachment;
-        attachment.part = own_headers::take_number(list, "part");
-        attachment.number = own_headers::take_number(list, "number");
-        attachment.list = list;
-        message->attachments.push_back(std::move(attachment));
+        if (const auto part = own_headers::take_number(list, "part")) {
+            const auto number = own_headers::take_number(list, "number");
+            message->attachments.emplace(*part, specified_attachment{number, std::string(list)});
+        }
     }
 }
 
 /// Gives every attachment its number. One whose number is in use gets the next free one after all others.
-void number_attachments(std::vector<std::pair<std::optional<std::uint32_t>, attachment_record>> list,
+void number_attachments(std::vector<std::pair<std::uint32_t, attachment_record>> list,
                         std::map<std::uint32_t, attachment_record>& found)
 {
     std::vector<attachment_record> others;
     for (auto& [number, attachment] : list) {
-        if (!number || found.contains(*number)) {
+        if (found.contains(number)) {
             others.push_back(std::move(attachment));
         } else {
-            found.emplace(*number, std::move(attachment));
+            found.emplace(number, std::move(attachment));
         }
     }
     std::uint32_t number = found.empty() ? 0 : found.rbegin()->first + 1;
@@ -83,26 +82,16 @@ void number_attachments(std::vector<std::pair<std::optional<std::uint32_t>, atta
     }
 }
 
-void apply_attachments(const told_message& told, message_record& message)
+void apply_attachments(const specified_message& specified, message_record& message)
 {
-    std::vector<std::pair<std::optional<std::uint32_t>, attachment_record>> list;
-    std::map<std::uint32_t, const told_attachment*> by_part;
-    for (const told_attachment& attachment : told.attachments) {
-        if (attachment.part) {
-            by_part.emplace(*attachment.part, &attachment);
-        } else if (attachment.number) {
-            attachment_record added;
-            own_headers::apply(attachment.list, message.store->names, *added.properties);
-            list.emplace_back(attachment.number, std::move(added));
-        }
-    }
+    std::vector<std::pair<std::uint32_t, attachment_record>> list;
     for (auto& [part, attachment] : message.attachments) {
-        const auto own = by_part.find(part);
-        if (own == by_part.end()) {
+        const auto own = specified.attachments.find(part);
+        if (own == specified.attachments.end()) {
             list.emplace_back(part, std::move(attachment));
-        } else if (own->second->number) {
-            own_headers::apply(own->second->list, message.store->names, *attachment.properties);
-            list.emplace_back(own->second->number, std::move(attachment));
+        } else if (own->second.number) {
+            own_headers::apply(own->second.list, message.store->names, *attachment.properties);
+            list.emplace_back(*own->second.number, std::move(attachment));
         }
     }
     message.attachments.clear();
@@ -115,7 +104,7 @@ own_block split_own_block(const bytes_ptr& source)
 {
     constexpr std::string_view envelope = "From ";
     own_block result{source, {}};
-    told_message told;
+    specified_message specified;
     source_lines lines(*source);
     source_line line;
     bool has_line = lines.next(line);
@@ -130,7 +119,7 @@ own_block split_own_block(const bytes_ptr& source)
         if (!name.empty() && !line.text.empty() && begins_fold(line.text.front())) {
             value += line.text;
         } else {
-            add_header(name, std::exchange(value, {}), told);
+            add_header(name, std::exchange(value, {}), specified);
             name = line.text.substr(0, std::min(line.text.find(':'), line.text.size()));
             if (name.size() == line.text.size() || !own_headers::is_own(name)) {
                 break;
@@ -139,7 +128,7 @@ own_block split_own_block(const bytes_ptr& source)
                 bytes_joiner document;
                 document.add(source, 0, begin);
                 document.add(source, line.end, source->size() - line.end);
-                return {document.finish(), std::move(told)};
+                return {document.finish(), std::move(specified)};
             }
             value = line.text.substr(name.size() + 1);
         }
@@ -148,10 +137,10 @@ own_block split_own_block(const bytes_ptr& source)
     return result;
 }
 
-void apply(const told_message& told, message_record& message)
+void apply(const specified_message& specified, message_record& message)
 {
     name_table& names = message.store->names;
-    for (const auto& [part, inner] : told.inside) {
+    for (const auto& [part, inner] : specified.inside) {
         const auto found = message.attachments.find(part);
         if (found != message.attachments.end() && found->second.embedded) {
             auto changed = std::make_shared<message_record>(found->second.embedded->copy());
@@ -159,21 +148,21 @@ void apply(const told_message& told, message_record& message)
             found->second.embedded = std::move(changed);
         }
     }
-    for (const std::string& list : told.properties) {
+    for (const std::string& list : specified.properties) {
         own_headers::apply(list, names, *message.properties);
     }
-    own_headers::set_verdict(message, told.verdict);
-    if (!told.recipients.empty()) {
+    own_headers::set_verdict(message, specified.verdict);
+    if (!specified.recipients.empty()) {
         message.recipients.clear();
     }
-    for (const std::string& list : told.recipients) {
+    for (const std::string& list : specified.recipients) {
         if (list != own_headers::no_recipients) {
             auto recipient = std::make_shared<property_bag>();
             own_headers::apply(list, names, *recipient);
             message.recipients.push_back(std::move(recipient));
         }
     }
-    apply_attachments(told, message);
+    apply_attachments(specified, message);
     if (const mail_origin* origin = origin_of(message)) {
         auto changed = std::make_shared<mail_origin>();
         changed->source = origin->source;

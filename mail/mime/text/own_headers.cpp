@@ -104,8 +104,8 @@ std::optional<stored_verdict> find_verdict(const message_record& message)
 void set_verdict(message_record& message, std::string_view text)
 {
     std::int32_t number = 0;
-    const bool told = parse_number(text, number);
-    const std::uint32_t id = told ? message.store->names.id_of({verdict_set, verdict_number}, true) : 0;
+    const bool is_number = parse_number(text, number);
+    const std::uint32_t id = is_number ? message.store->names.id_of({verdict_set, verdict_number}, true) : 0;
     if (id != 0) {
         message.properties->set(PROP_TAG(PT_LONG, id), property_value::of_long(number));
     }

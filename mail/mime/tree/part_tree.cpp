@@ -121,12 +121,12 @@ private:
         part.body = part.has_blank_line ? position() : content_end(part.begin);
     }
 
-    [[nodiscard]] content_type type_of(const header_place* told) const
+    [[nodiscard]] content_type type_of(const header_place* header) const
     {
-        if (!told) {
+        if (!header) {
             return {};
         }
-        const std::string text = text_of_range(source_, told->begin, told->end);
+        const std::string text = text_of_range(source_, header->begin, header->end);
         return parse_content_type(std::string_view(text).substr(text.find(':') + 1));
     }
 

@@ -111,8 +111,7 @@ private:
     void write_file(IAttach& attachment)
     {
         const std::wstring told = text_property(attachment, PR_ATTACH_MIME_TAG_W);
-        sink_("Content-Type: " + type_of_file(utf8(told)) +
-              "\r\nContent-Transfer-Encoding: base64\r\n\r\n");
+        sink_("Content-Type: " + type_of_file(utf8(told)) + "\r\nContent-Transfer-Encoding: base64\r\n\r\n");
         if (ComPtr<IStream> stream = property_stream(attachment, PR_ATTACH_DATA_BIN)) {
             write_base64(*stream_content(std::move(stream)));
         }

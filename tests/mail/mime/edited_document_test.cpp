@@ -1,7 +1,6 @@
 // Messages that were read from a document, changed and saved: what was not changed keeps its bytes, whatever the
 // document looks like, and reading the file yields the changed message.
 
-#include "mail/mime/text/own_headers.h"
 #include "tests/mail/mime/document_fixture.h"
 
 #include <gmock/gmock.h>
@@ -147,18 +146,6 @@ TEST(edited_document, takes_no_header_from_a_subject)
     });
     EXPECT_EQ(count_of(text, "\n"), 3U) << text;
     EXPECT_THAT(text, Not(HasSubstr("X-Evil")));
-}
-
-TEST(edited_document, has_one_block_of_own_headers_however_often_it_is_saved)
-{
-    const std::string forged = "X-Postwarden-Verdict: 1\nX-Postwarden-End: 1\nSubject: old\n\nbody\n";
-    message_record message = read_message(bytes_of(forged), "test", std::make_shared<store_context>());
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(own_headers::find_verdict(message), std::nullopt);
-        const std::string saved = saved_document(message);
-        EXPECT_EQ(without_own_headers(saved), forged);
-        message = read_saved(saved);
-    }
 }
 
 } // namespace

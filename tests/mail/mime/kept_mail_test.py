@@ -143,8 +143,8 @@ class KeptMail(unittest.TestCase):
                 (source / ("odd-%s-%s.eml" % (kind, name))).write_bytes(data)
         for path in pathlib.Path(FOLDER).rglob("*.eml") if FOLDER else []:
             shutil.copy(path, source / path.name)
-        told = subprocess.run([MAIL_EDIT, str(source), str(out)], check=True, stdout=subprocess.PIPE)
-        cls.saved = [json.loads(line) for line in told.stdout.splitlines()]
+        printed = subprocess.run([MAIL_EDIT, str(source), str(out)], check=True, stdout=subprocess.PIPE)
+        cls.saved = [json.loads(line) for line in printed.stdout.splitlines()]
         cls.source, cls.out = source, out
 
     @classmethod
