@@ -16,4 +16,11 @@ message(STATUS "Installing: $ENV{DESTDIR}${unit}")
 configure_file("${TEMPLATE}" "$ENV{DESTDIR}${unit}" @ONLY
   FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 list(APPEND CMAKE_INSTALL_MANIFEST_FILES "${unit}")
-file(INSTALL DESTINATION "${sysconfdir}/postwarden" TYPE FILE FILES "${FOLDER}/service.conf")
+
+set(configuration "$ENV{DESTDIR}${sysconfdir}/postwarden/service.conf")
+cmake_path(ABSOLUTE_PATH configuration)
+if(EXISTS "${configuration}")
+  message(STATUS "Kept as it is: ${configuration}") # the administrator may have changed it
+else()
+  file(INSTALL DESTINATION "${sysconfdir}/postwarden" TYPE FILE FILES "${FOLDER}/service.conf")
+endif()

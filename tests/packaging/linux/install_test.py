@@ -54,6 +54,15 @@ class Installation(unittest.TestCase):
         self.assertEqual("/opt/postwarden/bin/postwarden-service --config /opt/postwarden/etc/postwarden/service.conf",
                          self.started_by(self.folder / "opt/postwarden" / UNIT))
 
+    def test_keeps_a_configuration_that_is_there(self):
+        for options, environment, configuration in (
+                (("--prefix", self.folder / "prefix"), {}, self.folder / "prefix/etc" / CONFIGURATION),
+                ((), {"DESTDIR": str(self.folder / "root")}, self.folder / "root/etc" / CONFIGURATION)):
+            self.install(*options, **environment)
+            configuration.write_text("port = 1400\n")
+            self.install(*options, **environment)
+            self.assertEqual("port = 1400\n", configuration.read_text())
+
     def test_writes_files_that_everybody_can_read_and_runs_none_of_them_as_a_program_but_the_commands(self):
         self.install("--prefix", self.folder)
         for name in below(self.folder):
