@@ -135,9 +135,10 @@ bool write_unless_present(const std::filesystem::path& file, const std::string& 
         !::MoveFileExW(file.c_str(), refused(file).c_str(), MOVEFILE_REPLACE_EXISTING)) {
         fail(file);
     }
-    write(file, text);
+    // The copy is the first: without it the file would count as changed, and a later installation would keep it.
     ::DeleteFileW(copy_of(file).c_str()); // never written through: it may be a link
     write(copy_of(file), text);
+    write(file, text);
     return true;
 }
 

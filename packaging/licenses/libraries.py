@@ -15,7 +15,8 @@ class Library:
 
 # Their licenses require these notices in what is distributed.
 NOTICES = [
-    Library("CLI11", "BSD-3-clause", ("2017-2020 University of Cincinnati",)),
+    Library("CLI11", "BSD-3-clause",
+            ("2017-2021 University of Cincinnati, developed by Henry Schreiner under NSF AWARD 1414736",)),
     Library("spdlog", "Expat", ("2014-2016 Gabi Melman",)),
     Library("JSON for Modern C++", "Expat",
             ("2013-2022 Niels Lohmann", "2009 Florian Loitsch", "2008-2009 Bjoern Hoehrmann")),

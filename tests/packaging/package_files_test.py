@@ -22,7 +22,8 @@ PACKAGE = VERSION = None
 LICENSES = "licenses.txt"
 # The holders of rights, and what the license of each contains.
 LIBRARIES = {
-    "2017-2020 University of Cincinnati": "Neither the name of the University nor the names of its contributors",
+    "2017-2021 University of Cincinnati, developed by Henry Schreiner under NSF AWARD 1414736":
+        "Neither the name of the University nor the names of its contributors",
     "2014-2016 Gabi Melman": "Permission is hereby granted, free of charge, to any person obtaining",
     "2013-2022 Niels Lohmann": "Permission is hereby granted, free of charge, to any person obtaining",
     "2009-2016 the mingw-w64 project": "Names of the copyright holders must not be used to endorse",

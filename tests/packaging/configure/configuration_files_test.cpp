@@ -88,6 +88,15 @@ TEST_F(ConfigurationFiles, ReplaceACopyThatIsThereAlready)
     remove_unless_changed(folder.file);
 }
 
+TEST_F(ConfigurationFiles, AreNotWrittenWithoutTheirCopy)
+{
+    const auto copy = folder.path / L"settings.json.default";
+    std::filesystem::create_directory(copy);
+    EXPECT_THROW(write_unless_present(folder.file, "as installed", rules), std::exception);
+    EXPECT_FALSE(std::filesystem::exists(folder.file)); // a later installation would keep it
+    std::filesystem::remove(copy);
+}
+
 TEST_F(ConfigurationFiles, ThatCannotBeWrittenAreAFailure)
 {
     EXPECT_THROW(write_unless_present(folder.path / L"none" / L"settings.json", "as installed", rules), std::exception);
