@@ -104,6 +104,7 @@ TEST_F(SettingsObject, HasNoNames)
     std::array<DISPID, 2> found{7, 8};
     EXPECT_EQ(object->GetIDsOfNames(IID_NULL, names.data(), 2, 0, found.data()), DISP_E_UNKNOWNNAME);
     EXPECT_EQ(found, (std::array<DISPID, 2>{DISPID_UNKNOWN, DISPID_UNKNOWN}));
+    EXPECT_EQ(object->GetIDsOfNames(IID_NULL, names.data(), 2, 0, nullptr), E_POINTER);
     EXPECT_EQ(object->GetIDsOfNames(IID_IUnknown, names.data(), 2, 0, found.data()), DISP_E_UNKNOWNINTERFACE);
 }
 
