@@ -2,14 +2,11 @@
 
 #include "bench/contest.h"
 #include "bench/once.h"
+#include "bench/pooled_scans.h"
 #include "bench/sink_peer.h"
-#include "tool/icap_client/session_manager.h"
-#include "tool/web/body_store.h"
-#include "tool/web/io_data.h"
 
 #include <algorithm>
 #include <future>
-#include <memory>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -22,31 +19,6 @@ constexpr std::uint64_t large_body = std::uint64_t{64} << 20U;
 constexpr std::uint64_t large_body_once = std::uint64_t{1} << 20U;
 constexpr std::size_t write_size = 4096;
 
-std::shared_ptr<web::io_data> make_body(std::uint64_t size)
-{
-    std::shared_ptr<web::io_data> body = web::make_body_store(static_cast<std::uint32_t>(size));
-    const std::vector<char> block(65536, 'x');
-    for (std::uint64_t left = size; left > 0;) {
-        const auto count = std::min<std::uint64_t>(left, block.size());
-        body->append(block.data(), count);
-        left -= count;
-    }
-    return body;
-}
-
-icap::client::scan_mail mail(std::uint64_t body_size)
-{
-    icap::client::scan_mail record;
-    record.user_name = "S-1-5-21-0-0-0-1000";
-    record.process_name = "bench";
-    record.subject = "[From:a][Subject:b][Time:c]";
-    record.tag = "<bench@example.org>";
-    record.mime_type = "text/html";
-    record.data = make_body(body_size);
-    record.timeout = 60000;
-    return record;
-}
-
 /// Runs `work(n)` on each of `threads` threads, where the n add up to `count`.
 template <typename Work>
 void share(std::uint64_t count, std::size_t threads, const Work& work)
@@ -58,56 +30,6 @@ void share(std::uint64_t count, std::size_t threads, const Work& work)
     }
     std::for_each(all.begin(), all.end(), [](std::future<void>& one) { one.get(); });
 }
-
-/// Mail scans of bodies of one size over a pool of sessions, with a peer of their own.
-class scans
-{
-public:
-    explicit scans(std::uint64_t body_size)
-        : record_(mail(body_size))
-        , size_(body_size)
-        , peer_(bench::sink_peer::kind::icap)
-        , pool_(std::make_shared<icap::client::session_manager>(
-              icap::client::session_manager_parameters{L"127.0.0.1", peer_.port(), L"/bench"}, 1U))
-    {
-        scan(1);
-        const auto before = peer_.received();
-        scan(1);
-        bytes_on_wire_ = peer_.received() - before;
-    }
-    scans(const scans&) = delete;
-    scans& operator=(const scans&) = delete;
-    ~scans() { pool_->terminate(); }
-
-    /// Returns the bytes that one scan sends.
-    [[nodiscard]] std::uint64_t bytes_on_wire() const noexcept { return bytes_on_wire_; }
-
-    void scan(std::uint64_t count)
-    {
-        for (; count > 0; --count) {
-            icap::client::session_lease lease(pool_);
-            icap::client::session::answer_ptr answer;
-            bench::require(lease->scan(record_, answer) == ScanResult::Clean && !lease->is_invalid(),
-                           "not judged clean");
-            ++done_;
-        }
-    }
-
-    /// A scan that fails counts as clean, so that only the peer knows what was scanned.
-    void check() const
-    {
-        bench::require(peer_.scans() == done_, "not every body was scanned");
-        bench::require(peer_.scanned_bytes() == done_ * size_, "bodies of another size were scanned");
-    }
-
-private:
-    icap::client::scan_mail record_;
-    std::uint64_t size_;
-    bench::sink_peer peer_;
-    std::shared_ptr<icap::client::session_manager> pool_;
-    std::atomic<std::uint64_t> done_{0};
-    std::uint64_t bytes_on_wire_ = 0;
-};
 
 /// The bytes of a scan over bare connections, in writes of one size, and the answer.
 class bare_exchanges
@@ -160,7 +82,7 @@ void compare_small(bench::contests& all, std::size_t threads, double goal)
     if (!all.is_wanted(work)) {
         return;
     }
-    scans ours(small_body);
+    bench::pooled_scans ours(small_body);
     const bare_exchanges floor(ours.bytes_on_wire(), ours.bytes_on_wire(), threads);
     const auto scan = [&](std::uint64_t count) {
         share(count, threads, [&](std::uint64_t part, std::size_t) { ours.scan(part); });
@@ -180,7 +102,7 @@ void compare_large(bench::contests& all)
     if (!all.is_wanted(work)) {
         return;
     }
-    scans ours(bench::usual_or_once(large_body, large_body_once));
+    bench::pooled_scans ours(bench::usual_or_once(large_body, large_body_once));
     const bare_exchanges floor(ours.bytes_on_wire(), write_size, 1);
     all.hold({work,
               {"a pooled session", [&](std::uint64_t count) { ours.scan(count); }, {}},
