@@ -30,15 +30,25 @@ std::string saved_document(const message_record& message)
     return text;
 }
 
-/// Returns the message without its last attachment and with another text, so that its document is edited.
-message_record changed(const message_record& message)
+/// Returns the message without its last attachment, with another text and perhaps more changes, so that its document
+/// is edited.
+message_record changed(const message_record& message, std::size_t choice)
 {
     message_record result = message.copy();
     if (!result.attachments.empty()) {
         result.attachments.erase(std::prev(result.attachments.end()));
     }
     result.properties->set(PR_HTML, property_value::of_binary(bytes_of("<p>Another text.</p>")));
-    result.properties->erase(PROP_ID(PR_BODY_W));
+    if (choice % 2 == 0) {
+        result.properties->erase(PROP_ID(PR_BODY_W));
+    } else {
+        result.properties->set(PR_BODY_W, property_value::of_text(L"Another text."));
+        result.properties->set(PR_SUBJECT_W, property_value::of_text(L"Another subject"));
+    }
+    if (!result.attachments.empty() && !result.attachments.begin()->second.embedded) {
+        result.attachments.begin()->second.properties->set(PR_ATTACH_DATA_BIN,
+                                                           property_value::of_binary(bytes_of("other")));
+    }
     return result;
 }
 
@@ -56,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         const message_record message = read(mail, written_by::anyone);
         const std::string saved = saved_document(message);
         expect(saved == saved_document(read(bytes_of(saved), written_by::this_program)), "another message was read");
-        const std::string edited = saved_document(changed(message));
+        const std::string edited = saved_document(changed(message, size));
         expect(edited == saved_document(read(bytes_of(edited), written_by::this_program)), "another edited message");
         write_mime(read(mail, written_by::this_program), true, [](std::string_view) {});
     } catch (const unreadable_message& reason) {

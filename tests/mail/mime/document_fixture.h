@@ -53,6 +53,16 @@ inline std::string snapshot_text(const message_record& message)
     return to_json(take_snapshot(message), digests).dump(1);
 }
 
+/// Saves a message, and expects that it reads as the same message, which is saved as the same text. Returns the text.
+inline std::string expect_same_when_saved(const message_record& message, const std::string& what)
+{
+    const std::string text = saved_document(message);
+    const message_record again = read_saved(text);
+    EXPECT_EQ(snapshot_text(again), snapshot_text(message)) << what;
+    EXPECT_EQ(saved_document(again), text) << what << ": saved once more";
+    return text;
+}
+
 /// Returns the text before the first empty line.
 inline std::string head_of(const std::string& text)
 {
