@@ -92,19 +92,29 @@ bytes_ptr bytes_of_file(const std::filesystem::path& file, std::uint64_t offset,
     return std::make_shared<const file_bytes>(file, offset, size);
 }
 
-std::string to_string(const bytes& source)
+std::size_t read_all(const bytes& source, std::uint64_t offset, char* destination, std::size_t count)
 {
-    std::string result(source.size(), '\0');
     std::size_t filled = 0;
-    while (filled < result.size()) {
-        const std::size_t got = source.read(filled, result.data() + filled, result.size() - filled);
+    while (filled < count) {
+        const std::size_t got = source.read(offset + filled, destination + filled, count - filled);
         if (got == 0) {
             break;
         }
         filled += got;
     }
-    result.resize(filled);
+    return filled;
+}
+
+std::string first_bytes(const bytes& source, std::uint64_t most)
+{
+    std::string result(std::min(source.size(), most), '\0');
+    result.resize(read_all(source, 0, result.data(), result.size()));
     return result;
+}
+
+std::string to_string(const bytes& source)
+{
+    return first_bytes(source, source.size());
 }
 
 bool same_bytes(const bytes_ptr& left, const bytes_ptr& right)

@@ -28,6 +28,10 @@ bytes_ptr bytes_of(std::string text);
 /// the bytes. A `size` of all ones specifies the range up to the end. Throws std::runtime_error if the file cannot be
 /// opened.
 bytes_ptr bytes_of_file(const std::filesystem::path& file, std::uint64_t offset = 0, std::uint64_t size = ~0ULL);
+/// Copies `count` bytes from `offset`, fewer only at the end. Returns the number of bytes copied.
+std::size_t read_all(const bytes& source, std::uint64_t offset, char* destination, std::size_t count);
+/// Returns the first `most` bytes, or all if there are fewer.
+std::string first_bytes(const bytes& source, std::uint64_t most);
 /// Returns all bytes as one string.
 std::string to_string(const bytes& source);
 /// Returns true if both have the same contents, which is always the case for the same object.

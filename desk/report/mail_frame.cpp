@@ -35,21 +35,6 @@ constexpr std::string_view page_style =
     "14px;font-family:system-ui,sans-serif;overflow-wrap:break-word}img{max-width:100%}"
     ":where(a[xref]){color:#0b57d0;text-decoration:underline}</style>";
 
-std::string first_bytes(const bytes& source, std::size_t most)
-{
-    std::string result(static_cast<std::size_t>(std::min<std::uint64_t>(source.size(), most)), '\0');
-    std::size_t got = 0;
-    while (got < result.size()) {
-        const std::size_t more = source.read(got, result.data() + got, result.size() - got);
-        if (more == 0) {
-            break;
-        }
-        got += more;
-    }
-    result.resize(got);
-    return result;
-}
-
 /// Returns a page as UTF-8. A code page that the system does not have is read as UTF-8.
 std::string as_utf8(const std::string& page, std::uint32_t code_page)
 {
@@ -193,11 +178,6 @@ mail_frame make_mail_frame(const message_snapshot& message, const frame_limits& 
     frame.document.append(page_style);
     page_copy(message, limits, frame).copy(body);
     return frame;
-}
-
-bool same_body(const message_snapshot& left, const message_snapshot& right)
-{
-    return left.body_type == right.body_type && same_bytes(left.body, right.body) && same_bytes(left.html, right.html);
 }
 
 } // namespace host

@@ -40,7 +40,4 @@ struct frame_limits
 /// original.
 [[nodiscard]] mail_frame make_mail_frame(const message_snapshot& message, const frame_limits& limits = {});
 
-/// Returns true if both snapshots show the same body.
-[[nodiscard]] bool same_body(const message_snapshot& left, const message_snapshot& right);
-
 } // namespace host

@@ -28,25 +28,12 @@ private:
     std::string text_;
 };
 
-bool same(const attachment_snapshot& left, const attachment_snapshot& right)
-{
-    return left.name == right.name && left.method == right.method && left.embedded == right.embedded &&
-           same_bytes(left.data, right.data);
-}
-
-/// Returns the attachment with this number; snapshots list attachments by number.
-const attachment_snapshot* find(const std::vector<attachment_snapshot>& list, std::uint32_t number)
-{
-    const auto found = std::lower_bound(list.begin(), list.end(), number,
-                                        [](const auto& entry, std::uint32_t wanted) { return entry.number < wanted; });
-    return found == list.end() || found->number != number ? nullptr : &*found;
-}
-
-attachment_list missing_in(const std::vector<attachment_snapshot>& list, const std::vector<attachment_snapshot>& other)
+/// Returns the attachments of a message that the other one does not have.
+attachment_list missing_in(const message_snapshot& other, const message_snapshot& message)
 {
     attachment_list result;
-    for (const auto& entry : list) {
-        if (!find(other, entry.number)) {
+    for (const auto& entry : message.attachments) {
+        if (!attachment_with(other, entry.number)) {
             result.push_back(&entry);
         }
     }
@@ -99,8 +86,7 @@ bool is_page(const bytes_ptr& html)
 
 void tell_body(const message_snapshot& before, const message_snapshot& after, sentence& words)
 {
-    if (before.body_type == after.body_type && same_bytes(before.body, after.body) &&
-        same_bytes(before.html, after.html)) {
+    if (same_body(before, after)) {
         return;
     }
     words.say(is_page(after.html) && !same_bytes(before.html, after.html) ? "body replaced" : "body changed");
@@ -120,15 +106,15 @@ void tell_class(const message_snapshot& before, const message_snapshot& after, s
 
 std::string describe_changes(const message_snapshot& before, const message_snapshot& after)
 {
-    attachment_list removed = missing_in(before.attachments, after.attachments);
-    attachment_list added = missing_in(after.attachments, before.attachments);
+    attachment_list removed = missing_in(after, before);
+    attachment_list added = missing_in(before, after);
     const std::size_t replaced = take_notices(removed, added);
     const std::size_t old_texts = take(added, is_old_text);
     const std::size_t images = take(added, is_hidden_image);
     const auto changed =
         std::count_if(before.attachments.begin(), before.attachments.end(), [&after](const auto& entry) {
-            const attachment_snapshot* now = find(after.attachments, entry.number);
-            return now && !same(entry, *now);
+            const attachment_snapshot* now = attachment_with(after, entry.number);
+            return now && !same_attachment(entry, *now);
         });
 
     sentence words;

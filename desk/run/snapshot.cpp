@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 
 namespace host {
@@ -171,6 +172,24 @@ message_snapshot take_snapshot(const message_record& message)
         result.attachments.push_back(take_attachment(number, attachment));
     }
     return result;
+}
+
+const attachment_snapshot* attachment_with(const message_snapshot& message, std::uint32_t number)
+{
+    const auto found = std::lower_bound(message.attachments.begin(), message.attachments.end(), number,
+                                        [](const auto& entry, std::uint32_t wanted) { return entry.number < wanted; });
+    return found == message.attachments.end() || found->number != number ? nullptr : &*found;
+}
+
+bool same_attachment(const attachment_snapshot& left, const attachment_snapshot& right)
+{
+    return left.name == right.name && left.method == right.method && left.embedded == right.embedded &&
+           same_bytes(left.data, right.data);
+}
+
+bool same_body(const message_snapshot& left, const message_snapshot& right)
+{
+    return left.body_type == right.body_type && same_bytes(left.body, right.body) && same_bytes(left.html, right.html);
 }
 
 nlohmann::ordered_json to_json(const message_snapshot& snapshot, digest_cache& digests)

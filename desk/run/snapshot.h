@@ -47,6 +47,13 @@ std::string attachment_name(const attachment_record& attachment);
 
 message_snapshot take_snapshot(const message_record& message);
 
+/// Returns the attachment with this number; null if there is none.
+[[nodiscard]] const attachment_snapshot* attachment_with(const message_snapshot& message, std::uint32_t number);
+
+/// Return true if both snapshots show the same attachment, or the same body.
+[[nodiscard]] bool same_attachment(const attachment_snapshot& left, const attachment_snapshot& right);
+[[nodiscard]] bool same_body(const message_snapshot& left, const message_snapshot& right);
+
 /// Caches the digests of contents that several snapshots share. The snapshots must outlive it.
 using digest_cache = std::map<const void*, std::string>;
 

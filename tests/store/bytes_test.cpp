@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -58,6 +59,31 @@ TEST(Bytes, ShowARangeOfAFile)
     EXPECT_EQ("0123456789", to_string(*bytes_of_file(file.path())));
     EXPECT_EQ("89", to_string(*bytes_of_file(file.path(), 8, 100))); // beyond the end of the file
     EXPECT_EQ(0U, bytes_of_file(file.path(), 11)->size());
+}
+
+/// Yields one byte at a time, and ends early.
+class slow_bytes final : public bytes
+{
+public:
+    [[nodiscard]] std::uint64_t size() const override { return 6; }
+    std::size_t read(std::uint64_t offset, void* destination, std::size_t count) const override
+    {
+        return bytes_of("abcd")->read(offset, destination, std::min<std::size_t>(count, 1));
+    }
+};
+
+TEST(Bytes, AreReadUntilTheyEnd)
+{
+    const slow_bytes source;
+    EXPECT_EQ("", first_bytes(source, 0));
+    EXPECT_EQ("abc", first_bytes(source, 3));
+    EXPECT_EQ("abcd", first_bytes(source, 100));
+    EXPECT_EQ("abcd", to_string(source));
+    std::string block(4, '-');
+    EXPECT_EQ(2U, read_all(source, 1, block.data(), 2));
+    EXPECT_EQ("bc--", block);
+    EXPECT_EQ(1U, read_all(source, 3, block.data(), 4));
+    EXPECT_EQ("dc--", block);
 }
 
 TEST(Bytes, RefuseAFileThatIsNotThere)

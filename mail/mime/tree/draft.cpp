@@ -71,15 +71,8 @@ bytes_ptr base64_lines(const bytes& contents, const std::string& line_end)
     scratch result;
     std::array<char, bytes_of_line * 256> block{};
     for (std::uint64_t offset = 0;;) {
-        std::size_t filled = 0;
-        while (filled < block.size()) {
-            const std::size_t got = contents.read(offset, block.data() + filled, block.size() - filled);
-            if (got == 0) {
-                break;
-            }
-            offset += got;
-            filled += got;
-        }
+        const std::size_t filled = read_all(contents, offset, block.data(), block.size());
+        offset += filled;
         std::string lines;
         for (std::string_view rest(block.data(), filled); !rest.empty();) {
             const std::string_view line = rest.substr(0, bytes_of_line);

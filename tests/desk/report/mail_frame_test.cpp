@@ -153,18 +153,5 @@ TEST_F(MailFrame, EndsAheadOfTheNullCharacterOfAPage)
     EXPECT_EQ("<p>a\0b"s, contents(of_page("<p>a\0b\0"s)));
 }
 
-TEST(SameBody, ComparesTheContents)
-{
-    message_snapshot left;
-    message_snapshot right;
-    EXPECT_TRUE(same_body(left, right));
-    left.body = bytes_of("a");
-    EXPECT_FALSE(same_body(left, right));
-    right.body = bytes_of("a");
-    EXPECT_TRUE(same_body(left, right));
-    left.html = bytes_of("b");
-    EXPECT_FALSE(same_body(left, right));
-}
-
 } // namespace
 } // namespace host::test

@@ -150,6 +150,31 @@ TEST_F(ChangeWords, LeaveTheVerdictOut)
     EXPECT_EQ("", words());
 }
 
+TEST(SameBody, ComparesTheContents)
+{
+    message_snapshot left;
+    message_snapshot right;
+    EXPECT_TRUE(same_body(left, right));
+    left.body = bytes_of("a");
+    EXPECT_FALSE(same_body(left, right));
+    right.body = bytes_of("a");
+    EXPECT_TRUE(same_body(left, right));
+    left.html = bytes_of("b");
+    EXPECT_FALSE(same_body(left, right));
+}
+
+TEST(Snapshots, FindAttachmentsByNumber)
+{
+    message_snapshot message;
+    EXPECT_EQ(nullptr, attachment_with(message, 0));
+    message.attachments.resize(2);
+    message.attachments[0].number = 3;
+    message.attachments[1].number = 7;
+    EXPECT_EQ(&message.attachments[1], attachment_with(message, 7));
+    EXPECT_EQ(nullptr, attachment_with(message, 5));
+    EXPECT_EQ(nullptr, attachment_with(message, 8));
+}
+
 TEST(Snapshot, DoesNotFollowItsMessage)
 {
     message_record record = read("Subject: Old\n\nbody\n").copy();
