@@ -75,6 +75,7 @@ remote_contents of_tag(std::string_view tag)
     remote_contents found;
     const std::string_view element = element_of(tag);
     const auto attributes = service::attributes_of(tag);
+    const bool styles = value_of(attributes, "rel").find("stylesheet") != std::string_view::npos;
     if (element == "a" || element == "area" || element == "base" || element == "form") {
         return found;
     }
@@ -83,7 +84,6 @@ remote_contents of_tag(std::string_view tag)
         if (name == "srcset") {
             found.images += remote_images_of_set(value);
         } else if (remote && element == "link" && name == "href") {
-            const bool styles = value_of(attributes, "rel").find("stylesheet") != std::string_view::npos;
             ++(styles ? found.styles : found.others);
         } else if (remote && (name == "href" || name == "xlink:href")) {
             ++found.images; // of drawings
@@ -106,7 +106,7 @@ bool is_font(std::string_view ahead)
     return declaration.starts_with("src:") || declaration.starts_with("src ");
 }
 
-/// Counts url() and @import, in style sheets and in attributes.
+/// Counts url() and @import in a style sheet, or in the attributes of a tag.
 remote_contents of_styles(std::string_view page)
 {
     constexpr std::string_view rule = "@import";
@@ -128,6 +128,24 @@ remote_contents of_styles(std::string_view page)
         found.styles += is_remote(without_quote(page.substr(at + rule.size()))) ? 1 : 0;
     }
     return found;
+}
+
+/// Returns the length of a comment, which may lack an end.
+std::size_t length_of_comment(std::string_view text)
+{
+    constexpr std::string_view end = "-->";
+    const std::size_t found = text.find(end, 2); // also that of "<!-->"
+    return found == std::string_view::npos ? text.size() : found + end.size();
+}
+
+/// Returns the contents of an element in which tags have no meaning; empty for other elements.
+std::string_view plain_contents(std::string_view element, std::string_view behind)
+{
+    constexpr std::array<std::string_view, 5> plain{"style", "script", "title", "textarea", "xmp"};
+    if (std::find(plain.begin(), plain.end(), element) == plain.end()) {
+        return {};
+    }
+    return behind.substr(0, behind.find("</" + std::string(element)));
 }
 
 } // namespace
@@ -155,13 +173,20 @@ remote_contents remote_contents_of(std::string_view page)
 {
     std::string small(page);
     std::transform(small.begin(), small.end(), small.begin(), winapi::ascii_lower);
-    remote_contents found = of_styles(small);
+    remote_contents found;
     for (std::size_t at = small.find('<'), length = 0; at != std::string::npos; at = small.find('<', at + length)) {
         const std::string_view rest = std::string_view(small).substr(at);
         length = 1;
-        if (service::begins_tag(rest)) {
+        if (rest.starts_with("<!--")) {
+            length = length_of_comment(rest);
+        } else if (service::begins_tag(rest)) {
             length = service::length_of_tag(rest);
-            found += of_tag(rest.substr(0, length));
+            const std::string_view tag = rest.substr(0, length);
+            const std::string_view plain = plain_contents(element_of(tag), rest.substr(length));
+            found += of_tag(tag);
+            found += of_styles(tag);
+            found += element_of(tag) == "style" ? of_styles(plain) : remote_contents();
+            length += plain.size();
         }
     }
     return found;

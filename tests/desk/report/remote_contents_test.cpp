@@ -43,6 +43,25 @@ TEST(RemoteContents, AreStyleSheetsAndFonts)
               words("<style>@font-face{src:url(//a.example/f)}b{background:url(//a.example/i)}</style>"));
 }
 
+TEST(RemoteContents, AreNotInComments)
+{
+    EXPECT_EQ("2 images", words("<!-- don't --><img src=http://a.example/i><p>it's<img src=http://b.example/i>"));
+    EXPECT_EQ("", words("<!--[if mso]><img src=http://a.example/i><![endif]--><p>a"));
+    EXPECT_EQ("1 image", words("<!--[if !mso]><!--><img src=http://a.example/i><!--<![endif]-->"));
+    EXPECT_EQ("1 image", words("<!--><img src=http://a.example/i>-->"));
+    EXPECT_EQ("", words("<!--<img src=http://a.example/i>"));
+}
+
+TEST(RemoteContents, AreNotInPlainText)
+{
+    EXPECT_EQ("1 image", words("<style><!-- b{color:red} </style><img src=http://a.example/i>"));
+    EXPECT_EQ("1 image", words("<style><!-- b{background:url(http://a.example/i)} --></style>"));
+    EXPECT_EQ("",
+              words("<title><img src=http://a.example/i></title><TEXTAREA><img src=http://a.example/i></TEXTAREA>"));
+    EXPECT_EQ("", words("<p>url(http://a.example/i) @import url(http://a.example/s)"));
+    EXPECT_EQ("1 other content", words("<script src=http://a.example/s>'<img src=http://a.example/i>'</script>"));
+}
+
 TEST(RemoteContents, AreOthers)
 {
     EXPECT_EQ("1 other content", words("<script src=http://a.example/s.js></script>"));
