@@ -38,6 +38,22 @@ std::string step_words(std::size_t step)
     return "from " + std::to_string(first / second) + '.' + std::to_string(first % second / 100) + " s";
 }
 
+constexpr std::size_t whole_bar = 10000;
+constexpr std::size_t least_of_bar = 75;
+
+/// Returns the share of each outcome in the bar. Even the smallest one can be seen, at the expense of the largest.
+std::array<std::size_t, outcome_count> bar_widths(const std::array<std::size_t, outcome_count>& counts, std::size_t all)
+{
+    std::array<std::size_t, outcome_count> widths{};
+    std::transform(counts.begin(), counts.end(), widths.begin(), [all](std::size_t count) {
+        return count == 0 ? 0 : std::max(least_of_bar, count * whole_bar / all);
+    });
+    const std::size_t used = std::accumulate(widths.begin(), widths.end(), std::size_t{0});
+    std::size_t& largest = *std::max_element(widths.begin(), widths.end());
+    largest = largest + whole_bar - used;
+    return widths;
+}
+
 } // namespace
 
 outcome outcome_of(const opening& result)
@@ -78,8 +94,8 @@ void duration_steps::add(std::uint64_t milliseconds)
 std::string duration_steps::chart() const
 {
     constexpr std::size_t row = 22;
-    constexpr std::size_t label = 84;
-    constexpr std::size_t widest = 180;
+    constexpr std::size_t label = 96;
+    constexpr std::size_t widest = 160;
     constexpr std::size_t width = 320;
     const auto counted = [](std::size_t count) { return count != 0; };
     const auto first = std::find_if(counts_.begin(), counts_.end(), counted);
@@ -116,32 +132,28 @@ std::size_t report_figures::rows() const
 
 std::string report_figures::bar() const
 {
-    constexpr std::size_t whole = 10000;
-    constexpr std::size_t least = 50;
     constexpr std::size_t gap = 25;
-    const std::size_t all = rows();
+    if (rows() == 0) {
+        return {};
+    }
+    const auto widths = bar_widths(outcomes, rows());
     std::string parts;
     std::string legend;
     std::string words;
-    std::size_t done = 0;
+    std::size_t from = 0;
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        const std::size_t count = outcomes.at(i);
-        const outcome_form& form = outcome_forms.at(i);
-        if (count == 0) {
+        if (outcomes.at(i) == 0) {
             continue;
         }
-        const std::size_t from = done * whole / all;
-        done += count;
-        parts.append("<rect class=").append(1, form.style).append(" x=").append(std::to_string(from));
-        const std::size_t width = std::max(least, done * whole / all - from);
-        parts.append(" width=").append(std::to_string(done == all ? width : width - gap));
-        parts.append(" height=10></rect>");
-        legend.append("<li class=").append(1, form.style).append("><b>").append(std::to_string(count)).append("</b> ");
+        const outcome_form& form = outcome_forms.at(i);
+        const std::string count = std::to_string(outcomes.at(i));
+        const std::size_t end = from + widths.at(i);
+        parts.append("<rect class=").append(1, form.style).append(" x=").append(std::to_string(from)).append(" width=");
+        parts.append(std::to_string(widths.at(i) - (end == whole_bar ? 0 : gap))).append(" height=10></rect>");
+        legend.append("<li class=").append(1, form.style).append("><b>").append(count).append("</b> ");
         legend.append(form.words);
-        words.append(words.empty() ? "" : ", ").append(std::to_string(count)).append(1, ' ').append(form.words);
-    }
-    if (all == 0) {
-        return {};
+        words.append(words.empty() ? "" : ", ").append(count).append(1, ' ').append(form.words);
+        from = end;
     }
     return "<svg class=bar role=img viewBox=\"0 0 10000 10\" preserveAspectRatio=none><title>" + words + "</title>" +
            parts + "</svg><ul class=legend>" + legend + "</ul>";

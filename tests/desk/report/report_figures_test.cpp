@@ -9,27 +9,32 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-TEST(Outcomes, FollowTheResultAndTheVerdict)
+TEST(Outcomes, FollowTheResultTheVerdictAndTheAnswers)
 {
-    opening result;
-    result.answers.body.state = answer_state::scanned;
-    EXPECT_EQ("not judged", outcome_words(outcome_of(result)));
-    result.verdict = static_cast<ScanResult>(1);
-    EXPECT_EQ("clean", outcome_words(outcome_of(result)));
-    result.verdict = static_cast<ScanResult>(2);
-    EXPECT_EQ("condemned", outcome_words(outcome_of(result)));
-    result.verdict = static_cast<ScanResult>(3);
-    EXPECT_EQ("repaired", outcome_words(outcome_of(result)));
-    result.verdict = static_cast<ScanResult>(77);
-    EXPECT_EQ("not judged", outcome_words(outcome_of(result)));
-    result.answers.body.state = answer_state::no_answer;
-    EXPECT_EQ("no answer", outcome_words(outcome_of(result)));
-    result.verdict = static_cast<ScanResult>(1);
-    EXPECT_EQ("no answer", outcome_words(outcome_of(result)));
-    result.verdict = static_cast<ScanResult>(2);
-    EXPECT_EQ("condemned", outcome_words(outcome_of(result)));
-    result.result = E_FAIL;
-    EXPECT_EQ("check failed", outcome_words(outcome_of(result)));
+    struct judged_as
+    {
+        const char* words;
+        std::int32_t verdict;
+        answer_state body = answer_state::scanned;
+        HRESULT result = S_OK;
+    };
+    constexpr answer_state missing = answer_state::no_answer;
+    for (const judged_as& expected : {judged_as{"not judged", 0},
+                                      {"clean", 1},
+                                      {"condemned", 2},
+                                      {"repaired", 3},
+                                      {"not judged", 77},
+                                      {"no answer", 77, missing},
+                                      {"no answer", 1, missing},
+                                      {"condemned", 2, missing},
+                                      {"repaired", 3, missing},
+                                      {"check failed", 2, missing, E_FAIL}}) {
+        opening given;
+        given.verdict = static_cast<ScanResult>(expected.verdict);
+        given.answers.body.state = expected.body;
+        given.result = expected.result;
+        EXPECT_EQ(expected.words, outcome_words(outcome_of(given))) << expected.verdict;
+    }
 }
 
 TEST(Figures, HaveABarWithTheShareOfEachOutcome)
@@ -54,7 +59,10 @@ TEST(Figures, ShowTheSmallestShare)
         figures.count(outcome::clean);
     }
     figures.count(outcome::failed);
-    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=f x=9999 width=50 "));
+    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=f x=9925 width=75 "));
+    figures.count(outcome::condemned);
+    EXPECT_THAT(figures.bar(), HasSubstr("<rect class=c x=0 width=9825 height=10></rect><rect class=x x=9850 width=50 "
+                                         "height=10></rect><rect class=f x=9925 width=75 "));
 }
 
 TEST(Durations, AreCountedInSteps)
