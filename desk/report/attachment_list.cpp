@@ -10,19 +10,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t most_listed = 50;
-
-const attachment_snapshot* with_number(const message_snapshot& message, std::uint32_t number)
-{
-    const auto found = std::lower_bound(message.attachments.begin(), message.attachments.end(), number,
-                                        [](const auto& entry, std::uint32_t wanted) { return entry.number < wanted; });
-    return found == message.attachments.end() || found->number != number ? nullptr : &*found;
-}
-
-bool is_same(const attachment_snapshot& left, const attachment_snapshot& right)
-{
-    return left.name == right.name && left.method == right.method && left.embedded == right.embedded &&
-           same_bytes(left.data, right.data);
-}
+constexpr std::string_view kept = "kept";
 
 /// Returns the words for an attachment that has or has not a counterpart in the other state of the message.
 std::string_view fate(const attachment_snapshot& entry, const attachment_snapshot* other, std::string_view alone)
@@ -30,7 +18,7 @@ std::string_view fate(const attachment_snapshot& entry, const attachment_snapsho
     if (!other) {
         return alone;
     }
-    return is_same(entry, *other) ? "kept" : "changed";
+    return same_attachment(entry, *other) ? kept : "changed";
 }
 
 std::string item(const attachment_snapshot& entry, std::string_view fate, const std::string& answer)
@@ -55,26 +43,48 @@ std::string answer_to(const std::vector<attachment_answer>& answers, std::uint32
     return found == answers.end() ? std::string() : answer_text(*found);
 }
 
+/// Returns the list of one state. What was not kept precedes the rest if there are too many.
 std::string list(const message_snapshot& shown, const message_snapshot& other, std::string_view alone,
                  const std::vector<attachment_answer>& answers)
 {
     if (shown.attachments.empty()) {
         return "<span class=none>none</span>";
     }
-    std::string result("<ul class=attachments>");
-    const std::size_t count = std::min(shown.attachments.size(), most_listed);
-    for (std::size_t i = 0; i < count; ++i) {
-        const attachment_snapshot& entry = shown.attachments[i];
-        result.append(
-            item(entry, fate(entry, with_number(other, entry.number), alone), answer_to(answers, entry.number)));
+    std::vector<std::string_view> fates;
+    for (const attachment_snapshot& entry : shown.attachments) {
+        fates.push_back(fate(entry, attachment_with(other, entry.number), alone));
     }
-    if (count < shown.attachments.size()) {
-        result.append("<li>").append(std::to_string(shown.attachments.size() - count)).append(" more");
+    const auto unchanged = static_cast<std::size_t>(std::count(fates.begin(), fates.end(), kept));
+    std::size_t room = std::min(most_listed, fates.size() - unchanged);
+    std::size_t room_for_kept = most_listed - room;
+    std::size_t left_out = 0;
+    std::string result("<ul class=attachments>");
+    for (std::size_t i = 0; i < fates.size(); ++i) {
+        std::size_t& left = fates[i] == kept ? room_for_kept : room;
+        if (left == 0) {
+            ++left_out;
+            continue;
+        }
+        --left;
+        const attachment_snapshot& entry = shown.attachments[i];
+        result.append(item(entry, fates[i], answer_to(answers, entry.number)));
+    }
+    if (left_out != 0) {
+        result.append("<li>").append(std::to_string(left_out)).append(" more");
     }
     return result.append("</ul>");
 }
 
 } // namespace
+
+bool same_attachments(const message_snapshot& left, const message_snapshot& right)
+{
+    return std::equal(left.attachments.begin(), left.attachments.end(), right.attachments.begin(),
+                      right.attachments.end(), [](const auto& entry, const auto& other) {
+                          return entry.number == other.number && entry.hidden == other.hidden &&
+                                 same_attachment(entry, other);
+                      });
+}
 
 std::string attachments_before(const reported_opening& entry)
 {

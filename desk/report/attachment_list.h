@@ -6,6 +6,9 @@
 
 namespace host {
 
+/// Returns true if both states have the same attachments.
+[[nodiscard]] bool same_attachments(const message_snapshot& left, const message_snapshot& right);
+
 /// Returns the list of the attachments before the check: name, size, type, the service's answer, and whether each one
 /// was kept, changed or taken.
 [[nodiscard]] std::string attachments_before(const reported_opening& entry);

@@ -21,6 +21,9 @@ namespace fs = std::filesystem;
 constexpr std::size_t longest_name = 160; ///< characters of a file name
 constexpr std::size_t longest_text = 160; ///< characters of a subject or a sender in a row
 
+/// So many sections may be too large for the room that is left, until bodies are no longer tried.
+constexpr std::size_t most_large_sections = 10;
+
 /// Precedes the title. The frames of the mail bodies inherit this policy, so that it has to allow styles in a mail. All
 /// style sheets of the page itself are constant.
 constexpr std::string_view policy =
@@ -68,12 +71,44 @@ std::string fact(std::string_view name, const std::string& value)
 std::string sender_cell(std::string_view sender)
 {
     const std::size_t address = sender.rfind(" <");
-    if (address == std::string_view::npos) {
+    if (address == std::string_view::npos || !sender.ends_with('>')) {
         return isolated_text(sender, longest_text);
     }
     const std::string_view within = sender.substr(address + 2, sender.size() - address - 3);
     return isolated_text(sender.substr(0, address), longest_text) + "<small>" + isolated_text(within, longest_text) +
            "</small>";
+}
+
+/// Returns what follows the outcome of an opening.
+std::string row_notes(const reported_opening& entry)
+{
+    const opening_answers& answers = entry.result.answers;
+    std::string notes;
+    const auto add = [&notes](std::string_view attributes, std::string_view words, const std::string& more) {
+        notes.append("<small").append(attributes).append(">").append(words).append(more).append("</small>");
+    };
+    if (entry.result.blocked) {
+        add("", "display stopped", "");
+    }
+    if (entry.result.encrypted) {
+        add("", "encrypted", "");
+    }
+    if (!entry.changes.empty()) {
+        add("", "", page_text(entry.changes));
+    }
+    if (const std::string threats = threats_of(answers); !threats.empty()) {
+        add(" class=threat", "", isolated_text(threats, longest_text));
+    }
+    if (const std::string missing = missing_answer(answers); !missing.empty()) {
+        add(" class=answer", "no answer for ", isolated_text(missing, longest_text));
+    }
+    if (!entry.result.closed.empty()) {
+        add(" class=answer", "its contents stay closed: ", isolated_text(entry.result.closed, longest_text));
+    }
+    if (!entry.warnings.empty()) {
+        add(" class=answer", "not all of it could be read: ", isolated_text(entry.warnings.front(), longest_text));
+    }
+    return notes;
 }
 
 std::string tiny_icon()
@@ -94,6 +129,9 @@ html_report::html_report(fs::path target, report_heading heading, const report_l
     if (fs::is_directory(target_)) {
         throw std::runtime_error(std::make_error_code(std::errc::is_a_directory).message());
     }
+    if (fs::exists(target_) && !fs::is_regular_file(target_)) {
+        throw std::runtime_error("it is not a regular file");
+    }
     if (!fs::is_directory(folder)) {
         throw std::runtime_error("there is no such folder");
     }
@@ -113,11 +151,12 @@ bool html_report::add_section(const reported_opening& entry)
     section_form form;
     form.number = messages_;
     form.open = sections_made_ < limits_.open_sections;
-    form.with_bodies = has_room_for_bodies_;
+    form.with_bodies = large_sections_ < most_large_sections;
     remote_contents blocked;
     std::string section = message_section(entry, form, blocked);
     if (form.with_bodies && sections_.size() + section.size() > limits_.bodies) {
-        form.with_bodies = has_room_for_bodies_ = false;
+        ++large_sections_;
+        form.with_bodies = false;
         blocked = {};
         section = message_section(entry, form, blocked);
     }
@@ -141,6 +180,7 @@ void html_report::add(const reported_opening& entry)
     figures_.changed += changes.empty() ? 0 : 1;
     figures_.blocked += entry.result.blocked ? 1 : 0;
     figures_.encrypted += entry.result.encrypted ? 1 : 0;
+    figures_.unanswered += entry.result.answers.complete() ? 0 : 1;
     const bool linked = !changes.empty() && add_section(entry);
 
     std::string row("<tr class=");
@@ -153,18 +193,7 @@ void html_report::add(const reported_opening& entry)
     row.append(entry.number == 1 ? "" : "<small>opening " + std::to_string(entry.number) + "</small>");
     row.append("<td>").append(isolated_text(entry.before.subject, longest_text));
     row.append("<td>").append(sender_cell(entry.before.sender));
-    row.append("<td><b>").append(outcome_words(judged)).append("</b>");
-    row.append(entry.result.blocked ? "<small>display stopped</small>" : "");
-    row.append(entry.result.encrypted ? "<small>encrypted</small>" : "");
-    row.append(changes.empty() ? "" : "<small>" + page_text(changes) + "</small>");
-    if (const std::string threats = threats_of(entry.result.answers); !threats.empty()) {
-        row.append("<small class=threat>").append(isolated_text(threats, longest_text)).append("</small>");
-    }
-    if (const std::string missing = missing_answer(entry.result.answers); !missing.empty()) {
-        row.append("<small class=answer>no answer for ")
-            .append(isolated_text(missing, longest_text))
-            .append("</small>");
-    }
+    row.append("<td><b>").append(outcome_words(judged)).append("</b>").append(row_notes(entry));
     row.append("<td>").append(size_text(entry.before.size));
     row.append("<td>").append(milliseconds(entry.result.elapsed_ms)).append("\n");
     add_row(row, judged == outcome::clean && changes.empty() && !entry.result.blocked);
@@ -189,8 +218,8 @@ std::string html_report::summary(const opening_totals& totals) const
     text.append(count_text(opened, "opening", "openings")).append(": ");
     text.append(condemned == 0 ? "nothing was condemned" : std::to_string(condemned) + " condemned").append(", ");
     text.append(count_text(figures_.changed, "message", "messages")).append(" changed");
-    if (const std::size_t unanswered = figures_.number_of(outcome::unanswered); unanswered != 0) {
-        text.append(", ").append(std::to_string(unanswered)).append(" without an answer of the service");
+    if (figures_.unanswered != 0) {
+        text.append(", ").append(std::to_string(figures_.unanswered)).append(" without an answer of the service");
     }
     text.append(".</p>").append(figures_.bar());
     if (totals.stopped_by != 0) {

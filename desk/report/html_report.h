@@ -60,7 +60,7 @@ private:
     remote_contents blocked_;
     scratch rows_;
     scratch sections_;
-    bool has_room_for_bodies_ = true;
+    std::size_t large_sections_ = 0; ///< whose bodies did not fit
     std::size_t messages_ = 0;
     std::size_t sections_made_ = 0;
     std::size_t rows_left_out_ = 0;

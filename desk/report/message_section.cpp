@@ -8,12 +8,13 @@ namespace host {
 
 namespace {
 
-/// Returns a row of the comparison. Equal cells become one.
-std::string row(std::string_view name, const std::string& before, const std::string& after)
+/// Returns a row of the comparison, which has one cell only for what is the same in both states. Different contents may
+/// have equal cells, since long texts are cut.
+std::string row(std::string_view name, bool same, const std::string& before, const std::string& after)
 {
     std::string result("<tr><th scope=row>");
     result.append(name);
-    if (before == after) {
+    if (same) {
         return result.append("<td colspan=2>").append(before).append(" <span class=same>unchanged</span>");
     }
     return result.append("<td>").append(before).append("<td>").append(after);
@@ -22,6 +23,11 @@ std::string row(std::string_view name, const std::string& before, const std::str
 std::string text_cell(const std::string& text)
 {
     return text.empty() ? "<span class=none>none</span>" : isolated_text(text);
+}
+
+std::string text_row(std::string_view name, const std::string& before, const std::string& after)
+{
+    return row(name, before == after, text_cell(before), text_cell(after));
 }
 
 /// Returns the remarks below a body.
@@ -64,13 +70,12 @@ std::string body_cell(const message_snapshot& message, const reported_opening& e
 
 std::string body_row(const reported_opening& entry, const section_form& form, remote_contents& blocked)
 {
-    if (same_body(entry.before, entry.after)) {
-        const std::string only = body_cell(entry.before, entry, form, "Body", blocked);
-        return row("Body", only, only);
-    }
+    const bool same = same_body(entry.before, entry.after);
     const std::string answer = entry.result.encrypted ? std::string() : answer_text(entry.result.answers.body);
-    return row("Body", body_cell(entry.before, entry, form, "Body before the check", blocked) + answer,
-               body_cell(entry.after, entry, form, "Body after the check", blocked));
+    const std::string_view title = same ? "Body" : "Body before the check";
+    const std::string before = body_cell(entry.before, entry, form, title, blocked) + answer;
+    return row("Body", same, before,
+               same ? before : body_cell(entry.after, entry, form, "Body after the check", blocked));
 }
 
 /// Returns sentences about the whole message.
@@ -78,14 +83,15 @@ std::string remarks(const reported_opening& entry)
 {
     std::string result;
     if (entry.result.encrypted) {
-        result = "<p class=remark>This message arrived encrypted. It is shown as it is stored: what the reader sees "
-                 "inside of it "
-                 "is not part of this page.";
+        result = "<p class=remark>This message arrived encrypted. It is shown as it is stored: its decrypted contents "
+                 "are not part of this page.";
         if (!entry.result.closed.empty()) {
-            result.append(" They stay closed: ").append(isolated_text(entry.result.closed)).append(".");
+            result.append(" Its contents stay closed: ").append(isolated_text(entry.result.closed)).append(".");
         }
         if (const std::string threats = threats_of(entry.result.answers); !threats.empty()) {
-            result.append(" Found in them: <span class=threat>").append(isolated_text(threats)).append("</span>.");
+            result.append(" Found in its contents: <span class=threat>")
+                .append(isolated_text(threats))
+                .append("</span>.");
         }
     }
     for (const std::string& warning : entry.warnings) {
@@ -109,14 +115,15 @@ std::string message_section(const reported_opening& entry, const section_form& f
     result.append(anchor).append(">").append(remarks(entry));
     result.append("<table class=pair><caption class=unseen>").append(name);
     result.append(" before and after the check</caption><thead><tr><td><th scope=col>Before<th scope=col>After<tbody>");
-    result.append(row("Subject", text_cell(entry.before.subject), text_cell(entry.after.subject)));
-    result.append(row("From", text_cell(entry.before.sender), text_cell(entry.after.sender)));
+    result.append(text_row("Subject", entry.before.subject, entry.after.subject));
+    result.append(text_row("From", entry.before.sender, entry.after.sender));
     if (entry.before.message_class != entry.after.message_class) {
-        result.append(row("Class", text_cell(entry.before.message_class), text_cell(entry.after.message_class)));
+        result.append(text_row("Class", entry.before.message_class, entry.after.message_class));
     }
     result.append(body_row(entry, form, blocked));
     if (!entry.before.attachments.empty() || !entry.after.attachments.empty()) {
-        result.append(row("Attachments", attachments_before(entry), attachments_after(entry)));
+        result.append(row("Attachments", same_attachments(entry.before, entry.after), attachments_before(entry),
+                          attachments_after(entry)));
     }
     return result.append("</table></div></details>\n");
 }

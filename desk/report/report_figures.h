@@ -52,6 +52,7 @@ struct report_figures
     std::size_t changed = 0;
     std::size_t blocked = 0;
     std::size_t encrypted = 0;
+    std::size_t unanswered = 0; ///< openings in which an object lacks an answer, whatever their outcome
     duration_steps durations;
 
     void count(outcome value) { ++outcomes.at(static_cast<std::size_t>(value)); }

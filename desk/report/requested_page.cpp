@@ -7,6 +7,7 @@
 #include "tool/system/time_text.h"
 
 #include <exception>
+#include <filesystem>
 #include <string_view>
 
 namespace host {
@@ -84,12 +85,17 @@ void requested_page::attempt(Step&& step)
     if (!good_) {
         return;
     }
-    try {
-        step();
-    } catch (const std::exception& failure) {
+    const auto fail = [this](const std::string& why) {
         good_ = false;
         page_.reset();
-        host::report(where_, file_, failure.what());
+        host::report(where_, file_, why);
+    };
+    try {
+        step();
+    } catch (const std::filesystem::filesystem_error& failure) {
+        fail(failure.code().message());
+    } catch (const std::exception& failure) {
+        fail(failure.what());
     }
 }
 

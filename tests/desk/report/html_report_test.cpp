@@ -49,6 +49,12 @@ attachment_snapshot attached(std::uint32_t number, const std::string& name, cons
 class HtmlReport : public testing::Test
 {
 protected:
+    static void expect_parts(const std::string& page, std::initializer_list<const char*> parts)
+    {
+        for (const char* part : parts) {
+            EXPECT_THAT(page, HasSubstr(part));
+        }
+    }
     /// Returns a clean opening of a message with one attachment, in which nothing changed.
     static reported_opening clean(const std::string& file)
     {
@@ -126,14 +132,13 @@ TEST_F(HtmlReport, HasARowForEachOpeningAndASectionForEachChangedMessage)
     add(second);
     report->add_unreadable("broken.eml", "it <ends>");
     const std::string text = page();
-    EXPECT_THAT(text, HasSubstr("3 openings: 1 condemned, 1 message changed."));
-    EXPECT_THAT(text, HasSubstr("<title>2 clean, 1 condemned, 1 not opened</title>"));
-    EXPECT_THAT(text,
-                HasSubstr("<tr class=c><th scope=row><bdi>clean.eml</bdi><td><bdi>Old subject</bdi><td><bdi>Ann</bdi>"
-                          "<small><bdi>ann@a.example</bdi></small><td><b>clean</b><td>2.0 KB<td>3 ms\n"));
-    EXPECT_THAT(text, HasSubstr("<tr class=\"d x\"><th scope=row><a href=#m2><bdi>bad.eml</bdi></a>"));
-    EXPECT_THAT(text, HasSubstr("<bdi>clean.eml</bdi><small>opening 2</small>"));
-    EXPECT_THAT(text, HasSubstr("<b>not opened</b><small><bdi>it &lt;ends&gt;</bdi></small>"));
+    expect_parts(text,
+                 {"3 openings: 1 condemned, 1 message changed.", "<title>2 clean, 1 condemned, 1 not opened</title>",
+                  "<tr class=c><th scope=row><bdi>clean.eml</bdi><td><bdi>Old subject</bdi><td><bdi>Ann</bdi>"
+                  "<small><bdi>ann@a.example</bdi></small><td><b>clean</b><td>2.0 KB<td>3 ms\n",
+                  "<tr class=\"d x\"><th scope=row><a href=#m2><bdi>bad.eml</bdi></a>",
+                  "<bdi>clean.eml</bdi><small>opening 2</small>",
+                  "<b>not opened</b><small><bdi>it &lt;ends&gt;</bdi></small>"});
     EXPECT_EQ(1U, count_of("<details", text));
     EXPECT_THAT(text, HasSubstr("<div id=m2>"));
 }
@@ -150,20 +155,16 @@ TEST_F(HtmlReport, ShowsAChangedMessageBeforeAndAfter)
     entry.result.blocked = true;
     add(entry);
     const std::string text = page();
-    EXPECT_THAT(text, HasSubstr("<th scope=row>Subject<td><bdi>Old subject</bdi><td><bdi>New subject</bdi>"));
-    EXPECT_THAT(text,
-                HasSubstr("<th scope=row>From<td colspan=2><bdi>Ann &lt;ann@a.example&gt;</bdi> <span class=same>"));
+    expect_parts(text, {"<th scope=row>Subject<td><bdi>Old subject</bdi><td><bdi>New subject</bdi>",
+                        "<th scope=row>From<td colspan=2><bdi>Ann &lt;ann@a.example&gt;</bdi> <span class=same>"});
     EXPECT_EQ(2U, count_of("<iframe sandbox loading=lazy referrerpolicy=no-referrer", text));
     EXPECT_EQ(2U, count_of("<iframe", text));
-    EXPECT_THAT(text, HasSubstr("title=\"Body before the check\" srcdoc=\"<!DOCTYPE html><meta charset=utf-8>"));
-    EXPECT_THAT(text, HasSubstr("<p>Found</p>\"></iframe>"));
-    EXPECT_THAT(text,
-                HasSubstr("<li class=taken><bdi>price.pdf</bdi> <small>3 bytes, <bdi>application/pdf</bdi></small> "
-                          "<b>taken</b> <span class=threat><bdi>Eicar</bdi></span>"));
-    EXPECT_THAT(text, HasSubstr("<b>added</b> <b>hidden</b>"));
-    EXPECT_THAT(text, HasSubstr(" <span class=threat><bdi>Body&lt;Threat</bdi></span>"));
-    EXPECT_THAT(text, HasSubstr("<small class=threat><bdi>Body&lt;Threat, Eicar</bdi></small>"));
-    EXPECT_THAT(text, HasSubstr(", display stopped</span>"));
+    expect_parts(text, {"title=\"Body before the check\" srcdoc=\"<!DOCTYPE html><meta charset=utf-8>",
+                        "<p>Found</p>\"></iframe>",
+                        "<li class=taken><bdi>price.pdf</bdi> <small>3 bytes, <bdi>application/pdf</bdi></small> "
+                        "<b>taken</b> <span class=threat><bdi>Eicar</bdi></span>",
+                        "<b>added</b> <b>hidden</b>", " <span class=threat><bdi>Body&lt;Threat</bdi></span>",
+                        "<small class=threat><bdi>Body&lt;Threat, Eicar</bdi></small>", ", display stopped</span>"});
 }
 
 TEST_F(HtmlReport, ShowsWhatHasNoAnswer)
@@ -179,13 +180,106 @@ TEST_F(HtmlReport, ShowsWhatHasNoAnswer)
     bad.result.answers.attachments.push_back(skipped);
     add(bad);
     const std::string text = page();
-    EXPECT_THAT(text, HasSubstr("2 openings: 1 condemned, 1 message changed, 1 without an answer of the service."));
-    EXPECT_THAT(text, HasSubstr("<tr class=a>"));
-    EXPECT_THAT(
-        text,
-        HasSubstr("<b>no answer</b><small class=answer>no answer for <bdi>the body: it &lt;ended&gt;</bdi></small>"));
-    EXPECT_THAT(text, HasSubstr("<b>taken</b> <span class=skipped>skipped: <bdi>the body was condemned</bdi></span>"));
+    expect_parts(text,
+                 {"2 openings: 1 condemned, 1 message changed, 1 without an answer of the service.", "<tr class=a>",
+                  "<b>no answer</b><small class=answer>no answer for <bdi>the body: it &lt;ended&gt;</bdi></small>",
+                  "<b>taken</b> <span class=skipped>skipped: <bdi>the body was condemned</bdi></span>"});
     EXPECT_EQ(1U, count_of("class=answer", text));
+}
+
+TEST_F(HtmlReport, ComparesWhatIsCutInItsCellsAsWell)
+{
+    reported_opening entry = clean("a.eml");
+    const std::string beginning(400, 'x');
+    entry.before.subject = beginning + "1";
+    entry.after.subject = beginning + "2";
+    entry.before.body = bytes_of(std::string(140000, 'x') + "1");
+    entry.after.body = bytes_of(std::string(140000, 'x') + "2");
+    entry.before.attachments[0].data = bytes_of("abd"); // of the same size
+    const auto count_unchanged = [&] {
+        add(entry);
+        return count_of("<span class=same>", page());
+    };
+    EXPECT_EQ(1U, count_unchanged()); // the sender
+    start({100000, 100000, 0, 100000, 10});
+    EXPECT_EQ(1U, count_unchanged()); // also without the bodies
+}
+
+TEST_F(HtmlReport, ShowsTheAnswerToABodyThatDidNotChange)
+{
+    reported_opening entry = replaced("bad.eml");
+    entry.after.body_type = entry.before.body_type;
+    entry.after.body = entry.before.body;
+    entry.after.html = entry.before.html;
+    entry.result.answers.body.threat = "Eicar";
+    add(entry);
+    const std::string text = page();
+    EXPECT_EQ(1U, count_of("<iframe", text));
+    EXPECT_THAT(text, HasSubstr("</iframe> <span class=threat><bdi>Eicar</bdi></span> <span class=same>unchanged"));
+}
+
+TEST_F(HtmlReport, ListsTheAttachmentsThatWereNotKept)
+{
+    reported_opening entry = clean("many.eml");
+    for (std::uint32_t i = 1; i < 60; ++i) {
+        entry.before.attachments.push_back(attached(i, "file" + std::to_string(i), "abc"));
+    }
+    entry.after = entry.before;
+    entry.after.attachments.erase(entry.after.attachments.begin() + 55);
+    entry.after.attachments.push_back(attached(60, "notice", "x"));
+    add(entry);
+    const std::string text = page();
+    expect_parts(text, {"<bdi>file48</bdi>", "<li class=taken><bdi>file55</bdi>", "<li class=added><bdi>notice</bdi>"});
+    EXPECT_THAT(text, Not(HasSubstr("<bdi>file49</bdi>")));
+    EXPECT_EQ(2U, count_of("<li>10 more</ul>", text));
+    EXPECT_EQ(98U, count_of("<li class=kept>", text));
+}
+
+TEST_F(HtmlReport, ListsTheFirstOfTooManyNewAttachments)
+{
+    reported_opening entry = clean("many.eml");
+    entry.after.attachments.clear();
+    for (std::uint32_t i = 0; i < 60; ++i) {
+        entry.after.attachments.push_back(attached(i, "file" + std::to_string(i), i == 0 ? "abc" : "x"));
+    }
+    entry.after.attachments[0].name = "price.pdf";
+    add(entry);
+    const std::string text = page();
+    EXPECT_EQ(50U, count_of("<li class=added>", text));
+    EXPECT_EQ(1U, count_of("<li>10 more</ul>", text));
+}
+
+TEST_F(HtmlReport, CountsEveryOpeningThatLacksAnAnswer)
+{
+    reported_opening bad = replaced("bad.eml");
+    attachment_answer missing;
+    missing.state = answer_state::no_answer;
+    bad.result.answers.attachments.push_back(missing);
+    add(bad);
+    add(clean("clean.eml"));
+    EXPECT_THAT(page(), HasSubstr("2 openings: 1 condemned, 1 message changed, 1 without an answer of the service."));
+}
+
+TEST_F(HtmlReport, SaysWhatCouldNotBeReadOfAnUnchangedMessage)
+{
+    reported_opening entry = clean("a.eml");
+    entry.warnings = {"part <2>", "part 3"};
+    add(entry);
+    EXPECT_THAT(page(),
+                HasSubstr("<b>clean</b><small class=answer>not all of it could be read: <bdi>part &lt;2&gt;</bdi>"));
+}
+
+TEST_F(HtmlReport, ShowsTheAddressOfASenderApart)
+{
+    reported_opening entry = clean("a.eml");
+    for (const char* sender : {"Ann <<b> <c@d>", "Ann <b", "a@b"}) {
+        entry.before.sender = sender;
+        add(entry);
+    }
+    const std::string text = page();
+    EXPECT_THAT(text, HasSubstr("<td><bdi>Ann &lt;&lt;b&gt;</bdi><small><bdi>c@d</bdi></small><td>"));
+    EXPECT_THAT(text, HasSubstr("<td><bdi>Ann &lt;b</bdi><td>"));
+    EXPECT_THAT(text, HasSubstr("<td><bdi>a@b</bdi><td>"));
 }
 
 TEST_F(HtmlReport, SaysThatTheRunWasStopped)
@@ -205,11 +299,10 @@ TEST_F(HtmlReport, SaysThatAMessageIsEncrypted)
     entry.before.body = nullptr;
     add(entry);
     const std::string text = page();
-    EXPECT_THAT(text, HasSubstr("<small>encrypted</small>"));
-    EXPECT_THAT(text, HasSubstr("This message arrived encrypted."));
-    EXPECT_THAT(text, HasSubstr("They stay closed: <bdi>no &lt;key&gt;</bdi>."));
-    EXPECT_THAT(text, HasSubstr("<th scope=row>Body<td><span class=none>encrypted</span>"));
-    EXPECT_THAT(text, HasSubstr("<b>1</b> condemned"));
+    expect_parts(text, {"<small>encrypted</small>",
+                        "<small class=answer>its contents stay closed: <bdi>no &lt;key&gt;</bdi></small>",
+                        "This message arrived encrypted.", "Its contents stay closed: <bdi>no &lt;key&gt;</bdi>.",
+                        "<th scope=row>Body<td><span class=none>encrypted</span>", "<b>1</b> condemned"});
 }
 
 TEST_F(HtmlReport, EscapesWhatComesFromAMail)
@@ -303,6 +396,31 @@ TEST_F(HtmlReport, ListsWhatIsNotCleanForLonger)
     EXPECT_THAT(text, HasSubstr("1 further message not shown in detail"));
     EXPECT_THAT(text, Not(HasSubstr("href=#m")));
     EXPECT_THAT(text, HasSubstr("21 openings: 1 condemned"));
+}
+
+TEST_F(HtmlReport, LeavesOutTheBodiesThatDoNotFitOnly)
+{
+    start({100000, 100000, 20000, 100000, 10});
+    reported_opening large = replaced("large.eml");
+    large.before.body = bytes_of(std::string(20000, 'x'));
+    add(large);
+    add(replaced("small.eml"));
+    const std::string text = page();
+    EXPECT_EQ(2U, count_of("left out: this page has no room for more bodies", text));
+    EXPECT_EQ(2U, count_of("<iframe", text));
+    EXPECT_LT(text.find("left out"), text.find("<iframe"));
+}
+
+TEST_F(HtmlReport, DoesNotTryTheBodiesOfEveryMessageOnceTheyDoNotFit)
+{
+    start({100000, 100000, 20000, 100000, 10});
+    reported_opening large = replaced("large.eml");
+    large.before.body = bytes_of(std::string(20000, 'x'));
+    for (int i = 0; i < 10; ++i) {
+        add(large);
+    }
+    add(replaced("small.eml"));
+    EXPECT_EQ(0U, count_of("<iframe", page()));
 }
 
 TEST_F(HtmlReport, UnfoldsTheFirstSections)
