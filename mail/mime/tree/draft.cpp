@@ -2,6 +2,7 @@
 
 #include "mail/mime/text/quoted_printable.h"
 #include "mail/mime/tree/draft_writer.h"
+#include "mail/mime/tree/used_boundaries.h"
 #include "tool/system/base64.h"
 
 #include <algorithm>
@@ -45,12 +46,15 @@ void collect(const draft_part& part, std::vector<std::uint32_t>& numbers)
     }
 }
 
-/// Returns true if the text occurs in the new contents of the parts.
-bool has_content(const draft_part& part, const std::string& text)
+/// Adds the boundaries in the new contents of the parts.
+void add_contents(const draft_part& part, used_boundaries& used)
 {
-    return (part.content && contains(*part.content, text)) ||
-           std::any_of(part.parts.begin(), part.parts.end(),
-                       [&text](const draft_ptr& inner) { return has_content(*inner, text); });
+    if (part.content) {
+        used.add(*part.content);
+    }
+    for (const draft_ptr& inner : part.parts) {
+        add_contents(*inner, used);
+    }
 }
 
 /// Removes the placeholders that have become needless.
@@ -173,13 +177,14 @@ void draft::remove(draft_part& old)
 
 draft_part& draft::wrap(draft_part& inner, std::string_view subtype, std::string_view parameters)
 {
-    draft_ptr& slot = slot_of(inner);
+    used_boundaries used;
+    used.add(*source_);
+    add_contents(*root_, used);
     auto outer = std::make_unique<draft_part>();
-    do {
-        outer->boundary = "=_edited_" + std::to_string(++boundaries_) + "_";
-    } while (contains(*source_, "--" + outer->boundary) || has_content(*root_, "--" + outer->boundary));
+    outer->boundary = used.next(boundaries_);
     outer->headers = "Content-Type: multipart/" + std::string(subtype) + ";" + std::string(parameters) +
                      " boundary=\"" + outer->boundary + "\"" + line_end_;
+    draft_ptr& slot = slot_of(inner);
     outer->parts.push_back(std::move(slot));
     slot = std::move(outer);
     return *slot;

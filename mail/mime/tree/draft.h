@@ -77,7 +77,7 @@ private:
     draft_ptr root_;
     std::unordered_map<const part_place*, draft_part*> originals_;
     std::vector<header_change> headers_;
-    std::uint32_t boundaries_ = 0;
+    std::uint64_t boundaries_ = 0; ///< number of the last one
 
     friend class draft_writer;
 };

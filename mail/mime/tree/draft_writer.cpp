@@ -3,7 +3,6 @@
 #include "tool/system/conversions.h"
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -28,21 +27,6 @@ std::size_t number_in(const part_place& multipart, const part_place* part)
 }
 
 } // namespace
-
-bool contains(const bytes& source, const std::string& text)
-{
-    std::string block;
-    std::array<char, 65536> more{};
-    for (std::uint64_t offset = 0; const std::size_t got = source.read(offset, more.data(), more.size());
-         offset += got) {
-        block.append(more.data(), got);
-        if (block.find(text) != std::string::npos) {
-            return true;
-        }
-        block.erase(0, block.size() - std::min(block.size(), text.size()));
-    }
-    return false;
-}
 
 draft_writer::draft_writer(const draft& from)
     : from_(from)

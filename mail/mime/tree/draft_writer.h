@@ -6,9 +6,6 @@
 
 namespace host {
 
-/// Returns true if the text occurs in the bytes.
-bool contains(const bytes& source, const std::string& text);
-
 /// Writes a draft: ranges of the original for everything that was not touched, and new lines between them.
 class draft_writer
 {

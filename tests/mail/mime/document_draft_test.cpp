@@ -217,6 +217,17 @@ TEST(document_draft, takes_no_boundary_that_the_document_contains)
     edited wrapped(std::string("Subject: s\n\n--=_edited_1_\n" + std::string(65530, 'x') + "\n--=_edited_2_--\n"));
     draft_part& root = wrapped.copy.wrap(wrapped.copy.root(), "mixed");
     EXPECT_EQ(root.boundary, "=_edited_3_");
+    EXPECT_EQ(wrapped.copy.wrap(root, "mixed").boundary, "=_edited_4_");
+}
+
+TEST(document_draft, finds_a_boundary_in_one_pass_whatever_the_document_contains)
+{
+    std::string text = "Subject: s\n\n--=_edited_99999999999999999999_\n--=_edited_0_--=_edited_\n";
+    for (int i = 200'000; i > 0; --i) {
+        text += "--=_edited_" + std::to_string(i) + "_\n";
+    }
+    edited wrapped(text);
+    EXPECT_EQ(wrapped.copy.wrap(wrapped.copy.root(), "mixed").boundary, "=_edited_200001_");
 }
 
 TEST(document_draft, replaces_all_headers_of_a_name_in_the_place_of_the_first)
