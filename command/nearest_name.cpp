@@ -34,11 +34,14 @@ std::size_t differences(std::string_view left, std::string_view right)
     return row[right.size()];
 }
 
-/// Returns the command that was chosen last on the command line.
-const CLI::App& chosen_command(const CLI::App& app)
+/// Returns the application and its subcommands that were chosen on the command line, each in the one before it.
+std::vector<const CLI::App*> chosen_commands(const CLI::App& app)
 {
-    const auto chosen = app.get_subcommands();
-    return chosen.empty() ? app : chosen_command(*chosen.back());
+    std::vector<const CLI::App*> commands{&app};
+    for (auto chosen = app.get_subcommands(); !chosen.empty(); chosen = chosen.back()->get_subcommands()) {
+        commands.push_back(chosen.back());
+    }
+    return commands;
 }
 
 std::vector<std::string> names_of_options(const CLI::App& app)
@@ -93,17 +96,23 @@ std::string nearest_name(std::string_view unknown, const std::vector<std::string
 
 std::string reason_for_display(const CLI::App& app, const CLI::ParseError& problem)
 {
-    const CLI::App& command = chosen_command(app);
-    const std::vector<std::string> subcommands = names_of_subcommands(command);
-    const std::vector<std::string> unknown = app.remaining(true);
-    const auto option = std::find_if(unknown.begin(), unknown.end(), is_option);
-    if (option != unknown.end()) {
-        return no_such("option", option->substr(0, option->find('=')), names_of_options(command));
+    const std::vector<const CLI::App*> commands = chosen_commands(app);
+    const CLI::App& last = *commands.back();
+    for (const CLI::App* command : commands) {
+        const std::vector<std::string> unknown = command->remaining();
+        const auto found = std::find_if(unknown.begin(), unknown.end(), is_option);
+        if (found != unknown.end()) {
+            const std::string option = found->substr(0, found->find('='));
+            const std::vector<std::string> known = names_of_options(last);
+            const bool is_known = std::find(known.begin(), known.end(), option) != known.end();
+            return is_known ? "the option \"" + option + "\" belongs behind \"" + last.get_name() + "\""
+                            : no_such("option", option, known);
+        }
     }
-    if (!unknown.empty() && !subcommands.empty()) {
-        return no_such("subcommand", unknown.front(), subcommands);
-    }
-    return problem.what();
+    const std::vector<std::string> unknown = last.remaining();
+    const std::vector<std::string> subcommands = names_of_subcommands(last);
+    return unknown.empty() || subcommands.empty() ? problem.what()
+                                                  : no_such("subcommand", unknown.front(), subcommands);
 }
 
 } // namespace command

@@ -16,7 +16,8 @@ namespace command {
 [[nodiscard]] std::string nearest_name(std::string_view unknown, const std::vector<std::string>& names);
 
 /// Returns the reason for which `app` refused a command line. For a subcommand or an option that is unknown this is its
-/// name with the nearest known one: there is no subcommand "opne"; the nearest is "open".
+/// name with the nearest known one: there is no subcommand "opne"; the nearest is "open". For an option that was
+/// written ahead of its subcommand it is the place: the option "--json" belongs behind "open".
 [[nodiscard]] std::string reason_for_display(const CLI::App& app, const CLI::ParseError& problem);
 
 } // namespace command

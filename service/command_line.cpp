@@ -1,14 +1,17 @@
 #include "service/command_line.h"
 
 #include "command/help_layout.h"
+#include "command/nearest_name.h"
 #include "service/log.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace service {
@@ -238,6 +241,18 @@ void add_options(CLI::App& app, command_line& values)
     add_log_options(app, values);
     app.add_flag("--hold-presence", values.hold_presence, "Show that the service runs, see below");
     app.footer(footer);
+}
+
+void parse_arguments(CLI::App& app, std::vector<std::string> arguments)
+{
+    std::reverse(arguments.begin(), arguments.end()); // as this function of the library wants them
+    try {
+        app.parse(std::move(arguments));
+    } catch (const CLI::Success&) { // help and version
+        throw;
+    } catch (const CLI::ParseError& problem) {
+        throw CLI::ParseError(command::reason_for_display(app, problem), problem.get_exit_code());
+    }
 }
 
 } // namespace service

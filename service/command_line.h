@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -31,5 +32,8 @@ struct command_line
 /// Adds all options of the program to `app`, which stores their values in `values`. Both must exist while the command
 /// line is parsed. The text of `--help` is part of this function; docs/service.md describes the options.
 void add_options(CLI::App& app, command_line& values);
+
+/// Parses the arguments. Throws CLI::ParseError, for an unknown option with the nearest known one.
+void parse_arguments(CLI::App& app, std::vector<std::string> arguments);
 
 } // namespace service

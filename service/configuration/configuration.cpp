@@ -1,5 +1,6 @@
 #include "service/configuration/configuration.h"
 
+#include "command/nearest_name.h"
 #include "service/configuration/configuration_file.h"
 #include "service/safe_text.h"
 
@@ -30,17 +31,21 @@ public:
     parse() { add_options(app_, values_); }
 
     /// Throws CLI::ParseError.
-    void run(std::vector<std::string> arguments)
-    {
-        std::reverse(arguments.begin(), arguments.end()); // as this function of the library wants them
-        app_.parse(std::move(arguments));
-    }
+    void run(std::vector<std::string> arguments) { parse_arguments(app_, std::move(arguments)); }
     [[nodiscard]] command_line& values() { return values_; }
     /// Returns the options that may come from any source.
     [[nodiscard]] std::vector<const CLI::Option*> options() const
     {
         return std::as_const(app_).get_options(
             [](const CLI::Option* option) { return option->get_configurable() && !option->get_lnames().empty(); });
+    }
+    [[nodiscard]] std::vector<std::string> names() const
+    {
+        std::vector<std::string> names;
+        for (const CLI::Option* option : options()) {
+            names.push_back(option->get_lnames().front());
+        }
+        return names;
     }
     [[nodiscard]] const CLI::Option* find(const std::string& name) const
     {
@@ -95,6 +100,12 @@ std::string problem_with(const CLI::Option& option, const std::vector<std::strin
     return {};
 }
 
+std::string problem_with_unknown(const std::string& key, const parse& parsed)
+{
+    const std::string nearest = command::nearest_name(key, parsed.names());
+    return "'" + display_text(key) + "' is unknown" + (nearest.empty() ? "" : "; the nearest is '" + nearest + "'");
+}
+
 std::vector<std::string> split(const std::string& text, char separator)
 {
     std::vector<std::string> parts;
@@ -144,7 +155,7 @@ sources from_file(const parse& parsed, const std::string& name, std::vector<std:
         const std::string place = name + ":" + std::to_string(entry.line);
         const CLI::Option* option = parsed.find(entry.key);
         const std::string problem =
-            option == nullptr ? "'" + display_text(entry.key) + "' is unknown" : problem_with(*option, entry.values);
+            option == nullptr ? problem_with_unknown(entry.key, parsed) : problem_with(*option, entry.values);
         if (!problem.empty()) {
             contents.problems.push_back(std::string(place).append(": ").append(problem));
         }

@@ -84,8 +84,7 @@ int look_at(const configuration& read)
 
 int run(CLI::App& app, const std::vector<std::string>& arguments, const command_line& values)
 {
-    app.parse(
-        std::vector<std::string>(arguments.rbegin(), arguments.rend())); // as this function of the library wants them
+    parse_arguments(app, arguments);
     const configuration_reader reader(arguments, variable_of_process);
     const configuration read = reader.read();
     if (values.check_config || values.print_config) {

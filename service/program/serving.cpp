@@ -60,7 +60,7 @@ std::optional<run_failure> failure_of_run(const std::function<void()>& action)
     } catch (const CLI::Success&) {
         return run_failure{usage_error, {"a service has nobody to show the options to"}};
     } catch (const CLI::ParseError& problem) {
-        return run_failure{usage_error, {std::string(problem.what()) + " (--help tells the options)"}};
+        return run_failure{usage_error, {std::string(problem.what()) + " (--help shows the options)"}};
     } catch (const configuration_error& wrong) {
         return run_failure{usage_error, wrong.problems()};
     } catch (const std::invalid_argument& problem) {

@@ -60,6 +60,13 @@ TEST(ReasonForDisplay, NamesTheNearestOption)
               reason({"open", "a", "--log-levle=3"}));
     EXPECT_EQ("there is no option \"--bogus\"", reason({"open", "--bogus", "a"}));
     EXPECT_EQ("there is no option \"-x\"", reason({"open", "-x", "a"}));
+    EXPECT_EQ("there is no option \"--log-lvel\"; the nearest is \"--log-level\"",
+              reason({"--log-lvel=3", "open", "a"}));
+}
+
+TEST(ReasonForDisplay, SpecifiesThePlaceOfAnOptionThatIsAheadOfItsSubcommand)
+{
+    EXPECT_EQ("the option \"--log-level\" belongs behind \"open\"", reason({"--log-level=3", "open", "a"}));
 }
 
 TEST(ReasonForDisplay, IsThatOfTheParserOtherwise)

@@ -70,6 +70,14 @@ TEST_F(configured_program, names_all_that_is_wrong_and_ends)
     }
 }
 
+TEST_F(configured_program, names_the_nearest_option)
+{
+    const ended_program ended({"--engne", "builtin"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.errors, "postwarden-service: there is no option \"--engne\"; the nearest is \"--engine\" (--help "
+                            "shows the options)\n");
+}
+
 TEST_F(configured_program, checks_its_options_without_a_port)
 {
     const auto listener = test::loopback_socket::listen();

@@ -112,6 +112,14 @@ TEST_F(configuration, is_read_anew_each_time)
     EXPECT_THAT(service::changed_options(first, reader.read()), ElementsAre());
 }
 
+TEST_F(configuration, names_the_nearest_key)
+{
+    const std::string file = write("prot = 1\nmax-bdoy = 1\n");
+    EXPECT_THAT(problems({"--config", file}),
+                ElementsAre(file + ":1: 'prot' is unknown; the nearest is 'port'",
+                            file + ":2: 'max-bdoy' is unknown; the nearest is 'max-body'"));
+}
+
 TEST_F(configuration, names_everything_that_is_wrong)
 {
     const std::string file = write("none = 1\npreview = 65537\nconfig = x\nprint-config = true\nport = [1, 2]\nlog\n"
