@@ -209,7 +209,7 @@ exit_status run_mailhost(const mailhost_options& options, const console& given)
         return exit_status::usage;
     }
     opening_totals totals;
-    message_finder places(options.open.paths, {options.open.recursive, {}});
+    message_finder places(options.open.paths, {options.open.recursive, interruption::limits_of_inputs()});
     const logging::scoped_output log(options.open.log_file, options.open.log_level);
     std::optional<scan_target> target;
     if (file.empty() && !options.registered_broker) {

@@ -157,7 +157,7 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
     fill_registry(values, registry_values(options));
     const winapi::registry_override override_registry(values);
     opening_totals totals;
-    message_finder places(options.paths, {options.recursive, {}});
+    message_finder places(options.paths, {options.recursive, interruption::limits_of_inputs()});
     const expected_work expected = expected_work_of(options, where);
     const logging::scoped_output log(options.log_file, options.log_level);
     logging::apply_trace_configuration();

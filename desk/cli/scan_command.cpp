@@ -106,7 +106,7 @@ public:
     file_scan(const scan_options& options, std::string file, icap::client::session& session)
         : options_(options)
         , file_(std::move(file))
-        , source_(file_.empty() ? bytes_of({}) : bytes_of_input(path_of(file_), {}))
+        , source_(file_.empty() ? bytes_of({}) : bytes_of_input(path_of(file_), interruption::limits_of_inputs()))
         , session_(session)
         , edited_(std::make_shared<stream_state>(source_, PT_BINARY))
     {
@@ -425,11 +425,14 @@ exit_status run_scan(const scan_options& options, const console& given)
     opening_totals totals;
     scan_run files(options, where);
     std::uint64_t done = 0;
+    const auto stop = [&] {
+        report_stop(where, done, {}, "files");
+        status = stopped_by(interruption::signal());
+    };
     for (std::string file; files.next(file); ++done) {
         interruption::set_progress(done, 0, "files");
-        if (const int signal = interruption::signal()) {
-            report_stop(where, done, {}, "files");
-            status = stopped_by(signal);
+        if (interruption::signal() != 0) {
+            stop();
             break;
         }
         try {
@@ -437,6 +440,9 @@ exit_status run_scan(const scan_options& options, const console& given)
             status = one == exit_status::done ? status : one;
         } catch (const output_failure&) {
             throw;
+        } catch (const reading_given_up&) {
+            stop();
+            break;
         } catch (const std::exception& failure) {
             report(where, file.empty() ? "service" : file, problem_words(failure.what()));
             status = exit_status::unreadable;

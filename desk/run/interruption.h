@@ -1,5 +1,7 @@
 #pragma once
 
+#include "mail/inputs/byte_stream.h"
+
 #include <cstdint>
 #include <memory>
 
@@ -21,6 +23,13 @@ public:
 
     /// Returns the number of the signal that was received; 0 if there was none.
     [[nodiscard]] static int signal() noexcept;
+    /// Returns the limits of inputs whose reads are given up after the first request.
+    [[nodiscard]] static stream_limits limits_of_inputs()
+    {
+        stream_limits limits;
+        limits.is_given_up = [] { return signal() != 0; };
+        return limits;
+    }
     /// Specifies how far the command has come, for the report when the object at hand is given up. `total` is 0 if it
     /// is unknown. `objects` is a literal, "messages".
     static void set_progress(std::uint64_t done, std::uint64_t total, const char* objects) noexcept;

@@ -73,6 +73,8 @@ private:
             open_one(*place, output);
         } catch (const output_failure&) {
             throw;
+        } catch (const reading_given_up&) {
+            totals_.stopped_by = interruption::signal();
         } catch (const unreadable_input& failure) {
             add_unreadable(failure.name(), failure.what());
         } catch (const std::exception& failure) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
 namespace host {
 
@@ -20,7 +21,14 @@ public:
     virtual ~byte_stream() = default;
 };
 
-/// Limits the time for which a read waits.
+/// Thrown by a read that stream_limits::is_given_up has ended.
+class reading_given_up : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Limits the time for which a read waits. Windows has no such limits: there a read waits until it succeeds or fails.
 struct stream_limits
 {
     /// The longest wait for the first byte of a named pipe, which may never get a writer. Other files, and a pipe whose

@@ -85,7 +85,7 @@ private:
                 refuse_stream(errno);
             }
             if (limits_.is_given_up && limits_.is_given_up()) {
-                throw std::runtime_error("interrupted");
+                throw reading_given_up("interrupted");
             }
             if (is_limited_ && clock::now() - opened_ >= limits_.first_byte) {
                 const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limits_.first_byte);

@@ -104,6 +104,8 @@ std::optional<message_place> message_finder::next_of_file()
     std::optional<message_place> place;
     try {
         place = file_->next();
+    } catch (const reading_given_up&) {
+        throw;
     } catch (const std::runtime_error& failure) {
         const std::string name = text_of_path(file_->file());
         finished_ = position();

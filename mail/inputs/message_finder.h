@@ -17,7 +17,7 @@ class message_source
 {
 public:
     /// Returns the next message; nullopt at the end. Throws unreadable_input for each input that cannot be read; the
-    /// next call goes on behind it.
+    /// next call goes on behind it. Throws reading_given_up if a read was ended.
     virtual std::optional<message_place> next() = 0;
     /// Returns the number of bytes of the messages that were returned, as they are on disk.
     [[nodiscard]] virtual std::uint64_t position() const { return 0; }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <sys/stat.h>
 #include <thread>
 
 namespace host::test {
@@ -175,6 +176,32 @@ TEST_F(Stop, FinishesTheMessageAtHand)
         ++copies;
     }
     EXPECT_EQ(1U, copies);
+}
+
+TEST_F(Stop, EndsTheWaitForAnInputAndKeepsWhatWasDone)
+{
+    const auto page = folder.path() / "page.html";
+    const auto pipe = (folder.path() / "pipe").string();
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+    child_process child(POSTWARDEN, {"open", "--json", "--report", page.string(), mail, pipe});
+    ASSERT_TRUE(child.read_line());
+    ASSERT_TRUE(child.kill(SIGINT));
+    EXPECT_EQ((child_process::exit_status{130, 0}), child.wait());
+    EXPECT_EQ("postwarden: stopped after 1 messages\n", child.errors());
+    EXPECT_TRUE(std::filesystem::exists(page));
+}
+
+TEST_F(Stop, EndsTheWaitForAnObject)
+{
+    const auto pipe = (folder.path() / "pipe").string();
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+    child_process child(POSTWARDEN, {"scan", "--json", "--port", std::to_string(peer.port()), pipe});
+    for (int i = 0; i < 6000 && peer.received(0).find("OPTIONS") == std::string::npos; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ASSERT_TRUE(child.kill(SIGINT));
+    EXPECT_EQ((child_process::exit_status{130, 0}), child.wait());
+    EXPECT_EQ("postwarden: stopped after 0 files\n", child.errors());
 }
 
 } // namespace
