@@ -84,7 +84,6 @@ void write_atomically(const fs::path& target, const std::function<void(const fs:
     temporary_file temporary(place.parent_path());
     const bool replaces = fs::exists(status);
     if (replaces) { // early, so that the new contents are never readable by users denied the old ones
-                    // ones
         fs::permissions(temporary.path(), status.permissions() | fs::perms::owner_read | fs::perms::owner_write);
     }
     write(temporary.path());

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 
 namespace host {
 
@@ -48,7 +49,9 @@ bool rename_to_new(const std::filesystem::path& from, const std::filesystem::pat
         return false;
     }
     if (::rename(from.c_str(), to.c_str()) != 0) {
-        refuse(errno);
+        const int error = errno;
+        static_cast<void>(::unlink(to.c_str())); // it is empty
+        refuse(error);
     }
     return true;
 }
