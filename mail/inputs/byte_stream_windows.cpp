@@ -29,13 +29,15 @@ public:
     {
         constexpr std::size_t largest = 1U << 20U;
         DWORD got = 0;
-        if (ReadFile(handle_, destination, static_cast<DWORD>(std::min(count, largest)), &got, nullptr) == 0) {
-            const DWORD error = GetLastError();
-            if (error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF) { // the writer is done
-                return 0;
+        do {
+            if (ReadFile(handle_, destination, static_cast<DWORD>(std::min(count, largest)), &got, nullptr) == 0) {
+                const DWORD error = GetLastError();
+                if (error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF) { // the writer is done
+                    return 0;
+                }
+                refuse_stream(error);
             }
-            refuse_stream(error);
-        }
+        } while (got == 0 && GetFileType(handle_) == FILE_TYPE_PIPE); // a write of no bytes is not the end
         return got;
     }
     [[nodiscard]] bool is_regular() const override { return owned_ && GetFileType(handle_) == FILE_TYPE_DISK; }

@@ -1,4 +1,5 @@
 #include "mail/inputs/byte_stream.h"
+#include "tests/mail/inputs/stream_text.h"
 #include "tests/support/temporary_folder.h"
 
 #include <platform/handles.h>
@@ -13,17 +14,6 @@
 
 namespace host::test {
 namespace {
-
-std::string all_of(byte_stream& stream)
-{
-    std::string text;
-    std::array<char, 7> block{};
-    for (std::size_t got = stream.read(block.data(), block.size()); got != 0;
-         got = stream.read(block.data(), block.size())) {
-        text.append(block.data(), got);
-    }
-    return text;
-}
 
 std::string reason_of_failure(const std::function<void()>& act)
 {
@@ -48,7 +38,7 @@ TEST_F(NamedPipe, IsWaitedForAndReadToItsEnd)
 {
     const auto stream = open_stream(pipe, {}); // does not wait for the writer
     EXPECT_FALSE(stream->is_regular());
-    auto text = std::async(std::launch::async, [&] { return all_of(*stream); });
+    auto text = std::async(std::launch::async, [&] { return text_of(*stream); });
     winapi::file_handle writer(::open(pipe.c_str(), O_WRONLY | O_CLOEXEC));
     for (const char* part : {"some te", "xt"}) {
         ASSERT_LT(0, ::write(writer.get(), part, std::char_traits<char>::length(part)));
@@ -61,14 +51,14 @@ TEST_F(NamedPipe, IsWaitedForAndReadToItsEnd)
 TEST_F(NamedPipe, ThatNobodyWritesIsGivenUp)
 {
     const auto stream = open_stream(pipe, {std::chrono::seconds(0), {}});
-    EXPECT_EQ("nobody wrote to this pipe within 0 seconds", reason_of_failure([&] { all_of(*stream); }));
+    EXPECT_EQ("nobody wrote to this pipe within 0 seconds", reason_of_failure([&] { text_of(*stream); }));
 }
 
 TEST_F(NamedPipe, IsWaitedForUntilTheReaderGivesUp)
 {
     int asked = 0;
     const auto stream = open_stream(pipe, {std::chrono::hours(1), [&asked] { return ++asked == 2; }});
-    EXPECT_EQ("interrupted", reason_of_failure([&] { all_of(*stream); }));
+    EXPECT_EQ("interrupted", reason_of_failure([&] { text_of(*stream); }));
     EXPECT_EQ(2, asked);
 }
 
@@ -78,7 +68,7 @@ TEST_F(NamedPipe, HasNoLimitOnceItsFirstByteWasRead)
     ASSERT_EQ(1, ::write(keeper.get(), "x", 1));
     int asked = 0;
     const auto stream = open_stream(pipe, {std::chrono::seconds(0), [&asked] { return ++asked == 3; }});
-    EXPECT_EQ("interrupted", reason_of_failure([&] { all_of(*stream); }));
+    EXPECT_EQ("interrupted", reason_of_failure([&] { text_of(*stream); }));
 }
 
 TEST(ByteStream, OfAPipeWithoutANameHasNoLimit)
@@ -90,10 +80,10 @@ TEST(ByteStream, OfAPipeWithoutANameHasNoLimit)
     int asked = 0;
     const auto stream = open_stream("/dev/fd/" + std::to_string(reader.get()), // as the process substitution of shells
                                     {std::chrono::seconds(0), [&asked] { return ++asked == 3; }});
-    EXPECT_EQ("interrupted", reason_of_failure([&] { all_of(*stream); }));
+    EXPECT_EQ("interrupted", reason_of_failure([&] { text_of(*stream); }));
     ASSERT_EQ(1, ::write(writer.get(), "x", 1));
     writer = winapi::file_handle();
-    EXPECT_EQ("x", all_of(*stream));
+    EXPECT_EQ("x", text_of(*stream));
 }
 
 TEST(ByteStream, OfAFileIsTheFile)
@@ -101,7 +91,7 @@ TEST(ByteStream, OfAFileIsTheFile)
     const temporary_folder folder;
     const auto stream = open_stream(folder.write("a", "some longer text"), {});
     EXPECT_TRUE(stream->is_regular());
-    EXPECT_EQ("some longer text", all_of(*stream));
+    EXPECT_EQ("some longer text", text_of(*stream));
 }
 
 TEST(ByteStream, ThatCannotBeOpenedSaysWhy)

@@ -10,10 +10,10 @@ namespace {
 using testing::ElementsAre;
 
 /// Returns a text in pieces of `step` bytes.
-class told_stream final : public byte_stream
+class text_stream final : public byte_stream
 {
 public:
-    told_stream(std::string text, std::size_t step)
+    text_stream(std::string text, std::size_t step)
         : text_(std::move(text))
         , step_(step)
     {}
@@ -41,7 +41,7 @@ struct split_mbox
 
 split_mbox split(const std::string& text, std::size_t step = 1U << 20U)
 {
-    buffered_stream stream(std::make_unique<told_stream>(text, step));
+    buffered_stream stream(std::make_unique<text_stream>(text, step));
     mbox_splitter splitter(stream, true);
     split_mbox result;
     while (const bytes_ptr message = splitter.next()) {

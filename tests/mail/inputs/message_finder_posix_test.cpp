@@ -189,7 +189,7 @@ TEST(MailFormat, FollowsTheContents)
     EXPECT_EQ(mail_format::eml, format("h.eml", "noise"));
 }
 
-TEST(Mailboxes, TellHowManyBytesWereRead)
+TEST(Mailboxes, CountTheBytesThatWereRead)
 {
     const temporary_folder folder;
     folder.write("a.eml", "Subject: a\n\n");
