@@ -1,9 +1,10 @@
 #pragma once
 
+#include "logging/line_text.h"
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -45,12 +46,12 @@ public:
     /// Returns the level of the line, or priority::off if the line is discarded.
     [[nodiscard]] priority::level_type level() const noexcept { return level_; }
     /// Returns the text stream, which may be used only if level() is not priority::off.
-    [[nodiscard]] std::ostream& stream() noexcept { return text_; }
+    [[nodiscard]] line_text& stream() noexcept { return text_; }
 
 private:
     const logger* owner_;
     priority::level_type level_;
-    std::ostringstream text_;
+    line_text text_;
 };
 
 /// A named source of lines. Made by log_manager::get_logger; it exists until the process ends.
