@@ -5,8 +5,6 @@
 #include "tool/system/conversions.h"
 #include "tool/system/time_text.h"
 
-#include <boost/format.hpp>
-
 #include <string_view>
 
 namespace {
@@ -32,7 +30,7 @@ bool TimeText(const FILETIME& moment, std::wstring& text)
     if (!winapi::format_local_time(ticks, date, time)) {
         return false;
     }
-    text = (boost::wformat(L"%1% %2%") % date % time).str();
+    text = date + L' ' + time;
     return true;
 }
 

@@ -11,8 +11,6 @@
 #include "tool/icap/response_message.h"
 #include "tool/system/conversions.h"
 
-#include <boost/format.hpp>
-
 #include <algorithm>
 #include <utility>
 
@@ -111,7 +109,9 @@ HRESULT MailChecker::GetMessageSubject(IMessage* message, std::string& subjectTe
     GetPropWideString(message, PR_SENDER_NAME_W, sender);
     GetPropWideString(message, PR_SUBJECT_W, subject);
     GetPropWideString(message, PR_MESSAGE_DELIVERY_TIME, time);
-    const std::wstring text = (boost::wformat(L"[From:%1%][Subject:%2%][Time:%3%]") % sender % subject % time).str();
+    std::wstring text;
+    text.reserve(sender.size() + subject.size() + time.size() + 32); // 32: the words between them
+    text.append(L"[From:").append(sender).append(L"][Subject:").append(subject).append(L"][Time:").append(time) += L']';
     LOG_LINE(logging::outlook_log(), 500, "Message subject: " << winapi::conv_to_char(text));
     subjectText = winapi::conv_to_char(subject, winapi::code_page_thread_ansi);
     mailTag = winapi::conv_to_char(text, winapi::code_page_utf8);
