@@ -86,6 +86,8 @@ TEST(MboxSplitter, RestoresNothingWithinALine)
     for (std::size_t size = 65530; size < 65545; ++size) { // around the size of the look ahead
         const std::string line = std::string(size, 'x') + ">From here\n";
         EXPECT_THAT(split("From a\n" + line).messages, ElementsAre(line)) << size;
+        const std::string lines = std::string(size, 'x') + "\nFrom here\n"; // the line end is no blank line
+        EXPECT_THAT(split("From a\n" + lines).messages, ElementsAre(lines)) << size;
     }
 }
 

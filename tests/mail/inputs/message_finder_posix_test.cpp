@@ -114,6 +114,18 @@ TEST(Mailboxes, ThatCannotBeReadSayWhy)
                 ElementsAre("outer: the folder holds no .eml, .msg or .mbox file"));
 }
 
+TEST(Mailboxes, InFoldersThatAreTooDeepAreReportedOnce)
+{
+    const temporary_folder folder;
+    std::filesystem::path inner = folder.path();
+    for (int i = 0; i < 105; ++i) {
+        inner /= "d";
+    }
+    std::filesystem::create_directories(inner);
+    EXPECT_THAT(names_and_reasons({folder.path().string()}, true),
+                ElementsAre("d: the folder is too deep inside of others"));
+}
+
 TEST(Mailboxes, AreNotFoundBehindLinksToFolders)
 {
     const temporary_folder folder;
