@@ -46,7 +46,7 @@ std::size_t read_past(int connection, std::vector<char>& pending, std::string_vi
         if (found != std::string_view::npos) {
             return found + marker.size();
         }
-        char block[4096];
+        static thread_local char block[65536];
         const auto count = recv(connection, block, sizeof block, 0);
         if (count <= 0) {
             return std::string_view::npos;

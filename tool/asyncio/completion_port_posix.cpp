@@ -31,6 +31,12 @@ int checked(int result, int line)
     return result;
 }
 
+pid_t this_thread() noexcept
+{
+    static thread_local const pid_t number = ::gettid();
+    return number;
+}
+
 /// Returns whether a thread of this process is asleep, as the kernel reports it.
 bool is_asleep(pid_t thread)
 {
@@ -66,10 +72,12 @@ completion_port::impl::~impl()
 
 void completion_port::impl::post(const completion& done)
 {
-    const std::lock_guard guard(lock_);
-    queue_.push_back(done);
-    if (leading_) {
-        wake_leader();
+    {
+        const std::lock_guard guard(lock_);
+        queue_.push_back(done);
+        if (leading_) {
+            wake_leader();
+        }
     }
     changed_.notify_one();
 }
@@ -100,14 +108,16 @@ completion completion_port::impl::wait()
     std::unique_lock lock(lock_);
     retire_caller();
     for (;;) {
-        if (!slot_free()) {
-            wait_for_slot(lock);
-        } else if (!queue_.empty()) {
-            return take();
-        } else if (leading_) {
-            changed_.wait(lock);
-        } else {
+        const bool free = slot_free();
+        if (free && !queue_.empty()) {
+            return take(lock);
+        }
+        if (free && !leading_) {
             lead(lock);
+        } else if (!watching_ && (taken_ || !free)) {
+            watch_handlers(lock);
+        } else {
+            changed_.wait(lock);
         }
     }
 }
@@ -120,20 +130,23 @@ bool completion_port::impl::slot_free() const noexcept
 
 void completion_port::impl::retire_caller()
 {
-    const auto self = ::gettid();
+    const auto self = this_thread();
     std::erase_if(running_, [self](const handler& one) { return one.thread == self; });
 }
 
-completion completion_port::impl::take()
+completion completion_port::impl::take(std::unique_lock<std::mutex>& lock)
 {
     const auto taken = queue_.front();
     queue_.pop_front();
     const bool stop = taken.key == nullptr && taken.context == nullptr;
     if (!stop) { // a worker that stops never returns its slot
-        running_.push_back({::gettid(), std::chrono::steady_clock::now(), false});
+        running_.push_back({this_thread(), std::chrono::steady_clock::now(), false});
+        taken_ = true;
     }
     // Some worker must lead, take the remaining completions, or check whether this handler blocks.
-    if (stop || slot_free() || !watching_) {
+    const bool needs_another = stop || slot_free() || !watching_;
+    lock.unlock();
+    if (needs_another) {
         changed_.notify_one();
     }
     return taken;
@@ -167,13 +180,10 @@ void completion_port::impl::lead(std::unique_lock<std::mutex>& lock)
     }
 }
 
-void completion_port::impl::wait_for_slot(std::unique_lock<std::mutex>& lock)
+void completion_port::impl::watch_handlers(std::unique_lock<std::mutex>& lock)
 {
-    if (watching_) {
-        changed_.wait(lock);
-        return;
-    }
     watching_ = true;
+    taken_ = false;
     changed_.wait_for(lock, look_after);
     watching_ = false;
     find_blocked();

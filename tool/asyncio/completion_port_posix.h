@@ -47,9 +47,11 @@ private:
 
     [[nodiscard]] bool slot_free() const noexcept;
     void retire_caller();
-    [[nodiscard]] completion take();
+    [[nodiscard]] completion take(std::unique_lock<std::mutex>& lock);
     void lead(std::unique_lock<std::mutex>& lock);
-    void wait_for_slot(std::unique_lock<std::mutex>& lock);
+    /// Waits for a period, then checks whether the handlers that run are blocked. The worker that watches goes on while
+    /// handlers start, so that not every completion has to wake one.
+    void watch_handlers(std::unique_lock<std::mutex>& lock);
     void find_blocked();
     void wake_leader() const noexcept;
     void drain_wake_ups() const noexcept;
@@ -65,6 +67,7 @@ private:
     std::uint64_t last_id_ = 0; ///< of an endpoint; 0 itself identifies wake_up_
     bool leading_ = false;      ///< a worker waits for readiness
     bool watching_ = false;     ///< a worker checks for blocked handlers
+    bool taken_ = false;        ///< a handler has started in the period of that worker
 };
 
 } // namespace tpl

@@ -4,6 +4,7 @@
 #include "tool/system/win32_codes.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -44,6 +45,20 @@ void close_endpoint(native_handle handle)
 {
     handle->close();
     const auto last = std::move(handle->self_);
+}
+
+std::uint32_t endpoint::make_non_blocking()
+{
+    if (non_blocking_) {
+        return code::success;
+    }
+    const int descriptor = descriptor_;
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    if (flags < 0 || ((flags & O_NONBLOCK) == 0 && ::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0)) {
+        return winsock_code(errno);
+    }
+    non_blocking_ = true;
+    return code::success;
 }
 
 bool endpoint::bind(std::shared_ptr<completion_port::impl> port, conduit* key)

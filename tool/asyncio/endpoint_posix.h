@@ -24,6 +24,9 @@ public:
     /// Returns the descriptor, for the calls of the handle's owner; -1 after it was closed.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.load(); }
 
+    /// Makes the descriptor non-blocking; the system is asked once only. Returns 0 or the Winsock code.
+    [[nodiscard]] std::uint32_t make_non_blocking();
+
     /// Binds to a port. Returns false if bound already.
     [[nodiscard]] bool bind(std::shared_ptr<completion_port::impl> port, conduit* key);
 
@@ -61,6 +64,7 @@ private:
     std::uint64_t id_ = 0; ///< the port's number for this endpoint
     conduit* key_ = nullptr;
     pending_read pending_;
+    std::atomic<bool> non_blocking_{false};
     bool registered_ = false; ///< the descriptor is registered in the port's epoll instance
     bool reads_refused_ = false;
     std::shared_ptr<endpoint> self_; ///< the owner's share, from open_endpoint to close_endpoint

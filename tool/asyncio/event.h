@@ -31,7 +31,7 @@ public:
 
 private:
     friend class registered_wait;
-    std::unique_ptr<impl> impl_;
+    std::shared_ptr<impl> impl_;
 };
 
 } // namespace tpl

@@ -32,30 +32,29 @@ public:
 
     void end() noexcept
     {
-        const std::lock_guard guard(signal_.lock);
         ended_ = true;
-        signal_.changed.notify_all();
+        signal_.interrupt();
     }
 
 private:
     void run()
     {
-        std::unique_lock guard(signal_.lock);
         for (;;) {
-            signal_.changed.wait(guard, [this] { return ended_ || signal_.signalled; });
+            const std::uint32_t seen = signal_.word();
             if (ended_) {
                 return;
             }
-            signal_.signalled = false;
-            guard.unlock();
-            callback_();
-            guard.lock();
+            if (signal_.take()) {
+                callback_();
+            } else {
+                signal_.sleep(seen, std::nullopt);
+            }
         }
     }
 
     event::impl& signal_;
     std::function<void()> callback_;
-    bool ended_ = false; ///< guarded by the lock of the event
+    std::atomic<bool> ended_{false};
     std::thread thread_;
 };
 

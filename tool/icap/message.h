@@ -58,6 +58,9 @@ public:
     /// Stores the next piece in `out` and returns true, or returns false if there is nothing more to send.
     virtual bool read(packet& out) = 0;
     virtual ~packet_reader() = default;
+    /// Appends pieces to `bytes` until these are at least `least` or nothing is left. Body bytes leave their store in
+    /// one read as far as they are asked for. Returns false if there was nothing left. Throws what read() throws.
+    virtual bool gather(http::byte_vector& bytes, std::size_t least) = 0;
 };
 
 /// One ICAP message: a head and up to two encapsulated HTTP messages.

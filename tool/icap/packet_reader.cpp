@@ -19,17 +19,16 @@ void put(http::byte_vector& bytes, std::string_view text)
     bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
-/// Makes `head` the piece. Returns true if it is not empty.
-bool put_head(packet& out, const http::byte_vector& head)
+/// Appends `head`. Returns true if it is not empty.
+bool put_head(http::byte_vector& bytes, const http::byte_vector& head)
 {
-    *out.bytes = head;
-    out.count = head.size();
+    bytes.insert(bytes.end(), head.begin(), head.end());
     return !head.empty();
 }
 
 } // namespace
 
-bool detail::body_cursor::next(web::io_data& body, http::byte_vector& bytes)
+bool detail::body_cursor::next(web::io_data& body, http::byte_vector& bytes, std::uint64_t most)
 {
     if (size == 0) {
         return false;
@@ -41,7 +40,7 @@ bool detail::body_cursor::next(web::io_data& body, http::byte_vector& bytes)
         put(bytes, winapi::to_hex(size));
         put(bytes, line_end);
     }
-    const std::uint64_t wanted = std::min(size - position, packet_reader_impl::piece_size);
+    const std::uint64_t wanted = std::min(size - position, most);
     const std::size_t start = bytes.size();
     bytes.resize(start + static_cast<std::size_t>(wanted));
     const std::uint64_t got = body.read(position, bytes.data() + start, wanted);
@@ -70,40 +69,57 @@ packet_reader_impl::packet_reader_impl(message& source)
 
 bool packet_reader_impl::read(packet& out)
 {
+    require_complete();
+    out.bytes->clear();
+    const bool found = append_next(*out.bytes, detail::piece_size);
+    out.count = out.bytes->size();
+    return found;
+}
+
+void packet_reader_impl::require_complete() const
+{
     if (!source_.complete()) {
         throw std::runtime_error("could no read incomplet message");
     }
-    out.bytes->clear();
-    out.count = 0;
+}
+
+bool packet_reader_impl::gather(http::byte_vector& bytes, std::size_t least)
+{
+    require_complete();
+    const std::size_t before = bytes.size();
+    while (bytes.size() < least && append_next(bytes, least - bytes.size())) {
+    }
+    return bytes.size() != before;
+}
+
+bool packet_reader_impl::append_next(http::byte_vector& bytes, std::uint64_t most)
+{
     if (finished_) {
         return false;
     }
     if (!head_sent_) {
-        head_sent_ = put_head(out, source_.raw_head());
+        head_sent_ = put_head(bytes, source_.raw_head());
         return head_sent_;
     }
     if (source_.has_request()) {
         if (!request_sent_) {
-            request_sent_ = put_head(out, source_.request().raw_head());
+            request_sent_ = put_head(bytes, source_.request().raw_head());
             return request_sent_;
         }
-        if (!request_.at_end() && request_.next(source_.request().body(), *out.bytes)) {
-            out.count = out.bytes->size();
+        if (!request_.at_end() && request_.next(source_.request().body(), bytes, most)) {
             return true;
         }
     }
     if (source_.has_response()) {
         if (!response_sent_) {
-            response_sent_ = put_head(out, source_.response().raw_head());
+            response_sent_ = put_head(bytes, source_.response().raw_head());
             return response_sent_;
         }
-        if (!response_.at_end() && response_.next(source_.response().body(), *out.bytes)) {
-            out.count = out.bytes->size();
+        if (!response_.at_end() && response_.next(source_.response().body(), bytes, most)) {
             return true;
         }
         if (response_.size == 0) {
-            put(*out.bytes, doubled_end_mark);
-            out.count = out.bytes->size();
+            put(bytes, doubled_end_mark);
             finished_ = true;
             return true;
         }

@@ -9,6 +9,9 @@ namespace icap {
 
 namespace detail {
 
+/// Body bytes in one piece, without the framing.
+constexpr std::uint64_t piece_size = 4096;
+
 /// Writes one body as a single chunk, one piece at a time.
 struct body_cursor
 {
@@ -16,11 +19,11 @@ struct body_cursor
     std::uint64_t position = 0; ///< body bytes written so far
 
     [[nodiscard]] bool at_end() const noexcept { return position == size; }
-    /// Appends the next piece to `bytes`. The first piece begins with the chunk's size in lower-case hexadecimal; the
-    /// last ends with the end mark. Returns false and appends nothing for an empty body. Throws std::runtime_error
-    /// "packet reader: content size exceeded" behind the last piece, and "packet reader: body ended before its size" if
-    /// the store has fewer bytes than `size`.
-    bool next(web::io_data& body, http::byte_vector& bytes);
+    /// Appends the next piece, of up to `most` body bytes, to `bytes`. The first piece begins with the chunk's size in
+    /// lower-case hexadecimal; the last ends with the end mark. Returns false and appends nothing for an empty body.
+    /// Throws std::runtime_error "packet reader: content size exceeded" behind the last piece, and "packet reader: body
+    /// ended before its size" if the store has fewer bytes than `size`.
+    bool next(web::io_data& body, http::byte_vector& bytes, std::uint64_t most = piece_size);
 };
 
 } // namespace detail
@@ -31,9 +34,6 @@ struct body_cursor
 class packet_reader_impl final : public packet_reader
 {
 public:
-    /// Body bytes in one piece, without the framing.
-    static constexpr std::uint64_t piece_size = 4096;
-
     /// `source` is not owned and must outlive the reader. The sizes of the bodies are read here; the bodies must not
     /// change afterwards.
     explicit packet_reader_impl(message& source);
@@ -41,8 +41,13 @@ public:
     /// Throws std::runtime_error "could no read incomplet message" if the message is not complete, and what
     /// body_cursor::next() throws.
     bool read(packet& out) override;
+    bool gather(http::byte_vector& bytes, std::size_t least) override;
 
 private:
+    void require_complete() const;
+    /// Appends the next piece, of up to `most` body bytes. Returns false if there is none.
+    bool append_next(http::byte_vector& bytes, std::uint64_t most);
+
     message& source_;
     bool head_sent_ = false;
     bool request_sent_ = false;

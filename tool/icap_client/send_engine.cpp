@@ -1,5 +1,6 @@
 #include "logging/logging.h"
 #include "tool/asyncio/buffer.h"
+#include "tool/asyncio/prompt_wait.h"
 #include "tool/http/message.h"
 #include "tool/icap/analyzer.h"
 #include "tool/icap/request_message.h"
@@ -8,8 +9,8 @@
 #include "tool/system/conversions.h"
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
+#include <vector>
 
 // Writes requests to the wire and blocks until the answer was processed: one attempt, no retries.
 
@@ -21,6 +22,7 @@ constexpr std::size_t mail_block = 4096;
 constexpr std::uint32_t object_block = 8192;
 constexpr std::size_t object_buffer = 8200; // the largest block, its size line, and the line end behind it
 constexpr std::size_t http_block = 4096;
+constexpr std::size_t gathered_size = 65536; // what shares a system call: packets on the wire, blocks into the store
 constexpr std::string_view line_end = "\r\n";
 constexpr std::string_view last_chunk = "0\r\n\r\n";
 constexpr const char* request_timeout = "send request timeout occured";
@@ -47,21 +49,35 @@ void append(icap::message& message, std::string_view bytes)
     message.append(bytes.data(), bytes.data() + bytes.size());
 }
 
-/// Passes the body to the message, chunk by chunk. A body that ends before its size was reached completes the message
-/// early, and the next chunk is then refused.
+void append_chunk(icap::message& message, std::string_view bytes)
+{
+    append(message, winapi::to_hex(bytes.size()));
+    append(message, line_end);
+    append(message, bytes);
+    append(message, line_end);
+}
+
+/// Passes the body to the message. It is read in blocks of 4096 bytes, of which several make one chunk, so that their
+/// store is written to less often. A body that ends before its size was reached completes the message early, and the
+/// next chunk is then refused.
 void append_body(icap::message& message, web::io_data& data)
 {
-    std::array<char, mail_block> block;
     const std::uint64_t size = data.size();
-    std::uint64_t offset = 0;
-    while (offset != size) {
-        const std::uint64_t asked = std::min<std::uint64_t>(block.size(), size - offset);
-        const std::uint64_t count = std::min(asked, data.read(offset, block.data(), asked));
-        append(message, winapi::to_hex(count));
-        append(message, line_end);
-        append(message, {block.data(), static_cast<std::size_t>(count)});
-        append(message, line_end);
+    std::vector<char> chunk(static_cast<std::size_t>(std::min<std::uint64_t>(size, gathered_size)));
+    std::size_t used = 0;
+    for (std::uint64_t offset = 0; offset != size;) {
+        const std::uint64_t asked = std::min<std::uint64_t>(mail_block, size - offset);
+        const std::uint64_t count = std::min(asked, data.read(offset, chunk.data() + used, asked));
         offset += count;
+        used += static_cast<std::size_t>(count);
+        const bool full = chunk.size() - used < std::min<std::uint64_t>(mail_block, size - offset);
+        if (used != 0 && (full || count == 0 || offset == size)) {
+            append_chunk(message, {chunk.data(), used});
+            used = 0;
+        }
+        if (count == 0) {
+            append_chunk(message, {});
+        }
     }
 }
 
@@ -124,7 +140,7 @@ session_impl::reply session_impl::wait_for_reply(std::uint32_t timeout)
 {
     // One signal may stand for two answers: the request for the rest, and a verdict directly behind it.
     const bool is_here = continued_ && (answered_ || error_);
-    if (!is_here && reply_event_.wait(timeout) == tpl::wait_result::timeout) {
+    if (!is_here && tpl::process_prompt_wait().wait(reply_event_, timeout) == tpl::wait_result::timeout) {
         const std::lock_guard guard(answer_lock_);
         awaited_ = awaited::nothing;
         error_ = true;
@@ -156,9 +172,8 @@ void session_impl::send_message_and_wait(icap::request_message& message, std::ui
     LOG_LINE(logging::icapclnt_log(), 500, "session(" << this << ") send msg and wait reply ");
     const auto reader = message.reader();
     http::byte_vector bytes;
-    icap::packet piece{&bytes};
     begin_request(awaited::verdict);
-    while (reader->read(piece)) {
+    while (reader->gather(bytes, gathered_size)) {
         write({bytes.data(), bytes.size()});
         bytes.clear();
     }

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <memory>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -85,12 +84,13 @@ public:
 
     [[nodiscard]] std::uint32_t event_select(tpl::native_handle handle, socket_event event, std::uint32_t mask) override
     {
-        const int descriptor = descriptor_of(handle);
-        const int flags = ::fcntl(descriptor, F_GETFL);
-        if (flags < 0 || ((flags & O_NONBLOCK) == 0 && ::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0)) {
-            return tpl::winsock_code(errno);
+        if (handle == tpl::invalid_handle || handle->descriptor() < 0) {
+            return code::not_socket;
         }
-        event_of(event).select(descriptor, mask);
+        if (const auto error = handle->make_non_blocking(); error != code::success) {
+            return error;
+        }
+        event_of(event).select(handle->descriptor(), mask);
         return code::success;
     }
 

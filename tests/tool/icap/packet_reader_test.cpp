@@ -125,7 +125,45 @@ TEST(packet_reader, refuses_an_incomplete_message)
     const auto reader = message->reader();
     http::byte_vector bytes;
     icap::packet piece{&bytes, 0};
+    bytes.push_back('x');
     EXPECT_EQ(raised<std::runtime_error>([&] { (void)reader->read(piece); }), "could no read incomplet message");
+    EXPECT_EQ(raised<std::runtime_error>([&] { (void)reader->gather(bytes, 1); }), "could no read incomplet message");
+    EXPECT_EQ(bytes.size(), 1U) << "and leaves the bytes as they were";
+}
+
+TEST(packet_reader, gathers_the_sections_of_a_small_message)
+{
+    const std::string body = test::pattern(10000);
+    const auto message = test::extract_request(test::mail_request(body));
+    ASSERT_TRUE(message && message->complete());
+    const auto reader = message->reader();
+    http::byte_vector bytes{'x'};
+    EXPECT_TRUE(reader->gather(bytes, 65536));
+    EXPECT_EQ(test::text_of(bytes), "x" + test::text_of(message->raw_head()) +
+                                        test::text_of(message->request().raw_head()) + "2710\r\n" + body +
+                                        "\r\n0\r\n\r\n");
+    EXPECT_FALSE(reader->gather(bytes, 1 << 20));
+}
+
+TEST(packet_reader, gathers_no_more_body_than_is_asked_for)
+{
+    const std::string body = test::pattern(15000);
+    const auto message = test::extract_request(test::mail_request(body));
+    ASSERT_TRUE(message && message->complete());
+    const std::size_t heads = message->raw_head().size() + message->request().raw_head().size();
+    const std::size_t size_line = std::string("3a98\r\n").size();
+    const auto reader = message->reader();
+    http::byte_vector bytes;
+    EXPECT_TRUE(reader->gather(bytes, heads)) << "no body bytes yet";
+    EXPECT_EQ(bytes.size(), heads);
+    EXPECT_TRUE(reader->gather(bytes, heads + 6000));
+    EXPECT_EQ(bytes.size(), heads + size_line + 6000);
+    EXPECT_EQ(test::text_of(bytes).substr(heads + size_line), body.substr(0, 6000));
+    icap::packet piece{&bytes, 0};
+    EXPECT_TRUE(reader->read(piece)) << "the rest may be read in any way";
+    EXPECT_EQ(test::text_of(bytes), body.substr(6000, 4096));
+    EXPECT_TRUE(reader->gather(bytes, 1 << 20));
+    EXPECT_EQ(test::text_of(bytes), body.substr(6000) + "\r\n0\r\n\r\n");
 }
 
 /// A store that returns at most some bytes at a time, and no more than it has, whatever size it reports.
