@@ -37,13 +37,27 @@ protected:
         hear("Checking mail body");
         hear("Body size: 3 (0x0)");
         hear("Starting the body scan");
-        hear("Message body checked, hr=0x0, result: " + result);
+        end_body("0x0, result: " + result);
+    }
+    /// Records a body of that many bytes that is not sent.
+    void skip_body(int size)
+    {
+        hear("Checking mail body");
+        hear("Body size: " + std::to_string(size) + " (0x0)");
+        hear("Skipped body by size");
+    }
+    void end_body(const std::string& outcome) { hear("Message body checked, hr=" + outcome); }
+    void end_attachment(const std::string& outcome) { hear("   Attachment checked, hr = " + outcome); }
+    /// Records an exchange that failed, as a session reports it.
+    void fail_exchange(const std::string& why, const std::string& subject = "x")
+    {
+        hear_session(") mail request: '" + subject + "' failed: " + why);
     }
     void judge_attachment(int number, const std::string& result = "1")
     {
         begin_attachment(number);
         hear("   Starting the attach scan");
-        hear("   Attachment checked, hr = 0x0, result: " + result);
+        end_attachment("0x0, result: " + result);
     }
 
     message_record message;
@@ -77,7 +91,7 @@ TEST_F(AnswerRecord, KeepsTheVerdictAndTheThreatOfEachObject)
     judge_body();
     begin_attachment(2);
     record.exchanged(true, "Eicar");
-    hear("   Attachment checked, hr = 0x0, result: 2");
+    end_attachment("0x0, result: 2");
     judge_attachment(5, "3");
     const opening_answers answers = record.finish(S_OK);
     EXPECT_TRUE(answers.complete());
@@ -96,10 +110,10 @@ TEST_F(AnswerRecord, DoesNotBelieveACleanVerdictWithoutAnAnswer)
 {
     hear("Checking mail body");
     record.exchanged(false, "");
-    hear("Message body checked, hr=0x0, result: 1");
+    end_body("0x0, result: 1");
     begin_attachment(2);
-    hear_session(") mail request: 'its ' failed: subject' failed: send request timeout occured");
-    hear("   Attachment checked, hr = 0x0, result: 1");
+    fail_exchange("send request timeout occured", "its ' failed: subject");
+    end_attachment("0x0, result: 1");
     judge_attachment(5);
     const opening_answers answers = record.finish(S_OK);
     EXPECT_FALSE(answers.complete());
@@ -116,12 +130,12 @@ TEST_F(AnswerRecord, DescribesAnAnswerThatIsNoVerdictFromWhereverItIsReported)
     std::thread([this] {
         hear_session(")request has been completed with error 'response from server is 500'");
     }).join();
-    hear_session(") mail request: 'x' failed: request failed: server reply with error");
-    hear("Message body checked, hr=0x0, result: 1");
+    fail_exchange("request failed: server reply with error");
+    end_body("0x0, result: 1");
     hear("   this belongs to nothing");
     begin_attachment(2);
-    hear_session(") mail request: 'x' failed: request failed: server reply with error");
-    hear("   Attachment checked, hr = 0x0, result: 1");
+    fail_exchange("request failed: server reply with error");
+    end_attachment("0x0, result: 1");
     const opening_answers answers = record.finish(S_OK);
     expect_no_answer(answers.body, "the service answered with status 500");
     expect_no_answer(answers.attachments[0], "the answer is not a verdict");
@@ -134,10 +148,10 @@ TEST_F(AnswerRecord, ExplainsAMissingConnection)
     hear("No ICAP server available");
     hear("Checking mail body");
     hear("No connection to ICAP server");
-    hear("Message body checked, hr=0x80004005, result: 0");
+    end_body("0x80004005, result: 0");
     begin_attachment(2);
     hear_session(") failed: winapi error occured at source tool\\wproxy\\socket(3): error code 10060");
-    hear("   Attachment checked, hr = 0x8000ffff, result: 0");
+    end_attachment("0x8000ffff, result: 0");
     const opening_answers answers = record.finish(S_OK);
     expect_no_answer(answers.body, "no connection to the service: connection refused");
     expect_no_answer(answers.attachments[0], "no connection to the service: connection timed out");
@@ -149,7 +163,7 @@ TEST_F(AnswerRecord, NamesTheReasonOfEverySkip)
     hear("Checking mail body");
     hear("Failed to open plain body: 0x8004010f");
     hear("Nothing to check");
-    hear("Message body checked, hr=0x80004005, result: 0");
+    end_body("0x80004005, result: 0");
     begin_attachment(2, 7);
     hear("   Skipped by attach method");
     begin_attachment(5);
@@ -162,25 +176,21 @@ TEST_F(AnswerRecord, NamesTheReasonOfEverySkip)
     EXPECT_EQ("-", answered_text(answers));
 
     record.begin(message);
-    hear("Checking mail body");
-    hear("Body size: 0 (0x0)");
-    hear("Skipped body by size");
-    hear("Message body checked, hr=0x0, result: 0");
+    skip_body(0);
+    end_body("0x0, result: 0");
     begin_attachment(2, 6);
-    hear("   Attachment checked, hr = 0x80070057, result: 0");
+    end_attachment("0x80070057, result: 0");
     begin_attachment(5);
     hear("   Skipping zero-length attach");
-    hear("   Attachment checked, hr = 0x0, result: 0");
+    end_attachment("0x0, result: 0");
     answers = record.finish(S_OK);
     expect_skipped(answers.body, "empty");
     expect_skipped(answers.attachments[0], "an OLE object is not sent");
     expect_skipped(answers.attachments[1], "empty");
 
     record.begin(message);
-    hear("Checking mail body");
-    hear("Body size: 5000 (0x0)");
-    hear("Skipped body by size");
-    hear("Message body checked, hr=0x0, result: 0");
+    skip_body(5000);
+    end_body("0x0, result: 0");
     expect_skipped(record.finish(S_OK).body, "larger than the size limit of the settings");
 }
 
@@ -190,13 +200,13 @@ TEST_F(AnswerRecord, CountsWhatCannotBeOpenedAsUnanswered)
     hear("Failed to open HTML body: 0x8004010f");
     hear("Failed to open plain body: 0x80070005");
     hear("Nothing to check");
-    hear("Message body checked, hr=0x80004005, result: 0");
+    end_body("0x80004005, result: 0");
     begin_attachment(2);
     hear("   Failed to open attach = 0x80070005");
-    hear("   Attachment checked, hr = 0x80004005, result: 0");
+    end_attachment("0x80004005, result: 0");
     begin_attachment(5);
     hear("   Failed to get attach body = 0x80070005");
-    hear("   Attachment checked, hr = 0x80070057, result: 0");
+    end_attachment("0x80070057, result: 0");
     const opening_answers answers = record.finish(S_OK);
     expect_no_answer(answers.body, "it cannot be opened (0x80070005)");
     expect_no_answer(answers.attachments[0], "it cannot be opened (0x80070005)");
@@ -207,17 +217,15 @@ TEST_F(AnswerRecord, JudgesAnAttachedMessageByAllThatIsSentOfIt)
 {
     judge_body();
     begin_attachment(2, 5);
-    hear("Checking mail body");
-    hear("Body size: 0 (0x0)");
-    hear("Skipped body by size");
+    skip_body(0);
     record.exchanged(true, "");
-    hear("   Attachment checked, hr = 0x0, result: 1");
+    end_attachment("0x0, result: 1");
     begin_attachment(5, 5);
     hear("Checking mail body");
     hear("Body size: 3 (0x0)");
     record.exchanged(false, "");
     record.exchanged(true, "");
-    hear("   Attachment checked, hr = 0x0, result: 1");
+    end_attachment("0x0, result: 1");
     const opening_answers answers = record.finish(S_OK);
     expect_scanned(answers.attachments[0], ScanResult::Clean);
     expect_no_answer(answers.attachments[1], "the scan failed");
@@ -229,7 +237,7 @@ TEST_F(AnswerRecord, KnowsACondemnedObjectWhateverFailedInIt)
     begin_attachment(2, 5);
     record.exchanged(false, "");
     record.exchanged(true, "Eicar");
-    hear("   Attachment checked, hr = 0x0, result: 2");
+    end_attachment("0x0, result: 2");
     expect_scanned(record.finish(S_OK).attachments[0], ScanResult::Blocked, "Eicar");
 }
 
@@ -275,7 +283,7 @@ TEST_F(AnswerRecord, IgnoresWhatOtherThreadsLog)
     }).join();
     begin_attachment(2);
     std::thread([this] { record.exchanged(false, "Other"); }).join();
-    hear("   Attachment checked, hr = 0x0, result: 2");
+    end_attachment("0x0, result: 2");
     const opening_answers answers = record.finish(S_OK);
     expect_scanned(answers.attachments[0], ScanResult::Blocked);
 }
@@ -286,7 +294,7 @@ TEST_F(AnswerRecord, TakesTheThreatFromTheLogWhereNobodyObservesTheSessions)
     std::thread([this] {
         hear_session(") request has been completed: response 'blocked' threat='A 'b'' with istag=\"x\"");
     }).join();
-    hear("Message body checked, hr=0x0, result: 2");
+    end_body("0x0, result: 2");
     expect_scanned(record.finish(S_OK).body, ScanResult::Blocked, "A 'b'");
 }
 
