@@ -13,13 +13,25 @@ using icap::client::session;
 using icap::client::session_pool;
 using record_ptr = std::shared_ptr<answer_record>;
 
-class observed_session final : public session
+/// What forwards calls to a real object and records the answers.
+template <typename Interface>
+class observed : public Interface
 {
 public:
-    observed_session(std::shared_ptr<session> real, record_ptr record)
+    observed(std::shared_ptr<Interface> real, record_ptr record)
         : real_(std::move(real))
         , record_(std::move(record))
     {}
+
+protected:
+    std::shared_ptr<Interface> real_;
+    record_ptr record_;
+};
+
+class observed_session final : public observed<session>
+{
+public:
+    using observed::observed;
     [[nodiscard]] const std::shared_ptr<session>& real() const noexcept { return real_; }
 
     ScanResult scan(const icap::client::scan_mail& parameters, answer_ptr& answer) override
@@ -45,19 +57,12 @@ public:
     [[nodiscard]] std::uint32_t idle() override { return real_->idle(); }
     void close() override { real_->close(); }
     [[nodiscard]] bool is_closed() override { return real_->is_closed(); }
-
-private:
-    std::shared_ptr<session> real_;
-    record_ptr record_;
 };
 
-class observed_pool final : public session_pool
+class observed_pool final : public observed<session_pool>
 {
 public:
-    observed_pool(std::shared_ptr<session_pool> real, record_ptr record)
-        : real_(std::move(real))
-        , record_(std::move(record))
-    {}
+    using observed::observed;
     std::shared_ptr<session> query_session() override
     {
         return std::make_shared<observed_session>(real_->query_session(), record_);
@@ -68,19 +73,12 @@ public:
     }
     void terminate() override { real_->terminate(); }
     [[nodiscard]] std::string istag() const override { return real_->istag(); }
-
-private:
-    std::shared_ptr<session_pool> real_;
-    record_ptr record_;
 };
 
-class observed_link final : public ConnectionSource
+class observed_link final : public observed<ConnectionSource>
 {
 public:
-    observed_link(std::shared_ptr<ConnectionSource> real, record_ptr record)
-        : real_(std::move(real))
-        , record_(std::move(record))
-    {}
+    using observed::observed;
     void Start() override { real_->Start(); }
     void Stop() override { real_->Stop(); }
     [[nodiscard]] std::shared_ptr<const DOVA::Settings::WebTrafficMonitorSettings> GetSettings() override
@@ -96,10 +94,6 @@ public:
     void ForceConnection(bool now) override { real_->ForceConnection(now); }
     void LoadSettings() override { real_->LoadSettings(); }
     void BreakConnection() override { real_->BreakConnection(); }
-
-private:
-    std::shared_ptr<ConnectionSource> real_;
-    record_ptr record_;
 };
 
 } // namespace
