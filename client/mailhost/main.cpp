@@ -71,6 +71,7 @@ host::exit_status run(const std::vector<std::string>& arguments, const host::con
         app.parse(static_cast<int>(pointers.size()), pointers.data());
     } catch (const CLI::Success& told) { // help and version
         app.exit(told, where.out, where.err);
+        flush_output(where);
         return host::exit_status::done;
     } catch (const CLI::ParseError& problem) {
         report(where, "command line", command::reason_for_display(app, problem) + "; --help tells more");
