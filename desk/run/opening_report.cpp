@@ -91,7 +91,7 @@ public:
         row(entry.file, failed ? "failed " + result_text(entry.result.result) : verdict_text(verdict),
             answered_text(entry.result.answers), entry.result.blocked ? "blocked" : "opened",
             std::to_string(entry.result.elapsed_ms), with_threats(entry.changes, threats_of(entry.result.answers)));
-        tell_missing_answer(entry);
+        report_missing_answer(entry);
     }
 
     void finish(const opening_totals& totals) override
@@ -130,13 +130,13 @@ private:
         return changes + (changes.empty() ? "" : "; ") + "threat: " + printable(threats);
     }
 
-    /// Reports why an answer is missing, unless the message before lacked one for the same reason.
-    void tell_missing_answer(const reported_opening& entry)
+    /// Reports why an answer is missing, unless that is what was reported last.
+    void report_missing_answer(const reported_opening& entry)
     {
         const std::string missing = missing_answer(entry.result.answers);
-        if (!missing.empty() && missing != told_) {
+        if (!missing.empty() && missing != reported_) {
             report(where_, entry.file, "no answer for " + missing);
-            told_ = missing;
+            reported_ = missing;
         }
     }
 
@@ -162,7 +162,7 @@ private:
     std::size_t blocked_ = 0;
     std::size_t changed_ = 0;
     std::array<std::size_t, verdict_names.size()> verdicts_{};
-    std::string told_; ///< the reason for a missing answer that was reported last
+    std::string reported_; ///< the reason for a missing answer that was reported last
 };
 
 } // namespace
