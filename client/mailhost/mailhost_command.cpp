@@ -203,7 +203,7 @@ void open_with_addins(const mailhost_options& options, message_source& places, c
 exit_status run_mailhost(const mailhost_options& options, const console& given)
 {
     const console where = console_with(given, options.open.terminal);
-    const interruption caught;
+    const interruption caught(where);
     const std::string& file = options.open.settings_file;
     if (!file.empty() && !check_settings(file, where)) {
         return exit_status::usage;
@@ -238,7 +238,8 @@ exit_status run_mailhost(const mailhost_options& options, const console& given)
         totals.unanswered = std::max<std::size_t>(totals.unanswered, 1);
     }
     report_stop(options.open, totals, where);
-    return page.good() ? status_of(totals, options.open.fail_on) : exit_status::failed;
+    totals.unsaved += page.good() ? 0 : 1;
+    return status_of(totals, options.open.fail_on);
 }
 
 } // namespace host

@@ -138,11 +138,11 @@ auto attempt(Make&& make, const std::string& what, const console& where) -> std:
 exit_status run_open(const open_options& options, const mail_options& mail, const console& given)
 {
     const console where = console_with(given, options.terminal);
-    const interruption caught;
+    const interruption caught(where);
     const std::string& file = options.settings_file;
     const auto settings = attempt([&] { return std::make_unique<settings_input>(file); }, file, where);
     if (!settings || (!file.empty() && !attempt([&] { return load_settings((*settings)->path()); }, file, where))) {
-        return exit_status::usage;
+        return interruption::signal() == 0 ? exit_status::usage : stopped_by(interruption::signal());
     }
     const auto identity = attempt([&] { return load_identity(mail); }, "S/MIME key", where);
     if (!identity) {
@@ -185,7 +185,8 @@ exit_status run_open(const open_options& options, const mail_options& mail, cons
         totals.unanswered = std::max<std::size_t>(totals.unanswered, 1);
     }
     report_stop(options, totals, where);
-    return page.good() ? status_of(totals, options.fail_on) : exit_status::failed;
+    totals.unsaved += page.good() ? 0 : 1;
+    return status_of(totals, options.fail_on);
 }
 
 } // namespace host

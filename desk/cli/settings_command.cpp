@@ -1,6 +1,7 @@
 #include "desk/cli/settings_command.h"
 
 #include "desk/cli/settings_input.h"
+#include "desk/run/interruption.h"
 #include "desk/run/output_check.h"
 #include "desk/settings/settings_file.h"
 #include "desk/settings/settings_json.h"
@@ -141,6 +142,7 @@ CLI::App* add_settings(CLI::App& app, settings_options& options)
 
 exit_status run_settings(const settings_options& options, const console& where)
 {
+    const interruption caught(where, interruption::first_request::ends_process);
     try {
         return options.makes ? make(options, where) : show(options, where);
     } catch (const settings_file_error& error) {

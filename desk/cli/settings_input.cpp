@@ -1,7 +1,7 @@
 #include "desk/cli/settings_input.h"
 
+#include "desk/run/interruption.h"
 #include "desk/settings/settings_file.h"
-#include "mail/files/new_file.h"
 #include "mail/files/path_text.h"
 #include "mail/inputs/input_files.h"
 
@@ -22,9 +22,8 @@ settings_input::settings_input(const std::string& file)
 void settings_input::read_stream()
 {
     try {
-        const std::string contents = to_string(*bytes_of_input(path_, {}));
-        folder_ = make_private_folder();
-        path_ = folder_ / "settings";
+        const std::string contents = to_string(*bytes_of_input(path_, interruption::limits_of_inputs()));
+        path_ = folder_.emplace().path() / "settings";
         std::ofstream output(path_, std::ios::binary);
         output.write(contents.data(), static_cast<std::streamsize>(contents.size()));
         output.close();
@@ -32,17 +31,7 @@ void settings_input::read_stream()
             throw std::runtime_error("a temporary file could not be written");
         }
     } catch (const std::runtime_error& failure) {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
         throw settings_file_error(failure.what());
-    }
-}
-
-settings_input::~settings_input()
-{
-    std::error_code ignored;
-    if (!folder_.empty()) {
-        std::filesystem::remove_all(folder_, ignored);
     }
 }
 

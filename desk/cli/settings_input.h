@@ -1,6 +1,9 @@
 #pragma once
 
+#include "desk/copies/private_folder.h"
+
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace host {
@@ -12,9 +15,6 @@ class settings_input
 public:
     /// `file` may be "-" for standard input. Throws settings_file_error with the reason if a stream cannot be read.
     explicit settings_input(const std::string& file);
-    settings_input(const settings_input&) = delete;
-    settings_input& operator=(const settings_input&) = delete;
-    ~settings_input();
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
 
@@ -22,7 +22,7 @@ private:
     void read_stream();
 
     std::filesystem::path path_;
-    std::filesystem::path folder_; ///< of the temporary file; empty without one
+    std::optional<private_folder> folder_; ///< of the temporary file
 };
 
 } // namespace host

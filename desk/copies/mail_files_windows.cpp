@@ -1,12 +1,11 @@
 #include "desk/copies/mail_files.h"
-#include "mail/files/new_file.h"
+#include "desk/copies/private_folder.h"
 #include "mail/msg/msg_file.h"
 #include "store/unreadable_message.h"
 
 #include <fstream>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 
 namespace host {
 
@@ -17,7 +16,6 @@ class passing_file
 {
 public:
     explicit passing_file(const bytes& contents)
-        : folder_(make_private_folder())
     {
         std::ofstream output(path(), std::ios::binary);
         std::string block(1U << 16U, '\0');
@@ -28,23 +26,13 @@ public:
         }
         output.close();
         if (!output) {
-            remove();
             throw std::runtime_error("a temporary file could not be written");
         }
     }
-    passing_file(const passing_file&) = delete;
-    passing_file& operator=(const passing_file&) = delete;
-    ~passing_file() { remove(); }
-    [[nodiscard]] std::filesystem::path path() const { return folder_ / "message.msg"; }
+    [[nodiscard]] std::filesystem::path path() const { return folder_.path() / "message.msg"; }
 
 private:
-    void remove() const
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-
-    std::filesystem::path folder_;
+    private_folder folder_;
 };
 
 } // namespace

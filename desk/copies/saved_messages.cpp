@@ -123,16 +123,7 @@ std::unique_ptr<message_copy> saved_messages::copy_of(const message_place& place
 }
 
 passing_messages::passing_messages(std::optional<mail_format> format)
-    : folder_(make_private_folder())
-{
-    listed_ = std::make_unique<unfinished_path>(folder_);
-    inside_ = std::make_unique<saved_messages>(folder_, format);
-}
-
-passing_messages::~passing_messages()
-{
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-}
+    : inside_(folder_.path(), format)
+{}
 
 } // namespace host

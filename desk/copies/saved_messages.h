@@ -1,9 +1,9 @@
 #pragma once
 
+#include "desk/copies/private_folder.h"
 #include "desk/run/message_copies.h"
 #include "mail/files/mailbox.h"
 #include "mail/files/path_text.h"
-#include "mail/files/unfinished_path.h"
 
 #include <filesystem>
 #include <memory>
@@ -39,17 +39,13 @@ class passing_messages final : public message_copies
 public:
     /// Throws std::runtime_error with the reason.
     explicit passing_messages(std::optional<mail_format> format);
-    passing_messages(const passing_messages&) = delete;
-    passing_messages& operator=(const passing_messages&) = delete;
-    ~passing_messages() override;
 
-    std::unique_ptr<message_copy> copy_of(const message_place& place) override { return inside_->copy_of(place); }
+    std::unique_ptr<message_copy> copy_of(const message_place& place) override { return inside_.copy_of(place); }
     [[nodiscard]] std::string folder() const override { return {}; }
 
 private:
-    std::filesystem::path folder_;
-    std::unique_ptr<unfinished_path> listed_;
-    std::unique_ptr<saved_messages> inside_;
+    private_folder folder_;
+    saved_messages inside_;
 };
 
 } // namespace host

@@ -1,4 +1,5 @@
 #include "desk/run/closed_pipe.h"
+#include "desk/run/ignored_signal_posix.h"
 #include "mail/files/unfinished_path.h"
 
 #include <csignal>
@@ -7,14 +8,8 @@ namespace host {
 
 namespace {
 
-bool is_ignored() noexcept
-{
-    struct sigaction present = {};
-    return sigaction(SIGPIPE, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
-}
-
 /// As the process was started: the network library ignores the signal later.
-const bool was_ignored = is_ignored();
+const bool was_ignored = is_ignored(SIGPIPE);
 
 } // namespace
 

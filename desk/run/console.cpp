@@ -74,7 +74,7 @@ void erase_progress(const console& where)
     const std::lock_guard guard(progress_lock());
     if (where.progress_is_shown) {
         where.progress_is_shown = false;
-        where.err << "\r\033[J" << std::flush;
+        where.err << line_eraser << std::flush;
     }
 }
 

@@ -54,6 +54,9 @@ std::size_t columns_of(std::string_view text);
 /// and invalid bytes become "?".
 std::string fitted(std::string_view text, std::size_t columns);
 
+/// Erases a line of a terminal that can do that, and leaves the cursor at its begin.
+inline constexpr const char* line_eraser = "\r\033[J";
+
 /// Erases the line that a progress_line has drawn, if any. It is drawn again when the progress is shown next.
 void erase_progress(const console& where);
 /// Held while the line of progress is drawn or erased, which occurs on two threads.

@@ -23,7 +23,7 @@ BOOL CALLBACK take_request(DWORD)
 class interruption::watch
 {};
 
-interruption::interruption()
+interruption::interruption(const console&, first_request)
 {
     received = 0;
     SetConsoleCtrlHandler(take_request, TRUE);
@@ -32,6 +32,7 @@ interruption::interruption()
 interruption::~interruption()
 {
     SetConsoleCtrlHandler(take_request, FALSE);
+    received = 0;
 }
 
 int interruption::signal() noexcept

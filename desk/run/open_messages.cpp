@@ -63,9 +63,7 @@ private:
         std::string name;
         try {
             const auto place = places.next();
-            if (place && interruption::signal() != 0) {
-                totals_.stopped_by = interruption::signal();
-            }
+            totals_.stopped_by = interruption::signal();
             if (!place || totals_.stopped_by != 0) {
                 return false;
             }

@@ -34,7 +34,7 @@ struct opening_totals
     std::size_t unanswered = 0; ///< openings in which an object lacks an answer
     std::size_t unjudged = 0;   ///< these, and openings in which an object with contents was never sent
     std::size_t saved = 0;      ///< copies that exist on disk
-    std::size_t unsaved = 0;    ///< messages whose copy could not be written
+    std::size_t unsaved = 0;    ///< messages whose copy could not be written; at the end also the page
     std::uint64_t done = 0;     ///< messages that were opened as often as asked, or could not be read
     int stopped_by = 0;         ///< the signal that ended the run early; 0 if none did
     std::string folder;         ///< folder of the copies; empty if they are temporary

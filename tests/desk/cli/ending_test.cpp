@@ -8,8 +8,11 @@
 
 #include <chrono>
 #include <csignal>
+#include <fstream>
+#include <future>
 #include <sys/stat.h>
 #include <thread>
+#include <utility>
 
 namespace host::test {
 namespace {
@@ -110,15 +113,37 @@ protected:
     /// Starts the program with a temporary folder of its own, and waits until it waits for an answer.
     std::unique_ptr<child_process> start_waiting(std::vector<std::string> arguments)
     {
-        std::filesystem::create_directory(passing());
-        arguments.insert(arguments.begin(), {"TMPDIR=" + passing().string(), POSTWARDEN});
         arguments.insert(arguments.end(), {"--port", std::to_string(peer.port()), mail});
-        auto child = std::make_unique<child_process>("/usr/bin/env", arguments);
-        for (int i = 0; i < 6000 && peer.received(0).find("POST http") == std::string::npos; ++i) {
+        auto child = start(std::move(arguments));
+        wait_for_object();
+        return child;
+    }
+    std::unique_ptr<child_process> start(std::vector<std::string> arguments) const
+    {
+        std::filesystem::create_directories(passing());
+        arguments.insert(arguments.begin(), {"TMPDIR=" + passing().string(), POSTWARDEN});
+        return std::make_unique<child_process>("/usr/bin/env", arguments);
+    }
+    void wait_for_object() const
+    {
+        EXPECT_TRUE(within_limit([&] { return peer.received(0).find("POST http") != std::string::npos; }));
+    }
+    template <typename Condition>
+    static bool within_limit(Condition&& met)
+    {
+        for (int i = 0; i < 6000; ++i) {
+            if (met()) {
+                return true;
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
-        EXPECT_THAT(peer.received(0), HasSubstr("POST http"));
-        return child;
+        return false;
+    }
+    /// Writes to a named pipe as soon as somebody reads it.
+    [[nodiscard]] std::future<void> write_to_pipe(const std::string& pipe, std::string text) const
+    {
+        EXPECT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+        return std::async(std::launch::async, [pipe, text = std::move(text)] { std::ofstream(pipe) << text; });
     }
     std::filesystem::path passing() const { return folder.path() / "passing"; }
 
@@ -145,12 +170,127 @@ TEST_F(Stop, DeletesTheTemporaryFolderOfCopies)
     EXPECT_TRUE(std::filesystem::is_empty(passing()));
 }
 
-TEST_F(Stop, EndsAtOnceWithTheSecondSignal)
+TEST_F(Stop, EndsAtOnceWithTheSecondSignalAndLeavesNothing)
 {
-    const auto child = start_waiting({"open"});
+    const auto child = start_waiting({"open", "--reopen"});
     ASSERT_TRUE(child->kill(SIGINT));
     ASSERT_TRUE(child->kill(SIGTERM));
     EXPECT_EQ((child_process::exit_status{0, SIGTERM}), child->wait());
+    EXPECT_TRUE(std::filesystem::is_empty(passing()));
+}
+
+TEST_F(Stop, DeletesTheSettingsOfAStream)
+{
+    const std::string pipe = (folder.path() / "pipe").string();
+    const auto written =
+        write_to_pipe(pipe, R"({"ServerPort":{"value":)" + std::to_string(peer.port()) + R"(,"isSet":true}})");
+    const auto child = start({"open", "--settings", pipe, mail});
+    wait_for_object();
+    EXPECT_FALSE(std::filesystem::is_empty(passing())) << "they are read again with each look at them";
+    ASSERT_TRUE(child->kill(SIGINT));
+    EXPECT_EQ((child_process::exit_status{130, 0}), child->wait());
+    EXPECT_TRUE(std::filesystem::is_empty(passing()));
+}
+
+TEST_F(Stop, DoesNotTakeASignalThatWasIgnoredBefore)
+{
+    std::filesystem::create_directory(passing());
+    const std::string port = std::to_string(peer.port());
+    child_process child("/bin/bash", {"-c", "trap '' INT; exec " POSTWARDEN " open --port " + port + " " + mail});
+    wait_for_object();
+    ASSERT_TRUE(child.kill(SIGINT));
+    ASSERT_TRUE(child.kill(SIGTERM));
+    EXPECT_EQ((child_process::exit_status{143, 0}), child.wait()) << "SIGTERM was the first one";
+}
+
+TEST_F(Stop, EndsTheWaitForSettings)
+{
+    const std::string pipe = (folder.path() / "pipe").string();
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+    const auto child = start({"open", "--settings", pipe, mail});
+    ASSERT_TRUE(child->kill(SIGTERM));
+    const auto status = child->wait();
+    ASSERT_TRUE(status);
+    EXPECT_TRUE(status->code == 143 || status->signal == SIGTERM) << "by the signal itself if it comes early";
+}
+
+/// Text with settings that take so long to read that a signal arrives meanwhile.
+std::string long_settings()
+{
+    return std::string(std::size_t{60} << 20U, ' ') + "{}";
+}
+
+TEST_F(Stop, LeavesNothingOfSettings)
+{
+    const auto to = folder.path() / "to";
+    std::filesystem::create_directory(to);
+    const std::string blob = (to / "settings.blob").string();
+    constexpr int attempts = 20;
+    bool stopped_while_reading = false;
+    for (int i = 0; i < attempts && !stopped_while_reading; ++i) {
+        const std::string pipe = (folder.path() / ("pipe" + std::to_string(i))).string();
+        const auto written = write_to_pipe(pipe, long_settings());
+        const auto child = start({"settings", "make", "--json", pipe, blob});
+        ASSERT_TRUE(within_limit([&] { return !std::filesystem::is_empty(passing()) || child->has_ended(); }));
+        child->kill(SIGSTOP);
+        stopped_while_reading = !std::filesystem::is_empty(passing());
+        child->kill(SIGINT);
+        child->kill(SIGCONT);
+        const auto status = child->wait();
+        ASSERT_TRUE(status);
+        EXPECT_TRUE(*status == (child_process::exit_status{0, SIGINT}) || status->code == 0) << status->code;
+        EXPECT_TRUE(std::filesystem::is_empty(passing()));
+        for (const auto& entry : std::filesystem::directory_iterator(to)) {
+            EXPECT_EQ(blob, entry.path().string());
+            EXPECT_EQ(0, command({"settings", "show", blob}).status);
+        }
+    }
+    EXPECT_TRUE(stopped_while_reading);
+}
+
+TEST_F(Stop, FinishesTheFileAtHandOfAScan)
+{
+    std::vector<std::string> arguments{"scan", "--json"};
+    constexpr std::size_t files = 10000;
+    arguments.insert(arguments.end(), files, mail);
+    const auto child = start(arguments);
+    ASSERT_TRUE(child->read_line());
+    ASSERT_TRUE(child->kill(SIGTERM));
+    EXPECT_EQ((child_process::exit_status{143, 0}), child->wait());
+    const auto lines = lines_of(child->output());
+    EXPECT_LT(lines.size(), files);
+    EXPECT_EQ("postwarden: stopped after " + std::to_string(lines.size()) + " files\n", child->errors());
+    for (const std::string& line : lines) {
+        EXPECT_TRUE(nlohmann::json::accept(line)) << line;
+    }
+}
+
+TEST_F(Stop, GivesUpTheConnectionOfAScan)
+{
+    ::test::scripted_peer mute({::test::conversation().wait()});
+    const auto child = start({"scan", "--port", std::to_string(mute.port()), mail});
+    ASSERT_TRUE(mute.wait_for_bytes(0, 1));
+    ASSERT_TRUE(child->kill(SIGINT));
+    EXPECT_EQ((child_process::exit_status{130, 0}), child->wait());
+    EXPECT_EQ("postwarden: stopped after 0 files; the next one was given up\n", child->errors());
+}
+
+TEST_F(Stop, GivesUpTheFileAtHandOfAScan)
+{
+    const std::string damaged = folder.write("damaged.txt", repairable_text()).string();
+    ::test::scripted_peer silent(
+        {::test::conversation()
+             .expect_until("\r\n\r\n")
+             .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nEncapsulated: null-body=0\r\n\r\n")
+             .wait()});
+    const auto child = start(
+        {"scan", "--repaired-to", (passing() / "repaired").string(), "--port", std::to_string(silent.port()), damaged});
+    ASSERT_TRUE(within_limit([&] { return silent.received(0).find("POST http") != std::string::npos; }));
+    ASSERT_TRUE(child->kill(SIGTERM));
+    EXPECT_EQ((child_process::exit_status{143, 0}), child->wait());
+    EXPECT_EQ("postwarden: stopped after 0 files; the next one was given up\n", child->errors());
+    EXPECT_EQ("", child->output());
+    EXPECT_TRUE(std::filesystem::is_empty(passing()));
 }
 
 TEST_F(Stop, FinishesTheMessageAtHand)
@@ -196,9 +336,7 @@ TEST_F(Stop, EndsTheWaitForAnObject)
     const auto pipe = (folder.path() / "pipe").string();
     ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
     child_process child(POSTWARDEN, {"scan", "--json", "--port", std::to_string(peer.port()), pipe});
-    for (int i = 0; i < 6000 && peer.received(0).find("OPTIONS") == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    ASSERT_TRUE(within_limit([&] { return peer.received(0).find("OPTIONS") != std::string::npos; }));
     ASSERT_TRUE(child.kill(SIGINT));
     EXPECT_EQ((child_process::exit_status{130, 0}), child.wait());
     EXPECT_EQ("postwarden: stopped after 0 files\n", child.errors());

@@ -1,0 +1,109 @@
+#include "desk/run/interruption.h"
+#include "desk/run/open_messages.h"
+#include "tests/desk/run/listed_messages.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <sys/resource.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace host::test {
+namespace {
+
+/// The streams of a command, and what an interruption changes in the process.
+class Interruption : public testing::Test
+{
+protected:
+    static std::ptrdiff_t descriptors()
+    {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+    /// Returns whether SIGINT and SIGTERM are blocked.
+    static std::array<int, 2> blocked()
+    {
+        sigset_t set;
+        EXPECT_EQ(0, pthread_sigmask(SIG_BLOCK, nullptr, &set));
+        return {sigismember(&set, SIGINT), sigismember(&set, SIGTERM)};
+    }
+
+    std::ostringstream out;
+    std::ostringstream err;
+    const console where{out, err};
+    const std::ptrdiff_t descriptors_before = descriptors();
+    const std::array<int, 2> blocked_before = blocked();
+};
+
+TEST_F(Interruption, LeavesTheProcessAsItWas)
+{
+    {
+        const interruption caught(where);
+        EXPECT_EQ((std::array{1, 1}), blocked());
+        EXPECT_FALSE(interruption::limits_of_inputs().is_given_up());
+    }
+    EXPECT_EQ(descriptors_before, descriptors());
+    EXPECT_EQ(blocked_before, blocked());
+}
+
+TEST_F(Interruption, LeavesTheProcessAsItWasIfItCannotBeMade)
+{
+    const int lowest_free = fcntl(STDIN_FILENO, F_DUPFD, 0);
+    ASSERT_LE(0, lowest_free);
+    ASSERT_EQ(0, close(lowest_free));
+    rlimit former{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &former));
+    for (const int free_descriptors : {0, 1}) {
+        const rlimit low{static_cast<rlim_t>(lowest_free + free_descriptors), former.rlim_max};
+        ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &low));
+        EXPECT_THROW(interruption{where}, std::system_error);
+        ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &former));
+        EXPECT_EQ(descriptors_before, descriptors());
+        EXPECT_EQ(blocked_before, blocked());
+    }
+}
+
+/// Opens each message while the process is asked to end.
+class interrupted_opener final : public message_opener
+{
+public:
+    opening open(const std::shared_ptr<message_record>& stored) override
+    {
+        EXPECT_EQ(0, ::kill(::getpid(), SIGTERM));
+        for (int i = 0; i < 6000 && interruption::signal() == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        opening result;
+        result.shown = stored->copy();
+        return result;
+    }
+};
+
+TEST_F(Interruption, EndsARunBehindItsLastMessageToo)
+{
+    std::optional<interruption> caught(std::in_place, where);
+    listed_messages places({message_place{}});
+    const message_reader read = [](const message_place&, const std::shared_ptr<store_context>&) {
+        return message_record{};
+    };
+    interrupted_opener client;
+    opening_totals totals;
+    open_messages(places, opening_plan{}, read, client, where, totals);
+    EXPECT_EQ(SIGTERM, totals.stopped_by);
+    EXPECT_EQ(1U, totals.done);
+    EXPECT_TRUE(interruption::limits_of_inputs().is_given_up());
+    caught.reset();
+    EXPECT_EQ(0, interruption::signal());
+}
+
+} // namespace
+} // namespace host::test
