@@ -9,13 +9,18 @@
 #include "desk/run/output_check.h"
 #include "desk/run/problem_words.h"
 #include "doctor/doctor_command.h"
+#include "mail/files/path_text.h"
+#include "mail/inputs/byte_stream.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 namespace host {
 
@@ -84,7 +89,7 @@ Examples:
 
 Exit status: 0 all scanned, 1 the output or what was repaired could not be written, 2 the command line is
 wrong, 3 a file could not be read or is not what its kind asks for, 4 no service, or it gave no answer, 7 a
-condition of --fail-on is met, 130 stopped by SIGINT, 143 by SIGTERM.)";
+condition of --fail-on is met, 130 stopped by SIGINT, 143 by SIGTERM. If several apply: 1, then 7, 4 and 3.)";
 
 constexpr const char* general_footer = R"(Each subcommand has a --help of its own.
 
@@ -153,6 +158,14 @@ void add_doctor(CLI::App& app)
     app.add_subcommand(doctor_name, "Examine whether this machine is protected");
 }
 
+/// Returns true unless the paths may specify several files.
+bool is_one_file(const std::vector<std::string>& paths)
+{
+    std::error_code ignored;
+    return paths.size() <= 1 && (paths.empty() || paths[0] == standard_input_name ||
+                                 !std::filesystem::is_directory(path_of(paths[0]), ignored));
+}
+
 exit_status wrong_usage(const console& where, const std::string& why)
 {
     report(where, "command line", why + "; --help tells more");
@@ -195,7 +208,7 @@ exit_status run_unguarded(int argc, const char* const* argv, const console& wher
     if (to_scan.files.empty() && to_scan.kind != scan_kind::health) {
         return wrong_usage(where, "FILE is required");
     }
-    if (!to_scan.repaired_to.empty() && to_scan.files.size() > 1) {
+    if (!to_scan.repaired_to.empty() && !is_one_file(to_scan.files)) {
         return wrong_usage(where, "--repaired-to takes one FILE only");
     }
     return scan->parsed() ? run_scan(to_scan, where) : exit_status::usage;

@@ -9,6 +9,15 @@ namespace {
 
 using testing::HasSubstr;
 
+/// A service that responds to OPTIONS and then no more.
+::test::conversation service_without_answer()
+{
+    return ::test::conversation()
+        .expect_until("\r\n\r\n")
+        .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"
+              "Encapsulated: null-body=0\r\n\r\n");
+}
+
 class ScanCommand : public testing::Test
 {
 protected:
@@ -144,6 +153,36 @@ TEST_F(ScanCommand, GoesOnBehindAFileThatCannotBeUsed)
     EXPECT_EQ(3, command({"scan", "--kind", "certificate", write("d", "")}).status);
 }
 
+TEST_F(ScanCommand, HasTheStatusThatCountsMostWhateverTheOrder)
+{
+    const auto missing = (folder.path() / "missing").string();
+    const auto fine = write("a", "fine");
+    for (const auto& [first, second] : {std::pair(missing, fine), std::pair(fine, missing)}) {
+        ::test::scripted_peer peer({service_without_answer()});
+        EXPECT_EQ(4, command({"scan", "--port", std::to_string(peer.port()), "--timeout", "50", first, second}).status);
+    }
+}
+
+TEST_F(ScanCommand, WritesWhatWasRepairedOfOneFileOnly)
+{
+    const auto target = (folder.path() / "repaired.txt").string();
+    const auto file = write("a", repairable_text());
+    EXPECT_EQ(2, command({"scan", "--repaired-to", target, file, file}).status);
+    const auto result = command({"scan", "--repaired-to", target, folder.path().string()});
+    EXPECT_EQ(2, result.status);
+    EXPECT_EQ("postwarden: command line: --repaired-to takes one FILE only; --help tells more\n", result.err);
+    EXPECT_FALSE(std::filesystem::exists(target));
+}
+
+TEST_F(ScanCommand, HasNothingUnjudgedInAnEmptyObject)
+{
+    const auto unjudged = [&](const std::string& name, const std::string& text) {
+        return command({"scan", "--kind", "object", "--fail-on", "unjudged", write(name, text)}).status;
+    };
+    EXPECT_EQ(0, unjudged("empty", ""));
+    EXPECT_EQ(7, unjudged("tiny", "abc")) << "it is not sent";
+}
+
 TEST_F(ScanCommand, NeedsAService)
 {
     const auto result = command({"scan", "--port", closed_port(), write("a", "fine")});
@@ -154,11 +193,7 @@ TEST_F(ScanCommand, NeedsAService)
 
 TEST_F(ScanCommand, TellsACleanResultThatNobodyGave)
 {
-    // The service responds to OPTIONS and then no more.
-    ::test::scripted_peer peer({::test::conversation()
-                                    .expect_until("\r\n\r\n")
-                                    .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"
-                                          "Encapsulated: null-body=0\r\n\r\n")});
+    ::test::scripted_peer peer({service_without_answer()});
     const auto result =
         command({"scan", "--json", "--port", std::to_string(peer.port()), "--timeout", "50", write("a", "fine")});
     EXPECT_EQ(4, result.status);
@@ -185,10 +220,7 @@ TEST_F(ScanCommand, TellsInWordsWhyThereIsNoService)
 TEST_F(ScanCommand, CountsAVerdictWhoseConnectionIsClosed)
 {
     ::test::scripted_peer peer(
-        {::test::conversation()
-             .expect_until("\r\n\r\n")
-             .send("ICAP/1.0 200 OK\r\nMethods: REQMOD\r\nISTag: \"x\"\r\nPreview: 0\r\n"
-                   "Encapsulated: null-body=0\r\n\r\n")
+        {service_without_answer()
              .expect_until("0\r\n\r\n")
              .send("ICAP/1.0 204 No Content\r\nISTag: \"x\"\r\nEncapsulated: null-body=0\r\n\r\n")
              .close()});
