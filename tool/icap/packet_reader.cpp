@@ -86,7 +86,12 @@ void packet_reader_impl::require_complete() const
 bool packet_reader_impl::gather(http::byte_vector& bytes, std::size_t least)
 {
     require_complete();
+    constexpr std::size_t framing = 64; // of both bodies
+    const std::uint64_t left = source_.raw_head().size() + (request_.size - request_.position) +
+                               (response_.size - response_.position) +
+                               (source_.has_request() ? source_.request().raw_head().size() : 0);
     const std::size_t before = bytes.size();
+    bytes.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(least, before + left) + framing));
     while (bytes.size() < least && append_next(bytes, least - bytes.size())) {
     }
     return bytes.size() != before;

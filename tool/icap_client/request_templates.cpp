@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <numeric>
 #include <utility>
 
 namespace icap::client {
@@ -105,7 +106,10 @@ using filling = std::pair<std::string_view, std::string>;
 /// Fills the placeholders in the order of the list.
 std::string filled(std::string_view form, std::initializer_list<filling> values)
 {
-    std::string text{form};
+    std::string text;
+    text.reserve(std::accumulate(values.begin(), values.end(), form.size(),
+                                 [](std::size_t size, const filling& value) { return size + value.second.size(); }));
+    text = form;
     for (const auto& [placeholder, value] : values) {
         fill_placeholder(text, placeholder, value);
     }
