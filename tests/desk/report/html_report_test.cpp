@@ -235,6 +235,17 @@ TEST_F(HtmlReport, ListsTheAttachmentsThatWereNotKept)
     EXPECT_EQ(98U, count_of("<li class=kept>", text));
 }
 
+TEST_F(HtmlReport, ShowsThatAnAttachmentBecameHidden)
+{
+    reported_opening entry = clean("a.eml");
+    entry.after.subject = "New subject"; // otherwise there is no section
+    entry.after.attachments[0].hidden = true;
+    add(entry);
+    EXPECT_THAT(page(),
+                HasSubstr("<b>kept</b></ul><td><ul class=attachments><li class=kept><bdi>price.pdf</bdi> <small>3 "
+                          "bytes, <bdi>application/pdf</bdi></small> <b>kept</b> <b>hidden</b></ul>"));
+}
+
 TEST_F(HtmlReport, ListsTheFirstOfTooManyNewAttachments)
 {
     reported_opening entry = clean("many.eml");
