@@ -13,9 +13,15 @@ constexpr int interrupt_number = 2; ///< as SIGINT elsewhere
 std::atomic<int> received{0};
 
 /// Called by the system on a thread of its own. The second request is left to the system, which ends the process.
-BOOL CALLBACK take_request(DWORD)
+BOOL CALLBACK take_request(DWORD event)
 {
-    return received.exchange(interrupt_number) == 0 ? TRUE : FALSE;
+    const bool is_first = received.exchange(interrupt_number) == 0;
+    if (event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT) {
+        // The system ends the process when this function returns, at the latest after some seconds: the command has as
+        // long to finish the object at hand, and ends this thread with the process.
+        Sleep(INFINITE);
+    }
+    return is_first ? TRUE : FALSE;
 }
 
 } // namespace
