@@ -11,8 +11,9 @@ TEST(NearestName, IsTheOneWithTheFewestDifferences)
     const std::vector<std::string> names{"open", "scan", "settings", "doctor"};
     EXPECT_EQ("open", nearest_name("opne", names)); // exchanged
     EXPECT_EQ("open", nearest_name("oepn", names));
-    EXPECT_EQ("scan", nearest_name("scn", names));   // missing
-    EXPECT_EQ("scan", nearest_name("scann", names)); // additional
+    EXPECT_EQ("open", nearest_name("opne", {"opxx", "open"})); // one difference, not two
+    EXPECT_EQ("scan", nearest_name("scn", names));             // missing
+    EXPECT_EQ("scan", nearest_name("scann", names));           // additional
     EXPECT_EQ("doctor", nearest_name("docter", names));
     EXPECT_EQ("settings", nearest_name("setings", names));
     EXPECT_EQ("settings", nearest_name("set", names)); // the rest is missing
