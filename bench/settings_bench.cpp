@@ -1,32 +1,31 @@
-#include "bench/checked_state.h"
+// Settings blobs: read, written and compared, beside the bytes alone and beside protobuf.
+
+#include "bench/contest.h"
 #include "bench/once.h"
+#include "bench/settings_peer.h"
 #include "cctool/serialization/container.h"
 #include "settings/settings_blob.h"
 
-#include <benchmark/benchmark.h>
-
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
 
 using cctool::Serialization::Bytes;
 using cctool::Serialization::ContainerFromBinary;
+using cctool::Serialization::IBinaryContainer;
 using DOVA::Settings::BlobFromSettings;
 using DOVA::Settings::SettingsFromBlob;
 using DOVA::Settings::WebTrafficMonitorSettings;
 
 /// Returns settings that a product could have: with `entries` entries in each of the lists that administrators fill.
-WebTrafficMonitorSettings SettingsWithLists(std::int64_t entries)
+WebTrafficMonitorSettings SettingsWithLists(std::size_t entries)
 {
     WebTrafficMonitorSettings settings;
     settings.ServerPort = {1345, 1400, true};
-    for (std::int64_t entry = 0; entry < entries; ++entry) {
+    for (std::size_t entry = 0; entry < entries; ++entry) {
         const std::wstring name = L"host-" + std::to_wstring(entry) + L".example.org";
         settings.ExcludedAddresses.value.push_back(name);
         settings.ExcludeProcesses.value.push_back(L"C:\\Program Files\\Example\\" + name + L".exe");
@@ -36,140 +35,152 @@ WebTrafficMonitorSettings SettingsWithLists(std::int64_t entries)
     return settings;
 }
 
-/// As many entries as the benchmark's argument says, and few when it runs only once.
-std::int64_t EntriesOf(const benchmark::State& state)
+/// Does a piece of work as often as a contender is asked to.
+template <typename Work>
+bench::contender Repeated(std::string name, Work work)
 {
-    constexpr std::int64_t few = 500;
-    return bench::usual_or_once(state.range(0), std::min(state.range(0), few));
-}
-
-void CountBytes(benchmark::State& state, std::size_t size)
-{
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
-    state.counters["blob"] = static_cast<double>(size);
-}
-
-/// Whether the tree is written as those bytes.
-bool IsWrittenAs(const cctool::Serialization::IBinaryContainer& tree, const Bytes& blob)
-{
-    Bytes written;
-    return tree.GetBlob(written, false) && written == blob;
+    return {std::move(name),
+            [work](std::uint64_t count) {
+                for (; count > 0; --count) {
+                    work();
+                }
+            },
+            {}};
 }
 
 /// The bytes alone: what reading and writing a blob are measured against.
-void CopyBlob(benchmark::State& state)
+bench::rival Copy(const Bytes& blob)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(EntriesOf(state)));
-    Bytes target(blob.size());
-    for (auto _ : state) {
-        std::memcpy(target.data(), blob.data(), blob.size());
-        benchmark::DoNotOptimize(target.data());
-        benchmark::ClobberMemory();
-    }
-    bench::expect(state, target == blob, "other bytes");
-    CountBytes(state, blob.size());
+    return {Repeated("a copy of the bytes",
+                     [&blob, target = std::make_shared<Bytes>(blob.size())] {
+                         std::memcpy(target->data(), blob.data(), blob.size());
+                         bench::keep(*target);
+                     }),
+            bench::ratio::cost, 0};
 }
 
-void DecodeTree(benchmark::State& state)
+/// The tree is written as those bytes.
+void CheckTree(const IBinaryContainer& tree, const Bytes& blob)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(EntriesOf(state)));
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(ContainerFromBinary(blob.data(), blob.size()));
-    }
-    bench::expect(state, IsWrittenAs(*ContainerFromBinary(blob.data(), blob.size()), blob), "another tree");
-    CountBytes(state, blob.size());
+    Bytes written;
+    bench::require(tree.GetBlob(written, false) && written == blob, "another tree was read");
 }
 
-void EncodeTree(benchmark::State& state)
+bench::contender Decoding(const Bytes& blob)
 {
-    const Bytes blob = BlobFromSettings(SettingsWithLists(EntriesOf(state)));
-    const auto tree = ContainerFromBinary(blob.data(), blob.size());
-    Bytes target;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(tree->GetBlob(target, false));
-    }
-    bench::expect(state, target == blob, "another blob");
-    CountBytes(state, blob.size());
+    CheckTree(*ContainerFromBinary(blob.data(), blob.size()), blob);
+    return Repeated("the tree", [&blob] {
+        const auto tree = ContainerFromBinary(blob.data(), blob.size());
+        bench::require(tree->HasElement(1), "an empty tree was read");
+    });
 }
+
+/// A settings record in both forms, and how each is read and written.
+class Case
+{
+public:
+    explicit Case(std::size_t entries)
+        : settings_(SettingsWithLists(entries))
+        , blob_(BlobFromSettings(settings_))
+        , message_(bench::peer::bytes_of(settings_))
+        , last_pattern_(entries == 0 ? 0 : settings_.UrlRules.value.back().UrlPattern.size())
+    {}
+
+    void Hold(bench::contests& all, const std::string& size) const
+    {
+        const std::string name = "settings blob of " + size;
+        auto rivals = Parsing();
+        rivals.push_back(Copy(blob_));
+        all.hold({name + ": decode", Decoding(blob_), rivals});
+        all.hold({name + ": load", Loading(), rivals});
+        HoldWriting(all, name);
+        const WebTrafficMonitorSettings same = settings_;
+        const auto compare = [this, &same] { bench::require(settings_ == same, "equal settings differ"); };
+        const Bytes same_bytes = blob_;
+        const auto compare_bytes = [this, &same_bytes] { bench::require(blob_ == same_bytes, "equal bytes differ"); };
+        all.hold({name + ": compare",
+                  Repeated("the record", compare),
+                  {{Repeated("comparison of the bytes", compare_bytes), bench::ratio::cost, 0}}});
+    }
+
+private:
+    [[nodiscard]] bench::contender Loading() const
+    {
+        bench::require(SettingsFromBlob(blob_) == settings_, "other settings were loaded");
+        return Repeated("the record", [this] {
+            const WebTrafficMonitorSettings loaded = SettingsFromBlob(blob_);
+            bench::require(loaded.UrlRules.value.size() == settings_.UrlRules.value.size(), "rules are missing");
+        });
+    }
+
+    [[nodiscard]] std::vector<bench::rival> Parsing() const
+    {
+        if (!bench::peer::is_there()) {
+            return {};
+        }
+        const auto parse = [this](auto how) {
+            return [this, how](std::uint64_t count) {
+                bench::require(how(message_, count) == last_pattern_, "the peer read other settings");
+            };
+        };
+        return {{{"protobuf", parse(bench::peer::parse), {}}, bench::ratio::cost, 1.0},
+                {{"protobuf in an arena", parse(bench::peer::parse_in_arena), {}}, bench::ratio::cost, 0}};
+    }
+
+    void HoldWriting(bench::contests& all, const std::string& name) const
+    {
+        const auto tree = ContainerFromBinary(blob_.data(), blob_.size());
+        std::vector<bench::rival> rivals;
+        if (bench::peer::is_there()) {
+            const auto serialise = [this](std::uint64_t count) {
+                bench::require(bench::peer::serialise(message_, count) == message_.size(), "the peer wrote less");
+            };
+            rivals.push_back({{"protobuf", serialise, {}}, bench::ratio::cost, 0});
+        }
+        rivals.push_back(Copy(blob_));
+        const auto encode = [this, &tree] {
+            Bytes target;
+            bench::require(tree->GetBlob(target, false) && target.size() == blob_.size(), "another blob was written");
+        };
+        CheckTree(*tree, blob_);
+        all.hold({name + ": encode", Repeated("the tree", encode), rivals});
+        const auto make = [this] {
+            bench::require(BlobFromSettings(settings_).size() == blob_.size(), "another blob was made");
+        };
+        all.hold({name + ": make", Repeated("the record", make), rivals});
+    }
+
+    WebTrafficMonitorSettings settings_;
+    Bytes blob_;
+    std::string message_;
+    std::size_t last_pattern_;
+};
 
 /// One text or binary value of many bytes: the cost of bytes rather than of values.
-template <typename Value>
-std::shared_ptr<cctool::Serialization::IBinaryContainer> TreeOfOneValue(const Value& value)
+template <typename Set>
+void HoldOneValue(bench::contests& all, const std::string& work, const Set& set)
 {
-    auto tree = cctool::Serialization::CreateEmptyContainer();
-    if constexpr (std::is_same_v<Value, Bytes>) {
-        tree->SetBinary(1, value);
-    } else {
-        tree->Set(1, value);
-    }
-    return tree;
-}
-
-void DecodeTreeOf(benchmark::State& state, std::size_t least_size,
-                  const std::shared_ptr<cctool::Serialization::IBinaryContainer>& tree)
-{
+    const auto tree = cctool::Serialization::CreateEmptyContainer();
+    set(*tree);
     Bytes blob;
-    bench::expect(state, tree->GetBlob(blob, false) && blob.size() > least_size, "no blob of the value");
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(ContainerFromBinary(blob.data(), blob.size()));
-    }
-    bench::expect(state, IsWrittenAs(*ContainerFromBinary(blob.data(), blob.size()), blob), "another tree");
-    CountBytes(state, blob.size());
+    bench::require(tree->GetBlob(blob, false), "no blob of the value");
+    all.hold({work, Decoding(blob), {Copy(blob)}});
 }
 
 constexpr std::size_t many = 1U << 20U;
 
-void DecodeBinary(benchmark::State& state)
-{
-    DecodeTreeOf(state, many, TreeOfOneValue(Bytes(many, 'x')));
-}
-
-void DecodeWideText(benchmark::State& state)
-{
-    DecodeTreeOf(state, many, TreeOfOneValue(std::wstring(many / 2, L'x')));
-}
-
-void LoadSettings(benchmark::State& state)
-{
-    const WebTrafficMonitorSettings settings = SettingsWithLists(EntriesOf(state));
-    const Bytes blob = BlobFromSettings(settings);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(SettingsFromBlob(blob));
-    }
-    bench::expect(state, SettingsFromBlob(blob) == settings, "other settings");
-    CountBytes(state, blob.size());
-}
-
-void MakeBlob(benchmark::State& state)
-{
-    const WebTrafficMonitorSettings settings = SettingsWithLists(EntriesOf(state));
-    Bytes blob;
-    for (auto _ : state) {
-        blob = BlobFromSettings(settings);
-    }
-    bench::expect(state, SettingsFromBlob(blob) == settings, "other settings");
-    CountBytes(state, blob.size());
-}
-
-void CompareEqualSettings(benchmark::State& state)
-{
-    const WebTrafficMonitorSettings settings = SettingsWithLists(EntriesOf(state));
-    const WebTrafficMonitorSettings same = settings;
-    for (auto _ : state) {
-        if (!bench::expect(state, settings == same, "equal settings differ")) {
-            break;
-        }
-    }
-}
-
-// The settings of a new product, of a busy one, and of one whose lists are never cleaned up.
-BENCHMARK(CopyBlob)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(DecodeTree)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(EncodeTree)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(DecodeBinary)->Unit(benchmark::kMicrosecond);
-BENCHMARK(DecodeWideText)->Unit(benchmark::kMicrosecond);
-BENCHMARK(LoadSettings)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(MakeBlob)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(CompareEqualSettings)->Arg(0)->Arg(50)->Arg(5000)->Unit(benchmark::kMicrosecond);
-
 } // namespace
+
+int main(int count, char** arguments)
+{
+    return bench::run_contests(count, arguments, [](bench::contests& all) {
+        // The settings of a new product, of a busy one, and of one whose lists are never cleaned up.
+        Case(0).Hold(all, "2 KB");
+        Case(50).Hold(all, "20 KB");
+        Case(bench::usual_or_once<std::size_t>(5000, 500)).Hold(all, "2 MB");
+        HoldOneValue(all, "binary value of 1 MiB: decode",
+                     [](IBinaryContainer& tree) { tree.SetBinary(1, Bytes(many, 'x')); });
+        HoldOneValue(all, "text of 1 MiB: decode",
+                     [](IBinaryContainer& tree) { tree.Set(1, std::wstring(many / 2, L'x')); });
+    });
+}

@@ -189,7 +189,7 @@ TEST(FailedAllocation, OfAnyNumberIsStandardOnRead)
             done = false;
         }
     }
-    EXPECT_GT(good, 30U) << "each value takes memory";
+    EXPECT_GT(good, 4U) << "reading takes memory several times";
 }
 
 TEST(FailedAllocation, LeavesTheTargetOfABlobAsItWas)
@@ -213,8 +213,7 @@ TEST(FailedAllocation, LeavesTheTargetOfABlobAsItWas)
 TEST(FailedAllocation, LeavesAContainerAsItWasOnSet)
 {
     const auto tree = RichTree();
-    const Bytes before = BlobOf(*tree);
-    const std::wstring long_text(100, L'x');
+    Bytes before = BlobOf(*tree);
     const auto fails = [&](const auto& set) {
         for (std::size_t good = 0;; ++good) {
             try {
@@ -226,9 +225,38 @@ TEST(FailedAllocation, LeavesAContainerAsItWasOnSet)
             }
         }
     };
+    const std::wstring long_text(100000, L'x');
     EXPECT_GT(fails([&] { tree->Set(10, long_text); }), 0U);
     tree->Set(10, std::wstring(L"wide \x263A"));
-    EXPECT_GT(fails([&] { tree->AddContainer(99); }), 0U);
+    // Small values share a block of memory, so that only some of them need a new one.
+    std::size_t failed = 0;
+    for (std::uint32_t id = 99; failed < 3; ++id) {
+        ASSERT_LT(id, 100000U);
+        failed += fails([&] { tree->AddContainer(id); });
+        before = BlobOf(*tree);
+    }
+}
+
+TEST(FailedAllocation, LeavesAnArrayAsItWasOnSet)
+{
+    const auto tree = CreateEmptyContainer();
+    const auto array = tree->AddArray(1, 1);
+    array->Set(0, true);
+    const Bytes before = BlobOf(*tree);
+    std::size_t failed = 0;
+    for (int count = 0; failed == 0; ++count) {
+        ASSERT_LT(count, 100000);
+        try {
+            const ::test::failing_new failure(1, ::test::refusals::all_behind);
+            array->AddContainer(0);
+        } catch (const std::bad_alloc&) {
+            ++failed;
+        }
+        if (failed == 0) {
+            array->Set(0, true);
+        }
+    }
+    EXPECT_EQ(before, BlobOf(*tree));
 }
 
 } // namespace

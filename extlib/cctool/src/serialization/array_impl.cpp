@@ -4,8 +4,6 @@
 #include "extlib/cctool/src/serialization/container_impl.h"
 #include "extlib/cctool/src/serialization/simple_values.h"
 
-#include <utility>
-
 namespace cctool::Serialization::StlDTree {
 
 using detail::ArrayValue;
@@ -13,7 +11,7 @@ using detail::BinaryValue;
 using detail::ContainerValue;
 using detail::SimpleValueImpl;
 using detail::StringValueImpl;
-using detail::ValuePtr;
+using detail::Value;
 
 namespace {
 
@@ -26,46 +24,42 @@ constexpr const char* array_source = "extlib\\cctool\\src\\serialization\\array_
 
 } // namespace
 
-ArrayImpl::ArrayImpl(std::shared_ptr<ArrayValue> node) noexcept
-    : node_(std::move(node))
-{}
-
 std::size_t ArrayImpl::Size() const
 {
-    return node_->Elements().size();
+    return node_.Elements().size();
 }
 
-ValuePtr& ArrayImpl::Slot(std::size_t index)
+Value*& ArrayImpl::Slot(std::size_t index)
 {
-    if (index >= node_->Elements().size()) {
+    if (index >= node_.Elements().size()) {
         Refuse(index, AccessFailure::NotFound, __LINE__);
     }
-    return node_->Elements()[index];
+    return node_.Elements()[index];
 }
 
 template <typename Node, typename T>
 void ArrayImpl::Put(std::size_t index, const T& value)
 {
-    Slot(index) = std::make_shared<Node>(value);
+    Slot(index) = &node_.Memory().Make<Node>(node_.Memory(), value);
 }
 
 template <typename Node>
-std::shared_ptr<Node> ArrayImpl::Find(std::size_t index) const
+Node& ArrayImpl::Find(std::size_t index) const
 {
-    const ArrayValue::Items& items = node_->Elements();
+    const auto items = node_.Elements();
     if (index >= items.size() || items[index] == nullptr) {
         Refuse(index, AccessFailure::NotFound, __LINE__);
     }
     if (items[index]->Type() != Node::type) {
         Refuse(index, AccessFailure::InvalidType, __LINE__);
     }
-    return std::static_pointer_cast<Node>(items[index]);
+    return static_cast<Node&>(*items[index]);
 }
 
 template <typename T>
 void ArrayImpl::GetSimple(std::size_t index, T& value) const
 {
-    value = Find<SimpleValueImpl<T>>(index)->Get();
+    value = Find<SimpleValueImpl<T>>(index).Get();
 }
 
 void ArrayImpl::SetBinary(std::size_t index, const Bytes& value)
@@ -130,7 +124,7 @@ void ArrayImpl::Set(std::size_t index, std::uint8_t value)
 
 void ArrayImpl::GetBinary(std::size_t index, Bytes& value) const
 {
-    value = Find<BinaryValue>(index)->Get();
+    value = Find<BinaryValue>(index).Get();
 }
 
 void ArrayImpl::Get(std::size_t index, bool& value) const
@@ -140,12 +134,12 @@ void ArrayImpl::Get(std::size_t index, bool& value) const
 
 void ArrayImpl::Get(std::size_t index, std::wstring& value) const
 {
-    value = Find<StringValueImpl<wchar_t>>(index)->Get();
+    value = Find<StringValueImpl<wchar_t>>(index).Get();
 }
 
 void ArrayImpl::Get(std::size_t index, std::string& value) const
 {
-    value = Find<StringValueImpl<char>>(index)->Get();
+    value = Find<StringValueImpl<char>>(index).Get();
 }
 
 void ArrayImpl::Get(std::size_t index, std::uint64_t& value) const
@@ -190,38 +184,42 @@ void ArrayImpl::Get(std::size_t index, std::uint8_t& value) const
 
 std::shared_ptr<IArray> ArrayImpl::AddArray(std::size_t index, std::size_t size)
 {
-    auto node = std::make_shared<ArrayValue>(size);
-    auto array = std::make_shared<ArrayImpl>(node);
-    Slot(index) = std::move(node);
+    Value*& slot = Slot(index);
+    detail::Arena& arena = node_.Memory();
+    auto& node = arena.Make<ArrayValue>(arena, size);
+    auto array = arena.Share<IArray>(node.Face());
+    slot = &node;
     return array;
 }
 
 std::shared_ptr<IArray> ArrayImpl::GetArray(std::size_t index)
 {
-    return std::make_shared<ArrayImpl>(Find<ArrayValue>(index));
+    return node_.Memory().Share<IArray>(Find<ArrayValue>(index).Face());
 }
 
 std::shared_ptr<const IArray> ArrayImpl::GetArray(std::size_t index) const
 {
-    return std::make_shared<const ArrayImpl>(Find<ArrayValue>(index));
+    return node_.Memory().Share<const IArray>(Find<ArrayValue>(index).Face());
 }
 
 std::shared_ptr<IContainer> ArrayImpl::AddContainer(std::size_t index)
 {
-    auto node = std::make_shared<ContainerValue>();
-    auto container = std::make_shared<ContainerImpl>(node);
-    Slot(index) = std::move(node);
+    Value*& slot = Slot(index);
+    detail::Arena& arena = node_.Memory();
+    auto& node = arena.Make<ContainerValue>(arena);
+    auto container = arena.Share<IContainer>(node.Face());
+    slot = &node;
     return container;
 }
 
 std::shared_ptr<IContainer> ArrayImpl::GetContainer(std::size_t index)
 {
-    return std::make_shared<ContainerImpl>(Find<ContainerValue>(index));
+    return node_.Memory().Share<IContainer>(Find<ContainerValue>(index).Face());
 }
 
 std::shared_ptr<const IContainer> ArrayImpl::GetContainer(std::size_t index) const
 {
-    return std::make_shared<const ContainerImpl>(Find<ContainerValue>(index));
+    return node_.Memory().Share<const IContainer>(Find<ContainerValue>(index).Face());
 }
 
 } // namespace cctool::Serialization::StlDTree

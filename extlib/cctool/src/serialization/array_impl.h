@@ -5,11 +5,13 @@
 
 namespace cctool::Serialization::StlDTree {
 
-/// An array over a shared node.
+/// The interface of an array; in the same arena.
 class ArrayImpl final : public IArray
 {
 public:
-    explicit ArrayImpl(std::shared_ptr<detail::ArrayValue> node) noexcept;
+    explicit ArrayImpl(detail::ArrayValue& node) noexcept
+        : node_(node)
+    {}
 
     [[nodiscard]] std::size_t Size() const override;
 
@@ -49,13 +51,13 @@ public:
 private:
     template <typename Node, typename T>
     void Put(std::size_t index, const T& value);
-    [[nodiscard]] detail::ValuePtr& Slot(std::size_t index);
+    [[nodiscard]] detail::Value*& Slot(std::size_t index);
     template <typename Node>
-    [[nodiscard]] std::shared_ptr<Node> Find(std::size_t index) const;
+    [[nodiscard]] Node& Find(std::size_t index) const;
     template <typename T>
     void GetSimple(std::size_t index, T& value) const;
 
-    std::shared_ptr<detail::ArrayValue> node_;
+    detail::ArrayValue& node_;
 };
 
 } // namespace cctool::Serialization::StlDTree

@@ -13,7 +13,7 @@ using detail::BinaryValue;
 using detail::ContainerValue;
 using detail::SimpleValueImpl;
 using detail::StringValueImpl;
-using detail::ValuePtr;
+using detail::Value;
 
 namespace {
 
@@ -51,38 +51,34 @@ private:
 
 } // namespace
 
-ContainerImpl::ContainerImpl(std::shared_ptr<ContainerValue> node) noexcept
-    : node_(std::move(node))
-{}
-
 bool ContainerImpl::HasElement(std::uint32_t id) const
 {
-    return node_->Elements().contains(id);
+    return node_.Find(id) != nullptr;
 }
 
 template <typename Node, typename T>
 void ContainerImpl::Put(std::uint32_t id, const T& value)
 {
-    node_->Elements().insert_or_assign(id, std::make_shared<Node>(value));
+    node_.Put(id, node_.Memory().Make<Node>(node_.Memory(), value));
 }
 
 template <typename Node>
-std::shared_ptr<Node> ContainerImpl::Find(const TagId& tag) const
+Node& ContainerImpl::Find(const TagId& tag) const
 {
-    const auto found = node_->Elements().find(tag.id);
-    if (found == node_->Elements().end()) {
+    Value* const found = node_.Find(tag.id);
+    if (found == nullptr) {
         Refuse(tag, AccessFailure::NotFound, __LINE__);
     }
-    if (found->second->Type() != Node::type) {
+    if (found->Type() != Node::type) {
         Refuse(tag, AccessFailure::InvalidType, __LINE__);
     }
-    return std::static_pointer_cast<Node>(found->second);
+    return static_cast<Node&>(*found);
 }
 
 template <typename T>
 void ContainerImpl::GetSimple(const TagId& tag, T& value) const
 {
-    value = Find<SimpleValueImpl<T>>(tag)->Get();
+    value = Find<SimpleValueImpl<T>>(tag).Get();
 }
 
 void ContainerImpl::SetBinary(std::uint32_t id, const Bytes& value)
@@ -154,7 +150,7 @@ void ContainerImpl::SetVersion(const TagId& tag, const VersionPair& version)
 
 void ContainerImpl::GetBinary(const TagId& tag, Bytes& value) const
 {
-    value = Find<BinaryValue>(tag)->Get();
+    value = Find<BinaryValue>(tag).Get();
 }
 
 void ContainerImpl::Get(const TagId& tag, bool& value) const
@@ -164,12 +160,12 @@ void ContainerImpl::Get(const TagId& tag, bool& value) const
 
 void ContainerImpl::Get(const TagId& tag, std::wstring& value) const
 {
-    value = Find<StringValueImpl<wchar_t>>(tag)->Get();
+    value = Find<StringValueImpl<wchar_t>>(tag).Get();
 }
 
 void ContainerImpl::Get(const TagId& tag, std::string& value) const
 {
-    value = Find<StringValueImpl<char>>(tag)->Get();
+    value = Find<StringValueImpl<char>>(tag).Get();
 }
 
 void ContainerImpl::Get(const TagId& tag, std::uint64_t& value) const
@@ -223,47 +219,49 @@ void ContainerImpl::GetVersion(const TagId& tag, VersionPair& version) const
 
 std::shared_ptr<IArray> ContainerImpl::AddArray(std::uint32_t id, std::size_t size)
 {
-    auto node = std::make_shared<ArrayValue>(size);
-    auto array = std::make_shared<ArrayImpl>(node);
-    node_->Elements().insert_or_assign(id, std::move(node));
+    detail::Arena& arena = node_.Memory();
+    auto& node = arena.Make<ArrayValue>(arena, size);
+    auto array = arena.Share<IArray>(node.Face());
+    node_.Put(id, node);
     return array;
 }
 
 std::shared_ptr<IArray> ContainerImpl::GetArray(const TagId& tag)
 {
-    return std::make_shared<ArrayImpl>(Find<ArrayValue>(tag));
+    return node_.Memory().Share<IArray>(Find<ArrayValue>(tag).Face());
 }
 
 std::shared_ptr<const IArray> ContainerImpl::GetArray(const TagId& tag) const
 {
-    return std::make_shared<const ArrayImpl>(Find<ArrayValue>(tag));
+    return node_.Memory().Share<const IArray>(Find<ArrayValue>(tag).Face());
 }
 
 std::shared_ptr<IContainer> ContainerImpl::AddContainer(std::uint32_t id)
 {
-    auto node = std::make_shared<ContainerValue>();
-    auto container = std::make_shared<ContainerImpl>(node);
-    node_->Elements().insert_or_assign(id, std::move(node));
+    detail::Arena& arena = node_.Memory();
+    auto& node = arena.Make<ContainerValue>(arena);
+    auto container = arena.Share<IContainer>(node.Face());
+    node_.Put(id, node);
     return container;
 }
 
 std::shared_ptr<IContainer> ContainerImpl::GetContainer(const TagId& tag)
 {
-    return std::make_shared<ContainerImpl>(Find<ContainerValue>(tag));
+    return node_.Memory().Share<IContainer>(Find<ContainerValue>(tag).Face());
 }
 
 std::shared_ptr<const IContainer> ContainerImpl::GetContainer(const TagId& tag) const
 {
-    return std::make_shared<const ContainerImpl>(Find<ContainerValue>(tag));
+    return node_.Memory().Share<const IContainer>(Find<ContainerValue>(tag).Face());
 }
 
 bool ContainerImpl::GetBlob(Bytes& bytes, bool append) const
 {
-    const std::size_t size = node_->SerializedSize();
+    const std::size_t size = node_.SerializedSize();
     if (!append) {
         Bytes written(size);
         detail::Writer writer(written.data(), size);
-        if (!node_->Serialize(writer)) {
+        if (!node_.Serialize(writer)) {
             return false;
         }
         bytes.swap(written);
@@ -271,7 +269,7 @@ bool ContainerImpl::GetBlob(Bytes& bytes, bool append) const
     }
     AddedBytes added(bytes, size);
     detail::Writer writer(added.Begin(), size);
-    if (!node_->Serialize(writer)) {
+    if (!node_.Serialize(writer)) {
         return false;
     }
     added.Keep();
@@ -285,16 +283,18 @@ namespace cctool::Serialization {
 std::shared_ptr<IBinaryContainer> ContainerFromBinary(const void* data, std::size_t size)
 {
     StlDTree::detail::Reader reader(data, size);
-    auto node = std::make_shared<StlDTree::ContainerValue>();
-    if (!node->Deserialize(reader)) {
+    const auto arena = std::make_shared<StlDTree::detail::Arena>();
+    auto& node = arena->Make<StlDTree::ContainerValue>(*arena);
+    if (!node.Deserialize(reader)) {
         throw InvalidDataError({StlDTree::container_source, __LINE__});
     }
-    return std::make_shared<StlDTree::ContainerImpl>(std::move(node));
+    return arena->Share<IBinaryContainer>(node.Face());
 }
 
 std::shared_ptr<IBinaryContainer> CreateEmptyContainer()
 {
-    return std::make_shared<StlDTree::ContainerImpl>(std::make_shared<StlDTree::ContainerValue>());
+    const auto arena = std::make_shared<StlDTree::detail::Arena>();
+    return arena->Share<IBinaryContainer>(arena->Make<StlDTree::ContainerValue>(*arena).Face());
 }
 
 } // namespace cctool::Serialization

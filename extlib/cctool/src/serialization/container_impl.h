@@ -5,11 +5,13 @@
 
 namespace cctool::Serialization::StlDTree {
 
-/// A container over a shared node.
+/// The interface of a container; in the same arena.
 class ContainerImpl final : public IBinaryContainer
 {
 public:
-    explicit ContainerImpl(std::shared_ptr<detail::ContainerValue> node) noexcept;
+    explicit ContainerImpl(detail::ContainerValue& node) noexcept
+        : node_(node)
+    {}
 
     [[nodiscard]] bool HasElement(std::uint32_t id) const override;
 
@@ -54,11 +56,11 @@ private:
     template <typename Node, typename T>
     void Put(std::uint32_t id, const T& value);
     template <typename Node>
-    [[nodiscard]] std::shared_ptr<Node> Find(const TagId& tag) const;
+    [[nodiscard]] Node& Find(const TagId& tag) const;
     template <typename T>
     void GetSimple(const TagId& tag, T& value) const;
 
-    std::shared_ptr<detail::ContainerValue> node_;
+    detail::ContainerValue& node_;
 };
 
 } // namespace cctool::Serialization::StlDTree

@@ -1,11 +1,28 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 
 namespace cctool::Serialization::StlDTree::detail {
+
+/// Converts an integer of this machine to big-endian order, or back.
+template <typename Unsigned>
+[[nodiscard]] constexpr Unsigned BigEndian(Unsigned value) noexcept
+{
+    static_assert(std::endian::native == std::endian::little);
+    if constexpr (sizeof(Unsigned) == 8) {
+        return __builtin_bswap64(value);
+    } else if constexpr (sizeof(Unsigned) == 4) {
+        return __builtin_bswap32(value);
+    } else if constexpr (sizeof(Unsigned) == 2) {
+        return __builtin_bswap16(value);
+    } else {
+        return value;
+    }
+}
 
 /// Reads a blob: a position that never passes the end. Integers are big-endian.
 class Reader
@@ -26,10 +43,8 @@ public:
             return false;
         }
         std::make_unsigned_t<Integer> read = 0;
-        for (std::size_t place = 0; place < sizeof(Integer); ++place) {
-            read = static_cast<std::make_unsigned_t<Integer>>((std::uint64_t{read} << 8U) | bytes[place]);
-        }
-        value = static_cast<Integer>(read);
+        std::memcpy(&read, bytes, sizeof read);
+        value = static_cast<Integer>(BigEndian(read));
         return true;
     }
 
@@ -68,11 +83,9 @@ public:
         if (left_ < sizeof(Integer)) {
             return false;
         }
-        const auto bits = static_cast<std::make_unsigned_t<Integer>>(value);
-        for (std::size_t place = 0; place < sizeof(Integer); ++place) {
-            next_[place] = static_cast<std::uint8_t>(std::uint64_t{bits} >> (8 * (sizeof(Integer) - 1 - place)));
-        }
-        Advance(sizeof(Integer));
+        const auto bits = BigEndian(static_cast<std::make_unsigned_t<Integer>>(value));
+        std::memcpy(next_, &bits, sizeof bits);
+        Advance(sizeof bits);
         return true;
     }
 

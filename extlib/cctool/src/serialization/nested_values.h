@@ -1,27 +1,22 @@
 #pragma once
 
+#include "extlib/cctool/src/serialization/arena.h"
 #include "extlib/cctool/src/serialization/value.h"
 
-#include <map>
-#include <vector>
+#include <span>
 
-namespace cctool::Serialization::StlDTree::detail {
+namespace cctool::Serialization::StlDTree {
 
-/// The contents of an array or container. They are released one after the other instead of recursively, at any depth of
-/// the tree; this needs no memory.
-class Insides
+class ArrayImpl;
+class ContainerImpl;
+
+namespace detail {
+
+/// A value and its tag, which has no meaning in an array.
+struct Entry
 {
-public:
-    Insides() = default;
-    Insides(const Insides&) = delete;
-    Insides& operator=(const Insides&) = delete;
-    virtual ~Insides() = default;
-
-    /// Releases them now or, on a thread that is already within such a call, when that call reaches them.
-    static void Release(std::unique_ptr<Insides> insides) noexcept;
-
-private:
-    std::unique_ptr<Insides> next_; ///< the next contents to release
+    std::uint32_t tag;
+    Value* value;
 };
 
 /// Values by index. A slot that was never set is null.
@@ -29,13 +24,17 @@ class ArrayValue final : public Value
 {
 public:
     static constexpr TypeCode type = TypeCode::Array;
-    using Items = std::vector<ValuePtr>;
 
-    explicit ArrayValue(std::size_t size = 0);
-    ~ArrayValue() override;
+    explicit ArrayValue(Arena& arena, std::size_t size = 0);
 
-    [[nodiscard]] Items& Elements() noexcept { return insides_->items; }
-    [[nodiscard]] const Items& Elements() const noexcept { return insides_->items; }
+    [[nodiscard]] std::span<Value*> Elements() noexcept { return {items_, size_}; }
+    [[nodiscard]] std::span<Value* const> Elements() const noexcept { return {items_, size_}; }
+    /// Replaces the contents by the values of the entries.
+    void Assign(std::span<const Entry> read);
+
+    [[nodiscard]] Arena& Memory() const noexcept { return arena_; }
+    /// Returns the array's interface.
+    [[nodiscard]] ArrayImpl& Face();
 
     [[nodiscard]] TypeCode Type() const noexcept override { return type; }
     [[nodiscard]] std::size_t SerializedSize() const override;
@@ -44,11 +43,10 @@ public:
     [[nodiscard]] bool Deserialize(Reader& reader) override;
 
 private:
-    struct ItemInsides final : Insides
-    {
-        Items items;
-    };
-    std::unique_ptr<ItemInsides> insides_;
+    Arena& arena_;
+    Value** items_;
+    std::size_t size_;
+    ArrayImpl* face_ = nullptr;
 };
 
 /// Values by tag, in ascending order. None of them is null.
@@ -56,13 +54,22 @@ class ContainerValue final : public Value
 {
 public:
     static constexpr TypeCode type = TypeCode::Container;
-    using Entries = std::map<std::uint32_t, ValuePtr>;
 
-    ContainerValue();
-    ~ContainerValue() override;
+    explicit ContainerValue(Arena& arena) noexcept
+        : arena_(arena)
+    {}
 
-    [[nodiscard]] Entries& Elements() noexcept { return insides_->entries; }
-    [[nodiscard]] const Entries& Elements() const noexcept { return insides_->entries; }
+    [[nodiscard]] std::span<const Entry> Elements() const noexcept { return {entries_, size_}; }
+    /// Returns null if there is no such tag.
+    [[nodiscard]] Value* Find(std::uint32_t tag) const noexcept;
+    /// Sets or replaces one value.
+    void Put(std::uint32_t tag, Value& value);
+    /// Replaces the contents by entries in any order. Of those with the same tag, the last counts.
+    void Assign(std::span<const Entry> read);
+
+    [[nodiscard]] Arena& Memory() const noexcept { return arena_; }
+    /// Returns the container's interface.
+    [[nodiscard]] ContainerImpl& Face();
 
     [[nodiscard]] TypeCode Type() const noexcept override { return type; }
     [[nodiscard]] std::size_t SerializedSize() const override;
@@ -71,11 +78,13 @@ public:
     [[nodiscard]] bool Deserialize(Reader& reader) override;
 
 private:
-    struct EntryInsides final : Insides
-    {
-        Entries entries;
-    };
-    std::unique_ptr<EntryInsides> insides_;
+    Arena& arena_;
+    Entry* entries_ = nullptr;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
+    ContainerImpl* face_ = nullptr;
 };
 
-} // namespace cctool::Serialization::StlDTree::detail
+} // namespace detail
+
+} // namespace cctool::Serialization::StlDTree

@@ -2,124 +2,141 @@
 
 #include "tool/system/utf.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace cctool::Serialization::StlDTree::detail {
 
 namespace {
 
-constexpr std::size_t length_size = sizeof(std::uint64_t);
+constexpr std::size_t unit_size = sizeof(char16_t);
+/// Units that are converted at a time, in a loop that the compiler unrolls or vectorises.
+constexpr std::size_t block_size = 8;
 
-const std::string& UnitsOf(const std::string& text) noexcept
+bool IsSurrogate(std::uint16_t unit) noexcept
 {
+    return (unit & 0xF800U) == 0xD800U;
+}
+
+/// Converts `count` units to characters. Returns true if one of them is a surrogate.
+template <std::size_t count>
+bool Widen(const std::uint8_t* bytes, wchar_t* text) noexcept
+{
+    std::uint16_t units[count];
+    std::memcpy(units, bytes, sizeof units);
+    unsigned surrogates = 0;
+    for (std::size_t place = 0; place < count; ++place) {
+        const std::uint16_t unit = BigEndian(units[place]);
+        surrogates |= static_cast<unsigned>(IsSurrogate(unit));
+        text[place] = static_cast<wchar_t>(unit);
+    }
+    return surrogates != 0;
+}
+
+std::wstring WideText(const std::uint8_t* bytes, std::size_t count)
+{
+    std::wstring text(count, L'\0');
+    bool surrogates = false;
+    std::size_t place = 0;
+    for (; count - place >= block_size; place += block_size) {
+        surrogates |= Widen<block_size>(bytes + place * unit_size, text.data() + place);
+    }
+    for (; place < count; ++place) {
+        surrogates |= Widen<1>(bytes + place * unit_size, text.data() + place);
+    }
+    if (surrogates && sizeof(wchar_t) > unit_size) {
+        return winapi::utf::from_utf16(std::u16string(text.begin(), text.end()));
+    }
     return text;
 }
 
-const std::string& TextOf(const std::string& units) noexcept
+/// Any integers that are units of UTF-16.
+template <typename Text>
+void StoreUnits(const Text& text, CountedUnits& stored)
 {
-    return units;
-}
-
-std::u16string UnitsOf(const std::wstring& text)
-{
-    return winapi::utf::to_utf16(text);
-}
-
-std::wstring TextOf(const std::u16string& units)
-{
-    return winapi::utf::from_utf16(units);
-}
-
-/// Reads a length in units of `unit_size` bytes and skips that many units. Memory is allocated only after this, so that
-/// a length which the data cannot fill costs none.
-const std::uint8_t* TakeCounted(Reader& reader, std::size_t unit_size, std::size_t& count) noexcept
-{
-    std::uint64_t length = 0;
-    if (!reader.Read(length) || length > reader.Left() / unit_size) {
-        return nullptr;
+    std::uint8_t* next = stored.Make(text.size());
+    for (const auto unit : text) {
+        const std::uint16_t bits = BigEndian(static_cast<std::uint16_t>(unit));
+        std::memcpy(next, &bits, sizeof bits);
+        next += sizeof bits;
     }
-    count = static_cast<std::size_t>(length);
-    return reader.Take(length * unit_size);
 }
 
 } // namespace
 
-template <typename Char>
-StringValueImpl<Char>::StringValueImpl(const std::basic_string<Char>& text)
-    : units_(UnitsOf(text))
-{}
-
-template <typename Char>
-std::basic_string<Char> StringValueImpl<Char>::Get() const
+std::uint8_t* CountedUnits::Make(std::size_t count)
 {
-    return TextOf(units_);
+    auto* const made = arena_.MakeRoom<std::uint8_t>(count * unit_size_);
+    bytes_ = made;
+    count_ = count;
+    return made;
 }
 
-template <typename Char>
-std::size_t StringValueImpl<Char>::SerializedSize() const
+std::size_t CountedUnits::SerializedSize() const noexcept
 {
-    return length_size + units_.size() * sizeof(typename Units::value_type);
+    return sizeof(std::uint64_t) + count_ * unit_size_;
 }
 
-template <typename Char>
-bool StringValueImpl<Char>::Serialize(Writer& writer) const
+bool CountedUnits::Serialize(Writer& writer) const noexcept
 {
-    if (!writer.Write(std::uint64_t{units_.size()})) {
+    return writer.Write(std::uint64_t{count_}) && writer.WriteBytes(bytes_, count_ * unit_size_);
+}
+
+// Memory is allocated only behind the check of the length, so that a length which the data cannot fill costs none.
+bool CountedUnits::Deserialize(Reader& reader)
+{
+    std::uint64_t count = 0;
+    if (!reader.Read(count) || count > reader.Left() / unit_size_) {
         return false;
     }
-    if constexpr (sizeof(typename Units::value_type) == 1) {
-        return writer.WriteBytes(units_.data(), units_.size());
+    const auto size = static_cast<std::size_t>(count) * unit_size_;
+    const std::uint8_t* const bytes = reader.Take(size);
+    std::copy_n(bytes, size, Make(static_cast<std::size_t>(count)));
+    return true;
+}
+
+template <>
+StringValueImpl<char>::StringValueImpl(Arena& arena, const std::string& text)
+    : StringValueImpl(arena)
+{
+    std::copy(text.begin(), text.end(), units_.Make(text.size()));
+}
+
+template <>
+std::string StringValueImpl<char>::Get() const
+{
+    return {units_.Begin(), units_.Begin() + units_.Count()};
+}
+
+template <>
+StringValueImpl<wchar_t>::StringValueImpl(Arena& arena, const std::wstring& text)
+    : StringValueImpl(arena)
+{
+    const auto is_one_unit = [](wchar_t character) {
+        return static_cast<char32_t>(character) < winapi::utf::first_of_two_units;
+    };
+    if (std::all_of(text.begin(), text.end(), is_one_unit)) {
+        StoreUnits(text, units_);
     } else {
-        for (const auto unit : units_) {
-            if (!writer.Write(static_cast<std::uint16_t>(unit))) {
-                return false;
-            }
-        }
-        return true;
+        StoreUnits(winapi::utf::to_utf16(text), units_);
     }
 }
 
-template <typename Char>
-bool StringValueImpl<Char>::Deserialize(Reader& reader)
+template <>
+std::wstring StringValueImpl<wchar_t>::Get() const
 {
-    using Unit = typename Units::value_type;
-    std::size_t count = 0;
-    const std::uint8_t* bytes = TakeCounted(reader, sizeof(Unit), count);
-    if (bytes == nullptr) {
-        return false;
-    }
-    Units units(count, Unit{});
-    for (std::size_t place = 0; place < count; ++place) {
-        if constexpr (sizeof(Unit) == 1) {
-            units[place] = static_cast<Unit>(bytes[place]);
-        } else {
-            units[place] = static_cast<Unit>((bytes[2 * place] << 8U) | bytes[2 * place + 1]);
-        }
-    }
-    units_.swap(units);
-    return true;
+    return WideText(units_.Begin(), units_.Count());
 }
 
-template class StringValueImpl<char>;
-template class StringValueImpl<wchar_t>;
-
-std::size_t BinaryValue::SerializedSize() const
+BinaryValue::BinaryValue(Arena& arena, const std::vector<std::uint8_t>& bytes)
+    : BinaryValue(arena)
 {
-    return length_size + bytes_.size();
+    std::copy(bytes.begin(), bytes.end(), units_.Make(bytes.size()));
 }
 
-bool BinaryValue::Serialize(Writer& writer) const
+std::vector<std::uint8_t> BinaryValue::Get() const
 {
-    return writer.Write(std::uint64_t{bytes_.size()}) && writer.WriteBytes(bytes_.data(), bytes_.size());
-}
-
-bool BinaryValue::Deserialize(Reader& reader)
-{
-    std::size_t count = 0;
-    const std::uint8_t* bytes = TakeCounted(reader, 1, count);
-    if (bytes == nullptr) {
-        return false;
-    }
-    bytes_ = std::vector<std::uint8_t>(bytes, bytes + count);
-    return true;
+    return {units_.Begin(), units_.Begin() + units_.Count()};
 }
 
 } // namespace cctool::Serialization::StlDTree::detail

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "extlib/cctool/src/serialization/arena.h"
 #include "extlib/cctool/src/serialization/value.h"
 
 #include <string>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
 namespace cctool::Serialization::StlDTree::detail {
@@ -36,7 +37,7 @@ class SimpleValueImpl final : public Value
 public:
     static constexpr TypeCode type = type_code_of<T>;
 
-    explicit SimpleValueImpl(T value = {}) noexcept
+    explicit SimpleValueImpl(Arena& /*arena*/, T value = {}) noexcept
         : value_(value)
     {}
     [[nodiscard]] T Get() const noexcept { return value_; }
@@ -59,6 +60,31 @@ private:
     T value_;
 };
 
+/// Units of one size behind their number, kept as the bytes of the blob.
+class CountedUnits
+{
+public:
+    CountedUnits(Arena& arena, std::size_t unit_size) noexcept
+        : arena_(arena)
+        , unit_size_(unit_size)
+    {}
+
+    /// Replaces the contents by `count` units, which the caller writes to the returned memory.
+    [[nodiscard]] std::uint8_t* Make(std::size_t count);
+    [[nodiscard]] const std::uint8_t* Begin() const noexcept { return bytes_; }
+    [[nodiscard]] std::size_t Count() const noexcept { return count_; }
+
+    [[nodiscard]] std::size_t SerializedSize() const noexcept;
+    [[nodiscard]] bool Serialize(Writer& writer) const noexcept;
+    [[nodiscard]] bool Deserialize(Reader& reader);
+
+private:
+    Arena& arena_;
+    std::size_t unit_size_;
+    const std::uint8_t* bytes_ = nullptr;
+    std::size_t count_ = 0;
+};
+
 /// Text in the form of the blob: bytes for char, 16-bit units for wchar_t, regardless of the width of wchar_t on this
 /// system. Where wchar_t is wider, a code point of more than 16 bits is stored as its two surrogates, and two such
 /// surrogates are returned as one code point; an unpaired surrogate is not changed.
@@ -67,23 +93,21 @@ class StringValueImpl final : public Value
 {
 public:
     static constexpr TypeCode type = std::is_same_v<Char, char> ? TypeCode::NarrowString : TypeCode::WideString;
-    using Units = std::conditional_t<std::is_same_v<Char, char>, std::string, std::u16string>;
 
-    StringValueImpl() = default;
-    explicit StringValueImpl(const std::basic_string<Char>& text);
+    explicit StringValueImpl(Arena& arena) noexcept
+        : units_(arena, std::is_same_v<Char, char> ? 1 : 2)
+    {}
+    StringValueImpl(Arena& arena, const std::basic_string<Char>& text);
     [[nodiscard]] std::basic_string<Char> Get() const;
 
     [[nodiscard]] TypeCode Type() const noexcept override { return type; }
-    [[nodiscard]] std::size_t SerializedSize() const override;
-    [[nodiscard]] bool Serialize(Writer& writer) const override;
-    [[nodiscard]] bool Deserialize(Reader& reader) override;
+    [[nodiscard]] std::size_t SerializedSize() const override { return units_.SerializedSize(); }
+    [[nodiscard]] bool Serialize(Writer& writer) const override { return units_.Serialize(writer); }
+    [[nodiscard]] bool Deserialize(Reader& reader) override { return units_.Deserialize(reader); }
 
 private:
-    Units units_;
+    CountedUnits units_;
 };
-
-extern template class StringValueImpl<char>;
-extern template class StringValueImpl<wchar_t>;
 
 /// Bytes.
 class BinaryValue final : public Value
@@ -91,19 +115,19 @@ class BinaryValue final : public Value
 public:
     static constexpr TypeCode type = TypeCode::Binary;
 
-    BinaryValue() = default;
-    explicit BinaryValue(std::vector<std::uint8_t> bytes) noexcept
-        : bytes_(std::move(bytes))
+    explicit BinaryValue(Arena& arena) noexcept
+        : units_(arena, 1)
     {}
-    [[nodiscard]] const std::vector<std::uint8_t>& Get() const noexcept { return bytes_; }
+    BinaryValue(Arena& arena, const std::vector<std::uint8_t>& bytes);
+    [[nodiscard]] std::vector<std::uint8_t> Get() const;
 
     [[nodiscard]] TypeCode Type() const noexcept override { return type; }
-    [[nodiscard]] std::size_t SerializedSize() const override;
-    [[nodiscard]] bool Serialize(Writer& writer) const override;
-    [[nodiscard]] bool Deserialize(Reader& reader) override;
+    [[nodiscard]] std::size_t SerializedSize() const override { return units_.SerializedSize(); }
+    [[nodiscard]] bool Serialize(Writer& writer) const override { return units_.Serialize(writer); }
+    [[nodiscard]] bool Deserialize(Reader& reader) override { return units_.Deserialize(reader); }
 
 private:
-    std::vector<std::uint8_t> bytes_;
+    CountedUnits units_;
 };
 
 } // namespace cctool::Serialization::StlDTree::detail

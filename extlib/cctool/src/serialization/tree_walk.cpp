@@ -1,41 +1,40 @@
 #include "extlib/cctool/src/serialization/tree_walk.h"
 
-#include <algorithm>
+#include <span>
 #include <stdexcept>
-#include <utility>
+#include <vector>
 
 namespace cctool::Serialization::StlDTree::detail {
 
 namespace {
 
-using Items = ArrayValue::Items;
-using Entries = ContainerValue::Entries;
-
 constexpr std::uint64_t highest_array_count = 0x0FFFFFFFFFFFFFFF;
-/// Memory for up to this many elements is allocated at once, because a setting has three parts. All others must be read
-/// first, because a large count costs an attacker nothing.
-constexpr std::uint64_t trusted_array_count = 4;
 constexpr std::size_t count_size = sizeof(std::uint64_t);
 constexpr std::size_t type_size = sizeof(std::uint32_t);
 constexpr std::size_t tag_size = sizeof(std::uint32_t);
 
-/// Reads elements into an array or container, and into those nested in it.
+/// Reads elements into an array or container, and into those nested in it. The elements of all that are not complete
+/// are on one stack, so that a count takes no memory ahead of its elements: a large count costs an attacker nothing.
 class TreeReading
 {
 public:
-    explicit TreeReading(Reader& reader) noexcept
-        : reader_(reader)
-    {}
+    TreeReading(Arena& arena, Reader& reader)
+        : arena_(arena)
+        , reader_(reader)
+    {
+        elements_.reserve(64);
+        open_.reserve(8);
+    }
 
-    template <typename Elements>
-    bool Run(Elements& root)
+    template <typename Nested>
+    bool Run(Nested& root)
     {
         if (!Enter(root)) {
             return false;
         }
         while (!open_.empty()) {
             if (open_.back().left == 0) {
-                open_.pop_back();
+                Leave();
             } else if (!ReadElement()) {
                 return false;
             }
@@ -47,12 +46,13 @@ private:
     /// An array or container that expects more elements.
     struct Open
     {
-        Items* items;     ///< of an array
-        Entries* entries; ///< of a container, otherwise null
+        ArrayValue* array;
+        ContainerValue* container; ///< null for an array
         std::uint64_t left;
+        std::size_t begin; ///< of its elements on the stack
     };
 
-    bool Enter(Items& items)
+    bool Enter(ArrayValue& array)
     {
         std::uint64_t count = 0;
         if (!reader_.Read(count)) {
@@ -61,19 +61,31 @@ private:
         if (count > highest_array_count) {
             throw std::length_error("vector<T> too long");
         }
-        items.reserve(static_cast<std::size_t>(std::min(count, trusted_array_count)));
-        open_.push_back({&items, nullptr, count});
+        open_.push_back({&array, nullptr, count, elements_.size()});
         return true;
     }
 
-    bool Enter(Entries& entries)
+    bool Enter(ContainerValue& container)
     {
         std::uint64_t count = 0;
         if (!reader_.Read(count)) {
             return false;
         }
-        open_.push_back({nullptr, &entries, count});
+        open_.push_back({nullptr, &container, count, elements_.size()});
         return true;
+    }
+
+    void Leave()
+    {
+        const Open& complete = open_.back();
+        const auto read = std::span<const Entry>(elements_).subspan(complete.begin);
+        if (complete.container != nullptr) {
+            complete.container->Assign(read);
+        } else {
+            complete.array->Assign(read);
+        }
+        elements_.resize(complete.begin);
+        open_.pop_back();
     }
 
     bool ReadElement()
@@ -82,32 +94,28 @@ private:
         --open.left;
         std::uint32_t tag = 0;
         std::uint32_t code = 0;
-        if ((open.entries != nullptr && !reader_.Read(tag)) || !reader_.Read(code)) {
+        if ((open.container != nullptr && !reader_.Read(tag)) || !reader_.Read(code)) {
             return false;
         }
         const auto type = static_cast<TypeCode>(code);
-        ValuePtr created = CreateValue(type);
-        if (created == nullptr) {
+        Value* const value = CreateValue(arena_, type);
+        if (value == nullptr) {
             return false;
         }
-        Value& value = *created;
-        if (open.entries != nullptr) {
-            // The end is the correct position in a blob with ordered tags.
-            open.entries->insert_or_assign(open.entries->end(), tag, std::move(created));
-        } else {
-            open.items->push_back(std::move(created));
-        }
+        elements_.push_back({tag, value});
         switch (type) {
         case TypeCode::Array:
-            return Enter(static_cast<ArrayValue&>(value).Elements());
+            return Enter(static_cast<ArrayValue&>(*value));
         case TypeCode::Container:
-            return Enter(static_cast<ContainerValue&>(value).Elements());
+            return Enter(static_cast<ContainerValue&>(*value));
         default:
-            return value.Deserialize(reader_);
+            return value->Deserialize(reader_);
         }
     }
 
+    Arena& arena_;
     Reader& reader_;
+    std::vector<Entry> elements_;
     std::vector<Open> open_;
 };
 
@@ -152,24 +160,24 @@ private:
     /// An array or container that has more elements.
     struct Open
     {
-        const ValuePtr* item; ///< of an array, otherwise null
-        Entries::const_iterator entry;
+        Value* const* item; ///< of an array, otherwise null
+        const Entry* entry;
         std::size_t left;
     };
 
-    bool Enter(const Items& items)
+    bool Enter(std::span<Value* const> items)
     {
-        open_.push_back({items.data(), {}, items.size()});
+        open_.push_back({items.data(), nullptr, items.size()});
         return visitor_.Count(items.size());
     }
 
-    bool Enter(const Entries& entries)
+    bool Enter(std::span<const Entry> entries)
     {
-        open_.push_back({nullptr, entries.begin(), entries.size()});
+        open_.push_back({nullptr, entries.data(), entries.size()});
         return visitor_.Count(entries.size());
     }
 
-    bool Visit(const ValuePtr& value)
+    bool Visit(const Value* value)
     {
         if (value == nullptr) {
             return visitor_.EmptySlot();
@@ -238,12 +246,12 @@ bool WriteAll(const Nested& root, Writer& writer)
 
 bool ReadTree(ArrayValue& root, Reader& reader)
 {
-    return TreeReading(reader).Run(root.Elements());
+    return TreeReading(root.Memory(), reader).Run(root);
 }
 
 bool ReadTree(ContainerValue& root, Reader& reader)
 {
-    return TreeReading(reader).Run(root.Elements());
+    return TreeReading(root.Memory(), reader).Run(root);
 }
 
 std::size_t TreeSize(const ArrayValue& root)

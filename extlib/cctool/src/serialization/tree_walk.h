@@ -6,8 +6,8 @@
 /// stack.
 namespace cctool::Serialization::StlDTree::detail {
 
-/// Reads the count of elements and the elements into an empty value; failures are documented in Value::Deserialize.
-/// After a failure the value contains what was read so far.
+/// Reads the count of elements and the elements, which replace those of the value; failures are documented in
+/// Value::Deserialize.
 [[nodiscard]] bool ReadTree(ArrayValue& root, Reader& reader);
 [[nodiscard]] bool ReadTree(ContainerValue& root, Reader& reader);
 

@@ -27,7 +27,9 @@ enum class TypeCode : std::uint32_t
     Container = 14
 };
 
-/// A node of the tree.
+class Arena;
+
+/// A node of the tree. It is in the tree's arena, and everything that it contains too.
 class Value
 {
 public:
@@ -45,9 +47,13 @@ public:
     [[nodiscard]] virtual bool Deserialize(Reader& reader) = 0;
 };
 
+/// Returns an empty value of a type; null for an unknown type.
+[[nodiscard]] Value* CreateValue(Arena& arena, TypeCode type);
+
+/// A value with ownership of its arena.
 using ValuePtr = std::shared_ptr<Value>;
 
-/// Returns an empty value of a type; null for an unknown type.
+/// As above, in an arena of its own.
 [[nodiscard]] ValuePtr CreateValue(TypeCode type);
 
 } // namespace cctool::Serialization::StlDTree::detail

@@ -4,39 +4,46 @@
 
 namespace cctool::Serialization::StlDTree::detail {
 
-ValuePtr CreateValue(TypeCode type)
+Value* CreateValue(Arena& arena, TypeCode type)
 {
     switch (type) {
     case TypeCode::Signed8:
-        return std::make_shared<SimpleValueImpl<std::int8_t>>();
+        return &arena.Make<SimpleValueImpl<std::int8_t>>(arena);
     case TypeCode::Unsigned8:
-        return std::make_shared<SimpleValueImpl<std::uint8_t>>();
+        return &arena.Make<SimpleValueImpl<std::uint8_t>>(arena);
     case TypeCode::Signed16:
-        return std::make_shared<SimpleValueImpl<std::int16_t>>();
+        return &arena.Make<SimpleValueImpl<std::int16_t>>(arena);
     case TypeCode::Unsigned16:
-        return std::make_shared<SimpleValueImpl<std::uint16_t>>();
+        return &arena.Make<SimpleValueImpl<std::uint16_t>>(arena);
     case TypeCode::Signed32:
-        return std::make_shared<SimpleValueImpl<std::int32_t>>();
+        return &arena.Make<SimpleValueImpl<std::int32_t>>(arena);
     case TypeCode::Unsigned32:
-        return std::make_shared<SimpleValueImpl<std::uint32_t>>();
+        return &arena.Make<SimpleValueImpl<std::uint32_t>>(arena);
     case TypeCode::Signed64:
-        return std::make_shared<SimpleValueImpl<std::int64_t>>();
+        return &arena.Make<SimpleValueImpl<std::int64_t>>(arena);
     case TypeCode::Unsigned64:
-        return std::make_shared<SimpleValueImpl<std::uint64_t>>();
+        return &arena.Make<SimpleValueImpl<std::uint64_t>>(arena);
     case TypeCode::NarrowString:
-        return std::make_shared<StringValueImpl<char>>();
+        return &arena.Make<StringValueImpl<char>>(arena);
     case TypeCode::WideString:
-        return std::make_shared<StringValueImpl<wchar_t>>();
+        return &arena.Make<StringValueImpl<wchar_t>>(arena);
     case TypeCode::Bool:
-        return std::make_shared<SimpleValueImpl<bool>>();
+        return &arena.Make<SimpleValueImpl<bool>>(arena);
     case TypeCode::Binary:
-        return std::make_shared<BinaryValue>();
+        return &arena.Make<BinaryValue>(arena);
     case TypeCode::Array:
-        return std::make_shared<ArrayValue>();
+        return &arena.Make<ArrayValue>(arena);
     case TypeCode::Container:
-        return std::make_shared<ContainerValue>();
+        return &arena.Make<ContainerValue>(arena);
     }
     return nullptr;
+}
+
+ValuePtr CreateValue(TypeCode type)
+{
+    const auto arena = std::make_shared<Arena>();
+    Value* const value = CreateValue(*arena, type);
+    return value == nullptr ? nullptr : arena->Share(*value);
 }
 
 } // namespace cctool::Serialization::StlDTree::detail
