@@ -1,13 +1,20 @@
 #include "settings/settings_blob.h"
 
+#include "settings/newest_layout.h"
 #include "settings/task_settings_ser.h"
 
 namespace DOVA::Settings {
 
 WebTrafficMonitorSettings SettingsFromBlob(std::span<const std::uint8_t> blob)
 {
-    const auto tree = cctool::Serialization::ContainerFromBinary(blob.data(), blob.size());
     WebTrafficMonitorSettings settings;
+    cctool::Serialization::BlobReader reader(blob.data(), blob.size());
+    std::uint64_t entries = 0;
+    if (reader.ReadCount(entries) && ReadNewestLayout(reader, entries, settings)) {
+        return settings;
+    }
+    const auto tree = cctool::Serialization::ContainerFromBinary(blob.data(), blob.size());
+    settings = {};
     Deserialize(settings, *tree);
     return settings;
 }

@@ -9,27 +9,6 @@
 
 namespace cctool::Serialization::StlDTree::detail {
 
-template <typename T>
-inline constexpr TypeCode type_code_of{};
-template <>
-inline constexpr TypeCode type_code_of<std::int8_t> = TypeCode::Signed8;
-template <>
-inline constexpr TypeCode type_code_of<std::uint8_t> = TypeCode::Unsigned8;
-template <>
-inline constexpr TypeCode type_code_of<std::int16_t> = TypeCode::Signed16;
-template <>
-inline constexpr TypeCode type_code_of<std::uint16_t> = TypeCode::Unsigned16;
-template <>
-inline constexpr TypeCode type_code_of<std::int32_t> = TypeCode::Signed32;
-template <>
-inline constexpr TypeCode type_code_of<std::uint32_t> = TypeCode::Unsigned32;
-template <>
-inline constexpr TypeCode type_code_of<std::int64_t> = TypeCode::Signed64;
-template <>
-inline constexpr TypeCode type_code_of<std::uint64_t> = TypeCode::Unsigned64;
-template <>
-inline constexpr TypeCode type_code_of<bool> = TypeCode::Bool;
-
 /// An integer or a bool. A bool is one byte, which reads as true unless it is 0.
 template <typename T>
 class SimpleValueImpl final : public Value

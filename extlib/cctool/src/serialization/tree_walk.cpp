@@ -1,5 +1,7 @@
 #include "extlib/cctool/src/serialization/tree_walk.h"
 
+#include "extlib/cctool/src/serialization/simple_values.h"
+
 #include <span>
 #include <stdexcept>
 #include <vector>
@@ -97,20 +99,40 @@ private:
         if ((open.container != nullptr && !reader_.Read(tag)) || !reader_.Read(code)) {
             return false;
         }
-        const auto type = static_cast<TypeCode>(code);
-        Value* const value = CreateValue(arena_, type);
-        if (value == nullptr) {
-            return false;
+        switch (static_cast<TypeCode>(code)) {
+        case TypeCode::Bool:
+            return ReadSimple<bool>(tag);
+        case TypeCode::Unsigned16:
+            return ReadSimple<std::uint16_t>(tag);
+        case TypeCode::Signed32:
+            return ReadSimple<std::int32_t>(tag);
+        case TypeCode::Unsigned32:
+            return ReadSimple<std::uint32_t>(tag);
+        case TypeCode::Array: {
+            auto& array = arena_.Make<ArrayValue>(arena_);
+            elements_.push_back({tag, &array});
+            return Enter(array);
         }
-        elements_.push_back({tag, value});
-        switch (type) {
-        case TypeCode::Array:
-            return Enter(static_cast<ArrayValue&>(*value));
-        case TypeCode::Container:
-            return Enter(static_cast<ContainerValue&>(*value));
-        default:
-            return value->Deserialize(reader_);
+        case TypeCode::Container: {
+            auto& container = arena_.Make<ContainerValue>(arena_);
+            elements_.push_back({tag, &container});
+            return Enter(container);
         }
+        default: {
+            Value* const value = CreateValue(arena_, static_cast<TypeCode>(code));
+            elements_.push_back({tag, value});
+            return value != nullptr && value->Deserialize(reader_);
+        }
+        }
+    }
+
+    /// The types of settings, without a virtual call.
+    template <typename T>
+    bool ReadSimple(std::uint32_t tag)
+    {
+        auto& value = arena_.Make<SimpleValueImpl<T>>(arena_);
+        elements_.push_back({tag, &value});
+        return value.Deserialize(reader_);
     }
 
     Arena& arena_;

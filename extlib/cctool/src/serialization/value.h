@@ -8,25 +8,6 @@
 
 namespace cctool::Serialization::StlDTree::detail {
 
-/// The numbers that identify the types of values in a blob.
-enum class TypeCode : std::uint32_t
-{
-    Signed8 = 1,
-    Unsigned8 = 2,
-    Signed16 = 3,
-    Unsigned16 = 4,
-    Signed32 = 5,
-    Unsigned32 = 6,
-    Signed64 = 7,
-    Unsigned64 = 8,
-    NarrowString = 9,
-    WideString = 10,
-    Bool = 11,
-    Binary = 12,
-    Array = 13,
-    Container = 14
-};
-
 class Arena;
 
 /// A node of the tree. It is in the tree's arena, and everything that it contains too.
