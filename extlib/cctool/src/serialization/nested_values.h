@@ -15,8 +15,14 @@ namespace detail {
 /// A value and its tag, which has no meaning in an array.
 struct Entry
 {
-    std::uint32_t tag;
-    Value* value;
+    std::uint32_t tag = 0;
+    Value* value = nullptr;
+
+    Entry() = default;
+    Entry(std::uint32_t of_tag, Value* of_value) noexcept
+        : tag(of_tag)
+        , value(of_value)
+    {}
 };
 
 /// Values by index. A slot that was never set is null.

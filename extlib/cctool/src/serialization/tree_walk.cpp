@@ -52,6 +52,13 @@ private:
         ContainerValue* container; ///< null for an array
         std::uint64_t left;
         std::size_t begin; ///< of its elements on the stack
+
+        Open(ArrayValue* of_array, ContainerValue* of_container, std::uint64_t count, std::size_t place) noexcept
+            : array(of_array)
+            , container(of_container)
+            , left(count)
+            , begin(place)
+        {}
     };
 
     bool Enter(ArrayValue& array)
@@ -63,7 +70,7 @@ private:
         if (count > highest_array_count) {
             throw std::length_error("vector<T> too long");
         }
-        open_.push_back({&array, nullptr, count, elements_.size()});
+        open_.emplace_back(&array, nullptr, count, elements_.size());
         return true;
     }
 
@@ -73,7 +80,7 @@ private:
         if (!reader_.Read(count)) {
             return false;
         }
-        open_.push_back({nullptr, &container, count, elements_.size()});
+        open_.emplace_back(nullptr, &container, count, elements_.size());
         return true;
     }
 
@@ -110,17 +117,17 @@ private:
             return ReadSimple<std::uint32_t>(tag);
         case TypeCode::Array: {
             auto& array = arena_.Make<ArrayValue>(arena_);
-            elements_.push_back({tag, &array});
+            elements_.emplace_back(tag, &array);
             return Enter(array);
         }
         case TypeCode::Container: {
             auto& container = arena_.Make<ContainerValue>(arena_);
-            elements_.push_back({tag, &container});
+            elements_.emplace_back(tag, &container);
             return Enter(container);
         }
         default: {
             Value* const value = CreateValue(arena_, static_cast<TypeCode>(code));
-            elements_.push_back({tag, value});
+            elements_.emplace_back(tag, value);
             return value != nullptr && value->Deserialize(reader_);
         }
         }
@@ -131,7 +138,7 @@ private:
     bool ReadSimple(std::uint32_t tag)
     {
         auto& value = arena_.Make<SimpleValueImpl<T>>(arena_);
-        elements_.push_back({tag, &value});
+        elements_.emplace_back(tag, &value);
         return value.Deserialize(reader_);
     }
 
