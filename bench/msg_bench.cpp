@@ -230,7 +230,7 @@ void compare_sizes(bench::contests& all, const temporary_folder& folder, std::ui
               {beside(doing("a plain file of the same size", file, &message_file::write_plain))}});
     std::vector<bench::rival> rivals{beside(doing("a plain file of the same size", file, &message_file::read_plain))};
     if (by_msgconvert) {
-        rivals.push_back(beside(doing("msgconvert, with its start", file, &message_file::convert)));
+        rivals.push_back({doing("msgconvert, with its start", file, &message_file::convert), bench::ratio::speed, 0});
     }
     all.hold({shape + ": read", doing("a message", file, &message_file::read), rivals});
 }

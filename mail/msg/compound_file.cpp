@@ -1,5 +1,6 @@
 #include "mail/msg/compound_file.h"
 
+#include "mail/msg/block_bytes.h"
 #include "mail/msg/compound_check.h"
 #include "store/unreadable_message.h"
 
@@ -43,7 +44,7 @@ storage_ptr read_compound_file(const std::filesystem::path& file, bytes_ptr cont
     if (contents->size() <= kept_in_memory) {
         contents = bytes_of(to_string(*contents));
     }
-    const compound_structure structure = check_compound_file(*contents);
+    const compound_structure structure = check_compound_file(block_bytes(*contents));
     storage_ptr root = load_storage(file, contents, structure);
     if (count_parts(*root) !=
         structure.parts) { // parts that a library silently omits would be lost when the file is written

@@ -1,5 +1,6 @@
 #include "mail/msg/compound_reader.h"
 
+#include "mail/msg/block_bytes.h"
 #include "store/property_value.h"
 #include "store/unreadable_message.h"
 #include "tool/system/conversions.h"
@@ -75,6 +76,7 @@ class storage_reader
 public:
     storage_reader(const bytes_ptr& file, const compound_structure& structure)
         : file_(file)
+        , blocks_(std::make_shared<const block_bytes>(*file))
         , structure_(structure)
     {}
 
@@ -121,14 +123,11 @@ private:
 
     [[nodiscard]] bytes_ptr stream(const directory_entry& entry) const
     {
-        const bool is_small = entry.size < mini_stream_limit;
-        const auto found = std::make_shared<const scattered_bytes>(
-            file_, is_small ? small_extents(entry) : large_extents(entry), entry.size);
-        if (!is_small) {
-            return found;
+        if (entry.size >= mini_stream_limit) {
+            return std::make_shared<const scattered_bytes>(file_, large_extents(entry), entry.size);
         }
         try {
-            return bytes_of(to_string(*found));
+            return bytes_of(to_string(scattered_bytes(blocks_, small_extents(entry), entry.size)));
         } catch (const std::runtime_error&) {
             throw unreadable_message("a part of it cannot be read");
         }
@@ -161,6 +160,7 @@ private:
     }
 
     const bytes_ptr& file_;
+    bytes_ptr blocks_;
     const compound_structure& structure_;
 };
 
