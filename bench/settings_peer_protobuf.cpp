@@ -1,6 +1,6 @@
 #include "bench/contest.h"
+#include "bench/settings.pb.h"
 #include "bench/settings_peer.h"
-#include "settings.pb.h"
 #include "tool/system/conversions.h"
 
 namespace bench::peer {

@@ -16,6 +16,7 @@ packages_to_test=(
 )
 packages_to_tidy=(clang-tidy-14)
 packages_to_render=(chromium chromium-headless-shell openssl)
+packages_to_bench=(libprotobuf-dev protobuf-compiler)
 packages_to_package=(dpkg-dev lintian mmdebstrap systemd-container)
 
 jobs=$(nproc 2>/dev/null || echo 2)

@@ -105,6 +105,9 @@ TEST(Blob, TakesTheLastOfARepeatedTag)
     const auto tree = Parse(FromHex("0000000000000003 00000001 0000000d 0000000000000000 00000002 00000002 01 "
                                     "00000001 00000002 0a"));
     EXPECT_EQ(FromHex("0000000000000002 00000001 00000002 0a 00000002 00000002 01"), BlobOf(*tree));
+    const auto ascending = Parse(FromHex("0000000000000004 00000001 00000002 0a 00000001 00000002 0b "
+                                         "00000001 00000002 0c 00000002 00000002 01"));
+    EXPECT_EQ(FromHex("0000000000000002 00000001 00000002 0c 00000002 00000002 01"), BlobOf(*ascending));
 }
 
 TEST(Blob, IgnoresWhatStandsBehindTheContainer)
