@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace winapi::codec {
 
@@ -36,6 +38,35 @@ wchar_t from_1252(char letter) noexcept
 {
     const auto byte = static_cast<unsigned char>(letter);
     return static_cast<wchar_t>(byte >= 0x80 && byte <= 0x9F ? upper_1252[byte - 0x80U] : char32_t{byte});
+}
+
+/// Moves ASCII characters from the beginning of `text` to the end of `out`. They are the same in UTF-8 and in
+/// Windows-1252, and most texts contain nothing else. Blocks of one size in local arrays let the compiler use vectors.
+template <typename From, typename To>
+void take_ascii(std::basic_string_view<From>& text, std::basic_string<To>& out)
+{
+    constexpr std::size_t block_size = 32;
+    std::array<From, block_size> block;
+    std::array<To, block_size> converted;
+    while (text.size() >= block_size) {
+        std::copy_n(text.begin(), block_size, block.begin());
+        unsigned bits = 0;
+        for (const From letter : block) {
+            bits |= static_cast<unsigned>(letter);
+        }
+        if ((bits & ~0x7FU) != 0) {
+            break;
+        }
+        for (std::size_t i = 0; i < block_size; ++i) {
+            converted[i] = static_cast<To>(block[i]);
+        }
+        out.append(converted.data(), block_size);
+        text.remove_prefix(block_size);
+    }
+    while (!text.empty() && (static_cast<unsigned>(text.front()) & ~0x7FU) == 0) {
+        out.push_back(static_cast<To>(text.front()));
+        text.remove_prefix(1);
+    }
 }
 
 /// Returns iconv's name of a code page.
@@ -126,7 +157,7 @@ std::optional<std::string> encode(std::wstring_view text, std::uint32_t code_pag
     }
     std::string out;
     out.reserve(text.size());
-    while (!text.empty()) {
+    for (take_ascii(text, out); !text.empty(); take_ascii(text, out)) {
         const char32_t code_point = utf::take_code_point(text);
         if (code_page == code_page_utf8) {
             utf::append_utf8(out, code_point);
@@ -144,7 +175,7 @@ std::optional<std::wstring> decode(std::string_view text, std::uint32_t code_pag
     }
     std::wstring out;
     out.reserve(text.size());
-    while (!text.empty()) {
+    for (take_ascii(text, out); !text.empty(); take_ascii(text, out)) {
         if (code_page == code_page_utf8) {
             out.push_back(static_cast<wchar_t>(utf::take_code_point(text)));
         } else {

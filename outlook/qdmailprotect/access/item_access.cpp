@@ -7,8 +7,8 @@
 #include "outlook/qdmailprotect/results/check_results.h"
 #include "tool/system/conversions.h"
 
-#include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace {
 
@@ -109,7 +109,8 @@ HRESULT ReadPlainBody(IMessage* message, std::string& text)
         if (count == 0) {
             break; // the stream is shorter than its stated size
         }
-        text.append(block.begin(), std::find(block.begin(), block.begin() + count, '\0'));
+        const auto* const end = static_cast<const char*>(std::memchr(block.data(), '\0', count));
+        text.append(block.data(), end ? static_cast<std::size_t>(end - block.data()) : count);
         done += count;
     }
     return S_OK;

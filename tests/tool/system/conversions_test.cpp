@@ -44,6 +44,26 @@ TEST(conv_to_char, keeps_zero_characters)
     EXPECT_EQ(conv_to_char(std::wstring(L"a\0b", 3)), std::string("a\0b", 3));
 }
 
+TEST(conv_to_char, converts_each_character_at_each_place_of_a_long_text)
+{
+    const ansi_is latin(1252);
+    for (const std::uint32_t page : {code_page_utf8, code_page_ansi}) {
+        for (const wchar_t letter : {L'\0', L'\x7f', L'\x80', L'\xff', L'\u20ac', L'\uffff'}) {
+            const std::wstring wide(1, letter);
+            const std::string narrow = conv_to_char(wide, page);
+            for (std::size_t place = 0; place < 70; ++place) {
+                const std::size_t rest = 70 - place;
+                EXPECT_EQ(conv_to_char(std::wstring(place, L'a') + wide + std::wstring(rest, L'b'), page),
+                          std::string(place, 'a') + narrow + std::string(rest, 'b'))
+                    << page << ' ' << static_cast<unsigned>(letter) << ' ' << place;
+                EXPECT_EQ(conv_to_wide(std::string(place, 'a') + narrow + std::string(rest, 'b'), page),
+                          std::wstring(place, L'a') + conv_to_wide(narrow, page) + std::wstring(rest, L'b'))
+                    << page << ' ' << static_cast<unsigned>(letter) << ' ' << place;
+            }
+        }
+    }
+}
+
 TEST(conv_to_char, gives_nothing_for_nothing_in_any_code_page)
 {
     EXPECT_EQ(conv_to_char(L"", 99999), "");
