@@ -27,9 +27,9 @@ HRESULT event_source::Unadvise(IUnknown* item, std::uint32_t cookie)
     return S_OK;
 }
 
-std::vector<ComPtr<IItemEvents>> event_source::listeners(IUnknown* item) const
+event_source::sinks event_source::listeners(IUnknown* item) const
 {
-    std::vector<ComPtr<IItemEvents>> result;
+    sinks result;
     for (const auto& [cookie, entry] : sinks_) {
         if (entry.item == item) {
             result.push_back(entry.sink);

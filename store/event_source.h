@@ -2,10 +2,11 @@
 
 #include "outlook/qdmailprotect/check/item_events.h"
 
+#include <boost/container/small_vector.hpp>
+
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <vector>
 
 namespace host {
 
@@ -32,7 +33,9 @@ private:
         IUnknown* item;
         ComPtr<IItemEvents> sink;
     };
-    [[nodiscard]] std::vector<ComPtr<IItemEvents>> listeners(IUnknown* item) const;
+    /// An item has one listener, seldom more.
+    using sinks = boost::container::small_vector<ComPtr<IItemEvents>, 2>;
+    [[nodiscard]] sinks listeners(IUnknown* item) const;
 
     std::map<std::uint32_t, subscription> sinks_;
     std::uint32_t next_cookie_ = 1;

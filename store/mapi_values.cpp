@@ -78,12 +78,13 @@ public:
             value_.lpszW = copy_text(from_utf16le(to_string(*data)), owner_);
             return;
         }
-        const std::string contents = to_string(*data);
-        char* copy = copy_text(contents, owner_);
+        auto* copy = static_cast<char*>(owner_.more(static_cast<std::size_t>(data->size()) + 1));
+        const std::size_t size = read_all(*data, 0, copy, static_cast<std::size_t>(data->size()));
+        copy[size] = '\0';
         if (type_ == PT_STRING8) {
             value_.lpszA = copy;
         } else {
-            value_.bin.cb = to_ulong(contents.size());
+            value_.bin.cb = to_ulong(size);
             value_.bin.lpb = reinterpret_cast<BYTE*>(copy);
         }
     }

@@ -33,15 +33,20 @@ std::uint64_t attachment_record::size() const
 
 message_record message_record::copy() const
 {
-    message_record result;
-    result.store = store;
-    result.incomplete = incomplete;
-    result.properties = std::make_shared<property_bag>(*properties);
+    message_record result{store, std::make_shared<property_bag>(*properties), {}, recipients, incomplete};
     for (const auto& [number, attachment] : attachments) {
         result.attachments.emplace(number, attachment.copy());
     }
-    result.recipients = recipients; // nothing changes them
-    return result;
+    return result; // nothing changes the recipients
+}
+
+message_record message_record::last_state() const
+{
+    properties->settle_all();
+    for (const auto& [number, attachment] : attachments) {
+        attachment.properties->settle_all();
+    }
+    return *this;
 }
 
 std::uint64_t message_record::size() const

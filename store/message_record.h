@@ -65,6 +65,9 @@ struct message_record
     std::shared_ptr<const incomplete_reading> incomplete; ///< null if everything was read
 
     [[nodiscard]] message_record copy() const;
+    /// Returns the record of an object that has been closed, without copying what nothing will change any more: the
+    /// properties are shared with the object.
+    [[nodiscard]] message_record last_state() const;
     /// Returns the size of all properties and attachments in bytes.
     [[nodiscard]] std::uint64_t size() const;
 };

@@ -1,5 +1,7 @@
 #include "store/name_table.h"
 
+#include <cstring>
+
 namespace host {
 
 namespace {
@@ -9,27 +11,23 @@ constexpr std::uint32_t last_named = 0xFFFE;
 
 } // namespace
 
-name_table::key name_table::key_of(const property_name& name)
+bool name_table::before::operator()(const property_name& left, const property_name& right) const
 {
-    const std::string set(reinterpret_cast<const char*>(&name.set), sizeof name.set);
-    if (const auto* number = std::get_if<std::int32_t>(&name.name)) {
-        return {set, false, *number, {}};
-    }
-    return {set, true, 0, std::get<std::wstring>(name.name)};
+    const int sets = std::memcmp(&left.set, &right.set, sizeof left.set);
+    return sets != 0 ? sets < 0 : left.name < right.name;
 }
 
 std::uint32_t name_table::id_of(const property_name& name, bool create)
 {
     const std::lock_guard guard(lock_);
-    const key wanted = key_of(name);
-    if (const auto found = ids_.find(wanted); found != ids_.end()) {
+    if (const auto found = ids_.find(name); found != ids_.end()) {
         return found->second;
     }
     const auto next = static_cast<std::uint32_t>(first_named + ids_.size());
     if (!create || next > last_named) {
         return 0;
     }
-    ids_.emplace(wanted, next);
+    ids_.emplace(name, next);
     names_.emplace(next, name);
     return next;
 }

@@ -6,7 +6,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <tuple>
 #include <variant>
 #include <vector>
 
@@ -32,11 +31,13 @@ public:
     [[nodiscard]] std::vector<std::uint32_t> ids() const;
 
 private:
-    using key = std::tuple<std::string, bool, std::int32_t, std::wstring>;
-    static key key_of(const property_name& name);
+    struct before
+    {
+        bool operator()(const property_name& left, const property_name& right) const;
+    };
 
     mutable std::mutex lock_;
-    std::map<key, std::uint32_t> ids_;
+    std::map<property_name, std::uint32_t, before> ids_;
     std::map<std::uint32_t, property_name> names_;
 };
 

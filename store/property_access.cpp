@@ -140,22 +140,19 @@ HRESULT property_access::get_props(const SPropTagArray* tags, ULONG flags, ULONG
             return HRESULT{MAPI_E_UNKNOWN_FLAGS};
         }
         const bool unicode = (flags & MAPI_UNICODE) != 0;
-        std::vector<std::uint32_t> wanted;
-        if (tags) {
-            wanted.assign(tags->aulPropTag, tags->aulPropTag + tags->cValues);
-        } else {
-            wanted = all_tags(unicode);
-        }
-        mapi_buffer buffer((wanted.empty() ? 1 : wanted.size()) * sizeof(SPropValue));
+        const std::vector<std::uint32_t> all = tags ? std::vector<std::uint32_t>() : all_tags(unicode);
+        const std::size_t size = tags ? tags->cValues : all.size();
+        mapi_buffer buffer((size == 0 ? 1 : size) * sizeof(SPropValue));
         HRESULT result = S_OK;
-        for (std::size_t i = 0; i < wanted.size(); ++i) {
-            const property_value value = value_for(wanted[i], unicode);
-            write_value(buffer.as<SPropValue>()[i], wanted[i], value, buffer);
+        for (std::size_t i = 0; i < size; ++i) {
+            const std::uint32_t tag = tags ? tags->aulPropTag[i] : all[i];
+            const property_value value = value_for(tag, unicode);
+            write_value(buffer.as<SPropValue>()[i], tag, value, buffer);
             if (value.type == PT_ERROR) {
                 result = MAPI_W_ERRORS_RETURNED;
             }
         }
-        *count = static_cast<ULONG>(wanted.size());
+        *count = static_cast<ULONG>(size);
         *values = buffer.release<SPropValue>();
         return result;
     });

@@ -79,6 +79,11 @@ void property_bag::settle(entry& target)
     target.written = nullptr; // released last: if the conversion fails, the data is not lost
 }
 
+void property_bag::settle_all() const
+{
+    std::for_each(entries_.begin(), entries_.end(), settle);
+}
+
 std::vector<property_bag::entry>::iterator property_bag::place_of(std::uint32_t id) const
 {
     return std::lower_bound(entries_.begin(), entries_.end(), id,

@@ -62,6 +62,8 @@ public:
     bool erase(std::uint32_t id);
     /// Returns the tags ordered by their identifiers.
     [[nodiscard]] std::vector<std::uint32_t> tags() const;
+    /// Takes over what streams have written, as each read does.
+    void settle_all() const;
     /// Makes the stream's contents the property's value from now on.
     void follow(std::uint32_t id, std::shared_ptr<stream_state> stream);
 

@@ -231,8 +231,20 @@ std::wstring property_value::wide() const
     return {};
 }
 
+std::wstring_view property_value::wide_view(std::wstring& kept) const
+{
+    if (const auto* value = std::get_if<text>(&data)) {
+        return **value;
+    }
+    kept = wide();
+    return kept;
+}
+
 bytes_ptr property_value::narrow(std::uint32_t page) const
 {
+    if (const auto* whole = std::get_if<text>(&data)) {
+        return bytes_of(winapi::conv_to_char(**whole, page));
+    }
     if (type != PT_UNICODE || !std::holds_alternative<bytes_ptr>(data)) {
         return bytes_of(winapi::conv_to_char(wide(), page));
     }

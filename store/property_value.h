@@ -42,6 +42,8 @@ struct property_value
     [[nodiscard]] std::int64_t number() const;
     /// Returns the text of either string type; empty for all other types.
     [[nodiscard]] std::wstring wide() const;
+    /// Returns the same text, which `kept` contains if the value itself does not. The view is valid while both exist.
+    [[nodiscard]] std::wstring_view wide_view(std::wstring& kept) const;
     /// Returns the text of either string type in a code page, without holding a long text in memory. Throws
     /// std::runtime_error for a text that the code page cannot represent.
     [[nodiscard]] bytes_ptr narrow(std::uint32_t page) const;

@@ -46,7 +46,7 @@ ComPtr<message_object> outlook_client::displayed(const message_record& stored, c
 opening outlook_client::open(const std::shared_ptr<message_record>& stored)
 {
     const auto save = [stored](const message_record& changed) {
-        *stored = settled(changed);
+        *stored = settled(changed.copy());
         return HRESULT{S_OK};
     };
     opening result;
@@ -76,7 +76,7 @@ opening outlook_client::open(const std::shared_ptr<message_record>& stored)
     result.result = outcome.check;
     result.verdict = outcome.verdict;
     result.answers = outcome_.answers().finish(result.result);
-    result.shown = settled(kept->current());
+    result.shown = settled(kept->current().copy());
     return result;
 }
 

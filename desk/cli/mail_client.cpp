@@ -87,11 +87,14 @@ mail_client::~mail_client()
 
 opening mail_client::open(const std::shared_ptr<message_record>& stored)
 {
-    opening result;
+    static const message_record nothing;
+    // The record is known at the end; a default one would have a store and properties of its own.
+    opening result{S_OK, ScanResult::None, false, 0, {nullptr, nullptr, {}, {}, nullptr}, {}, false, {}};
     const property_value* message_class = stored->properties->find(PROP_ID(PR_MESSAGE_CLASS_W));
-    const item_kind kind = kind_of_class(message_class ? message_class->wide() : std::wstring());
+    std::wstring kept_class;
+    const item_kind kind = kind_of_class(message_class ? message_class->wide_view(kept_class) : std::wstring_view());
     const auto save = [stored](const message_record& changed) {
-        *stored = settled(changed);
+        *stored = settled(changed.copy());
         return HRESULT{S_OK};
     };
     const auto kept = MakeCom<message_object>(*stored, true, save);
@@ -108,7 +111,8 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
 
     check_->result = E_FAIL;
     check_->seen = ScanResult::None;
-    answers_->begin(result.closed.empty() ? (contents ? *contents : *stored) : message_record{});
+    const message_record& checked = !result.closed.empty() ? nothing : contents ? *contents : *stored;
+    answers_->begin(checked);
     const auto start = std::chrono::steady_clock::now();
     receiver_->OnItemLoad(loaded.get());
     events_->before_read(loaded.get());
@@ -121,7 +125,7 @@ opening mail_client::open(const std::shared_ptr<message_record>& stored)
     result.result = check_->result;
     result.verdict = check_->seen;
     result.answers = answers_->finish(result.result);
-    result.shown = settled(kept->current());
+    result.shown = settled(kept->current().last_state());
     return result;
 }
 

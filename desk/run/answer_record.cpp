@@ -50,7 +50,7 @@ std::string with_result(const char* words, std::uint32_t result)
 }
 
 /// Gives all objects the same state.
-void set_all(opening_answers& answers, answer_state state, const std::string& why, bool judged = false)
+void set_all(opening_answers& answers, answer_state state, std::string_view why, bool judged = false)
 {
     const auto set = [&](object_answer& one) {
         one.state = state;
@@ -148,6 +148,9 @@ std::string answer_record::failure_words(std::string_view why)
 void answer_record::hear_check(std::string_view text)
 {
     std::string_view rest = text;
+    if (text.starts_with("-=")) {
+        return; // an event begins or ends: the most frequent lines, which decide nothing
+    }
     if (text == "Outlook plugin is turned off") {
         off_ = "scanning is turned off in the settings";
     } else if (text == "No connection to ICAP server" || text == "Connection to ICAP server aborted") {
@@ -274,7 +277,7 @@ opening_answers answer_record::finish(HRESULT check)
     const auto is_open = [](const object_answer& one) {
         return one.state == answer_state::no_answer && one.why.empty();
     };
-    const std::string early = "the check ended before it";
+    constexpr const char* early = "the check ended before it";
     if (is_open(result.body)) {
         result.body.why = early;
     }

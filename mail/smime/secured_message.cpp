@@ -38,23 +38,40 @@ std::wstring lower(std::wstring text)
     return text;
 }
 
-std::wstring text_property(const property_bag& properties, std::uint32_t tag)
-{
-    const property_value* value = properties.find(PROP_ID(tag));
-    return value ? lower(value->wide()) : std::wstring();
-}
-
 /// Returns the identifier of the property for the content-type header; 0 if the store has none.
 std::uint32_t content_type_id(const message_record& message, bool create)
 {
-    return message.store->names.id_of({PS_INTERNET_HEADERS, L"content-type"}, create);
+    static const property_name content_type{PS_INTERNET_HEADERS, L"content-type"};
+    return message.store->names.id_of(content_type, create);
+}
+
+bool equal_but_for_case(wchar_t left, wchar_t right)
+{
+    return std::towlower(left) == std::towlower(right);
+}
+
+/// Returns true if the text begins with `part`, in upper or lower case.
+bool begins(std::wstring_view text, std::wstring_view part)
+{
+    return text.size() >= part.size() && std::equal(part.begin(), part.end(), text.begin(), equal_but_for_case);
+}
+
+/// Returns false if the text cannot contain `part`, which is ASCII in lower case, in upper or lower case.
+bool may_mention(std::wstring_view text, std::wstring_view part)
+{
+    // The lower case of a character that is not ASCII may be ASCII.
+    const auto is_other = [](wchar_t c) { return (static_cast<std::uint32_t>(c) & ~0x7FU) != 0; };
+    const auto matches = [](wchar_t c, wchar_t wanted) { return (c >= L'A' && c <= L'Z' ? c + 32 : c) == wanted; };
+    return std::search(text.begin(), text.end(), part.begin(), part.end(), matches) != text.end() ||
+           std::any_of(text.begin(), text.end(), is_other);
 }
 
 bool has_secured_class(const message_record& message)
 {
-    const std::wstring found = text_property(*message.properties, PR_MESSAGE_CLASS_W);
-    return found.starts_with(lower(std::wstring(secured_class))) &&
-           !found.starts_with(lower(std::wstring(clear_signed_class)));
+    const property_value* value = message.properties->find(PROP_ID(PR_MESSAGE_CLASS_W));
+    std::wstring kept;
+    const std::wstring_view found = value ? value->wide_view(kept) : std::wstring_view();
+    return begins(found, secured_class) && !begins(found, clear_signed_class);
 }
 
 /// Returns the value of a parameter of a header line without quotes; empty if there is none of that name.
@@ -88,8 +105,12 @@ std::wstring parameter(std::wstring_view line, std::wstring_view wanted)
 std::wstring told_type(const message_record& message)
 {
     const std::uint32_t id = content_type_id(message, false);
-    return id == 0 ? std::wstring()
-                   : parameter(text_property(*message.properties, PROP_TAG(PT_UNICODE, id)), L"smime-type");
+    const property_value* line = id == 0 ? nullptr : message.properties->find(id);
+    std::wstring kept;
+    if (!line || !may_mention(line->wide_view(kept), L"smime-type")) {
+        return {};
+    }
+    return parameter(lower(line->wide()), L"smime-type");
 }
 
 /// Returns true for bytes that begin like CMS EnvelopedData or AuthEnvelopedData in DER or BER.
@@ -214,15 +235,15 @@ ComPtr<message_object> wrap_enveloped(ComPtr<message_object> base, const message
     return MakeCom<secured_message>(std::move(base), shown);
 }
 
-message_record settled(const message_record& message)
+message_record settled(message_record message)
 {
-    message_record result = message.copy();
-    const std::uint32_t id = content_type_id(result, false);
-    const std::wstring type = told_type(result);
-    if (id != 0 && !has_secured_class(result) && type.ends_with(L"enveloped-data")) {
-        result.properties->erase(id);
+    const std::uint32_t id = content_type_id(message, false);
+    const std::wstring type = told_type(message);
+    if (id != 0 && !has_secured_class(message) && type.ends_with(L"enveloped-data")) {
+        message.properties = std::make_shared<property_bag>(*message.properties);
+        message.properties->erase(id);
     }
-    return result;
+    return message;
 }
 
 } // namespace host

@@ -22,7 +22,8 @@ message_record shown_contents(const message_record& enveloped, const message_rec
 ComPtr<message_object> wrap_enveloped(ComPtr<message_object> base, const message_record* contents);
 
 /// Returns the final form of a message that has been processed: a message that has lost its encrypted form by a change
-/// of its class also loses the header line that declares it as enveloped.
-message_record settled(const message_record& message);
+/// of its class also loses the header line that declares it as enveloped. The properties of `message` itself are not
+/// changed, and shared with the result if nothing is lost.
+message_record settled(message_record message);
 
 } // namespace host

@@ -23,7 +23,7 @@ bool CProxyItemNotifications::Unadvise(std::uint32_t cookie)
     return !released.empty();
 }
 
-std::vector<std::pair<std::uint32_t, ComPtr<IMailItemNotifications>>> CProxyItemNotifications::Connected() const
+CProxyItemNotifications::Connections CProxyItemNotifications::Connected() const
 {
     return {owners_.begin(), owners_.end()};
 }
