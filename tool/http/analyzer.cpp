@@ -27,9 +27,9 @@ struct found_head
 {
     std::uint32_t type = 0; ///< 0: no head
     const char* end = nullptr;
-    head_grammar<request_data> request_grammar = &parse_http_request;
     request_data request;
     response_data response;
+    bool taken_early = false; ///< the head of a response has not ended
     bool garbage = false;
 };
 
@@ -46,8 +46,8 @@ found_head find_head(const char* begin, const char* end, bool accept_partial)
     }
     const parse_info as_response = parse_http_response(begin, end, head.response);
     const head_status response_status = response_test(head.response, as_response, begin, end);
-    const bool taken_early = response_status == head_status::partial && accept_partial && !head.response.fields.empty();
-    if (response_status == head_status::complete || taken_early) {
+    head.taken_early = response_status == head_status::partial && accept_partial && !head.response.fields.empty();
+    if (response_status == head_status::complete || head.taken_early) {
         head.type = type_response;
         head.end = as_response.stop;
         return head;
@@ -61,7 +61,6 @@ found_head find_head(const char* begin, const char* end, bool accept_partial)
     if (as_extension.hit) {
         head.type = type_request;
         head.end = as_extension.stop;
-        head.request_grammar = &parse_http_extension_request;
     }
     return head;
 }
@@ -181,14 +180,15 @@ head_result<message> analyzer::head_step(const char* begin, const char* end, boo
     plan.type = head.type;
     plan.head_begin = head_begin;
     plan.head_end = head.end;
-    plan.request_grammar = head.request_grammar;
     if (head.type == type_request) {
+        plan.request = &head.request;
         plan.content_length = length_from_headers(head.request.fields).value;
         plan.chunked = is_chunked(head.request.fields);
         if (link_ != nullptr) {
             link_->set(method_id(head.request.method));
         }
     } else {
+        plan.response = head.taken_early ? nullptr : &head.response;
         plan.request_method = link_ != nullptr ? link_->get() : method::unknown;
         plan.content_length = length_of_response(head.response, plan.request_method);
         plan.chunked = is_chunked(head.response.fields);

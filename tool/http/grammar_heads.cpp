@@ -2,8 +2,6 @@
 #include "tool/http/grammar_rules.h"
 #include "tool/http/method_words.h"
 
-#include <array>
-#include <span>
 #include <string_view>
 
 namespace http {
@@ -24,23 +22,17 @@ bool stored(range& target, const char*& at, const char* end, Rule&& rule)
     return true;
 }
 
-/// A word of a table. Leaves `at` unchanged after a failure.
-bool word_of(const char*& at, const char* end, std::span<const std::string_view> words) noexcept
+/// A given text. Leaves `at` unchanged after a failure.
+inline bool whole(const char*& at, const char* end, std::string_view text) noexcept
 {
-    const std::string_view text(at, static_cast<std::size_t>(end - at));
-    for (const std::string_view word : words) {
-        if (text.starts_with(word)) {
-            at += word.size();
-            return true;
-        }
-    }
-    return false;
+    const bool hit = std::string_view(at, static_cast<std::size_t>(end - at)).starts_with(text);
+    at += hit ? text.size() : 0;
+    return hit;
 }
 
 bool icap_method(const char*& at, const char* end) noexcept
 {
-    static constexpr std::array<std::string_view, 3> words{"REQMOD", "OPTIONS", "RESPMOD"};
-    return word_of(at, end, words);
+    return whole(at, end, "REQMOD") || whole(at, end, "OPTIONS") || whole(at, end, "RESPMOD");
 }
 
 bool http_method(const char*& at, const char* end) noexcept
@@ -64,7 +56,11 @@ bool extension_method(const char*& at, const char* end) noexcept
 bool http_uri(const char*& at, const char* end) noexcept
 {
     const char* begin = at;
-    while (at != end) {
+    for (;;) {
+        at = search::at_most(at, end, 0x20);
+        if (at == end) {
+            break;
+        }
         if (*at == ' ') {
             // The same text follows each position in a run of blanks and tabs, so one test for the run is sufficient.
             const char* run = at;
@@ -75,7 +71,7 @@ bool http_uri(const char*& at, const char* end) noexcept
             while (at != run && *at == ' ') {
                 ++at;
             }
-        } else if (byte(*at) >= 0x20 || byte(*at) == 0x05) {
+        } else if (*at == 0x05) {
             ++at;
         } else {
             break;
@@ -87,26 +83,25 @@ bool http_uri(const char*& at, const char* end) noexcept
 /// Exactly three digits.
 bool status(const char*& at, const char* end, std::uint32_t& out) noexcept
 {
-    const char* begin = at;
+    std::uint32_t value = 0;
     for (int count = 0; count < 3; ++count) {
         if (at == end || !is_digit(*at)) {
             return false;
         }
+        value = value * 10 + static_cast<std::uint32_t>(*at - '0');
         ++at;
     }
     if (at != end && is_digit(*at)) {
         return false;
     }
-    detail::digits(out, begin, at);
+    out = value;
     return true;
 }
 
 /// Any number of bytes in 0x20 to 0xFF. Always matches.
 bool reason(const char*& at, const char* end) noexcept
 {
-    while (at != end && byte(*at) >= 0x20) {
-        ++at;
-    }
+    at = search::at_most(at, end, 0x1F);
     return true;
 }
 

@@ -1,22 +1,10 @@
 #include "tool/http/grammar_rules.h"
 
-#include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <cstring>
 
 namespace http {
 
 namespace {
-
-const char* find_byte(const char* at, const char* end, char value) noexcept
-{
-    if (at == end) {
-        return end;
-    }
-    const void* found = std::memchr(at, value, static_cast<std::size_t>(end - at));
-    return found == nullptr ? end : static_cast<const char*>(found);
-}
 
 constexpr std::array<bool, 256> table_of(std::string_view members)
 {
@@ -40,108 +28,34 @@ constexpr std::array<bool, 256> token_bytes()
 
 constexpr auto token_table = token_bytes();
 
+/// The name and the colon of a header. Only the first byte must be one of a token, because a colon may have any bytes
+/// ahead of it, and none of a token is a colon.
+inline bool name_and_colon(const char*& at, const char* end) noexcept
+{
+    return at != end && token_table[rules::byte(*at)] && rules::colon(at, end);
+}
+
+/// Any number of bytes except CR and LF, and of folds.
+inline void field_value(const char*& at, const char* end) noexcept
+{
+    for (;;) {
+        // All bytes up to the line end belong to the value. The line end begins a fold or ends the value.
+        at = search::line_end(at, end);
+        const char* fold = at;
+        if (!rules::lws(fold, end)) {
+            return;
+        }
+        at = fold;
+    }
+}
+
 } // namespace
-
-bool eol_tolerant_parser::parse(const char*& at, const char* end) noexcept
-{
-    while (at != end && *at == ' ') {
-        ++at;
-    }
-    while (at != end && *at == '\r') {
-        ++at;
-    }
-    if (at == end || *at != '\n') {
-        return false;
-    }
-    ++at;
-    return true;
-}
-
-bool colon_tolerant_parser::parse(const char*& at, const char* end) noexcept
-{
-    at = find_byte(at, end, ':');
-    if (at == end) {
-        return false;
-    }
-    ++at;
-    return true;
-}
-
-namespace detail {
-
-void digits(std::uint32_t& target, const char* begin, const char* end) noexcept
-{
-    std::array<char, 32> text{};
-    const auto count = std::min(static_cast<std::size_t>(end - begin), text.size() - 1);
-    std::copy_n(begin, count, text.begin());
-    target = static_cast<std::uint32_t>(std::atoi(text.data()));
-}
-
-void header(fields& target, const char* begin, const char* end)
-{
-    const char* colon = find_byte(begin, end, ':');
-    const char* value = colon == end ? end : colon + 1;
-    while (value != end && *value == ' ') {
-        ++value;
-    }
-    range name;
-    range text;
-    sequence(name, begin, colon);
-    sequence(text, value, end);
-    target.emplace(name, text);
-}
-
-} // namespace detail
 
 namespace rules {
 
 bool is_separator(char value) noexcept
 {
     return separators[byte(value)];
-}
-
-bool blanks(const char*& at, const char* end) noexcept
-{
-    while (at != end && is_gap(*at)) {
-        ++at;
-    }
-    return true;
-}
-
-bool gap(const char*& at, const char* end) noexcept
-{
-    const char* begin = at;
-    blanks(at, end);
-    return at != begin;
-}
-
-bool literal(const char*& at, const char* end, std::string_view text) noexcept
-{
-    for (const char wanted : text) {
-        if (at == end || *at != wanted) {
-            return false;
-        }
-        ++at;
-    }
-    return true;
-}
-
-bool word(const char*& at, const char* end) noexcept
-{
-    const char* begin = at;
-    while (at != end && is_word(*at)) {
-        ++at;
-    }
-    return at != begin;
-}
-
-bool lws(const char*& at, const char* end) noexcept
-{
-    const char* begin = at;
-    if (!eol(at, end)) {
-        at = begin;
-    }
-    return gap(at, end);
 }
 
 bool token(const char*& at, const char* end) noexcept
@@ -153,38 +67,32 @@ bool token(const char*& at, const char* end) noexcept
     return at != begin;
 }
 
-bool field_value(const char*& at, const char* end) noexcept
-{
-    while (at != end) {
-        // All bytes up to the line end belong to the value. The line end begins a fold or ends the value.
-        at = find_byte(at, find_byte(at, end, '\n'), '\r');
-        const char* fold = at;
-        if (!lws(fold, end)) {
-            break;
-        }
-        at = fold;
-    }
-    return true;
-}
-
 bool message_header(const char*& at, const char* end) noexcept
 {
-    return token(at, end) && colon(at, end) && field_value(at, end);
+    if (!name_and_colon(at, end)) {
+        return false;
+    }
+    field_value(at, end);
+    return true;
 }
 
 bool headers(const char*& at, const char* end, fields& out)
 {
-    while (true) {
-        const char* line = at;
-        if (!message_header(line, end)) {
-            return true;
+    for (const char* line = at; name_and_colon(line, end);) {
+        const range name(at, static_cast<std::size_t>(line - at - 1));
+        while (line != end && *line == ' ') {
+            ++line;
         }
-        detail::header(out, at, line);
+        const char* const value = line;
+        field_value(line, end);
+        out.append(name, range(value, static_cast<std::size_t>(line - value)));
         if (!eol(line, end)) {
-            return true;
+            break;
         }
         at = line;
     }
+    out.order();
+    return true;
 }
 
 } // namespace rules

@@ -1,19 +1,21 @@
 #include "tool/http/head_records.h"
 
-#include "tool/system/conversions.h"
-
-#include <algorithm>
-
 namespace http {
 
-bool field_less::operator()(range left, range right) const noexcept
+void move_text(request_data& record, const char* from, const char* to) noexcept
 {
-    if (left.empty() || right.empty()) {
-        return false;
+    for (range* const part : {&record.protocol, &record.method, &record.uri, &record.version}) {
+        *part = moved_text(*part, from, to);
     }
-    const std::size_t shared = std::min(left.size(), right.size());
-    const int order = winapi::compare_no_case(left.substr(0, shared), right.substr(0, shared));
-    return order != 0 ? order < 0 : left.size() < right.size();
+    record.fields.move_text(from, to);
+}
+
+void move_text(response_data& record, const char* from, const char* to) noexcept
+{
+    for (range* const part : {&record.protocol, &record.version, &record.reason}) {
+        *part = moved_text(*part, from, to);
+    }
+    record.fields.move_text(from, to);
 }
 
 } // namespace http

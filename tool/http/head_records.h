@@ -1,26 +1,10 @@
 #pragma once
 
+#include "tool/http/fields.h"
+
 #include <cstdint>
-#include <map>
-#include <string_view>
 
 namespace http {
-
-/// A part of a head's text: pointer and length into the raw head buffer. It does not own the text and becomes invalid
-/// with the buffer.
-using range = std::string_view;
-
-/// Order of header names: ASCII case-insensitive over the length that both share; if that part is equal, the shorter
-/// name comes first. An empty name is equivalent to every name; the grammars never produce one.
-struct field_less
-{
-    using is_transparent = void;
-    bool operator()(range left, range right) const noexcept;
-};
-
-/// Header table, ordered by name. insert() and emplace() keep an existing entry, so that of several lines of one name
-/// the first counts. find("host") finds "Host".
-using fields = std::map<range, range, field_less>;
 
 /// The start line and the headers of a request. The ranges point into the text that was parsed.
 struct request_data
@@ -41,6 +25,10 @@ struct response_data
     range reason;             ///< the text behind the status, with trailing blanks; may be empty
     http::fields fields;
 };
+
+/// Makes the ranges of a record point into a copy of its head. `from` and `to` are the beginnings of head and copy.
+void move_text(request_data& record, const char* from, const char* to) noexcept;
+void move_text(response_data& record, const char* from, const char* to) noexcept;
 
 /// Classification of a range of bytes as a head of one kind.
 enum class head_status : std::uint32_t

@@ -5,7 +5,7 @@
 #include "tool/http/message_headers.h"
 
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -94,7 +94,7 @@ private:
     byte_vector& raw_head_;
     Record& record_;
     head_grammar<Record> grammar_;
-    std::deque<std::string> loose_text_; ///< text of entries that the raw head does not contain yet
+    std::list<std::string> loose_text_; ///< text of entries that the raw head does not contain yet
 };
 
 extern template class message_headers_impl<request_data>;

@@ -18,18 +18,22 @@ std::unique_ptr<web::io_data> make_store(const message_plan& plan)
 std::unique_ptr<generic_message> make_plain(const message_plan& plan)
 {
     byte_vector head(plan.head_begin, plan.head_end);
-    const char* begin = head.data();
-    const char* end = begin + head.size();
+    const char* const begin = head.data();
     if (plan.type == type_request) {
         auto store = make_store(plan);
-        request_data record;
-        plan.request_grammar(begin, end, record);
+        request_data record = *plan.request;
+        move_text(record, plan.head_begin, begin);
         return std::make_unique<request_message>(std::move(head), record, plan.content_length, std::move(store));
     }
     if (plan.type == type_response) {
         auto store = make_store(plan);
         response_data record;
-        parse_http_response(begin, end, record);
+        if (plan.response != nullptr) {
+            record = *plan.response;
+            move_text(record, plan.head_begin, begin);
+        } else {
+            parse_http_response(begin, begin + head.size(), record);
+        }
         return std::make_unique<response_message>(std::move(head), record, plan.content_length, std::move(store),
                                                   plan.request_method);
     }

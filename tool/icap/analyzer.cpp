@@ -58,13 +58,23 @@ encapsulated_offsets required_offsets(const http::fields& fields)
     return list->offsets;
 }
 
-/// Makes the message of a head that ends at `head_end` and passes the bytes behind it to the message. `count` is the
-/// number of bytes skipped ahead of the head.
-http::head_result<message> start_message(std::uint32_t type, const char* begin, const char* head_end, const char* end,
-                                         const encapsulated_offsets& offsets, std::size_t count)
+/// Makes a message with copies of a head and of its record, whose ranges point into the head.
+template <class Message, class Record>
+std::unique_ptr<message> message_of(Record record, const char* head_begin, const char* head_end,
+                                    const encapsulated_offsets& offsets)
+{
+    http::byte_vector head(head_begin, head_end);
+    http::move_text(record, head_begin, head.data());
+    return std::make_unique<Message>(std::move(head), record, offsets);
+}
+
+/// Passes the bytes behind the head at `begin`, which ends at `head_end`, to its message. `count` is the number of
+/// bytes skipped ahead of the head.
+http::head_result<message> start_message(std::unique_ptr<message> made, const char* begin, const char* head_end,
+                                         const char* end, std::size_t count)
 {
     http::head_result<message> result;
-    result.message = detail::make_message(type, begin, head_end, offsets);
+    result.message = std::move(made);
     result.count = count + static_cast<std::size_t>(head_end - begin);
     if (head_end != end) {
         result.count += static_cast<std::size_t>(result.message->append(head_end, end));
@@ -77,19 +87,15 @@ http::head_result<message> start_message(std::uint32_t type, const char* begin, 
 std::unique_ptr<message> detail::make_message(std::uint32_t type, const char* head_begin, const char* head_end,
                                               const encapsulated_offsets& offsets)
 {
-    http::byte_vector head(head_begin, head_end);
-    const char* const begin = head.data();
-    const char* const end = begin + head.size();
-    // The copy is parsed again, so that every range of the record points into it.
     if (type == type_request) {
         http::request_data record;
-        http::parse_icap_request(begin, end, record);
-        return std::make_unique<request_message>(std::move(head), record, offsets);
+        http::parse_icap_request(head_begin, head_end, record);
+        return message_of<request_message>(record, head_begin, head_end, offsets);
     }
     if (type == type_response) {
         http::response_data record;
-        http::parse_icap_response(begin, end, record);
-        return std::make_unique<response_message>(std::move(head), record, offsets);
+        http::parse_icap_response(head_begin, head_end, record);
+        return message_of<response_message>(record, head_begin, head_end, offsets);
     }
     throw std::runtime_error("http message type is undefined");
 }
@@ -128,7 +134,9 @@ http::head_result<message> analyzer::head_step(const char* range_begin, const ch
     if (request.status == http::head_status::complete) {
         const bool options = winapi::compare_no_case(request.record.method, "OPTIONS") == 0;
         const auto offsets = options ? encapsulated_offsets{} : required_offsets(request.record.fields);
-        return start_message(type_request, begin, request.parsed.stop, end, offsets, skipped);
+        const char* const stop = request.parsed.stop;
+        return start_message(message_of<request_message>(request.record, begin, stop, offsets), begin, stop, end,
+                             skipped);
     }
     if (request.status == http::head_status::partial) {
         return {nullptr, skipped, false};
@@ -141,7 +149,11 @@ http::head_result<message> analyzer::head_step(const char* range_begin, const ch
         return {nullptr, skipped, false};
     }
     const auto offsets = required_offsets(response.record.fields);
-    return start_message(type_response, begin, response.parsed.stop, end, offsets, skipped);
+    const char* const stop = response.parsed.stop;
+    // A head that has not ended is read again without the bytes behind it.
+    auto made = response.parsed.hit ? message_of<response_message>(response.record, begin, stop, offsets)
+                                    : detail::make_message(type_response, begin, stop, offsets);
+    return start_message(std::move(made), begin, stop, end, skipped);
 }
 
 http::head_result<message> analyzer::drop_garbage(const char* begin, const char* end)

@@ -48,7 +48,7 @@ std::size_t skip(std::string_view text, std::size_t position, Test test) noexcep
 const entry* entry_at(std::string_view text) noexcept
 {
     for (const entry& candidate : entries) {
-        if (text.starts_with(candidate.name)) {
+        if (text.starts_with(candidate.name.front()) && text.starts_with(candidate.name)) {
             return &candidate;
         }
     }

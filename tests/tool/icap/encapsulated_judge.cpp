@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <map>
 
 namespace test {
 namespace {
