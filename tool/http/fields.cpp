@@ -78,7 +78,6 @@ fields::fields(fields&& other) noexcept
     , many_(std::move(other.many_))
 {
     copy_inline(other);
-    other.many_.clear();
 }
 
 fields& fields::operator=(const fields& other)
@@ -94,7 +93,7 @@ fields& fields::operator=(const fields& other)
 fields& fields::operator=(fields&& other) noexcept
 {
     if (this != &other) {
-        many_ = std::move(other.many_);
+        many_.swap(other.many_);
         other.many_.clear();
         size_ = std::exchange(other.size_, 0);
         copy_inline(other);

@@ -12,6 +12,8 @@
 
 namespace {
 
+using namespace std::string_view_literals;
+
 using http::analyzer;
 using http::head_status;
 using test::extract_message;
@@ -67,6 +69,22 @@ TEST(http_analyzer, the_message_owns_its_head)
     EXPECT_EQ(head.data(), record.method.data());
     EXPECT_LE(head.data(), record.fields.begin()->second.data());
     EXPECT_LT(record.fields.begin()->second.data(), head.data() + head.size());
+}
+
+TEST(http_analyzer, a_response_owns_its_head_even_if_that_has_not_ended)
+{
+    for (const std::string_view text : {"HTTP/1.1 200 OK\r\nA: b\r\n\r\n"sv, "HTTP/1.1 200 OK\r\nA: b\r\nC: d"sv}) {
+        analyzer target;
+        put(target, text);
+        const auto message = target.extract(true);
+        ASSERT_TRUE(message);
+        const auto& record = dynamic_cast<http::response_message&>(*message).record();
+        const auto& head = message->raw_head();
+        EXPECT_EQ(head.data(), record.protocol.data());
+        // A line that has not ended is not part of the head.
+        ASSERT_EQ(1U, record.fields.size());
+        EXPECT_EQ(head.data() + text.find("b\r\n"), record.fields.at("A").data());
+    }
 }
 
 TEST(http_analyzer, the_split_of_the_input_makes_no_difference)

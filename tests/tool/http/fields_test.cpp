@@ -145,9 +145,12 @@ TEST(fields, a_table_that_was_moved_from_is_empty_and_can_be_filled)
         EXPECT_EQ(count, first.size());
         fill(source, count);
         fields second;
+        fill(second, more_than_inline);
         second = std::move(source);
         EXPECT_TRUE(source.empty()); // NOLINT(bugprone-use-after-move)
         EXPECT_EQ(shown(first), shown(second));
+        source.emplace("other", "1");
+        EXPECT_EQ("other=1;", shown(source));
     }
 }
 

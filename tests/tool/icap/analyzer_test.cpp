@@ -2,6 +2,8 @@
 #include "tests/support/guarded_buffer.h"
 #include "tests/tool/icap/icap_text.h"
 #include "tool/icap/analyzer.h"
+#include "tool/icap/request_message.h"
+#include "tool/icap/response_message.h"
 
 #include <gtest/gtest.h>
 
@@ -236,6 +238,30 @@ TEST(icap_analyzer, takes_a_part_of_a_reply_only_when_asked_and_with_a_header)
     icap::analyzer request;
     enqueue(request, "REQMOD /x ICAP/1.0\r\nEncapsulated: req-hdr=0, req-body=9\r\n");
     EXPECT_FALSE(request.extract(true));
+}
+
+template <typename Message>
+void expect_owned_head(std::string_view text, std::string_view value)
+{
+    icap::analyzer analyzer;
+    enqueue(analyzer, text);
+    const auto message = analyzer.extract(true);
+    ASSERT_TRUE(message);
+    const auto& record = dynamic_cast<Message&>(*message).record();
+    EXPECT_EQ(message->raw_head().data() + text.find(record.version), record.version.data());
+    ASSERT_EQ(1U, record.fields.size());
+    EXPECT_EQ(message->raw_head().data() + text.find(value), record.fields.begin()->second.data());
+    EXPECT_EQ(value, record.fields.begin()->second);
+}
+
+TEST(icap_analyzer, a_message_owns_its_head_even_if_that_has_not_ended)
+{
+    expect_owned_head<icap::request_message>("OPTIONS icap://h/ ICAP/1.0\r\nHost: other\r\n\r\n", "other");
+    const std::string lines = "ICAP/1.0 204 No\r\nEncapsulated: null-body=0\r\n";
+    expect_owned_head<icap::response_message>(lines + "\r\n", "null-body=0");
+    // A line that has not ended is not part of the head.
+    const std::string list = "res-hdr=0, null-body=40";
+    expect_owned_head<icap::response_message>("ICAP/1.0 200 OK\r\nEncapsulated: " + list + "\r\nA: b", list);
 }
 
 TEST(icap_analyzer, makes_no_message_of_a_third_type)
