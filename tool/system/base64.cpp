@@ -43,17 +43,23 @@ std::size_t padding_of(std::string_view text)
 
 std::string encode(std::string_view bytes)
 {
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (; !bytes.empty(); bytes.remove_prefix(bytes.size() < 3 ? bytes.size() : 3)) {
-        const auto byte = [&](std::size_t at) -> std::uint32_t {
-            return at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0;
-        };
+    std::string text((bytes.size() + 2) / 3 * 4, padding);
+    char* out = text.data();
+    const auto byte = [&](std::size_t at) -> std::uint32_t { return static_cast<unsigned char>(bytes[at]); };
+    for (; bytes.size() >= 3; bytes.remove_prefix(3), out += 4) {
         const std::uint32_t group = byte(0) << 16U | byte(1) << 8U | byte(2);
-        text.push_back(alphabet[group >> 18U]);
-        text.push_back(alphabet[group >> 12U & 0x3FU]);
-        text.push_back(bytes.size() > 1 ? alphabet[group >> 6U & 0x3FU] : padding);
-        text.push_back(bytes.size() > 2 ? alphabet[group & 0x3FU] : padding);
+        out[0] = alphabet[group >> 18U];
+        out[1] = alphabet[group >> 12U & 0x3FU];
+        out[2] = alphabet[group >> 6U & 0x3FU];
+        out[3] = alphabet[group & 0x3FU];
+    }
+    if (!bytes.empty()) {
+        const std::uint32_t group = byte(0) << 16U | (bytes.size() == 2 ? byte(1) << 8U : 0U);
+        out[0] = alphabet[group >> 18U];
+        out[1] = alphabet[group >> 12U & 0x3FU];
+        if (bytes.size() == 2) {
+            out[2] = alphabet[group >> 6U & 0x3FU];
+        }
     }
     return text;
 }
