@@ -55,6 +55,8 @@ public:
 class events final : public trace_provider
 {
 public:
+    /// write() is also called while a test refuses allocations.
+    events() { seen_.reserve(4096); }
     [[nodiscard]] bool enabled() const noexcept override { return on; }
     void write(std::uint16_t what, std::uint32_t id, std::uint32_t kind) noexcept override
     {
