@@ -13,7 +13,7 @@ const std::array<limit, 9> small_scan{{
     {file_calls, 0},
     {mappings, 0},
     {hand_overs, 3},
-    {allocations, 92},
+    {allocations, 40},
 }};
 
 const std::array<limit, 3> large_scan{{
@@ -31,7 +31,7 @@ const std::array<limit, 9> scanned_opening{{
     {file_calls, 0},
     {mappings, 0},
     {hand_overs, 3},
-    {allocations, 135},
+    {allocations, 80},
 }};
 
 const std::array<limit, 9> known_opening{{
