@@ -14,6 +14,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -69,10 +70,16 @@ void compare_scanned(bench::contests& all)
     std::uint64_t number = 1;
     desk.open(make_message(number)); // connects, and asks the peer for its health
     bench::require(desk.peer().health_questions() > 0, "the peer has not answered a health question");
+    const auto master = make_message(0);
     std::vector<std::shared_ptr<host::message_record>> unread;
     const auto make_messages = [&](std::uint64_t count) {
+        unread.clear();
         while (unread.size() < count) {
-            unread.push_back(make_message(++number));
+            // Copies share the body, as the bare scans scan one body; an identifier of their own keeps them unknown.
+            auto copy = std::make_shared<host::message_record>(master->copy());
+            copy->properties->set(PR_ENTRYID,
+                                  host::property_value::of_binary(host::bytes_of(std::to_string(++number))));
+            unread.push_back(std::move(copy));
         }
     };
     const auto open_messages = [&](std::uint64_t) {
@@ -80,7 +87,6 @@ void compare_scanned(bench::contests& all)
             const host::opening opened = desk.open(message);
             bench::require(opened.result == S_OK && opened.verdict == ScanResult::Clean, "not judged clean");
         }
-        unread.clear();
     };
     bench::pooled_scans bare(body_size);
     all.hold({work,
