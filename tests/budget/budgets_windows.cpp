@@ -13,7 +13,7 @@ const std::array<limit, 9> small_scan{{
     {file_calls, 0},
     {mappings, 3},
     {hand_overs, 3},
-    {allocations, 92},
+    {allocations, 40},
 }};
 
 const std::array<limit, 3> large_scan{{
