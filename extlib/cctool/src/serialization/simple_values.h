@@ -88,6 +88,15 @@ private:
     CountedUnits units_;
 };
 
+template <>
+StringValueImpl<char>::StringValueImpl(Arena& arena, const std::string& text);
+template <>
+std::string StringValueImpl<char>::Get() const;
+template <>
+StringValueImpl<wchar_t>::StringValueImpl(Arena& arena, const std::wstring& text);
+template <>
+std::wstring StringValueImpl<wchar_t>::Get() const;
+
 /// Bytes.
 class BinaryValue final : public Value
 {
