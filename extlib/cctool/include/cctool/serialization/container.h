@@ -11,7 +11,9 @@
 
 /// The tree of tagged values that contains settings for transport. A container maps numeric tags to typed values; a
 /// value may itself be an array or a container. A returned array or container shares the node and outlives its parent.
-/// A tree must be used by one thread at a time; any thread may release it.
+/// A tree must be used by one thread at a time; any thread may release it. All memory of a tree is released together,
+/// when nothing that was returned is left of it: values that were replaced keep theirs until then, and remain parts of
+/// the tree for the use by threads.
 ///
 /// A setter replaces an existing value of any type. A getter requires the exact type that was set: there is no
 /// conversion between widths or signs. It throws ContainerElementAccessError or ArrayElementAccessError with
