@@ -85,10 +85,8 @@ remote_contents of_tag(std::string_view tag)
             found.images += remote_images_of_set(value);
         } else if (remote && element == "link" && name == "href") {
             ++(styles ? found.styles : found.others);
-        } else if (remote && (name == "href" || name == "xlink:href")) {
-            ++found.images; // of drawings
-        } else if (remote && (name == "background" || name == "poster")) {
-            ++found.images;
+        } else if (remote && (name == "background" || name == "poster" || name == "href" || name == "xlink:href")) {
+            ++found.images; // the last two: of drawings
         } else if (remote && (name == "src" || name == "data")) {
             const bool image = element == "img" || element == "image" || element == "input";
             ++(image ? found.images : found.others);

@@ -103,7 +103,7 @@ std::string duration_steps::chart() const
         return {};
     }
     const auto last = std::find_if(counts_.rbegin(), counts_.rend(), counted).base();
-    const std::size_t most = *std::max_element(first, last);
+    const std::size_t most = std::max<std::size_t>(1, *std::max_element(first, last));
     std::string bars;
     std::string words;
     std::size_t y = 0;

@@ -19,8 +19,8 @@ void end_by_closed_pipe()
         return;
     }
     const auto held = delete_unfinished_paths();
-    std::signal(SIGPIPE, SIG_DFL);
-    std::raise(SIGPIPE);
+    (void)std::signal(SIGPIPE, SIG_DFL);
+    (void)std::raise(SIGPIPE);
 }
 
 } // namespace host

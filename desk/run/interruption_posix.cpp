@@ -53,7 +53,7 @@ winapi::file_handle opened(int handle)
 
 [[noreturn]] void give_up(int signal, const console& where) noexcept
 {
-    const auto held = delete_unfinished_paths();
+    [[maybe_unused]] const auto held = delete_unfinished_paths();
     const std::uint64_t all = all_objects;
     const auto total = all == 0 ? std::nullopt : std::optional(all);
     std::string line(where.shows_progress ? line_eraser : "");
@@ -67,10 +67,10 @@ winapi::file_handle opened(int handle)
 /// ends it while it deletes.
 [[noreturn]] void die_of(int signal, const sigset_t& taken) noexcept
 {
-    std::signal(signal, SIG_DFL);
+    (void)std::signal(signal, SIG_DFL);
     pthread_sigmask(SIG_UNBLOCK, &taken, nullptr);
-    const auto held = delete_unfinished_paths();
-    std::raise(signal);
+    [[maybe_unused]] const auto held = delete_unfinished_paths();
+    (void)std::raise(signal);
     std::_Exit(128 + signal);
 }
 

@@ -96,11 +96,15 @@ bytes_ptr quoted_lines(const bytes& contents)
     scratch result;
     std::array<char, 16384> block{};
     std::string lines;
-    for (std::uint64_t offset = 0; const std::size_t got = contents.read(offset, block.data(), block.size());
-         offset += got) {
+    for (std::uint64_t offset = 0;;) {
+        const std::size_t got = contents.read(offset, block.data(), block.size());
+        if (got == 0) {
+            break;
+        }
         lines.clear();
         encoder.append({block.data(), got}, lines);
         result.append(lines);
+        offset += got;
     }
     lines.clear();
     encoder.finish(lines);

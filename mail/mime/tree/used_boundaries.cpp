@@ -20,8 +20,11 @@ void used_boundaries::add(const bytes& source)
 {
     std::string block;
     std::array<char, 65536> more{};
-    for (std::uint64_t offset = 0; const std::size_t got = source.read(offset, more.data(), more.size());
-         offset += got) {
+    for (std::uint64_t offset = 0;;) {
+        const std::size_t got = source.read(offset, more.data(), more.size());
+        if (got == 0) {
+            break;
+        }
         block.append(more.data(), got);
         for (std::size_t at = block.find(delimiter_start); at != std::string::npos;
              at = block.find(delimiter_start, at + 1)) {
@@ -32,6 +35,7 @@ void used_boundaries::add(const bytes& source)
             }
         }
         block.erase(0, block.size() - std::min(block.size(), longest)); // a delimiter may continue in the next block
+        offset += got;
     }
 }
 
