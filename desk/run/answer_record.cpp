@@ -87,9 +87,8 @@ void answer_record::hear(std::string_view logger, std::string_view text)
     const bool own_thread = thread_ == std::this_thread::get_id();
     if (logger == "icapclnt") {
         hear_session(text, own_thread);
-    } else if (logger == "outlook" && take(text, "Scan server is unavailable")) {
-        unreachable_ = problem_words(text);
-    } else if (logger == "outlook" && take(text, "Create scan session manager failed: ")) {
+    } else if (logger == "outlook" &&
+               (take(text, "Scan server is unavailable") || take(text, "Create scan session manager failed: "))) {
         unreachable_ = problem_words(text);
     } else if (logger == "outlook" && own_thread) {
         hear_check(text);
