@@ -1,18 +1,17 @@
 #include "desk/run/interruption.h"
 #include "desk/run/open_messages.h"
 #include "tests/desk/run/listed_messages.h"
+#include "tests/support/resource_limit_posix.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <iterator>
 #include <optional>
 #include <sstream>
-#include <sys/resource.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -57,17 +56,12 @@ TEST_F(Interruption, LeavesTheProcessAsItWas)
 
 TEST_F(Interruption, LeavesTheProcessAsItWasIfItCannotBeMade)
 {
-    const int lowest_free = fcntl(STDIN_FILENO, F_DUPFD, 0);
-    ASSERT_LE(0, lowest_free);
-    ASSERT_EQ(0, close(lowest_free));
     const console& streams = where; // a sanitizer that checks a member access needs descriptors for it
-    rlimit former{};
-    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &former));
-    for (const int free_descriptors : {0, 1}) {
-        const rlimit low{static_cast<rlim_t>(lowest_free + free_descriptors), former.rlim_max};
-        ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &low));
-        EXPECT_THROW(interruption{streams}, std::system_error);
-        ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &former));
+    for (const int further : {0, 1}) {
+        {
+            const ::test::descriptor_limit limit(further);
+            EXPECT_THROW(interruption{streams}, std::system_error);
+        }
         EXPECT_EQ(descriptors_before, descriptors());
         EXPECT_EQ(blocked_before, blocked());
     }
