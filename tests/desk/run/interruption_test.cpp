@@ -1,18 +1,14 @@
 #include "desk/run/interruption.h"
 #include "desk/run/open_messages.h"
+#include "tests/desk/run/interruption_fixture.h"
 #include "tests/desk/run/listed_messages.h"
-#include "tests/support/resource_limit_posix.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <iterator>
 #include <optional>
-#include <sstream>
-#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -20,28 +16,7 @@
 namespace host::test {
 namespace {
 
-/// The streams of a command, and what an interruption changes in the process.
-class Interruption : public testing::Test
-{
-protected:
-    static std::ptrdiff_t descriptors()
-    {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    }
-    /// Returns whether SIGINT and SIGTERM are blocked.
-    static std::array<int, 2> blocked()
-    {
-        sigset_t set;
-        EXPECT_EQ(0, pthread_sigmask(SIG_BLOCK, nullptr, &set));
-        return {sigismember(&set, SIGINT), sigismember(&set, SIGTERM)};
-    }
-
-    std::ostringstream out;
-    std::ostringstream err;
-    const console where{out, err};
-    const std::ptrdiff_t descriptors_before = descriptors();
-    const std::array<int, 2> blocked_before = blocked();
-};
+using Interruption = interruption_fixture;
 
 TEST_F(Interruption, LeavesTheProcessAsItWas)
 {
@@ -52,19 +27,6 @@ TEST_F(Interruption, LeavesTheProcessAsItWas)
     }
     EXPECT_EQ(descriptors_before, descriptors());
     EXPECT_EQ(blocked_before, blocked());
-}
-
-TEST_F(Interruption, LeavesTheProcessAsItWasIfItCannotBeMade)
-{
-    const console& streams = where; // a sanitizer that checks a member access needs descriptors for it
-    for (const int further : {0, 1}) {
-        {
-            const ::test::descriptor_limit limit(further);
-            EXPECT_THROW(interruption{streams}, std::system_error);
-        }
-        EXPECT_EQ(descriptors_before, descriptors());
-        EXPECT_EQ(blocked_before, blocked());
-    }
 }
 
 /// Opens each message while the process is asked to end.
