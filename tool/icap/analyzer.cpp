@@ -151,9 +151,9 @@ http::head_result<message> analyzer::head_step(const char* range_begin, const ch
     const auto offsets = required_offsets(response.record.fields);
     const char* const stop = response.parsed.stop;
     // A head that has not ended is read again without the bytes behind it.
-    auto made = response.parsed.hit ? message_of<response_message>(response.record, begin, stop, offsets)
-                                    : detail::make_message(type_response, begin, stop, offsets);
-    return start_message(std::move(made), begin, stop, end, skipped);
+    return start_message(response.parsed.hit ? message_of<response_message>(response.record, begin, stop, offsets)
+                                             : detail::make_message(type_response, begin, stop, offsets),
+                         begin, stop, end, skipped);
 }
 
 http::head_result<message> analyzer::drop_garbage(const char* begin, const char* end)
