@@ -1,8 +1,9 @@
 #include "tests/support/failing_new.h"
 
+#include "tests/support/replaced_new.h"
+
 #include <atomic>
 #include <cstdlib>
-#include <new>
 
 namespace {
 
@@ -48,64 +49,14 @@ bool refuses() noexcept
     return own_plan.refuses() || (!refuses_others && plan_of_others.refuses());
 }
 
-void* allocate_or_null(std::size_t size) noexcept
+} // namespace
+
+namespace test {
+
+void* memory_or_null(std::size_t size) noexcept
 {
     return refuses() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
-
-void* allocate(std::size_t size)
-{
-    void* const memory = allocate_or_null(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    return allocate(size);
-}
-
-void* operator new[](std::size_t size)
-{
-    return allocate(size);
-}
-
-// A sanitizer's own would allocate what the operators below cannot free.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    return allocate_or_null(size);
-}
-
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
-{
-    return allocate_or_null(size);
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete[](void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete[](void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
-
-namespace test {
 
 failing_new::failing_new(std::size_t nth, refusals which, threads whose) noexcept
     : whose_(whose)
