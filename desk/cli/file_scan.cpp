@@ -96,7 +96,7 @@ public:
             static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count());
         outcome.empty = !file_.empty() && source_->size() == 0;
         outcome.sent = options_.kind != scan_kind::object || source_->size() >= icap::client::smallest_object;
-        tell_service(outcome);
+        describe_answer(outcome);
         if (outcome.result == ScanResult::Repaired) {
             outcome.repaired = edited_->freeze();
         } else if (is_http() && answer_ && icap::get_infection_param(answer_, "Resolution") == "1") {
@@ -208,7 +208,7 @@ private:
         return session_.scan(record);
     }
 
-    void tell_service(scan_outcome& outcome) const
+    void describe_answer(scan_outcome& outcome) const
     {
         const auto* real = dynamic_cast<const icap::client::session_impl*>(&session_);
         if (real) {
